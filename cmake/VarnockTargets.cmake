@@ -1,0 +1,66 @@
+# Compiler settings as functions on a target, never as global flags.
+
+set(VARNOCK_SANITIZE "" CACHE STRING "Sanitizers for every target, as in -fsanitize=")
+option(VARNOCK_COVERAGE "Instrument for coverage" OFF)
+option(VARNOCK_WARNINGS_AS_ERRORS "Warnings are errors" ${PROJECT_IS_TOP_LEVEL})
+
+# Warnings, sanitizers and coverage: every target of this project calls this.
+function(varnock_harden target)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wunused -Wnull-dereference
+    -Wdouble-promotion -Wformat=2 -Wno-format-nonliteral -Wimplicit-fallthrough
+    $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wduplicated-branches;-Wlogical-op>
+    $<$<BOOL:${VARNOCK_WARNINGS_AS_ERRORS}>:-Werror>)
+  # The stores that mark a global object as destroyed are read later on purpose: without this flag
+  # the compiler removes them as dead.
+  target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-lifetime-dse>)
+  if(VARNOCK_SANITIZE)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${VARNOCK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(${target} PUBLIC -fsanitize=${VARNOCK_SANITIZE})
+  endif()
+  if(VARNOCK_COVERAGE)
+    target_compile_options(${target} PRIVATE --coverage -O0)
+    target_link_options(${target} PUBLIC --coverage)
+  endif()
+endfunction()
+
+# Installed headers lie under include/varnock/<path of the source tree>. Both spellings work for
+# a user: <varnock/runtime/Debug.h> and "runtime/Debug.h".
+function(varnock_public_includes target)
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/varnock>)
+endfunction()
+
+# varnock_room(SOURCES a.cpp ... PUBLIC_HEADERS A.h ...): adds the sources of the current folder to
+# the library and registers its public headers for installation.
+function(varnock_room)
+  cmake_parse_arguments(ROOM "" "" "SOURCES;PUBLIC_HEADERS" ${ARGN})
+  list(TRANSFORM ROOM_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+  target_sources(varnock_core PRIVATE ${ROOM_SOURCES})
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR}
+    OUTPUT_VARIABLE folder)
+  list(TRANSFORM ROOM_PUBLIC_HEADERS PREPEND ${folder}/)
+  set_property(GLOBAL APPEND PROPERTY VARNOCK_PUBLIC_HEADERS ${ROOM_PUBLIC_HEADERS})
+endfunction()
+
+# varnock_test(name SOURCES a_test.cpp ... [LIBRARIES target ...] [LABELS unit|fault|...])
+# A GoogleTest program whose every test runs as a process of its own. It links the objects of the
+# library, so it can reach internal symbols.
+function(varnock_test name)
+  cmake_parse_arguments(TEST "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  if(NOT TEST_LABELS)
+    set(TEST_LABELS unit)
+  endif()
+  add_executable(${name} ${TEST_SOURCES})
+  varnock_harden(${name})
+  target_link_libraries(${name} PRIVATE
+    varnock_core varnock_test_support GTest::gmock_main ${TEST_LIBRARIES})
+  gtest_discover_tests(${name}
+    TEST_PREFIX "${name}."
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES LABELS "${TEST_LABELS}" TIMEOUT 120)
+endfunction()
