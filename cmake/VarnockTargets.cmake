@@ -47,16 +47,22 @@ function(varnock_room)
   set_property(GLOBAL APPEND PROPERTY VARNOCK_PUBLIC_HEADERS ${ROOM_PUBLIC_HEADERS})
 endfunction()
 
-# varnock_test(name SOURCES a_test.cpp ... [LIBRARIES target ...] [LABELS unit|fault|...])
+# varnock_test(name [SOURCES a_test.cpp ...] [LIBRARIES target ...] [LABELS unit|fault|...])
 # A GoogleTest program whose every test runs as a process of its own. It links the objects of the
-# library, so it can reach internal symbols.
+# library, so it can reach internal symbols. Without SOURCES it takes every *_test.cpp of the
+# folder, so that no test can be left out of the build.
 function(varnock_test name)
   cmake_parse_arguments(TEST "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  if(NOT TEST_SOURCES)
+    file(GLOB TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
+  endif()
   if(NOT TEST_LABELS)
     set(TEST_LABELS unit)
   endif()
   add_executable(${name} ${TEST_SOURCES})
   varnock_harden(${name})
+  target_compile_definitions(${name} PRIVATE
+    VARNOCK_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
   target_link_libraries(${name} PRIVATE
     varnock_core varnock_test_support GTest::gmock_main ${TEST_LIBRARIES})
   gtest_discover_tests(${name}
