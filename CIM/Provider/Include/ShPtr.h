@@ -1,0 +1,61 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <utility>
+
+/// Reference-counted owner of one object; the last owner deletes it through its destructor.
+///
+/// Each copy names the same Core, a separately allocated record of object and count. A default
+/// constructed or moved-from ShPtr has no Core and holds null.
+///
+/// Thread-safety: the count is atomic, so copies in different threads may be made, assigned and
+/// destroyed at the same time. One ShPtr object must not be changed by one thread while another
+/// uses it. The object itself is as safe as its class makes it.
+template <typename T>
+class ShPtr {
+  public:
+    ShPtr() = default;
+    /// Takes ownership. When the Core cannot be allocated the object is deleted and the failure
+    /// (std::bad_alloc) passes on.
+    explicit ShPtr(T* object) {
+        std::unique_ptr<T> owner(object);
+        core_ = new Core(object);
+        owner.release();
+    }
+    ShPtr(const ShPtr& other) : core_(other.core_) {
+        if (core_ != nullptr) {
+            core_->count.fetch_add(1, std::memory_order_relaxed);
+        }
+    }
+    ShPtr(ShPtr&& other) noexcept : core_(std::exchange(other.core_, nullptr)) {}
+    ShPtr& operator=(ShPtr other) noexcept {
+        std::swap(core_, other.core_);
+        return *this;
+    }
+    ~ShPtr() { release(); }
+
+    T* get() const { return core_ != nullptr ? core_->object : nullptr; }
+    /// REQUIRES: get() is not null; likewise for operator*.
+    T* operator->() const { return get(); }
+    T& operator*() const { return *get(); }
+    explicit operator bool() const { return get() != nullptr; }
+
+  private:
+    struct Core {
+        explicit Core(T* owned) : object(owned), count(1) {}
+
+        T* object;
+        std::atomic<long> count;
+    };
+
+    void release() {
+        // What other owners did to the object happens before its deletion.
+        if (core_ != nullptr && core_->count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            delete core_->object;
+            delete core_;
+        }
+    }
+
+    Core* core_ = nullptr;
+};
