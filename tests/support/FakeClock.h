@@ -1,0 +1,107 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "runtime/Clock.h"
+
+namespace varnock::test {
+
+/// Virtual time for one test: it moves only when somebody sleeps or a wait runs out, so that ten
+/// minutes of retries pass in milliseconds. In force from construction to destruction.
+///
+///     FakeClock clock;
+///     ScriptedAgent agent(clock);  // optional: a peer that takes part in the virtual time
+///     ... EXPECT_EQ(clock.sleeps().size(), 599u);
+///
+/// - sleepFor() moves the time and returns.
+/// - poll() sees the real readiness of real descriptors. Nothing ready, it runs out in virtual time
+///   only when all participants are idle, that is, when nothing can come any more without the time
+///   moving; before that it waits really. Without participants it runs out at once. A poll without
+///   limit waits really for ever.
+/// - waitUntil() waits really for the signal, and runs out when the time has been moved beyond its
+///   deadline by advance() or by another thread. After expireWaits() it runs out at once and moves
+///   the time to its deadline. It may wake without a signal, as condition variables do.
+///
+/// Thread-safety: any thread may call any operation.
+class FakeClock final : public Clock {
+  public:
+    using milliseconds = std::chrono::milliseconds;
+    using nanoseconds = std::chrono::nanoseconds;
+
+    /// A peer that does things at virtual times, such as the ScriptedAgent.
+    class Participant {
+      public:
+        enum class State {
+            Idle,     ///< does nothing until the time moves or somebody sends it something
+            Working,  ///< has input or commands that it has not handled yet
+            Held,     ///< waits for the test; polls must not run out meanwhile, sleeps may
+        };
+        struct Standing {
+            State state = State::Idle;
+            std::optional<nanoseconds> due;  ///< when its next own action is due
+        };
+        virtual ~Participant() = default;
+        virtual Standing standing() = 0;
+        /// The time has reached `now`; what is due becomes work.
+        virtual void reach(nanoseconds now) = 0;
+    };
+
+    FakeClock();
+    ~FakeClock() override;
+    FakeClock(const FakeClock&) = delete;
+    FakeClock& operator=(const FakeClock&) = delete;
+
+    /// Moves the time, as a sleep does that is not recorded.
+    void advance(milliseconds duration);
+    /// From now on waitUntil() runs out at once; false: waits for signals again.
+    void expireWaits(bool expire = true);
+    /// The next poll that has a time limit or not, in any thread, fails with this errno after that
+    /// much virtual time. Calls queue up.
+    void failNextPoll(int error, milliseconds after = milliseconds(0));
+
+    /// Every sleepFor() so far, in order.
+    std::vector<milliseconds> sleeps() const;
+    /// The limit of every poll() above 0 that ran out, in order.
+    std::vector<milliseconds> expiredPolls() const;
+    /// Virtual time since construction.
+    milliseconds elapsed() const;
+
+    void join(Participant& participant);
+    void leave(Participant& participant);
+
+    void sleepFor(milliseconds duration) override;
+    int poll(pollfd* descriptors, nfds_t count, int timeoutMs) override;
+    int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                  const timespec& deadline) override;
+    nanoseconds monotonicTime() override;
+    timespec wallTime() override;
+
+  private:
+    struct Failure {
+        int error;
+        milliseconds after;
+    };
+
+    Participant::Standing standing();
+    void reach(nanoseconds time);
+    void moveTo(nanoseconds target);
+    std::optional<Failure> takeFailure();
+    int pollVirtually(pollfd* descriptors, nfds_t count, std::optional<nanoseconds> deadline);
+
+    mutable std::mutex mutex_;  // guards what follows up to the blank line
+    std::vector<Participant*> participants_;
+    std::vector<milliseconds> sleeps_;
+    std::vector<milliseconds> expiredPolls_;
+    std::deque<Failure> failures_;
+
+    std::atomic<nanoseconds::rep> now_{0};
+    std::atomic<bool> expireWaits_{false};
+    Clock* previous_;
+};
+
+}  // namespace varnock::test
