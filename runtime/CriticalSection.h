@@ -8,12 +8,12 @@
 
 /// Recursive lock of one process.
 ///
-/// A section that is filled with zeros and not constructed yet is legal: Enter() counts and Leave()
-/// does nothing, and neither blocks. The trace uses this while the process-wide objects are built.
-/// A destroyed section behaves the same way.
+/// A section that is filled with zeros and not constructed yet is legal: Enter() only counts and
+/// Leave() does nothing, so neither blocks. The trace uses this while the process-wide objects are
+/// built. A destroyed section of static lifetime behaves the same way.
 ///
 /// Thread-safety: any thread may call any operation. REQUIRES: no thread is inside when the section
-/// is destroyed, except the destroying one.
+/// is destroyed, except the destroying one, whose lock is released.
 class VARNOCK_EXPORT CCriticalSection {
   public:
     CCriticalSection();
@@ -26,21 +26,27 @@ class VARNOCK_EXPORT CCriticalSection {
     /// Undoes one Enter() of the owner; the last one releases the lock. A call by a thread that is
     /// not the owner has no effect.
     void Leave();
-    /// Releases the lock whatever the count is, if the caller owns it. Thread-cancellation clean-up.
+    /// Releases the lock whatever the count is, if the caller owns it: the clean-up of a cancelled
+    /// thread. A call by another thread has no effect, so that a second armed clean-up does not
+    /// release what a third thread holds by then.
     void CleanupHandlerForMutex();
 
   private:
+    bool isOwner() const;
+
     pthread_mutex_t mutex_;
-    std::atomic<pthread_t> owner_;
-    unsigned int count_;
-    unsigned int initialised_;
+    std::atomic<pthread_t> owner_;           // 0 when free
+    std::atomic<unsigned int> count_;        // calls of Enter() to be undone
+    std::atomic<unsigned int> initialised_;  // 1 when mutex_ can be locked
 };
 
-/// pthread clean-up routine; `section` is a CCriticalSection*.
+/// pthread clean-up routine; `section` is a CCriticalSection*. See CleanupHandlerForMutex().
 VARNOCK_EXPORT void CleanupHandlerForCritSecMutex(void* section);
 
 /// Holds a critical section for a scope. The destructor runs when a cancelled thread unwinds too,
 /// so it is the clean-up that every locked region needs.
+///
+/// Thread-safety: a guard belongs to the thread that made it.
 class CriticalSectionGuard {
   public:
     explicit CriticalSectionGuard(CCriticalSection& section) : section_(section) {

@@ -1,0 +1,57 @@
+#include "runtime/CriticalSection.h"
+
+#include "runtime/SyncWrappers.h"
+
+// The flags are atomic so that a look at the owner needs no lock, and so that the stores of the
+// destructor are kept. They order nothing: a thread only asks whether it is the owner itself, and
+// the mutex orders the rest.
+namespace {
+constexpr auto relaxed = std::memory_order_relaxed;
+}
+
+CCriticalSection::CCriticalSection() : owner_(0), count_(0), initialised_(0) {
+    initialised_.store(MutexInit(&mutex_) == 0 ? 1 : 0, relaxed);
+}
+
+CCriticalSection::~CCriticalSection() {
+    if (initialised_.load(relaxed) != 0) {
+        if (count_.load(relaxed) > 0) {
+            count_.store(1, relaxed);
+            Leave();
+        }
+        MutexDestroy(&mutex_);
+    }
+    owner_.store(0, relaxed);
+    count_.store(0, relaxed);
+    initialised_.store(0, relaxed);
+}
+
+bool CCriticalSection::isOwner() const {
+    return initialised_.load(relaxed) != 0 && owner_.load(relaxed) == ThreadSelf();
+}
+
+void CCriticalSection::Enter() {
+    if (initialised_.load(relaxed) != 0 && owner_.load(relaxed) != ThreadSelf()) {
+        MutexLock(&mutex_);
+        owner_.store(ThreadSelf(), relaxed);
+    }
+    count_.fetch_add(1, relaxed);
+}
+
+void CCriticalSection::Leave() {
+    if (!isOwner()) return;
+    if (count_.fetch_sub(1, relaxed) > 1) return;
+    owner_.store(0, relaxed);
+    MutexUnlock(&mutex_);
+}
+
+void CCriticalSection::CleanupHandlerForMutex() {
+    if (!isOwner()) return;
+    count_.store(0, relaxed);
+    owner_.store(0, relaxed);
+    MutexUnlock(&mutex_);
+}
+
+void CleanupHandlerForCritSecMutex(void* section) {
+    static_cast<CCriticalSection*>(section)->CleanupHandlerForMutex();
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <pthread.h>
+
+#include "util/Export.h"
+
+/// Interlocked counters.
+///
+/// All counters of the process share one mutex instead of using atomic instructions, so a caller
+/// that holds IncDecMutex() sees them all stand still.
+///
+/// Thread-safety: any thread may call any operation, at any time of the process's life.
+class VARNOCK_EXPORT CInterLock {
+  public:
+    /// Adds 1 to `*value` and returns the new value, which wraps at the limits of long. Null
+    /// gives 0.
+    static long LockedIncrement(long* value);
+    /// Subtracts 1 from `*value` and returns the new value, which wraps at the limits of long. Null
+    /// gives 0.
+    static long LockedDecrement(long* value);
+    /// The mutex behind every counter. It is not recursive: release it before the two calls above.
+    static pthread_mutex_t* IncDecMutex();
+
+  private:
+    static pthread_mutex_t incDecMutex_;
+};

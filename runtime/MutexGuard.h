@@ -1,0 +1,34 @@
+#pragma once
+
+#include <pthread.h>
+
+#include "runtime/SyncWrappers.h"
+
+/// Internal, not installed.
+namespace varnock {
+
+/// Holds a pthread mutex for a scope, also when a cancelled thread unwinds. A lock that failed is
+/// not unlocked. Thread-safety: a guard belongs to the thread that made it.
+class MutexGuard {
+  public:
+    explicit MutexGuard(pthread_mutex_t& mutex) : mutex_(mutex), owns_(MutexLock(&mutex) == 0) {}
+    ~MutexGuard() { unlock(); }
+    MutexGuard(const MutexGuard&) = delete;
+    MutexGuard& operator=(const MutexGuard&) = delete;
+
+    bool owns() const { return owns_; }
+
+    void unlock() {
+        if (owns_) MutexUnlock(&mutex_);
+        owns_ = false;
+    }
+    /// Leaves the mutex locked for someone else to unlock; adopt() takes it back.
+    void release() { owns_ = false; }
+    void adopt() { owns_ = true; }
+
+  private:
+    pthread_mutex_t& mutex_;
+    bool owns_;
+};
+
+}  // namespace varnock

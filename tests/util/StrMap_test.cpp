@@ -1,0 +1,350 @@
+#include "util/StrMap.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <new>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/PosixThread.h"
+
+namespace {
+
+using varnock::test::PosixThread;
+
+/// Reaches what the map offers to derived classes.
+class OpenMap : public CStrMap {
+  public:
+    using CStrMap::append;
+    using CStrMap::capacity;
+    using CStrMap::count;
+    using CStrMap::findAssoc;
+    using CStrMap::newAssoc;
+    using CStrMap::sortAppended;
+};
+
+int slots[300];
+
+void* slot(int index) {
+    return &slots[index];
+}
+
+std::string numbered(int number) {
+    return "key" + std::to_string(number);
+}
+
+std::vector<std::string> keysOf(CStrMap& map) {
+    std::vector<std::string> keys;
+    while (void* key = map.getAt(static_cast<int>(keys.size()), nullptr)) {
+        keys.emplace_back(static_cast<const char*>(key));
+    }
+    return keys;
+}
+
+TEST(StrMap, StartsEmpty) {
+    OpenMap map;
+    EXPECT_EQ(map.count(), 0U);
+    EXPECT_EQ(map.capacity(), 0U);
+    EXPECT_EQ(map.lookup("fan", nullptr), nullptr);
+    EXPECT_EQ(map.remove("fan", nullptr), nullptr);
+    EXPECT_EQ(map.findAssoc("fan"), nullptr);
+}
+
+TEST(StrMap, FindsValueAndData) {
+    CStrMap map;
+    EXPECT_EQ(map.add("fan", slot(1), slot(2), nullptr), nullptr);
+    void* data = nullptr;
+    EXPECT_EQ(map.lookup("fan", &data), slot(1));
+    EXPECT_EQ(data, slot(2));
+    EXPECT_EQ(map.lookup("fan", nullptr), slot(1));
+}
+
+TEST(StrMap, SetsDataToNullForAnUnknownKey) {
+    CStrMap map;
+    map.add("fan", slot(1), slot(2), nullptr);
+    void* data = slot(9);
+    EXPECT_EQ(map.lookup("fa", &data), nullptr);
+    EXPECT_EQ(data, nullptr);
+}
+
+TEST(StrMap, ReplacesAnExistingKey) {
+    OpenMap map;
+    map.add("fan", slot(1), slot(2), nullptr);
+    void* old = nullptr;
+    EXPECT_EQ(map.add("fan", slot(3), slot(4), &old), slot(1));
+    EXPECT_EQ(old, slot(2));
+    EXPECT_EQ(map.count(), 1U);
+    void* data = nullptr;
+    EXPECT_EQ(map.lookup("fan", &data), slot(3));
+    EXPECT_EQ(data, slot(4));
+}
+
+TEST(StrMap, ReportsNoOldDataForANewKey) {
+    CStrMap map;
+    void* old = slot(9);
+    EXPECT_EQ(map.add("fan", slot(1), slot(2), &old), nullptr);
+    EXPECT_EQ(old, nullptr);
+}
+
+TEST(StrMap, IgnoresANullKey) {
+    OpenMap map;
+    void* data = slot(9);
+    EXPECT_EQ(map.add(nullptr, slot(1), slot(2), &data), nullptr);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(map.count(), 0U);
+    data = slot(9);
+    EXPECT_EQ(map.remove(nullptr, &data), nullptr);
+    EXPECT_EQ(data, nullptr);
+    data = slot(9);
+    EXPECT_EQ(map.lookup(nullptr, &data), nullptr);
+    EXPECT_EQ(data, slot(9)) << "a lookup of null leaves the data alone";
+    EXPECT_EQ(map.findAssoc(nullptr), nullptr);
+}
+
+TEST(StrMap, AcceptsTheEmptyKey) {
+    CStrMap map;
+    map.add("a", slot(1), nullptr, nullptr);
+    map.add("", slot(2), nullptr, nullptr);
+    EXPECT_EQ(map.lookup("", nullptr), slot(2));
+    EXPECT_STREQ(static_cast<char*>(map.getAt(0, nullptr)), "");
+}
+
+TEST(StrMap, OwnsACopyOfTheKey) {
+    CStrMap map;
+    char key[] = "fan";
+    map.add(key, slot(1), nullptr, nullptr);
+    key[0] = 'v';
+    EXPECT_EQ(map.lookup("fan", nullptr), slot(1));
+    EXPECT_EQ(map.lookup("van", nullptr), nullptr);
+}
+
+TEST(StrMap, TellsKeysApartByCase) {
+    CStrMap map;
+    map.add("Fan", slot(1), nullptr, nullptr);
+    map.add("fan", slot(2), nullptr, nullptr);
+    EXPECT_EQ(map.lookup("Fan", nullptr), slot(1));
+    EXPECT_EQ(map.lookup("fan", nullptr), slot(2));
+    EXPECT_EQ(map.lookup("FAN", nullptr), nullptr);
+}
+
+TEST(StrMap, OrdersKeysByTheirBytes) {
+    CStrMap map;
+    for (const char* key : {"b", "a", "\xC3\xA4", "B", "", "ab", "a b"}) {
+        map.add(key, nullptr, nullptr, nullptr);
+    }
+    EXPECT_EQ(keysOf(map), (std::vector<std::string>{"", "B", "a", "a b", "ab", "b", "\xC3\xA4"}));
+}
+
+TEST(StrMap, KeepsTheOrderThroughInsertionsAndRemovals) {
+    std::vector<std::string> keys;
+    for (int number = 0; number < 200; ++number) keys.push_back(numbered(number));
+    std::shuffle(keys.begin(), keys.end(), std::mt19937(7));
+    CStrMap map;
+    for (const std::string& key : keys) map.add(key.c_str(), nullptr, nullptr, nullptr);
+    std::vector<std::string> left(keys.begin() + 100, keys.end());
+    for (int index = 0; index < 100; ++index) {
+        map.remove(keys[static_cast<std::size_t>(index)].c_str(), nullptr);
+    }
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(keysOf(map), left);
+}
+
+TEST(StrMap, GetAtGivesKeyAndData) {
+    CStrMap map;
+    map.add("b", slot(1), slot(2), nullptr);
+    map.add("a", slot(3), slot(4), nullptr);
+    void* data = nullptr;
+    EXPECT_STREQ(static_cast<char*>(map.getAt(1, &data)), "b");
+    EXPECT_EQ(data, slot(2));
+}
+
+TEST(StrMap, GetAtOutsideTheMapGivesNullAndLeavesTheDataAlone) {
+    CStrMap map;
+    map.add("a", slot(1), slot(2), nullptr);
+    void* data = slot(9);
+    EXPECT_EQ(map.getAt(-1, &data), nullptr);
+    EXPECT_EQ(map.getAt(1, &data), nullptr);
+    EXPECT_EQ(data, slot(9));
+}
+
+TEST(StrMap, RemoveReturnsValueAndData) {
+    CStrMap map;
+    map.add("a", slot(1), slot(2), nullptr);
+    map.add("b", slot(3), slot(4), nullptr);
+    void* data = nullptr;
+    EXPECT_EQ(map.remove("a", &data), slot(1));
+    EXPECT_EQ(data, slot(2));
+    EXPECT_EQ(map.lookup("a", nullptr), nullptr);
+    EXPECT_EQ(map.lookup("b", nullptr), slot(3));
+}
+
+TEST(StrMap, RemoveOfAnUnknownKeyChangesNothing) {
+    OpenMap map;
+    map.add("a", slot(1), slot(2), nullptr);
+    void* data = slot(9);
+    EXPECT_EQ(map.remove("b", &data), nullptr);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(map.count(), 1U);
+}
+
+TEST(StrMap, KeepsTheArrayWhenTheOnlyEntryIsRemoved) {
+    OpenMap map;
+    map.add("a", slot(1), nullptr, nullptr);
+    map.remove("a", nullptr);
+    EXPECT_EQ(map.count(), 0U);
+    EXPECT_EQ(map.capacity(), 16U);
+    map.add("b", slot(2), nullptr, nullptr);
+    EXPECT_EQ(map.capacity(), 16U);
+    EXPECT_EQ(keysOf(map), std::vector<std::string>{"b"});
+}
+
+TEST(StrMap, ReportsAGrowthOfSixteenAtATime) {
+    OpenMap map;
+    for (int number = 0; number < 300; ++number) {
+        map.add(numbered(number).c_str(), slot(number), nullptr, nullptr);
+        EXPECT_EQ(map.capacity(), static_cast<unsigned int>(number / 16 + 1) * 16);
+    }
+    for (int number = 0; number < 300; ++number) {
+        EXPECT_EQ(map.lookup(numbered(number).c_str(), nullptr), slot(number));
+    }
+}
+
+TEST(StrMap, GrowsFromTheCountAfterRemovals) {
+    OpenMap map;
+    for (int number = 0; number < 17; ++number) {
+        map.add(numbered(number).c_str(), nullptr, nullptr, nullptr);
+    }
+    for (int number = 0; number < 17; ++number) map.remove(numbered(number).c_str(), nullptr);
+    for (int number = 0; number < 33; ++number) {
+        map.add(numbered(number).c_str(), nullptr, nullptr, nullptr);
+    }
+    EXPECT_EQ(map.capacity(), 48U);
+}
+
+TEST(StrMap, ComparesNullKeysAsTheLast) {
+    char key[] = "a";
+    char laterKey[] = "b";
+    const CStrMap::Assoc first{key, nullptr, nullptr};
+    const CStrMap::Assoc second{laterKey, nullptr, nullptr};
+    const CStrMap::Assoc none{};
+    EXPECT_EQ(CStrMap::compare(&none, &none), 0);
+    EXPECT_GT(CStrMap::compare(&none, &first), 0);
+    EXPECT_LT(CStrMap::compare(&first, &none), 0);
+    EXPECT_LT(CStrMap::compare(&first, &second), 0);
+    EXPECT_GT(CStrMap::compare(&second, &first), 0);
+    EXPECT_EQ(CStrMap::compare(&first, &first), 0);
+}
+
+TEST(StrMap, ANewEntryIsAllZeroAlsoInAUsedSlot) {
+    OpenMap map;
+    map.add("a", slot(1), slot(2), nullptr);
+    map.remove("a", nullptr);
+    CStrMap::Assoc* fresh = map.newAssoc();
+    EXPECT_EQ(fresh->key, nullptr);
+    EXPECT_EQ(fresh->value, nullptr);
+    EXPECT_EQ(fresh->data, nullptr);
+    EXPECT_EQ(map.count(), 1U);
+}
+
+TEST(StrMap, FindAssocReachesTheEntryItself) {
+    OpenMap map;
+    map.add("a", slot(1), slot(2), nullptr);
+    CStrMap::Assoc* entry = map.findAssoc("a");
+    ASSERT_NE(entry, nullptr);
+    EXPECT_STREQ(entry->key, "a");
+    entry->value = slot(3);
+    EXPECT_EQ(map.lookup("a", nullptr), slot(3));
+}
+
+TEST(StrMap, AppendedEntriesAreFoundAfterSorting) {
+    OpenMap map;
+    map.add("m", slot(1), slot(2), nullptr);
+    for (const char* key : {"z", "a", "q"}) map.append(key, slot(3), slot(4));
+    map.sortAppended(nullptr);
+    EXPECT_EQ(keysOf(map), (std::vector<std::string>{"a", "m", "q", "z"}));
+    EXPECT_EQ(map.lookup("q", nullptr), slot(3));
+    EXPECT_EQ(map.lookup("m", nullptr), slot(1));
+}
+
+TEST(StrMap, OfEqualAppendedKeysTheLastStays) {
+    static std::vector<std::pair<void*, void*>> discarded;
+    discarded.clear();
+    OpenMap map;
+    map.add("b", slot(0), slot(10), nullptr);
+    map.append("b", slot(1), slot(11));
+    map.append("a", slot(2), slot(12));
+    map.append("b", slot(3), slot(13));
+    map.sortAppended([](void* value, void* data) { discarded.emplace_back(value, data); });
+    EXPECT_EQ(keysOf(map), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(map.lookup("b", nullptr), slot(3));
+    EXPECT_EQ(discarded,
+              (std::vector<std::pair<void*, void*>>{{slot(0), slot(10)}, {slot(1), slot(11)}}));
+}
+
+TEST(StrMap, SortsAHundredThousandAppendedKeys) {
+    std::vector<std::string> keys;
+    for (int number = 0; number < 100'000; ++number) keys.push_back(numbered(number));
+    std::shuffle(keys.begin(), keys.end(), std::mt19937(7));
+    OpenMap map;
+    for (const std::string& key : keys) map.append(key.c_str(), nullptr, nullptr);
+    map.sortAppended(nullptr);
+    std::sort(keys.begin(), keys.end());
+    EXPECT_EQ(keysOf(map), keys);
+}
+
+TEST(StrMap, SortingAnEmptyMapDoesNothing) {
+    OpenMap map;
+    map.sortAppended(nullptr);
+    EXPECT_EQ(map.count(), 0U);
+}
+
+TEST(StrMap, ADestroyedMapIsEmpty) {
+    alignas(OpenMap) std::array<unsigned char, sizeof(OpenMap)> storage{};
+    OpenMap* map = new (storage.data()) OpenMap;
+    map->add("a", slot(1), slot(2), nullptr);
+    map->~OpenMap();
+    EXPECT_TRUE(std::all_of(storage.begin() + sizeof(CCriticalSection), storage.end(),
+                            [](unsigned char byte) { return byte == 0; }));
+    EXPECT_EQ(map->lookup("a", nullptr), nullptr);
+    EXPECT_EQ(map->getAt(0, nullptr), nullptr);
+    EXPECT_EQ(map->remove("a", nullptr), nullptr);
+}
+
+TEST(StrMap, MayBeChangedByManyThreads) {
+    OpenMap map;
+    std::atomic<int> mismatches = 0;
+    const auto work = [&](int first) {
+        for (int number = first; number < 300; number += 3) {
+            const std::string key = numbered(number);
+            map.add(key.c_str(), slot(number), slot(first), nullptr);
+            void* data = nullptr;
+            if (map.lookup(key.c_str(), &data) != slot(number) || data != slot(first)) ++mismatches;
+            if (number % 2 == 0 && map.remove(key.c_str(), nullptr) != slot(number)) ++mismatches;
+        }
+    };
+    {
+        PosixThread first([&] { work(0); });
+        PosixThread second([&] { work(1); });
+        PosixThread third([&] { work(2); });
+    }
+    EXPECT_EQ(mismatches, 0);
+    EXPECT_EQ(map.count(), 150U);
+}
+
+TEST(StrMap, CanBeLockedAroundSeveralOperations) {
+    CStrMap map;
+    map.Enter();
+    map.add("a", slot(1), nullptr, nullptr);
+    EXPECT_EQ(map.lookup("a", nullptr), slot(1));
+    map.Leave();
+    PosixThread other([&] { map.add("b", slot(2), nullptr, nullptr); });
+    other.join();
+    EXPECT_EQ(map.lookup("b", nullptr), slot(2));
+}
+
+}  // namespace
