@@ -4,27 +4,66 @@
 
 #include "util/Export.h"
 
-/// Growable byte buffer of command data; words are little-endian.
+/// Growable byte buffer of command data: a request's block is assembled in it, a reply's block is
+/// taken out into it. Writes beyond the end grow the buffer, the gap filled with zeros; words are
+/// little-endian. A constructed stream has room for at least 32 bytes.
+///
+/// Not thread-safe: one thread at a time per object.
+/// Errors: sizes beyond what a vector can hold throw `std::length_error`.
 class VARNOCK_EXPORT CDataStream {
   public:
     CDataStream();
+
+    /// A copy of `length` bytes; null gives an empty stream.
     CDataStream(const unsigned char* bytes, unsigned long length);
 
-    void ClassInit();
-    unsigned long DataSize() const;
-    void Clear();
-    void EnsureSize(unsigned long offset, unsigned long count);
-    unsigned char& operator[](int index);
-    CDataStream& SetAt(unsigned long offset, const unsigned char* bytes, unsigned long count);
-    CDataStream& SetDataStream(const unsigned char* bytes, unsigned long length);
-    void AppendDataByte(unsigned char value);
-    const unsigned char* GetDataStream(unsigned long offset) const;
-    unsigned short GetDataWordAt(unsigned long byteOffset);
-    unsigned short GetDataWord(unsigned long wordIndex);
+    CDataStream(const CDataStream& other);
+    CDataStream(CDataStream&& other);
+    CDataStream& operator=(const CDataStream& other);
+    CDataStream& operator=(CDataStream&& other) noexcept;
+    ~CDataStream() = default;
 
-    std::vector<unsigned char>& Data();
-    const std::vector<unsigned char>& Data() const;
+    /// Makes the first room, 32 bytes, unless the buffer has some already.
+    void ClassInit();
+
+    /// The number of bytes.
+    unsigned long DataSize() const;
+
+    /// Makes the stream empty and keeps its room.
+    void Clear();
+
+    /// Makes the stream at least `offset + count` bytes long, new bytes zero. Never shrinks.
+    void EnsureSize(unsigned long offset, unsigned long count);
+
+    /// The byte at `index`; an index past the end grows the stream up to it. The reference lasts
+    /// until the stream grows. Throws `std::out_of_range` for a negative index.
+    unsigned char& operator[](int index);
+
+    /// Copies `count` bytes to `offset`, growing as needed; does nothing when `bytes` is null.
+    /// `bytes` may point into this stream.
+    CDataStream& SetAt(unsigned long offset, const unsigned char* bytes, unsigned long count);
+
+    /// Replaces the contents; leaves them as they are when `bytes` is null. `bytes` may point into
+    /// this stream.
+    CDataStream& SetDataStream(const unsigned char* bytes, unsigned long length);
+
+    void AppendDataByte(unsigned char value);
+
+    /// The byte at `offset` and those behind it, owned by the stream; null from the end on.
+    const unsigned char* GetDataStream(unsigned long offset) const;
+
+    /// The word at a byte offset. Throws `std::out_of_range` unless both bytes are there.
+    unsigned short GetDataWordAt(unsigned long byteOffset) const;
+
+    /// The word at byte offset `2 * wordIndex`. Throws as `GetDataWordAt`.
+    unsigned short GetDataWord(unsigned long wordIndex) const;
+
+    /// The vector itself, as the command record's stream operations take and fill it.
+    std::vector<unsigned char>& Data() { return data_; }
+    const std::vector<unsigned char>& Data() const { return data_; }
 
   private:
+    bool holds(const unsigned char* address) const;
+
     std::vector<unsigned char> data_;
 };

@@ -1,0 +1,497 @@
+#include "transport/SipJson.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/writer.h>
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include "util/StringMapper.h"
+
+namespace {
+
+using Value = SipJson::Value;
+using rapidjson::SizeType;
+
+constexpr char keyRoot[] = "SIP";
+constexpr char keyVersion[] = "V";
+constexpr char keyCommands[] = "CMD";
+constexpr char keyOpCode[] = "OC";
+constexpr char keyOpCodeExt[] = "OE";
+constexpr char keyObjectId[] = "OI";
+constexpr char keyCabinetNr[] = "CA";
+constexpr char keyStatus[] = "ST";
+constexpr char keyData[] = "DA";
+constexpr char keyBlock[] = "RAW";
+
+constexpr int documentVersion = 1;
+constexpr std::size_t parseStackCapacity = 128;
+constexpr unsigned int maxNesting = 256;
+
+// The allocator has no state: it is malloc and free.
+rapidjson::CrtAllocator heap;
+
+/// The member `key`, the first of several; null unless `value` is an object that has it.
+Value* find(Value& value, const char* key) {
+    if (!value.IsObject()) return nullptr;
+    const auto found = value.FindMember(key);
+    return found == value.MemberEnd() ? nullptr : &found->value;
+}
+
+const Value* find(const Value& value, const char* key) {
+    return find(const_cast<Value&>(value), key);
+}
+
+/// The array `key` of an object, else null.
+const Value* findArray(const Value& value, const char* key) {
+    const Value* found = find(value, key);
+    return found != nullptr && found->IsArray() ? found : nullptr;
+}
+
+/// Puts a value into an object: in place of the one already there, else as the last member.
+void put(Value& object, const char* key, Value&& value) {
+    if (Value* existing = find(object, key))
+        *existing = std::move(value);
+    else
+        object.AddMember(Value(rapidjson::StringRef(key)), std::move(value), heap);
+}
+
+/// Removes every member of this name, so that a duplicate does not come to light; keeps the order
+/// of the others.
+bool removeMember(Value& object, const char* key) {
+    bool removed = false;
+    while (object.EraseMember(key)) removed = true;
+    return removed;
+}
+
+/// An element of a byte block: a negative number counts as its bit pattern, anything else as 0.
+unsigned int blockElement(const Value& element) {
+    if (element.IsUint()) return element.GetUint();
+    return element.IsInt() ? static_cast<unsigned int>(element.GetInt()) : 0;
+}
+
+/// The block of bytes in the data, null when there is none or its first element is no number that
+/// can be a byte.
+const Value* findBlock(const Value& data) {
+    const Value* block = findArray(data, keyBlock);
+    return block != nullptr && !block->Empty() && (*block)[0].IsUint() ? block : nullptr;
+}
+
+Value makeBlock(const std::vector<unsigned char>& bytes) {
+    Value elements(rapidjson::kArrayType);
+    elements.Reserve(static_cast<SizeType>(bytes.size()), heap);
+    for (const unsigned char byte : bytes)
+        elements.PushBack(Value(static_cast<unsigned int>(byte)), heap);
+    Value block(rapidjson::kObjectType);
+    put(block, keyBlock, std::move(elements));
+    return block;
+}
+
+/// Little-endian and unmasked, so that an element above 255 carries into the next byte; a position
+/// that is not there counts as 0. Two elements alone are masked.
+unsigned int assembleBlock(const Value& block) {
+    const SizeType size = block.Size();
+    if (size == 2) return (blockElement(block[0]) & 0xFF) | (blockElement(block[1]) & 0xFF) << 8;
+    unsigned int value = 0;
+    for (SizeType i = 0; i < size && i < 4; ++i) value += blockElement(block[i]) << (8 * i);
+    return value;
+}
+
+/// The bytes of a number in its smallest width.
+unsigned int widthOf(std::uint64_t number) {
+    if (number < 0x100) return 1;
+    if (number < 0x10000) return 2;
+    return number <= 0xFFFFFFFF ? 4 : 8;
+}
+
+// Texts end at their first NUL, those with an escaped \u0000 too.
+void appendText(const Value& text, std::vector<unsigned char>& out) {
+    const std::string bytes = CStringMapper::StringToUTF8(text.GetString());
+    out.insert(out.end(), bytes.begin(), bytes.end());
+    out.push_back(0);
+}
+
+unsigned long textSize(const Value& text) {
+    return std::strlen(text.GetString()) + 1;
+}
+
+void blockToBytes(const Value& data, std::vector<unsigned char>& out) {
+    out.clear();
+    const Value* block = findBlock(data);
+    if (block == nullptr) return;
+    out.reserve(block->Size());
+    for (const Value& element : block->GetArray())
+        out.push_back(static_cast<unsigned char>(blockElement(element)));
+}
+
+/// A list ends with an empty text, the way of a double-NUL-terminated string list.
+void listToBytes(const Value& list, std::vector<unsigned char>& out) {
+    out.clear();
+    if (list.Empty() || !list[0].IsString()) return;
+    for (const Value& element : list.GetArray())
+        if (element.IsString()) appendText(element, out);
+    out.push_back(0);
+}
+
+void numberToBytes(std::uint64_t number, std::vector<unsigned char>& out) {
+    out.clear();
+    const unsigned int width = widthOf(number);
+    for (unsigned int i = 0; i < width; ++i)
+        out.push_back(static_cast<unsigned char>(number >> (8 * i)));
+}
+
+/// The size of a list of texts or numbers; its first element says which of the two it is, elements
+/// of another kind do not count.
+unsigned long listSize(const Value& list) {
+    if (list.Empty()) return 0;
+    const bool texts = list[0].IsString();
+    unsigned long size = texts ? 1 : 0;
+    for (const Value& element : list.GetArray()) {
+        if (texts)
+            size += element.IsString() ? textSize(element) : 0;
+        else if (list[0].IsNumber() && element.IsNumber())
+            size += element.IsUint64() ? widthOf(element.GetUint64()) : 8;
+    }
+    return size;
+}
+
+/// The text as the writer puts it out, written into the string that is returned.
+class TextSink {
+  public:
+    using Ch = char;
+
+    explicit TextSink(std::string& text) : text_(text) { text_.resize(text_.capacity()); }
+    ~TextSink() = default;
+    TextSink(const TextSink&) = delete;
+    TextSink& operator=(const TextSink&) = delete;
+
+    void Put(char c) {
+        if (used_ == text_.size()) text_.resize(2 * used_ + 1);
+        text_[used_++] = c;
+    }
+    void Flush() { text_.resize(used_); }
+
+  private:
+    std::string& text_;
+    std::size_t used_ = 0;
+};
+
+}  // namespace
+
+/// The document. Its parser refuses deep nesting while it reads: both the parser and the destructor
+/// of the values recurse, and a hostile text could make them overflow the stack.
+class SipJson::Document
+    : public rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator> {
+  public:
+    Document() : GenericDocument(nullptr, parseStackCapacity) {}
+
+    /// Replaces the root; keeps it, and returns false, when the text is not one whole document.
+    bool parse(const char* text) {
+        depth_ = 0;
+        rapidjson::StringStream stream(text);
+        rapidjson::Reader reader;
+        bool complete = false;
+        auto feed = [&](GenericDocument&) {
+            complete = !reader.Parse(stream, *this).IsError();
+            return complete;
+        };
+        Populate(feed);
+        return complete;
+    }
+
+    /// @name Events of the parser that open and close a level; the base handles the others.
+    /// @{
+    bool StartObject() { return descend() && GenericDocument::StartObject(); }
+    bool StartArray() { return descend() && GenericDocument::StartArray(); }
+    bool EndObject(SizeType count) { return ascend() && GenericDocument::EndObject(count); }
+    bool EndArray(SizeType count) { return ascend() && GenericDocument::EndArray(count); }
+    /// @}
+
+  private:
+    bool descend() { return ++depth_ <= maxNesting; }
+    bool ascend() {
+        --depth_;
+        return true;
+    }
+
+    unsigned int depth_ = 0;
+};
+
+SipJson::SipJson() : document_(std::make_unique<Document>()) {
+    ClassInit();
+}
+
+SipJson::SipJson(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
+                 unsigned int cabinetNr, unsigned int status)
+    : SipJson() {
+    SetCmd(opcode, opcodeExt, objectId, cabinetNr, status);
+}
+
+SipJson::~SipJson() = default;
+
+void SipJson::ClassInit() {
+    document_->SetObject();
+    commandIndex_ = 0;
+    JsonInit();
+}
+
+void SipJson::JsonInit() {
+    if (!document_->IsObject()) return;
+    Value sip(rapidjson::kObjectType);
+    put(sip, keyVersion, Value(documentVersion));
+    put(sip, keyCommands, Value(rapidjson::kArrayType));
+    put(*document_, keyRoot, std::move(sip));
+}
+
+void SipJson::Clear() {
+    if (Value* commands = GetCmds()) commands->Clear();
+    commandIndex_ = 0;
+}
+
+bool SipJson::ClearData() {
+    Value* commands = GetCmds();
+    if (commands == nullptr || commandIndex_ >= commands->Size()) return false;
+    Value& command = (*commands)[commandIndex_];
+    return command.IsObject() && removeMember(command, keyData);
+}
+
+const SipJson::Value* SipJson::GetCmds() const {
+    const Value* sip = find(*document_, keyRoot);
+    return sip == nullptr ? nullptr : findArray(*sip, keyCommands);
+}
+
+SipJson::Value* SipJson::GetCmds() {
+    return const_cast<Value*>(std::as_const(*this).GetCmds());
+}
+
+SipJson::Value* SipJson::GetCmd() {
+    Value* commands = GetCmds();
+    if (commands == nullptr) return nullptr;
+    if (commandIndex_ >= commands->Size()) {
+        commands->PushBack(Value(rapidjson::kObjectType), heap);
+        while (commandIndex_ >= commands->Size()) commands->PushBack(Value(), heap);
+    }
+    return &(*commands)[commandIndex_];
+}
+
+/// The current command, null when nothing can be set in it.
+SipJson::Value* SipJson::writableCmd() {
+    Value* command = GetCmd();
+    return command != nullptr && command->IsObject() ? command : nullptr;
+}
+
+bool SipJson::SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
+                     unsigned int cabinetNr, unsigned int status) {
+    if (GetCmds() == nullptr) ClassInit();  // a record stays usable whatever it has imported
+    Value& command = GetCmd()->SetObject();
+    put(command, keyOpCode, Value(opcode));
+    if (opcodeExt != 0) put(command, keyOpCodeExt, Value(opcodeExt));
+    if (objectId != 0) put(command, keyObjectId, Value(objectId));
+    put(command, keyCabinetNr, Value(cabinetNr));
+    if (status != noStatus) put(command, keyStatus, Value(status));
+    return true;
+}
+
+bool SipJson::SetStatus(unsigned int status) {
+    Value* command = writableCmd();
+    if (command == nullptr) return false;
+    put(*command, keyStatus, Value(status));
+    return true;
+}
+
+bool SipJson::setData(Value&& data, unsigned int status) {
+    Value* command = writableCmd();
+    if (command == nullptr) return false;
+    put(*command, keyData, std::move(data));
+    put(*command, keyStatus, Value(status));
+    return true;
+}
+
+bool SipJson::SetDataByte(unsigned char value, unsigned int status) {
+    return SetDataDWord(value, status);
+}
+
+bool SipJson::SetDataWord(unsigned short value, unsigned int status) {
+    return SetDataDWord(value, status);
+}
+
+bool SipJson::SetDataDWord(unsigned int value, unsigned int status) {
+    return setData(Value(value), status);
+}
+
+bool SipJson::SetDataString(const char* text, unsigned int status) {
+    if (text == nullptr) text = "";
+    const std::size_t length = std::strlen(text);
+    if (length >= std::numeric_limits<SizeType>::max()) return false;
+    return setData(Value(text, static_cast<SizeType>(length), heap), status);
+}
+
+bool SipJson::SetRequestDataStream(const std::vector<unsigned char>& bytes) {
+    Value* command = writableCmd();
+    if (command == nullptr || bytes.size() > std::numeric_limits<SizeType>::max()) return false;
+    if (bytes.empty())
+        removeMember(*command, keyData);
+    else
+        put(*command, keyData, makeBlock(bytes));
+    removeMember(*command, keyStatus);
+    return true;
+}
+
+unsigned int SipJson::OpCode() const {
+    return GetCmdValue(current(), keyOpCode, 0);
+}
+unsigned int SipJson::OpCodeExt() const {
+    return GetCmdValue(current(), keyOpCodeExt, 0);
+}
+unsigned int SipJson::ObjectId() const {
+    return GetCmdValue(current(), keyObjectId, 0);
+}
+unsigned int SipJson::CabinetNr() const {
+    return GetCmdValue(current(), keyCabinetNr, 0);
+}
+unsigned int SipJson::Status() const {
+    return GetCmdValue(current(), keyStatus, missingStatus);
+}
+
+bool SipJson::Success() const {
+    return CmdStatusSuccess(Status());
+}
+
+bool SipJson::CmdStatusSuccess(unsigned int status) {
+    return status == 0 || status == 12 || status == 21 || status == 255;
+}
+
+/// The member `key` of command `index`, null when anything on the way to it is missing or of
+/// another kind.
+const SipJson::Value* SipJson::member(int index, const char* key) const {
+    const Value* commands = GetCmds();
+    if (commands == nullptr || index < 0 || key == nullptr) return nullptr;
+    const auto position = static_cast<SizeType>(index);
+    return position < commands->Size() ? find((*commands)[position], key) : nullptr;
+}
+
+const SipJson::Value* SipJson::data(int index) const {
+    return member(index, keyData);
+}
+
+unsigned int SipJson::GetCmdValue(int index, const char* key, unsigned int defaultValue) const {
+    const Value* value = member(index, key);
+    return value != nullptr && value->IsUint() ? value->GetUint() : defaultValue;
+}
+
+bool SipJson::GetCmdUIntData(int index, unsigned int& out) const {
+    const Value* value = data(index);
+    if (value == nullptr) return false;
+    if (value->IsNumber()) {
+        if (!value->IsInt() && !value->IsUint()) return false;
+        out = blockElement(*value);
+        return true;
+    }
+    const Value* block = findArray(*value, keyBlock);
+    if (block == nullptr || block->Empty()) return false;
+    out = assembleBlock(*block);
+    return true;
+}
+
+unsigned int SipJson::UIntValue() const {
+    unsigned int value = 0;
+    GetCmdUIntData(current(), value);
+    return value;
+}
+
+unsigned int SipJson::DataByte() const {
+    return UIntValue();
+}
+unsigned int SipJson::DataWord() const {
+    return UIntValue();
+}
+unsigned int SipJson::DataDWord() const {
+    return UIntValue();
+}
+
+bool SipJson::GetCmdDataString(int index, std::string& out, unsigned long offset) const {
+    const Value* value = data(index);
+    if (value == nullptr) return false;
+    if (value->IsString()) {
+        if (offset == 0) out = value->GetString();
+        return offset == 0;
+    }
+    if (!value->IsObject() && !value->IsNull()) return false;
+    out.clear();
+    if (value->IsNull()) return true;
+    const Value* block = findBlock(*value);
+    if (block == nullptr || block->Size() <= offset) return false;
+    std::string bytes;
+    bytes.reserve(block->Size() - offset);
+    for (auto i = static_cast<SizeType>(offset); i < block->Size(); ++i)
+        bytes.push_back(static_cast<char>(blockElement((*block)[i])));
+    CStringMapper::UTF8ToString(out, bytes.c_str());
+    return true;
+}
+
+bool SipJson::GetDataString(std::string& out) const {
+    return GetCmdDataString(current(), out, 0);
+}
+
+bool SipJson::GetCmdDataStream(int index, std::vector<unsigned char>& out) const {
+    const Value* value = data(index);
+    if (value == nullptr) return false;
+    if (value->IsObject())
+        blockToBytes(*value, out);
+    else if (value->IsArray())
+        listToBytes(*value, out);
+    else if (value->IsUint64())  // every unsigned number of 32 bits is one of 64 too
+        numberToBytes(value->GetUint64(), out);
+    else if (value->IsString()) {
+        out.clear();
+        appendText(*value, out);
+    } else
+        return false;
+    return true;
+}
+
+bool SipJson::GetDataStream(std::vector<unsigned char>& out) const {
+    return GetCmdDataStream(current(), out);
+}
+
+unsigned long SipJson::GetCmdDataSize(int index) const {
+    const Value* value = data(index);
+    if (value == nullptr) return 0;
+    if (value->IsNumber()) return value->IsInt64() || value->IsUint64() ? 8 : 0;
+    if (value->IsString()) return textSize(*value);
+    if (value->IsBool()) return 1;
+    if (value->IsArray()) return listSize(*value);
+    const Value* block = findArray(*value, keyBlock);
+    return block == nullptr ? 0 : block->Size();
+}
+
+bool SipJson::HasCmdDataSize(int index, unsigned long size, int atLeast) const {
+    const Value* value = data(index);
+    if (value == nullptr) return false;
+    if (size == 0 || value->IsNumber()) return true;
+    const unsigned long present = GetCmdDataSize(index);
+    return atLeast != 0 ? present >= size : present == size;
+}
+
+bool SipJson::HasReplyData() const {
+    return Success() && HasCmdDataSize(current(), 0, 0);
+}
+
+std::string SipJson::Export() const {
+    std::string text;
+    TextSink sink(text);
+    rapidjson::Writer<TextSink> writer(sink);
+    document_->Accept(writer);
+    sink.Flush();
+    return CStringMapper::StringToUTF8(text.c_str());
+}
+
+void SipJson::Import(const char* text) {
+    const std::string local = CStringMapper::UTF8ToString(text);
+    Clear();
+    if (!document_->parse(local.c_str())) ClassInit();
+}
