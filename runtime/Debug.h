@@ -2,13 +2,45 @@
 
 #include <pthread.h>
 #include <stdarg.h>
+#include <stddef.h>
 
 #include <cstdint>
+#include <memory>
 
 #include "runtime/Version.h"
 #include "util/Export.h"
 
-/// Where the trace keeps its settings in the registry, and their names.
+namespace varnock {
+
+class RingBufferFile;
+
+/// The settings of the trace as the registry holds them; -1 and "" for what is absent.
+struct StoredTraceSettings {
+    int level;
+    int factor;
+    int weight;
+    int noHeaderToStderr;
+    char directory[260];
+};
+
+/// The settings in force once the environment, the registry and the defaults have been asked.
+struct TraceSettings {
+    unsigned int level;
+    unsigned int factor;  ///< 0 to 2
+    unsigned int weight;
+    unsigned int noHeaderToStderr;  ///< 0: the start-up header goes to standard error
+    std::int64_t ringBufferSize;    ///< bytes; below 1: no file
+    char directory[260];
+};
+
+namespace test {
+class DebugTestAccess;
+}
+
+}  // namespace varnock
+
+/// Where the trace keeps its settings in the registry (below the local machine, followed by the
+/// application name), and the names of the values there.
 extern VARNOCK_EXPORT const char* REGPATH_DBGTRACE;
 extern VARNOCK_EXPORT const char* REGVAL_DBG_LEVEL;
 extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_DIR;
@@ -16,49 +48,160 @@ extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_FACTOR;
 extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_WEIGHT;
 extern VARNOCK_EXPORT const char* REGVAL_NO_HDR_TO_STDERR;
 
-/// The trace facility. The library writes through the one object `Debug`.
+/// The trace facility: writes each entry to a ring-buffer file that is mapped into memory, or to
+/// standard error. The library and its users write through the one object `Debug`, which sets
+/// itself up when the library is loaded; nobody opens or closes it.
+///
+/// Levels are plain numbers: 0 must be seen, 1 failures, 2 notable events, 3 details, 4 objects
+/// made and destroyed, 5 entry and exit of calls. The default level, 255, lets everything through.
+///
+///     if (Debug.IsOn(1)) Debug.Print(1, "\nOpenFile: \"%s\" failed (%d)\n", path, errno);
+///
+/// Formats are those of printf, with one difference: "%S" takes plain characters, as "%s" does, and
+/// its precision counts bytes. Newlines at the start of a format are dropped, a missing one at the
+/// end is added, and a message is cut to 1024 bytes. The format must be trusted text.
+///
+/// An object filled with zeros is legal and quiet: traces made before `Debug` is built, or after
+/// it is destroyed, are dropped, save those of PrintAlways() and PrintToConsole().
+///
+/// Thread-safety: any thread may call any operation; entries never mix. One recursive lock guards
+/// all, and callers' locks are taken before it, never after. Never call it from a signal handler.
+/// Writing to standard error is a cancellation point and may block; writing to the ring buffer
+/// makes no system call.
+///
+/// Two things that a host must know:
+/// - Console entries go to file descriptor 2, whatever is open there. A host that closes it and
+///   reuses the number receives the trace; one whose standard error blocks stops every thread
+///   that traces.
+/// - Never truncate the ring-buffer file in place, as copy-and-truncate rotation does: the next
+///   entry would end the host with SIGBUS.
+///
+/// No operation throws or reports a failure; an entry that cannot be built is dropped. `errno` is
+/// left as it was.
 class VARNOCK_EXPORT CDebug {
   public:
+    /// A name and its value in the environment, null when unset.
     struct TokVal {
         const char* name;
         const char* value;
     };
+    /// The environment and the keys of the configuration file, as they were when the trace set
+    /// itself up. A record for the trace header; a null name ends each.
     static TokVal m_TokValTabEnv[43];
     static TokVal m_TokValTabCfg[14];
 
+    /// Sets the object up with Init(); a failure is reported to standard error and syslog.
     explicit CDebug(const char* name);
+    /// Closes the trace file. Later traces are dropped.
     ~CDebug();
     CDebug(const CDebug&) = delete;
     CDebug& operator=(const CDebug&) = delete;
 
+    /// Reads the settings (environment, else registry, else default), opens the ring-buffer file
+    /// and writes the start-up header to standard error. `name` must be TovQXObjectName.
+    /// Returns 0 only when the ring-buffer file cannot be used; the trace is then inactive. Without
+    /// a registry, or with a file size of 0, it is active on standard error at level 0, and the
+    /// result is 1. Does nothing and returns 1 when the object is set up already.
     int Init(const char* name);
+    /// Creates or reopens the ring-buffer file of `size` bytes (at most 2147483647) and directs the
+    /// trace to it. Returns 1, or 0 with the trace as it was before.
     int InitRingBuffer(const char* path, long size);
-    /// Writes when level is not above the trace level. Callers test m_bActive or IsOn() first.
+
+    /// Writes to the current target when level is not above the trace level. Does not look at
+    /// m_bActive: callers do, or ask IsOn().
     void Print(unsigned int level, const char* format, ...);
+    /// Writes to standard error, and to the ring buffer if that is the target, whatever the level.
     void PrintAlways(unsigned int level, const char* format, ...);
+    /// Writes whatever the level: target 1 is standard error, 2 the ring buffer, 0 the current one.
     void PrintIt(unsigned int target, const char* format, ...);
+    /// Writes to standard error.
     void PrintToConsole(const char* format, ...);
+    /// The same as PrintToConsole() with an argument list, which is used up.
     void TraceToConsole(const char* format, va_list arguments);
+    /// Appends to the ring buffer, if one is open; the argument list is used up.
     void TraceToRingBuffer(const char* format, va_list arguments);
+
+    /// Writes the header of an entry, "Mmm dd hh:mm:ss host application[thread]: ", into `buffer`,
+    /// cut and terminated as snprintf does. Returns the length of the whole header.
     int SetEntryHeader(char* buffer, unsigned long size);
-    void DumpHex(unsigned int level, const unsigned char* data, unsigned long length, int withOffset,
-                 int withAscii);
+    /// Traces up to 256 bytes of `data`, 16 to a line.
+    void DumpHex(unsigned int level, const unsigned char* data, unsigned long length,
+                 int withOffset, int withAscii);
+    /// Records and prints the arguments of main(). `argv` is kept, not copied, and read again at
+    /// every wrap of the ring buffer, so it must live as long as the trace.
     void SetMainParams(int argc, char** argv);
+    /// Declares the host's initialisation done: what the ring buffer holds so far survives its
+    /// wraps. Without effect when the file has wrapped or has less than about 1 MiB left.
     void SetApplInitDone();
+    /// 0 silences the trace, anything else restores the configured level. Returns 1.
     int ForceMaxDebug(int on);
+    /// Prints process, environment and settings to a target of PrintIt().
     void WriteLogHeader(unsigned int target);
+
+    /// The number in the environment variable, else regValue unless that is all ones, else the
+    /// default. The variable is converted with atoi; envName may be null.
     void SetConfiguredValue(const char* envName, unsigned int regValue, unsigned int defaultValue,
                             unsigned int* out);
+    /// The text of the environment variable, else regValue unless null or empty, else the default.
+    /// Cut to outSize - 1 characters, always terminated. Any of the inputs may be null.
     void SetConfiguredValue(const char* envName, const char* regValue, const char* defaultValue,
                             char* out, unsigned long outSize);
+    /// Appends "_" and the upper-case TovQXObjectName to the text in `buffer`, as far as `size`
+    /// bytes allow.
     static void BuildAppVarName(char* buffer, unsigned int size);
 
     /// True when an entry of this level would be written: active, and level not above the trace
     /// level. Guards texts that cost something to build.
-    bool IsOn(unsigned int level) const;
+    bool IsOn(unsigned int level) const {
+        return __atomic_load_n(&m_bActive, __ATOMIC_RELAXED) != 0 &&
+               level <= __atomic_load_n(&traceLevel_, __ATOMIC_RELAXED);
+    }
+
+  private:
+    friend class varnock::test::DebugTestAccess;
+
+    enum Target : unsigned int { kNoTarget = 0, kConsole = 1, kRingBuffer = 2 };
+    static constexpr size_t kPathSize = 260;
+    static constexpr size_t kHeaderRoom = 128;
+    static constexpr size_t kMessageRoom = 1025;
+    static constexpr size_t kEntrySize = 1184;
+
+    bool readSettings(const char* name);
+    int start(bool hasSettings);
+    void reportInternalError(int number);
+    void fallBackToConsole();
+    void trace(unsigned int target, const char* format, va_list arguments);
+    size_t buildEntry(const char* format, va_list arguments);
+    void appendEntry(size_t length);
+    void printProcess(unsigned int target);
+    void printCommandLine(unsigned int target);
+    void printEnvironment(unsigned int target);
+    void printSettings(unsigned int target);
+
+    // No field has a constructor that does anything, and zero means nothing to do: the object is
+    // used before it is built. Those that are read without the lock are accessed atomically.
+    int processId_ = 0;
+    char descriptorListCommand_[kPathSize] = {};  ///< for a debugger's user; not run
+    char applicationName_[kPathSize] = {};
+    int argc_ = 0;
+    char** argv_ = nullptr;
+    char startTime_[44] = {};
+    unsigned int traceTarget_ = kNoTarget;
+    unsigned int traceLevel_ = 0;
+    unsigned int savedTraceLevel_ = 0;
+    unsigned int applicationInitDone_ = 0;
+    std::unique_ptr<varnock::RingBufferFile> ringBuffer_;
+    std::int64_t ringBufferSize_ = 0;
+    char entryBuffer_[kEntrySize] = {};
+    char ringBufferPath_[kPathSize] = {};
+    unsigned int errorSeverity_ = 0;
+    char errorText_[256] = {};
+    varnock::TraceSettings settings_ = {};
+    varnock::StoredTraceSettings stored_ = {};
 
   public:
-    unsigned int m_bActive;
+    /// Not 0 while the trace is active. Callers test it, or IsOn(), before Print() and DumpHex().
+    unsigned int m_bActive = 0;
 };
 
 extern VARNOCK_EXPORT CDebug Debug;

@@ -1,7 +1,38 @@
 // The process-wide objects of the runtime, in the order in which they need each other: one file
 // and one priority make the order of definition the order of construction.
+#include <new>
+
+#include "runtime/CriticalSection.h"
+#include "runtime/Debug.h"
 #include "runtime/InitPriority.h"
 #include "runtime/Synchronisation.h"
+#include "runtime/TraceLock.h"
 
 // Constant-initialised and never destroyed: counters work at any time of the process's life.
 constinit pthread_mutex_t CInterLock::incDecMutex_ = PTHREAD_MUTEX_INITIALIZER;
+
+namespace {
+
+// Zeros are a lock that counts and never blocks, which is what the trace needs while Debug is
+// built.
+alignas(CCriticalSection) constinit unsigned char traceLockStorage[sizeof(CCriticalSection)] = {};
+
+struct TraceLockBuilder {
+    TraceLockBuilder() { new (traceLockStorage) CCriticalSection; }
+};
+
+}  // namespace
+
+namespace varnock {
+
+CCriticalSection& traceLock() {
+    return *std::launder(reinterpret_cast<CCriticalSection*>(traceLockStorage));
+}
+
+}  // namespace varnock
+
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CDebug Debug(TovQXObjectName);
+
+namespace {
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const TraceLockBuilder traceLockBuilder;
+}  // namespace

@@ -1,0 +1,168 @@
+#include "runtime/DebugSettings.h"
+
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+constinit const char* REGPATH_DBGTRACE = "SOFTWARE\\Debug";
+constinit const char* REGVAL_DBG_LEVEL = "DebugLevel";
+constinit const char* REGVAL_RINGBUF_DIR = "RingBufferDirectory";
+constinit const char* REGVAL_RINGBUF_FACTOR = "RingBufferSizeFactor";
+constinit const char* REGVAL_RINGBUF_WEIGHT = "RingBufferSizeWeight";
+constinit const char* REGVAL_NO_HDR_TO_STDERR = "NoHeaderToStderr";
+
+constinit CDebug::TokVal CDebug::m_TokValTabEnv[43] = {
+    {"LD_LIBRARY_PATH", nullptr},
+    {"QX_SYSTEM", nullptr},
+    {"QX_OS", nullptr},
+    {"QX_OS_MAJOR", nullptr},
+    {"QX_OS_MINOR", nullptr},
+    {"QX_VVOS", nullptr},
+    {"QX_RELEASE", nullptr},
+    {"QX_VENDOR", nullptr},
+    {"QX_HOSTNAME", nullptr},
+    {"QX_HOSTOSREVMAJOR", nullptr},
+    {"QX_HOSTOSREVMINOR", nullptr},
+    {"QX_SYSNAME", nullptr},
+    {"QX_VERSION", nullptr},
+    {"QX_NICKNAME", nullptr},
+    {"QX_HWPLATFORM", nullptr},
+    {"QX_IS_MARQUILL", nullptr},
+    {"QX_IS_MARQUILL2000", nullptr},
+    {"QX_RUNNINGONVM", nullptr},
+    {"QX_RUNNINGONPAN", nullptr},
+    {"QX_VMREL", nullptr},
+    {"QX_ARCH", nullptr},
+    {"QX_REPO", nullptr},
+    {"QX_RAID_EXISTS", nullptr},
+    {"QX_RAID_READY", nullptr},
+    {"QX_RAID_VERSION", nullptr},
+    {"QX_INSTALL_DATE", nullptr},
+    {"QX_USE_SG_IO_HDR_T", nullptr},
+    {"QX_USE_SNMPLIB", nullptr},
+    {"QX_USE_SNMPLIB_LOCK", nullptr},
+    {"QX_AGENT_X_SOCKET", nullptr},
+    {"QX_RAGD_REPLY_TIME", nullptr},
+    {"QX_DAEMON_COREFILE_LIMIT", nullptr},
+    {"QX_VME_WAIT_TIME_FOR_VMSERVER", nullptr},
+    {"QX_SCS_PROVIDER_TRACE", nullptr},
+    {"QX_SCS_NOSIGNAL", nullptr},
+    {"QX_SCS_DEBUG_LEVEL", nullptr},
+    {"QX_LOG_RINGBUF_DIR", nullptr},
+    {"QX_LOG_DEBUG_LEVEL", nullptr},
+    {"QX_LOG_RINGBUF_WEIGHT", nullptr},
+    {"QX_LOG_NOHDR_TOSDTERR", nullptr},
+    {"ZUL_QX_HOME", nullptr},
+    {"ZUL_SYSLOG_FIFO", nullptr},
+    {nullptr, nullptr},
+};
+
+constinit CDebug::TokVal CDebug::m_TokValTabCfg[14] = {
+    {"AgentPermission", nullptr},
+    {"AgentShut", nullptr},
+    {"ShutdownDelay", nullptr},
+    {"UserGroup", nullptr},
+    {"ScanTapeDevices", nullptr},
+    {"TraceFileLimit", nullptr},
+    {"NoAccountCheck", nullptr},
+    {"InventoryRescan", nullptr},
+    {"CDPollInterval", nullptr},
+    {"AgentsToBeStarted", nullptr},
+    {"WaitForRagdSockets", nullptr},
+    {"WaitForRagdTerm", nullptr},
+    {"InvAgtPollNetUtilization", nullptr},
+    {nullptr, nullptr},
+};
+
+namespace varnock {
+namespace {
+
+constexpr const char* kWeightVariable = "QX_LOG_RINGBUF_WEIGHT";
+constexpr unsigned int kLargestFactor = 2;
+
+constinit char weightVariableName[48] = {};
+constinit CDebug::TokVal weightVariable = {weightVariableName, nullptr};
+
+void nameWeightVariable() {
+    strncpy(weightVariableName, kWeightVariable, sizeof weightVariableName - 1);
+    CDebug::BuildAppVarName(weightVariableName, sizeof weightVariableName);
+}
+
+void fill(CDebug::TokVal* table) {
+    for (; table->name != nullptr; ++table) {
+        table->value = getenv(table->name);
+    }
+}
+
+std::int64_t pageSize() {
+    const long size = sysconf(_SC_PAGESIZE);
+    return size < 1 ? 4096 : size;
+}
+
+unsigned int fromRegistry(int value) {
+    return static_cast<unsigned int>(value);
+}
+
+}  // namespace
+
+void recordEnvironment() {
+    fill(CDebug::m_TokValTabEnv);
+    fill(CDebug::m_TokValTabCfg);
+    nameWeightVariable();
+    weightVariable.value = getenv(weightVariable.name);
+}
+
+const CDebug::TokVal& perApplicationWeight() {
+    return weightVariable;
+}
+
+bool readStoredSettings(const char* /*application*/, StoredTraceSettings& /*settings*/) {
+    return false;
+}
+
+TraceSettings resolveSettings(const StoredTraceSettings& stored) {
+    TraceSettings settings{};
+    configuredText("QX_LOG_RINGBUF_DIR", stored.directory, "/var/log/qxmond", settings.directory,
+                   sizeof settings.directory);
+    settings.level = configuredNumber("QX_LOG_DEBUG_LEVEL", fromRegistry(stored.level), 255);
+    // The factor has the name of a key of the agent's configuration file, and the last variable
+    // is spelt TOSDTERR: installations set them under these names.
+    settings.factor = configuredNumber("TraceFileLimit", fromRegistry(stored.factor), 1);
+    settings.weight = configuredNumber(kWeightVariable, fromRegistry(stored.weight), 10);
+    settings.noHeaderToStderr =
+        configuredNumber("QX_LOG_NOHDR_TOSDTERR", fromRegistry(stored.noHeaderToStderr), 0);
+
+    nameWeightVariable();
+    if (const char* own = getenv(weightVariableName)) {
+        settings.weight = static_cast<unsigned int>(atol(own));
+    }
+    if (settings.factor > kLargestFactor) {
+        settings.factor = kLargestFactor;
+    }
+    // The product wraps at 32 bits before it is widened, as it always has.
+    settings.ringBufferSize = std::int64_t{settings.weight * settings.factor} * pageSize() * 256;
+    return settings;
+}
+
+unsigned int configuredNumber(const char* variable, unsigned int stored, unsigned int byDefault) {
+    const char* value = variable != nullptr ? getenv(variable) : nullptr;
+    if (value != nullptr) {
+        return static_cast<unsigned int>(atoi(value));
+    }
+    return stored != ~0U ? stored : byDefault;
+}
+
+void configuredText(const char* variable, const char* stored, const char* byDefault, char* out,
+                    std::size_t size) {
+    if (out == nullptr || size == 0) {
+        return;
+    }
+    const char* value = variable != nullptr ? getenv(variable) : nullptr;
+    if (value == nullptr) {
+        value = stored != nullptr && *stored != '\0' ? stored : byDefault;
+    }
+    strncpy(out, value != nullptr ? value : "", size);
+    out[size - 1] = '\0';
+}
+
+}  // namespace varnock

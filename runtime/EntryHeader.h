@@ -1,0 +1,52 @@
+#pragma once
+
+#include <time.h>
+
+#include <cstddef>
+
+/// The header of a trace entry, "Mmm dd hh:mm:ss host application[thread]: ". Internal.
+namespace varnock {
+
+inline constexpr std::size_t kTimeTextSize = 44;
+inline constexpr std::size_t kShortHostSize = 33;
+
+/// The local time as asctime_r writes it, "Www Mmm dd hh:mm:ss yyyy\n"; a time that has no such
+/// form gives "www mmm dd hh:mm:ss yyyy\n".
+void formatLocalTime(time_t time, char (&text)[kTimeTextSize]);
+
+/// A node name up to its first dot; of a longer one than 31 characters the first 31 and "*".
+void shortenHostName(const char* node, char (&text)[kShortHostSize]);
+
+/// Builds entry headers without a system call: the host name is read once per process and the time
+/// formatted once per second.
+///
+/// Thread-safety: callers hold the trace lock.
+class EntryHeader {
+  public:
+    /// Longest header: time, host, an application name of 259 characters, thread.
+    static constexpr std::size_t kCapacity = 15 + 1 + 32 + 1 + 259 + 1 + 16 + 3 + 1;
+
+    constexpr EntryHeader() = default;
+
+    /// Writes the header for the calling thread at the present time, terminated; returns its
+    /// length.
+    std::size_t write(const char* application, char (&text)[kCapacity]);
+    /// Reads the host name anew at the next entry: a forked child may live in another namespace.
+    void forgetHost() { hostLength_ = 0; }
+
+  private:
+    void refreshTime(time_t now);
+    void refreshHost();
+
+    time_t second_ = 0;
+    bool hasTime_ = false;
+    char time_[kTimeTextSize] = {};
+    std::size_t hostLength_ = 0;  ///< 0: not read yet; counts the blanks around the name
+    char host_[kShortHostSize + 2] = {};
+};
+
+/// The one instance of the process, valid before the first constructor and after the last
+/// destructor.
+EntryHeader& entryHeader();
+
+}  // namespace varnock

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+#include "runtime/Cancellation.h"
+
+namespace varnock {
+
+/// Owns a file descriptor; -1 is none. Internal.
+class FileDescriptor {
+  public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
+    FileDescriptor(FileDescriptor&& other) noexcept
+        : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+    ~FileDescriptor() { reset(); }
+
+    int get() const { return descriptor_; }
+    explicit operator bool() const { return descriptor_ >= 0; }
+    /// Closes it.
+    void reset() {
+        if (descriptor_ >= 0) {
+            CancellationGuard wholeClose;
+            close(std::exchange(descriptor_, -1));
+        }
+    }
+
+  private:
+    int descriptor_ = -1;
+};
+
+}  // namespace varnock

@@ -1,0 +1,391 @@
+#include "runtime/RingBufferFile.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <new>
+
+#include "runtime/Cancellation.h"
+
+namespace varnock {
+namespace {
+
+constexpr const char* kOpeningFailed = "Error %d opening %s (%d), try logging to stderr.\n";
+constexpr const char* kFieldsFailed = "(0) Error %d writing %s (%d), try logging to stderr.\n";
+constexpr const char* kBlanksFailed = "(1) Error %d writing %s (%d), try logging to stderr.\n";
+constexpr const char* kFillingFailed = "Error %d writing %s (%d), try logging to stderr.\n";
+constexpr const char* kMappingFailed =
+    "Error %d mmap'ing to log file %s (%d), try logging to stderr.\n";
+
+constexpr std::size_t kLongestPath = 259;
+constexpr std::int64_t kLargestSize = std::numeric_limits<std::int32_t>::max();
+/// A file that cannot grow to its configured size is still used from this length on.
+constexpr std::int64_t kSmallestOldFile = 64 * 1024;
+
+constexpr std::size_t kLineLength = 80;
+constexpr std::size_t kFieldsLength = 8 * kLineLength;
+constexpr std::size_t kBlankLineLength = 384;
+constexpr std::size_t kValueColumn = 35;
+constexpr std::size_t kValueWidth = 43;
+/// One more than the value area is wide: a long path covers the bar that ends its line.
+constexpr std::size_t kLongestText = kValueWidth + 1;
+constexpr std::size_t kDigits = 16;
+constexpr std::size_t kRecordLength = static_cast<std::size_t>(RingBufferFile::kRecordSize);
+constexpr std::size_t kBlockRecords = 16;
+
+enum Field : std::size_t {
+    kFilePath,
+    kFirstOpen,
+    kLastOpen,
+    kNumberOpens,
+    kWrapCount,
+    kRingBufferSize,
+    kCurrentWritePosition,
+    kFieldCount,
+};
+
+constexpr std::string_view kLabels[kFieldCount] = {
+    "FilePath                         :", "FirstOpen                        :",
+    "LastOpen                         :", "NumberOpens    (decimal)         :",
+    "WrapCount      (decimal)         :", "RingBufferSize (decimal)         :",
+    "CurrentWritePosition (dec bytes) :",
+};
+
+char* valueOf(char* header, Field field) {
+    return header + field * kLineLength + kValueColumn;
+}
+
+void putText(char* header, Field field, std::string_view text) {
+    memcpy(valueOf(header, field), text.data(), std::min(text.size(), kLongestText));
+}
+
+/// 16 digits and a blank, as "%016d " prints them. REQUIRES: value is not negative.
+void putNumber(char* header, Field field, std::int32_t value) {
+    char text[kDigits + 1];
+    char digits[kDigits];
+    const auto length =
+        static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+    memset(text, '0', kDigits);
+    memcpy(text + kDigits - length, digits, length);
+    text[kDigits] = ' ';
+    memcpy(valueOf(header, field), text, sizeof text);
+}
+
+/// The number of a field, 0 when it is none that this class writes.
+std::int32_t readNumber(char* header, Field field) {
+    char text[kValueWidth + 1];
+    memcpy(text, valueOf(header, field), kValueWidth);
+    text[kValueWidth] = '\0';
+    const long value = strtol(text, nullptr, 10);
+    return value < 0 || value > kLargestSize ? 0 : static_cast<std::int32_t>(value);
+}
+
+std::string_view withoutNewline(const char* text) {
+    const std::string_view all(text);
+    return all.substr(0, all.find('\n'));
+}
+
+std::int64_t roundUpToRecords(std::int64_t length) {
+    constexpr std::int64_t kRecord = RingBufferFile::kRecordSize;
+    return (length + kRecord - 1) / kRecord * kRecord;
+}
+
+/// Writes all of it; false with errno when no byte goes any further.
+bool writeAt(int file, const char* data, std::size_t length, std::int64_t offset) {
+    while (length > 0) {
+        const ssize_t written = pwrite(file, data, length, offset);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            errno = written == 0 ? ENOSPC : errno;
+            return false;
+        }
+        data += written;
+        length -= static_cast<std::size_t>(written);
+        offset += written;
+    }
+    return true;
+}
+
+/// Makes sure that every byte of the range has its place on the disk: a store into a hole of a full
+/// disk would end the process.
+bool allocate(int file, std::int64_t begin, std::int64_t end) {
+    if (begin >= end) {
+        return true;
+    }
+    int error = 0;
+    do {
+        error = posix_fallocate(file, begin, end - begin);
+    } while (error == EINTR);
+    errno = error != 0 ? error : errno;
+    return error == 0;
+}
+
+/// Everything between the name of a trace file and a file that is ready to be mapped.
+class Opening {
+  public:
+    Opening(const char* path, std::int64_t size, const char* startTime, std::string_view filler)
+        : path_(path), size_(size), startTime_(startTime), filler_(filler) {}
+    ~Opening() {
+        if (created_ && file_) {
+            unlink(path_);
+        }
+    }
+    Opening(const Opening&) = delete;
+    Opening& operator=(const Opening&) = delete;
+
+    bool run() { return acceptsArguments() && openFile() && (isNew_ ? create() : reuse()); }
+    bool fail(const char* text, int error) {
+        failure_ = text;
+        error_ = error;
+        return false;
+    }
+    void describeFailure(char* text, std::size_t size) const {
+        snprintf(text, size, failure_, error_, path_, static_cast<int>(size_));
+    }
+
+    int descriptor() const { return file_.get(); }
+    FileDescriptor release() { return std::move(file_); }
+    bool isNew() const { return isNew_; }
+    /// The size in use, which is the file's own when it could not be extended.
+    std::int64_t usedSize() const { return usedSize_; }
+
+  private:
+    bool acceptsArguments();
+    bool openFile();
+    bool create();
+    bool reuse();
+    bool extend();
+    bool writeHeader();
+    bool fill(std::int64_t begin, std::int64_t end);
+    void makeRecord(char* record) const;
+
+    const char* path_;
+    std::int64_t size_;
+    const char* startTime_;
+    std::string_view filler_;
+    FileDescriptor file_;
+    std::int64_t usedSize_ = size_;
+    std::int64_t length_ = 0;
+    bool created_ = false;
+    bool isNew_ = false;
+    bool hasHoles_ = false;
+    const char* failure_ = "";
+    int error_ = 0;
+};
+
+bool Opening::acceptsArguments() {
+    if (size_ < 1) {
+        return fail(kMappingFailed, EINVAL);
+    }
+    // Positions have 32 bits, and a weight of -1 would ask for 4 PiB.
+    if (size_ > kLargestSize) {
+        return fail(kOpeningFailed, EFBIG);
+    }
+    return strlen(path_) <= kLongestPath || fail(kOpeningFailed, ENAMETOOLONG);
+}
+
+bool Opening::openFile() {
+    constexpr int kFlags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
+    constexpr mode_t kMode = S_IFREG | S_IRWXU;
+    file_ = FileDescriptor(::open(path_, kFlags | O_EXCL, kMode));
+    created_ = static_cast<bool>(file_);
+    if (!file_ && errno == EEXIST) {
+        file_ = FileDescriptor(::open(path_, kFlags, kMode));
+    }
+    struct stat status {};
+    if (!file_ || fstat(file_.get(), &status) != 0) {
+        return fail(kOpeningFailed, errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return fail(kOpeningFailed, EINVAL);
+    }
+    length_ = status.st_size;
+    hasHoles_ = std::int64_t{status.st_blocks} * 512 < std::min(length_, size_);
+    isNew_ = length_ < RingBufferFile::kRecordSize;
+    return true;
+}
+
+bool Opening::create() {
+    const std::int64_t end = roundUpToRecords(size_);
+    if (ftruncate(file_.get(), 0) != 0 || !allocate(file_.get(), 0, end)) {
+        return fail(kFillingFailed, errno);
+    }
+    return writeHeader() && (fill(RingBufferFile::kRecordSize, end) || fail(kFillingFailed, errno));
+}
+
+bool Opening::writeHeader() {
+    char lines[kFieldsLength];
+    memset(lines, ' ', sizeof lines);
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+        char* const line = lines + i * kLineLength;
+        memcpy(line, kLabels[i].data(), kLabels[i].size());
+        line[kLineLength - 2] = '|';
+    }
+    memset(lines + kFieldCount * kLineLength, '-', kLineLength - 2);
+    lines[kFieldsLength - 2] = '+';
+    for (std::size_t end = kLineLength - 1; end < kFieldsLength; end += kLineLength) {
+        lines[end] = '\n';
+    }
+    putText(lines, kFilePath, path_);
+    putText(lines, kFirstOpen, withoutNewline(startTime_));
+    putText(lines, kLastOpen, withoutNewline(startTime_));
+    putNumber(lines, kNumberOpens, 1);
+    putNumber(lines, kWrapCount, 0);
+    putNumber(lines, kRingBufferSize, static_cast<std::int32_t>(size_));
+    putNumber(lines, kCurrentWritePosition, 0);
+    if (!writeAt(file_.get(), lines, sizeof lines, 0)) {
+        return fail(kFieldsFailed, errno);
+    }
+    char blanks[kBlankLineLength];
+    memset(blanks, ' ', sizeof blanks);
+    blanks[kBlankLineLength - 1] = '\n';
+    return writeAt(file_.get(), blanks, sizeof blanks, kFieldsLength) || fail(kBlanksFailed, errno);
+}
+
+void Opening::makeRecord(char* record) const {
+    memset(record, '_', kRecordLength);
+    memcpy(record, filler_.data(), std::min(filler_.size(), kRecordLength - 1));
+    record[kRecordLength - 1] = '\n';
+}
+
+/// Writes filler records up to a record boundary; a part of a record at `begin` has no header.
+bool Opening::fill(std::int64_t begin, std::int64_t end) {
+    char block[kBlockRecords * kRecordLength];
+    for (std::size_t i = 0; i < kBlockRecords; ++i) {
+        makeRecord(block + i * kRecordLength);
+    }
+    if (const std::int64_t boundary = roundUpToRecords(begin); begin < boundary) {
+        const auto part = static_cast<std::size_t>(boundary - begin);
+        char rest[kRecordLength];
+        memset(rest, '_', part);
+        rest[part - 1] = '\n';
+        if (!writeAt(file_.get(), rest, part, begin)) {
+            return false;
+        }
+        begin = boundary;
+    }
+    while (begin < end) {
+        const auto length = static_cast<std::size_t>(
+            std::min(end - begin, static_cast<std::int64_t>(sizeof block)));
+        if (!writeAt(file_.get(), block, length, begin)) {
+            return false;
+        }
+        begin += static_cast<std::int64_t>(length);
+    }
+    return true;
+}
+
+bool Opening::reuse() {
+    if (hasHoles_ && !allocate(file_.get(), 0, std::min(length_, size_))) {
+        return fail(kMappingFailed, errno);
+    }
+    if (length_ >= size_ || extend()) {
+        return true;
+    }
+    const int error = errno;
+    if (length_ < kSmallestOldFile || ftruncate(file_.get(), length_) != 0) {
+        return fail(kMappingFailed, error);
+    }
+    usedSize_ = length_;
+    return true;
+}
+
+/// Its creator died or used a smaller size; beyond the end of a file a mapping must not reach.
+bool Opening::extend() {
+    const std::int64_t end = roundUpToRecords(size_);
+    return allocate(file_.get(), length_, end) && fill(length_, end);
+}
+
+}  // namespace
+
+std::unique_ptr<RingBufferFile> RingBufferFile::open(const char* path, std::int64_t size,
+                                                     const char* startTime, std::string_view filler,
+                                                     char* failure, std::size_t failureSize) {
+    CancellationGuard wholeOpening;
+    Opening opening(path, size, startTime, filler);
+    std::unique_ptr<RingBufferFile> file(new (std::nothrow) RingBufferFile);
+    const bool mapped = opening.run() &&
+                        ((file != nullptr && file->map(opening.descriptor(), opening.usedSize())) ||
+                         opening.fail(kMappingFailed, errno));
+    if (!mapped) {
+        opening.describeFailure(failure, failureSize);
+        return nullptr;
+    }
+    file->takeOver(opening.isNew(), startTime);
+    file->file_ = opening.release();
+    return file;
+}
+
+RingBufferFile::~RingBufferFile() {
+    if (mapping_ != nullptr) {
+        munmap(mapping_, mappedLength_);
+    }
+}
+
+bool RingBufferFile::map(int descriptor, std::int64_t size) {
+    // The header belongs to the mapping even where the size is too small for any entry.
+    const auto length = static_cast<std::size_t>(std::max(size, kRecordSize));
+    void* address = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    if (address == MAP_FAILED) {
+        return false;
+    }
+    mapping_ = static_cast<char*>(address);
+    mappedLength_ = length;
+    size_ = size;
+    position_ = kRecordSize;
+    return true;
+}
+
+/// Counts the open in the header. Whatever an existing file says there is taken with care.
+void RingBufferFile::takeOver(bool isNew, const char* startTime) {
+    if (isNew) {
+        opens_ = 1;
+        return;
+    }
+    putText(mapping_, kLastOpen, withoutNewline(startTime));
+    opens_ = readNumber(mapping_, kNumberOpens);
+    opens_ = opens_ == kLargestSize ? 1 : opens_ + 1;
+    putNumber(mapping_, kNumberOpens, opens_);
+    wraps_ = readNumber(mapping_, kWrapCount);
+    if (readNumber(mapping_, kRingBufferSize) != size_) {
+        putNumber(mapping_, kRingBufferSize, static_cast<std::int32_t>(size_));
+    }
+    const std::int64_t position = readNumber(mapping_, kCurrentWritePosition);
+    resumes_ = position >= kRecordSize && position <= size_;
+    position_ = resumes_ ? position : kRecordSize;
+}
+
+void RingBufferFile::append(const char* entry, std::size_t length) {
+    memcpy(mapping_ + position_, entry, length);
+    position_ += toSigned(length);
+    putNumber(mapping_, kCurrentWritePosition, static_cast<std::int32_t>(position_));
+}
+
+void RingBufferFile::beginWrap() {
+    wrapping_ = true;
+    wraps_ = wraps_ == kLargestSize ? 0 : wraps_ + 1;
+    putNumber(mapping_, kWrapCount, wraps_);
+    position_ = kRecordSize;
+}
+
+void RingBufferFile::endWrap() {
+    if (restart_ >= 1) {
+        position_ = restart_;
+    } else {
+        skipGap();
+    }
+    wrapping_ = false;
+}
+
+}  // namespace varnock

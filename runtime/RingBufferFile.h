@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "runtime/FileDescriptor.h"
+
+namespace varnock {
+
+/// The trace file: plain text of fixed length, mapped into memory, whose entries begin again behind
+/// the header when the end is reached.
+///
+/// The first 1024 bytes are lines of 80 characters that tell a reader, also after a crash, where
+/// the newest entry ends: path, first and last open, number of opens and of wraps, size, current
+/// write position. Every change is a plain store into the mapping. Another process may truncate the
+/// file under us, which nobody can prevent without a system call per entry.
+///
+/// Thread-safety: callers hold the trace lock. Two processes on one file are not coordinated; each
+/// keeps a write position of its own.
+class RingBufferFile {
+  public:
+    /// Where entries begin: the length of the header, of a filler record, and the alignment of the
+    /// first entry.
+    static constexpr std::int64_t kRecordSize = 1024;
+
+    /// Opens or creates the file and counts the open in it. `filler` is the entry header that the
+    /// records of a new file begin with. Returns null and the reason in `failure` when the file
+    /// cannot be used; a file made by this call is then gone again.
+    ///
+    /// A shorter existing file is extended, a longer one used as far as `size` goes.
+    static std::unique_ptr<RingBufferFile> open(const char* path, std::int64_t size,
+                                                const char* startTime, std::string_view filler,
+                                                char* failure, std::size_t failureSize);
+    ~RingBufferFile();
+    RingBufferFile(const RingBufferFile&) = delete;
+    RingBufferFile& operator=(const RingBufferFile&) = delete;
+
+    /// True when writing goes on where the file's last user stopped; false when the file is new or
+    /// its position means nothing, and entries begin right behind the header.
+    bool resumes() const { return resumes_; }
+
+    bool fits(std::size_t length) const { return position_ + toSigned(length) <= size_; }
+    /// Appends one entry. REQUIRES: fits(length).
+    void append(const char* entry, std::size_t length);
+    /// Moves the position to a record boundary more than 1024 and at most 2048 bytes further on.
+    void skipGap() { position_ = (position_ + 2 * kRecordSize) / kRecordSize * kRecordSize; }
+    /// From now on a wrap returns to the current position and keeps what lies before it.
+    void keepWhatIsThere() { restart_ = position_; }
+
+    /// A new round, from its start until its header has been written.
+    class Wrap {
+      public:
+        explicit Wrap(RingBufferFile& file) : file_(file) { file_.beginWrap(); }
+        ~Wrap() { file_.endWrap(); }
+        Wrap(const Wrap&) = delete;
+        Wrap& operator=(const Wrap&) = delete;
+
+      private:
+        RingBufferFile& file_;
+    };
+    bool isWrapping() const { return wrapping_; }
+
+    int descriptor() const { return file_.get(); }
+    int opens() const { return opens_; }
+    int wraps() const { return wraps_; }
+    std::int64_t size() const { return size_; }
+    std::int64_t position() const { return position_; }
+    std::int64_t free() const { return size_ - position_; }
+
+  private:
+    RingBufferFile() = default;
+
+    static std::int64_t toSigned(std::size_t length) { return static_cast<std::int64_t>(length); }
+    bool map(int descriptor, std::int64_t size);
+    void takeOver(bool isNew, const char* startTime);
+    void beginWrap();
+    void endWrap();
+
+    FileDescriptor file_;
+    char* mapping_ = nullptr;
+    std::size_t mappedLength_ = 0;
+    std::int64_t size_ = 0;
+    std::int64_t position_ = 0;
+    std::int64_t restart_ = 0;  ///< where a wrap returns to; 0: behind the rewritten header
+    int opens_ = 0;
+    int wraps_ = 0;
+    bool resumes_ = false;
+    bool wrapping_ = false;
+};
+
+}  // namespace varnock
