@@ -1,5 +1,5 @@
-# Installation: headers under include/varnock, the shared library, the CMake package VarnockCIM and
-# the pkg-config file varnock-cim-provider.
+# Installation: headers under include/varnock, the shared libraries, the CMake package VarnockCIM
+# and the pkg-config file varnock-cim-provider.
 include(CMakePackageConfigHelpers)
 
 get_property(headers GLOBAL PROPERTY VARNOCK_PUBLIC_HEADERS)
@@ -9,3 +9,45 @@ foreach(header IN LISTS headers)
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/varnock/${folder}
     COMPONENT development)
 endforeach()
+
+# The subset is a library of this project and installed with it; a real framework is found where
+# it stands and is part of the package's interface only by its path.
+set(targets varnock_cim_provider)
+if(NOT VARNOCK_CIMPLE_ROOT)
+  list(APPEND targets varnock_cimple)
+  set(VARNOCK_CIMPLE_PKG_LIBS -lvarnock_cimple)
+else()
+  set(VARNOCK_CIMPLE_PKG_LIBS -L${VARNOCK_CIMPLE_LIBRARY_DIR} -lcimple)
+  set(VARNOCK_CIMPLE_PKG_CFLAGS -isystem ${VARNOCK_CIMPLE_ROOT}/include)
+endif()
+install(TARGETS ${targets}
+  EXPORT VarnockCIMTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${CMAKE_INSTALL_INCLUDEDIR}/varnock)
+install(EXPORT VarnockCIMTargets
+  NAMESPACE Varnock::
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VarnockCIM
+  COMPONENT development)
+
+configure_package_config_file(
+  ${PROJECT_SOURCE_DIR}/cmake/VarnockCIMConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/VarnockCIMConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VarnockCIM)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/VarnockCIMConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/VarnockCIMConfig.cmake
+  ${PROJECT_BINARY_DIR}/VarnockCIMConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VarnockCIM
+  COMPONENT development)
+
+list(JOIN VARNOCK_CIMPLE_PKG_LIBS " " VARNOCK_CIMPLE_PKG_LIBS)
+list(JOIN VARNOCK_CIMPLE_PKG_CFLAGS " " VARNOCK_CIMPLE_PKG_CFLAGS)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/varnock-cim-provider.pc.in
+  ${PROJECT_BINARY_DIR}/varnock-cim-provider.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/varnock-cim-provider.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)
+
+file(GLOB man_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/man/*.1)
+install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
