@@ -5,6 +5,7 @@
 #include <atomic>
 
 #include "util/Export.h"
+#include "util/ThreadAnnotations.h"
 
 /// Recursive lock of one process.
 ///
@@ -14,7 +15,7 @@
 ///
 /// Thread-safety: any thread may call any operation. REQUIRES: no thread is inside when the section
 /// is destroyed, except the destroying one, whose lock is released.
-class VARNOCK_EXPORT CCriticalSection {
+class VARNOCK_EXPORT VARNOCK_LOCK CCriticalSection {
   public:
     CCriticalSection();
     ~CCriticalSection();
@@ -22,10 +23,10 @@ class VARNOCK_EXPORT CCriticalSection {
     CCriticalSection& operator=(const CCriticalSection&) = delete;
 
     /// Takes the lock unless the caller owns it already, and counts the call.
-    void Enter();
+    void Enter() VARNOCK_ACQUIRE();
     /// Undoes one Enter() of the owner; the last one releases the lock. A call by a thread that is
     /// not the owner has no effect.
-    void Leave();
+    void Leave() VARNOCK_RELEASE();
     /// Releases the lock whatever the count is, if the caller owns it: the clean-up of a cancelled
     /// thread. A call by another thread has no effect, so that a second armed clean-up does not
     /// release what a third thread holds by then.
@@ -47,12 +48,13 @@ VARNOCK_EXPORT void CleanupHandlerForCritSecMutex(void* section);
 /// so it is the clean-up that every locked region needs.
 ///
 /// Thread-safety: a guard belongs to the thread that made it.
-class CriticalSectionGuard {
+class VARNOCK_SCOPED_LOCK CriticalSectionGuard {
   public:
-    explicit CriticalSectionGuard(CCriticalSection& section) : section_(section) {
+    explicit CriticalSectionGuard(CCriticalSection& section) VARNOCK_ACQUIRE(section)
+        : section_(section) {
         section_.Enter();
     }
-    ~CriticalSectionGuard() { section_.Leave(); }
+    ~CriticalSectionGuard() VARNOCK_RELEASE() { section_.Leave(); }
     CriticalSectionGuard(const CriticalSectionGuard&) = delete;
     CriticalSectionGuard& operator=(const CriticalSectionGuard&) = delete;
 

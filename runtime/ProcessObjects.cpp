@@ -11,6 +11,10 @@
 // Constant-initialised and never destroyed: counters work at any time of the process's life.
 constinit pthread_mutex_t CInterLock::incDecMutex_ = PTHREAD_MUTEX_INITIALIZER;
 
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CCriticalSection CEvent::Spinlock;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CStrMap CEvent::NamedEventMap;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CStrMap CSemaphore::NamedSemaphoreMap;
+
 namespace {
 
 // Zeros are a lock that counts and never blocks, which is what the trace needs while Debug is

@@ -5,16 +5,11 @@
 #include <memory>
 #include <span>
 
+#include "util/TextCopy.h"
+
 namespace {
 
 constexpr unsigned int growthStep = 16;
-
-std::unique_ptr<char[]> copyKey(const char* key) {
-    const std::size_t size = std::strlen(key) + 1;
-    std::unique_ptr<char[]> copy(new char[size]);
-    std::memcpy(copy.get(), key, size);
-    return copy;
-}
 
 void storeIfGiven(void** out, void* value) {
     if (out != nullptr) *out = value;
@@ -95,7 +90,7 @@ CStrMap::Assoc* CStrMap::newAssoc() {
 }
 
 void CStrMap::append(const char* key, void* value, void* data) {
-    std::unique_ptr<char[]> copy = copyKey(key);
+    std::unique_ptr<char[]> copy = varnock::copyText(key);
     *newAssoc() = Assoc{copy.release(), value, data};
 }
 

@@ -1,0 +1,24 @@
+#pragma once
+
+/// Words for clang's thread-safety analysis, which checks at compile time that what a lock guards
+/// is touched only under that lock. Other compilers see nothing.
+#if defined(__clang__)
+#define VARNOCK_THREAD_ANNOTATION(x) __attribute__((x))
+#else
+#define VARNOCK_THREAD_ANNOTATION(x)
+#endif
+
+/// A class whose objects are locks.
+#define VARNOCK_LOCK VARNOCK_THREAD_ANNOTATION(capability("mutex"))
+/// A class that holds a lock from construction to destruction.
+#define VARNOCK_SCOPED_LOCK VARNOCK_THREAD_ANNOTATION(scoped_lockable)
+/// Data that is touched only while `lock` is held.
+#define VARNOCK_GUARDED_BY(lock) VARNOCK_THREAD_ANNOTATION(guarded_by(lock))
+/// A function whose caller holds the lock.
+#define VARNOCK_REQUIRES(...) VARNOCK_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
+/// A function that takes the lock and keeps it.
+#define VARNOCK_ACQUIRE(...) VARNOCK_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
+/// A function that gives the lock back.
+#define VARNOCK_RELEASE(...) VARNOCK_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
+/// A function that the analysis cannot follow, with a comment that says why.
+#define VARNOCK_NOT_ANALYSED VARNOCK_THREAD_ANNOTATION(no_thread_safety_analysis)
