@@ -88,12 +88,15 @@ int FakeClock::poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
         errno = failure->error;
         return -1;
     }
+    if (timeoutMs == 0) {
+        return ::poll(descriptors, count, 0);
+    }
     std::optional<nanoseconds> deadline;
-    if (timeoutMs >= 0) {
+    if (timeoutMs > 0) {
         deadline = nanoseconds(now_) + milliseconds(timeoutMs);
     }
     const int result = pollVirtually(descriptors, count, deadline);
-    if (result == 0 && timeoutMs > 0) {
+    if (result == 0) {
         const std::lock_guard lock(mutex_);
         expiredPolls_.push_back(milliseconds(timeoutMs));
     }
@@ -106,7 +109,7 @@ int FakeClock::pollVirtually(pollfd* descriptors, nfds_t count,
         const Participant::Standing others = standing();
         // Asked after the others: what they did before they became idle is seen here.
         const bool idle = others.state == Participant::State::Idle;
-        const bool timeIsUp = deadline && nanoseconds(now_) >= *deadline;
+        const bool timeIsUp = idle && deadline && nanoseconds(now_) >= *deadline;
         const bool movesTime = idle && (deadline || others.due);
         const int result = ::poll(descriptors, count, timeIsUp || movesTime ? 0 : kSliceMs);
         if (result != 0 || timeIsUp) {
@@ -170,7 +173,7 @@ void FakeClock::reach(nanoseconds time) {
     }
 }
 
-/// Moves the time to the target and stops on the way for everything that is due before.
+/// Moves the time to the target. What is due until then has been done when this returns.
 void FakeClock::moveTo(nanoseconds target) {
     for (;;) {
         const Participant::Standing others = standing();
@@ -178,8 +181,10 @@ void FakeClock::moveTo(nanoseconds target) {
             ::poll(nullptr, 0, kSliceMs);
         } else if (others.due && *others.due <= target) {
             reach(*others.due);
+        } else if (nanoseconds(now_) < target) {
+            reach(target);
         } else {
-            return reach(target);
+            return;
         }
     }
 }

@@ -169,9 +169,12 @@ struct Signal {
         pthread_cond_signal(&condition);
         pthread_mutex_unlock(&mutex);
     }
-    int await(FakeClock& clock, std::chrono::seconds limit) {
+    static timespec in(FakeClock& clock, std::chrono::seconds limit) {
         timespec deadline = clock.wallTime();
         deadline.tv_sec += limit.count();
+        return deadline;
+    }
+    int await(FakeClock& clock, const timespec& deadline) {
         pthread_mutex_lock(&mutex);
         int result = 0;
         while (!set && result == 0) {
@@ -186,7 +189,7 @@ TEST(FakeClock, WaitingTakesTheSignal) {
     FakeClock clock;
     Signal signal;
     std::thread other([&] { signal.give(); });
-    EXPECT_EQ(signal.await(clock, 1s), 0);
+    EXPECT_EQ(signal.await(clock, Signal::in(clock, 1s)), 0);
     EXPECT_EQ(clock.elapsed(), 0s);
     other.join();
 }
@@ -194,8 +197,9 @@ TEST(FakeClock, WaitingTakesTheSignal) {
 TEST(FakeClock, WaitingRunsOutWhenTheTimeIsMoved) {
     FakeClock clock;
     Signal signal;
+    const timespec deadline = Signal::in(clock, 5s);
     std::thread other([&] { clock.advance(5s); });
-    EXPECT_EQ(signal.await(clock, 5s), ETIMEDOUT);
+    EXPECT_EQ(signal.await(clock, deadline), ETIMEDOUT);
     other.join();
 }
 
@@ -203,7 +207,7 @@ TEST(FakeClock, WaitingRunsOutAtOnceWhenTold) {
     FakeClock clock;
     clock.expireWaits();
     Signal signal;
-    EXPECT_EQ(signal.await(clock, 5s), ETIMEDOUT);
+    EXPECT_EQ(signal.await(clock, Signal::in(clock, 5s)), ETIMEDOUT);
     EXPECT_EQ(clock.elapsed(), 5s);
 }
 
