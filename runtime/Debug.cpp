@@ -355,7 +355,7 @@ void CDebug::printCommandLine(unsigned int target) {
 void CDebug::SetApplInitDone() {
     CriticalSectionGuard lock(traceLock());
     if (load(traceTarget_) != kRingBuffer || ringBuffer_ == nullptr || ringBuffer_->wraps() != 0 ||
-        ringBuffer_->free() < kFreeForInitialisation) {
+        ringBuffer_->freeBytes() < kFreeForInitialisation) {
         return;
     }
     PrintIt(kNoTarget, "### End of initialization. ###\n");

@@ -83,9 +83,11 @@ constexpr unsigned int kLargestFactor = 2;
 constinit char weightVariableName[48] = {};
 constinit CDebug::TokVal weightVariable = {weightVariableName, nullptr};
 
-void nameWeightVariable() {
+/// Put together at each use: the trace needs it before any constructor has run.
+const char* ownWeightName() {
     strncpy(weightVariableName, kWeightVariable, sizeof weightVariableName - 1);
     CDebug::BuildAppVarName(weightVariableName, sizeof weightVariableName);
+    return weightVariableName;
 }
 
 void fill(CDebug::TokVal* table) {
@@ -108,11 +110,11 @@ unsigned int fromRegistry(int value) {
 void recordEnvironment() {
     fill(CDebug::m_TokValTabEnv);
     fill(CDebug::m_TokValTabCfg);
-    nameWeightVariable();
-    weightVariable.value = getenv(weightVariable.name);
+    weightVariable.value = getenv(ownWeightName());
 }
 
 const CDebug::TokVal& perApplicationWeight() {
+    ownWeightName();
     return weightVariable;
 }
 
@@ -132,8 +134,7 @@ TraceSettings resolveSettings(const StoredTraceSettings& stored) {
     settings.noHeaderToStderr =
         configuredNumber("QX_LOG_NOHDR_TOSDTERR", fromRegistry(stored.noHeaderToStderr), 0);
 
-    nameWeightVariable();
-    if (const char* own = getenv(weightVariableName)) {
+    if (const char* own = getenv(ownWeightName())) {
         settings.weight = static_cast<unsigned int>(atol(own));
     }
     if (settings.factor > kLargestFactor) {

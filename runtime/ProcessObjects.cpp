@@ -1,9 +1,12 @@
 // The process-wide objects of the runtime, in the order in which they need each other: one file
 // and one priority make the order of definition the order of construction.
+#include <pthread.h>
+
 #include <new>
 
 #include "runtime/CriticalSection.h"
 #include "runtime/Debug.h"
+#include "runtime/EntryHeader.h"
 #include "runtime/InitPriority.h"
 #include "runtime/Synchronisation.h"
 #include "runtime/TraceLock.h"
@@ -25,6 +28,25 @@ struct TraceLockBuilder {
     TraceLockBuilder() { new (traceLockStorage) CCriticalSection; }
 };
 
+// A lock that another thread holds at a fork would stay locked in the child for ever, so the
+// forking thread takes them all, in their order.
+void enterLocks() {
+    varnock::traceLock().Enter();
+}
+
+void leaveLocks() {
+    varnock::traceLock().Leave();
+}
+
+void leaveLocksInChild() {
+    varnock::entryHeader().forgetHost();
+    leaveLocks();
+}
+
+struct ForkHandlers {
+    ForkHandlers() { pthread_atfork(enterLocks, leaveLocks, leaveLocksInChild); }
+};
+
 }  // namespace
 
 namespace varnock {
@@ -39,4 +61,5 @@ CCriticalSection& traceLock() {
 
 namespace {
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const TraceLockBuilder traceLockBuilder;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const ForkHandlers forkHandlers;
 }  // namespace

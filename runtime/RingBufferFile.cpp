@@ -137,8 +137,8 @@ class Opening {
     Opening(const char* path, std::int64_t size, const char* startTime, std::string_view filler)
         : path_(path), size_(size), startTime_(startTime), filler_(filler) {}
     ~Opening() {
-        if (created_ && file_) {
-            unlink(path_);
+        if (file_) {
+            undo();
         }
     }
     Opening(const Opening&) = delete;
@@ -161,6 +161,7 @@ class Opening {
     std::int64_t usedSize() const { return usedSize_; }
 
   private:
+    void undo();
     bool acceptsArguments();
     bool openFile();
     bool create();
@@ -183,6 +184,15 @@ class Opening {
     const char* failure_ = "";
     int error_ = 0;
 };
+
+/// Leaves no half-made file behind that would be taken for a whole one.
+void Opening::undo() {
+    if (created_) {
+        unlink(path_);
+    } else if (isNew_ && ftruncate(file_.get(), 0) != 0) {
+        // A file too short for a header stays; the next open begins with emptying it.
+    }
+}
 
 bool Opening::acceptsArguments() {
     if (size_ < 1) {

@@ -67,7 +67,7 @@ class RingBufferFile {
     int wraps() const { return wraps_; }
     std::int64_t size() const { return size_; }
     std::int64_t position() const { return position_; }
-    std::int64_t free() const { return size_ - position_; }
+    std::int64_t freeBytes() const { return size_ - position_; }
 
   private:
     RingBufferFile() = default;
