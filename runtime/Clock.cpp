@@ -36,6 +36,8 @@ class SystemClock final : public Clock {
         return now;
     }
 
+    time_t wallSecond() override { return time(nullptr); }
+
   private:
     static std::chrono::nanoseconds read(clockid_t id) {
         timespec now{};

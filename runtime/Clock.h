@@ -30,6 +30,8 @@ class Clock {
     virtual std::chrono::nanoseconds monotonicTime() = 0;
     /// Calendar time since the epoch.
     virtual timespec wallTime() = 0;
+    /// The seconds of wallTime(); cheaper, and late by a few milliseconds at most.
+    virtual time_t wallSecond() { return wallTime().tv_sec; }
 
     /// The clock in use. Never null, valid before any constructor has run and until the very end.
     static Clock& instance();

@@ -4,7 +4,8 @@
 
 // The flags are atomic so that a look at the owner needs no lock, and so that the stores of the
 // destructor are kept. They order nothing: a thread only asks whether it is the owner itself, and
-// the mutex orders the rest.
+// the mutex orders the rest. The count belongs to the owner and needs no atomic step; where nobody
+// owns the section, before its construction and after its destruction, it means nothing.
 namespace {
 constexpr auto relaxed = std::memory_order_relaxed;
 }
@@ -35,12 +36,14 @@ void CCriticalSection::Enter() {
         MutexLock(&mutex_);
         owner_.store(ThreadSelf(), relaxed);
     }
-    count_.fetch_add(1, relaxed);
+    count_.store(count_.load(relaxed) + 1, relaxed);
 }
 
 void CCriticalSection::Leave() {
     if (!isOwner()) return;
-    if (count_.fetch_sub(1, relaxed) > 1) return;
+    const auto left = count_.load(relaxed) - 1;
+    count_.store(left, relaxed);
+    if (left > 0) return;
     owner_.store(0, relaxed);
     MutexUnlock(&mutex_);
 }

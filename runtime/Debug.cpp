@@ -112,7 +112,7 @@ bool CDebug::readSettings(const char* name) {
     processId_ = getpid();
     snprintf(descriptorListCommand_, sizeof descriptorListCommand_, "ls -l /proc/%d/fd",
              processId_);
-    varnock::formatLocalTime(varnock::Clock::instance().wallTime().tv_sec, startTime_);
+    varnock::formatLocalTime(varnock::Clock::instance().wallSecond(), startTime_);
     varnock::recordEnvironment();
     copyText(applicationName_, sizeof applicationName_, name);
     if (!varnock::readStoredSettings(applicationName_, stored_)) {
@@ -276,10 +276,10 @@ void CDebug::appendEntry(size_t length) {
 /// Builds the entry in the entry buffer, newline and terminator included; returns its length
 /// without the terminator, 0 when there is no memory for it.
 size_t CDebug::buildEntry(const char* format, va_list arguments) try {
-    char header[EntryHeader::kCapacity];
+    // A header longer than its room is cut by the message that follows.
+    static_assert(EntryHeader::kCapacity <= kEntrySize);
     const size_t headerLength =
-        std::min(varnock::entryHeader().write(applicationName_, header), kHeaderRoom - 1);
-    memcpy(entryBuffer_, header, headerLength);
+        std::min(varnock::entryHeader().write(applicationName_, entryBuffer_), kHeaderRoom - 1);
     char* const message = entryBuffer_ + headerLength;
     char* end = message + varnock::formatTraceText(message, kMessageRoom, format, arguments);
     if (end[-1] != '\n') {

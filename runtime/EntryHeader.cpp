@@ -53,8 +53,8 @@ void shortenHostName(const char* node, char (&text)[kShortHostSize]) {
     strcpy(text + kept, length > kHostLimit ? "*" : "");
 }
 
-std::size_t EntryHeader::write(const char* application, char (&text)[kCapacity]) {
-    const time_t now = Clock::instance().wallTime().tv_sec;
+std::size_t EntryHeader::write(const char* application, char* text) {
+    const time_t now = Clock::instance().wallSecond();
     if (!hasTime_ || now != second_) {
         refreshTime(now);
     }

@@ -29,8 +29,8 @@ class EntryHeader {
     constexpr EntryHeader() = default;
 
     /// Writes the header for the calling thread at the present time, terminated; returns its
-    /// length.
-    std::size_t write(const char* application, char (&text)[kCapacity]);
+    /// length. REQUIRES: `text` has room for kCapacity characters.
+    std::size_t write(const char* application, char* text);
     /// Reads the host name anew at the next entry: a forked child may live in another namespace.
     void forgetHost() { hostLength_ = 0; }
 
