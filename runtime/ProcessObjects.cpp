@@ -31,11 +31,13 @@ struct TraceLockBuilder {
 // A lock that another thread holds at a fork would stay locked in the child for ever, so the
 // forking thread takes them all, in their order.
 void enterLocks() {
+    CEvent::Spinlock.Enter();
     varnock::traceLock().Enter();
 }
 
 void leaveLocks() {
     varnock::traceLock().Leave();
+    CEvent::Spinlock.Leave();
 }
 
 void leaveLocksInChild() {
