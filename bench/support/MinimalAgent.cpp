@@ -1,0 +1,143 @@
+#include "bench/support/MinimalAgent.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+#include "transport/SipJson.h"
+
+namespace varnock::bench {
+namespace {
+
+constexpr unsigned int registration = 0xFFA0;
+
+sockaddr_un addressOf(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        throw std::runtime_error("socket path too long: " + path);
+    }
+    path.copy(address.sun_path, path.size());
+    return address;
+}
+
+int checked(int result, const char* what) {
+    if (result < 0) {
+        throw std::runtime_error(std::string(what) + ": " + strerror(errno));
+    }
+    return result;
+}
+
+int listenAt(const std::string& path) {
+    const int descriptor = checked(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
+    const sockaddr_un address = addressOf(path);
+    checked(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), "bind");
+    checked(listen(descriptor, 8), "listen");
+    return descriptor;
+}
+
+std::string replyTo(const char* text) {
+    SipJson record;
+    record.Import(text);
+    if (record.OpCode() == registration) {
+        record.SetRequestDataStream(std::vector<unsigned char>(224));
+        record.SetStatus(0);
+    } else {
+        record.SetDataDWord(4, 0);
+    }
+    return frameOf(record.Export());
+}
+
+// One request of one connection. The reply to a text that came before is not built again, so the
+// agent's own work stays out of the figures.
+bool answer(int descriptor) {
+    static std::string lastRequest;
+    static std::string lastReply;
+    static char buffer[1 << 20];
+    size_t have = 0;
+    uint32_t length = 0;
+    do {
+        const ssize_t got = read(descriptor, buffer + have, sizeof buffer - have);
+        if (got <= 0) {
+            return false;
+        }
+        have += static_cast<size_t>(got);
+        if (have >= sizeof length) {
+            memcpy(&length, buffer, sizeof length);
+        }
+    } while (have < sizeof length + length);
+    const std::string_view request(buffer + sizeof length, length);
+    if (request != lastRequest) {
+        lastRequest = request;
+        lastReply = replyTo(lastRequest.c_str());
+    }
+    return write(descriptor, lastReply.data(), lastReply.size()) ==
+           static_cast<ssize_t>(lastReply.size());
+}
+
+[[noreturn]] void serve(int listener) {
+    std::vector<pollfd> watched{{listener, POLLIN, 0}};
+    for (;;) {
+        poll(watched.data(), watched.size(), -1);
+        for (size_t i = watched.size(); i-- > 1;) {
+            if (watched[i].revents != 0 && !answer(watched[i].fd)) {
+                close(watched[i].fd);
+                watched.erase(watched.begin() + static_cast<ptrdiff_t>(i));
+            }
+        }
+        if (watched[0].revents != 0) {
+            watched.push_back({accept4(listener, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
+        }
+    }
+}
+
+}  // namespace
+
+std::string frameOf(const std::string& text) {
+    const auto length = static_cast<uint32_t>(text.size() + 1);
+    std::string frame(reinterpret_cast<const char*>(&length), sizeof length);
+    return frame + text + '\0';
+}
+
+MinimalAgent::MinimalAgent() {
+    char name[] = "/tmp/vb-XXXXXX";
+    if (mkdtemp(name) == nullptr) {
+        throw std::runtime_error("mkdtemp");
+    }
+    directory_ = name;
+    const int listener = listenAt(directory_ + "/ragdsj");
+    process_ = checked(fork(), "fork");
+    if (process_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        serve(listener);
+    }
+    close(listener);
+    setenv("QX_RAGD_SOCKET_DIR", directory_.c_str(), 1);
+}
+
+MinimalAgent::~MinimalAgent() {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+    unlink((directory_ + "/ragdsj").c_str());
+    rmdir(directory_.c_str());
+}
+
+int MinimalAgent::connectTo(const std::string& path) {
+    const int descriptor = checked(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
+    const sockaddr_un address = addressOf(path);
+    checked(connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address),
+            "connect");
+    return descriptor;
+}
+
+}  // namespace varnock::bench

@@ -1,0 +1,58 @@
+#include <benchmark/benchmark.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "CIM/Provider/Include/KOLMCalls.h"
+#include "bench/support/MinimalAgent.h"
+#include "transport/AgentSocket.h"
+#include "transport/SipJson.h"
+
+namespace varnock::bench {
+namespace {
+
+constexpr unsigned int noStatus = 0xFFFFFFFF;
+constexpr int pollLimit = 30'000;
+
+// A typed call from end to end: record, text, socket, reply, decoding, with its trace entries.
+void typedCall(benchmark::State& state) {
+    const auto client = provider::getKOLMClient("bench");
+    const auto calls = provider::newKOLMCalls(client.get());
+    for (auto _ : state) {
+        const auto fans = calls->getNumberFans(0);
+        if (fans != 4) {
+            state.SkipWithError("the call failed");
+            break;
+        }
+    }
+}
+BENCHMARK(typedCall)->Name("TypedCall/ours")->UseRealTime();
+
+bool isReady(int descriptor, short event) {
+    pollfd watched{descriptor, event, 0};
+    return poll(&watched, 1, pollLimit) == 1 && watched.revents == event;
+}
+
+// The same frames with the same polls, and nothing around them.
+void barePingPong(benchmark::State& state) {
+    const int descriptor = MinimalAgent::connectTo(RequestSocketPath());
+    const std::string request = frameOf(SipJson(0x0300, 0, 0, 0, noStatus).Export());
+    char reply[4096];
+    for (auto _ : state) {
+        const bool sent = isReady(descriptor, POLLOUT) &&
+                          send(descriptor, request.data(), request.size(), MSG_NOSIGNAL) ==
+                              static_cast<ssize_t>(request.size());
+        if (!sent || !isReady(descriptor, POLLIN) || read(descriptor, reply, sizeof reply) <= 4) {
+            state.SkipWithError("the exchange failed");
+            break;
+        }
+        benchmark::DoNotOptimize(reply);
+    }
+    close(descriptor);
+}
+BENCHMARK(barePingPong)->Name("TypedCall/peer")->UseRealTime();
+
+}  // namespace
+}  // namespace varnock::bench
