@@ -1,0 +1,56 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace varnock::test {
+
+/// What a finished process left behind.
+struct ProcessResult {
+    int status = 0;  ///< exit status, 128 + n for signal n
+    std::string out;
+    std::string err;
+};
+
+/// A child process with its standard output and error captured. It gets SIGKILL when the test
+/// process ends. Not thread-safe.
+class Subprocess {
+  public:
+    using Environment = std::map<std::string, std::string>;
+
+    /// Starts `command` (looked up in PATH) with the variables added to this process's environment.
+    /// Throws std::system_error when it cannot be started.
+    explicit Subprocess(const std::vector<std::string>& command,
+                        const Environment& environment = {});
+    /// Kills the process if it still runs.
+    ~Subprocess();
+    Subprocess(const Subprocess&) = delete;
+    Subprocess& operator=(const Subprocess&) = delete;
+
+    pid_t pid() const { return pid_; }
+    void signal(int number) const;
+    /// Reads standard output until it holds `text`; false when it ends before.
+    bool waitForOutput(std::string_view text);
+    /// Waits for the end and returns what was written, with what waitForOutput() has read.
+    const ProcessResult& wait();
+
+  private:
+    bool readSome();
+
+    pid_t pid_ = -1;
+    int out_ = -1;
+    int err_ = -1;
+    bool ended_ = false;
+    ProcessResult result_;
+};
+
+/// Runs a command to its end.
+ProcessResult runProcess(const std::vector<std::string>& command,
+                         const Subprocess::Environment& environment = {});
+
+}  // namespace varnock::test
