@@ -26,11 +26,17 @@ function(varnock_harden target)
   endif()
 endfunction()
 
+# Includes in quotes find the headers of the source tree. Those in angle brackets must not, so that
+# <cimple/...> is the framework that was chosen and not always the one in this tree.
+function(varnock_source_root target scope)
+  target_compile_options(${target} ${scope} $<BUILD_INTERFACE:-iquote${PROJECT_SOURCE_DIR}>)
+endfunction()
+
 # Installed headers lie under include/varnock/<path of the source tree>. Both spellings work for
 # a user: <varnock/runtime/Debug.h> and "runtime/Debug.h".
 function(varnock_public_includes target)
+  varnock_source_root(${target} PUBLIC)
   target_include_directories(${target} PUBLIC
-    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/varnock>)
 endfunction()

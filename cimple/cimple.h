@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cimple/Array.h>
+#include <cimple/Atomic.h>
+#include <cimple/Datetime.h>
+#include <cimple/Error.h>
+#include <cimple/Instance.h>
+#include <cimple/Instance_Map.h>
+#include <cimple/Meta_Class.h>
+#include <cimple/Meta_Feature.h>
+#include <cimple/Meta_Method.h>
+#include <cimple/Meta_Property.h>
+#include <cimple/Meta_Reference.h>
+#include <cimple/Property.h>
+#include <cimple/Provider.h>
+#include <cimple/Ref.h>
+#include <cimple/String.h>
+#include <cimple/Type.h>
+#include <cimple/char16.h>
+#include <cimple/config.h>
+#include <cimple/log.h>

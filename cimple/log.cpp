@@ -1,0 +1,49 @@
+#include <cimple/log.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+
+#include <cimple/Datetime.h>
+
+CIMPLE_NAMESPACE_BEGIN
+
+namespace {
+
+constexpr const char* levelNames[] = {"FATAL", "ERR", "WARN", "INFO", "DBG"};
+
+/// Writes the line with one call, so that lines of several writers do not mix.
+void appendToMessages(const String& line) {
+    const char* home = ::secure_getenv("CIMPLE_HOME");
+    if (!home || !*home) return;
+    const int file = ::open(String(home, "/messages").c_str(),
+                            O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0640);
+    if (file < 0) return;
+    // There is nobody to tell that a log line could not be written.
+    [[maybe_unused]] const ssize_t written = ::write(file, line.c_str(), line.size());
+    ::close(file);
+}
+
+}  // namespace
+
+void Log_Site::write(const char* format, ...) const {
+    char text[1024];
+    va_list args;
+    va_start(args, format);
+    const int length = std::vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    if (length < 0) return;
+
+    char place[256];
+    std::snprintf(place, sizeof place, " %s %s(%d): ", levelNames[level_], file_, line_);
+    String line = Datetime::now().ascii(true);
+    line.append(place);
+    line.append(text);
+    line.append('\n');
+    appendToMessages(line);
+}
+
+CIMPLE_NAMESPACE_END

@@ -1,0 +1,71 @@
+# A CIMPLE framework that is installed, as the target cimple::cimple.
+
+set(VARNOCK_GENCLASS_OPTIONS "" CACHE STRING
+  "More options for genclass of VARNOCK_CIMPLE_ROOT, such as -M or -I for the CIM schema")
+
+# Runs genclass in an empty directory and copies what it wrote to `directory`, where files that did
+# not change keep their time. It writes a pair of files for each class, its ancestors and the
+# classes referred to; which ones is known only afterwards, so this happens when CMake runs.
+function(varnock_generate_classes prefix mof directory)
+  find_program(genclass genclass PATHS ${prefix}/bin NO_DEFAULT_PATH NO_CACHE REQUIRED)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${mof} ${genclass})
+  set(fresh ${directory}.new)
+  file(REMOVE_RECURSE ${fresh})
+  file(MAKE_DIRECTORY ${fresh} ${directory})
+  file(COPY_FILE ${mof} ${fresh}/repository.mof)
+  separate_arguments(options UNIX_COMMAND "${VARNOCK_GENCLASS_OPTIONS}")
+  execute_process(
+    COMMAND ${CMAKE_COMMAND} -E env
+      LD_LIBRARY_PATH=${prefix}/lib64:${prefix}/lib:$ENV{LD_LIBRARY_PATH}
+      ${genclass} ${options} -r KRM_TBLComputerSystem KRM_TBLConcreteJob
+    WORKING_DIRECTORY ${fresh}
+    OUTPUT_VARIABLE output ERROR_VARIABLE output
+    RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${genclass} failed (${result}):\n${output}")
+  endif()
+  file(GLOB old RELATIVE ${directory} ${directory}/*)
+  file(GLOB new RELATIVE ${fresh} ${fresh}/*)
+  foreach(name IN LISTS new)
+    file(COPY_FILE ${fresh}/${name} ${directory}/${name} ONLY_IF_DIFFERENT)
+  endforeach()
+  list(REMOVE_ITEM old ${new})
+  foreach(name IN LISTS old)
+    file(REMOVE ${directory}/${name})
+  endforeach()
+  file(REMOVE_RECURSE ${fresh})
+endfunction()
+
+# cimple::cimple from the framework under `prefix`, with the classes that its genclass makes of `mof`.
+# Headers are system headers, because those of the framework are not free of warnings.
+function(varnock_import_cimple prefix mof)
+  find_path(cimple_includes cimple/cimple.h
+    PATHS ${prefix}/include NO_DEFAULT_PATH NO_CACHE REQUIRED)
+  find_library(cimple_library cimple
+    PATHS ${prefix}/lib64 ${prefix}/lib NO_DEFAULT_PATH NO_CACHE REQUIRED)
+  set(generated ${PROJECT_BINARY_DIR}/cimple-classes)
+  varnock_generate_classes(${prefix} ${mof} ${generated})
+
+  file(GLOB sources ${generated}/*.cpp)
+  add_library(varnock_cimple_classes STATIC ${sources})
+  set_target_properties(varnock_cimple_classes PROPERTIES
+    POSITION_INDEPENDENT_CODE ON
+    EXPORT_NAME CimpleClasses)
+  target_include_directories(varnock_cimple_classes SYSTEM PUBLIC
+    ${cimple_includes}
+    $<BUILD_INTERFACE:${generated}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/varnock/cimple/generated>)
+  target_link_libraries(varnock_cimple_classes PUBLIC ${cimple_library})
+
+  add_library(varnock_cimple INTERFACE)
+  set_target_properties(varnock_cimple PROPERTIES EXPORT_NAME Cimple)
+  target_link_libraries(varnock_cimple INTERFACE varnock_cimple_classes)
+  add_library(cimple::cimple ALIAS varnock_cimple)
+
+  install(DIRECTORY ${generated}/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/varnock/cimple/generated
+    COMPONENT development
+    FILES_MATCHING PATTERN "*.h")
+  set_property(GLOBAL APPEND PROPERTY VARNOCK_INSTALL_TARGETS
+    varnock_cimple varnock_cimple_classes)
+endfunction()
