@@ -15,13 +15,15 @@ class KRM_TBLConcreteJob;
 }  // namespace cimple
 
 /// Keys and jobs of the node's computer system, and conversions between agent and CIM values.
+/// To use the instances, include the headers of their classes.
 ///
 /// Thread-safety: any thread may call any of them; they keep no state.
 namespace provider {
 
 class KOLMCalls;
 
-/// The key of the node itself: its cabinet number, object 0, extension 0.
+/// The key of the node itself: its cabinet number, object 0, extension 0. Throws BaseException when
+/// the agent does not tell the number, or `calls` is null.
 VARNOCK_EXPORT KOLMKey createCSKey(KOLMCalls* calls);
 /// A new instance with its keys set and everything else null. Throws BaseException when the agent
 /// knows no serial number of the chassis, which is the instance's name.

@@ -111,7 +111,7 @@ class VARNOCK_EXPORT KOLMClient {
 /// Makes a client and attaches it to the agent under the given name. The first client of a process
 /// reads the node's settings with four requests, so this may block while the agent is absent.
 /// A failed attach is traced and tried again by each request.
-/// Throws BaseException when there is no way to the agent.
+/// Throws BaseException when there is no way to the agent, std::bad_alloc when there is no memory.
 VARNOCK_EXPORT ShPtr<KOLMClient> getKOLMClient(const cimple::String& name);
 
 }  // namespace provider

@@ -1,0 +1,184 @@
+#include "CIM/Provider/Include/Exceptions.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <exception>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "runtime/Debug.h"
+#include "tests/support/TraceCapture.h"
+#include "tests/support/VirtualSlot.h"
+
+namespace provider {
+namespace {
+
+using varnock::test::TraceCapture;
+
+const CimErrorException denied("f", 74, "m", CIM_ERR_ACCESS_DENIED);
+const HandlerException handler("CIM/Provider/Include/KOLMClient", -3, "say \"no\"", -9);
+const BaseException base("a.cpp", 1, "");
+
+TEST(Exceptions, NameTheirClass) {
+    EXPECT_STREQ(base.className().c_str(), "BaseException");
+    EXPECT_STREQ(handler.className().c_str(), "HandlerException");
+    EXPECT_STREQ(denied.className().c_str(), "CimErrorException");
+}
+
+TEST(Exceptions, FullTextGivesPlaceMessageAndNumber) {
+    EXPECT_STREQ(base.fullText().c_str(), "file=\"a.cpp\" line=1 message=\"\"");
+    EXPECT_STREQ(handler.fullText().c_str(),
+                 "file=\"CIM/Provider/Include/KOLMClient\" line=-3 message=\"say \"no\"\" id=-9");
+    EXPECT_STREQ(denied.fullText().c_str(), "file=\"f\" line=74 message=\"m\" cimErr=2");
+}
+
+TEST(Exceptions, ToStringPutsTheClassBeforeTheFullText) {
+    EXPECT_STREQ(denied.toString().c_str(),
+                 "CimErrorException: file=\"f\" line=74 message=\"m\" cimErr=2");
+    EXPECT_STREQ(base.toString().c_str(), "BaseException: file=\"a.cpp\" line=1 message=\"\"");
+}
+
+TEST(Exceptions, ToStringAsksTheDerivedClass) {
+    class Custom : public BaseException {
+      public:
+        Custom() : BaseException("f", 2, "m") {}
+        cimple::String className() const override { return "Custom"; }
+        cimple::String fullText() const override { return "text"; }
+    };
+    EXPECT_STREQ(Custom().toString().c_str(), "Custom: text");
+}
+
+TEST(Exceptions, NullFileNameShowsAsEmpty) {
+    EXPECT_STREQ(BaseException(nullptr, 5, "m").fullText().c_str(),
+                 "file=\"\" line=5 message=\"m\"");
+}
+
+TEST(Exceptions, CarryAnyCimError) {
+    const CimErrorException odd("f", 1, "m", static_cast<CimError>(-4711));
+    EXPECT_EQ(odd.getCimError(), static_cast<CimError>(-4711));
+    EXPECT_STREQ(odd.fullText().c_str(), "file=\"f\" line=1 message=\"m\" cimErr=-4711");
+}
+
+TEST(Exceptions, CopiesAreIndependent) {
+    HandlerException copy("x", 1, "y", 2);
+    copy = handler;
+    EXPECT_STREQ(copy.toString().c_str(), handler.toString().c_str());
+    EXPECT_EQ(copy.getId(), -9);
+    const CimErrorException other(denied);
+    EXPECT_STREQ(other.toString().c_str(), denied.toString().c_str());
+    EXPECT_EQ(other.getCimError(), CIM_ERR_ACCESS_DENIED);
+}
+
+TEST(Exceptions, DeriveFromNoStandardException) {
+    EXPECT_FALSE((std::is_base_of_v<std::exception, BaseException>));
+    EXPECT_FALSE((std::is_base_of_v<std::exception, HandlerException>));
+    EXPECT_FALSE((std::is_base_of_v<std::exception, CimErrorException>));
+}
+
+TEST(Exceptions, NumberIsCaughtWithoutKnowingTheClass) {
+    try {
+        traceAndThrow(handler);
+    } catch (const HandlerExceptionInfo& info) {
+        EXPECT_EQ(info.getId(), -9);
+    }
+    try {
+        traceAndThrow(denied);
+    } catch (const CimErrorExceptionInfo& info) {
+        EXPECT_EQ(info.getCimError(), CIM_ERR_ACCESS_DENIED);
+    }
+}
+
+TEST(Exceptions, EveryClassIsCaughtAsItsBase) {
+    EXPECT_THROW(traceAndThrow(base), BaseException);
+    EXPECT_THROW(traceAndThrow(handler), BaseException);
+    EXPECT_THROW(traceAndThrow(denied), BaseException);
+}
+
+TEST(Exceptions, ThrowingKeepsTheType) {
+    EXPECT_THROW(traceAndThrow(handler), HandlerException);
+    EXPECT_THROW(traceAndThrow(denied), CimErrorException);
+}
+
+TEST(Exceptions, ThrowingTracesTheText) {
+    const TraceCapture trace(1);
+    EXPECT_THROW(traceAndThrow(denied), CimErrorException);
+    EXPECT_EQ(trace.messages(),
+              (std::vector<std::string>{
+                  "KRM_TBL             : traceAndThrow(): CimErrorException: file=\"f\" line=74 "
+                  "message=\"m\" cimErr=2"}));
+}
+
+TEST(Exceptions, MessageIsNeverTakenAsAFormat) {
+    const TraceCapture trace(1);
+    EXPECT_THROW(traceAndThrow(BaseException("f", 1, "100%s%n")), BaseException);
+    EXPECT_TRUE(trace.contains("message=\"100%s%n\""));
+}
+
+// Counts how often its text is asked for.
+class Costly : public BaseException {
+  public:
+    explicit Costly(int& built) : BaseException("f", 1, "m"), built_(&built) {}
+    cimple::String fullText() const override {
+        ++*built_;
+        return BaseException::fullText();
+    }
+
+  private:
+    int* built_;
+};
+
+TEST(Exceptions, TextIsBuiltOnlyWhenLevelOneIsTraced) {
+    int built = 0;
+    {
+        const TraceCapture trace(0);
+        EXPECT_THROW(traceAndThrow(Costly(built)), Costly);
+        EXPECT_TRUE(trace.messages().empty());
+    }
+    EXPECT_EQ(built, 0);
+    const TraceCapture trace(1);
+    EXPECT_THROW(traceAndThrow(Costly(built)), Costly);
+    EXPECT_EQ(built, 1);
+}
+
+TEST(NumberTexts, Decimal) {
+    EXPECT_STREQ(toDecString(-1).c_str(), "-1");
+    EXPECT_STREQ(toDecString(0).c_str(), "0");
+    EXPECT_STREQ(toDecString(INT_MIN).c_str(), "-2147483648");
+    EXPECT_STREQ(toDecString(0xFFFFFFFFu).c_str(), "4294967295");
+}
+
+TEST(NumberTexts, Hexadecimal) {
+    EXPECT_STREQ(toHexString(-1).c_str(), "ffffffff");
+    EXPECT_STREQ(toHexString(0).c_str(), "0");
+    EXPECT_STREQ(toHexString(0xABCu).c_str(), "abc");
+    EXPECT_STREQ(toHexString(0xFFFFFFFFu).c_str(), "ffffffff");
+}
+
+TEST(NumberTexts, AreCutWhenAFormatAsksForTooMuch) {
+    const char* const volatile format = "%040d";  // out of the compiler's sight, which would warn
+    EXPECT_EQ(toStringImpl(format, 5).size(), 31u);
+}
+
+#ifdef VARNOCK_HAS_VIRTUAL_SLOTS
+using varnock::test::virtualSlot;
+
+TEST(Exceptions, VirtualOperationsStandInOrder) {
+    EXPECT_EQ(virtualSlot(&BaseException::toString), 2u);
+    EXPECT_EQ(virtualSlot(&BaseException::className), 3u);
+    EXPECT_EQ(virtualSlot(&BaseException::fullText), 4u);
+    EXPECT_EQ(virtualSlot(&HandlerExceptionInfo::getId), 0u);
+    EXPECT_EQ(virtualSlot(&CimErrorExceptionInfo::getCimError), 0u);
+    EXPECT_EQ(virtualSlot(&HandlerException::className), 3u);
+    EXPECT_EQ(virtualSlot(&HandlerException::fullText), 4u);
+    EXPECT_EQ(virtualSlot(&HandlerException::getId), 5u);
+    EXPECT_EQ(virtualSlot(&CimErrorException::className), 3u);
+    EXPECT_EQ(virtualSlot(&CimErrorException::fullText), 4u);
+    EXPECT_EQ(virtualSlot(&CimErrorException::getCimError), 5u);
+    EXPECT_EQ(virtualSlot(&BaseException::trace), varnock::test::notVirtual);
+}
+#endif
+
+}  // namespace
+}  // namespace provider
