@@ -1,0 +1,108 @@
+#include "CIM/Provider/Include/HelperComputerSystem.h"
+
+#include <KRM_TBLComputerSystem.h>
+#include <KRM_TBLConcreteJob.h>
+#include <cimple/cimple.h>
+
+#include "CIM/Provider/Include/Exceptions.h"
+#include "CIM/Provider/Include/KOLMCalls.h"
+#include "util/StringMapper.h"
+
+namespace provider {
+namespace {
+
+constexpr const char* sourceName = "CIM/Provider/Include/HelperComputerSystem";
+
+// Callers look for this place in the exception's text, so it does not follow the source.
+constexpr int nameIsNullLine = 17;
+
+constexpr cimple::uint16 jobStateRunning = 4;
+constexpr cimple::uint16 operationalStatusOk = 2;
+constexpr const char* neverRemoved = "22001231235959.999999+000";
+
+// Unsigned, so that any number of seconds has a result; before the epoch it is a huge one.
+cimple::Datetime timestamp(unsigned long seconds, int utcOffsetMinutes) {
+    return cimple::Datetime(static_cast<cimple::uint64>(seconds) * 1000000u, utcOffsetMinutes);
+}
+
+bool isAscii(const char* text) {
+    while (*text > 0) {
+        ++text;
+    }
+    return *text == 0;
+}
+
+}  // namespace
+
+KOLMKey createCSKey(KOLMCalls* calls) {
+    if (calls == nullptr) {
+        traceAndThrow(BaseException(sourceName, __LINE__, "createCSKey(): calls is NULL"));
+    }
+    return KOLMKey(calls->getIdentificationCabinetNumber(), 0, 0);
+}
+
+cimple::Ref<cimple::KRM_TBLComputerSystem> createComputerSystemKeys(KOLMCalls* calls) {
+    const KOLMKey key = createCSKey(calls);
+    cimple::Ref<cimple::KRM_TBLComputerSystem> system(cimple::KRM_TBLComputerSystem::create(true));
+    cimple::nullify_properties(system.ptr());
+    system->Name = calls->getChassisSerialNumber(key);
+    if (system->Name.null != 0) {
+        traceAndThrow(
+            BaseException(sourceName, nameIsNullLine,
+                          "createComputerSystemKeys(): KRM_TBLComputerSystem.Name is NULL"));
+    }
+    system->CreationClassName.set("KRM_TBLComputerSystem");
+    return system;
+}
+
+cimple::Ref<cimple::KRM_TBLConcreteJob> createShutdownJob(
+    const cimple::KRM_TBLComputerSystem* system) {
+    cimple::String id("KRM:Host_RequestState-");
+    if (system != nullptr && system->Name.null == 0) {
+        id.append(system->Name.value);
+    }
+    id.append("-0");
+
+    cimple::Ref<cimple::KRM_TBLConcreteJob> job(cimple::KRM_TBLConcreteJob::create(true));
+    job->InstanceID.set(id);
+    job->JobState.set(jobStateRunning);
+    job->Name.set(id);
+    job->TimeBeforeRemoval.set(cimple::Datetime(neverRemoved));
+    job->PercentComplete.set(0);
+    job->OperationalStatus.set(cimple::Array_uint16(&operationalStatusOk, 1));
+    job->DeleteOnCompletion.set(true);
+    return job;
+}
+
+cimple::Datetime toDatetime(long seconds) {
+    return timestamp(static_cast<unsigned long>(seconds), 0);
+}
+
+cimple::Datetime toDatetime(long seconds, int utcOffsetMinutes) {
+    const int offsetSeconds = static_cast<int>(static_cast<unsigned int>(utcOffsetMinutes) * 60u);
+    if (offsetSeconds >= seconds) {
+        return toDatetime(seconds);
+    }
+    return timestamp(
+        static_cast<unsigned long>(seconds) - static_cast<unsigned long>(offsetSeconds),
+        utcOffsetMinutes);
+}
+
+cimple::Datetime toDatetime(cimple::String text) {
+    cimple::Datetime result;
+    // The parser classifies characters without regard to their sign.
+    if (isAscii(text.c_str())) {
+        result.set(text.c_str());
+    }
+    return result;
+}
+
+std::string StringToSTDSTRING(const cimple::String& text) {
+    return CStringMapper::UTF8ToString(text.c_str());
+}
+
+cimple::String STDSTRINGToString(const std::string& text) {
+    return cimple::String(CStringMapper::StringToUTF8(text.c_str()).c_str());
+}
+
+}  // namespace provider
