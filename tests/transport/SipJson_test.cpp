@@ -142,6 +142,14 @@ TEST(SipJson, ClearDataUncoversNoDuplicate) {
     EXPECT_EQ(commandsOf(record), R"({"OC":2})");
 }
 
+TEST(SipJson, RemovesManyDuplicatesAtOnce) {
+    std::string members = R"("OC":1)";
+    for (int i = 0; i < 100000; ++i) members += R"(,"ST":1)";
+    Imported record("{" + members + "}");
+    EXPECT_TRUE(record.SetRequestDataStream({}));
+    EXPECT_EQ(commandsOf(record), R"({"OC":1})");
+}
+
 // --- Command selection --------------------------------------------------------------------------
 
 TEST(SipJson, GivesItsCommands) {

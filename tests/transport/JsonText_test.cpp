@@ -1,0 +1,140 @@
+#include "transport/JsonText.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+namespace {
+
+using varnock::JsonDocument;
+using varnock::parseJson;
+using varnock::writeJson;
+
+/// What RapidJSON itself makes of the text, as text again; "error" when it refuses it.
+std::string peer(const std::string& text) {
+    JsonDocument document;
+    document.Parse(text.c_str());
+    return document.HasParseError() ? "error" : writeJson(document);
+}
+
+std::string ours(const std::string& text) {
+    JsonDocument document;
+    return parseJson(text.c_str(), document) ? writeJson(document) : "error";
+}
+
+TEST(JsonText, WritesCompactText) {
+    for (const char* text :
+         {"0", "-1", "255", "256", "4294967295", "18446744073709551615", "-9223372036854775808",
+          "1.5", "0.0", "true", "false", "null", R"("")", R"("a\"\\\n\u0000\u001Fz")", "[]", "{}",
+          "[0,9,10,99,100,255,256,-1,1.5]", R"([[],[[]],{}])",
+          R"({"a":1,"b":[1,{"c":null}],"":""})"})
+        EXPECT_EQ(ours(text), text);
+}
+
+TEST(JsonText, WritesEveryByteOfABlock) {
+    JsonDocument block;
+    block.SetArray();
+    std::string expected = "[";
+    for (unsigned int byte = 0; byte < 300; ++byte) {
+        block.PushBack(byte, block.GetAllocator());
+        expected += (byte == 0 ? "" : ",") + std::to_string(byte);
+    }
+    expected += "]";
+    EXPECT_EQ(writeJson(block), expected);
+    EXPECT_EQ(ours(expected), expected);
+}
+
+TEST(JsonText, WritesNullForWhatIsNoNumber) {
+    JsonDocument list;
+    list.SetArray();
+    list.PushBack(std::numeric_limits<double>::infinity(), list.GetAllocator());
+    list.PushBack(-std::numeric_limits<double>::infinity(), list.GetAllocator());
+    list.PushBack(std::nan(""), list.GetAllocator());
+    list.PushBack(1.0, list.GetAllocator());
+    EXPECT_EQ(writeJson(list), "[null,null,null,1.0]");
+}
+
+TEST(JsonText, ParsesListsAsTheParserDoes) {
+    for (const char* text : {"[1]",
+                             "[1,2]",
+                             "[1,2,]",
+                             "[1,]",
+                             "[,1]",
+                             "[1,,2]",
+                             "[1 ,2]",
+                             "[1, 2]",
+                             "[ 1,2]",
+                             "[1,2 ]",
+                             "[01,2]",
+                             "[1,02]",
+                             "[00,1]",
+                             "[0,0,0]",
+                             "[10,0]",
+                             "[0123,4]",
+                             "[999,1000,9999]",
+                             "[1000,1]",
+                             "[12345678901234567890,1]",
+                             "[1.5,2]",
+                             "[1,2.5]",
+                             "[1,2.5,3]",
+                             "[1e2,3]",
+                             "[1,-2,3]",
+                             "[1,+2]",
+                             "[1,null,2]",
+                             R"([1,"2",3])",
+                             "[1,[2,3],4]",
+                             "[[1,2],[3,4,5],6]",
+                             "[1,2",
+                             "[1,",
+                             "[1",
+                             "[",
+                             "[1,2}",
+                             "[1,2]]",
+                             R"({"a":[1,2],"b":[3]})",
+                             "[1,2,x]",
+                             "[1,{\"a\":[2,3,[4,5]]},6,7]",
+                             "[1:2]",
+                             "[1,2:3]",
+                             "[1\t,\n2]",
+                             "[1,2],3"})
+        EXPECT_EQ(ours(text), peer(text)) << text;
+}
+
+TEST(JsonText, ParsesSmallNumbersAsUnsigned) {
+    JsonDocument document;
+    ASSERT_TRUE(parseJson("[1,22,333,4444,5]", document));
+    ASSERT_EQ(document.Size(), 5u);
+    for (const auto& element : document.GetArray()) EXPECT_TRUE(element.IsUint());
+    EXPECT_EQ(document[1].GetUint(), 22u);
+    EXPECT_EQ(document[2].GetUint(), 333u);
+    EXPECT_EQ(document[3].GetUint(), 4444u);
+}
+
+TEST(JsonText, KeepsTheDocumentWhenTheTextIsRefused) {
+    JsonDocument document;
+    document.SetInt(7);
+    EXPECT_FALSE(parseJson("[1,2,{\"a\":[3,4,", document));
+    EXPECT_TRUE(document.IsInt());
+    EXPECT_TRUE(parseJson("8", document));
+    EXPECT_EQ(document.GetInt(), 8);
+}
+
+TEST(JsonText, BoundsTheNesting) {
+    JsonDocument document;
+    const std::string deepest(varnock::maxJsonNesting, '[');
+    EXPECT_TRUE(parseJson((deepest + std::string(deepest.size(), ']')).c_str(), document));
+    EXPECT_FALSE(
+        parseJson(("[" + deepest + std::string(deepest.size() + 1, ']')).c_str(), document));
+}
+
+TEST(JsonText, CountsTheListsOfEveryLevel) {
+    std::string text = "1,2,3";
+    for (unsigned int level = 0; level < varnock::maxJsonNesting; ++level)
+        text = "[1,20,300," + text + ",4,5]";
+    EXPECT_EQ(ours(text), peer(text));
+    EXPECT_EQ(ours(text), text);
+}
+
+}  // namespace

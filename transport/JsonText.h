@@ -1,0 +1,29 @@
+#pragma once
+
+#include <rapidjson/document.h>
+
+#include <string>
+
+/// The JSON text of a command document, both ways. Internal.
+///
+/// Stateless: any thread, on documents of its own.
+namespace varnock {
+
+using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator>;
+using JsonValue = JsonDocument::ValueType;
+
+/// The first room of a parser's stack, in bytes.
+constexpr std::size_t jsonStackCapacity = 128;
+
+/// How deep a text may be nested.
+constexpr unsigned int maxJsonNesting = 256;
+
+/// Replaces the document by the one that `text` holds. False, and the document as it was, when the
+/// text is not one whole document or is nested more deeply than `maxJsonNesting`.
+bool parseJson(const char* text, JsonDocument& document);
+
+/// The value as compact text: members in their order, no white space. Bytes that are no UTF-8 go
+/// through as they are; a number that JSON cannot express becomes null.
+std::string writeJson(const JsonValue& value);
+
+}  // namespace varnock
