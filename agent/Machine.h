@@ -1,0 +1,64 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "transport/SipJson.h"
+
+namespace varnock::agent {
+
+/// Command statuses that the agent gives. Users take "not available" as the ordinary "there is
+/// none".
+enum class Status : unsigned {
+    kDone = 0,
+    kFailed = 1,
+    kInvalid = 2,
+    kNoMemory = 17,
+    kNotAvailable = 19,
+};
+
+/// The cabinet number that addresses no cabinet in particular.
+inline constexpr unsigned kNoCabinet = 0xFFFFFFFF;
+
+/// One command: the numbers that say what is asked, and the record for its data.
+struct Command {
+    unsigned opcode;
+    unsigned extension;
+    unsigned object;
+    unsigned cabinet;
+    const SipJson& record;
+};
+
+/// What a machine says to a command: a status, and data unless it is negative or there is none. A
+/// fact converts to its answer; one that is missing to the ordinary negative answer.
+struct Answer {
+    using Bytes = std::vector<unsigned char>;
+    using Data = std::variant<std::monostate, unsigned, std::string, Bytes>;
+
+    Answer(Status verdict) : status(verdict) {}
+    Answer(unsigned number) : data(number) {}
+    Answer(std::string text) : data(std::move(text)) {}
+    Answer(Bytes bytes) : data(std::move(bytes)) {}
+    template <typename Fact>
+    Answer(std::optional<Fact> fact) : Answer(Status::kNotAvailable) {
+        if (fact) {
+            *this = Answer(*std::move(fact));
+        }
+    }
+
+    Status status = Status::kDone;
+    Data data;
+};
+
+/// Whatever the agent answers for: the live host, a described machine, a recording. Called on the
+/// thread of the event loop, one command at a time. An exception becomes a negative answer.
+class Machine {
+  public:
+    virtual ~Machine() = default;
+    virtual Answer answer(const Command& command) = 0;
+};
+
+}  // namespace varnock::agent

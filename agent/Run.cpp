@@ -1,0 +1,169 @@
+#include "agent/Run.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+#include "agent/EventLoop.h"
+#include "agent/PrivateDirectory.h"
+#include "agent/Signals.h"
+
+namespace varnock::agent {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kNotFound = 127;
+constexpr int kNotRunnable = 126;
+constexpr int kSignalled = 128;
+constexpr std::array kForwarded = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
+
+// A registry with the one key that settings are made under. Each node ends with an empty line, the
+// root of the file too.
+constexpr const char* kRegistry = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
+
+void furnish(const fs::path& home) {
+    fs::create_directory(home / "system");
+    fs::create_directory(home / "trace");
+    std::ofstream registry(home / "system/registry");
+    registry << kRegistry;
+    registry.close();
+    if (!registry) {
+        throw StartError((home / "system/registry").string() + ": cannot write");
+    }
+}
+
+void describe(const fs::path& home, const std::string& sockets) {
+    setenv("QX_RAGD_SOCKET_DIR", sockets.c_str(), 1);
+    // What the user has set stays: the trace of a command is often what one wants to look at.
+    setenv("QX_SYSTEM_DIR", (home / "system").c_str(), 0);
+    setenv("QX_LOG_RINGBUF_DIR", (home / "trace").c_str(), 0);
+    setenv("QX_LOG_RINGBUF_WEIGHT", "1", 0);
+    setenv("QX_LOG_NOHDR_TOSDTERR", "1", 0);
+}
+
+std::vector<char*> pointers(const std::vector<std::string>& words) {
+    std::vector<char*> result;
+    for (const std::string& word : words) {
+        result.push_back(const_cast<char*>(word.c_str()));
+    }
+    result.push_back(nullptr);
+    return result;
+}
+
+// Runs in the child. Comes back only if the command cannot be run, with the reason.
+int execute(const std::vector<std::string>& command, const sigset_t& mask, pid_t parent) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) {
+        return ESRCH;
+    }
+    sigprocmask(SIG_SETMASK, &mask, nullptr);
+    const std::vector<char*> arguments = pointers(command);
+    execvp(arguments[0], arguments.data());
+    return errno;
+}
+
+/// The command's process and what has become of it.
+struct Child {
+    pid_t pid = -1;
+    int status = 0;
+};
+
+// Returns the process id, or the negative errno of a command that cannot be run.
+pid_t start(const std::vector<std::string>& command, const BlockedSignals& blocked) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    const UniqueFd readEnd(ends[0]);
+    UniqueFd writeEnd(ends[1]);
+    const pid_t parent = getpid();
+    const pid_t pid = fork();
+    if (pid < 0) {
+        throw std::system_error(errno, std::generic_category(), "fork");
+    }
+    if (pid == 0) {
+        const int error = execute(command, blocked.before(), parent);
+        [[maybe_unused]] const ssize_t told = write(writeEnd.get(), &error, sizeof error);
+        _exit(kNotRunnable);
+    }
+    writeEnd.reset();
+    int error = 0;
+    ssize_t count = -1;
+    do {
+        count = read(readEnd.get(), &error, sizeof error);
+    } while (count < 0 && errno == EINTR);
+    if (count != sizeof error) {
+        return pid;
+    }
+    waitpid(pid, nullptr, 0);
+    return -error;
+}
+
+int onExit(sd_event_source* source, const siginfo_t* info, void* child) {
+    auto* ended = static_cast<Child*>(child);
+    ended->status = info->si_code == CLD_EXITED ? info->si_status : kSignalled + info->si_status;
+    return sd_event_exit(sd_event_source_get_event(source), 0);
+}
+
+int onSignal(sd_event_source*, const signalfd_siginfo* info, void* child) {
+    // What the terminal sends goes to the whole foreground group: the command has it already.
+    if (info->ssi_code != SI_KERNEL) {
+        kill(static_cast<Child*>(child)->pid, static_cast<int>(info->ssi_signo));
+    }
+    return 0;
+}
+
+void watch(sd_event* loop, Child& child) {
+    checked(sd_event_add_child(loop, nullptr, child.pid, WEXITED, onExit, &child),
+            "cannot watch the command");
+    for (const int signal : kForwarded) {
+        checked(sd_event_add_signal(loop, nullptr, signal, onSignal, &child),
+                "cannot take signals");
+    }
+}
+
+int runBeside(sd_event* loop, const std::vector<std::string>& command,
+              const BlockedSignals& blocked) {
+    Child child;
+    child.pid = start(command, blocked);
+    if (child.pid < 0) {
+        const int error = -child.pid;
+        std::fprintf(stderr, "varnock-agent: %s: %s\n", command[0].c_str(), std::strerror(error));
+        return error == ENOENT || error == ENOTDIR ? kNotFound : kNotRunnable;
+    }
+    watch(loop, child);
+    checked(sd_event_loop(loop), "event loop");
+    return child.status;
+}
+
+}  // namespace
+
+int run(Machine& machine, const RunOptions& options) {
+    PrivateDirectory home;
+    const BlockedSignals blocked{SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2, SIGCHLD};
+    if (options.keep) {
+        home.keep();
+        std::fprintf(stderr, "varnock-agent: keeping %s\n", home.path().c_str());
+    }
+    furnish(home.path());
+    // Absolute, since the command may work in another directory.
+    const std::string sockets = fs::absolute(options.directory.value_or(home.path()));
+    const EventLoop loop = newEventLoop();
+    Server server(loop.get(), machine, {.directory = sockets, .mode = options.mode});
+    describe(home.path(), sockets);
+    return runBeside(loop.get(), options.command, blocked);
+}
+
+}  // namespace varnock::agent

@@ -1,0 +1,125 @@
+#include "agent/Server.h"
+
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <exception>
+#include <utility>
+
+namespace varnock::agent {
+namespace {
+
+// At most so many clients are let in before others get their turn.
+constexpr int kAcceptedAtOnce = 64;
+// How long no client is let in after the system has run out of descriptors or memory.
+constexpr std::uint64_t kReopenAfter = 100'000;
+
+Listener openListener(const char* name, ServerOptions& options) {
+    const std::string path = options.directory + "/" + name;
+    UniqueFd inherited = takeInherited(options.inherited, name);
+    if (inherited) {
+        return {path, std::move(inherited)};
+    }
+    return {path, options.mode};
+}
+
+}  // namespace
+
+Server::Door::Door(Server& owner, Channel which, const char* name, ServerOptions& options)
+    : server(owner), channel(which), listener(openListener(name, options)) {
+    sd_event_source* source = nullptr;
+    checked(sd_event_add_io(server.loop_, &source, listener.fd(), EPOLLIN, onClient, this),
+            "cannot watch");
+    ready.reset(source);
+    checked(
+        sd_event_add_time_relative(server.loop_, &source, CLOCK_MONOTONIC, 0, 0, onReopen, this),
+        "cannot make a timer");
+    reopen.reset(source);
+    checked(sd_event_source_set_enabled(source, SD_EVENT_OFF), "cannot stop a timer");
+}
+
+Server::Server(sd_event* loop, Machine& machine, ServerOptions options)
+    : loop_(loop),
+      responder_(machine),
+      limits_(options.limits),
+      lock_(lockDirectory(options.directory)),
+      requests_(*this, Channel::kRequests, "ragdsj", options),
+      events_(*this, Channel::kEvents, "ragdaj", options) {
+    lock_.reset();
+}
+
+int Server::onClient(sd_event_source*, int, std::uint32_t, void* self) {
+    auto* door = static_cast<Door*>(self);
+    try {
+        door->server.accept(*door);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "varnock-agent: client refused: %s\n", failure.what());
+    }
+    return 0;
+}
+
+int Server::onReopen(sd_event_source*, std::uint64_t, void* self) {
+    return sd_event_source_set_enabled(static_cast<Door*>(self)->ready.get(), SD_EVENT_ON);
+}
+
+void Server::accept(Door& door) {
+    for (int count = 0; count < kAcceptedAtOnce; ++count) {
+        UniqueFd client(
+            accept4(door.listener.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (client) {
+            admit(std::move(client), door.channel);
+        } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+            closeForAWhile(door);
+            return;
+        } else if (errno != ECONNABORTED && errno != EINTR) {
+            return;
+        }
+    }
+}
+
+void Server::admit(UniqueFd client, Channel channel) {
+    if (connections(channel) >= limits_.connections) {
+        return;
+    }
+    auto connection =
+        std::make_unique<Connection>(loop_, std::move(client), channel, responder_, limits_,
+                                     [this](Connection& gone) { drop(gone); });
+    const Connection* key = connection.get();
+    connections_.emplace(key, std::move(connection));
+}
+
+// The client that could not be let in keeps the listener readable: without a pause the loop spins.
+void Server::closeForAWhile(Door& door) {
+    checked(sd_event_source_set_enabled(door.ready.get(), SD_EVENT_OFF), "cannot pause");
+    checked(sd_event_source_set_time_relative(door.reopen.get(), kReopenAfter), "cannot pause");
+    checked(sd_event_source_set_enabled(door.reopen.get(), SD_EVENT_ONESHOT), "cannot pause");
+}
+
+void Server::drop(const Connection& connection) {
+    connections_.erase(&connection);
+}
+
+void Server::pushEvent(const SipJson& event) {
+    const std::string text = event.Export();
+    if (!fitsFrame(text)) {
+        throw FrameTooLong();
+    }
+    const std::string frame = encodeFrame(text);
+    std::erase_if(connections_, [&](const auto& entry) {
+        Connection& connection = *entry.second;
+        const Session& session = connection.session();
+        return session.channel == Channel::kEvents && session.registered && !connection.push(frame);
+    });
+}
+
+std::size_t Server::connections(Channel channel) const {
+    return static_cast<std::size_t>(std::count_if(
+        connections_.begin(), connections_.end(),
+        [&](const auto& entry) { return entry.second->session().channel == channel; }));
+}
+
+}  // namespace varnock::agent

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <signal.h>
+
+#include <initializer_list>
+
+namespace varnock::agent {
+
+/// Blocks signals, as sd-event wants it, for as long as it lives.
+class BlockedSignals {
+  public:
+    BlockedSignals(std::initializer_list<int> signals) {
+        sigset_t set;
+        sigemptyset(&set);
+        for (const int signal : signals) {
+            sigaddset(&set, signal);
+        }
+        pthread_sigmask(SIG_BLOCK, &set, &before_);
+    }
+    ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    BlockedSignals(const BlockedSignals&) = delete;
+    BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+    /// The mask of before, for a child process.
+    const sigset_t& before() const { return before_; }
+
+  private:
+    sigset_t before_;
+};
+
+}  // namespace varnock::agent

@@ -1,0 +1,363 @@
+#include "agent/host/HostMachine.h"
+
+#include <string>
+#include <utility>
+
+#include "agent/host/Activity.h"
+#include "agent/host/Files.h"
+#include "agent/host/Firmware.h"
+#include "agent/host/Network.h"
+#include "agent/host/OperatingSystem.h"
+#include "agent/host/PciDevices.h"
+#include "agent/host/Processors.h"
+#include "agent/host/Topology.h"
+
+namespace varnock::agent {
+
+struct HostMachine::Sources {
+    explicit Sources(const std::filesystem::path& path)
+        : root(path), processors(path), firmware(path), system(path), pci(path) {}
+
+    std::filesystem::path root;
+    Topology topology;
+    Processors processors;
+    Activity activity;
+    Firmware firmware;
+    OperatingSystem system;
+    PciDevices pci;
+};
+
+namespace {
+
+using Bytes = Answer::Bytes;
+using Number = std::optional<unsigned>;
+using Text = std::optional<std::string>;
+
+/// The host is one cabinet.
+constexpr unsigned kCabinet = 0;
+/// A row for every extension; the handler looks at it.
+constexpr unsigned kAnyExtension = 0xFFFFFFFF;
+constexpr unsigned kComponentText = 0x0C00;
+constexpr unsigned kConfigurationRead = 0xE001;
+
+// The processor states of the CIM schema.
+constexpr unsigned kCpuEnabled = 1;
+constexpr unsigned kCpuDisabledByUser = 2;
+/// Linux gives number 0 to the processor that it starts on.
+constexpr unsigned kBootProcessor = 0;
+/// Whoever may open the socket may send commands: the agent looks at no accounts.
+constexpr unsigned kAccountsUnchecked = 0;
+
+void appendWord(Bytes& bytes, unsigned value) {
+    bytes.push_back(static_cast<unsigned char>(value & 0xFF));
+    bytes.push_back(static_cast<unsigned char>(value >> 8 & 0xFF));
+}
+
+// The speed in MHz, and the stepping where it is known.
+std::optional<Bytes> speedAndStepping(const Number& megahertz, const Number& stepping) {
+    if (!megahertz) {
+        return std::nullopt;
+    }
+    Bytes bytes;
+    appendWord(bytes, *megahertz);
+    if (stepping) {
+        appendWord(bytes, *stepping);
+    }
+    return bytes;
+}
+
+Text cpuInfo(HostMachine::Sources& host, const Command& command, const char* name) {
+    return host.topology.packageInfo(command.object, name);
+}
+
+Text cpuDescription(HostMachine::Sources& host, const Command& command) {
+    const Text family = cpuInfo(host, command, "CPUFamilyNumber");
+    const Text model = cpuInfo(host, command, "CPUModelNumber");
+    const Text stepping = cpuInfo(host, command, "CPUStepping");
+    if (!family || !model || !stepping) {
+        return std::nullopt;
+    }
+    return "x86 Family " + *family + " Model " + *model + " Stepping " + *stepping;
+}
+
+Number cpuFamily(HostMachine::Sources& host, const Command& command) {
+    const Text family = cpuInfo(host, command, "CPUFamilyNumber");
+    return family ? parseNumber(*family) : std::nullopt;
+}
+
+Number multithreaded(HostMachine::Sources& host, const Command& command) {
+    const Number threads = host.topology.threadsInCore(command.object);
+    return threads ? Number(*threads > 1 ? 1 : 0) : std::nullopt;
+}
+
+Text packageName(const Number& package) {
+    return package ? Text("Package " + std::to_string(*package)) : std::nullopt;
+}
+
+std::optional<NetworkInterface> interfaceNumber(unsigned number) {
+    std::vector<NetworkInterface> interfaces = networkInterfaces();
+    return number < interfaces.size() ? std::optional(std::move(interfaces[number])) : std::nullopt;
+}
+
+std::optional<InterfaceAddress> interfaceAddress(const Command& command) {
+    auto interface = interfaceNumber(command.object);
+    if (!interface || command.extension >= interface->addresses.size()) {
+        return std::nullopt;
+    }
+    return std::move(interface->addresses[command.extension]);
+}
+
+std::optional<Bytes> ipAddress(const Command& command) {
+    auto found = interfaceAddress(command);
+    return found ? std::optional(std::move(found->address)) : std::nullopt;
+}
+
+std::optional<Bytes> netmask(const Command& command) {
+    auto found = interfaceAddress(command);
+    return found && !found->netmask.empty() ? std::optional(std::move(found->netmask))
+                                            : std::nullopt;
+}
+
+std::optional<Bytes> gateway(const std::filesystem::path& root, unsigned number) {
+    const auto interface = interfaceNumber(number);
+    const auto routes = readFile(root / "proc/net/route");
+    return interface && routes ? defaultGateway(*routes, interface->name) : std::nullopt;
+}
+
+std::optional<Bytes> macAddress(unsigned number) {
+    auto interface = interfaceNumber(number);
+    return interface && !interface->mac.empty() ? std::optional(std::move(interface->mac))
+                                                : std::nullopt;
+}
+
+// Six bytes each: two that nobody uses, the bus as a word, device, function.
+std::optional<Bytes> pciList(const PciDevices& pci) {
+    const auto places = pci.list();
+    if (!places) {
+        return std::nullopt;
+    }
+    Bytes bytes;
+    for (const PciPlace& place : *places) {
+        appendWord(bytes, 0);
+        appendWord(bytes, place.bus);
+        bytes.push_back(place.device);
+        bytes.push_back(place.function);
+    }
+    return bytes;
+}
+
+Answer pciHeader(const PciDevices& pci, const Command& command) {
+    Bytes place;
+    if (!command.record.GetDataStream(place) || place.size() != 3) {
+        return Status::kInvalid;
+    }
+    return pci.header({place[0], place[1], place[2]});
+}
+
+Text first(Text preferred, Text otherwise) {
+    return preferred ? std::move(preferred) : std::move(otherwise);
+}
+
+/// Texts that stand in the firmware's tables: a component text by its extension.
+struct FirmwareText {
+    unsigned extension;
+    const char* name;
+};
+
+constexpr FirmwareText kFirmwareTexts[] = {
+    // Chassis
+    {0x0100, "chassis_serial"},
+    {0x0105, "chassis_version"},
+    {0x010A, "chassis_vendor"},
+    // System board
+    {0x0200, "board_serial"},
+    {0x0205, "board_version"},
+    {0x0208, "board_name"},
+    {0x020A, "board_vendor"},
+    // Cabinet, which is the system as a whole
+    {0x0600, "product_serial"},
+    {0x0605, "product_version"},
+    {0x0608, "product_name"},
+    {0x060A, "sys_vendor"},
+};
+
+/// Which object ids a command may name.
+enum class Objects { kNone, kProcessors, kAny };
+
+using Host = HostMachine::Sources;
+
+/// What is asked, about which objects, and where the answer comes from.
+struct Row {
+    unsigned opcode;
+    unsigned extension;
+    Objects objects;
+    Answer (*answer)(Host& host, const Command& command);
+};
+
+constexpr Row kRows[] = {
+    // Identification
+    {0xE204, 0, Objects::kNone, [](Host&, const Command&) -> Answer { return kCabinet; }},
+    {0xE209, 0, Objects::kNone, [](Host&, const Command&) -> Answer { return kCabinet; }},
+    {kComponentText, 0xA303, Objects::kNone,
+     [](Host&, const Command&) -> Answer { return std::string(VARNOCK_AGENT_VERSION); }},
+    {kComponentText, 0x1510, Objects::kNone,
+     [](Host& host, const Command&) -> Answer {
+         return first(host.firmware.text("product_uuid"), host.system.machineId());
+     }},
+    {0x0D00, 0, Objects::kNone,
+     [](Host& host, const Command&) -> Answer {
+         return host.firmware.text("board_name") ? Number(1) : std::nullopt;
+     }},
+    // Configuration
+    {kConfigurationRead, 0x0201, Objects::kNone,
+     [](Host&, const Command&) -> Answer { return hostName(); }},
+    {kConfigurationRead, 0x020E, Objects::kNone,
+     [](Host&, const Command&) -> Answer { return timeZoneHours(); }},
+    {kConfigurationRead, 0x0210, Objects::kNone,
+     [](Host& host, const Command&) -> Answer { return host.firmware.text("chassis_asset_tag"); }},
+    {kConfigurationRead, 0x3812, Objects::kNone,
+     [](Host&, const Command&) -> Answer { return kAccountsUnchecked; }},
+    {kConfigurationRead, 0x3813, Objects::kNone,
+     [](Host&, const Command&) -> Answer { return ownGroup(); }},
+    // Processors
+    {0x0600, 0, Objects::kNone,
+     [](Host&, const Command&) -> Answer { return configuredProcessors(); }},
+    {0x0614, 0, Objects::kNone,
+     [](Host&, const Command&) -> Answer { return configuredProcessors(); }},
+    {0x0601, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer {
+         return host.processors.online(c.object) ? kCpuEnabled : kCpuDisabledByUser;
+     }},
+    {0x0602, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer {
+         return packageName(host.topology.package(c.object));
+     }},
+    {0x0603, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer {
+         return speedAndStepping(host.processors.megahertz(c.object),
+                                 host.processors.stepping(c.object));
+     }},
+    {0x0604, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUVendor"); }},
+    {0x0605, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUModel"); }},
+    {0x0606, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer {
+         return host.topology.threadsInPackage(c.object);
+     }},
+    {0x0607, kAnyExtension, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer {
+         return host.topology.cacheSize(c.object, c.extension);
+     }},
+    {0x060A, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return host.topology.coresInPackage(c.object); }},
+    {0x060B, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUModel"); }},
+    {0x060D, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return cpuFamily(host, c); }},
+    {0x060E, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return host.topology.coresInPackage(c.object); }},
+    {0x0611, 0, Objects::kProcessors,
+     [](Host&, const Command&) -> Answer { return kBootProcessor; }},
+    {0x0612, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return host.activity.cpuUsedPercent(c.object); }},
+    {0x0615, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return host.topology.package(c.object); }},
+    {0x0617, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return multithreaded(host, c); }},
+    {0x0618, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return host.processors.apicId(c.object); }},
+    {0x061C, 0, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer {
+         return host.topology.onlineThreadsInPackage(c.object);
+     }},
+    {kComponentText, 0x0A08, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUModel"); }},
+    {kComponentText, 0x0A0A, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUVendor"); }},
+    {kComponentText, 0x0A0F, Objects::kProcessors,
+     [](Host& host, const Command& c) -> Answer { return cpuDescription(host, c); }},
+    // Operating system
+    {kComponentText, 0xA703, Objects::kNone,
+     [](Host& host, const Command&) -> Answer { return host.system.version(); }},
+    {kComponentText, 0xA708, Objects::kNone,
+     [](Host& host, const Command&) -> Answer { return host.system.productName(); }},
+    {0x0C70, 0, Objects::kNone,
+     [](Host& host, const Command&) -> Answer { return host.system.dmtfType(); }},
+    {0x0118, 0, Objects::kNone,
+     [](Host& host, const Command&) -> Answer { return host.activity.bootTime(); }},
+    {0xE104, 0, Objects::kNone, [](Host&, const Command&) -> Answer { return systemTime(); }},
+    {0x0920, 0, Objects::kNone,
+     [](Host& host, const Command&) -> Answer { return host.activity.memoryUsedPercent(); }},
+    // Network
+    {0x1700, 0, Objects::kNone,
+     [](Host&, const Command&) -> Answer {
+         return static_cast<unsigned>(networkInterfaces().size());
+     }},
+    {0x1703, kAnyExtension, Objects::kAny,
+     [](Host&, const Command& c) -> Answer { return ipAddress(c); }},
+    {0x1704, kAnyExtension, Objects::kAny,
+     [](Host&, const Command& c) -> Answer { return netmask(c); }},
+    {0x1707, 0, Objects::kAny,
+     [](Host&, const Command& c) -> Answer { return macAddress(c.object); }},
+    {0x1708, 0, Objects::kAny,
+     [](Host& host, const Command& c) -> Answer { return gateway(host.root, c.object); }},
+    // PCI
+    {0x1401, 0, Objects::kAny,
+     [](Host& host, const Command& c) -> Answer { return pciHeader(host.pci, c); }},
+    {0x1490, 0, Objects::kNone,
+     [](Host& host, const Command&) -> Answer { return pciList(host.pci); }},
+};
+
+const Row* rowFor(const Command& command) {
+    for (const Row& row : kRows) {
+        if (row.opcode == command.opcode &&
+            (row.extension == command.extension || row.extension == kAnyExtension)) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+bool exists(Objects objects, unsigned object) {
+    switch (objects) {
+        case Objects::kNone:
+            return object == 0;
+        case Objects::kProcessors:
+            return object < configuredProcessors();
+        case Objects::kAny:
+            break;
+    }
+    return true;
+}
+
+Answer firmwareText(const Firmware& firmware, const Command& command) {
+    for (const FirmwareText& text : kFirmwareTexts) {
+        if (command.opcode == kComponentText && command.extension == text.extension &&
+            command.object == 0) {
+            return firmware.text(text.name);
+        }
+    }
+    return Status::kNotAvailable;
+}
+
+}  // namespace
+
+HostMachine::HostMachine(const std::filesystem::path& root)
+    : sources_(std::make_unique<Sources>(root)) {}
+
+HostMachine::~HostMachine() = default;
+
+Answer HostMachine::answer(const Command& command) {
+    if (command.cabinet != kCabinet && command.cabinet != kNoCabinet) {
+        return Status::kNotAvailable;
+    }
+    const Row* row = rowFor(command);
+    if (row == nullptr) {
+        return firmwareText(sources_->firmware, command);
+    }
+    return exists(row->objects, command.object) ? row->answer(*sources_, command)
+                                                : Status::kNotAvailable;
+}
+
+}  // namespace varnock::agent

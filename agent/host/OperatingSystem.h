@@ -1,0 +1,39 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace varnock::agent {
+
+/// The operating system as its own files describe it. Read anew at every question.
+class OperatingSystem {
+  public:
+    explicit OperatingSystem(std::filesystem::path root) : root_(std::move(root)) {}
+
+    /// "Debian GNU/Linux 12 (bookworm)".
+    std::optional<std::string> productName() const;
+    /// The version of the distribution, else the release of the kernel.
+    std::optional<std::string> version() const;
+    /// The number that the CIM schema gives to the distribution for 64-bit machines, else the one
+    /// for Linux.
+    unsigned dmtfType() const;
+    /// The machine id in the form of a UUID.
+    std::optional<std::string> machineId() const;
+
+  private:
+    std::optional<std::string> release(const std::string& name) const;
+
+    std::filesystem::path root_;
+};
+
+std::optional<std::string> hostName();
+/// The name of the group that the agent runs in.
+std::optional<std::string> ownGroup();
+/// Seconds since the epoch.
+unsigned systemTime();
+/// Hours that local time is ahead of UTC now, two's complement; nothing where it is not a whole
+/// number of hours.
+std::optional<unsigned> timeZoneHours();
+
+}  // namespace varnock::agent

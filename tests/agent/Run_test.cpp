@@ -1,0 +1,163 @@
+#include "agent/Run.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/agent/AgentFixture.h"
+#include "tests/agent/Processes.h"
+
+namespace varnock::agent::test {
+namespace {
+
+using varnock::test::ProcessResult;
+using varnock::test::runProcess;
+using varnock::test::Subprocess;
+
+class RunTest : public testing::Test {
+  protected:
+    // Private directories are made here, so that the test sees what is left of them.
+    RunTest() {
+        std::filesystem::create_directories(parent());
+        setenv("TMPDIR", parent().c_str(), 1);
+    }
+    std::string parent() const { return directory_.file("t"); }
+
+    static std::vector<std::string> line(const std::vector<std::string>& words,
+                                         const std::vector<std::string>& options = {}) {
+        std::vector<std::string> all = {VARNOCK_AGENT_PATH, "run", "--host"};
+        all.insert(all.end(), options.begin(), options.end());
+        all.emplace_back("--");
+        all.insert(all.end(), words.begin(), words.end());
+        return all;
+    }
+    static ProcessResult run(const std::vector<std::string>& words,
+                             const std::vector<std::string>& options = {},
+                             const Subprocess::Environment& environment = {}) {
+        return runProcess(line(words, options), environment);
+    }
+    static ProcessResult shell(const std::string& script,
+                               const Subprocess::Environment& environment = {}) {
+        return run({"sh", "-c", script}, {}, environment);
+    }
+    bool nothingLeft() const { return std::filesystem::is_empty(parent()); }
+
+    varnock::test::TemporaryDirectory directory_;
+};
+
+TEST_F(RunTest, ExitsWithTheStatusOfTheCommand) {
+    for (const int status : {0, 1, 7, 255}) {
+        EXPECT_EQ(shell("exit " + std::to_string(status)).status, status);
+        EXPECT_TRUE(nothingLeft());
+    }
+}
+
+TEST_F(RunTest, TellsTheSignalThatEndedTheCommand) {
+    EXPECT_EQ(shell("kill -9 $$").status, 128 + SIGKILL);
+    EXPECT_TRUE(nothingLeft());
+}
+
+TEST_F(RunTest, TellsWhyACommandCannotBeRun) {
+    const auto missing = run({"no-such-command"});
+    EXPECT_EQ(missing.status, 127);
+    EXPECT_EQ(untraced(missing.err), "varnock-agent: no-such-command: No such file or directory\n");
+    const auto denied = run({directory_.path()});
+    EXPECT_EQ(denied.status, 126);
+    EXPECT_EQ(untraced(denied.err),
+              "varnock-agent: " + directory_.path().string() + ": Permission denied\n");
+    EXPECT_TRUE(nothingLeft());
+}
+
+TEST_F(RunTest, PassesTheWordsOfTheCommandOnUntouched) {
+    const auto process = run({"printf", "%s|", "--dir", "-x", "", "[a]", "--", "serve"});
+    EXPECT_EQ(process.status, 0);
+    EXPECT_EQ(process.out, "--dir|-x||[a]|--|serve|");
+}
+
+TEST_F(RunTest, ShowsTheCommandItsSocketsAndARegistry) {
+    const auto process = shell(
+        "test -S $QX_RAGD_SOCKET_DIR/ragdsj && test -S $QX_RAGD_SOCKET_DIR/ragdaj && "
+        "cat $QX_SYSTEM_DIR/registry");
+    EXPECT_EQ(process.status, 0);
+    EXPECT_EQ(process.out, "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n");
+}
+
+TEST_F(RunTest, SetsTheTraceApartUnlessTheUserHas) {
+    for (const char* name : {"QX_SYSTEM_DIR", "QX_LOG_RINGBUF_DIR", "QX_LOG_RINGBUF_WEIGHT",
+                             "QX_LOG_NOHDR_TOSDTERR"}) {
+        unsetenv(name);
+    }
+    const auto process = shell(
+        "echo $QX_LOG_RINGBUF_WEIGHT $QX_LOG_NOHDR_TOSDTERR; test -d $QX_LOG_RINGBUF_DIR && "
+        "test $QX_LOG_RINGBUF_DIR = $QX_RAGD_SOCKET_DIR/trace");
+    EXPECT_EQ(process.status, 0);
+    EXPECT_EQ(process.out, "1 1\n");
+
+    const auto own = shell("echo $QX_SYSTEM_DIR $QX_LOG_RINGBUF_WEIGHT $QX_LOG_RINGBUF_DIR",
+                           {{"QX_SYSTEM_DIR", "/own/system"},
+                            {"QX_LOG_RINGBUF_WEIGHT", "3"},
+                            {"QX_LOG_RINGBUF_DIR", directory_.path()}});
+    EXPECT_EQ(own.status, 0);
+    EXPECT_EQ(own.out, "/own/system 3 " + directory_.path().string() + "\n");
+}
+
+TEST_F(RunTest, PutsTheSocketsWhereTheUserWantsThem) {
+    const std::string place = directory_.file("mine");
+    std::filesystem::create_directory(place);
+    std::filesystem::current_path(directory_.path());
+    const auto process = run({"sh", "-c", "cd / && ls $QX_RAGD_SOCKET_DIR"}, {"--dir", "mine"});
+    EXPECT_EQ(process.status, 0);
+    EXPECT_EQ(process.out, "ragdaj\nragdsj\n");
+    EXPECT_TRUE(std::filesystem::is_empty(place));
+    EXPECT_TRUE(nothingLeft());
+}
+
+TEST_F(RunTest, FailsWhenItCannotListen) {
+    const auto process = run({"true"}, {"--dir", directory_.file("none")});
+    EXPECT_EQ(process.status, 1);
+    EXPECT_NE(untraced(process.err).find("No such file or directory"), std::string::npos);
+    EXPECT_TRUE(nothingLeft());
+}
+
+TEST_F(RunTest, KeepsTheDirectoryWhenAsked) {
+    const auto process = run({"true"}, {"--keep"});
+    EXPECT_EQ(process.status, 0);
+    const auto kept = std::filesystem::directory_iterator(parent())->path();
+    EXPECT_EQ(untraced(process.err), "varnock-agent: keeping " + kept.string() + "\n");
+    EXPECT_TRUE(std::filesystem::exists(kept / "system/registry"));
+    EXPECT_FALSE(std::filesystem::exists(kept / "ragdsj"));
+}
+
+TEST_F(RunTest, PassesSignalsOn) {
+    Subprocess process(
+        line({"sh", "-c", "trap 'exit 33' TERM; echo ready; while :; do sleep 0.01; done"}));
+    ASSERT_TRUE(process.waitForOutput("ready"));
+    process.signal(SIGTERM);
+    EXPECT_EQ(process.wait().status, 33);
+    EXPECT_TRUE(nothingLeft());
+}
+
+TEST_F(RunTest, LeavesNothingBehindWhenItIsKilled) {
+    Inherited inherited;
+    Subprocess process(line({"sh", "-c", "echo ready; exec sleep 1000"}));
+    ASSERT_TRUE(process.waitForOutput("ready"));
+    EXPECT_FALSE(nothingLeft());
+    process.signal(SIGKILL);
+    EXPECT_EQ(process.wait().status, 128 + SIGKILL);
+    // The command, and whoever tidies up.
+    inherited.waitForAll();
+    EXPECT_TRUE(nothingLeft());
+}
+
+TEST_F(RunTest, GivesTheCommandItsSignalsBack) {
+    // A shell that waits in vain for a blocked signal would not end.
+    EXPECT_EQ(shell("kill -TERM $$; sleep 1000").status, 128 + SIGTERM);
+    EXPECT_EQ(shell("kill -USR1 $$; sleep 1000").status, 128 + SIGUSR1);
+}
+
+TEST_F(RunTest, RunsAnAgentWithinAnAgent) {
+    const auto process = run({VARNOCK_AGENT_PATH, "run", "--", "sh", "-c", "exit 5"});
+    EXPECT_EQ(process.status, 5);
+    EXPECT_TRUE(nothingLeft());
+}
+
+}  // namespace
+}  // namespace varnock::agent::test

@@ -1,0 +1,118 @@
+#include "agent/Serve.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "tests/agent/AgentFixture.h"
+#include "tests/agent/Processes.h"
+
+namespace varnock::agent::test {
+namespace {
+
+using varnock::test::ProcessResult;
+using varnock::test::runProcess;
+using varnock::test::Subprocess;
+
+class ServeTest : public testing::Test {
+  protected:
+    ServeTest() { std::filesystem::create_directory(sockets()); }
+
+    std::string sockets() const { return directory_.file("s"); }
+    std::string requests() const { return sockets() + "/ragdsj"; }
+
+    // Starts an agent and waits until it says that it is ready.
+    std::unique_ptr<Subprocess> serve(std::vector<std::string> options) {
+        options.insert(options.begin(), {VARNOCK_AGENT_PATH, "serve"});
+        auto agent = std::make_unique<Subprocess>(
+            options, Subprocess::Environment{{"NOTIFY_SOCKET", manager_.path()}});
+        EXPECT_EQ(manager_.message(), "READY=1\nSTATUS=listening in " + sockets());
+        return agent;
+    }
+
+    varnock::test::TemporaryDirectory directory_;
+    Manager manager_{directory_};
+};
+
+TEST_F(ServeTest, EndsOnEachSignalWithTheSocketsGone) {
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        const auto agent = serve({"--host", "--dir", sockets()});
+        EXPECT_TRUE(Client(requests()).connected());
+        agent->signal(signal);
+        EXPECT_EQ(manager_.message(), "STOPPING=1");
+        EXPECT_EQ(agent->wait().status, 0);
+        EXPECT_TRUE(std::filesystem::is_empty(sockets()));
+        EXPECT_EQ(untraced(agent->wait().err), "");
+    }
+}
+
+TEST_F(ServeTest, EndsThoughClientsAreStuck) {
+    const auto agent = serve({"--dir", sockets()});
+    Client half(requests());
+    half.send("ab");
+    Client deaf(requests());
+    for (int i = 0; i < 1000; ++i) {
+        deaf.send(requestFrame(0x0600));
+    }
+    agent->signal(SIGTERM);
+    EXPECT_EQ(agent->wait().status, 0);
+    EXPECT_TRUE(std::filesystem::is_empty(sockets()));
+}
+
+TEST_F(ServeTest, RefusesToStartBesideALiveAgent) {
+    const auto agent = serve({"--dir", sockets()});
+    const ProcessResult second = runProcess({VARNOCK_AGENT_PATH, "serve", "--dir", sockets()});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(untraced(second.err),
+              "varnock-agent: " + requests() + ": another agent is listening there\n");
+    EXPECT_TRUE(Client(requests()).connected());
+}
+
+TEST_F(ServeTest, ReplacesTheSocketsOfAKilledAgent) {
+    auto agent = serve({"--dir", sockets()});
+    agent.reset();
+    EXPECT_TRUE(std::filesystem::exists(requests()));
+    agent = serve({"--dir", sockets()});
+    EXPECT_TRUE(Client(requests()).connected());
+}
+
+TEST_F(ServeTest, GivesTheSocketsTheModeAskedFor) {
+    const auto agent = serve({"--dir", sockets(), "--mode", "660"});
+    struct stat found {};
+    ASSERT_EQ(stat(requests().c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0660U);
+}
+
+TEST_F(ServeTest, TakesTheDirectoryFromTheEnvironment) {
+    setenv("QX_RAGD_SOCKET_DIR", sockets().c_str(), 1);
+    const auto agent = serve({});
+    EXPECT_TRUE(Client(requests()).connected());
+}
+
+TEST_F(ServeTest, ServesTheSocketsOfTheServiceManager) {
+    UniqueFd door(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    requests().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(door.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(door.get(), 10), 0);
+    Client early(requests());
+    early.send(requestFrame(0xE204));
+
+    // As the service manager leaves it: descriptor 3, open across exec, named for this process.
+    ASSERT_EQ(dup2(door.get(), 9), 9);
+    Subprocess agent({"sh", "-c", "LISTEN_PID=$$ LISTEN_FDS=1 exec \"$0\" \"$@\" 3<&9 9<&-",
+                      VARNOCK_AGENT_PATH, "serve", "--dir", sockets()},
+                     {{"NOTIFY_SOCKET", manager_.path()}});
+    EXPECT_NE(manager_.message().find("READY=1"), std::string::npos);
+    UniqueFd blocking(dup(early.fd()));
+    fcntl(blocking.get(), F_SETFL, 0);
+    char byte = 0;
+    EXPECT_EQ(recv(blocking.get(), &byte, 1, MSG_PEEK), 1) << "the early client is answered";
+    agent.signal(SIGTERM);
+    EXPECT_EQ(agent.wait().status, 0);
+    EXPECT_TRUE(std::filesystem::exists(requests())) << "the manager's socket is not removed";
+    EXPECT_FALSE(std::filesystem::exists(sockets() + "/ragdaj"));
+}
+
+}  // namespace
+}  // namespace varnock::agent::test

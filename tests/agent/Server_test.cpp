@@ -1,0 +1,140 @@
+#include "agent/Server.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "tests/agent/AgentFixture.h"
+
+namespace varnock::agent::test {
+namespace {
+
+unsigned eventNumber(const std::string& text) {
+    SipJson record;
+    record.Import(text.c_str());
+    return record.DataDWord();
+}
+
+TEST_F(ServerTest, ListensOnBothSocketsForItsOwnerAlone) {
+    start();
+    for (const std::string& path : {requests(), events()}) {
+        struct stat found {};
+        ASSERT_EQ(lstat(path.c_str(), &found), 0);
+        EXPECT_EQ(found.st_mode, static_cast<mode_t>(S_IFSOCK | 0600));
+        EXPECT_TRUE(Client(path).connected());
+    }
+    server_.reset();
+    EXPECT_TRUE(std::filesystem::is_empty(directory_.path()));
+}
+
+TEST_F(ServerTest, LeavesNothingBehindWhenTheSecondSocketCannotBeMade) {
+    std::filesystem::create_directory(events());
+    EXPECT_THROW(start(), StartError);
+    EXPECT_FALSE(std::filesystem::exists(requests()));
+}
+
+TEST_F(ServerTest, RefusesADirectoryThatAnotherServes) {
+    start();
+    Server* const first = server_.get();
+    EXPECT_THROW(Server(loop_.get(), machine_, {.directory = directory_.path()}), StartError);
+    Client client(requests());
+    EXPECT_EQ(ask(client, FakeMachine::kNumber), kNumberReply);
+    EXPECT_EQ(server_.get(), first);
+}
+
+TEST_F(ServerTest, RefusesAMissingDirectory) {
+    EXPECT_THROW(Server(loop_.get(), machine_, {.directory = directory_.file("none")}), StartError);
+}
+
+TEST_F(ServerTest, ClosesConnectionsAboveTheLimitAndServesTheOthers) {
+    start({.connections = 3});
+    std::vector<Client> clients;
+    for (int i = 0; i < 10; ++i) {
+        clients.emplace_back(requests());
+    }
+    pump();
+    EXPECT_EQ(server_->connections(Channel::kRequests), 3U);
+    EXPECT_TRUE(closed(clients[3]));
+    EXPECT_TRUE(closed(clients[9]));
+    EXPECT_EQ(ask(clients[2], FakeMachine::kNumber), kNumberReply);
+    // The events have a limit of their own.
+    Client listener(events());
+    EXPECT_FALSE(closed(listener));
+    clients[0].close();
+    pump();
+    Client next(requests());
+    EXPECT_EQ(ask(next, FakeMachine::kNumber), kNumberReply);
+}
+
+TEST_F(ServerTest, ServesHundredsOfClients) {
+    start();
+    std::vector<Client> clients;
+    for (int i = 0; i < 300; ++i) {
+        clients.emplace_back(requests());
+        pump();
+    }
+    for (Client& client : clients) {
+        EXPECT_EQ(ask(client, FakeMachine::kNumber), kNumberReply);
+    }
+}
+
+TEST_F(ServerTest, LetsClientsInAgainAfterTheDescriptorsHadRunOut) {
+    start();
+    Client client(requests());
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const rlimit none{static_cast<rlim_t>(client.fd()), limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    pump();
+    EXPECT_EQ(server_->connections(Channel::kRequests), 0U);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    pumpUntil([&] { return server_->connections(Channel::kRequests) == 1; });
+    EXPECT_EQ(ask(client, FakeMachine::kNumber), kNumberReply);
+}
+
+TEST_F(ServerTest, PushesEventsToRegisteredClientsAlone) {
+    start();
+    Client registered(events());
+    Client other(registered.connected() ? events() : "");
+    sendAll(registered, encodeFrame(registrationText(0x1200, "listener")));
+    ASSERT_TRUE(reply(registered));
+    pump();
+    SipJson event(0x0B11, 0, 0, 0, 0);
+    event.SetDataDWord(77, 0);
+    server_->pushEvent(event);
+    EXPECT_EQ(reply(registered), event.Export());
+    EXPECT_EQ(reply(other), std::nullopt);
+    EXPECT_EQ(server_->connections(Channel::kEvents), 2U);
+}
+
+TEST_F(ServerTest, DropsAListenerThatDoesNotReadAndKeepsTheOthers) {
+    start({.queuedEvents = 10'000});
+    Client reader(events());
+    Client stuck(events());
+    for (Client* client : {&reader, &stuck}) {
+        sendAll(*client, encodeFrame(registrationText(0x1200, "listener")));
+        ASSERT_TRUE(reply(*client));
+    }
+    unsigned pushed = 0;
+    unsigned seen = 0;
+    while (server_->connections(Channel::kEvents) == 2) {
+        SipJson event(0x0B11, 0, 0, 0, 0);
+        event.SetDataDWord(pushed++, 0);
+        server_->pushEvent(event);
+        const auto text = reply(reader);
+        ASSERT_TRUE(text);
+        ASSERT_EQ(eventNumber(*text), seen++);
+    }
+    EXPECT_FALSE(stuck.receive());
+    EXPECT_EQ(ask(reader, FakeMachine::kNumber), kNumberReply);
+}
+
+TEST_F(ServerTest, RefusesAnEventThatFitsNoFrame) {
+    start();
+    SipJson event(0x0B11, 0, 0, 0, 0);
+    event.SetDataString(std::string(kFrameLimit, 'x').c_str(), 0);
+    EXPECT_THROW(server_->pushEvent(event), FrameTooLong);
+}
+
+}  // namespace
+}  // namespace varnock::agent::test

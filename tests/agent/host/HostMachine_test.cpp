@@ -1,0 +1,199 @@
+#include "agent/host/HostMachine.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <set>
+
+#include "agent/host/Network.h"
+#include "agent/host/Processors.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace varnock::agent {
+namespace {
+
+constexpr unsigned kText = 0x0C00;
+constexpr unsigned kConfiguration = 0xE001;
+
+Answer ask(HostMachine& machine, unsigned opcode, unsigned extension = 0, unsigned object = 0,
+           unsigned cabinet = 0) {
+    const SipJson record(opcode, extension, object, cabinet, SipJson::noStatus);
+    return machine.answer({opcode, extension, object, cabinet, record});
+}
+
+std::optional<unsigned> number(const Answer& answer) {
+    const auto* value = std::get_if<unsigned>(&answer.data);
+    return value != nullptr ? std::optional(*value) : std::nullopt;
+}
+
+std::optional<std::string> text(const Answer& answer) {
+    const auto* value = std::get_if<std::string>(&answer.data);
+    return value != nullptr ? std::optional(*value) : std::nullopt;
+}
+
+std::optional<Answer::Bytes> bytes(const Answer& answer) {
+    const auto* value = std::get_if<Answer::Bytes>(&answer.data);
+    return value != nullptr ? std::optional(*value) : std::nullopt;
+}
+
+void expectNegative(const Answer& answer) {
+    EXPECT_EQ(answer.status, Status::kNotAvailable);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(answer.data));
+}
+
+/// A recorded machine with firmware texts, a PCI device and an operating system.
+class HostMachineTest : public testing::Test {
+  protected:
+    void write(const std::string& path, const std::string& content) {
+        std::filesystem::create_directories((root_.path() / path).parent_path());
+        std::ofstream(root_.path() / path) << content;
+    }
+
+    varnock::test::TemporaryDirectory root_;
+    HostMachine machine_{root_.path()};
+    HostMachine host_;
+};
+
+TEST_F(HostMachineTest, AnswersWhatAClientAsksWhenItStarts) {
+    EXPECT_EQ(number(ask(host_, 0xE204)), 0U);
+    EXPECT_TRUE(text(ask(host_, kConfiguration, 0x0201)));
+    EXPECT_EQ(number(ask(host_, kConfiguration, 0x3812)), 0U);
+    EXPECT_NE(ask(host_, kConfiguration, 0x3813).status, Status::kFailed);
+    EXPECT_EQ(text(ask(host_, kText, 0xA303)), VARNOCK_AGENT_VERSION);
+    EXPECT_EQ(number(ask(host_, 0xE209)), 0U);
+}
+
+TEST_F(HostMachineTest, AnswersTheFirmwareTexts) {
+    const std::set<std::pair<unsigned, std::string>> rows = {
+        {0x0100, "chassis_serial"}, {0x0105, "chassis_version"}, {0x010A, "chassis_vendor"},
+        {0x0200, "board_serial"},   {0x0205, "board_version"},   {0x0208, "board_name"},
+        {0x020A, "board_vendor"},   {0x0600, "product_serial"},  {0x0605, "product_version"},
+        {0x0608, "product_name"},   {0x060A, "sys_vendor"}};
+    for (const auto& [extension, name] : rows) {
+        expectNegative(ask(machine_, kText, extension));
+        write("sys/class/dmi/id/" + name, "the " + name + "\n");
+        EXPECT_EQ(text(ask(machine_, kText, extension)), "the " + name);
+        expectNegative(ask(machine_, kText, extension, 1));
+        expectNegative(ask(machine_, 0x0C01, extension));
+    }
+    EXPECT_EQ(number(ask(machine_, 0x0D00)), 1U);
+}
+
+TEST_F(HostMachineTest, PrefersTheUuidOfTheFirmware) {
+    expectNegative(ask(machine_, kText, 0x1510));
+    expectNegative(ask(machine_, 0x0D00));
+    write("etc/machine-id", "3d1219c7c4c5404aaa1f6d2a48adfda4\n");
+    EXPECT_EQ(text(ask(machine_, kText, 0x1510, 0, kNoCabinet)),
+              "3d1219c7-c4c5-404a-aa1f-6d2a48adfda4");
+    write("sys/class/dmi/id/product_uuid", "4C4C4544-0042-4E10-8058-B7C04F4B3333\n");
+    EXPECT_EQ(text(ask(machine_, kText, 0x1510, 0, kNoCabinet)),
+              "4C4C4544-0042-4E10-8058-B7C04F4B3333");
+}
+
+TEST_F(HostMachineTest, AnswersOfTheOperatingSystem) {
+    expectNegative(ask(machine_, kText, 0xA708));
+    write("etc/os-release", "PRETTY_NAME='An OS'\nVERSION='9'\nID=debian\n");
+    EXPECT_EQ(text(ask(machine_, kText, 0xA708, 0, kNoCabinet)), "An OS");
+    EXPECT_EQ(text(ask(machine_, kText, 0xA703, 0, kNoCabinet)), "9");
+    EXPECT_EQ(number(ask(machine_, 0x0C70)), 96U);
+    EXPECT_TRUE(number(ask(host_, 0x0118)));
+    EXPECT_TRUE(number(ask(host_, 0xE104)));
+    EXPECT_LE(number(ask(host_, 0x0920, 0, 0, kNoCabinet)).value_or(101), 100U);
+}
+
+TEST_F(HostMachineTest, AnswersOfEveryProcessor) {
+    const unsigned count = configuredProcessors();
+    EXPECT_EQ(number(ask(host_, 0x0600)), count);
+    EXPECT_EQ(number(ask(host_, 0x0614)), count);
+    for (unsigned cpu = 0; cpu < count; ++cpu) {
+        EXPECT_EQ(number(ask(host_, 0x0601, 0, cpu)), Processors("/").online(cpu) ? 1U : 2U);
+    }
+    for (const unsigned opcode : {0x0606U, 0x060AU, 0x060EU, 0x061CU}) {
+        EXPECT_GE(number(ask(host_, opcode)).value_or(0), 1U) << opcode;
+    }
+    EXPECT_EQ(number(ask(host_, 0x0611)), 0U);
+    EXPECT_LE(number(ask(host_, 0x0612)).value_or(101), 100U);
+    EXPECT_LE(number(ask(host_, 0x0617)).value_or(2), 1U);
+    expectNegative(ask(host_, 0x0619));
+}
+
+TEST_F(HostMachineTest, KnowsNoProcessorAboveTheCount) {
+    const unsigned count = configuredProcessors();
+    for (unsigned opcode = 0x0601; opcode <= 0x061F; ++opcode) {
+        if (opcode != 0x0614) {
+            expectNegative(ask(host_, opcode, 1, count));
+            expectNegative(ask(host_, opcode, 1, 0xFFFFFFFF));
+        }
+    }
+    expectNegative(ask(host_, kText, 0x0A08, count));
+    expectNegative(ask(host_, 0x0607, 0, 0));
+    expectNegative(ask(host_, 0x0600, 0, 1));
+}
+
+TEST_F(HostMachineTest, AnswersSpeedAndSteppingInOneStream) {
+    expectNegative(ask(machine_, 0x0603));
+    write("proc/cpuinfo", "processor : 0\ncpu MHz : 2445.4\napicid : 12\n");
+    EXPECT_EQ(bytes(ask(machine_, 0x0603)), (Answer::Bytes{0x8D, 0x09}));
+    EXPECT_EQ(number(ask(machine_, 0x0618)), 12U);
+    write("proc/cpuinfo", "processor : 0\ncpu MHz : 2445.4\nstepping : 7\n");
+    EXPECT_EQ(bytes(ask(machine_, 0x0603)), (Answer::Bytes{0x8D, 0x09, 7, 0}));
+}
+
+TEST_F(HostMachineTest, AnswersOfTheNetworkInterfaces) {
+    const auto interfaces = networkInterfaces();
+    EXPECT_EQ(number(ask(host_, 0x1700)), interfaces.size());
+    const auto count = static_cast<unsigned>(interfaces.size());
+    for (unsigned i = 0; i < count; ++i) {
+        const auto& interface = interfaces[i];
+        const auto mac = bytes(ask(host_, 0x1707, 0, i));
+        EXPECT_EQ(mac.value_or(AddressBytes()), interface.mac);
+        const auto addresses = static_cast<unsigned>(interface.addresses.size());
+        for (unsigned a = 0; a < addresses; ++a) {
+            EXPECT_EQ(bytes(ask(host_, 0x1703, a, i)), interface.addresses[a].address);
+            EXPECT_EQ(bytes(ask(host_, 0x1704, a, i)), interface.addresses[a].netmask);
+        }
+        expectNegative(ask(host_, 0x1703, addresses, i));
+        expectNegative(ask(host_, 0x1704, addresses, i));
+        expectNegative(ask(host_, 0x1706, 0, i));
+        if (i == 0) {
+            write("proc/net/route", "x\n" + interface.name + " 0 010200C0 3 0 0 0 0 0 0 0\n");
+            EXPECT_EQ(bytes(ask(machine_, 0x1708, 0, i)), (Answer::Bytes{192, 0, 2, 1}));
+        }
+    }
+    for (const unsigned opcode : {0x1703U, 0x1704U, 0x1707U, 0x1708U}) {
+        expectNegative(ask(host_, opcode, 0, count));
+    }
+}
+
+TEST_F(HostMachineTest, ListsThePciDevicesAndReadsTheirHeaders) {
+    expectNegative(ask(machine_, 0x1490));
+    write("sys/bus/pci/devices/0000:02:1f.3/config", std::string(64, 'c'));
+    EXPECT_EQ(bytes(ask(machine_, 0x1490)), (Answer::Bytes{0, 0, 2, 0, 0x1F, 3}));
+
+    SipJson record(0x1401, 0, 5, 0, SipJson::noStatus);
+    const Command command{0x1401, 0, 5, 0, record};
+    EXPECT_EQ(machine_.answer(command).status, Status::kInvalid) << "no address";
+    record.SetRequestDataStream({2, 0x1F});
+    EXPECT_EQ(machine_.answer(command).status, Status::kInvalid) << "half an address";
+    record.SetRequestDataStream({2, 0x1F, 3});
+    EXPECT_EQ(bytes(machine_.answer(command)), Answer::Bytes(64, 'c'));
+    record.SetRequestDataStream({2, 0x1F, 4});
+    expectNegative(machine_.answer(command));
+}
+
+TEST_F(HostMachineTest, HasOneCabinet) {
+    EXPECT_TRUE(number(ask(host_, 0x0600, 0, 0, kNoCabinet)));
+    expectNegative(ask(host_, 0x0600, 0, 0, 1));
+    expectNegative(ask(host_, 0xE204, 0, 0, 1));
+}
+
+TEST_F(HostMachineTest, RefusesWhatItDoesNotHaveAndWhatWouldChangeIt) {
+    for (const unsigned opcode :
+         {0x0300U, 0x0400U, 0x0500U, 0x0520U, 0x0700U, 0x0220U, 0x0C21U, 0x0C82U, 0x0B13U, 0x0205U,
+          0x0206U, 0x0209U, 0x0B03U, 0xE002U, 0x0000U, 0xFFFFFFFFU}) {
+        expectNegative(ask(host_, opcode));
+    }
+}
+
+}  // namespace
+}  // namespace varnock::agent

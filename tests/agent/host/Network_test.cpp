@@ -1,0 +1,58 @@
+#include "agent/host/Network.h"
+
+#include <gtest/gtest.h>
+#include <net/if.h>
+
+#include <set>
+
+namespace varnock::agent {
+namespace {
+
+constexpr const char* kRoutes =
+    "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n"
+    "eth0\t00000000\t010200C0\t0003\t0\t0\t100\t00000000\t0\t0\t0\n"
+    "eth0\t00000000\t020200C0\t0003\t0\t0\t50\t00000000\t0\t0\t0\n"
+    "eth0\t000200C0\t00000000\t0001\t0\t0\t0\t00FFFFFF\t0\t0\t0\n"
+    "eth1\t00000000\t030200C0\t0002\t0\t0\t0\t00000000\t0\t0\t0\n"
+    "eth2\t00000000\t040200C0\t0003\t0\t0\t0\t000000FF\t0\t0\t0\n";
+
+TEST(Network, FindsTheGatewayOfLeastMetric) {
+    EXPECT_EQ(defaultGateway(kRoutes, "eth0"), (AddressBytes{192, 0, 2, 2}));
+}
+
+TEST(Network, HasNoGatewayWithoutADefaultRouteThatIsUp) {
+    EXPECT_EQ(defaultGateway(kRoutes, "eth1"), std::nullopt);
+    EXPECT_EQ(defaultGateway(kRoutes, "eth2"), std::nullopt);
+    EXPECT_EQ(defaultGateway(kRoutes, "eth"), std::nullopt);
+    EXPECT_EQ(defaultGateway("", "eth0"), std::nullopt);
+    EXPECT_EQ(defaultGateway("eth0 zz\neth0\n\n", "eth0"), std::nullopt);
+}
+
+TEST(Network, ListsTheInterfacesOfThisHostInTheOrderOfTheirIndex) {
+    std::set<std::string> expected;
+    struct if_nameindex* list = if_nameindex();
+    for (const struct if_nameindex* entry = list; entry->if_index != 0; ++entry) {
+        if (std::string(entry->if_name) != "lo") {
+            expected.insert(entry->if_name);
+        }
+    }
+    if_freenameindex(list);
+    std::set<std::string> found;
+    unsigned last = 0;
+    for (const NetworkInterface& interface : networkInterfaces()) {
+        found.insert(interface.name);
+        EXPECT_GT(interface.index, last);
+        last = interface.index;
+        EXPECT_TRUE(interface.mac.empty() || interface.mac.size() == 6);
+        std::size_t size = 4;
+        for (const InterfaceAddress& address : interface.addresses) {
+            EXPECT_GE(address.address.size(), size) << "IPv4 comes first";
+            size = address.address.size();
+            EXPECT_TRUE(address.netmask.empty() || address.netmask.size() == size);
+        }
+    }
+    EXPECT_EQ(found, expected);
+}
+
+}  // namespace
+}  // namespace varnock::agent
