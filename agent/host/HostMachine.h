@@ -18,6 +18,7 @@ class HostMachine : public Machine {
 
     Answer answer(const Command& command) override;
 
+    /// Where the facts come from; public for the table of commands alone.
     struct Sources;
 
   private:
