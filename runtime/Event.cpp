@@ -11,20 +11,19 @@
 #include "runtime/MutexGuard.h"
 #include "runtime/SyncWrappers.h"
 #include "runtime/TraceAt.h"
+#include "runtime/WaitResult.h"
 #include "util/TextCopy.h"
 
 using varnock::CancellationGuard;
+using varnock::kReleased;
+using varnock::kTimedOut;
+using varnock::kWaitFailed;
 using varnock::MutexGuard;
 using varnock::traceAt;
 
 namespace {
 
 using Record = CEvent::sysEvent_t;
-
-constexpr unsigned int infinite = 0xFFFFFFFF;
-constexpr int released = 0;
-constexpr int timedOut = 102;
-constexpr int failed = -1;
 
 const char* nameOf(const Record& record) {
     return record.name != nullptr ? record.name.get() : "anon";
@@ -186,7 +185,7 @@ void leave(Record& record) {
 
 int waitForRelease(Record& record, MutexGuard& lock, unsigned int timeoutMs) {
     std::optional<timespec> deadline;
-    if (timeoutMs != infinite) {
+    if (timeoutMs != varnock::kInfinite) {
         deadline = after(timeoutMs);
     }
     // A grant of a waiter that has been cancelled is not for those who come later.
@@ -200,9 +199,9 @@ int waitForRelease(Record& record, MutexGuard& lock, unsigned int timeoutMs) {
     } while (!isReleased && (error == 0 || error == EINTR));
     leave(record);
     if (isReleased) {
-        return released;
+        return kReleased;
     }
-    return error == ETIMEDOUT ? timedOut : failed;
+    return error == ETIMEDOUT ? kTimedOut : kWaitFailed;
 }
 
 /// Polls once a second until no thread waits; the last one to leave ends the second early. The
@@ -426,12 +425,12 @@ int CEvent::Close() {
 int CEvent::Wait(unsigned int timeoutMs, int) {
     Record* const record = openRecord();
     if (record == nullptr) {
-        return failed;
+        return kWaitFailed;
     }
     MutexGuard lock(record->mutex);
     // Not counted as a waiter when the lock failed: the destructor would wait for it for ever.
     if (!lock.owns()) {
-        return failed;
+        return kWaitFailed;
     }
-    return takeSignal(*record) ? released : waitForRelease(*record, lock, timeoutMs);
+    return takeSignal(*record) ? kReleased : waitForRelease(*record, lock, timeoutMs);
 }

@@ -9,10 +9,14 @@
 #include "runtime/EntryHeader.h"
 #include "runtime/InitPriority.h"
 #include "runtime/Synchronisation.h"
+#include "runtime/ThreadMonitor.h"
 #include "runtime/TraceLock.h"
 
 // Constant-initialised and never destroyed: counters work at any time of the process's life.
 constinit pthread_mutex_t CInterLock::incDecMutex_ = PTHREAD_MUTEX_INITIALIZER;
+constinit CThreadMonitor* pThreadMonitor = nullptr;
+constinit int ThreadCounter = 1;
+constinit int MaxActiveThread = 1;
 
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CCriticalSection CEvent::Spinlock;
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CStrMap CEvent::NamedEventMap;

@@ -7,16 +7,16 @@
 #include <new>
 
 #include "runtime/SyncWrappers.h"
+#include "runtime/WaitResult.h"
 #include "util/TextCopy.h"
+
+using varnock::kReleased;
+using varnock::kTimedOut;
+using varnock::kWaitFailed;
 
 namespace {
 
 using Record = CSemaphore::sysSemaphore_t;
-
-constexpr unsigned int infinite = 0xFFFFFFFF;
-constexpr int released = 0;
-constexpr int timedOut = 102;
-constexpr int failed = -1;
 
 /// A record with one reference, entered under its name if it has one; null on failure.
 Record* make(unsigned int value, const char* name) VARNOCK_REQUIRES(CEvent::Spinlock) {
@@ -76,19 +76,19 @@ int CSemaphore::Release(long count) {
 int CSemaphore::Wait(unsigned int timeoutMs) {
     Record* const record = record_;
     if (record == nullptr) {
-        return failed;
+        return kWaitFailed;
     }
-    if (timeoutMs != infinite) {
+    if (timeoutMs != varnock::kInfinite) {
         if (SemTrywait(&record->semaphore) == 0) {
-            return released;
+            return kReleased;
         }
-        return timeoutMs == 0 ? timedOut : failed;
+        return timeoutMs == 0 ? kTimedOut : kWaitFailed;
     }
     int result = SemWait(&record->semaphore);
     while (result != 0 && errno == EINTR) {
         result = SemWait(&record->semaphore);
     }
-    return result == 0 ? released : failed;
+    return result == 0 ? kReleased : kWaitFailed;
 }
 
 int CSemaphore::Delete() {

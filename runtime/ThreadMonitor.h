@@ -1,0 +1,99 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <array>
+#include <memory>
+
+#include "util/Export.h"
+
+/// The record of one thread in the monitor. Its mutex guards all fields; they are public so that a
+/// host can show them.
+///
+/// The two histories go together: each change of status fills the next slot of both. The 32nd
+/// change and every one after it overwrites the last slot, starting from the one before it.
+struct CThreadMonitorEntry {
+    static constexpr unsigned int historySlots = 32;
+    using History = std::array<unsigned int, historySlots>;
+
+    unsigned int statusCounter;  ///< index of the newest slot, 0 to 31
+    History entryStatus;
+    pthread_mutex_t mutex;
+    pthread_t thread;   ///< 0 before the first start
+    pthread_t creator;  ///< the thread that called Start()
+    int processId;
+    unsigned long priority;
+    unsigned int stackSize;
+    int waitable;
+    int startOption;
+    int killStillAlive;
+    pthread_t joiner;  ///< the thread that last waited for this one; 0 for none
+    History threadStatus;
+    std::unique_ptr<char[]> debugName;  ///< null before SetThreadName()
+    std::unique_ptr<char[]> qualifier;
+};
+
+/// Keeps a status history for each CThread of the process, and the counters ThreadCounter and
+/// MaxActiveThread.
+///
+/// The library makes no monitor. A host that wants one sets
+///
+///     pThreadMonitor = new CThreadMonitor;
+///
+/// before its first CThread and never deletes it. The first 512 CThread objects get an entry;
+/// entries are not used again, and objects without one work without records.
+///
+/// Thread-safety: any thread may call any operation. The mutex of the monitor is taken before that
+/// of an entry. Operations on a null entry return false; nothing throws.
+class VARNOCK_EXPORT CThreadMonitor {
+  public:
+    /// Bits of a thread status, which SetEntryStatus() and SetEntryJoinStatus() add.
+    enum ThreadStatus : unsigned int {
+        InstanceConstructed = 0x1,
+        Running = 0x10,
+        Exited = 0x100,
+        Stopped = 0x200,
+        KillRequested = 0x1000,
+        Cancelled = 0x2000,
+        JoinBegun = 0x10000,
+        Joined = 0x20000,
+        InstanceDestroyed = 0x10000000,
+    };
+
+    static constexpr unsigned int maxEntries = 512;
+
+    CThreadMonitor();
+    ~CThreadMonitor();
+    CThreadMonitor(const CThreadMonitor&) = delete;
+    CThreadMonitor& operator=(const CThreadMonitor&) = delete;
+
+    /// A fresh entry, owned by the monitor; null, traced, when all are in use.
+    CThreadMonitorEntry* RegisterEntry();
+    /// Adds a status. Running counts the thread, also for a null entry. InstanceDestroyed, Stopped,
+    /// Joined and Cancelled change the entry status as well, and the last three clear Running.
+    bool SetEntryStatus(CThreadMonitorEntry* entry, unsigned int status);
+    /// Adds JoinBegun or Joined and remembers the caller as joiner.
+    bool SetEntryJoinStatus(CThreadMonitorEntry* entry, unsigned int status);
+    /// Records which thread the entry describes and how it was started.
+    bool SetEntryValues(CThreadMonitorEntry* entry, pthread_t thread, pthread_t creator,
+                        int processId, unsigned long priority, unsigned int stackSize, int waitable,
+                        int startOption, int killStillAlive);
+    /// Stores copies of both names; null stores none. False also for lack of memory, and then the
+    /// names before stay.
+    bool SetEntryName(CThreadMonitorEntry* entry, const char* debugName, const char* qualifier);
+    /// Records that the calling thread exits, and no longer counts it. False, traced, when it has
+    /// no entry that is still open.
+    bool SetEntryStatusExited();
+
+  private:
+    pthread_mutex_t mutex_;  // guards what follows, and the two counters of the process
+    unsigned int count_;     // entries in use
+    std::array<CThreadMonitorEntry, maxEntries> entries_;
+};
+
+/// The monitor of the process, null unless the host has made one.
+extern VARNOCK_EXPORT CThreadMonitor* pThreadMonitor;
+/// Threads that the monitor counts: 1 for the main thread, plus those started and not returned.
+extern VARNOCK_EXPORT int ThreadCounter;
+/// The highest value of ThreadCounter so far.
+extern VARNOCK_EXPORT int MaxActiveThread;
