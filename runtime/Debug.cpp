@@ -62,9 +62,12 @@ void copyText(char* out, std::size_t size, const char* text) {
 }  // namespace
 
 CDebug::CDebug(const char* name) {
-    if (Init(name) != 0) {
-        return;
+    if (Init(name) == 0) {
+        reportFailure();
     }
+}
+
+void CDebug::reportFailure() {
     static constexpr const char* kFailed = "Error during initialization of the CDebug instance.\n";
     static constexpr const char* kReason = "Error message: \"%s\"\n";
     PrintToConsole(kFailed);
@@ -109,21 +112,29 @@ bool CDebug::readSettings(const char* name) {
         reportInternalError(1);
         return false;
     }
+    identify(name);
+    if (!varnock::readStoredSettings(applicationName_, stored_)) {
+        reportInternalError(2);
+        return false;
+    }
+    applySettings();
+    return true;
+}
+
+void CDebug::identify(const char* name) {
     processId_ = getpid();
     snprintf(descriptorListCommand_, sizeof descriptorListCommand_, "ls -l /proc/%d/fd",
              processId_);
     varnock::formatLocalTime(varnock::Clock::instance().wallSecond(), startTime_);
     varnock::recordEnvironment();
     copyText(applicationName_, sizeof applicationName_, name);
-    if (!varnock::readStoredSettings(applicationName_, stored_)) {
-        reportInternalError(2);
-        return false;
-    }
+}
+
+void CDebug::applySettings() {
     settings_ = varnock::resolveSettings(stored_);
     ringBufferSize_ = settings_.ringBufferSize;
     store(traceLevel_, settings_.level);
     savedTraceLevel_ = settings_.level;
-    return true;
 }
 
 void CDebug::reportInternalError(int number) {

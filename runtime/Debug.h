@@ -166,8 +166,11 @@ class VARNOCK_EXPORT CDebug {
     static constexpr size_t kEntrySize = 1184;
 
     bool readSettings(const char* name);
+    void identify(const char* name);
+    void applySettings();
     int start(bool hasSettings);
     void reportInternalError(int number);
+    void reportFailure();
     void fallBackToConsole();
     void trace(unsigned int target, const char* format, va_list arguments);
     size_t buildEntry(const char* format, va_list arguments);
