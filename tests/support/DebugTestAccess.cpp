@@ -10,6 +10,17 @@ DebugTestAccess::Switches DebugTestAccess::switches(const CDebug& debug) {
             load(debug.m_bActive)};
 }
 
+int DebugTestAccess::init(CDebug& debug, const StoredTraceSettings& stored) {
+    debug.identify(TovQXObjectName);
+    debug.stored_ = stored;
+    debug.applySettings();
+    return debug.start(true);
+}
+
+void DebugTestAccess::rename(CDebug& debug, const std::string& name) {
+    debug.applicationName_[name.copy(debug.applicationName_, CDebug::kPathSize - 1)] = '\0';
+}
+
 void DebugTestAccess::set(CDebug& debug, const Switches& switches) {
     const auto store = [](unsigned int& field, unsigned int value) {
         __atomic_store_n(&field, value, __ATOMIC_RELAXED);

@@ -21,12 +21,18 @@ class DebugTestAccess {
     static Switches switches(const CDebug& debug);
     static void set(CDebug& debug, const Switches& switches);
 
+    /// Init() on an object filled with zeros, with these settings in place of the registry's.
+    static int init(CDebug& debug, const StoredTraceSettings& stored);
+    /// What the constructor does when Init() fails.
+    static void reportFailure(CDebug& debug) { debug.reportFailure(); }
+
     static const RingBufferFile* ringBuffer(const CDebug& debug) { return debug.ringBuffer_.get(); }
     static std::int64_t ringBufferSize(const CDebug& debug) { return debug.ringBufferSize_; }
     static std::string ringBufferPath(const CDebug& debug) { return debug.ringBufferPath_; }
     static std::string errorText(const CDebug& debug) { return debug.errorText_; }
     static unsigned int errorSeverity(const CDebug& debug) { return debug.errorSeverity_; }
     static std::string applicationName(const CDebug& debug) { return debug.applicationName_; }
+    static void rename(CDebug& debug, const std::string& name);
     static std::string startTime(const CDebug& debug) { return debug.startTime_; }
     static std::string descriptorListCommand(const CDebug& debug) {
         return debug.descriptorListCommand_;

@@ -52,6 +52,8 @@ TraceCapture::TraceCapture(unsigned int level)
     : before_(DebugTestAccess::switches(Debug)),
       standardError_(orThrow(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3), "standard error")),
       memory_(orThrow(memfd_create("trace", MFD_CLOEXEC), "memfd_create")) {
+    // Appending is atomic, also when a forked child writes at the same time.
+    orThrow(fcntl(memory_, F_SETFL, O_APPEND), "fcntl");
     fflush(stderr);
     orThrow(dup2(memory_, STDERR_FILENO), "dup2");
     setLevel(level);
