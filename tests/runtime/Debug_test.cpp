@@ -119,7 +119,8 @@ TEST(Debug, LeavesRoomForTheMessageBesideALongName) {
 
 TEST(Debug, WritesHeaderAndNewlineForWhatCannotBeFormatted) {
     TraceCapture trace;
-    Debug.Print(1, "%2147483647d%2147483647d", 1, 2);
+    const wchar_t invalid[] = {wchar_t{0x7FFFFFFF}, 0};
+    Debug.Print(1, "before %ls", invalid);
     EXPECT_THAT(trace.text(), EndsWith("]: \n"));
 }
 

@@ -72,7 +72,7 @@ TEST(TraceFormat, CutsToTheRoomThereIs) {
 TEST(TraceFormat, GivesAnEmptyTextForWhatCannotBeFormatted) {
     const wchar_t invalid[] = {wchar_t{0x7FFFFFFF}, 0};
     EXPECT_EQ(formatted("%ls", invalid), "");
-    EXPECT_EQ(formatted("%2147483647d%2147483647d", 1, 2), "");
+    EXPECT_EQ(formatted("before %ls", invalid), "");
 }
 
 TEST(TraceFormat, RewritesLongFormats) {

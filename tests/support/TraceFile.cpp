@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "tests/support/TraceCapture.h"
@@ -10,9 +9,11 @@
 namespace varnock::test {
 
 TraceFile::TraceFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    bytes_.resize(file ? static_cast<std::size_t>(file.tellg()) : 0);
+    file.seekg(0);
+    file.read(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
     if (!file) throw std::runtime_error("cannot read " + path);
-    bytes_.assign(std::istreambuf_iterator<char>(file), {});
 }
 
 std::string TraceFile::value(std::size_t index) const {
