@@ -17,7 +17,8 @@ function(varnock_harden target)
   target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-lifetime-dse>)
   if(VARNOCK_SANITIZE)
     target_compile_options(${target} PRIVATE
-      -fsanitize=${VARNOCK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+      -fsanitize=${VARNOCK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
+      $<$<CXX_COMPILER_ID:Clang>:-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignorelist.txt>)
     target_link_options(${target} PUBLIC -fsanitize=${VARNOCK_SANITIZE})
   endif()
   if(VARNOCK_COVERAGE)
@@ -30,6 +31,14 @@ endfunction()
 # <cimple/...> is the framework that was chosen and not always the one in this tree.
 function(varnock_source_root target scope)
   target_compile_options(${target} ${scope} $<BUILD_INTERFACE:-iquote${PROJECT_SOURCE_DIR}>)
+endfunction()
+
+# A shared library that leaves no symbol open. Not for clang's sanitizers: their runtime is linked
+# into the program and serves its libraries from there.
+function(varnock_closed_library target)
+  if(NOT (VARNOCK_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES Clang))
+    target_link_options(${target} PRIVATE LINKER:-z,defs)
+  endif()
 endfunction()
 
 # Installed headers lie under include/varnock/<path of the source tree>. Both spellings work for

@@ -31,14 +31,14 @@ constexpr int documentVersion = 1;
 rapidjson::CrtAllocator heap;
 
 /// The member `key`, the first of several; null unless `value` is an object that has it.
-Value* find(Value& value, const char* key) {
+const Value* find(const Value& value, const char* key) {
     if (!value.IsObject()) return nullptr;
     const auto found = value.FindMember(key);
     return found == value.MemberEnd() ? nullptr : &found->value;
 }
 
-const Value* find(const Value& value, const char* key) {
-    return find(const_cast<Value&>(value), key);
+Value* find(Value& value, const char* key) {
+    return const_cast<Value*>(find(std::as_const(value), key));
 }
 
 /// The array `key` of an object, else null.
@@ -60,8 +60,9 @@ void put(Value& object, const char* key, Value&& value) {
 bool removeMember(Value& object, const char* key) {
     if (find(object, key) == nullptr) return false;
     Value kept(rapidjson::kObjectType);
-    for (auto& member : object.GetObject())
-        if (member.name != key) kept.AddMember(member.name, member.value, heap);
+    auto member = object.MemberBegin();
+    for (SizeType rest = object.MemberCount(); rest != 0; --rest, ++member)
+        if (member->name != key) kept.AddMember(member->name, member->value, heap);
     object = std::move(kept);
     return true;
 }

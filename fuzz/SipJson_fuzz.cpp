@@ -1,0 +1,147 @@
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "transport/SipJson.h"
+
+// Any text as a reply of the agent: the record imports it, answers every getter, exports it, and
+// is used again for the next request. What it makes of the text is compared with a plain parse.
+
+namespace {
+
+constexpr char emptyRecord[] = R"({"SIP":{"V":1,"CMD":[]}})";
+
+void require(bool holds, const char* what) {
+    if (holds) return;
+    std::fprintf(stderr, "SipJson: %s\n", what);
+    std::abort();
+}
+
+/// How deep the brackets outside of strings go.
+std::size_t nesting(const std::string& text) {
+    std::size_t depth = 0;
+    std::size_t deepest = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString && c == '\\')
+            ++i;
+        else if (c == '"')
+            inString = !inString;
+        else if (!inString && (c == '[' || c == '{'))
+            deepest = std::max(deepest, ++depth);
+        else if (!inString && (c == ']' || c == '}') && depth != 0)
+            --depth;
+    }
+    return deepest;
+}
+
+/// The text that the record must export after it has imported this one.
+std::string expected(const std::string& text) {
+    if (nesting(text) > 256) return emptyRecord;
+    rapidjson::Document document;
+    document.Parse(text.c_str());
+    if (document.HasParseError()) return emptyRecord;
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    document.Accept(writer);
+    return {buffer.GetString(), buffer.GetSize()};
+}
+
+/// What the getters say about one command.
+struct Answers {
+    explicit Answers(const SipJson& record, int index)
+        : opCode(record.GetCmdValue(index, "OC", 7)),
+          read(record.GetCmdUIntData(index, number)),
+          hasText(record.GetCmdDataString(index, text, 0)),
+          hasTail(record.GetCmdDataString(index, tail, 3)),
+          hasBytes(record.GetCmdDataStream(index, bytes)),
+          size(record.GetCmdDataSize(index)),
+          atLeast(record.HasCmdDataSize(index, 4, 1)),
+          exactly(record.HasCmdDataSize(index, 4, 0)),
+          present(record.HasCmdDataSize(index, 0, 0)) {}
+
+    bool operator==(const Answers&) const = default;
+
+    unsigned int number = 0;
+    std::string text;
+    std::string tail;
+    std::vector<unsigned char> bytes;
+    unsigned int opCode;
+    bool read;
+    bool hasText;
+    bool hasTail;
+    bool hasBytes;
+    unsigned long size;
+    bool atLeast;
+    bool exactly;
+    bool present;
+};
+
+void checkIndexless(const SipJson& record, const Answers& first) {
+    std::string text;
+    std::vector<unsigned char> bytes;
+    require(record.UIntValue() == (first.read ? first.number : 0), "UIntValue");
+    require(record.DataByte() == record.UIntValue(), "DataByte");
+    require(record.DataWord() == record.UIntValue(), "DataWord");
+    require(record.DataDWord() == record.UIntValue(), "DataDWord");
+    require(record.GetDataString(text) == first.hasText && text == first.text, "GetDataString");
+    require(record.GetDataStream(bytes) == first.hasBytes && bytes == first.bytes, "GetDataStream");
+    require(record.Success() == SipJson::CmdStatusSuccess(record.Status()), "Success");
+    require(record.HasReplyData() == (record.Success() && first.present), "HasReplyData");
+}
+
+void checkGetters(const SipJson& record, const SipJson& again) {
+    for (const int index : {0, 1, -1, 1000000}) {
+        const Answers answers(record, index);
+        require(answers == Answers(again, index), "an exported record answers otherwise");
+        require(answers.present || !(answers.read || answers.hasText || answers.hasBytes),
+                "data without data");
+        if (index == 0) checkIndexless(record, answers);
+    }
+    require(record.OpCode() == again.OpCode(), "OpCode");
+    require(record.OpCodeExt() == again.OpCodeExt(), "OpCodeExt");
+    require(record.ObjectId() == again.ObjectId(), "ObjectId");
+    require(record.CabinetNr() == again.CabinetNr(), "CabinetNr");
+    require(record.Status() == again.Status(), "Status");
+}
+
+/// Setters take whatever the text has left, and a new command cleans it up.
+void checkSetters(SipJson& record) {
+    const bool settable = record.SetDataWord(513, 0);
+    require(!settable || (record.UIntValue() == 513 && record.HasReplyData()), "SetDataWord");
+    require(record.SetDataString("text", 12) == settable, "SetDataString");
+    require(record.SetRequestDataStream({1, 2}) == settable, "SetRequestDataStream");
+    require(!settable || (record.DataWord() == 0x201 && record.Status() == 22), "block");
+    require(record.SetStatus(19) == settable, "SetStatus");
+    require(record.ClearData() == settable, "ClearData");
+    require(record.SetCmd(1, 2, 3, 4, 5), "SetCmd");
+    require(record.OpCode() == 1 && record.OpCodeExt() == 2 && record.ObjectId() == 3 &&
+                record.CabinetNr() == 4 && record.Status() == 5,
+            "values of SetCmd");
+    record.Clear();
+    require(record.OpCode() == 0, "Clear");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string whole(reinterpret_cast<const char*>(data), size);
+    const std::string text = whole.c_str();  // the texts of frames end at their NUL
+    SipJson record(1, 2, 3, 4, 0);
+    record.Import(text.c_str());
+    const std::string exported = record.Export();
+    require(exported == expected(text), "the export differs from a plain parse");
+    SipJson again;
+    again.Import(exported.c_str());
+    checkGetters(record, again);
+    checkSetters(record);
+    return 0;
+}
