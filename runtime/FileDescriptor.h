@@ -23,6 +23,8 @@ class FileDescriptor {
 
     int get() const { return descriptor_; }
     explicit operator bool() const { return descriptor_ >= 0; }
+    /// Gives it away.
+    int release() { return std::exchange(descriptor_, -1); }
     /// Closes it.
     void reset() {
         if (descriptor_ >= 0) {

@@ -3,6 +3,10 @@
 #include <errno.h>
 #include <pthread.h>
 #include <semaphore.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <optional>
 
 namespace varnock::test {
 namespace {
@@ -10,25 +14,40 @@ namespace {
 struct Plan {
     PlatformCall call{};
     int error = 0;
-    unsigned int left = 0;  // calls until the one that fails; 0: none does
+    unsigned int before = 0;  // calls that succeed first
+    unsigned int left = 0;    // calls that fail then
     bool happened = false;
 };
 
 thread_local Plan plan;
 
-/// The error with which this call fails, else 0.
-int failureOf(PlatformCall call) {
-    if (plan.left == 0 || plan.call != call || --plan.left != 0) {
-        return 0;
+/// The error with which this call fails, if it does.
+std::optional<int> failureOf(PlatformCall call) {
+    if (plan.left == 0 || plan.call != call) {
+        return std::nullopt;
     }
+    if (plan.before > 0) {
+        --plan.before;
+        return std::nullopt;
+    }
+    --plan.left;
     plan.happened = true;
     return plan.error;
 }
 
+/// The result of a system call with this error.
+int systemCallResult(int error) {
+    if (error == 0) {
+        return 0;
+    }
+    errno = error;
+    return -1;
+}
+
 }  // namespace
 
-FailingCall::FailingCall(PlatformCall call, int error, unsigned int n) {
-    plan = {call, error, n, false};
+FailingCall::FailingCall(PlatformCall call, int error, unsigned int n, unsigned int times) {
+    plan = {call, error, n - 1, times, false};
 }
 
 FailingCall::~FailingCall() {
@@ -42,12 +61,12 @@ bool FailingCall::happened() const {
 }  // namespace varnock::test
 
 // The linker sends every call of `name` to __wrap_name, and __real_name to the platform's.
-#define VARNOCK_WRAP(call, name, parameters, arguments)                                \
-    extern "C" int __real_##name parameters;                                           \
-    extern "C" int __wrap_##name parameters;                                           \
-    extern "C" int __wrap_##name parameters {                                          \
-        const int error = varnock::test::failureOf(varnock::test::PlatformCall::call); \
-        return error != 0 ? error : __real_##name arguments;                           \
+#define VARNOCK_WRAP(call, name, parameters, arguments)                                 \
+    extern "C" int __real_##name parameters;                                            \
+    extern "C" int __wrap_##name parameters;                                            \
+    extern "C" int __wrap_##name parameters {                                           \
+        const auto error = varnock::test::failureOf(varnock::test::PlatformCall::call); \
+        return error ? *error : __real_##name arguments;                                \
     }
 
 VARNOCK_WRAP(MutexInit, pthread_mutex_init,
@@ -71,14 +90,25 @@ VARNOCK_WRAP(ThreadCreate, pthread_create,
              (thread, attributes, entry, argument))
 VARNOCK_WRAP(ThreadCancel, pthread_cancel, (pthread_t thread), (thread))
 
-// This one reports through errno.
-extern "C" int __real_sem_init(sem_t* semaphore, int shared, unsigned int value);
-extern "C" int __wrap_sem_init(sem_t* semaphore, int shared, unsigned int value);
-extern "C" int __wrap_sem_init(sem_t* semaphore, int shared, unsigned int value) {
-    const int error = varnock::test::failureOf(varnock::test::PlatformCall::SemInit);
-    if (error != 0) {
-        errno = error;
-        return -1;
+VARNOCK_WRAP(KeyCreate, pthread_key_create, (pthread_key_t * key, void (*destructor)(void*)),
+             (key, destructor))
+VARNOCK_WRAP(KeyDelete, pthread_key_delete, (pthread_key_t key), (key))
+
+// These report through errno.
+#define VARNOCK_WRAP_SYSTEM(call, result, name, parameters, arguments)                    \
+    extern "C" result __real_##name parameters;                                           \
+    extern "C" result __wrap_##name parameters;                                           \
+    extern "C" result __wrap_##name parameters {                                          \
+        const auto error = varnock::test::failureOf(varnock::test::PlatformCall::call);   \
+        return error ? varnock::test::systemCallResult(*error) : __real_##name arguments; \
     }
-    return __real_sem_init(semaphore, shared, value);
-}
+
+VARNOCK_WRAP_SYSTEM(SemInit, int, sem_init, (sem_t * semaphore, int shared, unsigned int value),
+                    (semaphore, shared, value))
+VARNOCK_WRAP_SYSTEM(Socket, int, socket, (int domain, int type, int protocol),
+                    (domain, type, protocol))
+VARNOCK_WRAP_SYSTEM(Send, ssize_t, send, (int fd, const void* buffer, size_t size, int flags),
+                    (fd, buffer, size, flags))
+VARNOCK_WRAP_SYSTEM(Receive, ssize_t, recv, (int fd, void* buffer, size_t size, int flags),
+                    (fd, buffer, size, flags))
+VARNOCK_WRAP_SYSTEM(Pipe, int, pipe2, (int* ends, int flags), (ends, flags))

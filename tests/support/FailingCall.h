@@ -2,7 +2,7 @@
 
 namespace varnock::test {
 
-/// The calls of the thread library that a test can make fail.
+/// The calls of the thread library and the system calls that a test can make fail.
 enum class PlatformCall {
     MutexInit,
     MutexLock,
@@ -15,10 +15,17 @@ enum class PlatformCall {
     AttrSetSchedParam,
     ThreadCreate,
     ThreadCancel,
+    KeyCreate,
+    KeyDelete,
+    Socket,
+    Send,
+    Receive,
+    Pipe,
 };
 
-/// Makes one platform call of the calling thread fail: the n-th of its kind from construction on (1
-/// is the next) returns `error`. Such calls cannot be made to fail otherwise.
+/// Makes platform calls of the calling thread fail: the n-th of its kind from construction on (1 is
+/// the next), and `times` in all. Calls of the thread library return `error`; system calls return
+/// -1 with `error` in errno, or 0 for an `error` of 0. Such calls cannot be made to fail otherwise.
 ///
 ///     const FailingCall failure(PlatformCall::CondInit, EAGAIN);
 ///     operation();
@@ -28,7 +35,7 @@ enum class PlatformCall {
 /// link it by name: varnock_test(... LIBRARIES varnock_failing_call).
 class FailingCall {
   public:
-    FailingCall(PlatformCall call, int error, unsigned int n = 1);
+    FailingCall(PlatformCall call, int error, unsigned int n = 1, unsigned int times = 1);
     ~FailingCall();
     FailingCall(const FailingCall&) = delete;
     FailingCall& operator=(const FailingCall&) = delete;

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/ScriptedAgent.h"
+#include "transport/AgentSocket.h"
+
+namespace varnock::test {
+
+/// The number of descriptors that this process has open.
+inline auto openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                         std::filesystem::directory_iterator());
+}
+
+/// Both ends of a stream; ours and that of a peer.
+struct SocketPair {
+    SocketPair() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0); }
+    ~SocketPair() {
+        close(ours());
+        closePeer();
+    }
+    SocketPair(const SocketPair&) = delete;
+    SocketPair& operator=(const SocketPair&) = delete;
+
+    int ours() const { return ends[0]; }
+    int peer() const { return ends[1]; }
+    void closePeer() {
+        if (ends[1] >= 0) {
+            close(ends[1]);
+        }
+        ends[1] = -1;
+    }
+    void peerSends(const std::string& bytes) const {
+        EXPECT_EQ(write(peer(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    }
+    /// What has come to the peer so far.
+    std::string peerReceived() const { return received(peer()); }
+    /// What has come to us and was not read.
+    std::string leftOver() const { return received(ours()); }
+
+    int ends[2] = {-1, -1};
+
+  private:
+    static std::string received(int fd) {
+        std::string bytes(1 << 20, '\0');
+        const ssize_t count = recv(fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
+        bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+        return bytes;
+    }
+};
+
+/// The buffer of a request and its reply.
+class Frame {
+  public:
+    explicit Frame(std::string_view text, std::size_t size = 65536) : words_(size / 4) {
+        const std::string bytes = frame(text);
+        memcpy(words_.data(), bytes.data(), bytes.size());
+    }
+    explicit Frame(const AgentRecord& record, std::size_t size = 65536)
+        : Frame(toJson(record), size) {}
+
+    unsigned int* data() { return words_.data(); }
+    unsigned int size() const { return static_cast<unsigned int>(words_.size() * 4); }
+    std::string text() const {
+        const auto* bytes = reinterpret_cast<const char*>(words_.data()) + 4;
+        return {bytes, strnlen(bytes, words_[0])};
+    }
+
+  private:
+    std::vector<unsigned int> words_;
+};
+
+}  // namespace varnock::test

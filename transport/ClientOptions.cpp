@@ -1,0 +1,82 @@
+#include "transport/ClientOptions.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <new>
+
+#include "transport/AgentSocket.h"
+#include "transport/ProcessState.h"
+
+namespace varnock {
+namespace {
+
+constexpr unsigned int kRegister = 0xFFA0;
+constexpr std::size_t kNameSize = 64;
+
+constexpr const char* kNobody = "Nobody";
+char nameBuffer[kNameSize];  // guarded by lockChannels()
+std::atomic<const char*> clientName{kNobody};
+
+}  // namespace
+
+ClientOptions::ClientOptions(int fd) {
+    setFd(fd);
+    const auto lock = lockChannels();
+    const char* name = clientName;
+    memcpy(block_, name, strnlen(name, kNameSize));
+}
+
+ClientOptions::ClientOptions(const std::vector<unsigned char>& received) {
+    std::copy_n(received.begin(), std::min(received.size(), kSize), block_);
+}
+
+void ClientOptions::setFd(int fd) {
+    memcpy(block_ + kDescriptor, &fd, sizeof fd);
+}
+
+int ClientOptions::fd() const {
+    int fd = 0;
+    memcpy(&fd, block_ + kDescriptor, sizeof fd);
+    return fd;
+}
+
+std::vector<unsigned char> ClientOptions::bytes() const {
+    return {block_, block_ + kSize};
+}
+
+FrameBuffer registrationFrame(Channel channel, const ClientOptions& options) try {
+    SipJson command(kRegister, static_cast<unsigned int>(channel), 0, 0, SipJson::noStatus);
+    command.SetRequestDataStream(options.bytes());
+    const std::string text = command.Export();
+    FrameBuffer buffer(text.size() + 1 + kRegistrationRoom);
+    if (buffer) {
+        buffer.put(text);
+    }
+    return buffer;
+} catch (const std::bad_alloc&) {
+    return {};
+}
+
+int daemonDescriptor(FrameBuffer& reply, int received) {
+    SipJson record;
+    record.Import(reply.text(static_cast<std::size_t>(received)));
+    std::vector<unsigned char> block;
+    record.GetDataStream(block);
+    return ClientOptions(block).fd();
+}
+
+}  // namespace varnock
+
+void SetClientName(const char* name) {
+    using namespace varnock;
+    if (name == nullptr) {
+        clientName = kNobody;
+        return;
+    }
+    const auto lock = lockChannels();
+    const std::size_t length = strnlen(name, kNameSize - 1);
+    memcpy(nameBuffer, name, length);
+    memset(nameBuffer + length, 0, kNameSize - length);
+    clientName = nameBuffer;
+}

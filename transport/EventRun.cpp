@@ -1,0 +1,66 @@
+#include "transport/EventRun.h"
+
+#include <errno.h>
+#include <time.h>
+
+#include "runtime/Clock.h"
+#include "runtime/MutexGuard.h"
+#include "transport/ProcessState.h"
+
+namespace varnock {
+namespace {
+
+constexpr int kSteps = 10;
+constexpr long kStepNs = 500'000'000;
+constexpr long kSecondNs = 1'000'000'000;
+
+timespec endOfStep() {
+    timespec end = Clock::instance().wallTime();
+    end.tv_nsec += kStepNs;
+    if (end.tv_nsec >= kSecondNs) {
+        end.tv_nsec -= kSecondNs;
+        ++end.tv_sec;
+    }
+    return end;
+}
+
+}  // namespace
+
+EventRun::EventRun(int wakeFd, int eventDescriptor)
+    : stop(wakeFd), eventFd(eventDescriptor), process_(currentProcess()) {}
+
+EventRun::~EventRun() {
+    pthread_cond_destroy(&ended_);
+    pthread_mutex_destroy(&mutex_);
+}
+
+void EventRun::enter() {
+    thread_ = pthread_self();
+    entered_ = true;
+    setRunning(true);
+}
+
+void EventRun::setRunning(bool running) {
+    const MutexGuard lock(mutex_);
+    running_ = running;
+    pthread_cond_broadcast(&ended_);
+}
+
+bool EventRun::isCalledOnOwnThread() const {
+    return entered_ && pthread_equal(thread_, pthread_self()) != 0;
+}
+
+bool EventRun::belongsToThisProcess() const {
+    return process_ == currentProcess();
+}
+
+void EventRun::awaitEnd() {
+    const MutexGuard lock(mutex_);
+    for (int step = 0; step < kSteps && running_; ++step) {
+        const timespec end = endOfStep();
+        while (running_ && Clock::instance().waitUntil(&ended_, &mutex_, end) != ETIMEDOUT) {
+        }
+    }
+}
+
+}  // namespace varnock

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <atomic>
+
+/// Internal, not installed.
+namespace varnock {
+
+/// Asks the event thread to leave, wherever it waits. Thread-safety: any thread may ask.
+class StopSignal {
+  public:
+    /// `wakeFd` becomes readable when the request is made, and stays so.
+    explicit StopSignal(int wakeFd) : wakeFd_(wakeFd) {}
+
+    void request() { requested_.store(true, std::memory_order_release); }
+    bool requested() const { return requested_.load(std::memory_order_acquire); }
+    int wakeFd() const { return wakeFd_; }
+
+  private:
+    std::atomic<bool> requested_{false};
+    const int wakeFd_;
+};
+
+/// For waits that somebody may or may not be able to end.
+inline bool isRequested(const StopSignal* stop) {
+    return stop != nullptr && stop->requested();
+}
+
+}  // namespace varnock

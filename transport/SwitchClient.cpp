@@ -1,0 +1,157 @@
+#include "transport/SwitchClient.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include "runtime/Version.h"
+#include "transport/AgentSocket.h"
+#include "transport/FrameBuffer.h"
+#include "transport/RequestChannel.h"
+#include "transport/TransportTrace.h"
+
+using varnock::FrameBuffer;
+using varnock::kLengthWord;
+using varnock::trace;
+
+namespace {
+
+/// The statuses that the client itself gives and looks for.
+constexpr unsigned int kSuccess = 0;
+constexpr unsigned int kSuccessToo = 12;
+constexpr unsigned int kBufferFailure = 17;
+
+/// The largest text that is accepted makes a frame beyond RAGD_BUFFER_MAX.
+constexpr unsigned int kLargestFrame = CSwitchClient::RAGD_BUFFER_MAX + kLengthWord;
+
+/// Operation 0xE002, whose reply Reply() keeps.
+constexpr unsigned short kKeptReply = 0xE002;
+
+/// Writes a failure into the record, which also needs memory.
+unsigned int fail(SipJson& cmd, unsigned int status) {
+    try {
+        cmd.SetStatus(status);
+    } catch (const std::bad_alloc&) {
+        // The caller still gets it as the result.
+    }
+    return status;
+}
+
+unsigned int failForMemory(SipJson& cmd) {
+    trace(1, "CSwitchClient::Request: ERROR No memory available\n");
+    return fail(cmd, kBufferFailure);
+}
+
+}  // namespace
+
+CSwitchClient::CSwitchClient(const char* applicationName) {
+    if (applicationName != nullptr && *applicationName != '\0') {
+        SetApplicationName(applicationName);
+    }
+}
+
+void CSwitchClient::Reply(unsigned short opcode, unsigned short opcodeExt, unsigned short,
+                          unsigned short, unsigned char, unsigned char* data,
+                          unsigned short dataLength) {
+    unsigned short word = 0;
+    if (opcode == kKeptReply && opcodeExt == 0 && dataLength == sizeof word && data != nullptr) {
+        memcpy(&word, data, sizeof word);
+        storedReplyWord_ = word;
+    }
+}
+
+void CSwitchClient::Reply(SipJson&) {}
+
+void CSwitchClient::Event(SipJson&) {}
+
+bool CSwitchClient::SetApplicationName(const char* name) {
+    if (name == nullptr) {
+        return false;
+    }
+    const std::size_t length = strnlen(name, sizeof applicationName_ - 1);
+    memmove(applicationName_, name, length);
+    applicationName_[length] = '\0';
+    return true;
+}
+
+int CSwitchClient::Attach() {
+    SetClientName(TovQXObjectName);
+    attached_ = 1;
+    return 1;
+}
+
+int CSwitchClient::Detach() {
+    attached_ = 0;
+    OnUnload();
+    return 1;
+}
+
+void CSwitchClient::OnUnload() {
+    RagdClientDestroyTSD();
+    RagdClientDestroyKEY();
+}
+
+bool CSwitchClient::IsAttached() const {
+    return attached_ != 0;
+}
+
+unsigned int CSwitchClient::GetLastError() const {
+    return 0;
+}
+
+unsigned int CSwitchClient::Request(SipJson& cmd, unsigned short timeoutMs, unsigned int,
+                                    unsigned int extraTimeoutMs) {
+    const unsigned int room = UINT_MAX - timeoutMs;
+    try {
+        return exchange(cmd, timeoutMs + std::min(extraTimeoutMs, room));
+    } catch (const std::exception&) {
+        return failForMemory(cmd);
+    }
+}
+
+unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
+    FrameBuffer buffer(kLargestFrame);
+    if (!buffer) {
+        return failForMemory(cmd);
+    }
+    const std::string text = cmd.Export();
+    if (text.size() + 1 > RAGD_BUFFER_MAX) {
+        trace(1,
+              "CSwitchClient::Request: ERROR Json-String exceeds memmory buffer, "
+              "JsonStringLen=%d, RAGD_BUFFER_MAX=%d \n",
+              static_cast<int>(text.size() + 1), static_cast<int>(RAGD_BUFFER_MAX));
+        return fail(cmd, kBufferFailure);
+    }
+    buffer.put(text);
+    const int received =
+        varnock::sendRequest(buffer.frame(), kLargestFrame, RAGD_BUFFER_MAX, timeoutMs);
+    const unsigned int status =
+        received < 0 ? fail(cmd, static_cast<unsigned int>(-received))
+                     : acceptReply(cmd, buffer.text(static_cast<std::size_t>(received)));
+    if (Debug.IsOn(1)) {
+        Debug.Print(1,
+                    "CSwitchClient::Request: Receive response OC=0x%04X, OE=0x%04X, CB=0x%08X, "
+                    "OI=0x%08X, Status=0x%04X, len=%d\n",
+                    cmd.OpCode(), cmd.OpCodeExt(), cmd.CabinetNr(), cmd.ObjectId(), cmd.Status(),
+                    buffer.length());
+    }
+    return status;
+}
+
+unsigned int CSwitchClient::acceptReply(SipJson& cmd, const char* text) {
+    cmd.Import(text);
+    const unsigned int status = cmd.Status();
+    if (status == kSuccess || status == kSuccessToo) {
+        cmd.SetStatus(kSuccess);
+        return kSuccess;
+    }
+    if (Debug.IsOn(1)) {
+        Debug.Print(1,
+                    "CSwitchClient::Request: Got Unexpected Status of Command OC=0x%04X, "
+                    "OE=0x%04X (Status=0x%02X)\n",
+                    cmd.OpCode(), cmd.OpCodeExt(), status);
+    }
+    return status;
+}
