@@ -10,16 +10,17 @@ class VARNOCK_EXPORT CPciAddress {
     /// An empty address: bus -1, everything else 0.
     CPciAddress() = default;
 
+    /// An address of four unsigned numbers.
     CPciAddress(unsigned char bus, unsigned char device, unsigned char function,
                 unsigned short segment);
 
     /// Sets all four numbers; the segment is the last argument though the first field.
     void SetAddress(int bus, int device, int function, int segment);
 
-    int GetSegmentNo() const;
-    int GetBusNo() const;
-    int GetDeviceNo() const;
-    int GetFunctionNo() const;
+    int GetSegmentNo() const;   ///< The segment.
+    int GetBusNo() const;       ///< The bus; -1 when empty.
+    int GetDeviceNo() const;    ///< The device.
+    int GetFunctionNo() const;  ///< The function.
 
     /// True when the bus is -1 (0xFFFFFFFF).
     bool IsEmpty() const;
@@ -34,22 +35,22 @@ class VARNOCK_EXPORT CPciAddress {
 /// The common configuration header of the PCI Local Bus Specification: the first 64 bytes of a
 /// function's configuration space, little-endian.
 struct _PCI_COMMON_CONFIG_HEADER {
-    std::uint16_t vendorId;
-    std::uint16_t deviceId;
-    std::uint16_t command;
-    std::uint16_t status;
-    std::uint8_t revisionId;
-    std::uint8_t programmingInterface;
-    std::uint8_t subClass;
-    std::uint8_t baseClass;
-    std::uint8_t cacheLineSize;
-    std::uint8_t latencyTimer;
-    std::uint8_t headerType;  ///< bit 7: multi-function; bits 0 to 6: the layout, 0, 1 or 2
-    std::uint8_t bist;
-    std::uint8_t layoutPart[44];  ///< bytes 16 to 59, whose meaning depends on the layout
-    std::uint8_t interruptLine;
-    std::uint8_t interruptPin;
-    std::uint8_t layoutTail[2];
+    std::uint16_t vendorId;             ///< 0xFFFF where there is no function
+    std::uint16_t deviceId;             ///< the vendor's number of the device
+    std::uint16_t command;              ///< command register
+    std::uint16_t status;               ///< status register
+    std::uint8_t revisionId;            ///< the vendor's number of the revision
+    std::uint8_t programmingInterface;  ///< refines the subclass
+    std::uint8_t subClass;              ///< refines the base class
+    std::uint8_t baseClass;             ///< the kind of device
+    std::uint8_t cacheLineSize;         ///< in words of 32 bits
+    std::uint8_t latencyTimer;          ///< in bus clocks
+    std::uint8_t headerType;            ///< bit 7: multi-function; bits 0 to 6: the layout
+    std::uint8_t bist;                  ///< built-in self test
+    std::uint8_t layoutPart[44];        ///< bytes 16 to 59, whose meaning depends on the layout
+    std::uint8_t interruptLine;         ///< 255 for none
+    std::uint8_t interruptPin;          ///< 0 for none
+    std::uint8_t layoutTail[2];         ///< as `layoutPart`
 };
 
 /// A typed view of a configuration header, with English descriptions of its class. It adds no
@@ -66,15 +67,11 @@ class VARNOCK_EXPORT CPciCommonConfigHeader : public _PCI_COMMON_CONFIG_HEADER {
     /// functions by it; it is not a question for the base class.
     bool IsPciBrigdeDevice() const;
 
-    unsigned short GetVendorId() const;
-    unsigned short GetDeviceId() const;
-    unsigned char GetRevisionId() const;
-
-    /// @name Ids of the subsystem, 0 unless the layout is 0
-    /// @{
-    unsigned short GetSubVendorId() const;
-    unsigned short GetSubSystemId() const;
-    /// @}
+    unsigned short GetVendorId() const;     ///< The vendor.
+    unsigned short GetDeviceId() const;     ///< The device.
+    unsigned char GetRevisionId() const;    ///< The revision.
+    unsigned short GetSubVendorId() const;  ///< The subsystem's vendor; 0 unless the layout is 0.
+    unsigned short GetSubSystemId() const;  ///< The subsystem; 0 unless the layout is 0.
 
     /// The bus on the near side of a bridge of layout 1 or 2, else 0.
     unsigned char GetPrimaryBusNo() const;
@@ -90,9 +87,12 @@ class VARNOCK_EXPORT CPciCommonConfigHeader : public _PCI_COMMON_CONFIG_HEADER {
     /// The interrupt line; 0 when the header is not valid, has no interrupt pin or no line (255).
     unsigned char GetInterruptLine() const;
 
-    const char* GetBaseClassDescription() const;
-    const char* GetSubClassDescription() const;
+    const char* GetBaseClassDescription() const;  ///< `GetPciBaseClassDescription` of this one.
+    const char* GetSubClassDescription() const;   ///< `GetPciSubClassDescription` of this one.
 
+    /// The kind of device in English; "Unknown" for numbers without a meaning.
     static const char* GetPciBaseClassDescription(unsigned char baseClass);
+
+    /// The kind of device in English, as precise as base class, subclass and interface allow.
     static const char* GetPciSubClassDescription(const CPciCommonConfigHeader& header);
 };

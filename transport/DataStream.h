@@ -12,14 +12,16 @@
 /// Errors: sizes beyond what a vector can hold throw `std::length_error`.
 class VARNOCK_EXPORT CDataStream {
   public:
-    CDataStream();
+    CDataStream();  ///< An empty stream.
 
     /// A copy of `length` bytes; null gives an empty stream.
     CDataStream(const unsigned char* bytes, unsigned long length);
 
-    CDataStream(const CDataStream& other);
-    CDataStream(CDataStream&& other);
-    CDataStream& operator=(const CDataStream& other);
+    CDataStream(const CDataStream& other);             ///< Copies the bytes.
+    CDataStream(CDataStream&& other);                  ///< Takes the bytes and leaves none.
+    CDataStream& operator=(const CDataStream& other);  ///< Copies the bytes.
+
+    /// Exchanges the bytes.
     CDataStream& operator=(CDataStream&& other) noexcept;
     ~CDataStream() = default;
 
@@ -47,6 +49,7 @@ class VARNOCK_EXPORT CDataStream {
     /// this stream.
     CDataStream& SetDataStream(const unsigned char* bytes, unsigned long length);
 
+    /// Adds one byte at the end.
     void AppendDataByte(unsigned char value);
 
     /// The byte at `offset` and those behind it, owned by the stream; null from the end on.
@@ -60,7 +63,7 @@ class VARNOCK_EXPORT CDataStream {
 
     /// The vector itself, as the command record's stream operations take and fill it.
     std::vector<unsigned char>& Data() { return data_; }
-    const std::vector<unsigned char>& Data() const { return data_; }
+    const std::vector<unsigned char>& Data() const { return data_; }  ///< The vector, read only.
 
   private:
     bool holds(const unsigned char* address) const;

@@ -9,7 +9,9 @@
 /// Stateless: any thread, on documents of its own.
 namespace varnock {
 
+/// The command document: UTF-8, its values on the heap.
 using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator>;
+/// A value in it.
 using JsonValue = JsonDocument::ValueType;
 
 /// The first room of a parser's stack, in bytes.

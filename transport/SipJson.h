@@ -61,7 +61,7 @@ class VARNOCK_EXPORT SipJson {
 
     /// The array of commands, owned by the record; null when the document has none.
     Value* GetCmds();
-    const Value* GetCmds() const;
+    const Value* GetCmds() const;  ///< The same, read only.
 
     /// The current command, made as an empty object when it is missing; null when the document has
     /// no array of commands. A command from outside may be something else than an object.
@@ -75,12 +75,14 @@ class VARNOCK_EXPORT SipJson {
     /// `status` is `noStatus`. A document of a wrong shape is replaced; always true.
     bool SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
                 unsigned int cabinetNr, unsigned int status);
+
+    /// Sets "ST", also to 0.
     bool SetStatus(unsigned int status);
 
     /// Sets the data, a number on the wire whatever its width here, and then the status.
     bool SetDataByte(unsigned char value, unsigned int status);
-    bool SetDataWord(unsigned short value, unsigned int status);
-    bool SetDataDWord(unsigned int value, unsigned int status);
+    bool SetDataWord(unsigned short value, unsigned int status);  ///< As `SetDataByte`.
+    bool SetDataDWord(unsigned int value, unsigned int status);   ///< As `SetDataByte`.
 
     /// Sets the data, the text up to its NUL copied as it is (null: an empty text), and then the
     /// status. False also for a text of 4 GiB or more.
@@ -94,11 +96,11 @@ class VARNOCK_EXPORT SipJson {
     /// @name The numbers of the current command
     /// 0 when absent or no unsigned 32-bit number; `missingStatus` in the case of the status.
     /// @{
-    unsigned int OpCode() const;
-    unsigned int OpCodeExt() const;
-    unsigned int ObjectId() const;
-    unsigned int CabinetNr() const;
-    unsigned int Status() const;
+    unsigned int OpCode() const;     ///< "OC"
+    unsigned int OpCodeExt() const;  ///< "OE"
+    unsigned int ObjectId() const;   ///< "OI"
+    unsigned int CabinetNr() const;  ///< "CA"
+    unsigned int Status() const;     ///< "ST"
     /// @}
 
     /// `CmdStatusSuccess` of the status.
@@ -118,20 +120,24 @@ class VARNOCK_EXPORT SipJson {
     /// The data of the current command as a number, 0 when it is none. The three others are the
     /// same under other names: they do not mask.
     unsigned int UIntValue() const;
-    unsigned int DataByte() const;
-    unsigned int DataWord() const;
-    unsigned int DataDWord() const;
+    unsigned int DataByte() const;   ///< `UIntValue`
+    unsigned int DataWord() const;   ///< `UIntValue`
+    unsigned int DataDWord() const;  ///< `UIntValue`
 
     /// The data as a text: a string (with `offset` 0 alone), a block of bytes from `offset` up to
     /// its first zero byte, or null, which is an empty text. False for anything else; a block that
     /// ends before `offset`, or holds no bytes, also empties `out`, the rest leaves it untouched.
     bool GetCmdDataString(int index, std::string& out, unsigned long offset) const;
+
+    /// `GetCmdDataString` of the current command with offset 0.
     bool GetDataString(std::string& out) const;
 
     /// The data as bytes: a block; a string with a zero byte; a list of strings, each with a zero
     /// byte, and one more; a number, little-endian in its smallest width (1, 2, 4 or 8). False, and
     /// `out` untouched, for anything else.
     bool GetCmdDataStream(int index, std::vector<unsigned char>& out) const;
+
+    /// `GetCmdDataStream` of the current command.
     bool GetDataStream(std::vector<unsigned char>& out) const;
 
     /// The size of the data in bytes, every integer counting 8; 0 when there is none.
