@@ -1,6 +1,5 @@
 #include <cimple/String.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -45,8 +44,7 @@ bool equalBytesIgnoringCase(const char* a, const char* b, size_t n) {
 
 String::Rep* String::makeRep(size_t capacity) {
     capacity = roundUp(capacity);
-    auto* rep = static_cast<Rep*>(std::malloc(sizeof(Rep) + capacity + 1));
-    if (!rep) throw std::bad_alloc();
+    auto* rep = static_cast<Rep*>(::operator new(sizeof(Rep) + capacity + 1));
     Atomic_create(&rep->refs, 1);
     rep->capacity = capacity;
     rep->setSize(0);
@@ -54,7 +52,7 @@ String::Rep* String::makeRep(size_t capacity) {
 }
 
 void String::freeRep(Rep* rep) noexcept {
-    std::free(rep);
+    ::operator delete(rep);
 }
 
 void String::adopt(Rep* rep) noexcept {

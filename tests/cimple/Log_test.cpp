@@ -1,0 +1,53 @@
+#include <cimple/cimple.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "tests/support/TemporaryDirectory.h"
+
+using testing::ContainsRegex;
+
+namespace {
+
+std::string contents(const std::string& file) {
+    std::ifstream stream(file);
+    return (std::ostringstream() << stream.rdbuf()).str();
+}
+
+}  // namespace
+
+TEST(Log, AppendsALineForEachLevel) {
+    const varnock::test::TemporaryDirectory home;
+    ::setenv("CIMPLE_HOME", home.path().c_str(), 1);
+    CIMPLE_FATAL(("one %d", 1));
+    CIMPLE_ERR(("two"));
+    CIMPLE_WARN(("three"));
+    CIMPLE_INFO(("four"));
+    CIMPLE_DBG(("five"));
+    const std::string text = contents(home.file("messages"));
+    EXPECT_THAT(text, ContainsRegex("FATAL [^ ]*Log_test.cpp\\([0-9]+\\): one 1\n"));
+    EXPECT_THAT(text, ContainsRegex(" ERR [^\n]*: two\n"));
+    EXPECT_THAT(text, ContainsRegex(" WARN [^\n]*: three\n"));
+    EXPECT_THAT(text, ContainsRegex(" INFO [^\n]*: four\n"));
+    EXPECT_THAT(text, ContainsRegex(" DBG [^\n]*: five\n"));
+}
+
+TEST(Log, IsSilentWithoutADirectory) {
+    ::unsetenv("CIMPLE_HOME");
+    CIMPLE_ERR(("dropped"));
+    ::setenv("CIMPLE_HOME", "", 1);
+    CIMPLE_ERR(("dropped"));
+    ::setenv("CIMPLE_HOME", "/nonexistent/directory", 1);
+    testing::internal::CaptureStderr();
+    CIMPLE_ERR(("dropped"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(Log, LevelsAreOrdered) {
+    using namespace cimple;
+    EXPECT_TRUE(LL_FATAL < LL_ERR && LL_ERR < LL_WARN && LL_WARN < LL_INFO && LL_INFO < LL_DBG);
+}
