@@ -1,10 +1,9 @@
 #pragma once
 
-#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <functional>
-#include <memory>
+#include <cstring>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -52,7 +51,7 @@ class Array {
     const T& operator[](size_t pos) const noexcept { return data()[pos]; }
 
     void reserve(size_t n) {
-        if (!rep_ || n > rep_->capacity) grow(std::max(n, minimumCapacity));
+        if (!rep_ || n > rep_->capacity) grow(n < minimumCapacity ? minimumCapacity : n);
     }
 
     /// New elements are zero or default-constructed.
@@ -60,32 +59,33 @@ class Array {
         if (n < size()) destroyFrom(n);
         if (n == size()) return;
         reserve(n);
-        while (rep_->size < n) {
-            ::new (static_cast<void*>(data() + rep_->size)) T();
-            rep_->size++;
-        }
+        while (rep_->size < n) construct();
     }
 
     /// The new elements may be elements of this array, here and in `append` and `prepend`.
     void insert(size_t pos, const T* elements, size_t n) {
-        const size_t oldSize = size();
-        append(elements, n);
-        if (pos < oldSize) std::rotate(data() + pos, data() + oldSize, data() + size());
+        if (pos >= size()) return append(elements, n);
+        Array all;
+        const size_t needed = size() + checked(n);
+        all.reserve(needed < capacity() ? capacity() : needed);
+        all.append(data(), pos);
+        all.append(elements, n);
+        all.append(data() + pos, size() - pos);
+        swap(all);
     }
     void insert(size_t pos, const T& x) { insert(pos, &x, 1); }
 
     void append(const T* elements, size_t n) {
         if (!elements || n == 0) return;
-        const T* begin = data();
-        const bool own = begin && !std::less<const T*>()(elements, begin) &&
-                         std::less<const T*>()(elements, begin + size());
-        const size_t position = own ? static_cast<size_t>(elements - begin) : 0;
-        if (n > maximumCapacity - size()) throw std::bad_alloc();
-        reserve(size() + n);
-        if (own) elements = data() + position;
-        for (size_t i = 0; i < n; i++) {
-            ::new (static_cast<void*>(data() + rep_->size)) T(elements[i]);
-            rep_->size++;
+        const T* before = data();
+        const bool own = before && holds(elements);
+        reserve(size() + checked(n));
+        if (own) elements = data() + (elements - before);
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            std::memcpy(data() + size(), elements, n * sizeof(T));
+            rep_->size += n;
+        } else {
+            for (size_t i = 0; i < n; i++) construct(elements[i]);
         }
     }
     void append(const T& x) { append(&x, 1); }
@@ -95,9 +95,9 @@ class Array {
 
     void remove(size_t pos, size_t n) {
         if (pos >= size()) return;
-        n = std::min(n, size() - pos);
-        std::move(data() + pos + n, data() + size(), data() + pos);
-        destroyFrom(size() - n);
+        const size_t left = n < size() - pos ? size() - n : pos;
+        for (size_t i = pos; i < left; i++) data()[i] = data()[i + n];
+        destroyFrom(left);
     }
     void remove(size_t pos) { remove(pos, 1); }
 
@@ -144,37 +144,53 @@ class Array {
         return array;
     }
 
-    void grow(size_t capacity) {
-        static_assert(alignof(T) <= alignof(Rep));
-        if (capacity > maximumCapacity) throw std::bad_alloc();
-        const size_t count = size();
-        const size_t bytes = sizeof(Rep) + capacity * sizeof(T);
-        Rep* rep = nullptr;
-        if constexpr (std::is_trivially_copyable_v<T>) {
-            rep = static_cast<Rep*>(std::realloc(static_cast<void*>(rep_), bytes));
-            if (!rep) throw std::bad_alloc();
-        } else {
-            rep = moveTo(bytes);
-        }
-        rep->size = count;
-        rep->capacity = capacity;
-        rep_ = rep;
+    /// `n`, if that many elements more are possible at all.
+    size_t checked(size_t n) const {
+        if (n > maximumCapacity - size()) throw std::bad_alloc();
+        return n;
     }
 
-    Rep* moveTo(size_t bytes) {
-        std::unique_ptr<void, void (*)(void*)> block(std::malloc(bytes), std::free);
-        if (!block) throw std::bad_alloc();
-        auto* rep = static_cast<Rep*>(block.get());
-        std::uninitialized_move(data(), data() + size(), elementsOf(rep));
-        destroyFrom(0);
-        std::free(rep_);
-        return static_cast<Rep*>(block.release());
+    bool holds(const T* element) const noexcept {
+        const auto place = reinterpret_cast<std::uintptr_t>(element);
+        return place >= reinterpret_cast<std::uintptr_t>(data()) &&
+               place < reinterpret_cast<std::uintptr_t>(data() + size());
+    }
+
+    /// Makes one more element. REQUIRES: size() < capacity().
+    template <class... From>
+    void construct(From&&... from) {
+        ::new (static_cast<void*>(data() + rep_->size)) T(std::forward<From>(from)...);
+        rep_->size++;
+    }
+
+    /// Only plain values may be moved by the allocator.
+    void grow(size_t capacity) {
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            rep_ = makeRep(rep_, size(), capacity);
+        } else {
+            Array bigger;
+            bigger.rep_ = makeRep(nullptr, 0, capacity);
+            for (size_t i = 0; i < size(); i++) bigger.construct(std::move(data()[i]));
+            swap(bigger);
+        }
+    }
+
+    static Rep* makeRep(Rep* old, size_t size, size_t capacity) {
+        static_assert(alignof(T) <= alignof(Rep));
+        if (capacity > maximumCapacity) throw std::bad_alloc();
+        const size_t bytes = sizeof(Rep) + capacity * sizeof(T);
+        auto* rep = static_cast<Rep*>(std::realloc(static_cast<void*>(old), bytes));
+        if (!rep) throw std::bad_alloc();
+        rep->size = size;
+        rep->capacity = capacity;
+        return rep;
     }
 
     void destroyFrom(size_t pos) noexcept {
-        if (!rep_) return;
-        std::destroy(data() + pos, data() + rep_->size);
-        rep_->size = pos;
+        if constexpr (!std::is_trivially_destructible_v<T>) {
+            for (size_t i = size(); i > pos; i--) data()[i - 1].~T();
+        }
+        if (rep_) rep_->size = pos;
     }
 
     Rep* rep_;
@@ -182,7 +198,11 @@ class Array {
 
 template <class T>
 inline bool operator==(const Array<T>& a, const Array<T>& b) {
-    return a.size() == b.size() && std::equal(a.data(), a.data() + a.size(), b.data());
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); i++) {
+        if (!(a[i] == b[i])) return false;
+    }
+    return true;
 }
 
 template <class T>

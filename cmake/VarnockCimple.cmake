@@ -14,9 +14,11 @@ function(varnock_generate_classes prefix mof directory)
   file(MAKE_DIRECTORY ${fresh} ${directory})
   file(COPY_FILE ${mof} ${fresh}/repository.mof)
   separate_arguments(options UNIX_COMMAND "${VARNOCK_GENCLASS_OPTIONS}")
+  set(library_path ${prefix}/lib64 ${prefix}/lib $ENV{LD_LIBRARY_PATH})
+  list(JOIN library_path ":" library_path)
   execute_process(
     COMMAND ${CMAKE_COMMAND} -E env
-      LD_LIBRARY_PATH=${prefix}/lib64:${prefix}/lib:$ENV{LD_LIBRARY_PATH}
+      LD_LIBRARY_PATH=${library_path}
       ${genclass} ${options} -r KRM_TBLComputerSystem KRM_TBLConcreteJob
     WORKING_DIRECTORY ${fresh}
     OUTPUT_VARIABLE output ERROR_VARIABLE output
@@ -66,6 +68,9 @@ function(varnock_import_cimple prefix mof)
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/varnock/cimple/generated
     COMPONENT development
     FILES_MATCHING PATTERN "*.h")
-  set_property(GLOBAL APPEND PROPERTY VARNOCK_INSTALL_TARGETS
-    varnock_cimple varnock_cimple_classes)
+  cmake_path(GET cimple_library PARENT_PATH folder)
+  set_property(GLOBAL PROPERTY VARNOCK_CIMPLE_TARGETS varnock_cimple varnock_cimple_classes)
+  set_property(GLOBAL PROPERTY VARNOCK_CIMPLE_PKG_LIBS
+    -lvarnock_cimple_classes -L${folder} -lcimple)
+  set_property(GLOBAL PROPERTY VARNOCK_CIMPLE_PKG_CFLAGS -isystem ${cimple_includes})
 endfunction()

@@ -10,19 +10,14 @@ foreach(header IN LISTS headers)
     COMPONENT development)
 endforeach()
 
-# The subset is a library of this project and installed with it; a real framework is found where
-# it stands and is part of the package's interface only by its path.
-set(targets varnock_cim_provider)
-if(NOT VARNOCK_CIMPLE_ROOT)
-  list(APPEND targets varnock_cimple)
-  set(VARNOCK_CIMPLE_PKG_LIBS -lvarnock_cimple)
-else()
-  set(VARNOCK_CIMPLE_PKG_LIBS -L${VARNOCK_CIMPLE_LIBRARY_DIR} -lcimple)
-  set(VARNOCK_CIMPLE_PKG_CFLAGS -isystem ${VARNOCK_CIMPLE_ROOT}/include)
-endif()
-install(TARGETS ${targets}
+# cimple::cimple says itself what of it is installed, and what pkg-config tells of it.
+get_property(cimple_targets GLOBAL PROPERTY VARNOCK_CIMPLE_TARGETS)
+get_property(VARNOCK_CIMPLE_PKG_LIBS GLOBAL PROPERTY VARNOCK_CIMPLE_PKG_LIBS)
+get_property(VARNOCK_CIMPLE_PKG_CFLAGS GLOBAL PROPERTY VARNOCK_CIMPLE_PKG_CFLAGS)
+install(TARGETS varnock_cim_provider ${cimple_targets}
   EXPORT VarnockCIMTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${CMAKE_INSTALL_INCLUDEDIR}/varnock)
 install(EXPORT VarnockCIMTargets
   NAMESPACE Varnock::

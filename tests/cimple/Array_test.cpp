@@ -139,6 +139,18 @@ TEST(Array, TakesItsOwnElements) {
     EXPECT_EQ(n[8], 0);
 }
 
+TEST(Array, InsertKeepsReservedRoom) {
+    Array_uint16 a = numbers(2);
+    a.reserve(100);
+    a.insert(0, 7);
+    a.insert(1, nullptr, 3);
+    expectElements<uint16>(a, {7, 0, 1});
+    EXPECT_EQ(a.capacity(), 100U);
+    EXPECT_THROW(a.insert(0, a.data(), npos), std::bad_alloc);
+    EXPECT_THROW(a.append(a.data(), npos), std::bad_alloc);
+    EXPECT_EQ(a.size(), 3U);
+}
+
 TEST(Array, ResizeGivesDefaults) {
     Array_uint16 a = numbers(2);
     a.resize(4);

@@ -1,0 +1,10 @@
+# A provider library and a program, as a room of the project sees the framework.
+set(folder ${CMAKE_CURRENT_LIST_DIR})
+add_library(switch_provider SHARED ${folder}/provider.cpp)
+add_executable(switch_consumer ${folder}/main.cpp)
+foreach(target switch_provider switch_consumer)
+  varnock_harden(${target})
+  varnock_source_root(${target} PRIVATE)
+  target_link_libraries(${target} PRIVATE cimple::cimple)
+endforeach()
+target_link_libraries(switch_consumer PRIVATE switch_provider)

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <cimple/cimple.h>
+
+#include "KRM_TBLConcreteJob.h"
+
+cimple::Ref<cimple::KRM_TBLConcreteJob> makeJob();

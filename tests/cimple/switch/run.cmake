@@ -1,0 +1,51 @@
+# cmake -DSOURCE=… -DLIBRARY=… -DGENERATOR=… -DOPTIONS=… -P run.cmake: makes a prefix that looks like
+# an installed framework, configures the project against it and builds and runs a consumer.
+cmake_minimum_required(VERSION 3.25)
+
+# An installed framework is never within the source tree, and CMake refuses to export one that is.
+execute_process(COMMAND mktemp -d --tmpdir varnock-switch.XXXXXX
+  OUTPUT_VARIABLE work OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+set(prefix ${work}/prefix)
+
+file(GLOB headers ${SOURCE}/cimple/*.h)
+file(COPY ${headers} DESTINATION ${prefix}/include/cimple)
+file(APPEND ${prefix}/include/cimple/config.h "\n#define HEADER_OF_THE_PREFIX\n")
+# A header with a warning: the project must take the prefix as system headers.
+file(APPEND ${prefix}/include/cimple/config.h "inline int notUsed(int argument) { int x; return 0; }\n")
+file(GLOB classes ${SOURCE}/cimple/generated/*)
+file(COPY ${classes} DESTINATION ${prefix}/share/classes)
+file(COPY ${CMAKE_CURRENT_LIST_DIR}/genclass DESTINATION ${prefix}/bin)
+file(COPY ${LIBRARY} DESTINATION ${prefix}/lib64)
+
+function(fail text)
+  file(REMOVE_RECURSE ${work})
+  message(FATAL_ERROR "${text}")
+endfunction()
+
+function(run)
+  execute_process(COMMAND ${ARGV}
+    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  if(NOT result EQUAL 0)
+    fail("${ARGV}: ${result}\n${output}")
+  endif()
+  set(output ${output} PARENT_SCOPE)
+endfunction()
+
+set(build ${work}/build)
+run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE} -B ${build}
+  -DCMAKE_PROJECT_VarnockCIM_INCLUDE=${CMAKE_CURRENT_LIST_DIR}/defer.cmake
+  -DVARNOCK_CIMPLE_ROOT=${prefix}
+  -DVARNOCK_GENCLASS_OPTIONS=-M/schema/CIM.mof
+  -DVARNOCK_BUILD_TESTS=OFF -DVARNOCK_BUILD_AGENT=OFF -DVARNOCK_BUILD_CLI=OFF
+  -DVARNOCK_BUILD_EXAMPLES=OFF
+  ${OPTIONS})
+run(${CMAKE_COMMAND} --build ${build} --target switch_consumer)
+run(${build}/bin/switch_consumer)
+
+# Configuring again with the same classes rebuilds nothing.
+run(${CMAKE_COMMAND} ${build})
+run(${CMAKE_COMMAND} --build ${build} --target switch_consumer)
+if(output MATCHES "Building")
+  fail("The classes were compiled again:\n${output}")
+endif()
+file(REMOVE_RECURSE ${work})
