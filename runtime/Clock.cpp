@@ -46,17 +46,25 @@ class SystemClock final : public Clock {
     }
 };
 
-// Constant-initialised and without a destructor that does anything: the trace reads the clock
-// before the first constructor and after the last destructor.
-constinit SystemClock systemClock;
-constinit std::atomic<Clock*> current{&systemClock};
+// The trace reads the clock before the first constructor and after the last destructor, so the
+// clock is constant-initialised and never destroyed: its destructor would take its functions away.
+union Undestroyed {
+    constexpr Undestroyed() : clock() {}
+    constexpr ~Undestroyed() {}
+    SystemClock clock;
+};
+constinit Undestroyed systemClock;
+constinit std::atomic<Clock*> current{&systemClock.clock};
 
 }  // namespace
 
-Clock& Clock::instance() { return *current.load(std::memory_order_acquire); }
+Clock& Clock::instance() {
+    return *current.load(std::memory_order_acquire);
+}
 
 Clock* Clock::replace(Clock* clock) {
-    return current.exchange(clock != nullptr ? clock : &systemClock, std::memory_order_acq_rel);
+    return current.exchange(clock != nullptr ? clock : &systemClock.clock,
+                            std::memory_order_acq_rel);
 }
 
 }  // namespace varnock

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/FixedClock.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/QuietDebug.h"
@@ -122,6 +123,18 @@ TEST(Debug, WritesHeaderAndNewlineForWhatCannotBeFormatted) {
     const wchar_t invalid[] = {wchar_t{0x7FFFFFFF}, 0};
     Debug.Print(1, "before %ls", invalid);
     EXPECT_THAT(trace.text(), EndsWith("]: \n"));
+}
+
+TEST(Debug, DropsAnEntryThatThereIsNoMemoryFor) {
+    TraceCapture trace;
+    const std::string format = std::string(600, 'f') + "%S";
+    {
+        const FailingAllocation failure(1);
+        Debug.Print(1, format.c_str(), "text");
+        EXPECT_TRUE(failure.happened());
+    }
+    Debug.Print(1, "next");
+    EXPECT_THAT(trace.messages(), ElementsAre("next"));
 }
 
 TEST(Debug, TakesPlainCharactersForCapitalS) {

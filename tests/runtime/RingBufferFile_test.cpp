@@ -14,6 +14,7 @@
 #include <optional>
 #include <string>
 
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceFile.h"
 
@@ -579,6 +580,19 @@ TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenItCannotBeMapped) {
     };
     EXPECT_EQ(failToOpen(path_),
               "Error 12 mmap'ing to log file PATH (131072), try logging to stderr.\n");
+    EXPECT_FALSE(exists());
+}
+
+TEST_F(RingBufferFileTest, LeavesNoFileBehindWithoutMemory) {
+    const std::string reason = [&] {
+        const FailingAllocation failure(1);
+        EXPECT_EQ(
+            RingBufferFile::open(path_.c_str(), kSize, kStart, kFiller, failure_, sizeof failure_),
+            nullptr);
+        EXPECT_TRUE(failure.happened());
+        return failure_;
+    }();
+    EXPECT_THAT(reason, StartsWith("Error 12 mmap'ing to log file "));
     EXPECT_FALSE(exists());
 }
 
