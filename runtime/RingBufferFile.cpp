@@ -325,9 +325,10 @@ std::unique_ptr<RingBufferFile> RingBufferFile::open(const char* path, std::int6
     CancellationGuard wholeOpening;
     Opening opening(path, size, startTime, filler);
     std::unique_ptr<RingBufferFile> file(new (std::nothrow) RingBufferFile);
-    const bool mapped = opening.run() &&
-                        ((file != nullptr && file->map(opening.descriptor(), opening.usedSize())) ||
-                         opening.fail(kMappingFailed, errno));
+    const bool mapped =
+        file == nullptr ? opening.fail(kMappingFailed, ENOMEM)
+                        : opening.run() && (file->map(opening.descriptor(), opening.usedSize()) ||
+                                            opening.fail(kMappingFailed, errno));
     if (!mapped) {
         opening.describeFailure(failure, failureSize);
         return nullptr;
