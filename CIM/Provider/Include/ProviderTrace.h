@@ -1,6 +1,7 @@
 #pragma once
 
 #include "runtime/Debug.h"
+#include "runtime/TraceAt.h"
 
 /// Every trace text of the provider layer begins with this tag.
 #define VARNOCK_TRACE_TAG "\nKRM_TBL             : "

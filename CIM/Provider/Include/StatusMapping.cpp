@@ -27,8 +27,8 @@ uint32 toStatus(const char* function, CimError error, std::span<const Row> rows,
         }
     }
     if (error != CIM_ERR_FAILED) {
-        varnock::trace(1, VARNOCK_TRACE_TAG "%s(): unknown CimError code: %d", function,
-                       static_cast<int>(error));
+        varnock::traceAt(1, VARNOCK_TRACE_TAG "%s(): unknown CimError code: %d", function,
+                         static_cast<int>(error));
     }
     return failed;
 }

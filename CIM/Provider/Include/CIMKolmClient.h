@@ -1,0 +1,77 @@
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+#include "CIM/Provider/Include/KOLMClient.h"
+#include "transport/SwitchClient.h"
+#include "util/Export.h"
+
+/// The process's connection to the agent: counts who is attached, reads the node's settings on the
+/// first attach and hands the agent's events to the listener.
+///
+/// Thread-safety: any thread may call any operation.
+class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOLMEvents {
+  public:
+    /// Result of Attach(): attached before, or attaching is not allowed.
+    static constexpr unsigned int alreadyAttached = 0x00040001;
+    /// The result that means that the agent refused for lack of rights.
+    static constexpr unsigned int accessRefused = 0x00040009;
+
+    CCIMKolmClient();
+    ~CCIMKolmClient() override;
+
+    /// Attaches, or counts one more attach. Returns 0 on a new attach, alreadyAttached, or the last
+    /// error. `name` is the application's name in traces; a new attach calls Init().
+    unsigned int Attach(std::string name, int impersonate);
+    /// Undoes one Attach(); the last one ends the process's request connections. Returns 0.
+    unsigned int Detach();
+    /// Sends the command, which becomes the reply. Returns its status; 0 is success.
+    unsigned int KolmRequest(SipJson& command, int reserved);
+    /// Reads the node's settings from the agent. What cannot be read keeps its value, except that
+    /// accounts are checked when the agent does not say.
+    void Init();
+
+    /// While attaching is not allowed, Attach() leaves a detached client detached.
+    void AllowAttach(bool allow);
+
+    unsigned int CabinetNr() const;  ///< of this node; 0 until read
+    std::string HostName() const;    ///< UTF-8; empty until read
+    std::string UserGroup() const;   ///< the configured user group; empty when there is none
+    bool AccountCheck() const;       ///< whether accounts are to be checked
+
+    /// The result code for the status of a command, as management providers report it.
+    static unsigned int cmdStatus2hResult(unsigned int status);
+
+    /// Called by the event thread for each event.
+    void Event(SipJson& event) override;
+    bool enableEvents() override;
+    bool disableEvents() override;
+    provider::KOLMEventsListener* setListener(provider::KOLMEventsListener* listener) override;
+
+  private:
+    bool attachSwitch(std::string name, int impersonate, unsigned int& result);
+    bool readSetting(SipJson& record, unsigned int opcode, unsigned int opcodeExt,
+                     unsigned int cabinet);
+    void readCabinetNr();
+    void readHostName();
+    void readAccountCheck();
+    void readUserGroup();
+    void readText(const SipJson& record, std::string& field);
+
+    std::atomic<int> attachAllowed_ = 1;
+    std::atomic<int> impersonate_ = 0;
+    std::string applicationName_;
+    std::string userGroup_;
+    std::atomic<int> accountCheck_ = 1;
+    std::string hostName_;
+    std::atomic<unsigned int> cabinetNr_ = 0;
+    long attachCount_ = 0;
+    std::atomic<provider::KOLMEventsListener*> listener_ = nullptr;
+    // Guards attaching and detaching, and the texts. Never held while a request is sent.
+    mutable std::mutex mutex_;
+};
+
+/// Built when the library is loaded, destroyed at exit; attached while a KOLMClient lives.
+extern VARNOCK_EXPORT CCIMKolmClient KOLMSwitch;

@@ -1,0 +1,127 @@
+#include "CIM/Provider/Include/KOLMClient.h"
+
+#include <utility>
+
+#include "CIM/Provider/Include/CIMKolmClient.h"
+#include "CIM/Provider/Include/Exceptions.h"
+#include "CIM/Provider/Include/HelperComputerSystem.h"
+#include "CIM/Provider/Include/KOLMClientImpl.h"
+#include "CIM/Provider/Include/ProviderTrace.h"
+#include "runtime/Cancellation.h"
+#include "transport/SipJson.h"
+
+namespace provider {
+
+using varnock::traceAt;
+
+namespace {
+
+constexpr const char* sourceName = "CIM/Provider/Include/KOLMClient";
+
+}  // namespace
+
+KOLMEvents::~KOLMEvents() = default;
+
+CLocalKOLM::~CLocalKOLM() = default;
+
+int CLocalKOLM::Attach(std::string name, int impersonate) {
+    switch (KOLMSwitch.Attach(std::move(name), impersonate)) {
+        case CCIMKolmClient::accessRefused:
+            return KOLM_ACCESS_DENIED;
+        case 0:
+        case CCIMKolmClient::alreadyAttached:
+            return KOLM_SUCCESS;
+        default:
+            return KOLM_FAILED;
+    }
+}
+
+int CLocalKOLM::Detach() {
+    return KOLMSwitch.Detach() == 0 ? KOLM_SUCCESS : KOLM_FAILED;
+}
+
+int CLocalKOLM::KolmRequest(SipJson& command) {
+    switch (KOLMSwitch.KolmRequest(command, 1)) {
+        case CCIMKolmClient::accessRefused:
+            return KOLM_ACCESS_DENIED;
+        case 0:
+            return KOLM_SUCCESS;
+        default:
+            return KOLM_FAILED;
+    }
+}
+
+KOLMEvents* CLocalKOLM::kolmEvents() {
+    return &KOLMSwitch;
+}
+
+int KolmClientFactory::GetKolmClient(IVirtualKOLM** out) {
+    if (out == nullptr) {
+        return KOLM_INVALID_ARGUMENT;
+    }
+    *out = &LocalKolmClient;
+    return KOLM_SUCCESS;
+}
+
+KOLMClient::~KOLMClient() = default;
+
+bool KOLMClient::notThrowStatus(SipJson& reply) {
+    const unsigned int status = reply.Status();
+    return status == 19 || status == 25;
+}
+
+KOLMClientImpl::KOLMClientImpl(std::string name, Factory factory) : name_(std::move(name)) {
+    traceAt(5, VARNOCK_TRACE_TAG "KOLMClientImpl::KOLMClientImpl()");
+    if (factory(&client_) != KOLM_SUCCESS) {
+        traceAndThrow(
+            BaseException(sourceName, __LINE__, "KOLMClientImpl(): GetKolmClient() failed"));
+    }
+    if (client_->Attach(name_, 1) == KOLM_SUCCESS) {
+        attached_ = true;
+    } else {
+        traceAt(1, VARNOCK_TRACE_TAG "Failed to attach Kolm Client");
+    }
+}
+
+KOLMClientImpl::~KOLMClientImpl() {
+    const varnock::CancellationGuard uncancelled;
+    traceAt(5, VARNOCK_TRACE_TAG "KOLMClientImpl::~KOLMClientImpl()");
+    if (attached_) {
+        client_->Detach();
+    }
+}
+
+int KOLMClientImpl::request(SipJson& command) {
+    attachIfNecessary();
+    const int result = client_->KolmRequest(command);
+    if (result == KOLM_ACCESS_DENIED) {
+        traceAndThrow(CimErrorException(
+            sourceName, __LINE__, "KOLMClientImpl(): KolmRequest() failed", CIM_ERR_ACCESS_DENIED));
+    }
+    return result;
+}
+
+KOLMEvents* KOLMClientImpl::events() {
+    return client_->kolmEvents();
+}
+
+// No lock is held while attaching sends its requests. Of two threads that attach at the same time,
+// the later gives its attach back, so the client holds one in the end.
+void KOLMClientImpl::attachIfNecessary() {
+    if (attached_) {
+        return;
+    }
+    if (client_->Attach(name_, 1) != KOLM_SUCCESS) {
+        traceAndThrow(
+            BaseException(sourceName, __LINE__, "AttachClientIfNecessary(): Attach() failed"));
+    }
+    if (attached_.exchange(true)) {
+        client_->Detach();
+    }
+}
+
+ShPtr<KOLMClient> getKOLMClient(const cimple::String& name) {
+    return ShPtr<KOLMClient>(new KOLMClientImpl(StringToSTDSTRING(name)));
+}
+
+}  // namespace provider

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "CIM/Provider/Include/KOLMClient.h"
+
+namespace provider {
+
+/// The client that getKOLMClient() hands out. It holds one attach, from its construction or its
+/// first successful request on until it goes. Internal, not installed.
+///
+/// Thread-safety: any thread may call any operation.
+class KOLMClientImpl final : public KOLMClient {
+  public:
+    using Factory = int (*)(IVirtualKOLM** out);
+
+    explicit KOLMClientImpl(std::string name, Factory factory = KolmClientFactory::GetKolmClient);
+    KOLMClientImpl(const KOLMClientImpl&) = delete;
+    KOLMClientImpl& operator=(const KOLMClientImpl&) = delete;
+    ~KOLMClientImpl() override;
+
+    int request(SipJson& command) override;
+    KOLMEvents* events() override;
+
+  private:
+    void attachIfNecessary();
+
+    const std::string name_;
+    std::atomic<bool> attached_ = false;
+    IVirtualKOLM* client_ = nullptr;
+};
+
+}  // namespace provider

@@ -1,0 +1,217 @@
+#include "CIM/Provider/Include/KOLMClient.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstddef>
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CIM/Provider/Include/CIMKolmClient.h"
+#include "CIM/Provider/Include/Exceptions.h"
+#include "tests/support/FailingAllocation.h"
+#include "tests/support/ScriptedAgent.h"
+#include "tests/support/TraceCapture.h"
+#include "transport/SipJson.h"
+
+// Detaching the last time ends the requests of a process for good, so every test is a process of
+// its own, as ctest runs them.
+namespace provider {
+namespace {
+
+using varnock::test::AgentReply;
+using varnock::test::AgentRequest;
+using varnock::test::numberData;
+using varnock::test::ScriptedAgent;
+using varnock::test::TraceCapture;
+
+constexpr unsigned int opcodeNumberFans = 0x0300;
+
+class KOLMClientTest : public testing::Test {
+  protected:
+    KOLMClientTest() {
+        agent.handle([this](const AgentRequest& request) {
+            return request.opcode == opcodeNumberFans ? AgentReply::status(fanStatus, numberData(4))
+                                                      : AgentReply::ok();
+        });
+    }
+
+    static int askFans(KOLMClient& client) {
+        SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+        return client.request(record);
+    }
+    static int askFans(IVirtualKOLM& client) {
+        SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+        return client.KolmRequest(record);
+    }
+
+    std::atomic<unsigned int> fanStatus = 0;
+    ScriptedAgent agent;
+};
+
+TEST_F(KOLMClientTest, TwoClientsAttachOnceAndDetachWithTheLast) {
+    {
+        const ShPtr<KOLMClient> first = getKOLMClient("first");
+        EXPECT_TRUE(KOLMSwitch.IsAttached());
+        EXPECT_EQ(agent.requests().size(), 4u);
+        {
+            const ShPtr<KOLMClient> second = getKOLMClient("second");
+            EXPECT_EQ(agent.requests().size(), 4u);
+            const ShPtr<KOLMClient> shared = second;
+        }
+        EXPECT_TRUE(KOLMSwitch.IsAttached());
+        EXPECT_EQ(askFans(*first), 0);
+    }
+    EXPECT_FALSE(KOLMSwitch.IsAttached());
+}
+
+TEST_F(KOLMClientTest, RequestBecomesTheReply) {
+    const ShPtr<KOLMClient> client = getKOLMClient("name");
+    SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+    EXPECT_EQ(client->request(record), 0);
+    EXPECT_TRUE(record.HasReplyData());
+    EXPECT_EQ(record.DataByte(), 4u);
+}
+
+TEST_F(KOLMClientTest, NameOfTheClientIsTraced) {
+    const TraceCapture trace(4);
+    const ShPtr<KOLMClient> client = getKOLMClient("Fan_Provider");
+    EXPECT_TRUE(trace.contains("KRM_TBL             : Attach Fan_Provider to SWITCH"));
+}
+
+TEST_F(KOLMClientTest, FailedRequestIsReturnedWithItsStatus) {
+    const ShPtr<KOLMClient> client = getKOLMClient("name");
+    for (const unsigned int status : {1u, 19u, 21u, 24u, 25u, 255u}) {
+        fanStatus = status;
+        SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+        EXPECT_EQ(client->request(record), 2) << status;
+        EXPECT_EQ(record.Status(), status);
+    }
+    fanStatus = 12;
+    EXPECT_EQ(askFans(*client), 0);
+}
+
+TEST_F(KOLMClientTest, AccessRefusedIsRaised) {
+    const ShPtr<KOLMClient> client = getKOLMClient("name");
+    fanStatus = 262153;
+    try {
+        askFans(*client);
+        FAIL() << "no exception";
+    } catch (const CimErrorException& denied) {
+        EXPECT_EQ(denied.getCimError(), CIM_ERR_ACCESS_DENIED);
+        const std::string text = denied.toString().c_str();
+        EXPECT_NE(text.find("message=\"KOLMClientImpl(): KolmRequest() failed\" cimErr=2"),
+                  std::string::npos)
+            << text;
+    }
+    fanStatus = 0;
+    EXPECT_EQ(askFans(*client), 0);
+}
+
+TEST_F(KOLMClientTest, RequestsAfterTheLastDetachFail) {
+    { const ShPtr<KOLMClient> client = getKOLMClient("name"); }
+    const ShPtr<KOLMClient> later = getKOLMClient("later");
+    SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+    EXPECT_EQ(later->request(record), 2);
+    EXPECT_EQ(record.Status(), 3u);
+}
+
+TEST_F(KOLMClientTest, ManyThreadsShareOneClient) {
+    const ShPtr<KOLMClient> client = getKOLMClient("name");
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([client] {
+            for (int turn = 0; turn < 20; ++turn) {
+                EXPECT_EQ(askFans(*client), 0);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+TEST_F(KOLMClientTest, ClientsMayComeAndGoInManyThreads) {
+    const ShPtr<KOLMClient> kept = getKOLMClient("kept");
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([] {
+            for (int turn = 0; turn < 10; ++turn) {
+                EXPECT_EQ(askFans(*getKOLMClient("passing")), 0);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_TRUE(KOLMSwitch.IsAttached());
+    EXPECT_EQ(askFans(*kept), 0);
+}
+
+TEST_F(KOLMClientTest, EventsAreThoseOfTheSwitch) {
+    const ShPtr<KOLMClient> client = getKOLMClient("name");
+    EXPECT_EQ(client->events(), static_cast<KOLMEvents*>(&KOLMSwitch));
+    EXPECT_EQ(LocalKolmClient.kolmEvents(), client->events());
+}
+
+TEST_F(KOLMClientTest, LocalClientCountsRefusedAttachesAsSuccess) {
+    KOLMSwitch.AllowAttach(false);
+    EXPECT_EQ(LocalKolmClient.Attach("name", 1), 0);
+    EXPECT_FALSE(KOLMSwitch.IsAttached());
+    EXPECT_TRUE(agent.requests().empty());
+
+    const ShPtr<KOLMClient> client = getKOLMClient("name");
+    EXPECT_EQ(askFans(*client), 0);
+}
+
+TEST_F(KOLMClientTest, LocalClientAttachesAndDetachesTheSwitch) {
+    EXPECT_EQ(LocalKolmClient.Attach("name", 0), 0);
+    EXPECT_EQ(LocalKolmClient.Attach("name", 0), 0);
+    EXPECT_EQ(LocalKolmClient.Detach(), 0);
+    EXPECT_TRUE(KOLMSwitch.IsAttached());
+    EXPECT_EQ(LocalKolmClient.Detach(), 0);
+    EXPECT_FALSE(KOLMSwitch.IsAttached());
+}
+
+TEST_F(KOLMClientTest, LocalClientTellsRefusalFromFailure) {
+    EXPECT_EQ(askFans(LocalKolmClient), 0);
+    fanStatus = 0x00040009;
+    EXPECT_EQ(askFans(LocalKolmClient), 1);
+    fanStatus = 24;
+    EXPECT_EQ(askFans(LocalKolmClient), 2);
+    fanStatus = 0x00040001;
+    EXPECT_EQ(askFans(LocalKolmClient), 2);
+}
+
+TEST_F(KOLMClientTest, LackOfMemoryKeepsTheCountRight) {
+    ShPtr<KOLMClient> kept = getKOLMClient("kept");
+    const cimple::String name("a name that does not fit into a short string");
+    std::size_t failures = 0;
+    for (bool failed = true; failed;) {
+        const varnock::test::FailingAllocation failure(failures + 1);
+        try {
+            getKOLMClient(name);
+        } catch (const std::bad_alloc&) {
+        }
+        failed = failure.happened();
+        failures += failed ? 1 : 0;
+    }
+    EXPECT_GE(failures, 4u);  // name, its copies, client, reference count
+    EXPECT_TRUE(KOLMSwitch.IsAttached());
+    EXPECT_EQ(askFans(*kept), 0);
+    kept = ShPtr<KOLMClient>();
+    EXPECT_FALSE(KOLMSwitch.IsAttached());
+}
+
+// An object of the program itself; accounts are checked by default, and an object that is not built
+// yet is all zero.
+const bool switchIsBuilt = KOLMSwitch.AccountCheck();
+
+TEST(ClientObjects, AreBuiltBeforeTheProgramsOwnObjects) {
+    EXPECT_TRUE(switchIsBuilt);
+}
+
+}  // namespace
+}  // namespace provider
