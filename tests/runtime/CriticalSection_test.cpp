@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 #include <sched.h>
-#include <semaphore.h>
 
 #include <array>
 #include <atomic>
 #include <cstring>
 #include <new>
 
+#include "runtime/Event.h"
 #include "tests/support/PosixThread.h"
 
 namespace {
@@ -179,10 +179,9 @@ TEST(CriticalSection, CleanupOfANonOwnerHasNoEffect) {
 
 /// Blocks for ever, but can be cancelled.
 void waitToBeCancelled(std::atomic<bool>& ready) {
-    sem_t never;
-    sem_init(&never, 0, 0);
+    CEvent never(0, 0, nullptr);
     ready = true;
-    while (true) sem_wait(&never);
+    never.Wait(0xFFFFFFFF, 0);
 }
 
 void cancelWhenReady(PosixThread& thread, const std::atomic<bool>& ready) {

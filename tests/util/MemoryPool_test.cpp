@@ -6,7 +6,11 @@
 #include <new>
 #include <vector>
 
+#include "tests/support/FailingAllocation.h"
+
 namespace {
+
+using varnock::test::FailingAllocation;
 
 /// A pool that keeps a block of its own and notes what is freed through the virtual operation.
 class KeepingPool : public CMemoryPool {
@@ -56,7 +60,8 @@ TEST(MemoryPool, AllocatesNothingAsABlockOfItsOwn) {
 
 TEST(MemoryPool, PassesLackOfMemoryThrough) {
     CMemoryPool pool;
-    EXPECT_THROW(pool.PoolAlloc(~0UL >> 1), std::bad_alloc);
+    const FailingAllocation failure(1);
+    EXPECT_THROW(pool.PoolAlloc(16), std::bad_alloc);
 }
 
 TEST(MemoryPool, DoesNotFreeWhatItHandedOut) {

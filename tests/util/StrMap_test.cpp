@@ -11,10 +11,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/PosixThread.h"
 
 namespace {
 
+using varnock::test::FailingAllocation;
 using varnock::test::PosixThread;
 
 /// Reaches what the map offers to derived classes.
@@ -259,6 +261,31 @@ TEST(StrMap, FindAssocReachesTheEntryItself) {
     EXPECT_STREQ(entry->key, "a");
     entry->value = slot(3);
     EXPECT_EQ(map.lookup("a", nullptr), slot(3));
+}
+
+TEST(StrMap, LackOfMemoryLeavesTheMapUnchanged) {
+    OpenMap map;
+    for (int number = 0; number < 16; ++number) {
+        map.add(numbered(number).c_str(), slot(number), nullptr, nullptr);
+    }
+    const std::vector<std::string> before = keysOf(map);
+    for (const std::size_t n : {1U, 2U}) {  // the copy of the key, the larger array
+        const FailingAllocation failure(n);
+        EXPECT_THROW(map.add("one more", slot(99), nullptr, nullptr), std::bad_alloc);
+        EXPECT_TRUE(failure.happened());
+    }
+    EXPECT_EQ(keysOf(map), before);
+    PosixThread other([&] { map.add("one more", slot(99), nullptr, nullptr); });
+    other.join();
+    EXPECT_EQ(map.lookup("one more", nullptr), slot(99)) << "the lock is free";
+}
+
+TEST(StrMap, ReplacingNeedsNoMemory) {
+    CStrMap map;
+    map.add("a", slot(1), nullptr, nullptr);
+    const FailingAllocation failure(1);
+    EXPECT_EQ(map.add("a", slot(2), nullptr, nullptr), slot(1));
+    EXPECT_FALSE(failure.happened());
 }
 
 TEST(StrMap, AppendedEntriesAreFoundAfterSorting) {
