@@ -1,8 +1,11 @@
 #include "runtime/DebugSettings.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
+
+#include "runtime/Registry.h"
 
 constinit const char* REGPATH_DBGTRACE = "SOFTWARE\\Debug";
 constinit const char* REGVAL_DBG_LEVEL = "DebugLevel";
@@ -105,6 +108,28 @@ unsigned int fromRegistry(int value) {
     return static_cast<unsigned int>(value);
 }
 
+int storedNumber(CRegistry& registry, const char* name) {
+    unsigned int number = 0;
+    return registry.QueryValue(&number, name) == 0 ? static_cast<int>(number) : -1;
+}
+
+bool readFrom(CRegistry& registry, const char* application, StoredTraceSettings& settings) {
+    char path[260];
+    snprintf(path, sizeof path, "%s\\%s", REGPATH_DBGTRACE, application);
+    if (registry.CreateKey(CRegistry::MLocalMachine, path) < 0) {
+        return false;
+    }
+    if (registry.QueryValue(settings.directory, REGVAL_RINGBUF_DIR, sizeof settings.directory) !=
+        0) {
+        settings.directory[0] = '\0';
+    }
+    settings.level = storedNumber(registry, REGVAL_DBG_LEVEL);
+    settings.factor = storedNumber(registry, REGVAL_RINGBUF_FACTOR);
+    settings.weight = storedNumber(registry, REGVAL_RINGBUF_WEIGHT);
+    settings.noHeaderToStderr = storedNumber(registry, REGVAL_NO_HDR_TO_STDERR);
+    return true;
+}
+
 }  // namespace
 
 void recordEnvironment() {
@@ -118,8 +143,15 @@ const CDebug::TokVal& perApplicationWeight() {
     return weightVariable;
 }
 
-bool readStoredSettings(const char* /*application*/, StoredTraceSettings& /*settings*/) {
-    return false;
+bool readStoredSettings(const char* application, StoredTraceSettings& settings) {
+    bool opened = false;
+    try {
+        CRegistry registry;
+        opened = readFrom(registry, application, settings);
+    } catch (int) {
+        // The tree could not be saved, which has been printed. What was read counts.
+    }
+    return opened;
 }
 
 TraceSettings resolveSettings(const StoredTraceSettings& stored) {

@@ -8,6 +8,8 @@
 #include "runtime/Debug.h"
 #include "runtime/EntryHeader.h"
 #include "runtime/InitPriority.h"
+#include "runtime/Registry.h"
+#include "runtime/RegistryTree.h"
 #include "runtime/Synchronisation.h"
 #include "runtime/ThreadMonitor.h"
 #include "runtime/TraceLock.h"
@@ -35,6 +37,7 @@ struct TraceLockBuilder {
 // A lock that another thread holds at a fork would stay locked in the child for ever, so the
 // forking thread takes them all, in their order.
 void enterLocks() {
+    CRegistry::MSpinlock.Enter();
     CEvent::Spinlock.Enter();
     varnock::traceLock().Enter();
 }
@@ -42,6 +45,7 @@ void enterLocks() {
 void leaveLocks() {
     varnock::traceLock().Leave();
     CEvent::Spinlock.Leave();
+    CRegistry::MSpinlock.Leave();
 }
 
 void leaveLocksInChild() {
@@ -62,6 +66,27 @@ CCriticalSection& traceLock() {
 }
 
 }  // namespace varnock
+
+constinit CRegistryNode* CRegistry::MLocalMachine = nullptr;
+constinit CRegistryNode* CRegistry::MCurrentUser = nullptr;
+constinit CRegistryNode* CRegistry::MUsers = nullptr;
+constinit CRegistryNode* CRegistry::MClassesRoot = nullptr;
+constinit CRegistryNode* CRegistry::MCurrentConfig = nullptr;
+constinit int CRegistry::MIsSetup = 0;
+constinit int CRegistry::MIsDirty = 0;
+
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CCriticalSection CRegistry::MSpinlock;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CRegistryNode CRegistry::MRoot;
+
+namespace {
+
+// Destroyed right before the root.
+struct RegistryEnd {
+    ~RegistryEnd() { varnock::endRegistry(); }
+};
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const RegistryEnd registryEnd;
+
+}  // namespace
 
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CDebug Debug(TovQXObjectName);
 

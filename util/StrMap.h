@@ -53,6 +53,8 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
   protected:
     /// The entry of a key, or null. Takes no lock.
     Assoc* findAssoc(const char* key);
+    /// The entry at an index below count(). Takes no lock.
+    Assoc& assocAt(unsigned int index) { return entries_[index]; }
     /// A fresh entry of zeros behind the last one. Takes no lock. Throws std::bad_alloc.
     Assoc* newAssoc();
 

@@ -1,0 +1,106 @@
+#include <stdlib.h>
+#include <string.h>
+
+#include "runtime/ProfileFile.h"
+
+namespace {
+
+constexpr unsigned int growthStep = 1024;
+constexpr unsigned int largestBuffer = 65535;
+
+char* copyOf(const char* text) {
+    return text != nullptr && *text != '\0' ? strdup(text) : nullptr;
+}
+
+}  // namespace
+
+CIniFile::CIniFile(const char* fileName)
+    : fileName_(copyOf(fileName)),
+      stringBuffer_(nullptr),
+      enumBuffer_(nullptr),
+      enumCursor_(nullptr),
+      stringBufferSize_(0),
+      enumBufferSize_(0),
+      valid_(fileName_ != nullptr ? 1 : 0) {}
+
+CIniFile::~CIniFile() {
+    free(fileName_);
+    free(stringBuffer_);
+    free(enumBuffer_);
+}
+
+// False when the buffer would get too large or memory runs out; it is freed then.
+bool CIniFile::grow(char*& buffer, unsigned int& size) {
+    const unsigned int wanted = size + growthStep;
+    char* grown = wanted <= largestBuffer ? static_cast<char*>(realloc(buffer, wanted)) : nullptr;
+    if (grown == nullptr) free(buffer);
+    buffer = grown;
+    size = grown != nullptr ? wanted : 0;
+    return grown != nullptr;
+}
+
+// Asks until the result certainly fits. 0 with a null buffer when it cannot be made to.
+unsigned int CIniFile::fill(char*& buffer, unsigned int& size, const char* section, const char* key,
+                            const char* defaultValue) {
+    if (buffer == nullptr && !grow(buffer, size)) return 0;
+    for (;;) {
+        const unsigned int length =
+            CSysBase::GetPrivateProfileString(section, key, defaultValue, buffer, size, fileName_);
+        if (length + 2 < size) return length;
+        if (!grow(buffer, size)) return 0;
+    }
+}
+
+const char* CIniFile::GetString(const char* section, const char* key, const char* defaultValue) {
+    if (valid_ == 0) return defaultValue;
+    fill(stringBuffer_, stringBufferSize_, section, key, defaultValue);
+    return stringBuffer_ != nullptr ? stringBuffer_ : defaultValue;
+}
+
+int CIniFile::GetString(std::string& out, const char* section, const char* key,
+                        const char* defaultValue) {
+    if (valid_ == 0) return 0;
+    char* buffer = nullptr;
+    unsigned int size = 0;
+    fill(buffer, size, section, key, defaultValue);
+    const char* result = buffer != nullptr ? buffer : defaultValue;
+    out = result != nullptr ? result : "";
+    free(buffer);
+    return 1;
+}
+
+const char* CIniFile::GetEnum(const char* section) {
+    if (valid_ == 0) return "";
+    fill(enumBuffer_, enumBufferSize_, section, nullptr, nullptr);
+    enumCursor_ = enumBuffer_;
+    return enumCursor_ != nullptr ? enumCursor_ : "";
+}
+
+const char* CIniFile::GetNextEnum() {
+    if (valid_ == 0 || enumCursor_ == nullptr) return "";
+    // An empty string is the end of the list, and stays it.
+    if (*enumCursor_ != '\0') enumCursor_ += strlen(enumCursor_) + 1;
+    return enumCursor_;
+}
+
+void CIniFile::GetEnums(std::vector<std::string>& out, const char* section) {
+    out.clear();
+    for (const char* name = GetEnum(section); *name != '\0'; name = GetNextEnum()) {
+        out.emplace_back(name);
+    }
+}
+
+int CIniFile::SetString(const char* section, const char* key, const char* value) {
+    if (valid_ == 0 || section == nullptr) return 0;
+    return CSysBase::WritePrivateProfileString(section, key, value, fileName_);
+}
+
+int CIniFile::CopySection(const char* from, const char* to) {
+    if (valid_ == 0) return 0;
+    std::vector<std::string> keys;
+    GetEnums(keys, from);
+    for (const std::string& key : keys) {
+        SetString(to, key.c_str(), GetString(from, key.c_str(), ""));
+    }
+    return 1;
+}

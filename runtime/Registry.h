@@ -1,0 +1,154 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "runtime/CriticalSection.h"
+#include "runtime/RegistryNode.h"
+#include "util/Export.h"
+
+/// A handle on one key of the file-backed registry: a tree of keys with typed values, named as on
+/// Windows. docs/registry-file.md describes the file.
+///
+/// The whole tree lives in memory. It is loaded from "registry" in the system directory by the
+/// first object of the process, and once anything has been changed it is written back whenever an
+/// object is destroyed; "registry.old" keeps the file before. Where neither file can be read, the
+/// next object tries again, and nothing is ever written.
+///
+/// Paths are walked from key to key: a component ends at the first "\\" of the remaining path or,
+/// if it holds none, at its first "/". Names are case-sensitive.
+///
+/// Results: 0 success; 22 (EINVAL) no key or the wrong kind; 61 (ENODATA) the value is missing or
+/// of another type, or an index is past the end. Open() and the later steps of OpenPointerKey()
+/// fail with 4294967295, CreateKey() and the first step of OpenPointerKey() with -1.
+///
+/// Thread-safety: different objects may be used by different threads; one object, by one thread at
+/// a time. Two processes that change the tree at once do not damage the file: the last one to save
+/// wins with its whole tree.
+class VARNOCK_EXPORT CRegistry {
+  public:
+    /// The root of the tree, whose entries are the root keys, and the root keys themselves. The
+    /// pointers are null until the tree is loaded.
+    static CRegistryNode MRoot;
+    static CRegistryNode* MLocalMachine;
+    static CRegistryNode* MCurrentUser;
+    static CRegistryNode* MUsers;
+    static CRegistryNode* MClassesRoot;
+    static CRegistryNode* MCurrentConfig;
+    /// 1 once the tree has been loaded.
+    static int MIsSetup;
+    /// 1 once anything has been changed. It is never set back: from the first change on every
+    /// destruction of an object saves, and callers rely on that to save what others changed.
+    static int MIsDirty;
+    /// Serialises loading, saving and every operation on the tree. Taken before a key's own lock.
+    static CCriticalSection MSpinlock;
+
+    CRegistry();
+    /// A handle on an open key. The reference is read after the tree was loaded, so a root key of
+    /// this class can be named before there is any.
+    explicit CRegistry(CRegistryNode*& key);
+    /// Opens a path below a key, as Open() does.
+    CRegistry(const char* path, CRegistryNode*& root, int access = 0);
+    CRegistry(const CRegistry& other);
+    CRegistry& operator=(const CRegistry& other);
+    /// Saves the tree if it was changed. Throws int 0 when that fails and no other exception is on
+    /// its way; the failure has been printed.
+    ~CRegistry() noexcept(false);
+
+    /// Loads the tree if that has not been done. Failures are printed.
+    static void SetupTree();
+    /// Writes the tree if it was changed. Throws int 0 when that fails, with the file as it was;
+    /// the failure has been printed.
+    static void SaveTree();
+    /// Clears the fields and loads the tree; every constructor calls it.
+    void InitClass();
+    /// Frees what the object owns and saves the tree; the destructor calls it.
+    void FreeClass();
+
+    /// The current key, null when none is open.
+    operator CRegistryNode*() const { return currentKey_; }
+    /// The result of the last Open() or QueryValue().
+    long Status() const { return status_; }
+    /// Size and type of the last value read.
+    unsigned int ValueSize() const { return valueSize_; }
+    unsigned int ValueType() const { return valueType_; }
+
+    /// Opens a key below `root`, below the root of the tree when that is null. A null or empty path
+    /// is the key `root` itself. What was open before is closed first, also on failure.
+    long Open(const char* path, CRegistryNode* root = nullptr, int access = 0);
+    /// Opens a key and creates what is missing of the path; below the current key when `root` is
+    /// null.
+    long CreateKey(CRegistryNode* root, const char* path, int = 0, int = 0);
+    /// Forgets the current key; 1 if one was open.
+    int Close();
+    /// Returns the current key and forgets it.
+    CRegistryNode* KeepKeyHandle();
+    /// Removes a subkey of the current key, with everything below it. Handles on it stay valid.
+    long DeleteKey(const char* name);
+    /// Removes an entry of the current key; a subkey too.
+    long DeleteValue(const char* name);
+    /// Counts the subkeys of the current key.
+    long NoOfSubKeys(unsigned int* count);
+    /// The name of the subkey at an index. *nameLen is the size of `name` going in and the length
+    /// of the name coming out; the result is cut to fit and terminated. Keys have no class: `cls`,
+    /// if there is room, is emptied.
+    long EnumKey(char* name, unsigned int* nameLen, unsigned int index, char* cls,
+                 unsigned int* clsLen);
+    long EnumKey(char* name, unsigned int nameLen, unsigned int index, char* cls,
+                 unsigned int clsLen);
+    /// The value at an index among the values; `type` is not used. Up to *dataLen bytes of its data
+    /// are copied, and *dataLen becomes its full size as GetValueSize() gives it. Texts are
+    /// terminated, also when cut, and not expanded.
+    long EnumVal(char* name, unsigned int* nameLen, unsigned int index, unsigned int type,
+                 unsigned char* data, unsigned int* dataLen);
+    long EnumVal(char* name, unsigned int nameLen, unsigned int index, unsigned int type,
+                 unsigned char* data, unsigned int dataLen);
+
+    /// Sets a value of a key (null: the current one) from `size` bytes; a number has 4. Returns 1,
+    /// or 0 when there is no key, name, data or memory, or the type is none.
+    int SetValue(const char* name, const unsigned char* data, unsigned int size, unsigned int type,
+                 CRegistryNode* key = nullptr);
+    /// Sets a text of the current key. Returns 0 or 22.
+    long SetValue(const char* name, const char* text);
+    /// Sets a number of the current key. Returns 0 or 22.
+    long SetValue(const char* name, unsigned int number);
+
+    /// The size of a value's data: texts with their NUL, numbers 4; 0 when it is missing.
+    unsigned int GetValueSize(const char* name, CRegistryNode* key = nullptr);
+    /// A copy of a value's data that is valid until the next read; null when it is missing.
+    /// References to the environment in expandable texts are replaced.
+    char* GetValue(const char* name, CRegistryNode* key = nullptr);
+    /// A text.
+    long QueryValue(std::string& out, const char* name, CRegistryNode* key = nullptr);
+    /// A text into a buffer of *size bytes, cut to fit and terminated; *size becomes the bytes
+    /// placed, the NUL included.
+    long QueryValue(char* out, const char* name, unsigned int* size, CRegistryNode* key = nullptr);
+    long QueryValue(char* out, const char* name, unsigned int size, CRegistryNode* key = nullptr);
+    /// A number.
+    long QueryValue(unsigned int* out, const char* name, CRegistryNode* key = nullptr);
+
+    /// Opens the key whose whole path, root key included, stands in a text value of another key.
+    /// The root key's name may be written in small letters.
+    long OpenPointerKey(const char* keyPath, const char* valueName, CRegistryNode* root = nullptr,
+                        int access = 0);
+    /// OpenPointerKey() with the key under which the products' pointers stand.
+    long OpenUUIDPointer(const char* valueName, CRegistryNode* root = nullptr, int access = 0,
+                         const char* = nullptr, int = 0);
+    /// The text value of that key under the local machine; false when there is none.
+    static bool GetProductRegistryRoot(std::string& out, const char* valueName);
+
+  private:
+    long openPath(const char* path, CRegistryNode* root);
+    long readNumber(unsigned int& out, const char* name, CRegistryNode* key);
+    char* keepValue(const void* data, unsigned int size, unsigned int type);
+
+    long status_;
+    unsigned int valueSize_;
+    unsigned int valueType_;
+    unsigned int expand_;
+    CRegistryNode* currentKey_;
+    char* valueBuffer_;
+    char* openedPath_;
+    unsigned int enumeration_[3];
+    unsigned int spare_;
+};

@@ -1,0 +1,226 @@
+// Loading and saving the tree of the registry.
+#include "runtime/RegistryTree.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <new>
+
+#include "runtime/Cancellation.h"
+#include "runtime/Debug.h"
+#include "runtime/FileDescriptor.h"
+#include "runtime/FileStream.h"
+#include "runtime/PlatformPaths.h"
+#include "runtime/Registry.h"
+#include "runtime/TraceAt.h"
+
+namespace {
+
+using varnock::FileDescriptor;
+using varnock::FileStream;
+
+constexpr mode_t fileMode = 0644;
+
+constinit std::atomic<bool> ended{false};
+
+// Guarded by CRegistry::MSpinlock.
+char currentPath[4096];
+char backupPath[4096];
+char newPath[4096];
+
+struct RootKey {
+    const char* name;
+    CRegistryNode** key;
+};
+const RootKey rootKeys[] = {{"HKEY_LOCAL_MACHINE", &CRegistry::MLocalMachine},
+                            {"HKEY_CURRENT_USER", &CRegistry::MCurrentUser},
+                            {"HKEY_USERS", &CRegistry::MUsers},
+                            {"HKEY_CLASSES_ROOT", &CRegistry::MClassesRoot},
+                            {"HKEY_CURRENT_CONFIG", &CRegistry::MCurrentConfig}};
+
+void setPath(char (&path)[4096], const std::string& directory, const char* name) {
+    snprintf(path, sizeof path, "%s/%s", directory.c_str(), name);
+}
+
+void buildPaths() {
+    const std::string directory = varnock::systemDirectory();
+    setPath(currentPath, directory, "registry");
+    setPath(backupPath, directory, "registry.old");
+    setPath(newPath, directory, "registry.new");
+}
+
+void findRootKeys() {
+    for (const RootKey& root : rootKeys) {
+        void* node = nullptr;
+        const unsigned int type = CRegistry::MRoot.find(root.name, node);
+        *root.key = type == REGISTRY_KEY ? static_cast<CRegistryNode*>(node) : nullptr;
+    }
+}
+
+/// Messages are printed after the lock has been left: the trace takes its own lock first when it
+/// reads its settings.
+struct LoadResult {
+    char missing[4096] = {};
+    char missingBackup[4096] = {};
+    CRegistryNode::Warnings warnings;
+};
+
+void trace(const CRegistryNode::Warnings& warnings) {
+    for (const std::string& warning : warnings) varnock::traceAt(1, "%s", warning.c_str());
+}
+
+FileStream openForReading(LoadResult& result) {
+    FileStream file(fopen(currentPath, "re"));
+    if (file) return file;
+    memcpy(result.missing, currentPath, sizeof currentPath);
+    file.reset(fopen(backupPath, "re"));
+    if (!file) memcpy(result.missingBackup, backupPath, sizeof backupPath);
+    return file;
+}
+
+void load(LoadResult& result) {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    if (CRegistry::MIsSetup != 0) return;
+    const varnock::CancellationGuard wholeTree;
+    buildPaths();
+    const FileStream file = openForReading(result);
+    if (!file) return;
+    CRegistry::MRoot.restore(file.get(), result.warnings);
+    findRootKeys();
+    CRegistry::MIsSetup = 1;
+}
+
+bool isStillAt(const FileDescriptor& file, const char* path) {
+    struct stat opened {};
+    struct stat named {};
+    return fstat(file.get(), &opened) == 0 && lstat(path, &named) == 0 &&
+           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
+// Opens the new file for this process alone. Another process may have put the file it waits for in
+// place meanwhile, so the name is looked at again under the lock.
+FileStream openNewFile() {
+    for (;;) {
+        FileDescriptor file(open(newPath, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, fileMode));
+        if (!file || flock(file.get(), LOCK_EX) != 0) return nullptr;
+        if (!isStillAt(file, newPath)) continue;
+        if (ftruncate(file.get(), 0) != 0) return nullptr;
+        FileStream stream(fdopen(file.get(), "we"));
+        if (stream) file.release();
+        return stream;
+    }
+}
+
+bool syncDirectory() {
+    const FileDescriptor directory(
+        open(varnock::systemDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return directory && fsync(directory.get()) == 0;
+}
+
+// Keeps the file before as the backup. A link leaves the name "registry" in place all the time.
+bool keepBackup() {
+    if (access(currentPath, F_OK) != 0) return true;
+    unlink(backupPath);
+    return link(currentPath, backupPath) == 0 || rename(currentPath, backupPath) == 0;
+}
+
+// Renames while the stream still holds the lock.
+bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
+    CRegistry::MRoot.dump(file, warnings);
+    const bool written = ferror(file) == 0 && fflush(file) == 0 && fsync(fileno(file)) == 0 &&
+                         fchmod(fileno(file), fileMode) == 0;
+    if (written && keepBackup() && rename(newPath, currentPath) == 0) {
+        syncDirectory();
+        return true;
+    }
+    unlink(newPath);
+    return false;
+}
+
+// After a failed load the root keys are entered as they are, null, and nobody can follow them.
+bool addMissingRoots() {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    void* node = nullptr;
+    if (CRegistry::MRoot.find(rootKeys[0].name, node) == REGISTRY_KEY) return false;
+    for (const RootKey& root : rootKeys) {
+        if (CRegistry::MRoot.find(root.name, node) != REGISTRY_KEY) {
+            CRegistry::MRoot.put(root.name, REGISTRY_KEY, *root.key);
+        }
+    }
+    return true;
+}
+
+enum class SaveResult { done, cannotOpen, cannotWrite };
+
+SaveResult save(char (&path)[4096], CRegistryNode::Warnings& warnings) {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    // An empty tree of a failed load must never replace a good file.
+    if (CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return SaveResult::done;
+    const varnock::CancellationGuard wholeFile;
+    memcpy(path, newPath, sizeof newPath);
+    const FileStream file = openNewFile();
+    if (!file) return SaveResult::cannotOpen;
+    return writeTree(file.get(), warnings) ? SaveResult::done : SaveResult::cannotWrite;
+}
+
+}  // namespace
+
+void varnock::endRegistry() {
+    ended = true;
+    CRegistryNode::freeDiscarded();
+}
+
+void CRegistry::SetupTree() {
+    if (ended) return;
+    LoadResult result;
+    try {
+        load(result);
+    } catch (const std::bad_alloc&) {
+        Debug.PrintAlways(0, "CRegistry: ERROR: no memory for the registry tree\n");
+    }
+    trace(result.warnings);
+    if (result.missing[0] != '\0') {
+        Debug.PrintAlways(0, "CRegistry: WARNING: Could not find \"%s\", trying backup\n",
+                          result.missing);
+    }
+    if (result.missingBackup[0] != '\0') {
+        Debug.PrintAlways(0, "CRegistry: ERROR: Could not find \"%s\"\n", result.missingBackup);
+    }
+}
+
+void CRegistry::SaveTree() {
+    if (ended) return;
+    char path[4096] = {};
+    CRegistryNode::Warnings warnings;
+    const SaveResult result = save(path, warnings);
+    trace(warnings);
+    if (result == SaveResult::done) return;
+    Debug.PrintAlways(0,
+                      result == SaveResult::cannotOpen
+                          ? "CRegistry: ERROR: Cannot open \"%s\" for writing\n"
+                          : "CRegistry: ERROR: Cannot write \"%s\"\n",
+                      path);
+    throw int{0};
+}
+
+void CRegistry::InitClass() {
+    status_ = 0;
+    valueSize_ = 0;
+    valueType_ = 0;
+    expand_ = 1;
+    currentKey_ = nullptr;
+    valueBuffer_ = nullptr;
+    openedPath_ = nullptr;
+    for (unsigned int& word : enumeration_) word = 0;
+    spare_ = 0;
+    if (MIsSetup == 0) SetupTree();
+    if (!ended && addMissingRoots()) {
+        Debug.PrintAlways(0, "CRegistry::InitClass() : re-initialize the registry-tree\n");
+    }
+}

@@ -1,0 +1,177 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "runtime/Registry.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TextFile.h"
+#include "tests/support/TraceCapture.h"
+
+namespace varnock::test {
+namespace {
+
+const std::string smallTree = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
+
+// Loading and saving in a directory of its own. Every test is a process of its own whose library
+// was loaded without a registry, so its first object loads the tree.
+class RegistryTree : public testing::Test {
+  protected:
+    RegistryTree() { setenv("QX_SYSTEM_DIR", directory.path().c_str(), 1); }
+
+    std::string file(const char* name) const { return directory.file(name); }
+    bool exists(const char* name) const { return access(file(name).c_str(), F_OK) == 0; }
+
+    TemporaryDirectory directory;
+    TraceCapture trace;
+};
+
+TEST_F(RegistryTree, LoadsTheFileOnce) {
+    writeFile(file("registry"), smallTree);
+    { CRegistry key; }
+    EXPECT_EQ(CRegistry::MIsSetup, 1);
+    ASSERT_NE(CRegistry::MLocalMachine, nullptr);
+    EXPECT_EQ(CRegistry::MUsers, nullptr);
+    writeFile(file("registry"), "[HKEY_LOCAL_MACHINE]\n[OTHER]\n\n\n\n");
+    CRegistry key;
+    EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
+    EXPECT_FALSE(trace.contains("Could not find"));
+}
+
+TEST_F(RegistryTree, FallsBackToTheBackup) {
+    writeFile(file("registry.old"), smallTree);
+    CRegistry key;
+    EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
+    EXPECT_TRUE(trace.contains("CRegistry: WARNING: Could not find \"" + file("registry") +
+                               "\", trying backup"));
+    EXPECT_FALSE(trace.contains("ERROR"));
+}
+
+TEST_F(RegistryTree, WithoutAnyFileNothingCanBeCreatedOrSaved) {
+    {
+        CRegistry key;
+        EXPECT_EQ(key.CreateKey(CRegistry::MLocalMachine, "SOFTWARE"), -1);
+        EXPECT_EQ(key.Open("HKEY_LOCAL_MACHINE\\SOFTWARE", nullptr), 4294967295L);
+        CRegistry::MIsDirty = 1;
+    }
+    EXPECT_EQ(CRegistry::MIsSetup, 0);
+    EXPECT_FALSE(exists("registry"));
+    EXPECT_FALSE(exists("registry.new"));
+    EXPECT_TRUE(
+        trace.contains("CRegistry: ERROR: Could not find \"" + file("registry.old") + "\""));
+}
+
+TEST_F(RegistryTree, TheNextObjectTriesAgain) {
+    { CRegistry key; }
+    writeFile(file("registry"), smallTree);
+    CRegistry key;
+    EXPECT_EQ(key.CreateKey(CRegistry::MLocalMachine, "SOFTWARE"), 0);
+    EXPECT_EQ(CRegistry::MIsSetup, 1);
+}
+
+TEST_F(RegistryTree, AFileWithoutTheLocalMachineIsReinitialised) {
+    writeFile(file("registry"), "[HKEY_USERS]\n\n\n");
+    CRegistry::MRoot.erase("HKEY_LOCAL_MACHINE");
+    { CRegistry key; }
+    EXPECT_EQ(trace.count("CRegistry::InitClass() : re-initialize the registry-tree"), 1U);
+    { CRegistry key; }
+    EXPECT_EQ(trace.count("re-initialize"), 1U);
+    EXPECT_NE(CRegistry::MUsers, nullptr);
+    EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
+}
+
+TEST_F(RegistryTree, SavesAfterTheFirstChangeAndKeepsTheFileBefore) {
+    writeFile(file("registry"), smallTree);
+    CRegistry::MIsDirty = 0;
+    { CRegistry key; }
+    EXPECT_FALSE(exists("registry.old"));
+    {
+        CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+        EXPECT_EQ(key.SetValue("Name", "abc"), 0);
+    }
+    EXPECT_EQ(readFile(file("registry")), "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nName=s=abc\n\n\n\n");
+    EXPECT_EQ(readFile(file("registry.old")), smallTree);
+    EXPECT_FALSE(exists("registry.new"));
+    struct stat status {};
+    ASSERT_EQ(stat(file("registry").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0644U);
+}
+
+TEST_F(RegistryTree, EveryLaterDestructionSavesAgain) {
+    writeFile(file("registry"), smallTree);
+    CRegistry::MIsDirty = 0;
+    { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }
+    const std::string saved = readFile(file("registry"));
+    writeFile(file("registry"), "lost");
+    { CRegistry key; }
+    EXPECT_EQ(readFile(file("registry")), saved);
+    EXPECT_EQ(readFile(file("registry.old")), "lost");
+}
+
+TEST_F(RegistryTree, AMissingFileComesBackFromALoadedTreeAlone) {
+    writeFile(file("registry.old"), smallTree);
+    CRegistry::MIsDirty = 0;
+    { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }
+    EXPECT_TRUE(exists("registry"));
+    EXPECT_EQ(readFile(file("registry.old")), smallTree);
+}
+
+TEST_F(RegistryTree, AFailedSaveThrowsAndLeavesTheFile) {
+    writeFile(file("registry"), smallTree);
+    ASSERT_EQ(mkdir(file("registry.new").c_str(), 0700), 0);
+    CRegistry::MIsDirty = 0;
+    EXPECT_THROW({ CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }, int);
+    EXPECT_TRUE(trace.contains("CRegistry: ERROR: Cannot open \"" + file("registry.new") +
+                               "\" for writing"));
+    EXPECT_EQ(readFile(file("registry")), smallTree);
+    ASSERT_EQ(rmdir(file("registry.new").c_str()), 0);
+}
+
+TEST_F(RegistryTree, DoesNotWriteThroughALink) {
+    writeFile(file("registry"), smallTree);
+    writeFile(file("victim"), "precious");
+    ASSERT_EQ(symlink(file("victim").c_str(), file("registry.new").c_str()), 0);
+    CRegistry::MIsDirty = 0;
+    EXPECT_THROW({ CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }, int);
+    EXPECT_EQ(readFile(file("victim")), "precious");
+    ASSERT_EQ(unlink(file("registry.new").c_str()), 0);
+}
+
+TEST_F(RegistryTree, AFullDiskLeavesTheFileAndNoRest) {
+    writeFile(file("registry"), smallTree);
+    CRegistry::MIsDirty = 0;
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    signal(SIGXFSZ, SIG_IGN);
+    trace.setLevel(0);  // the capture is a file, too
+    const rlimit small{4000, before.rlim_max};
+    const auto tooMuch = [&] {
+        CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+        for (unsigned int i = 0; i < 500; ++i) key.SetValue(("n" + std::to_string(i)).c_str(), i);
+        setrlimit(RLIMIT_FSIZE, &small);
+    };
+    EXPECT_THROW(tooMuch(), int);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_TRUE(trace.contains("CRegistry: ERROR: Cannot write \"" + file("registry.new") + "\""));
+    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_FALSE(exists("registry.new"));
+}
+
+TEST_F(RegistryTree, AFailedSaveDoesNotReplaceAnExceptionOnItsWay) {
+    writeFile(file("registry"), smallTree);
+    ASSERT_EQ(mkdir(file("registry.new").c_str(), 0700), 0);
+    CRegistry::MIsDirty = 0;
+    const auto throwing = [] {
+        CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+        key.SetValue("n", 1U);
+        throw std::string("first");
+    };
+    EXPECT_THROW(throwing(), std::string);
+    ASSERT_EQ(rmdir(file("registry.new").c_str()), 0);
+}
+
+}  // namespace
+}  // namespace varnock::test
