@@ -163,22 +163,23 @@ bool CSwitchClient::registerEvents() {
 
 bool CSwitchClient::startThread() {
     const varnock::CancellationGuard wholeStart;
+    const std::string name = applicationName();
     run_ = std::make_shared<EventRun>(terminatePipe_[0], m_EventKolmFd);
-    eventThread_.SetThreadName(applicationName_, kThreadName);
+    eventThread_.SetThreadName(name.c_str(), kThreadName);
     run_->setRunning(true);
     if (!eventThread_.Start(&Thread_EventMain, this, kPriority, 0, kStackSize, 0, 1)) {
         run_.reset();
         trace(1,
               "EnableEvents: WARNING: cannot start thread for events (Modulename=%s, Details=%s "
               "started\n",
-              applicationName_, kThreadName);
+              name.c_str(), kThreadName);
         CloseEventTerminatePipe();
         UnRegisterForEvents();
         m_EventKolmFd = -1;
         return false;
     }
-    trace(1, "EnableEvents: thread for events (Modulename=%s, Details=%s started\n",
-          applicationName_, kThreadName);
+    trace(1, "EnableEvents: thread for events (Modulename=%s, Details=%s started\n", name.c_str(),
+          kThreadName);
     trace(1, "EnableEvents: events enabled for this process ...\n");
     eventsEnabled_ = 1;
     return true;

@@ -71,9 +71,15 @@ bool CSwitchClient::SetApplicationName(const char* name) {
         return false;
     }
     const std::size_t length = strnlen(name, sizeof applicationName_ - 1);
+    const std::lock_guard lock(nameLock_);
     memmove(applicationName_, name, length);
     applicationName_[length] = '\0';
     return true;
+}
+
+std::string CSwitchClient::applicationName() const {
+    const std::lock_guard lock(nameLock_);
+    return applicationName_;
 }
 
 int CSwitchClient::Attach() {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "runtime/Thread.h"
 #include "transport/SipJson.h"
@@ -100,6 +101,7 @@ class VARNOCK_EXPORT CSwitchClient {
     bool openTerminatePipe();
     bool registerEvents();
     bool startThread();
+    std::string applicationName() const;
     void dropInheritedEvents();
     void joinEventThread();
     bool handleEvent(varnock::EventRun& run);
@@ -117,4 +119,5 @@ class VARNOCK_EXPORT CSwitchClient {
     std::atomic<int> m_EventKolmFd{-1};
     std::shared_ptr<varnock::EventRun> run_;  // the event thread's, from its start to the next one
     std::mutex enableLock_;                   // one EnableEvents() at a time
+    mutable std::mutex nameLock_;             // guards applicationName_
 };

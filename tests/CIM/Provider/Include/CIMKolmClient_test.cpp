@@ -264,6 +264,14 @@ TEST_F(CCIMKolmClientTest, ThreadsThatAttachTogetherAreAllCounted) {
     EXPECT_FALSE(client.IsAttached());
 }
 
+TEST_F(CCIMKolmClientTest, AttachingAndEnablingEventsMayMeet) {
+    agent.handle([](const AgentRequest&) { return AgentReply::ok(); });
+    std::thread other([this] { client.Attach("a name that replaces the first", 1); });
+    EXPECT_TRUE(client.enableEvents());
+    other.join();
+    EXPECT_TRUE(client.disableEvents());
+}
+
 TEST_F(CCIMKolmClientTest, AttachCancelledDuringTheStartUpReadsStaysAttached) {
     agent.handle([](const AgentRequest&) { return AgentReply::none(); });
     PosixThread thread([this] { client.Attach("name", 1); });
