@@ -17,6 +17,7 @@
 #include "tests/support/FixedClock.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/QuietDebug.h"
+#include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceCapture.h"
 
 namespace varnock::test {
@@ -338,6 +339,8 @@ class DebugSetUp : public testing::Test {
 };
 
 TEST_F(DebugSetUp, GoesToTheConsoleWithoutARegistry) {
+    const TemporaryDirectory nowhere;
+    setenv("QX_SYSTEM_DIR", nowhere.path().c_str(), 1);
     TraceCapture trace(0);
     CDebug debug(TovQXObjectName);
     EXPECT_EQ(DebugTestAccess::errorText(debug),
@@ -350,7 +353,12 @@ TEST_F(DebugSetUp, GoesToTheConsoleWithoutARegistry) {
     EXPECT_EQ(DebugTestAccess::startTime(debug), "Tue Nov 14 22:13:20 2023\n");
     const std::string processId = std::to_string(getpid());
     EXPECT_EQ(DebugTestAccess::descriptorListCommand(debug), "ls -l /proc/" + processId + "/fd");
-    EXPECT_THAT(trace.messages(), ElementsAreArray(expectedHeader("Nov 14 22:13:20", processId)));
+    std::vector<std::string> expected = expectedHeader("Nov 14 22:13:20", processId);
+    const std::string registry = nowhere.file("registry");
+    expected.insert(expected.begin(),
+                    {"CRegistry: WARNING: Could not find \"" + registry + "\", trying backup",
+                     "CRegistry: ERROR: Could not find \"" + registry + ".old\""});
+    EXPECT_THAT(trace.messages(), ElementsAreArray(expected));
 
     trace.clear();
     debug.Print(0, "level 0 passes");
