@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <new>
 
 namespace varnock {
 
@@ -27,7 +28,9 @@ void unlockAll() {
 
 void startChild() {
     processId.store(getpid(), std::memory_order_relaxed);
-    unlockAll();
+    channelLock.unlock();
+    // Its writer is known by a thread id that the child does not have.
+    new (&keyLock) std::shared_mutex;
 }
 
 void prepareForForks() {
