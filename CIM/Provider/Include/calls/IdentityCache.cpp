@@ -1,0 +1,43 @@
+#include "CIM/Provider/Include/calls/IdentityCache.h"
+
+#include <utility>
+
+namespace varnock::calls {
+
+bool IdentityCache::keeps(unsigned int componentClass) {
+    return componentClass == kScsiControllers || componentClass == kLanControllers ||
+           componentClass == kWanControllers;
+}
+
+void IdentityCache::add(Classes scanned) {
+    const std::lock_guard lock(mutex_);
+    for (auto& [componentClass, objects] : scanned) {
+        // What was known before is moved behind what is new: merging keeps the first of two.
+        objects.merge(std::move(classes_[componentClass]));
+        classes_[componentClass] = std::move(objects);
+    }
+}
+
+Text IdentityCache::find(unsigned int componentClass, unsigned int object,
+                         unsigned int index) const {
+    const std::lock_guard lock(mutex_);
+    const auto objects = classes_.find(componentClass);
+    if (objects == classes_.end() || index >= kIdentityTexts) {
+        return nothing<Text>();
+    }
+    const auto texts = objects->second.find(object);
+    return texts != objects->second.end() ? propertyOf(texts->second[index]) : nothing<Text>();
+}
+
+std::vector<unsigned int> IdentityCache::objects(unsigned int componentClass) const {
+    const std::lock_guard lock(mutex_);
+    std::vector<unsigned int> result;
+    if (const auto objects = classes_.find(componentClass); objects != classes_.end()) {
+        for (const auto& [object, texts] : objects->second) {
+            result.push_back(object);
+        }
+    }
+    return result;
+}
+
+}  // namespace varnock::calls

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cimple/String.h>
+
+#include <array>
+#include <map>
+#include <mutex>
+#include <vector>
+
+#include "CIM/Provider/Include/calls/Decoding.h"
+
+namespace varnock::calls {
+
+/// The identity texts of one component.
+inline constexpr size_t kIdentityTexts = 10;
+
+/// The component classes whose identity texts are kept.
+enum ControllerClass : unsigned int {
+    kScsiControllers = 12,
+    kLanControllers = 13,
+    kWanControllers = 14
+};
+
+/// The identity texts of the controllers that were read, by class and object. Nothing is ever taken
+/// out.
+///
+/// Thread-safety: any thread may call any operation.
+class IdentityCache {
+  public:
+    using Texts = std::array<cimple::String, kIdentityTexts>;
+    using Objects = std::map<unsigned int, Texts>;
+    using Classes = std::map<unsigned int, Objects>;
+
+    static bool keeps(unsigned int componentClass);
+
+    /// Adds the controllers of one scan; the texts of an object that is there already are replaced.
+    void add(Classes scanned);
+    /// A text of an object; null when the object was not read or has no such text.
+    Text find(unsigned int componentClass, unsigned int object, unsigned int index) const;
+    /// The objects of a class, in their order.
+    std::vector<unsigned int> objects(unsigned int componentClass) const;
+
+  private:
+    mutable std::mutex mutex_;
+    Classes classes_;
+};
+
+}  // namespace varnock::calls

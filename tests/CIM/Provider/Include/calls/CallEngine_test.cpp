@@ -1,0 +1,174 @@
+#include "CIM/Provider/Include/calls/CallEngine.h"
+
+#include "CIM/Provider/Include/calls/Kolm.h"
+#include "tests/CIM/Provider/Include/calls/CallsFixture.h"
+#include "tests/support/FailingAllocation.h"
+
+namespace varnock::test {
+namespace {
+
+using provider::KOLMKey;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using CallEngineTest = CallsTest;
+
+TEST_F(CallEngineTest, ACountingCallAsksWithoutStatus) {
+    client.replyWith(ScriptedReply::of(7));
+    EXPECT_EQ(calls->getNumberFans(3), 7);
+    EXPECT_THAT(client.takeSent(),
+                ElementsAre("{\"SIP\":{\"V\":1,\"CMD\":[{\"OC\":768,\"CA\":3}]}}"));
+}
+
+TEST_F(CallEngineTest, ACountingCallWithoutDataGivesZero) {
+    client.replyWith(ScriptedReply::empty());
+    EXPECT_EQ(calls->getNumberFans(3), 0);
+}
+
+TEST_F(CallEngineTest, EntryAndFailureHaveTheirTexts) {
+    TraceCapture trace;
+    client.replyWith(ScriptedReply::failure());
+    EXPECT_EQ(calls->getNumberFans(0x1F), 0);
+    EXPECT_THAT(trace.lines().front(), testing::HasSubstr("KRM_TBL             : Kolm::"));
+    EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::getNumberFans(1f)"),
+                                              message("getNumberFans(): KolmRequest() failed")));
+}
+
+TEST_F(CallEngineTest, AComponentTextHasOneEntryTextWhateverItAddresses) {
+    TraceCapture trace;
+    client.replyWith(ScriptedReply::failure());
+    EXPECT_EQ(calls->getFanName(key).null, 1);
+    EXPECT_EQ(calls->getAgentVersion(key).null, 1);
+    EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::getFanName()"),
+                                              message("getFanName(): KolmRequest() failed"),
+                                              message("Kolm::AgentVersion()"),
+                                              message("AgentVersion(): KolmRequest() failed")));
+}
+
+TEST_F(CallEngineTest, TwoCallsTraceUnderTheNameOfAnother) {
+    TraceCapture trace;
+    calls->getCPUName(key);
+    calls->getSystemBoardSerialNumber(key);
+    EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::getCPUModelName()"),
+                                              message("Kolm::getSystemBoardVersion()")));
+}
+
+TEST_F(CallEngineTest, AModelIsTheTextOfTheName) {
+    client.replyWith(ScriptedReply::of("\"X\""));
+    calls->getChassisName(key);
+    calls->getChassisModel(key);
+    const std::vector<std::string> sent = client.takeSent();
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[0], sent[1]);
+}
+
+TEST_F(CallEngineTest, AnEmptyTextIsNotNull) {
+    client.replyWith(ScriptedReply::of("\"\""));
+    const auto text = calls->getFanName(key);
+    EXPECT_EQ(text.null, 0);
+    EXPECT_STREQ(text.value.c_str(), "");
+}
+
+TEST_F(CallEngineTest, ATextMayComeAsBytes) {
+    client.replyWith(ScriptedReply::ofBytes({'a', 'b', 0, 'c'}));
+    EXPECT_STREQ(calls->getFanName(key).value.c_str(), "ab");
+}
+
+TEST_F(CallEngineTest, AnUnreadableDateIsNullAndNoFailure) {
+    TraceCapture failures(1);
+    client.replyWith(ScriptedReply::of("\"week 12\""));
+    EXPECT_EQ(calls->getFanManufacturerDate(key).null, 1);
+    EXPECT_THAT(failures.messages(), IsEmpty());
+}
+
+TEST_F(CallEngineTest, ASignedSettingKeepsItsSign) {
+    client.replyWith(ScriptedReply::of("-5"));
+    EXPECT_EQ(calls->getConfTimeZone().value, -5);
+    EXPECT_EQ(calls->getConfBMCHttpPort(key).value, 0xFFFB);
+}
+
+TEST_F(CallEngineTest, AFlagIsJudgedByItsByte) {
+    client.replyWith(ScriptedReply::of(0x100));
+    EXPECT_EQ(calls->getConfBMCUseDHCP(key).null, 0);
+    EXPECT_FALSE(calls->getConfBMCUseDHCP(key).value);
+    client.replyWith(ScriptedReply::of(0x102));
+    EXPECT_TRUE(calls->getConfBMCUseDHCP(key).value);
+}
+
+TEST_F(CallEngineTest, AMacAddressThatIsNoStreamHasATraceOfItsOwn) {
+    client.replyWith(ScriptedReply::of("-1"));
+    TraceCapture failures(1);
+    EXPECT_EQ(calls->getNetworkInfoIfMacAddress(key).null, 1);
+    EXPECT_EQ(calls->getIdentificationParentMacAddress(key).null, 1);
+    EXPECT_EQ(calls->getConfBMCMACAddr(key).null, 1);
+    const std::string text = message("getMacAddress(): Sip.GetDataStream() failed");
+    EXPECT_THAT(failures.messages(), ElementsAre(text, text, text));
+}
+
+TEST_F(CallEngineTest, ASetterThrowsWithASmallK) {
+    client.replyWith(ScriptedReply::failure(19));
+    EXPECT_THAT(failureOf([&] { calls->setConfServerAssetTag(key, "x"); }),
+                isFailure("setConfServerAssetTag(): kolmRequest() failed"));
+}
+
+TEST_F(CallEngineTest, TheLanguageSetterOnlyTraces) {
+    TraceCapture failures(1);
+    client.replyWith(ScriptedReply::failure());
+    calls->setConfCIMRecordLogLanguage(key, 9);
+    EXPECT_THAT(failures.messages(),
+                ElementsAre(message("setConfCIMRecordLogLanguage(): KolmRequest() failed")));
+}
+
+TEST_F(CallEngineTest, ActionsReportFailureByTraceAlone) {
+    TraceCapture failures(1);
+    client.replyWith(ScriptedReply::failure());
+    calls->doRequestShutdownAndOff();
+    EXPECT_THAT(failures.messages(),
+                ElementsAre(message("doRequestShutdownAndOff(): KolmRequest() failed")));
+}
+
+TEST_F(CallEngineTest, WithoutAClientEveryRequestFails) {
+    ShPtr<provider::KOLMCalls> orphan = provider::newKOLMCalls(nullptr);
+    SipJson record(1, 0, 0, 0, 0);
+    EXPECT_EQ(orphan->getNumberFans(0), 0);
+    EXPECT_EQ(orphan->getFanName(key).null, 1);
+    EXPECT_THAT(failureOf([&] { orphan->getCabNrs(); }),
+                isFailure("getCabNrs(): KolmRequest() failed"));
+    EXPECT_NE(orphan->passThroughRequest(record), provider::KOLM_SUCCESS);
+}
+
+// Runs the call with every one of its allocations failing in turn. No std::bad_alloc may come out:
+// the call ends in its failure style, and the last round, without a failure, gives its result.
+template <class Call>
+void exhaust(const Call& call) {
+    for (std::size_t n = 1;; ++n) {
+        ASSERT_LT(n, 10000u);
+        bool happened = false;
+        try {
+            const FailingAllocation failure(n);
+            try {
+                call();
+            } catch (const provider::BaseException&) {
+            }
+            happened = failure.happened();
+        } catch (const std::exception& exception) {
+            FAIL() << "allocation " << n << ": " << exception.what();
+        }
+        if (!happened) break;
+    }
+}
+
+TEST_F(CallEngineTest, LackOfMemoryNeverLeavesACall) {
+    CallArguments arguments;
+    SipJson record(1, 0, 0, 0, 0);
+    arguments.record = &record;
+    arguments.text = "a text that is too long to be kept within a string";
+    client.replyWith(ScriptedReply::of("[\"a text that is too long to be kept inside\",\"b\"]"));
+    for (const CallEntry& call : callTable()) {
+        SCOPED_TRACE(call.name);
+        exhaust([&] { call.run(*calls, arguments); });
+    }
+}
+
+}  // namespace
+}  // namespace varnock::test

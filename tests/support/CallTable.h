@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "CIM/Provider/Include/KOLMCalls.h"
+
+namespace varnock::test {
+
+/// Something for every argument that a typed call can take; a call takes what it needs.
+struct CallArguments {
+    provider::KOLMKey key{0, 0, 0};
+    cimple::uint32 number = 0;  ///< of a call that takes one number and no key
+    cimple::uint32 value = 0;   ///< of a setter, cut to its width
+    cimple::String text;        ///< of a setter, or the name of a status tree node
+    provider::PciDeviceInfo info;
+    SipJson* record = nullptr;
+};
+
+/// One typed call: its name, its place in the virtual table, and a way to call it that gives its
+/// result as text (see CallTable.cpp): "null", "'text'", "7", "[1 2]", "void".
+struct CallEntry {
+    std::string_view name;
+    std::size_t slot;
+    std::function<std::string(provider::KOLMCalls&, CallArguments&)> invoke;
+    std::function<void(provider::KOLMCalls&, CallArguments&)> run;  ///< drops the result
+};
+
+/// All typed calls, in the order in which they are listed. Of the two operations of one name the
+/// first is "getUmDiffComponentSubType@0x3306".
+const std::vector<CallEntry>& callTable();
+
+/// Null when there is none of this name.
+const CallEntry* findCall(std::string_view name);
+
+}  // namespace varnock::test
