@@ -23,16 +23,16 @@ enum CimError : int {
     CIM_ERR_NOT_SUPPORTED = 7,
 };
 
+/// A failure of the provider layer: where it was raised, and a message. Copies are independent.
 class VARNOCK_EXPORT BaseException {
   public:
     /// `file` is not copied and must outlive the exception (a literal); null shows as "".
     BaseException(const char* file, int line, const cimple::String& message);
-    BaseException(const BaseException&) = default;
-    BaseException& operator=(const BaseException&) = default;
     virtual ~BaseException();
 
     /// "<className>: <fullText>"
     virtual cimple::String toString() const;
+    /// The name of the class, without its namespace.
     virtual cimple::String className() const;
     /// `file="<file>" line=<line> message="<message>"`, then what the derived class adds.
     virtual cimple::String fullText() const;
@@ -46,20 +46,18 @@ class VARNOCK_EXPORT BaseException {
     cimple::String message_;
 };
 
+/// What a HandlerException tells to those who do not know its class.
 class VARNOCK_EXPORT HandlerExceptionInfo {
   public:
-    HandlerExceptionInfo() = default;
-    HandlerExceptionInfo(const HandlerExceptionInfo&) = default;
-    HandlerExceptionInfo& operator=(const HandlerExceptionInfo&) = default;
+    /// The provider's own number.
     virtual int getId() const = 0;
     virtual ~HandlerExceptionInfo();
 };
 
+/// What a CimErrorException tells to those who do not know its class.
 class VARNOCK_EXPORT CimErrorExceptionInfo {
   public:
-    CimErrorExceptionInfo() = default;
-    CimErrorExceptionInfo(const CimErrorExceptionInfo&) = default;
-    CimErrorExceptionInfo& operator=(const CimErrorExceptionInfo&) = default;
+    /// The status code that the CIM operation is to end with.
     virtual CimError getCimError() const = 0;
     virtual ~CimErrorExceptionInfo();
 };
@@ -67,12 +65,12 @@ class VARNOCK_EXPORT CimErrorExceptionInfo {
 /// A failure with a number of the provider's own.
 class VARNOCK_EXPORT HandlerException : public BaseException, public HandlerExceptionInfo {
   public:
+    /// `file` as in BaseException.
     HandlerException(const char* file, int line, const cimple::String& message, int id);
-    HandlerException(const HandlerException&) = default;
-    HandlerException& operator=(const HandlerException&) = default;
     ~HandlerException() override;
 
     cimple::String className() const override;
+    /// The base text and ` id=<number>`.
     cimple::String fullText() const override;
     int getId() const override;
 
@@ -83,12 +81,12 @@ class VARNOCK_EXPORT HandlerException : public BaseException, public HandlerExce
 /// A failure with the status code that the CIM operation is to end with.
 class VARNOCK_EXPORT CimErrorException : public BaseException, public CimErrorExceptionInfo {
   public:
+    /// `file` as in BaseException.
     CimErrorException(const char* file, int line, const cimple::String& message, CimError cimError);
-    CimErrorException(const CimErrorException&) = default;
-    CimErrorException& operator=(const CimErrorException&) = default;
     ~CimErrorException() override;
 
     cimple::String className() const override;
+    /// The base text and ` cimErr=<number>`.
     cimple::String fullText() const override;
     CimError getCimError() const override;
 
@@ -111,10 +109,13 @@ cimple::String toStringImpl(const char* format, T value) {
     return cimple::String(text);
 }
 
+/// Decimal digits, with a sign when negative.
 VARNOCK_EXPORT cimple::String toDecString(int value);
+/// Decimal digits.
 VARNOCK_EXPORT cimple::String toDecString(unsigned int value);
 /// Lower case, no prefix, no leading zeros; a negative value as its 32-bit two's complement.
 VARNOCK_EXPORT cimple::String toHexString(int value);
+/// Lower case, no prefix, no leading zeros.
 VARNOCK_EXPORT cimple::String toHexString(unsigned int value);
 
 }  // namespace provider

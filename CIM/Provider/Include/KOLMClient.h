@@ -19,13 +19,16 @@ enum KolmResult : int {
     KOLM_INVALID_ARGUMENT = 3,
 };
 
-/// Receives the agent's events; users of the library implement it.
+/// Receives the agent's events; users of the library implement it, in a class that is final or has
+/// a virtual destructor of its own. The library does not own it.
 ///
 /// Thread-safety: the operations are called on the library's event thread, at the same time as
 /// requests run on other threads. An exception that leaves one of them is traced and dropped.
 class VARNOCK_EXPORT KOLMEventsListener {
   public:
+    /// The system message log has a new entry with this number.
     virtual void onSystemMessageLogEntry(unsigned int sequenceNumber) = 0;
+    /// The driver monitor log has a new entry with this number.
     virtual void onDriverMonitorLogEntry(unsigned int sequenceNumber) = 0;
 
   protected:
@@ -53,9 +56,14 @@ class VARNOCK_EXPORT KOLMEvents {
 /// A way to the agent. The results are those of KolmResult.
 class VARNOCK_EXPORT IVirtualKOLM {
   public:
+    /// Attaches the application of this name; `impersonate` other than 0 asks for operations under
+    /// the caller's identity. Each success needs a Detach().
     virtual int Attach(std::string name, int impersonate) = 0;
+    /// Undoes one Attach().
     virtual int Detach() = 0;
+    /// Sends the command and turns it into the reply.
     virtual int KolmRequest(SipJson& command) = 0;
+    /// The events that come this way; not to be deleted.
     virtual KOLMEvents* kolmEvents() = 0;
 
   protected:
@@ -81,6 +89,7 @@ class VARNOCK_EXPORT CLocalKOLM : public IVirtualKOLM {
 /// Built when the library is loaded, destroyed at exit.
 extern VARNOCK_EXPORT CLocalKOLM LocalKolmClient;
 
+/// Says which way to the agent there is. Thread-safety: any thread may ask.
 class VARNOCK_EXPORT KolmClientFactory {
   public:
     /// Stores &LocalKolmClient in *out and returns KOLM_SUCCESS; KOLM_INVALID_ARGUMENT when out is

@@ -13,8 +13,10 @@ namespace provider {
 /// Thread-safety: any thread may call any operation.
 class KOLMClientImpl final : public KOLMClient {
   public:
+    /// Stores a way to the agent and returns a KolmResult.
     using Factory = int (*)(IVirtualKOLM** out);
 
+    /// Attaches; a failure to do so is traced only. Throws BaseException when the factory fails.
     explicit KOLMClientImpl(std::string name, Factory factory = KolmClientFactory::GetKolmClient);
     KOLMClientImpl(const KOLMClientImpl&) = delete;
     KOLMClientImpl& operator=(const KOLMClientImpl&) = delete;

@@ -10,23 +10,23 @@ namespace provider {
 
 /// What one component of the machine says about itself.
 struct IdentityInfo {
-    cimple::String name;
-    cimple::String version;
-    cimple::uint32 number = 0;  ///< 0 when the component has none
-    cimple::String manufacturer;
-    cimple::String partNumber;
-    cimple::String serialNumber;
-    cimple::String instanceId;
+    cimple::String name;          ///< what it is
+    cimple::String version;       ///< of its hardware or firmware
+    cimple::uint32 number = 0;    ///< 0 when the component has none
+    cimple::String manufacturer;  ///< who made it
+    cimple::String partNumber;    ///< the maker's number of the kind of part
+    cimple::String serialNumber;  ///< the maker's number of this part
+    cimple::String instanceId;    ///< names this part among all of the machine
 };
 
 /// One entry of the agent's message log.
 struct LogMessage {
-    cimple::uint32 sequence = 0;
-    cimple::uint32 id = 0;      ///< message number
-    cimple::uint64 time = 0;    ///< seconds since the epoch, as the agent sent them
-    cimple::Datetime datetime;  ///< the same as a CIM timestamp, with the agent's UTC offset
-    cimple::uint32 severity = 0;
-    cimple::String text;
+    cimple::uint32 sequence = 0;  ///< position in the log
+    cimple::uint32 id = 0;        ///< message number
+    cimple::uint64 time = 0;      ///< seconds since the epoch, as the agent sent them
+    cimple::Datetime datetime;    ///< the same as a CIM timestamp, with the agent's UTC offset
+    cimple::uint32 severity = 0;  ///< coded, the agent's number
+    cimple::String text;          ///< in the language of the log
 };
 
 /// One sample of the power consumption history, in the numbers the agent keeps.
@@ -39,17 +39,17 @@ struct PowerUsage {
 
 /// A PCI function and what its configuration header says.
 struct PciDeviceInfo {
-    cimple::uint8 bus = 0;
-    cimple::uint8 device = 0;
-    cimple::uint8 function = 0;
+    cimple::uint8 bus = 0;           ///< address: bus
+    cimple::uint8 device = 0;        ///< address: device on the bus
+    cimple::uint8 function = 0;      ///< address: function of the device
     cimple::uint16 subSystemId = 0;  ///< 0 for bridges
     cimple::uint16 subVendorId = 0;  ///< 0 for bridges
-    cimple::uint16 deviceId = 0;
-    cimple::uint16 vendorId = 0;
-    cimple::uint8 revisionId = 0;
-    cimple::String baseClassText;  ///< English description of the base class
-    cimple::String subClassText;   ///< English description of the subclass
-    cimple::uint8 primaryBus = 0;  ///< of a bridge; 0 otherwise
+    cimple::uint16 deviceId = 0;     ///< given by the vendor
+    cimple::uint16 vendorId = 0;     ///< who made the chip
+    cimple::uint8 revisionId = 0;    ///< given by the vendor
+    cimple::String baseClassText;    ///< English description of the base class
+    cimple::String subClassText;     ///< English description of the subclass
+    cimple::uint8 primaryBus = 0;    ///< of a bridge; 0 otherwise
     /// Of a bridge to another bus; of other functions 1 in the bridge class and 0 else.
     cimple::uint8 secondaryBus = 0;
 };

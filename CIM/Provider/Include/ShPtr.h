@@ -15,6 +15,7 @@
 template <typename T>
 class ShPtr {
   public:
+    /// Null.
     ShPtr() = default;
     /// Takes ownership. When the Core cannot be allocated the object is deleted and the failure
     /// (std::bad_alloc) passes on.
@@ -23,22 +24,28 @@ class ShPtr {
         core_ = new Core(object);
         owner.release();
     }
+    /// One more owner.
     ShPtr(const ShPtr& other) : core_(other.core_) {
         if (core_ != nullptr) {
             core_->count.fetch_add(1, std::memory_order_relaxed);
         }
     }
+    /// Leaves null behind.
     ShPtr(ShPtr&& other) noexcept : core_(std::exchange(other.core_, nullptr)) {}
+    /// Releases what it held.
     ShPtr& operator=(ShPtr other) noexcept {
         std::swap(core_, other.core_);
         return *this;
     }
     ~ShPtr() { release(); }
 
+    /// The object, still owned; or null.
     T* get() const { return core_ != nullptr ? core_->object : nullptr; }
-    /// REQUIRES: get() is not null; likewise for operator*.
+    /// REQUIRES: get() is not null.
     T* operator->() const { return get(); }
+    /// REQUIRES: get() is not null.
     T& operator*() const { return *get(); }
+    /// True when get() is not null.
     explicit operator bool() const { return get() != nullptr; }
 
   private:

@@ -205,13 +205,5 @@ TEST_F(KOLMClientTest, LackOfMemoryKeepsTheCountRight) {
     EXPECT_FALSE(KOLMSwitch.IsAttached());
 }
 
-// An object of the program itself; accounts are checked by default, and an object that is not built
-// yet is all zero.
-const bool switchIsBuilt = KOLMSwitch.AccountCheck();
-
-TEST(ClientObjects, AreBuiltBeforeTheProgramsOwnObjects) {
-    EXPECT_TRUE(switchIsBuilt);
-}
-
 }  // namespace
 }  // namespace provider

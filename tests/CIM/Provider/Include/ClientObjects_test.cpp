@@ -1,0 +1,26 @@
+#include <gtest/gtest.h>
+
+#include "CIM/Provider/Include/CIMKolmClient.h"
+#include "CIM/Provider/Include/KOLMClient.h"
+
+namespace {
+
+// An object of the program itself. Accounts are checked by default, and an object that is not built
+// yet is all zero.
+const bool switchIsBuilt = KOLMSwitch.AccountCheck();
+
+TEST(ClientObjects, AreBuiltBeforeTheProgramsOwnObjects) {
+    EXPECT_TRUE(switchIsBuilt);
+}
+
+TEST(ClientObjects, ConnectToNothingWhenTheyAreBuilt) {
+    EXPECT_FALSE(KOLMSwitch.IsAttached());
+    EXPECT_EQ(KOLMSwitch.HostName(), "");
+}
+
+TEST(ClientObjects, LocalClientWorksOnTheSwitch) {
+    provider::KOLMEvents* events = &KOLMSwitch;
+    EXPECT_EQ(provider::LocalKolmClient.kolmEvents(), events);
+}
+
+}  // namespace
