@@ -86,7 +86,7 @@ int FakeClock::poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
     if (const std::optional<Failure> failure = takeFailure()) {
         moveTo(nanoseconds(now_) + failure->after);
         errno = failure->error;
-        return -1;
+        return failure->error != 0 ? -1 : 0;
     }
     if (timeoutMs == 0) {
         return ::poll(descriptors, count, 0);

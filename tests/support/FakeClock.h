@@ -60,8 +60,8 @@ class FakeClock final : public Clock {
     void advance(milliseconds duration);
     /// From now on waitUntil() runs out at once; false: waits for signals again.
     void expireWaits(bool expire = true);
-    /// The next poll that has a time limit or not, in any thread, fails with this errno after that
-    /// much virtual time. Calls queue up.
+    /// The next poll, with a limit or not and in any thread, fails with this errno after that much
+    /// virtual time; with 0 it returns 0 instead. Calls queue up.
     void failNextPoll(int error, milliseconds after = milliseconds(0));
 
     /// Every sleepFor() so far, in order.

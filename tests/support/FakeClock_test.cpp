@@ -154,6 +154,8 @@ TEST(FakeClock, FailsPollsAsTold) {
     EXPECT_EQ(clock.elapsed(), 2500ms);
     EXPECT_EQ(clock.poll(nullptr, 0, -1), -1);
     EXPECT_EQ(errno, ENOMEM);
+    clock.failNextPoll(0);
+    EXPECT_EQ(clock.poll(nullptr, 0, -1), 0);
     EXPECT_EQ(clock.poll(nullptr, 0, 1), 0);
 }
 

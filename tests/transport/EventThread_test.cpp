@@ -1,0 +1,572 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/support/FailingAllocation.h"
+#include "tests/support/FailingCall.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/ScriptedAgent.h"
+#include "tests/support/TraceCapture.h"
+#include "tests/transport/TransportSupport.h"
+#include "transport/SwitchClient.h"
+
+namespace varnock::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A client that notes its events and does something about each.
+class Client : public CSwitchClient {
+  public:
+    Client() : CSwitchClient("Watcher") {}
+    ~Client() override { StopEventThread(); }
+
+    void Event(SipJson& event) override {
+        const std::function<void()> doing = note(event);
+        if (doing) {
+            doing();
+        }
+    }
+    /// From the next event on.
+    void onEvent(std::function<void()> action) {
+        const std::lock_guard lock(mutex_);
+        action_ = std::move(action);
+    }
+    /// The numbers of all events, once there are `count`.
+    std::vector<unsigned int> events(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, 60s, [&] { return numbers_.size() >= count; });
+        return numbers_;
+    }
+    pthread_t thread() const { return thread_; }
+    using CSwitchClient::EventFd;
+
+  private:
+    std::function<void()> note(const SipJson& event) {
+        const std::lock_guard lock(mutex_);
+        thread_ = pthread_self();
+        numbers_.push_back(event.DataDWord());
+        changed_.notify_all();
+        return action_;
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<unsigned int> numbers_;
+    std::function<void()> action_;
+    pthread_t thread_{};
+};
+
+/// Opens once, for all who wait.
+class Gate {
+  public:
+    void open() {
+        const std::lock_guard lock(mutex_);
+        open_ = true;
+        changed_.notify_all();
+    }
+    void wait() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return open_; });
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool open_ = false;
+};
+
+/// Keeps waits from running out, as long as it lives.
+class StandStill final : FakeClock::Participant {
+  public:
+    explicit StandStill(FakeClock& clock) : clock_(clock) { clock_.join(*this); }
+    ~StandStill() override { clock_.leave(*this); }
+
+  private:
+    Standing standing() override { return {State::Held, {}}; }
+    void reach(std::chrono::nanoseconds) override {}
+    FakeClock& clock_;
+};
+
+class EventThreadTest : public testing::Test {
+  protected:
+    ~EventThreadTest() override {
+        client.reset();
+        UnRegisterForEvents();
+    }
+
+    void push(unsigned int number) {
+        agent.pushEvent(
+            {.opcode = 0x0B11, .ext = 0x1, .cabinet = 2, .status = 0, .data = numberData(number)});
+    }
+    /// Waits for a trace text of the event thread.
+    void await(const std::string& text) const {
+        for (int i = 0; i < 60'000 && !trace.contains(text); ++i) {
+            ::poll(nullptr, 0, 1);
+        }
+        EXPECT_TRUE(trace.contains(text)) << text << "\n" << trace.text();
+    }
+    void awaitExit() const { await("Thread_EventMain: Event thread exited"); }
+
+    FakeClock clock;
+    ScriptedAgent agent{clock};
+    TraceCapture trace;
+    std::unique_ptr<Client> client = std::make_unique<Client>();
+};
+
+using Numbers = std::vector<unsigned int>;
+
+TEST_F(EventThreadTest, DeliversEventsOnAThreadOfItsOwn) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    push(1);
+    push(2);
+    push(3);
+    EXPECT_EQ(client->events(3), (Numbers{1, 2, 3}));
+    EXPECT_FALSE(pthread_equal(client->thread(), pthread_self()));
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    agent.awaitOpenConnections(0);
+    EXPECT_EQ(trace.count("EVENT OC=0B11, OE=0001, Cab=02, OId=0000, Status=0000, HasReplyData=1"),
+              3u);
+}
+
+TEST_F(EventThreadTest, TracesHowItIsEnabledAndDisabled) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    const std::string fd = std::to_string(client->EventFd());
+    await("Thread_EventMain: Event thread started");
+    const std::string enabled = trace.text();
+    EXPECT_THAT(enabled,
+                testing::ContainsRegex(
+                    "EnableEvents: we are going to enable events for this process \\.\\.\\."
+                    "(.|\n)*EnableEvents: pipe \\[[0-9]+,[0-9]+\\] for termination-thread "
+                    "created"
+                    "(.|\n)*EnableEvents: thread for events registered on "
+                    "m_EventKolmFd=" +
+                    fd +
+                    "(.|\n)*CThread::SetThreadName: ThreadId = 0x[0-9A-F]+, DebugName = "
+                    "Watcher, Qualifier = \\(Thread_EventMain\\)"
+                    "(.|\n)*EnableEvents: thread for events \\(Modulename=Watcher, "
+                    "Details=Thread_EventMain started"
+                    "(.|\n)*EnableEvents: events enabled for this process \\.\\.\\."));
+    trace.clear();
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_THAT(trace.text(),
+                testing::ContainsRegex(
+                    "EnableEvents: we are going to disable events for this process \\.\\.\\."
+                    "(.|\n)*WakeupThread_EventMain: wakeup WakeupThread_EventMain for termination "
+                    "on pipe\\[[0-9]+,[0-9]+\\]"
+                    "(.|\n)*UnRegisterForEvents: client unregistered for events"
+                    "(.|\n)*EnableEvents: events disabled for this process \\.\\.\\."));
+    EXPECT_EQ(trace.count("Thread_EventMain: somebody signaled terminate -> bail out"), 1u);
+    EXPECT_EQ(trace.count("Thread_EventMain: Event thread exited"), 1u);
+    EXPECT_EQ(client->EventFd(), -1);
+    EXPECT_EQ(clock.elapsed(), 30ms);  // the thread ended within the first step
+}
+
+TEST_F(EventThreadTest, TakesASecondEnablingOrDisablingForDone) {
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_TRUE(trace.contains(
+        "EnableEvents: WARNING: Events (and the corresponding infrastructure) for this process has "
+        "been already disabled -> we rely on this and do nothing!"));
+    EXPECT_TRUE(client->EnableEvents(1, 0));
+    EXPECT_TRUE(client->EnableEvents(-7, 0));
+    EXPECT_TRUE(trace.contains(
+        "EnableEvents: WARNING: Events (and the corresponding infrastructure) for this process has "
+        "been already enabled and started -> we rely on this and do nothing!"));
+    EXPECT_EQ(agent.registrations().size(), 1u);
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_EQ(trace.count("has been already disabled"), 2u);
+}
+
+TEST_F(EventThreadTest, CanBeEnabledAgainAndAgain) {
+    const auto before = openDescriptors();
+    for (unsigned int round = 1; round <= 5; ++round) {
+        ASSERT_TRUE(client->EnableEvents(1, 0));
+        push(round);
+        EXPECT_EQ(client->events(round).back(), round);
+        ASSERT_TRUE(client->EnableEvents(0, 0));
+        agent.awaitOpenConnections(0);
+        EXPECT_EQ(openDescriptors(), before);
+    }
+}
+
+TEST_F(EventThreadTest, IsStoppedByDisablingRightAfterEnabling) {
+    for (int round = 0; round < 20; ++round) {
+        ASSERT_TRUE(client->EnableEvents(1, 0));
+        ASSERT_TRUE(client->EnableEvents(0, 0));
+    }
+    EXPECT_EQ(trace.count("Thread_EventMain: Event thread exited"), 20u);
+    agent.awaitOpenConnections(0);
+    EXPECT_EQ(clock.elapsed(), 600ms);
+}
+
+TEST_F(EventThreadTest, EndsWithTheClient) {
+    const auto before = openDescriptors();
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    push(1);
+    client->events(1);
+    client.reset();
+    EXPECT_EQ(trace.count("Thread_EventMain: Event thread exited"), 1u);
+    UnRegisterForEvents();  // the registration had stayed
+    agent.awaitOpenConnections(0);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(EventThreadTest, NeedsAPipe) {
+    const FailingCall failure(PlatformCall::Pipe, EMFILE);
+    EXPECT_FALSE(client->EnableEvents(1, 0));
+    EXPECT_TRUE(trace.contains("EnableEvents: WARNING: cannot create pipe for termination-thread"));
+    EXPECT_TRUE(agent.transcript().empty());
+    EXPECT_TRUE(client->EnableEvents(1, 0));
+}
+
+TEST_F(EventThreadTest, NeedsARegistration) {
+    const auto before = openDescriptors();
+    agent.handleRegistration([](const AgentRequest&) { return AgentReply::none().thenClose(1ms); });
+    EXPECT_FALSE(client->EnableEvents(1, 0));
+    EXPECT_TRUE(trace.contains("EnableEvents: WARNING: cannot register thread for events"));
+    EXPECT_EQ(client->EventFd(), -1);
+    agent.awaitOpenConnections(0);
+    EXPECT_EQ(openDescriptors(), before);
+    agent.handleRegistration(nullptr);
+    EXPECT_TRUE(client->EnableEvents(1, 0));
+}
+
+TEST_F(EventThreadTest, NeedsAThread) {
+    const auto before = openDescriptors();
+    {
+        const FailingCall failure(PlatformCall::ThreadCreate, EAGAIN);
+        EXPECT_FALSE(client->EnableEvents(1, 0));
+        EXPECT_TRUE(failure.happened());
+    }
+    EXPECT_TRUE(
+        trace.contains("EnableEvents: WARNING: cannot start thread for events "
+                       "(Modulename=Watcher, Details=Thread_EventMain started"));
+    EXPECT_EQ(client->EventFd(), -1);
+    agent.awaitOpenConnections(0);
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_TRUE(client->EnableEvents(1, 0));
+    push(1);
+    EXPECT_EQ(client->events(1), Numbers{1});
+}
+
+TEST_F(EventThreadTest, FollowsAnAgentThatRestarts) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    push(1);
+    client->events(1);
+    agent.stop();
+    agent.start();
+    push(2);
+    EXPECT_EQ(client->events(2), (Numbers{1, 2}));
+    EXPECT_TRUE(trace.contains("failed EOF (inLength=0, InMax=4) --> ignore this event!"));
+    EXPECT_THAT(trace.text(),
+                testing::ContainsRegex("Thread_EventMain: ## WARNING ##: Event channel has been "
+                                       "reopened FdOld=[0-9]+, FdNew=[0-9]+ --> accept it"));
+    EXPECT_EQ(trace.count("EVENT OC="), 2u);
+    EXPECT_EQ(agent.registrations().size(), 2u);
+}
+
+TEST_F(EventThreadTest, WaitsForAnAgentThatIsAway) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    agent.later(60s, [this] { agent.start(); });
+    agent.stop();
+    push(1);
+    EXPECT_EQ(client->events(1), Numbers{1});
+    EXPECT_GE(clock.elapsed(), 60s);
+}
+
+TEST_F(EventThreadTest, FollowsAChannelThatHadToBeReopened) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    agent.push(AgentReply::json("never arrives").cutTo(6));
+    await("Event channel has been reopened");
+    push(1);
+    EXPECT_EQ(client->events(1), Numbers{1});
+    EXPECT_EQ(clock.elapsed(), 11s);
+}
+
+TEST_F(EventThreadTest, EndsWhenTheAgentDoesNotComeBack) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    agent.stop();
+    awaitExit();
+    EXPECT_TRUE(trace.contains("Thread_EventMain: ## ERROR ##: GetEventJson failed --> bail out"));
+    const auto before = clock.elapsed();
+    EXPECT_EQ(before, 600s);
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_EQ(clock.elapsed() - before, 30ms);
+    agent.start();
+    EXPECT_TRUE(client->EnableEvents(1, 0));
+    push(1);
+    EXPECT_EQ(client->events(1), Numbers{1});
+}
+
+TEST_F(EventThreadTest, EndsWhenItsChannelIsTakenAway) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    UnRegisterForEvents();
+    push(1);
+    ASSERT_GE(RegisterForEvents(nullptr), 0);
+    // Whatever becomes of the old number, disabling ends the thread.
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    awaitExit();
+}
+
+TEST_F(EventThreadTest, CanBeDisabledWhileItReconnects) {
+    const StandStill time(clock);
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    agent.stop();
+    await("CloseEventChannel: Event Channel to ");
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_EQ(trace.count("Thread_EventMain: Event thread exited"), 1u);
+    EXPECT_EQ(clock.elapsed(), 30ms);
+}
+
+TEST_F(EventThreadTest, CanBeDisabledWhileItRegistersAgain) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    agent.handleRegistration([](const AgentRequest&) { return AgentReply::registration().held(); });
+    agent.closeConnections();
+    await("OpenEventChannel: Event Channel to ");
+    while (agent.registrations().size() < 2) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_EQ(trace.count("Thread_EventMain: Event thread exited"), 1u);
+    agent.awaitOpenConnections(0);
+}
+
+TEST_F(EventThreadTest, CanBeDisabledInTheMiddleOfAFrame) {
+    const StandStill time(clock);
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    agent.push(AgentReply::json("never arrives").cutTo(6));
+    await("incomplete (inLength=6");
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_EQ(trace.count("Thread_EventMain: Event thread exited"), 1u);
+    EXPECT_EQ(agent.registrations().size(), 1u);
+}
+
+TEST_F(EventThreadTest, RatherEndsThanWaitsAgainAfterASignal) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([this] { clock.failNextPoll(EINTR); });
+    push(1);
+    awaitExit();
+    EXPECT_TRUE(trace.contains("Thread_EventMain: somebody signaled terminate -> bail out"));
+}
+
+TEST_F(EventThreadTest, GoesOnAfterAWaitThatFoundNothing) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([this] { clock.failNextPoll(0); });
+    push(1);
+    await("Thread_EventMain: ## WARNING ##: select returned 0 (maybe timeout) --> continue");
+    client->onEvent(nullptr);
+    push(2);
+    EXPECT_EQ(client->events(2), (Numbers{1, 2}));
+}
+
+TEST_F(EventThreadTest, OutlivesAListenerThatThrows) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([] { throw std::runtime_error("no more paper"); });
+    push(1);
+    client->events(1);
+    await("has thrown (no more paper) --> ignore it");
+    client->onEvent([] { throw 42; });
+    push(2);
+    client->events(2);
+    await("has thrown (no standard exception) --> ignore it");
+    client->onEvent(nullptr);
+    push(3);
+    EXPECT_EQ(client->events(3), (Numbers{1, 2, 3}));
+}
+
+TEST_F(EventThreadTest, OutlivesAListenerThatEndsTheThread) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([] { pthread_exit(nullptr); });
+    push(1);
+    awaitExit();
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_EQ(clock.elapsed(), 30ms);
+    client->onEvent(nullptr);
+    EXPECT_TRUE(client->EnableEvents(1, 0));
+    push(2);
+    EXPECT_EQ(client->events(2), (Numbers{1, 2}));
+}
+
+TEST(EventThreadMemoryTest, OutlivesTheLackOfMemory) {
+    ScriptedAgent agent;
+    TraceCapture trace;
+    Client client;
+    ASSERT_TRUE(client.EnableEvents(1, 0));
+    std::optional<FakeClock> clock;  // made when the agent needs no time any more
+    std::optional<FailingAllocation> failure;
+    client.onEvent([&] {
+        clock.emplace();
+        failure.emplace(1);  // the next one of this thread
+    });
+    agent.pushEvent({.opcode = 1, .status = 0, .data = "1"});
+    client.events(1);
+    client.onEvent(nullptr);
+    agent.pushEvent({.opcode = 1, .status = 0, .data = "2"});
+    EXPECT_EQ(client.events(2), (Numbers{1, 2}));
+    EXPECT_EQ(trace.count("has thrown (std::bad_alloc) --> ignore it"), 1u);
+    EXPECT_EQ(clock->expiredPolls(), std::vector<std::chrono::milliseconds>{1s});
+    EXPECT_TRUE(client.EnableEvents(0, 0));
+    UnRegisterForEvents();
+}
+
+TEST_F(EventThreadTest, IsWaitedForFiveSeconds) {
+    Gate gate;
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([&] { gate.wait(); });
+    push(1);
+    client->events(1);
+    clock.expireWaits();
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_EQ(clock.elapsed(), 5030ms);
+    agent.awaitOpenConnections(0);
+    EXPECT_EQ(trace.count("Event thread exited"), 0u);
+    // It is late, but touches nothing any more; enabling again waits for it.
+    push(2);
+    gate.open();
+    client->onEvent(nullptr);
+    EXPECT_TRUE(client->EnableEvents(1, 0));
+    EXPECT_EQ(trace.count("Event thread exited"), 1u);
+    EXPECT_EQ(client->events(2), (Numbers{1, 2}));
+}
+
+TEST_F(EventThreadTest, IsWaitedForByTheDestructorHoweverLong) {
+    Gate gate;
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([&] { gate.wait(); });
+    push(1);
+    client->events(1);
+    std::thread destroyer([this] { client.reset(); });
+    await("WakeupThread_EventMain: wakeup");
+    gate.open();
+    destroyer.join();
+    EXPECT_EQ(trace.count("Event thread exited"), 1u);
+}
+
+TEST_F(EventThreadTest, CanBeDisabledFromInsideAnEvent) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([this] { EXPECT_TRUE(client->EnableEvents(0, 0)); });
+    push(1);
+    push(2);
+    awaitExit();
+    EXPECT_EQ(clock.elapsed(), 30ms);
+    agent.awaitOpenConnections(0);
+    EXPECT_EQ(client->events(1), Numbers{1});
+    client->onEvent(nullptr);
+    EXPECT_TRUE(client->EnableEvents(1, 0));
+    push(3);
+    EXPECT_EQ(client->events(2).back(), 3u);
+}
+
+TEST_F(EventThreadTest, CanBeEnabledAnewFromInsideAnEvent) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([this] {
+        client->onEvent(nullptr);
+        EXPECT_TRUE(client->EnableEvents(0, 0));
+        EXPECT_TRUE(client->EnableEvents(1, 0));
+    });
+    push(1);
+    awaitExit();
+    push(2);
+    EXPECT_EQ(client->events(2), (Numbers{1, 2}));
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    EXPECT_EQ(trace.count("Event thread exited"), 2u);
+}
+
+TEST_F(EventThreadTest, MayDestroyItsClientFromInsideAnEvent) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([this] { client.reset(); });
+    push(1);
+    awaitExit();
+    EXPECT_EQ(client, nullptr);
+}
+
+TEST_F(EventThreadTest, DoesNotTakeTheHostsSignals) {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([&] { pthread_sigmask(SIG_SETMASK, nullptr, &blocked); });
+    push(1);
+    client->events(1);
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    for (const int asynchronous : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGCHLD, SIGALRM}) {
+        EXPECT_EQ(sigismember(&blocked, asynchronous), 1);
+    }
+    EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
+}
+
+TEST_F(EventThreadTest, IsLeftAloneByAForkedChild) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    const pid_t child = fork();
+    if (child == 0) {
+        Clock::replace(nullptr);  // the agent's thread is not here
+        client->EnableEvents(0, 0);
+        client.reset();
+        _exit(0);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    push(1);
+    EXPECT_EQ(client->events(1), Numbers{1});
+    EXPECT_EQ(trace.count("Event thread exited"), 0u);
+}
+
+TEST_F(EventThreadTest, IsThereForAForkedChildToo) {
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    const pid_t child = fork();
+    if (child == 0) {
+        Clock::replace(nullptr);
+        const bool enabled = client->EnableEvents(1, 0);
+        const bool delivered = client->events(1) == Numbers{9};
+        const bool disabled = client->EnableEvents(0, 0);
+        _exit(enabled && delivered && disabled ? 0 : 1);
+    }
+    while (agent.registrations().size() < 2) {
+        std::this_thread::yield();
+    }
+    push(9);  // goes to the newest connection
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(EventThreadTest, SaysSoWhenItIsStartedWithoutAClient) {
+    EXPECT_EQ(CSwitchClient::Thread_EventMain(nullptr), nullptr);
+    EXPECT_TRUE(trace.contains(
+        "Thread_EventMain: ## ERROR ## internal error on starting pClassContext = (nil)"));
+    EXPECT_TRUE(trace.contains("THREAD_RETURN: ## INFO: Thread = 0x"));
+}
+
+TEST_F(EventThreadTest, EndsAtOnceWithoutAPipe) {
+    client->EventMain();
+    EXPECT_EQ(trace.messages(),
+              (std::vector<std::string>{"Thread_EventMain: Event thread started",
+                                        "Thread_EventMain: somebody signaled terminate -> bail out",
+                                        "Thread_EventMain: Event thread exited"}));
+}
+
+TEST_F(EventThreadTest, NeitherWritesNorClosesAPipeThatWasNotMade) {
+    client->WakeupThread_EventMain();
+    EXPECT_TRUE(trace.contains(
+        "WakeupThread_EventMain: wakeup WakeupThread_EventMain for termination on pipe[-1,0]"));
+    client->CloseEventTerminatePipe();
+    client.reset();
+    EXPECT_GE(fcntl(0, F_GETFD), 0);  // the host's standard input is still open
+}
+
+}  // namespace
+}  // namespace varnock::test
