@@ -5,9 +5,12 @@
 namespace varnock::agent::test {
 namespace {
 
-varnock::test::ProcessResult agent(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), VARNOCK_AGENT_PATH);
-    return varnock::test::runProcess(arguments);
+using Words = std::vector<const char*>;
+
+varnock::test::ProcessResult agent(const Words& arguments) {
+    std::vector<std::string> command = {VARNOCK_AGENT_PATH};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return varnock::test::runProcess(command);
 }
 
 TEST(Main, TellsItsVersion) {
@@ -17,8 +20,7 @@ TEST(Main, TellsItsVersion) {
 }
 
 TEST(Main, HelpsWithEveryCommand) {
-    for (const std::vector<std::string>& words :
-         {std::vector<std::string>{"--help"}, {"serve", "--help"}, {"run", "--help"}}) {
+    for (const Words& words : {Words{"--help"}, {"serve", "--help"}, {"run", "--help"}}) {
         const auto process = agent(words);
         EXPECT_EQ(process.status, 0);
         EXPECT_NE(process.out.find("Usage: varnock-agent"), std::string::npos);
@@ -26,18 +28,18 @@ TEST(Main, HelpsWithEveryCommand) {
 }
 
 TEST(Main, RefusesWrongUsage) {
-    for (const std::vector<std::string>& words : {std::vector<std::string>{},
-                                                  {"other"},
-                                                  {"serve", "--mode", "999"},
-                                                  {"serve", "--mode", ""},
-                                                  {"serve", "--mode", "1777"},
-                                                  {"serve", "extra"},
-                                                  {"serve", "--", "true"},
-                                                  {"run"},
-                                                  {"run", "--"},
-                                                  {"run", "true"},
-                                                  {"serve", "--keep"},
-                                                  {"--", "true"}}) {
+    for (const Words& words : {Words{},
+                               {"other"},
+                               {"serve", "--mode", "999"},
+                               {"serve", "--mode", ""},
+                               {"serve", "--mode", "1777"},
+                               {"serve", "extra"},
+                               {"serve", "--", "true"},
+                               {"run"},
+                               {"run", "--"},
+                               {"run", "true"},
+                               {"serve", "--keep"},
+                               {"--", "true"}}) {
         const auto process = agent(words);
         EXPECT_EQ(process.status, 2) << (words.empty() ? "" : words.back());
         EXPECT_NE(untraced(process.err), "");
