@@ -165,7 +165,8 @@ int isFdReady(int fd, short pollMask, unsigned int timeoutMs, const StopSignal* 
                         strerror(error));
             return kPollFailed;
         }
-        trace(1, "IsFdReady: poll() interrupted due to EINTR on fd=%d --> try to continue!\n", fd);
+        traceAt(1, "IsFdReady: poll() interrupted due to EINTR on fd=%d --> try to continue!\n",
+                fd);
         const milliseconds elapsed = wholeSeconds() - start;
         if (milliseconds(timeout) <= elapsed) {
             traceAlways(

@@ -112,15 +112,15 @@ Transfer attemptEvent(EventFrame& frame, int fd, unsigned int attempt, const Sto
         return transfer;
     }
     if (transfer == Transfer::Interrupted) {
-        trace(1,
-              "GetEventJson: Event receiving on fd=%d interrupted (errno=EINTR, inLength=%d, "
-              "InMax=%d) --> retry=%d\n",
-              fd, frame.received(), frame.expected(), attempt);
+        traceAt(1,
+                "GetEventJson: Event receiving on fd=%d interrupted (errno=EINTR, inLength=%d, "
+                "InMax=%d) --> retry=%d\n",
+                fd, frame.received(), frame.expected(), attempt);
     } else {
-        trace(1,
-              "GetEventJson: Event receiving on fd=%d incomplete (inLength=%d, InMax=%d, "
-              "RetryCnt=%d) --> continue\n",
-              fd, frame.received(), frame.expected(), attempt);
+        traceAt(1,
+                "GetEventJson: Event receiving on fd=%d incomplete (inLength=%d, InMax=%d, "
+                "RetryCnt=%d) --> continue\n",
+                fd, frame.received(), frame.expected(), attempt);
     }
     const Transfer later = spendSecond(fd, POLLIN, stop, [&frame] { return frame.pull(); });
     return isFinal(later) ? later : Transfer::Partial;
@@ -140,20 +140,21 @@ Transfer receiveEvent(EventFrame& frame, int fd, const StopSignal* stop) {
 void traceBrokenEvent(Transfer transfer, EventFrame& frame, int fd) {
     switch (transfer) {
         case Transfer::Failed:
-            trace(1,
-                  "GetEventJson: ERROR: Event receiving on fd=%d failed (inLength=%d, InMax=%d) "
-                  "--> reopen\n",
-                  fd, frame.received(), frame.expected());
+            traceAt(1,
+                    "GetEventJson: ERROR: Event receiving on fd=%d failed (inLength=%d, InMax=%d) "
+                    "--> reopen\n",
+                    fd, frame.received(), frame.expected());
             break;
         case Transfer::BufferFull:
-            trace(1, "GetEventJson: ERROR: No Memory: Event receiving on fd=%d failed --> reopen\n",
-                  fd);
+            traceAt(1,
+                    "GetEventJson: ERROR: No Memory: Event receiving on fd=%d failed --> reopen\n",
+                    fd);
             break;
         default:
-            trace(1,
-                  "GetEventJson: ERROR: Event receiving on fd=%d failed: inLength invalid "
-                  "(inLength=%d, InMax=%d) --> reopen\n",
-                  fd, frame.received(), frame.expected());
+            traceAt(1,
+                    "GetEventJson: ERROR: Event receiving on fd=%d failed: inLength invalid "
+                    "(inLength=%d, InMax=%d) --> reopen\n",
+                    fd, frame.received(), frame.expected());
             break;
     }
 }
@@ -212,16 +213,16 @@ EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop) {
     EventFrame frame(clientFd);
     const Transfer transfer = receiveEvent(frame, clientFd, stop);
     if (transfer == Transfer::Complete) {
-        trace(2, "GetEventJson: processing event on fd=%d (inLength=%d)\n", clientFd,
-              frame.received());
+        traceAt(2, "GetEventJson: processing event on fd=%d (inLength=%d)\n", clientFd,
+                frame.received());
         event.Import(frame.text());
         return {EventRead::Kind::Delivered, clientFd};
     }
     if (transfer == Transfer::EndOfFile) {
-        trace(1,
-              "GetEventJson: Event receiving on fd=%d failed EOF (inLength=%d, InMax=%d) --> "
-              "ignore this event!\n",
-              clientFd, frame.received(), frame.expected());
+        traceAt(1,
+                "GetEventJson: Event receiving on fd=%d failed EOF (inLength=%d, InMax=%d) --> "
+                "ignore this event!\n",
+                clientFd, frame.received(), frame.expected());
         return {EventRead::Kind::EndOfFile, kNotOpened};
     }
     if (isRequested(stop)) {
@@ -248,7 +249,7 @@ int openEventChannel(const StopSignal* stop) {
         return kNotOpened;
     }
     const int fd = adoptEventFd(opened);
-    trace(2, "OpenEventChannel: Event Channel to %s (fd=%d) opened\n", path.c_str(), fd);
+    traceAt(2, "OpenEventChannel: Event Channel to %s (fd=%d) opened\n", path.c_str(), fd);
     return fd;
 }
 
@@ -261,7 +262,7 @@ int initEventChannel(int fd, const ClientOptions* options, const StopSignal* sto
     }
     FrameBuffer buffer = registrationFrame(Channel::Event, *options);
     if (!buffer) {
-        trace(1, "InitEventChannel: ERROR No memory available\n");
+        traceAt(1, "InitEventChannel: ERROR No memory available\n");
         return kNotOpened;
     }
     // An event may follow right behind the reply; taken along, it would be lost, and its rest be
@@ -309,7 +310,7 @@ int registerForEvents(const StopSignal* stop) {
         state.registration = options;
         state.daemonFd = daemonFd;
     }
-    trace(2, "RegisterForEvents: client registered for events on fd=%d\n", fd);
+    traceAt(2, "RegisterForEvents: client registered for events on fd=%d\n", fd);
     return fd;
 }
 
@@ -341,7 +342,7 @@ void UnRegisterForEvents(void) {
         state.registration = ClientOptions();
     }
     closeEventChannel();
-    trace(2, "UnRegisterForEvents: client unregistered for events\n");
+    traceAt(2, "UnRegisterForEvents: client unregistered for events\n");
 }
 
 int GetEventJson(int clientFd, SipJson& event) try {

@@ -19,7 +19,7 @@
 
 using varnock::EventRead;
 using varnock::EventRun;
-using varnock::trace;
+using varnock::traceAt;
 
 namespace {
 
@@ -38,12 +38,12 @@ Wake awaitWake(const EventRun& run) {
     const bool isToldToStop = run.stop.requested() || run.stop.wakeFd() < 0;
     const int ready = isToldToStop ? -1 : varnock::Clock::instance().poll(descriptors, 2, -1);
     if (ready < 0 || descriptors[0].revents != 0) {
-        trace(1, "Thread_EventMain: somebody signaled terminate -> bail out\n");
+        traceAt(1, "Thread_EventMain: somebody signaled terminate -> bail out\n");
         return Wake::Terminate;
     }
     if (ready == 0) {
-        trace(1,
-              "Thread_EventMain: ## WARNING ##: select returned 0 (maybe timeout) --> continue\n");
+        traceAt(
+            1, "Thread_EventMain: ## WARNING ##: select returned 0 (maybe timeout) --> continue\n");
         return Wake::Nothing;
     }
     return Wake::Event;
@@ -65,7 +65,7 @@ class RunEnd {
     explicit RunEnd(EventRun& run) : run_(run) {}
     ~RunEnd() {
         const varnock::CancellationGuard wholeEnd;
-        trace(1, "Thread_EventMain: Event thread exited\n");
+        traceAt(1, "Thread_EventMain: Event thread exited\n");
         run_.setRunning(false);
     }
     RunEnd(const RunEnd&) = delete;
@@ -93,10 +93,10 @@ class PipeGuard {
 };
 
 void traceThrown(const char* what) {
-    trace(1,
-          "Thread_EventMain: ## ERROR ##: the receiver of the event has thrown (%s) --> "
-          "ignore it\n",
-          what);
+    traceAt(1,
+            "Thread_EventMain: ## ERROR ##: the receiver of the event has thrown (%s) --> "
+            "ignore it\n",
+            what);
 }
 
 }  // namespace
@@ -117,12 +117,13 @@ bool CSwitchClient::EnableEvents(int enable, int) {
 }
 
 bool CSwitchClient::startEvents() {
-    trace(1, "EnableEvents: we are going to enable events for this process ...\n");
+    traceAt(1, "EnableEvents: we are going to enable events for this process ...\n");
     dropInheritedEvents();
     if (eventsEnabled_ != 0) {
-        trace(1,
-              "EnableEvents: WARNING: Events (and the corresponding infrastructure) for this "
-              "process has been already enabled and started -> we rely on this and do nothing!\n");
+        traceAt(
+            1,
+            "EnableEvents: WARNING: Events (and the corresponding infrastructure) for this "
+            "process has been already enabled and started -> we rely on this and do nothing!\n");
         return true;
     }
     // One that was given up waiting for must not meet what is set up now.
@@ -142,22 +143,22 @@ bool CSwitchClient::startEvents() {
 
 bool CSwitchClient::openTerminatePipe() {
     if (pipe2(terminatePipe_, O_CLOEXEC) != 0) {
-        trace(1, "EnableEvents: WARNING: cannot create pipe for termination-thread\n");
+        traceAt(1, "EnableEvents: WARNING: cannot create pipe for termination-thread\n");
         return false;
     }
-    trace(1, "EnableEvents: pipe [%d,%d] for termination-thread created\n", terminatePipe_[0],
-          terminatePipe_[1]);
+    traceAt(1, "EnableEvents: pipe [%d,%d] for termination-thread created\n", terminatePipe_[0],
+            terminatePipe_[1]);
     return true;
 }
 
 bool CSwitchClient::registerEvents() {
     const int fd = RegisterForEvents(nullptr);
     if (fd < 0) {
-        trace(1, "EnableEvents: WARNING: cannot register thread for events\n");
+        traceAt(1, "EnableEvents: WARNING: cannot register thread for events\n");
         return false;
     }
     m_EventKolmFd = fd;
-    trace(1, "EnableEvents: thread for events registered on m_EventKolmFd=%d\n", fd);
+    traceAt(1, "EnableEvents: thread for events registered on m_EventKolmFd=%d\n", fd);
     return true;
 }
 
@@ -169,29 +170,29 @@ bool CSwitchClient::startThread() {
     run_->setRunning(true);
     if (!eventThread_.Start(&Thread_EventMain, this, kPriority, 0, kStackSize, 0, 1)) {
         run_.reset();
-        trace(1,
-              "EnableEvents: WARNING: cannot start thread for events (Modulename=%s, Details=%s "
-              "started\n",
-              name.c_str(), kThreadName);
+        traceAt(1,
+                "EnableEvents: WARNING: cannot start thread for events (Modulename=%s, Details=%s "
+                "started\n",
+                name.c_str(), kThreadName);
         CloseEventTerminatePipe();
         UnRegisterForEvents();
         m_EventKolmFd = -1;
         return false;
     }
-    trace(1, "EnableEvents: thread for events (Modulename=%s, Details=%s started\n", name.c_str(),
-          kThreadName);
-    trace(1, "EnableEvents: events enabled for this process ...\n");
+    traceAt(1, "EnableEvents: thread for events (Modulename=%s, Details=%s started\n", name.c_str(),
+            kThreadName);
+    traceAt(1, "EnableEvents: events enabled for this process ...\n");
     eventsEnabled_ = 1;
     return true;
 }
 
 bool CSwitchClient::stopEvents() {
-    trace(1, "EnableEvents: we are going to disable events for this process ...\n");
+    traceAt(1, "EnableEvents: we are going to disable events for this process ...\n");
     dropInheritedEvents();
     if (eventsEnabled_ == 0) {
-        trace(1,
-              "EnableEvents: WARNING: Events (and the corresponding infrastructure) for this "
-              "process has been already disabled -> we rely on this and do nothing!\n");
+        traceAt(1,
+                "EnableEvents: WARNING: Events (and the corresponding infrastructure) for this "
+                "process has been already disabled -> we rely on this and do nothing!\n");
         return true;
     }
     run_->stop.request();
@@ -203,7 +204,7 @@ bool CSwitchClient::stopEvents() {
     UnRegisterForEvents();
     CloseEventTerminatePipe();
     m_EventKolmFd = -1;
-    trace(1, "EnableEvents: events disabled for this process ...\n");
+    traceAt(1, "EnableEvents: events disabled for this process ...\n");
     eventsEnabled_ = 0;
     return true;
 }
@@ -242,12 +243,12 @@ void CSwitchClient::joinEventThread() {
 }
 
 void CSwitchClient::WakeupThread_EventMain() {
-    trace(1,
-          "WakeupThread_EventMain: wakeup WakeupThread_EventMain for termination on "
-          "pipe[%d,%d]\n",
-          terminatePipe_[0], terminatePipe_[1]);
+    traceAt(1,
+            "WakeupThread_EventMain: wakeup WakeupThread_EventMain for termination on "
+            "pipe[%d,%d]\n",
+            terminatePipe_[0], terminatePipe_[1]);
     if (terminatePipe_[0] != -1 && write(terminatePipe_[1], "WAKE", 4) != 4) {
-        trace(1, "WakeupThread_EventMain: ERROR: cannot write to pipe: errno=%d\n", errno);
+        traceAt(1, "WakeupThread_EventMain: ERROR: cannot write to pipe: errno=%d\n", errno);
     }
 }
 
@@ -267,8 +268,8 @@ void CSwitchClient::CloseEventTerminatePipe() {
 
 void* CSwitchClient::Thread_EventMain(void* context) {
     if (context == nullptr) {
-        trace(1, "Thread_EventMain: ## ERROR ## internal error on starting pClassContext = %p\n",
-              context);
+        traceAt(1, "Thread_EventMain: ## ERROR ## internal error on starting pClassContext = %p\n",
+                context);
     } else {
         blockAsynchronousSignals();
         static_cast<CSwitchClient*>(context)->EventMain();
@@ -283,7 +284,7 @@ void CSwitchClient::EventMain() {
         run_ != nullptr ? run_ : std::make_shared<EventRun>(terminatePipe_[0], m_EventKolmFd);
     run->enter();
     const RunEnd end(*run);
-    trace(1, "Thread_EventMain: Event thread started\n");
+    traceAt(1, "Thread_EventMain: Event thread started\n");
     for (;;) {
         const Wake wake = awaitWake(*run);
         if (wake == Wake::Terminate || (wake == Wake::Event && !handleEvent(*run))) {
@@ -319,13 +320,14 @@ bool CSwitchClient::followChannel(EventRun& run, int fd) {
         return true;
     }
     if (fd < 0) {
-        trace(1, "Thread_EventMain: ## ERROR ##: GetEventJson failed --> bail out\n");
+        traceAt(1, "Thread_EventMain: ## ERROR ##: GetEventJson failed --> bail out\n");
         return false;
     }
-    trace(1,
-          "Thread_EventMain: ## WARNING ##: Event channel has been reopened FdOld=%d, FdNew=%d --> "
-          "accept it\n",
-          run.eventFd, fd);
+    traceAt(
+        1,
+        "Thread_EventMain: ## WARNING ##: Event channel has been reopened FdOld=%d, FdNew=%d --> "
+        "accept it\n",
+        run.eventFd, fd);
     run.eventFd = fd;
     m_EventKolmFd = fd;
     return true;

@@ -118,15 +118,15 @@ Transfer Exchange::sendingAttempt(unsigned int attempt) {
         return transfer;
     }
     if (transfer == Transfer::Interrupted) {
-        trace(1,
-              "SendRequestOnFd: Command sending on fd=%d interrupted (errno=EINTR, outLength=%d, "
-              "InOutMax=%d) --> retry=%d\n",
-              fd_, shown(sent_), shown(total_), shown(attempt));
+        traceAt(1,
+                "SendRequestOnFd: Command sending on fd=%d interrupted (errno=EINTR, outLength=%d, "
+                "InOutMax=%d) --> retry=%d\n",
+                fd_, shown(sent_), shown(total_), shown(attempt));
     } else {
-        trace(1,
-              "SendRequestOnFd: Command sending on fd=%d incomplete (outLength=%d, InOutMax=%d) "
-              "--> continue=%d\n",
-              fd_, shown(sent_), shown(total_), shown(attempt));
+        traceAt(1,
+                "SendRequestOnFd: Command sending on fd=%d incomplete (outLength=%d, InOutMax=%d) "
+                "--> continue=%d\n",
+                fd_, shown(sent_), shown(total_), shown(attempt));
     }
     return spendSecondOn(POLLOUT, &Exchange::push);
 }
@@ -145,15 +145,15 @@ Transfer Exchange::push() {
         return Transfer::WouldBlock;
     }
     if (count < 0) {
-        trace(1,
-              "SendRequestOnFd: Command sending on fd=%d failed (outLength=%d, InOutMax=%d) --> "
-              "bail out\n",
-              fd_, shown(sent_), shown(total_));
+        traceAt(1,
+                "SendRequestOnFd: Command sending on fd=%d failed (outLength=%d, InOutMax=%d) --> "
+                "bail out\n",
+                fd_, shown(sent_), shown(total_));
     } else {
-        trace(1,
-              "SendRequestOnFd: Command sending on fd=%d failed EOF (outLength=%d, InOutMax=%d): "
-              "--> bail out\n",
-              fd_, shown(sent_), shown(total_));
+        traceAt(1,
+                "SendRequestOnFd: Command sending on fd=%d failed EOF (outLength=%d, InOutMax=%d): "
+                "--> bail out\n",
+                fd_, shown(sent_), shown(total_));
     }
     return Transfer::Failed;
 }
@@ -179,10 +179,10 @@ int Exchange::receive() {
             break;
         }
     }
-    trace(1,
-          "SendRequestOnFd: Command receiving on fd=%d failed (inLength=%d, InOutMax=%d, "
-          "pCmdJ->len=%d)\n",
-          fd_, shown(received_), shown(inOutMax_), shown(frame_[0]));
+    traceAt(1,
+            "SendRequestOnFd: Command receiving on fd=%d failed (inLength=%d, InOutMax=%d, "
+            "pCmdJ->len=%d)\n",
+            fd_, shown(received_), shown(inOutMax_), shown(frame_[0]));
     return kTransferFailed;
 }
 
@@ -192,22 +192,23 @@ Transfer Exchange::receivingAttempt(unsigned int attempt) {
         return transfer;
     }
     if (transfer == Transfer::EndOfFile && attempt == 0) {
-        trace(1,
-              "SendRequestOnFd: Command receiving on fd=%d failed EOF (inLength=%d, InOutMax=%d) "
-              "--> bail out\n",
-              fd_, shown(received_), shown(inOutMax_));
+        traceAt(1,
+                "SendRequestOnFd: Command receiving on fd=%d failed EOF (inLength=%d, InOutMax=%d) "
+                "--> bail out\n",
+                fd_, shown(received_), shown(inOutMax_));
         return Transfer::Failed;
     }
     if (transfer == Transfer::Interrupted) {
-        trace(1,
-              "SendRequestOnFd: Command receiving on fd=%d interrupted (errno=EINTR, inLength=%d, "
-              "InOutMax=%d) --> retry=%d\n",
-              fd_, shown(received_), shown(inOutMax_), shown(attempt));
+        traceAt(
+            1,
+            "SendRequestOnFd: Command receiving on fd=%d interrupted (errno=EINTR, inLength=%d, "
+            "InOutMax=%d) --> retry=%d\n",
+            fd_, shown(received_), shown(inOutMax_), shown(attempt));
     } else {
-        trace(1,
-              "SendRequestOnFd: Command receiving on fd=%d incomplete (inLength=%d, InOutMax=%d, "
-              "pCmdJ->len=%d) --> continue=%d\n",
-              fd_, shown(received_), shown(inOutMax_), shown(frame_[0]), shown(attempt));
+        traceAt(1,
+                "SendRequestOnFd: Command receiving on fd=%d incomplete (inLength=%d, InOutMax=%d, "
+                "pCmdJ->len=%d) --> continue=%d\n",
+                fd_, shown(received_), shown(inOutMax_), shown(frame_[0]), shown(attempt));
     }
     return spendSecondOn(POLLIN, &Exchange::pull);
 }
@@ -242,10 +243,10 @@ Transfer Exchange::pull() {
         }
     }
     if (transfer == Transfer::Failed) {
-        trace(1,
-              "SendRequestOnFd: Command receiving on fd=%d failed (inLength=%d, InOutMax=%d) --> "
-              "bail out\n",
-              fd_, shown(received_), shown(inOutMax_));
+        traceAt(1,
+                "SendRequestOnFd: Command receiving on fd=%d failed (inLength=%d, InOutMax=%d) --> "
+                "bail out\n",
+                fd_, shown(received_), shown(inOutMax_));
         return transfer;
     }
     if (isComplete()) {
@@ -254,10 +255,10 @@ Transfer Exchange::pull() {
     if (received_ == inOutMax_) {
         // The rest is not read: the channel is closed after this failure, and with it goes what is
         // still in the socket.
-        trace(1,
-              "SendRequestOnFd: Command receiving on fd=%d incomplete (buffer too small) "
-              "(inLength=%d, InOutMax=%d, pCmdJ->len=%d)\n",
-              fd_, shown(received_), shown(inOutMax_), shown(frame_[0]));
+        traceAt(1,
+                "SendRequestOnFd: Command receiving on fd=%d incomplete (buffer too small) "
+                "(inLength=%d, InOutMax=%d, pCmdJ->len=%d)\n",
+                fd_, shown(received_), shown(inOutMax_), shown(frame_[0]));
         return Transfer::BufferFull;
     }
     return transfer;
@@ -310,7 +311,7 @@ Transfer spendSecond(int fd, short mask, const StopSignal* stop,
 int sendRequestOnFd(int fd, unsigned int* frame, unsigned int inOutMax, unsigned int timeoutMs,
                     unsigned int retries, Surplus surplus, const StopSignal* stop) {
     if (fd < 0) {
-        trace(1, "SendRequestOnFd: sending request failed (request channel not available)\n");
+        traceAt(1, "SendRequestOnFd: sending request failed (request channel not available)\n");
         return kNoChannel;
     }
     Exchange exchange(fd, frame, inOutMax, timeoutMs, retries, surplus, stop);
@@ -323,10 +324,10 @@ bool isUsableFrame(int fd, const unsigned int* frame, unsigned int inOutMax) {
     if (readable && frameSize(frame) <= inOutMax) {
         return true;
     }
-    trace(1,
-          "SendRequestOnFd: Command sending on fd=%d failed (outLength=%d, InOutMax=%d) --> "
-          "bail out\n",
-          fd, 0, readable ? shown(frameSize(frame)) : shown(inOutMax));
+    traceAt(1,
+            "SendRequestOnFd: Command sending on fd=%d failed (outLength=%d, InOutMax=%d) --> "
+            "bail out\n",
+            fd, 0, readable ? shown(frameSize(frame)) : shown(inOutMax));
     return false;
 }
 

@@ -46,7 +46,7 @@ void createKey() {
         const std::lock_guard lock(keyLock);
         bufferKey = key;
     }
-    trace(2, "InitBufferKeys: s_BufferKey = 0x%08X\n", key);
+    traceAt(2, "InitBufferKeys: s_BufferKey = 0x%08X\n", key);
 }
 
 /// Makes the key, once in a process: a key that has been deleted is not made again.
@@ -108,11 +108,11 @@ RequestChannel* getThreadSpecificDataJson() {
 void destroyThreadSpecificDataJson(void* data) {
     const CancellationGuard wholeDestruction;
     const std::unique_ptr<RequestChannel> channel(static_cast<RequestChannel*>(data));
-    trace(1, "DestroyThreadSpecificDataJson: pthrdata = %p, s_BufferKey = 0x%08X\n", data,
-          shownKey());
+    traceAt(1, "DestroyThreadSpecificDataJson: pthrdata = %p, s_BufferKey = 0x%08X\n", data,
+            shownKey());
     if (channel != nullptr && channel->fd >= 0) {
         close(channel->fd);
-        trace(1, "DestroyThreadSpecificDataJson: FdRequest = %d closed\n", channel->fd);
+        traceAt(1, "DestroyThreadSpecificDataJson: FdRequest = %d closed\n", channel->fd);
     }
 }
 
@@ -135,10 +135,10 @@ int openRequestChannel(RequestChannel* channel) {
     // Before the registration, which is a request itself and would open again without end.
     channel->fd = fd;
     channel->process = currentProcess();
-    trace(1,
-          "OpenRequestChannel: Request Channel to %s (fd=%d, Timeout=%d, Retries=%d msec) opened "
-          "(thrId=0x%08X)\n",
-          path.c_str(), fd, channel->timeout, channel->retries, threadNumber());
+    traceAt(1,
+            "OpenRequestChannel: Request Channel to %s (fd=%d, Timeout=%d, Retries=%d msec) opened "
+            "(thrId=0x%08X)\n",
+            path.c_str(), fd, channel->timeout, channel->retries, threadNumber());
     const ClientOptions options(fd);
     initRequestChannel(*channel, &options, channel->timeout);
     return channel->fd;
@@ -157,7 +157,7 @@ bool initRequestChannel(RequestChannel& channel, const ClientOptions* options,
     }
     FrameBuffer buffer = registrationFrame(Channel::Request, *options);
     if (!buffer) {
-        trace(1, "InitRequestChannel: ERROR No memory available\n");
+        traceAt(1, "InitRequestChannel: ERROR No memory available\n");
         closeRequestChannel(channel);
         return false;
     }
@@ -232,7 +232,7 @@ void RagdClientDestroyTSD(void) {
 
 int RagdClientDestroyKEY(void) {
     using namespace varnock;
-    trace(1, "RagdClientDestroyKEY: s_BufferKey = 0x%08X\n", shownKey());
+    traceAt(1, "RagdClientDestroyKEY: s_BufferKey = 0x%08X\n", shownKey());
     int error = 0;
     {
         const std::lock_guard lock(keyLock);

@@ -14,7 +14,7 @@
 
 using varnock::FrameBuffer;
 using varnock::kLengthWord;
-using varnock::trace;
+using varnock::traceAt;
 
 namespace {
 
@@ -40,7 +40,7 @@ unsigned int fail(SipJson& cmd, unsigned int status) {
 }
 
 unsigned int failForMemory(SipJson& cmd) {
-    trace(1, "CSwitchClient::Request: ERROR No memory available\n");
+    traceAt(1, "CSwitchClient::Request: ERROR No memory available\n");
     return fail(cmd, kBufferFailure);
 }
 
@@ -124,10 +124,10 @@ unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
     }
     const std::string text = cmd.Export();
     if (text.size() + 1 > RAGD_BUFFER_MAX) {
-        trace(1,
-              "CSwitchClient::Request: ERROR Json-String exceeds memmory buffer, "
-              "JsonStringLen=%d, RAGD_BUFFER_MAX=%d \n",
-              static_cast<int>(text.size() + 1), static_cast<int>(RAGD_BUFFER_MAX));
+        traceAt(1,
+                "CSwitchClient::Request: ERROR Json-String exceeds memmory buffer, "
+                "JsonStringLen=%d, RAGD_BUFFER_MAX=%d \n",
+                static_cast<int>(text.size() + 1), static_cast<int>(RAGD_BUFFER_MAX));
         return fail(cmd, kBufferFailure);
     }
     buffer.put(text);

@@ -4,17 +4,10 @@
 
 #include "runtime/Debug.h"
 #include "runtime/ThreadNumber.h"
+#include "runtime/TraceAt.h"
 
 /// Internal, not installed.
 namespace varnock {
-
-/// Traces when entries of this level are written.
-template <typename... Arguments>
-void trace(unsigned int level, const char* format, Arguments... arguments) {
-    if (Debug.IsOn(level)) {
-        Debug.Print(level, format, arguments...);
-    }
-}
 
 /// Traces what must be seen whatever the level.
 template <typename... Arguments>

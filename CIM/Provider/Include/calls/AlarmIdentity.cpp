@@ -39,8 +39,8 @@ Text Kolm::getConfAlarmQORVAId() {
             // Deliberate: the search has always ended there, and a text at that object is none that
             // callers have ever seen.
             if (object > kLastObject) {
-                trace(1,
-                      VARNOCK_TRACE_TAG "getConfAlarmQORVAId(): QORVA ID not found after 20 tries");
+                traceAt(1, VARNOCK_TRACE_TAG
+                        "getConfAlarmQORVAId(): QORVA ID not found after 20 tries");
                 return nothing<Text>();
             }
             if (identity) {
@@ -54,7 +54,7 @@ Text Kolm::getConfAlarmQORVAId() {
 }
 
 void Kolm::setConfAlarmQORVAId(const KOLMKey&, const cimple::String&) {
-    trace(5, VARNOCK_TRACE_TAG "Kolm::setConfAlarmQORVAId(): not implemented");
+    traceAt(5, VARNOCK_TRACE_TAG "Kolm::setConfAlarmQORVAId(): not implemented");
 }
 
 }  // namespace varnock::calls

@@ -27,18 +27,18 @@ std::vector<uint32> Kolm::getCabNrs() {
         }
         const uint32 server = asWord(record);
         cabinets.push_back(server);
-        trace(1, VARNOCK_TRACE_TAG "Kolm::getCabNrs(): ServerCabinetNr=%x", server);
+        traceAt(1, VARNOCK_TRACE_TAG "Kolm::getCabNrs(): ServerCabinetNr=%x", server);
 
         record.SetCmd(0x0220, 0, 0, server, kAllOnes);
         if (engine_.request(record) != 0 || !record.HasReplyData()) {
             return cabinets;
         }
         const std::vector<uint16> extensions = extensionCabinets(record);
-        trace(1, VARNOCK_TRACE_TAG "Kolm::getCabNrs(): NumDetectedSECabinets=%d",
-              static_cast<int>(extensions.size()));
+        traceAt(1, VARNOCK_TRACE_TAG "Kolm::getCabNrs(): NumDetectedSECabinets=%d",
+                static_cast<int>(extensions.size()));
         for (const uint32 extension : extensions) {
             cabinets.push_back(extension);
-            trace(1, VARNOCK_TRACE_TAG "Kolm::getCabNrs(): seCabinetNr=%x", extension);
+            traceAt(1, VARNOCK_TRACE_TAG "Kolm::getCabNrs(): seCabinetNr=%x", extension);
         }
         return cabinets;
     });

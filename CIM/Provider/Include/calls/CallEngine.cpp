@@ -41,7 +41,7 @@ Bytes asBytes(const SipJson& reply) {
 Text asMacText(const SipJson& reply) {
     CDataStream stream;
     if (!CallEngine::readStream(reply, stream)) {
-        trace(1, VARNOCK_TRACE_TAG "getMacAddress(): Sip.GetDataStream() failed");
+        traceAt(1, VARNOCK_TRACE_TAG "getMacAddress(): Sip.GetDataStream() failed");
         return nothing<Text>();
     }
     return macAddress(stream);
@@ -203,7 +203,7 @@ bool CallEngine::readStream(const SipJson& record, CDataStream& stream) {
 }
 
 void CallEngine::traceEntry(const char* name) {
-    trace(5, VARNOCK_TRACE_TAG "Kolm::%S()", name);
+    traceAt(5, VARNOCK_TRACE_TAG "Kolm::%S()", name);
 }
 
 void CallEngine::traceEntry(const Command& command) {
@@ -212,17 +212,17 @@ void CallEngine::traceEntry(const Command& command) {
             traceEntry(command.name);
             break;
         case Target::Shown::cabinet:
-            trace(5, VARNOCK_TRACE_TAG "Kolm::%S(%x)", command.name, command.target.cabinet);
+            traceAt(5, VARNOCK_TRACE_TAG "Kolm::%S(%x)", command.name, command.target.cabinet);
             break;
         case Target::Shown::component:
-            trace(5, VARNOCK_TRACE_TAG "Kolm::%S(cabNr=%x, objId=%x)", command.name,
-                  command.target.cabinet, command.target.object);
+            traceAt(5, VARNOCK_TRACE_TAG "Kolm::%S(cabNr=%x, objId=%x)", command.name,
+                    command.target.cabinet, command.target.object);
             break;
     }
 }
 
 void CallEngine::traceFailure(const char* name) {
-    trace(1, VARNOCK_TRACE_TAG "%S(): KolmRequest() failed", name);
+    traceAt(1, VARNOCK_TRACE_TAG "%S(): KolmRequest() failed", name);
 }
 
 void CallEngine::raise(const char* name, const char* what) {

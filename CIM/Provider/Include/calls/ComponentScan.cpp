@@ -52,10 +52,10 @@ ComponentScan::Opened ComponentScan::open() {
 bool ComponentScan::openOrTrace() {
     switch (open()) {
         case Opened::requestFailed:
-            trace(1, VARNOCK_TRACE_TAG "%S(): KolmRequest(CM_VInfoScanOpen) failed", call_);
+            traceAt(1, VARNOCK_TRACE_TAG "%S(): KolmRequest(CM_VInfoScanOpen) failed", call_);
             return false;
         case Opened::noToken:
-            trace(1, VARNOCK_TRACE_TAG "%S(): session token invalid", call_);
+            traceAt(1, VARNOCK_TRACE_TAG "%S(): session token invalid", call_);
             return false;
         case Opened::yes:
             break;
@@ -79,7 +79,7 @@ bool ComponentScan::isKnownVersion(const ScannedComponent& component) const {
     if (component.texts.size() == kIdentityTexts) {
         return true;
     }
-    trace(5, VARNOCK_TRACE_TAG "%S(): wrong version info returned", call_);
+    traceAt(5, VARNOCK_TRACE_TAG "%S(): wrong version info returned", call_);
     return false;
 }
 
@@ -102,7 +102,7 @@ void ComponentScan::visitAll(const std::function<void(const ScannedComponent&)>&
             visit(component(index));
             continue;
         }
-        trace(5, VARNOCK_TRACE_TAG "%S(): KolmRequest(CM_VInfoComponentInfo) failed", call_);
+        traceAt(5, VARNOCK_TRACE_TAG "%S(): KolmRequest(CM_VInfoComponentInfo) failed", call_);
         if (record_.Status() == kStatusNoChannel) {
             break;  // each of the others would wait for a channel just as long
         }
@@ -121,7 +121,7 @@ ScannedComponent ComponentScan::component(unsigned int index) const {
 
 void ComponentScan::close() {
     if (!request(kScanClose, 0)) {
-        trace(5, VARNOCK_TRACE_TAG "%S(): KolmRequest(CM_VInfoScanClose) failed", call_);
+        traceAt(5, VARNOCK_TRACE_TAG "%S(): KolmRequest(CM_VInfoScanClose) failed", call_);
     }
 }
 

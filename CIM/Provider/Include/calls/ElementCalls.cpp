@@ -49,7 +49,7 @@ Text Kolm::elementText(const ElementText& wanted, const KOLMKey& key) const {
     };
     const Text text = CallEngine::guarded(wanted.call, giveDefault, find);
     if (text.null) {
-        trace(5, VARNOCK_TRACE_TAG "%S():%S not found", wanted.call, wanted.label);
+        traceAt(5, VARNOCK_TRACE_TAG "%S():%S not found", wanted.call, wanted.label);
     }
     return text;
 }

@@ -7,14 +7,14 @@
 namespace varnock::calls {
 
 Kolm::Kolm(provider::KOLMClient* client) : engine_(client) {
-    trace(5, VARNOCK_TRACE_TAG "Kolm::Kolm()");
+    traceAt(5, VARNOCK_TRACE_TAG "Kolm::Kolm()");
     const Setting<sint32> hours = Kolm::getConfTimeZone();
     timeZoneMinutes_ = hours.null ? 0 : static_cast<uint32>(hours.value) * 60;
 }
 
 Kolm::~Kolm() {
     const CancellationGuard uncancelled;
-    trace(5, VARNOCK_TRACE_TAG "Kolm::~Kolm()");
+    traceAt(5, VARNOCK_TRACE_TAG "Kolm::~Kolm()");
 }
 
 int Kolm::passThroughRequest(SipJson& record) {

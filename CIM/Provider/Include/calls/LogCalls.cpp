@@ -47,7 +47,7 @@ void Kolm::doClearLog(const KOLMKey& key) {
         for (const unsigned int log : {0U, 1U}) {
             SipJson record(0x0B03, 0, log, key.cabinetNr, kAllOnes);
             if (engine_.request(record) != 0) {
-                trace(1, VARNOCK_TRACE_TAG "doClearLog(%d): KolmRequest() failed", log);
+                traceAt(1, VARNOCK_TRACE_TAG "doClearLog(%d): KolmRequest() failed", log);
                 return;
             }
         }

@@ -85,8 +85,8 @@ bool Kolm::getDeviceInfoReadBusConfig(const KOLMKey& key, provider::PciDeviceInf
         }
         const std::optional<CPciCommonConfigHeader> header = headerIn(record);
         if (!header) {
-            trace(1, VARNOCK_TRACE_TAG
-                  "getDeviceInfoReadBusConfig(): Invalid PciConfig data returned");
+            traceAt(1, VARNOCK_TRACE_TAG
+                    "getDeviceInfoReadBusConfig(): Invalid PciConfig data returned");
             return false;
         }
         info = describe(address, *header);

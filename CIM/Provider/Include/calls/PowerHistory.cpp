@@ -17,9 +17,10 @@ std::vector<provider::PowerUsage> samples(CDataStream& history) {
     if (count == 0) {
         return usages;
     }
-    trace(1,
-          VARNOCK_TRACE_TAG "getUtilizationHistorySystemPowerConsumption(): got %d history records",
-          static_cast<int>(count));
+    traceAt(1,
+            VARNOCK_TRACE_TAG
+            "getUtilizationHistorySystemPowerConsumption(): got %d history records",
+            static_cast<int>(count));
     usages.reserve(count);
     for (unsigned long begin = 0; begin < count * kEntrySize; begin += kEntrySize) {
         if ((wordAt(history, begin + 6) & kValid) == 0) {
@@ -49,8 +50,8 @@ std::vector<provider::PowerUsage> Kolm::getUtilizationHistorySystemPowerConsumpt
             return std::vector<provider::PowerUsage>();
         }
         if (!CallEngine::readStream(record, history)) {
-            trace(1, VARNOCK_TRACE_TAG
-                  "getUtilizationHistorySystemPowerConsumption(): GetDataStream() failed");
+            traceAt(1, VARNOCK_TRACE_TAG
+                    "getUtilizationHistorySystemPowerConsumption(): GetDataStream() failed");
         }
         return samples(history);
     });

@@ -25,8 +25,8 @@ uint32 nodeDword(const SipJson& reply, const NodeCommand&) {
 Text nodeText(const SipJson& reply, const NodeCommand& command) {
     std::string text;
     if (!reply.GetDataString(text)) {
-        trace(1, VARNOCK_TRACE_TAG "%S(%S): GetDataString() failed", command.call,
-              command.node.c_str());
+        traceAt(1, VARNOCK_TRACE_TAG "%S(%S): GetDataString() failed", command.call,
+                command.node.c_str());
         return nothing<Text>();
     }
     return propertyOf(provider::STDSTRINGToString(text));
@@ -40,10 +40,10 @@ uint8 nodeStream(const SipJson& reply, const NodeCommand&) {
 
 void traceNodeEntry(const NodeCommand& command) {
     if (command.target.shown == Target::Shown::component) {
-        trace(5, VARNOCK_TRACE_TAG "Kolm::%S(%S,%x)", command.call, command.node.c_str(),
-              command.target.object);
+        traceAt(5, VARNOCK_TRACE_TAG "Kolm::%S(%S,%x)", command.call, command.node.c_str(),
+                command.target.object);
     } else {
-        trace(5, VARNOCK_TRACE_TAG "Kolm::%S(%S)", command.call, command.node.c_str());
+        traceAt(5, VARNOCK_TRACE_TAG "Kolm::%S(%S)", command.call, command.node.c_str());
     }
 }
 
@@ -55,8 +55,8 @@ Result ask(const CallEngine& engine, const NodeCommand& command,
         SipJson record(command.opcode, 0, command.target.object, command.target.cabinet, kAllOnes);
         record.SetDataString(provider::StringToSTDSTRING(command.node).c_str(), 0);
         if (engine.request(record) != 0) {
-            trace(1, VARNOCK_TRACE_TAG "%S(%S): KolmRequest() failed", command.call,
-                  command.node.c_str());
+            traceAt(1, VARNOCK_TRACE_TAG "%S(%S): KolmRequest() failed", command.call,
+                    command.node.c_str());
             return nothing<Result>();
         }
         return record.HasReplyData() ? decode(record, command) : nothing<Result>();
