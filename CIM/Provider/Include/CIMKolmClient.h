@@ -44,7 +44,9 @@ class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOL
     /// The result code for the status of a command, as management providers report it.
     static unsigned int cmdStatus2hResult(unsigned int status);
 
-    /// Called by the event thread for each event.
+    /// Called by the event thread for each event; hands it to the listener. A BaseException of the
+    /// listener is traced and dropped, any other passes on to the event thread, which does the
+    /// same.
     void Event(SipJson& event) override;
     bool enableEvents() override;
     bool disableEvents() override;
