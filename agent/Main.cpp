@@ -9,6 +9,7 @@
 #include "agent/Run.h"
 #include "agent/Serve.h"
 #include "agent/host/HostMachine.h"
+#include "cli/Console.h"
 
 namespace {
 
@@ -106,6 +107,7 @@ int agentMain(std::vector<std::string> arguments) {
 }  // namespace
 
 int main(int argc, char** argv) try {
+    varnock::console::dropTrace();
     return agentMain({argv + 1, argv + argc});
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "varnock-agent: %s\n", failure.what());

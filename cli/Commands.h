@@ -1,0 +1,49 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "cli/CallTable.h"
+#include "cli/Options.h"
+#include "cli/Output.h"
+
+/// The subcommands. Each returns its one document or throws Failure.
+namespace varnockctl {
+
+/// `call NAME`: runs a typed call.
+Answer runCall(const Options& options, const std::string& name, const CallArguments& arguments);
+
+/// `list [PATTERN]`: the calls whose name contains the pattern, in any case.
+Answer listCalls(const std::string& pattern);
+
+/// `describe NAME`: all about one call.
+Answer describeCall(const std::string& name);
+
+/// The data of a record that has no typed call; at most one is given.
+struct RawData {
+    std::optional<std::string> byte;
+    std::optional<std::string> word;
+    std::optional<std::string> dword;
+    std::optional<std::string> string;
+    std::optional<std::string> stream;  ///< hexadecimal digits, blanks allowed
+};
+
+struct RawRecord {
+    std::string opcode;
+    std::string ext = "0";
+    std::string object = "0";
+    std::string cabinet = "0";
+    RawData data;
+};
+
+/// `raw OC`: any command record; answers the reply record.
+Answer runRaw(const Options& options, const RawRecord& raw);
+
+/// `inventory`: the machine as a tree.
+Answer runInventory(const Options& options);
+
+/// Asks on a terminal before something is changed; throws Failure (interrupted) on a no. Says yes
+/// where there is no terminal, or with --yes or --dry-run.
+void confirm(const Options& options, const std::string& what);
+
+}  // namespace varnockctl

@@ -1,0 +1,79 @@
+#include "cli/Console.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <mutex>
+
+namespace varnock::console {
+namespace {
+
+void writeAll(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+        if (written < 0 && errno != EINTR) {
+            return;
+        }
+        if (written > 0) {
+            text.remove_prefix(static_cast<size_t>(written));
+        }
+    }
+}
+
+// Plain data without constructors: the stream is in use before any of this program's have run.
+constexpr size_t keptSize = 64 * 1024;
+char kept[keptSize];
+size_t keptLength;
+std::atomic<bool> passThrough;
+FILE* original;
+// Zero-initialised; the stream's own lock serialises the writers, this one the switch-over.
+constinit std::mutex mutex;
+
+ssize_t takeTrace(void*, const char* text, size_t size) {
+    const std::lock_guard guard(mutex);
+    if (passThrough) {
+        writeAll({text, size});
+        return static_cast<ssize_t>(size);
+    }
+    const size_t room = keptSize - keptLength;
+    const size_t taken = size < room ? size : room;
+    __builtin_memcpy(kept + keptLength, text, taken);
+    keptLength += taken;
+    return static_cast<ssize_t>(size);
+}
+
+void takeStderrAway() {
+    cookie_io_functions_t functions{};
+    functions.write = takeTrace;
+    if (FILE* stream = fopencookie(nullptr, "w", functions)) {
+        setvbuf(stream, nullptr, _IOLBF, 0);
+        original = stderr;
+        stderr = stream;
+    }
+}
+
+// Runs before the initialisers of every shared library.
+__attribute__((section(".preinit_array"), used)) void (*const beforeLibraries)() = takeStderrAway;
+
+}  // namespace
+
+void say(std::string_view line) {
+    writeAll(std::string(line) + "\n");
+}
+
+void showTrace() {
+    const std::lock_guard guard(mutex);
+    writeAll({kept, keptLength});
+    keptLength = 0;
+    passThrough = true;
+}
+
+void dropTrace() {
+    if (original != nullptr) {
+        stderr = original;
+    }
+}
+
+}  // namespace varnock::console

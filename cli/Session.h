@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+
+#include "CIM/Provider/Include/KOLMCalls.h"
+#include "CIM/Provider/Include/KOLMClient.h"
+#include "CIM/Provider/Include/ShPtr.h"
+#include "cli/ObservedClient.h"
+#include "cli/Options.h"
+
+namespace varnockctl {
+
+/// The way from one command to the agent: the client that providers use, observed, and the typed
+/// calls on it.
+class Session {
+  public:
+    /// Throws Failure at once when nobody listens on the agent's socket; the library would try for
+    /// ten minutes. A dry run needs no agent.
+    explicit Session(const Options& options);
+
+    provider::KOLMCalls& calls() { return *calls_; }
+    ObservedClient& client() { return *observed_; }
+
+  private:
+    ShPtr<provider::KOLMClient> client_;
+    std::optional<ObservedClient> observed_;
+    ShPtr<provider::KOLMCalls> calls_;
+};
+
+}  // namespace varnockctl

@@ -1,0 +1,158 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <cstdio>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <sstream>
+
+#include "CIM/Provider/Include/Exceptions.h"
+#include "cli/Commands.h"
+#include "cli/Console.h"
+#include "cli/Failure.h"
+#include "cli/Watchdog.h"
+#include "runtime/Version.h"
+
+namespace varnockctl {
+namespace {
+
+struct CommandLine {
+    Options options;
+    double timeout = 10;
+    std::function<Answer()> command;
+
+    // What the subcommands collect.
+    std::string name;
+    std::string pattern;
+    CallArguments arguments;
+    RawRecord raw;
+};
+
+void addGlobalOptions(CLI::App& app, CommandLine& line) {
+    app.set_version_flag("--version", std::string("varnockctl ") + TovQXObjectVersion);
+    const std::map<std::string, Format> formats{{"table", Format::table}, {"json", Format::json}};
+    app.add_option("-o,--output", line.options.format, "table or json")
+        ->transform(CLI::CheckedTransformer(formats))
+        ->option_text("FORMAT");
+    app.add_flag("--wire", line.options.wire, "show each record sent and received");
+    app.add_flag("--dry-run", line.options.dryRun,
+                 "print the record of a state-changing call and send nothing");
+    app.add_flag("--yes", line.options.yes, "do not ask before a state-changing call");
+    app.add_flag("-v,--verbose", line.options.verbose, "show the library's trace");
+    app.add_option("--timeout", line.timeout, "seconds after which the command ends (default 10)")
+        ->check(CLI::PositiveNumber)
+        ->option_text("S");
+}
+
+void addCall(CLI::App& app, CommandLine& line) {
+    CLI::App* call = app.add_subcommand("call", "run a typed call by its name");
+    call->add_option("NAME", line.name, "see varnockctl list")->required();
+    call->add_option("--cabinet", line.arguments.cabinet, "cabinet number")->option_text("N");
+    call->add_option("--object", line.arguments.object, "object id")->option_text("N");
+    call->add_option("--ext", line.arguments.ext, "operation code extension")->option_text("N");
+    call->add_option("--value", line.arguments.value, "what a setter sets")->option_text("V");
+    call->add_option("--node", line.arguments.node, "name of a status-tree node")
+        ->option_text("TEXT");
+    call->callback([&line] {
+        line.command = [&line] { return runCall(line.options, line.name, line.arguments); };
+    });
+}
+
+void addCatalogue(CLI::App& app, CommandLine& line) {
+    CLI::App* list = app.add_subcommand("list", "the calls, or those with PATTERN in their name");
+    list->add_option("PATTERN", line.pattern);
+    list->callback([&line] { line.command = [&line] { return listCalls(line.pattern); }; });
+
+    CLI::App* describe = app.add_subcommand("describe", "all about one call");
+    describe->add_option("NAME", line.name)->required();
+    describe->callback([&line] { line.command = [&line] { return describeCall(line.name); }; });
+}
+
+void addRaw(CLI::App& app, CommandLine& line) {
+    CLI::App* raw = app.add_subcommand("raw", "send any command record, print the reply");
+    raw->add_option("OC", line.raw.opcode, "operation code")->required();
+    raw->add_option("--ext", line.raw.ext, "operation code extension")->option_text("N");
+    raw->add_option("--object", line.raw.object, "object id")->option_text("N");
+    raw->add_option("--cabinet", line.raw.cabinet, "cabinet number")->option_text("N");
+    CLI::Option_group* data = raw->add_option_group("data", "the data of the record");
+    data->add_option("--byte", line.raw.data.byte)->option_text("V");
+    data->add_option("--word", line.raw.data.word)->option_text("V");
+    data->add_option("--dword", line.raw.data.dword)->option_text("V");
+    data->add_option("--string", line.raw.data.string)->option_text("V");
+    data->add_option("--stream", line.raw.data.stream, "hexadecimal digits")->option_text("HEX");
+    data->require_option(0, 1);
+    raw->callback([&line] { line.command = [&line] { return runRaw(line.options, line.raw); }; });
+}
+
+void addInventory(CLI::App& app, CommandLine& line) {
+    app.add_subcommand("inventory", "the machine as a tree")->callback([&line] {
+        line.command = [&line] { return runInventory(line.options); };
+    });
+}
+
+// The command, or the failure it ends in.
+Answer runCommand(const CommandLine& line) {
+    try {
+        return line.command();
+    } catch (const Failure& failure) {
+        varnock::console::say(std::string("varnockctl: ") + failure.what());
+        return failureAnswer(failure.status(), failure.what());
+    } catch (const provider::BaseException& exception) {
+        varnock::console::say(std::string("varnockctl: ") + exception.toString().c_str());
+        return failureAnswer(ExitStatus::refused, exception.toString().c_str());
+    }
+}
+
+[[noreturn]] void expire(const CommandLine& line) {
+    const std::string message = "no answer within the time limit";
+    varnock::console::say("varnockctl: " + message);
+    _exit(
+        static_cast<int>(print(failureAnswer(ExitStatus::timeout, message), line.options.format)));
+}
+
+// Help and version go to standard output; everything else is a usage error.
+int explainUsage(const CLI::App& app, const CLI::ParseError& error, Format format) {
+    std::ostringstream out;
+    std::ostringstream err;
+    if (app.exit(error, out, err) == 0) {
+        const std::string text = out.str();
+        fwrite(text.data(), 1, text.size(), stdout);
+        return fflush(stdout) == 0 ? 0 : static_cast<int>(ExitStatus::partial);
+    }
+    varnock::console::say("varnockctl: " + err.str());
+    return static_cast<int>(print(failureAnswer(ExitStatus::usage, error.what()), format));
+}
+
+int run(int argc, char** argv) {
+    CLI::App app{"Asks the management agent through the typed calls of the provider library.",
+                 "varnockctl"};
+    CommandLine line;
+    app.require_subcommand(1);
+    app.fallthrough();
+    addGlobalOptions(app, line);
+    addCall(app, line);
+    addCatalogue(app, line);
+    addRaw(app, line);
+    addInventory(app, line);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return explainUsage(app, error, line.options.format);
+    }
+    if (line.options.verbose) {
+        varnock::console::showTrace();
+    }
+    const auto limit = std::chrono::milliseconds(
+        static_cast<long long>(std::ceil(std::min(line.timeout, 1e9) * 1000)));
+    const Watchdog watchdog(limit, [&line] { expire(line); });
+    return static_cast<int>(print(runCommand(line), line.options.format));
+}
+
+}  // namespace
+}  // namespace varnockctl
+
+int main(int argc, char** argv) {
+    return varnockctl::run(argc, argv);
+}

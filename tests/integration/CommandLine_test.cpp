@@ -1,0 +1,222 @@
+// varnockctl as a process: against a scripted agent, and against nobody.
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include "tests/support/ScriptedAgent.h"
+#include "tests/support/Subprocess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace varnock::test {
+namespace {
+
+ProcessResult varnockctl(std::vector<std::string> arguments,
+                         const Subprocess::Environment& environment = {}) {
+    arguments.insert(arguments.begin(), VARNOCKCTL);
+    return runProcess(arguments, environment);
+}
+
+// The one JSON document of a command; fails the test when there is none or more.
+rapidjson::Document documentOf(const ProcessResult& result) {
+    rapidjson::Document document;
+    document.Parse(result.out.c_str());
+    EXPECT_FALSE(document.HasParseError()) << result.out << result.err;
+    return document;
+}
+
+// An agent that knows the start-up commands and one reading.
+AgentReply answerOne(const AgentRequest& request) {
+    if (request.opcode == 0x0600) return AgentReply::ok(numberData(48));
+    return AgentReply::status(19);
+}
+
+TEST(CommandLine, PrintsOneNumber) {
+    ScriptedAgent agent;
+    agent.handle(answerOne);
+    const ProcessResult result = varnockctl({"call", "getNumberCPUs", "--cabinet", "0"});
+    EXPECT_EQ(result.out, "48\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST(CommandLine, PrintsOneJsonDocument) {
+    ScriptedAgent agent;
+    agent.handle(answerOne);
+    const ProcessResult result =
+        varnockctl({"call", "getNumberCPUs", "--cabinet", "0", "-o", "json"});
+    const auto document = documentOf(result);
+    EXPECT_EQ(document["call"], "getNumberCPUs");
+    EXPECT_EQ(document["value"].GetUint(), 48U);
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST(CommandLine, ShowsWhatIsAbsentAsAbsent) {
+    ScriptedAgent agent;
+    agent.handle(answerOne);
+    const ProcessResult result =
+        varnockctl({"-o", "json", "call", "getCurrentFanSpeed", "--cabinet", "0", "--object", "1"});
+    const auto document = documentOf(result);
+    EXPECT_TRUE(document["value"].IsNull());
+    EXPECT_STREQ(document["reason"].GetString(), "status 19: not available on this machine");
+    EXPECT_EQ(result.status, 3);
+}
+
+TEST(CommandLine, SaysAtOnceThatThereIsNoAgent) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.path();
+    const ProcessResult result = varnockctl({"-o", "json", "call", "getNumberCPUs", "--cabinet=0"},
+                                            {{"QX_RAGD_SOCKET_DIR", path}});
+    EXPECT_EQ(result.status, 4);
+    EXPECT_NE(result.err.find(path + "/ragdsj"), std::string::npos) << result.err;
+    EXPECT_EQ(documentOf(result)["error"]["status"].GetInt(), 4);
+}
+
+TEST(CommandLine, SocketsThatNobodyListensOnAreNoAgent) {
+    ScriptedAgent agent;
+    const std::string path = agent.directory();
+    agent.stop();
+    EXPECT_EQ(varnockctl({"inventory"}, {{"QX_RAGD_SOCKET_DIR", path}}).status, 4);
+}
+
+TEST(CommandLine, EndsInTimeWhateverTheAgentDoes) {
+    ScriptedAgent agent;
+    agent.handle([](const AgentRequest&) { return AgentReply::none(); });
+    const ProcessResult result =
+        varnockctl({"-o", "json", "--timeout", "0.05", "call", "getNumberCPUs", "--cabinet", "0"});
+    EXPECT_EQ(result.status, 5);
+    EXPECT_EQ(documentOf(result)["error"]["status"].GetInt(), 5);
+}
+
+TEST(CommandLine, UsageErrorsAreToldApart) {
+    EXPECT_EQ(varnockctl({}).status, 2);
+    EXPECT_EQ(varnockctl({"dance"}).status, 2);
+    EXPECT_EQ(varnockctl({"call", "getNoSuchThing"}).status, 2);
+    EXPECT_EQ(varnockctl({"call", "getNumberCPUs"}).status, 2);
+    EXPECT_EQ(varnockctl({"call", "getNumberCPUs", "--cabinet", "0", "--object", "1"}).status, 2);
+    EXPECT_EQ(varnockctl({"call", "getNumberCPUs", "--cabinet", "many"}).status, 2);
+    EXPECT_EQ(varnockctl({"raw", "0x0300", "--byte", "256"}).status, 2);
+    EXPECT_EQ(varnockctl({"raw", "0x0300", "--byte", "1", "--word", "1"}).status, 2);
+    EXPECT_EQ(documentOf(varnockctl({"-o", "json", "dance"}))["error"]["status"].GetInt(), 2);
+}
+
+TEST(CommandLine, HelpAndVersionGoToStandardOutput) {
+    const ProcessResult help = varnockctl({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_NE(help.out.find("inventory"), std::string::npos);
+    EXPECT_EQ(help.err, "");
+    EXPECT_EQ(varnockctl({"--version"}).out, "varnockctl 7.00-10\n");
+}
+
+TEST(CommandLine, ARefusedSetterShowsItsException) {
+    ScriptedAgent agent;
+    agent.handle(answerOne);
+    const ProcessResult result = varnockctl({"call", "setConfServerAssetTag", "--value", "rack 7"});
+    EXPECT_EQ(result.out, "");
+    EXPECT_NE(result.err.find("BaseException: file=\"CIM/Provider/Include/KOLMCalls\""),
+              std::string::npos)
+        << result.err;
+    EXPECT_NE(result.err.find("setConfServerAssetTag(): kolmRequest() failed"), std::string::npos);
+    EXPECT_EQ(result.status, 3);
+}
+
+TEST(CommandLine, RefusedAccessIsAPermission) {
+    ScriptedAgent agent;
+    agent.handle([](const AgentRequest& request) {
+        return request.opcode == 0x0301 ? AgentReply::status(0x00040009) : answerOne(request);
+    });
+    const ProcessResult result =
+        varnockctl({"call", "getFanStatus", "--cabinet", "0", "--object", "0"});
+    EXPECT_EQ(result.status, 8) << result.err;
+    EXPECT_NE(result.err.find("cimErr=2"), std::string::npos);
+}
+
+TEST(CommandLine, RepliesThatCannotBeUnderstoodAreToldApart) {
+    for (const char* reply : {"no json", "{}", R"({"SIP":{"V":1,"CMD":[{"ST":0,"DA":"text"}]}})",
+                              R"({"SIP":{"V":1,"CMD":[{"ST":0,"DA":[1.5]}]}})"}) {
+        ScriptedAgent agent;
+        agent.handle([&](const AgentRequest& request) {
+            return request.opcode == 0x0600 ? AgentReply::json(reply) : answerOne(request);
+        });
+        EXPECT_EQ(varnockctl({"call", "getNumberCPUs", "--cabinet", "0"}).status, 9) << reply;
+    }
+}
+
+TEST(CommandLine, WireShowsTheRecordsWithMicroseconds) {
+    ScriptedAgent agent;
+    agent.handle(answerOne);
+    const ProcessResult result = varnockctl({"--wire", "call", "getNumberCPUs", "--cabinet", "7"});
+    EXPECT_EQ(result.out, "48\n");
+    EXPECT_NE(result.err.find(R"( > {"SIP":{"V":1,"CMD":[{"OC":1536,"CA":7}]}})"),
+              std::string::npos)
+        << result.err;
+    EXPECT_NE(result.err.find(R"( < {"SIP":{"V":1,"CMD":[{"OC":1536,"CA":7,"ST":0,"DA":48}]}})"),
+              std::string::npos)
+        << result.err;
+}
+
+TEST(CommandLine, ADryRunSendsNothing) {
+    const TemporaryDirectory nobody;
+    const Subprocess::Environment environment{{"QX_RAGD_SOCKET_DIR", nobody.path()}};
+    const ProcessResult setter =
+        varnockctl({"--dry-run", "call", "setConfServerAssetTag", "--value", "x"}, environment);
+    EXPECT_EQ(setter.out,
+              R"({"SIP":{"V":1,"CMD":[{"OC":57346,"OE":528,"CA":4294967295,"DA":"x","ST":0}]}})"
+              "\n");
+    EXPECT_EQ(setter.status, 0);
+    const ProcessResult both = varnockctl(
+        {"--dry-run", "call", "doClearLog", "--cabinet", "1", "-o", "json"}, environment);
+    EXPECT_EQ(documentOf(both)["records"].Size(), 2U);
+    EXPECT_EQ(varnockctl({"--dry-run", "call", "getNumberCPUs", "--cabinet", "1"}).status, 2);
+}
+
+TEST(CommandLine, RawSendsAnyRecordAndPrintsTheReply) {
+    ScriptedAgent agent;
+    agent.handle([](const AgentRequest& request) {
+        return request.opcode == 0x1401 ? AgentReply::ok(bytesData({0x34, 0x12}))
+                                        : AgentReply::status(25);
+    });
+    const ProcessResult result = varnockctl(
+        {"raw", "0x1401", "--object", "5", "--cabinet", "1", "--stream", "00 1f 02", "-o", "json"});
+    const auto document = documentOf(result);
+    const auto& command = document["reply"]["SIP"]["CMD"][0];
+    EXPECT_EQ(command["DA"]["RAW"][1].GetUint(), 0x12U);
+    EXPECT_EQ(agent.requests().back().bytes(), (std::vector<unsigned char>{0x00, 0x1F, 0x02}));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(varnockctl({"raw", "0x0300"}).status, 3);
+}
+
+TEST(CommandLine, ListsAndDescribesCalls) {
+    const auto list = documentOf(varnockctl({"list", "fanstatus", "-o", "json"}));
+    ASSERT_EQ(list["calls"].Size(), 1U);
+    EXPECT_EQ(list["calls"][0]["name"], "getFanStatus");
+    EXPECT_EQ(varnockctl({"list", "nothing like it"}).status, 3);
+    const auto whole = documentOf(varnockctl({"list", "-o", "json"}));
+    EXPECT_EQ(whole["calls"].Size(), 316U);
+    const auto call =
+        documentOf(varnockctl({"describe", "getUmDiffComponentSubType@0x3306", "-o", "json"}));
+    EXPECT_EQ(call["opcode"], "0x3306");
+    EXPECT_FALSE(call["changesState"].GetBool());
+}
+
+TEST(CommandLine, EscapesWhatIsNoUtf8) {
+    ScriptedAgent agent;
+    agent.handle([](const AgentRequest& request) {
+        return request.opcode == 0x0304 ? AgentReply::ok(bytesData({'F', 0xFC, 0}))
+                                        : answerOne(request);
+    });
+    const auto document = documentOf(
+        varnockctl({"call", "getFanDesignation", "--cabinet=0", "--object=0", "-o", "json"}));
+    EXPECT_STREQ(document["value"].GetString(), "F\\xFC");
+}
+
+TEST(CommandLine, VerboseShowsTheTraceOfTheLibrary) {
+    ScriptedAgent agent;
+    agent.handle(answerOne);
+    const ProcessResult result =
+        varnockctl({"--verbose", "call", "getNumberCPUs", "--cabinet", "0"});
+    EXPECT_NE(result.err.find("Request Channel (type=JSON) opened and initialized"),
+              std::string::npos)
+        << result.err;
+}
+
+}  // namespace
+}  // namespace varnock::test
