@@ -49,8 +49,11 @@ struct UmDiffAlternate {};
 /// last one.
 class VARNOCK_EXPORT KOLMCalls {
   public:
+    /// A text; null when the agent has none.
     using Text = cimple::Property<cimple::String>;
+    /// A day as a CIM datetime; null when the agent has none that can be understood.
     using Date = cimple::Property<cimple::Datetime>;
+    /// An address as the agent sends it, 4 or 16 bytes as a rule; null when it has none.
     using Bytes = cimple::Property<cimple::Array<cimple::uint8>>;
 
     KOLMCalls() = default;
