@@ -1,6 +1,6 @@
 #include "CIM/Provider/Include/calls/ComponentScan.h"
 
-#include <cxxabi.h>
+#include <exception>
 
 #include "CIM/Provider/Include/Exceptions.h"
 #include "CIM/Provider/Include/ProviderTrace.h"
@@ -66,10 +66,11 @@ bool ComponentScan::openOrTrace() {
 void ComponentScan::visitAndClose(const std::function<void(const ScannedComponent&)>& visit) {
     try {
         visitAll(visit);
-    } catch (const abi::__forced_unwind&) {
-        throw;  // a cancelled thread sends no more
     } catch (...) {
-        closeAfterFailure();
+        // A cancellation passes here too, but is no exception object: the thread sends no more.
+        if (std::current_exception() != nullptr) {
+            closeAfterFailure();
+        }
         throw;
     }
     close();

@@ -159,7 +159,11 @@ TEST(Decoding, ADateBeforeTheEpochIsNull) {
 }
 
 TEST(Decoding, ADateWithAnEmbeddedNulIsNull) {
-    EXPECT_EQ(manufactureDate(cimple::String("2019\0304", 8)).null, 1);
+    EXPECT_EQ(manufactureDate(cimple::String("2019\0"
+                                             "304",
+                                             8))
+                  .null,
+              1);
 }
 
 }  // namespace
