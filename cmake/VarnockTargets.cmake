@@ -82,6 +82,7 @@ function(varnock_test name)
     varnock_core varnock_test_support GTest::gmock_main ${TEST_LIBRARIES})
   gtest_discover_tests(${name}
     TEST_PREFIX "${name}."
+    DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS "${TEST_LABELS}" TIMEOUT 120)
 endfunction()
