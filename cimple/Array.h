@@ -47,8 +47,8 @@ class Array {
     const T* data() const noexcept { return rep_ ? elementsOf(rep_) : nullptr; }
 
     /// REQUIRES: pos < size().
-    T& operator[](size_t pos) noexcept { return data()[pos]; }
-    const T& operator[](size_t pos) const noexcept { return data()[pos]; }
+    T& operator[](size_t pos) noexcept { return stored()[pos]; }
+    const T& operator[](size_t pos) const noexcept { return stored()[pos]; }
 
     void reserve(size_t n) {
         if (!rep_ || n > rep_->capacity) grow(n < minimumCapacity ? minimumCapacity : n);
@@ -77,12 +77,12 @@ class Array {
 
     void append(const T* elements, size_t n) {
         if (!elements || n == 0) return;
-        const T* before = data();
-        const bool own = before && holds(elements);
+        const bool own = rep_ && holds(elements);
+        const auto place = own ? elements - data() : 0;
         reserve(size() + checked(n));
-        if (own) elements = data() + (elements - before);
+        if (own) elements = data() + place;
         if constexpr (std::is_trivially_copyable_v<T>) {
-            std::memcpy(data() + size(), elements, n * sizeof(T));
+            std::memcpy(stored() + rep_->size, elements, n * sizeof(T));
             rep_->size += n;
         } else {
             for (size_t i = 0; i < n; i++) construct(elements[i]);
@@ -96,7 +96,7 @@ class Array {
     void remove(size_t pos, size_t n) {
         if (pos >= size()) return;
         const size_t left = n < size() - pos ? size() - n : pos;
-        for (size_t i = pos; i < left; i++) data()[i] = data()[i + n];
+        for (size_t i = pos; i < left; i++) (*this)[i] = (*this)[i + n];
         destroyFrom(left);
     }
     void remove(size_t pos) { remove(pos, 1); }
@@ -110,7 +110,7 @@ class Array {
     /// there is one, and callers that need the position use a loop.
     size_t find(const T& x) const {
         for (size_t i = 0; i < size(); i++) {
-            if (data()[i] == x) return std::is_scalar_v<T> ? 1 : i;
+            if ((*this)[i] == x) return std::is_scalar_v<T> ? 1 : i;
         }
         return size_t(-1);
     }
@@ -137,6 +137,12 @@ class Array {
 
     static T* elementsOf(Rep* rep) noexcept { return reinterpret_cast<T*>(rep + 1); }
 
+    /// The elements. REQUIRES: there is storage.
+    T* stored() const noexcept {
+        if (!rep_) __builtin_unreachable();
+        return elementsOf(rep_);
+    }
+
     template <class... More>
     static Array makeOf(const More&... elements) {
         Array array;
@@ -159,7 +165,7 @@ class Array {
     /// Makes one more element. REQUIRES: size() < capacity().
     template <class... From>
     void construct(From&&... from) {
-        ::new (static_cast<void*>(data() + rep_->size)) T(std::forward<From>(from)...);
+        ::new (static_cast<void*>(stored() + rep_->size)) T(std::forward<From>(from)...);
         rep_->size++;
     }
 
@@ -170,7 +176,7 @@ class Array {
         } else {
             Array bigger;
             bigger.rep_ = makeRep(nullptr, 0, capacity);
-            for (size_t i = 0; i < size(); i++) bigger.construct(std::move(data()[i]));
+            for (size_t i = 0; i < size(); i++) bigger.construct(std::move((*this)[i]));
             swap(bigger);
         }
     }
@@ -188,7 +194,7 @@ class Array {
 
     void destroyFrom(size_t pos) noexcept {
         if constexpr (!std::is_trivially_destructible_v<T>) {
-            for (size_t i = size(); i > pos; i--) data()[i - 1].~T();
+            for (size_t i = size(); i > pos; i--) (*this)[i - 1].~T();
         }
         if (rep_) rep_->size = pos;
     }

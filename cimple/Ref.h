@@ -2,6 +2,8 @@
 
 #include <cimple/Instance.h>
 
+#include <type_traits>
+
 CIMPLE_NAMESPACE_BEGIN
 
 /// A counted pointer to an instance. Counting is safe between threads, one Ref object is not.
@@ -13,7 +15,7 @@ class Ref {
     /// Takes over the reference of the caller, so the count stays. An instance that is not of class
     /// T gives a null Ref and still belongs to the caller.
     template <class U>
-    Ref(U* instance) : ptr_(cast<T*>(instance)) {}
+    Ref(U* instance) : ptr_(as(instance)) {}
     ~Ref() { unref(ptr_); }
 
     Ref& operator=(const Ref& x) {
@@ -53,6 +55,14 @@ class Ref {
     }
 
   private:
+    template <class U>
+    static T* as(U* instance) {
+        if constexpr (std::is_same_v<std::remove_const_t<U>, T>)
+            return const_cast<T*>(instance);
+        else
+            return cast<T*>(instance);
+    }
+
     T* ptr_;
 };
 

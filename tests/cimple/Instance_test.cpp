@@ -91,6 +91,7 @@ TEST(Instance, CreatedOnesCarryMagicCountAndClass) {
 TEST(Instance, CreateByMetaClass) {
     Ref<Instance> job(create(&Job::static_meta_class, true));
     const Job* created = cast<Job*>(job.ptr());
+    ASSERT_NE(created, nullptr);
     EXPECT_EQ(created->JobRunTimes.value, 1U);
     Ref<Instance> bare(create(&Instance::static_meta_class, true));
     EXPECT_EQ(bare.count(), 1U);
@@ -109,12 +110,14 @@ TEST(Instance, CloneIsDeepAndKeepsTheClass) {
     job->__name_space = "root/cimv2";
     ref(job.ptr());
     const CIM_Job* base = cast<CIM_Job*>(job.ptr());
+    ASSERT_NE(base, nullptr);
     Ref<Instance> copied(base->clone());
     unref(job.ptr());
     ASSERT_TRUE(is_a<Job>(copied.ptr()));
     EXPECT_EQ(copied.count(), 1U);
     EXPECT_TRUE(identical(copied.ptr(), job.ptr()));
     Job* changed = cast<Job*>(copied.ptr());
+    ASSERT_NE(changed, nullptr);
     changed->OperationalStatus.value[0] = 3;
     EXPECT_EQ(job->OperationalStatus.value[0], 2);
     EXPECT_FALSE(identical(copied.ptr(), job.ptr()));
@@ -146,6 +149,7 @@ TEST(Instance, KeyCloneKeepsKeysOnly) {
     system->__name_space = "root";
     Ref<Instance> base(key_clone(system.ptr()));
     const System* keys = cast<System*>(base.ptr());
+    ASSERT_NE(keys, nullptr);
     EXPECT_TRUE(keys->Name.value == "A");
     EXPECT_EQ(keys->Name.null, 0);
     EXPECT_EQ(keys->Caption.null, 1);
@@ -335,6 +339,7 @@ TEST(Instance, BaseLayoutIsAPrefix) {
     job->Name.set("n");
     job->PercentComplete.set(42);
     const CIM_Job* base = cast<CIM_Job*>(job.ptr());
+    ASSERT_NE(base, nullptr);
     EXPECT_TRUE(base->Name.value == "n");
     EXPECT_EQ(base->PercentComplete.value, 42);
 }

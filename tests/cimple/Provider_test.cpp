@@ -141,6 +141,7 @@ struct Collector {
             return false;
         }
         const Ref<Job> job(instance);
+        if (!job) return false;
         ids.push_back(job->InstanceID.value.c_str());
         return ids.size() < wanted;
     }

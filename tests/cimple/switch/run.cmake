@@ -1,4 +1,4 @@
-# cmake -DSOURCE=… -DLIBRARY=… -DGENERATOR=… -DOPTIONS=… -P run.cmake: makes a prefix that looks like
+# cmake -DSOURCE=... -DLIBRARY=... -DGENERATOR=... -DOPTIONS=... -P run.cmake: makes a prefix that looks like
 # an installed framework, configures the project against it and builds and runs a consumer.
 cmake_minimum_required(VERSION 3.25)
 
