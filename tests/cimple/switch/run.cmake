@@ -36,9 +36,16 @@ run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE} -B ${build}
   -DCMAKE_PROJECT_VarnockCIM_INCLUDE=${CMAKE_CURRENT_LIST_DIR}/defer.cmake
   -DVARNOCK_CIMPLE_ROOT=${prefix}
   -DVARNOCK_GENCLASS_OPTIONS=-M/schema/CIM.mof
-  -DVARNOCK_BUILD_TESTS=OFF -DVARNOCK_BUILD_AGENT=OFF -DVARNOCK_BUILD_CLI=OFF
-  -DVARNOCK_BUILD_EXAMPLES=OFF
+  -DVARNOCK_BUILD_TESTS=OFF
   ${OPTIONS})
+
+# With the root of the tree among the include paths, <cimple/...> would be the subset.
+file(READ ${build}/compile_commands.json commands)
+string(FIND "${commands}" "-I${SOURCE} " position)
+if(NOT position EQUAL -1)
+  fail("A target includes ${SOURCE}: it takes varnock_source_root() instead.")
+endif()
+
 run(${CMAKE_COMMAND} --build ${build} --target switch_consumer)
 run(${build}/bin/switch_consumer)
 
