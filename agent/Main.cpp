@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,17 @@ void addCommonOptions(CLI::App& command, Options& options) {
 std::string defaultDirectory() {
     const char* set = secure_getenv("QX_RAGD_SOCKET_DIR");
     return set != nullptr ? set : "/dev";
+}
+
+// Help and version go to standard output, everything else to standard error: through the C streams,
+// since std::cerr still writes to the stream that stderr was at load.
+int explainUsage(const CLI::App& app, const CLI::ParseError& failure) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = app.exit(failure, out, err);
+    std::fputs(out.str().c_str(), stdout);
+    std::fputs(err.str().c_str(), stderr);
+    return status == 0 ? EXIT_SUCCESS : kUsage;
 }
 
 // Cuts the words of a command after "--" from the arguments. They are nobody's options.
@@ -99,7 +111,7 @@ int agentMain(std::vector<std::string> arguments) {
                                                          : "-- belongs to run alone");
         }
     } catch (const CLI::ParseError& failure) {
-        return app.exit(failure) == 0 ? EXIT_SUCCESS : kUsage;
+        return explainUsage(app, failure);
     }
     return start(*serving, options, words);
 }
