@@ -24,6 +24,7 @@
 #include "runtime/RingBufferFile.h"
 #include "tests/support/FixedClock.h"
 #include "tests/support/QuietDebug.h"
+#include "tests/support/Sanitized.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/TraceFile.h"
@@ -342,6 +343,91 @@ TEST_F(DebugRingBuffer, ClosesTheFileWhenDestroyed) {
     EXPECT_THAT(console_.messages(), ElementsAre("seen"));
 }
 
+// --- Settings in a registry
+
+class DebugRegistry : public DebugRingBuffer {
+  protected:
+    DebugRegistry() {
+        setenv("QX_SYSTEM_DIR", directory_.path().c_str(), 1);
+        console_.setLevel(0);  // the registry traces its keys
+    }
+
+    void putRegistry(const std::string& values) {
+        std::ofstream(directory_.file("registry")) << "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Debug]\n"
+                                                   << "[CIM_Provider]\n"
+                                                   << values << "\n\n\n\n\n";
+    }
+};
+
+TEST_F(DebugRegistry, GivesTheSettingsThatTheEnvironmentDoesNot) {
+    unsetenv("QX_LOG_RINGBUF_DIR");
+    putRegistry("DebugLevel=d=5\nNoHeaderToStderr=d=1\nRingBufferDirectory=s=" +
+                directory_.path().string() +
+                "\nRingBufferSizeFactor=d=2\nRingBufferSizeWeight=d=3\n");
+    CDebug debug(TovQXObjectName);
+    EXPECT_EQ(debug.m_bActive, 1U);
+    EXPECT_EQ(DebugTestAccess::switches(debug).level, 5U);
+    EXPECT_EQ(DebugTestAccess::errorText(debug), "");
+    EXPECT_EQ(console_.text(), "");
+    EXPECT_EQ(file().size(), 6 * kUnit);
+    EXPECT_THAT(file().messages(),
+                IsSupersetOf({"DebugLevel                 : 5", "RingBufferSizeFactor       : 2",
+                              "RingBufferSizeWeight       : 3", "No Header to stderr        : 1"}));
+}
+
+TEST_F(DebugRegistry, YieldsToTheEnvironment) {
+    setenv("QX_LOG_DEBUG_LEVEL", "3", 1);
+    setenv("QX_LOG_RINGBUF_WEIGHT", "1", 1);
+    putRegistry("DebugLevel=d=5\nRingBufferDirectory=s=/missing\nRingBufferSizeWeight=d=3\n");
+    CDebug debug(TovQXObjectName);
+    EXPECT_EQ(DebugTestAccess::switches(debug).level, 3U);
+    EXPECT_EQ(DebugTestAccess::switches(debug).savedLevel, 3U);
+    EXPECT_EQ(file().size(), kUnit);
+}
+
+TEST_F(DebugRegistry, LeavesTheDefaultsWhereItHoldsNothing) {
+    putRegistry("");
+    CDebug debug(TovQXObjectName);
+    EXPECT_EQ(DebugTestAccess::switches(debug).level, 255U);
+    EXPECT_EQ(file().size(), 10 * kUnit);
+    EXPECT_THAT(console_.messages(),
+                IsSupersetOf({"DebugLevel                 : -1", "RingBufferSizeFactor       : -1",
+                              "RingBufferSizeWeight       : -1",
+                              "RingBufferDirectory        : ", "No Header to stderr        : -1"}));
+}
+
+TEST_F(DebugRegistry, GainsTheKeyOfTheApplication) {
+    std::ofstream(directory_.file("registry")) << "[HKEY_LOCAL_MACHINE]\n\n\n";
+    CDebug debug(TovQXObjectName);
+    EXPECT_EQ(debug.m_bActive, 1U);
+    std::ifstream saved(directory_.file("registry"));
+    const std::string text(std::istreambuf_iterator<char>(saved), {});
+    EXPECT_THAT(text, HasSubstr("[SOFTWARE]\n[Debug]\n[CIM_Provider]\n"));
+}
+
+TEST_F(DebugRegistry, MayBeBeyondSaving) {
+    putRegistry("RingBufferSizeWeight=d=1\n");
+    std::filesystem::create_directory(directory_.file("registry.new"));
+    CDebug debug(TovQXObjectName);
+    EXPECT_EQ(debug.m_bActive, 1U);
+    EXPECT_EQ(file().size(), kUnit);
+    debug.Print(1, "goes on");
+    EXPECT_EQ(file().messages().back(), "goes on");
+}
+
+TEST_F(DebugRegistry, CannotHelpWhereTheDirectoryIsMissing) {
+    unsetenv("QX_LOG_RINGBUF_DIR");
+    putRegistry("NoHeaderToStderr=d=1\nRingBufferDirectory=s=/missing\n");
+    CDebug debug(TovQXObjectName);
+    EXPECT_EQ(debug.m_bActive, 0U);
+    EXPECT_THAT(console_.messages(),
+                ElementsAre("Error during initialization of the CDebug instance.",
+                            "Error message: \"Error 2 opening /missing/log.CIM_Provider_a "
+                            "(10485760), try logging to stderr.",
+                            "\""));
+    EXPECT_EQ(systemLog.size(), 2U);
+}
+
 // --- No file
 
 TEST_F(DebugRingBuffer, FallsBackToTheConsoleWithoutItsDirectory) {
@@ -565,14 +651,6 @@ TEST_F(DebugRingBuffer, LetsAForkedChildWriteOn) {
     EXPECT_THAT(file().messages(position, file().position()), ElementsAre("parent"));
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VARNOCK_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VARNOCK_SANITIZED 1
-#endif
-#endif
-
 /// Every system call but the end of the process kills it from now on. Reading the clock is let
 /// through: whether it needs a call is the kernel's choice.
 bool forbidSystemCalls() {
@@ -589,9 +667,7 @@ bool forbidSystemCalls() {
 }
 
 TEST_F(DebugRingBuffer, CostsNoSystemCallForAnEntry) {
-#ifdef VARNOCK_SANITIZED
-    GTEST_SKIP() << "sanitizers make system calls of their own";
-#endif
+    if (kSanitized) GTEST_SKIP() << "sanitizers make system calls of their own";
     QuietDebug debug;
     init(debug);
     const pid_t child = fork();

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -9,10 +11,12 @@
 #include "tests/support/Subprocess.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/TraceFile.h"
 
 namespace varnock::test {
 namespace {
 
+using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -82,6 +86,24 @@ TEST_P(ProcessObjects, TraceFromTheFirstStaticObjectOn) {
 TEST_P(ProcessObjects, WriteTheStartUpHeaderOnce) {
     EXPECT_EQ(traced("Varnock Agent CIM_Provider Version=\"7.00-10\"").size(), 1U);
     EXPECT_EQ(traced("# End of header.").size(), 1U);
+}
+
+TEST_P(ProcessObjects, WriteToTheRingBufferWhereThereIsARegistry) {
+    std::ofstream(directory_.file("registry")) << "[HKEY_LOCAL_MACHINE]\n\n\n";
+    const ProcessResult result =
+        runProcess({GetParam()}, {{"QX_SYSTEM_DIR", directory_.path().string()},
+                                  {"QX_LOG_RINGBUF_DIR", directory_.path().string()},
+                                  {"QX_LOG_RINGBUF_WEIGHT", "1"}});
+    EXPECT_EQ(result.status, 0) << result.err;
+    const auto messages = TraceFile(directory_.file("log.CIM_Provider_a")).messages();
+    for (const std::string when : {"static-begin", "main", "static-end"}) {
+        for (const std::string how :
+             {"Print ", "PrintIt current ", "PrintIt ring buffer ", "PrintAlways "}) {
+            EXPECT_THAT(messages, Contains(how + when));
+        }
+    }
+    const bool hasOutside = std::count(messages.begin(), messages.end(), "Print after") != 0;
+    EXPECT_EQ(hasOutside, isShared());
 }
 
 INSTANTIATE_TEST_SUITE_P(Linkage, ProcessObjects,

@@ -4,8 +4,12 @@
 
 #include <string>
 
+#include "tests/support/Sanitized.h"
+
 namespace varnock {
 namespace {
+
+using test::kSanitized;
 
 std::string formatIn(std::size_t size, const char* format, ...) {
     std::string text(size, '#');
@@ -57,6 +61,7 @@ TEST(TraceFormat, LeavesEverythingElseAlone) {
 }
 
 TEST(TraceFormat, ToleratesAFormatThatEndsInAConversion) {
+    if (kSanitized) GTEST_SKIP() << "sanitizers refuse such a format themselves";
     EXPECT_NO_FATAL_FAILURE(formatted("S%l"));
     EXPECT_NO_FATAL_FAILURE(formatted("S%"));
     EXPECT_NO_FATAL_FAILURE(formatted("S%-5."));

@@ -1,0 +1,15 @@
+#pragma once
+
+namespace varnock::test {
+
+/// True where a sanitizer stands between the test and the system, and does things of its own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+inline constexpr bool kSanitized =
+    __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+inline constexpr bool kSanitized = false;
+#endif
+
+}  // namespace varnock::test
