@@ -16,7 +16,6 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -400,9 +399,8 @@ TEST_F(DebugRegistry, GainsTheKeyOfTheApplication) {
     std::ofstream(directory_.file("registry")) << "[HKEY_LOCAL_MACHINE]\n\n\n";
     CDebug debug(TovQXObjectName);
     EXPECT_EQ(debug.m_bActive, 1U);
-    std::ifstream saved(directory_.file("registry"));
-    const std::string text(std::istreambuf_iterator<char>(saved), {});
-    EXPECT_THAT(text, HasSubstr("[SOFTWARE]\n[Debug]\n[CIM_Provider]\n"));
+    EXPECT_THAT(TraceFile(directory_.file("registry")).bytes(),
+                HasSubstr("[SOFTWARE]\n[Debug]\n[CIM_Provider]\n"));
 }
 
 TEST_F(DebugRegistry, MayBeBeyondSaving) {
@@ -504,14 +502,18 @@ TEST_F(DebugRingBuffer, KeepsItsStateWhenAnotherFileCannotBeOpened) {
 
 // --- Files of any size
 
-/// Entries "n=<number> <filling>" among the lines, by their numbers; a torn line counts for
-/// nothing.
+/// The numbers of the whole entries "n=<number> <any x>!" among the lines.
 std::vector<int> numbersOf(const std::vector<std::string>& lines) {
-    static const std::regex whole(R"(^... .. ..:..:.. \S+ \S*\[[0-9A-F]{16}\]: n=(\d+) x*!$)");
     std::vector<int> numbers;
-    std::smatch match;
     for (const std::string& line : lines) {
-        if (std::regex_match(line, match, whole)) numbers.push_back(std::stoi(match[1]));
+        const std::string message = withoutEntryHeader(line);
+        int number = 0;
+        int end = 0;
+        if (message == line || sscanf(message.c_str(), "n=%d %n", &number, &end) != 1) continue;
+        const auto rest = message.find_first_not_of('x', static_cast<std::size_t>(end));
+        if (end > 0 && rest + 1 == message.size() && message[rest] == '!') {
+            numbers.push_back(number);
+        }
     }
     return numbers;
 }
