@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 namespace varnock::test {
@@ -16,9 +15,12 @@ inline void writeFile(const std::string& path, const std::string& contents) {
 }
 
 inline std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    std::string contents(file ? static_cast<std::size_t>(file.tellg()) : 0, '\0');
+    file.seekg(0);
+    file.read(contents.data(), static_cast<std::streamsize>(contents.size()));
     EXPECT_TRUE(file.good()) << path;
-    return {std::istreambuf_iterator<char>(file), {}};
+    return contents;
 }
 
 }  // namespace varnock::test
