@@ -15,21 +15,21 @@ class RingBufferFile;
 
 /// The settings of the trace as the registry holds them; -1 and "" for what is absent.
 struct StoredTraceSettings {
-    int level;
-    int factor;
-    int weight;
-    int noHeaderToStderr;
-    char directory[260];
+    int level;             ///< DebugLevel
+    int factor;            ///< RingBufferSizeFactor
+    int weight;            ///< RingBufferSizeWeight
+    int noHeaderToStderr;  ///< NoHeaderToStderr
+    char directory[260];   ///< RingBufferDirectory
 };
 
 /// The settings in force once the environment, the registry and the defaults have been asked.
 struct TraceSettings {
-    unsigned int level;
-    unsigned int factor;  ///< 0 to 2
-    unsigned int weight;
+    unsigned int level;             ///< entries up to this one are written
+    unsigned int factor;            ///< of the size, 0 to 2
+    unsigned int weight;            ///< of the size
     unsigned int noHeaderToStderr;  ///< 0: the start-up header goes to standard error
     std::int64_t ringBufferSize;    ///< bytes; below 1: no file
-    char directory[260];
+    char directory[260];            ///< of the ring-buffer file
 };
 
 namespace test {
@@ -79,14 +79,14 @@ extern VARNOCK_EXPORT const char* REGVAL_NO_HDR_TO_STDERR;
 /// left as it was.
 class VARNOCK_EXPORT CDebug {
   public:
-    /// A name and its value in the environment, null when unset.
+    /// A name and its value in the environment.
     struct TokVal {
-        const char* name;
-        const char* value;
+        const char* name;   ///< null behind the last row
+        const char* value;  ///< null when unset
     };
-    /// The environment and the keys of the configuration file, as they were when the trace set
-    /// itself up. A record for the trace header; a null name ends each.
+    /// The environment as it was when the trace set itself up: a record for the trace header.
     static TokVal m_TokValTabEnv[43];
+    /// The same for the keys of the agent's configuration file, looked up in the environment.
     static TokVal m_TokValTabCfg[14];
 
     /// Sets the object up with Init(); a failure is reported to standard error and syslog.

@@ -22,8 +22,9 @@ void recordEnvironment();
 /// application alone.
 const CDebug::TokVal& perApplicationWeight();
 
-/// The rules of both forms of CDebug::SetConfiguredValue().
+/// The number that CDebug::SetConfiguredValue() settles on.
 unsigned int configuredNumber(const char* variable, unsigned int stored, unsigned int byDefault);
+/// The text that CDebug::SetConfiguredValue() settles on, in `out`.
 void configuredText(const char* variable, const char* stored, const char* byDefault, char* out,
                     std::size_t size);
 

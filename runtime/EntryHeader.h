@@ -7,8 +7,8 @@
 /// The header of a trace entry, "Mmm dd hh:mm:ss host application[thread]: ". Internal.
 namespace varnock {
 
-inline constexpr std::size_t kTimeTextSize = 44;
-inline constexpr std::size_t kShortHostSize = 33;
+inline constexpr std::size_t kTimeTextSize = 44;   ///< room for a time and its terminator
+inline constexpr std::size_t kShortHostSize = 33;  ///< room for a name, "*" and the terminator
 
 /// The local time as asctime_r writes it, "Www Mmm dd hh:mm:ss yyyy\n"; a time that has no such
 /// form gives "www mmm dd hh:mm:ss yyyy\n".

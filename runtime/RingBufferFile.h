@@ -41,6 +41,7 @@ class RingBufferFile {
     /// its position means nothing, and entries begin right behind the header.
     bool resumes() const { return resumes_; }
 
+    /// True when an entry of this length ends before the end of the file.
     bool fits(std::size_t length) const { return position_ + toSigned(length) <= size_; }
     /// Appends one entry. REQUIRES: fits(length).
     void append(const char* entry, std::size_t length);
@@ -52,6 +53,7 @@ class RingBufferFile {
     /// A new round, from its start until its header has been written.
     class Wrap {
       public:
+        /// Counts the round and goes back to the start of the entries.
         explicit Wrap(RingBufferFile& file) : file_(file) { file_.beginWrap(); }
         ~Wrap() { file_.endWrap(); }
         Wrap(const Wrap&) = delete;
@@ -60,14 +62,15 @@ class RingBufferFile {
       private:
         RingBufferFile& file_;
     };
+    /// True while a Wrap lives: an entry that does not fit now never will.
     bool isWrapping() const { return wrapping_; }
 
-    int descriptor() const { return file_.get(); }
-    int opens() const { return opens_; }
-    int wraps() const { return wraps_; }
-    std::int64_t size() const { return size_; }
-    std::int64_t position() const { return position_; }
-    std::int64_t freeBytes() const { return size_ - position_; }
+    int descriptor() const { return file_.get(); }                ///< of the open file
+    int opens() const { return opens_; }                          ///< this one included
+    int wraps() const { return wraps_; }                          ///< of all processes so far
+    std::int64_t size() const { return size_; }                   ///< bytes in use
+    std::int64_t position() const { return position_; }           ///< of the next entry
+    std::int64_t freeBytes() const { return size_ - position_; }  ///< before the next wrap
 
   private:
     RingBufferFile() = default;
