@@ -234,10 +234,13 @@ void CSwitchClient::StopEventThread() {
     joinEventThread();
 }
 
-/// Waits for the event thread, which has been told to stop, unless that is the caller.
+/// Waits for the event thread, which has been told to stop. If that is the caller, nobody will wait
+/// for it any more.
 void CSwitchClient::joinEventThread() {
     run_->joined = true;
-    if (!run_->isCalledOnOwnThread()) {
+    if (run_->isCalledOnOwnThread()) {
+        pthread_detach(pthread_self());
+    } else {
         eventThread_.Kill(0);
     }
 }
