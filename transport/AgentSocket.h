@@ -46,7 +46,7 @@ VARNOCK_EXPORT void UnRegisterForEvents(void);
 /// ten seconds and then takes the channel for broken. Returns the descriptor to watch from now on:
 /// `clientFd` with an event, or, when a broken channel had to be reopened, that of the new channel
 /// and no event. Returns -1 when `clientFd` is not the event channel, when the agent has closed it,
-/// or when it could not be reopened.
+/// or when it could not be reopened; -9 when there is no memory for the event, which is lost then.
 VARNOCK_EXPORT int GetEventJson(int clientFd, SipJson& event);
 
 /// Sends the frame and reads the reply over it, into `inOutMax` bytes. Returns the number of bytes

@@ -24,10 +24,12 @@ timespec endOfStep() {
     return end;
 }
 
+thread_local EventRun* runOfThisThread = nullptr;
+
 }  // namespace
 
-EventRun::EventRun(int wakeFd, int eventDescriptor)
-    : stop(wakeFd), eventFd(eventDescriptor), process_(currentProcess()) {}
+EventRun::EventRun(const void* client, int wakeFd, int eventDescriptor)
+    : stop(wakeFd), eventFd(eventDescriptor), client_(client), process_(currentProcess()) {}
 
 EventRun::~EventRun() {
     pthread_cond_destroy(&ended_);
@@ -35,9 +37,13 @@ EventRun::~EventRun() {
 }
 
 void EventRun::enter() {
-    thread_ = pthread_self();
-    entered_ = true;
+    runOfThisThread = this;
     setRunning(true);
+}
+
+void EventRun::leave() {
+    runOfThisThread = nullptr;
+    setRunning(false);
 }
 
 void EventRun::setRunning(bool running) {
@@ -47,7 +53,12 @@ void EventRun::setRunning(bool running) {
 }
 
 bool EventRun::isCalledOnOwnThread() const {
-    return entered_ && pthread_equal(thread_, pthread_self()) != 0;
+    return runOfThisThread == this;
+}
+
+EventRun* EventRun::ofThisThread(const void* client) {
+    const bool isOurs = runOfThisThread != nullptr && runOfThisThread->client_ == client;
+    return isOurs ? runOfThisThread : nullptr;
 }
 
 bool EventRun::belongsToThisProcess() const {

@@ -28,6 +28,7 @@ constexpr unsigned long kPriority = 63;
 constexpr unsigned int kStackSize = 0x100000;
 constexpr std::chrono::milliseconds kAfterEnd{30};
 constexpr std::chrono::milliseconds kAfterFailure{1000};
+constexpr std::chrono::milliseconds kLockPause{1};
 
 enum class Wake { Event, Nothing, Terminate };
 
@@ -66,7 +67,7 @@ class RunEnd {
     ~RunEnd() {
         const varnock::CancellationGuard wholeEnd;
         traceAt(1, "Thread_EventMain: Event thread exited\n");
-        run_.setRunning(false);
+        run_.leave();
     }
     RunEnd(const RunEnd&) = delete;
     RunEnd& operator=(const RunEnd&) = delete;
@@ -107,8 +108,28 @@ CSwitchClient::~CSwitchClient() {
     CloseEventTerminatePipe();
 }
 
+/// False when the lock cannot be had: the caller is the event thread, and who has the lock is
+/// enabling events anew and waits for that thread to end.
+bool CSwitchClient::lockEnabling(std::unique_lock<std::mutex>& lock) const {
+    const EventRun* own = EventRun::ofThisThread(this);
+    if (own == nullptr) {
+        lock.lock();
+        return true;
+    }
+    while (!lock.try_lock()) {
+        if (own->isHeldUp) {
+            return false;
+        }
+        varnock::Clock::instance().sleepFor(kLockPause);
+    }
+    return true;
+}
+
 bool CSwitchClient::EnableEvents(int enable, int) {
-    const std::lock_guard lock(enableLock_);
+    std::unique_lock lock(enableLock_, std::defer_lock);
+    if (!lockEnabling(lock)) {
+        return true;
+    }
     try {
         return enable != 0 ? startEvents() : stopEvents();
     } catch (const std::exception&) {
@@ -128,6 +149,7 @@ bool CSwitchClient::startEvents() {
     }
     // One that was given up waiting for must not meet what is set up now.
     if (run_ != nullptr && run_->isRunning()) {
+        run_->isHeldUp = true;
         joinEventThread();
     }
     if (!openTerminatePipe()) {
@@ -165,7 +187,7 @@ bool CSwitchClient::registerEvents() {
 bool CSwitchClient::startThread() {
     const varnock::CancellationGuard wholeStart;
     const std::string name = applicationName();
-    run_ = std::make_shared<EventRun>(terminatePipe_[0], m_EventKolmFd);
+    run_ = std::make_shared<EventRun>(this, terminatePipe_[0], m_EventKolmFd);
     eventThread_.SetThreadName(name.c_str(), kThreadName);
     run_->setRunning(true);
     if (!eventThread_.Start(&Thread_EventMain, this, kPriority, 0, kStackSize, 0, 1)) {
@@ -223,21 +245,25 @@ void CSwitchClient::dropInheritedEvents() {
 
 void CSwitchClient::StopEventThread() {
     const varnock::CancellationGuard wholeStop;
-    dropInheritedEvents();
-    if (run_ == nullptr || run_->joined) {
-        return;
+    {
+        const std::lock_guard lock(enableLock_);
+        dropInheritedEvents();
+        if (run_ == nullptr || run_->isJoined) {
+            return;
+        }
+        run_->stop.request();
+        if (terminatePipe_[0] != -1) {
+            WakeupThread_EventMain();
+        }
     }
-    run_->stop.request();
-    if (terminatePipe_[0] != -1) {
-        WakeupThread_EventMain();
-    }
+    // Without the lock: a listener may want to disable the events meanwhile.
     joinEventThread();
 }
 
 /// Waits for the event thread, which has been told to stop. If that is the caller, nobody will wait
 /// for it any more.
 void CSwitchClient::joinEventThread() {
-    run_->joined = true;
+    run_->isJoined = true;
     if (run_->isCalledOnOwnThread()) {
         pthread_detach(pthread_self());
     } else {
@@ -284,7 +310,7 @@ void* CSwitchClient::Thread_EventMain(void* context) {
 void CSwitchClient::EventMain() {
     // A copy: a listener may destroy this object, after which only the run may be touched.
     const std::shared_ptr<EventRun> run =
-        run_ != nullptr ? run_ : std::make_shared<EventRun>(terminatePipe_[0], m_EventKolmFd);
+        run_ != nullptr ? run_ : std::make_shared<EventRun>(this, terminatePipe_[0], m_EventKolmFd);
     run->enter();
     const RunEnd end(*run);
     traceAt(1, "Thread_EventMain: Event thread started\n");

@@ -96,6 +96,7 @@ class VARNOCK_EXPORT CSwitchClient {
     int EventFd() const { return m_EventKolmFd; }
 
   private:
+    bool lockEnabling(std::unique_lock<std::mutex>& lock) const;
     bool startEvents();
     bool stopEvents();
     bool openTerminatePipe();

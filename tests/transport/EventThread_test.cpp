@@ -389,6 +389,9 @@ TEST_F(EventThreadTest, OutlivesAListenerThatThrows) {
 }
 
 TEST_F(EventThreadTest, OutlivesAListenerThatEndsTheThread) {
+    if (!kFollowsThreadExit) {
+        GTEST_SKIP();
+    }
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([] { pthread_exit(nullptr); });
     push(1);
@@ -441,6 +444,62 @@ TEST_F(EventThreadTest, IsWaitedForFiveSeconds) {
     EXPECT_TRUE(client->EnableEvents(1, 0));
     EXPECT_EQ(trace.count("Event thread exited"), 1u);
     EXPECT_EQ(client->events(2), (Numbers{1, 2}));
+}
+
+TEST_F(EventThreadTest, MayDisableWhileAnotherThreadWaitsForItToEnableAnew) {
+    Gate gate;
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([&] {
+        gate.wait();
+        EXPECT_TRUE(client->EnableEvents(0, 0));
+    });
+    push(1);
+    client->events(1);
+    clock.expireWaits();
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+    client->onEvent(nullptr);
+    trace.clear();
+    std::thread enabler([this] { EXPECT_TRUE(client->EnableEvents(1, 0)); });
+    await("CThread::Kill: Try to join a joinable Thread");
+    gate.open();
+    enabler.join();
+    push(2);
+    EXPECT_EQ(client->events(2), (Numbers{1, 2}));
+}
+
+TEST_F(EventThreadTest, MayDisableWhileAnotherThreadDoes) {
+    Gate gate;
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([&] {
+        gate.wait();
+        EXPECT_TRUE(client->EnableEvents(0, 0));
+    });
+    push(1);
+    client->events(1);
+    std::thread disabler([this] { EXPECT_TRUE(client->EnableEvents(0, 0)); });
+    await("WakeupThread_EventMain: wakeup");
+    clock.expireWaits();  // the other thread waits for this one, and this one for the lock
+    gate.open();
+    disabler.join();
+    awaitExit();
+    EXPECT_EQ(trace.count("already disabled"), 1u);
+}
+
+TEST_F(EventThreadTest, MayDisableWhileItsClientIsDestroyed) {
+    Gate gate;
+    Client* const watched = client.get();
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([&] {
+        gate.wait();
+        EXPECT_TRUE(watched->EnableEvents(0, 0));
+    });
+    push(1);
+    client->events(1);
+    std::thread destroyer([this] { client.reset(); });
+    await("CThread::Kill: Try to join a joinable Thread");
+    gate.open();
+    destroyer.join();
+    EXPECT_EQ(trace.count("Event thread exited"), 1u);
 }
 
 TEST_F(EventThreadTest, IsWaitedForByTheDestructorHoweverLong) {
@@ -513,15 +572,8 @@ TEST_F(EventThreadTest, DoesNotTakeTheHostsSignals) {
     EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
 }
 
-/// The thread sanitizer knows threads of the parent in the child, and allows the child none.
-#ifdef __SANITIZE_THREAD__
-constexpr bool kForksThreads = false;
-#else
-constexpr bool kForksThreads = true;
-#endif
-
 TEST_F(EventThreadTest, IsLeftAloneByAForkedChild) {
-    if (!kForksThreads) {
+    if (!kFollowsForkedThreads) {
         GTEST_SKIP();
     }
     ASSERT_TRUE(client->EnableEvents(1, 0));
@@ -541,7 +593,7 @@ TEST_F(EventThreadTest, IsLeftAloneByAForkedChild) {
 }
 
 TEST_F(EventThreadTest, IsThereForAForkedChildToo) {
-    if (!kForksThreads) {
+    if (!kFollowsForkedThreads) {
         GTEST_SKIP();
     }
     ASSERT_TRUE(client->EnableEvents(1, 0));
