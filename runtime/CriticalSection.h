@@ -50,6 +50,7 @@ VARNOCK_EXPORT void CleanupHandlerForCritSecMutex(void* section);
 /// Thread-safety: a guard belongs to the thread that made it.
 class VARNOCK_SCOPED_LOCK CriticalSectionGuard {
   public:
+    /// Enters the section; the destructor leaves it.
     explicit CriticalSectionGuard(CCriticalSection& section) VARNOCK_ACQUIRE(section)
         : section_(section) {
         section_.Enter();

@@ -49,7 +49,9 @@ class VARNOCK_EXPORT CRegistry {
     explicit CRegistry(CRegistryNode*& key);
     /// Opens a path below a key, as Open() does.
     CRegistry(const char* path, CRegistryNode*& root, int access = 0);
+    /// A second handle on the same key. An assignment gives up the key held before.
     CRegistry(const CRegistry& other);
+    /// See the copy constructor.
     CRegistry& operator=(const CRegistry& other);
     /// Saves the tree if it was changed. Throws int 0 when that fails and no other exception is on
     /// its way; the failure has been printed.
@@ -69,8 +71,9 @@ class VARNOCK_EXPORT CRegistry {
     operator CRegistryNode*() const { return currentKey_; }
     /// The result of the last Open() or QueryValue().
     long Status() const { return status_; }
-    /// Size and type of the last value read.
+    /// Size of the last value read.
     unsigned int ValueSize() const { return valueSize_; }
+    /// Type of the last value read, a RegistryType.
     unsigned int ValueType() const { return valueType_; }
 
     /// Opens a key below `root`, below the root of the tree when that is null. A null or empty path
@@ -94,6 +97,7 @@ class VARNOCK_EXPORT CRegistry {
     /// if there is room, is emptied.
     long EnumKey(char* name, unsigned int* nameLen, unsigned int index, char* cls,
                  unsigned int* clsLen);
+    /// The same with plain lengths.
     long EnumKey(char* name, unsigned int nameLen, unsigned int index, char* cls,
                  unsigned int clsLen);
     /// The value at an index among the values; `type` is not used. Up to *dataLen bytes of its data
@@ -101,6 +105,7 @@ class VARNOCK_EXPORT CRegistry {
     /// terminated, also when cut, and not expanded.
     long EnumVal(char* name, unsigned int* nameLen, unsigned int index, unsigned int type,
                  unsigned char* data, unsigned int* dataLen);
+    /// The same with plain lengths.
     long EnumVal(char* name, unsigned int nameLen, unsigned int index, unsigned int type,
                  unsigned char* data, unsigned int dataLen);
 
@@ -123,6 +128,7 @@ class VARNOCK_EXPORT CRegistry {
     /// A text into a buffer of *size bytes, cut to fit and terminated; *size becomes the bytes
     /// placed, the NUL included.
     long QueryValue(char* out, const char* name, unsigned int* size, CRegistryNode* key = nullptr);
+    /// The same with a plain size.
     long QueryValue(char* out, const char* name, unsigned int size, CRegistryNode* key = nullptr);
     /// A number.
     long QueryValue(unsigned int* out, const char* name, CRegistryNode* key = nullptr);

@@ -46,10 +46,11 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
     /// stream.
     void dumpNode(FILE* file);
 
-    /// The same as restoreNode() and dumpNode() with what they would trace put into a list, for a
-    /// caller that holds locks.
+    /// What restoreNode() and dumpNode() would trace, for a caller that holds locks.
     using Warnings = std::vector<std::string>;
+    /// restoreNode() with its warnings put into the list.
     void restore(FILE* file, Warnings& warnings);
+    /// dumpNode() with its warnings put into the list.
     void dump(FILE* file, Warnings& warnings);
 
     /// Frees the value of an entry. A subkey stays in memory until the process ends, because open
@@ -60,9 +61,10 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
 
     /// The type of the entry `name`, 0 when there is none; `value` gets its value slot.
     unsigned int find(const char* name, void*& value);
-    /// Number of entries. The entry at an index below it: its type, and in `name` and `value` its
-    /// name and value slot.
+    /// Number of entries.
     unsigned int entries() const { return count(); }
+    /// The type of the entry at an index below entries(); `name` and `value` get its name and value
+    /// slot.
     unsigned int entryAt(unsigned int index, const char*& name, void*& value);
     /// Enters or replaces an entry; the old value is discarded. Throws std::bad_alloc, and then the
     /// key is as it was and the value still the caller's.

@@ -56,7 +56,9 @@ class VARNOCK_EXPORT CSwitchClient {
     /// Closes the calling thread's connection and ends requests in this process for good, see
     /// RagdClientDestroyKEY(). Returns 1.
     int Detach();
+    /// What Detach() does to the connections; a host calls it before it unloads.
     static void OnUnload();
+    /// True between Attach() and Detach().
     bool IsAttached() const;
     /// Always 0.
     unsigned int GetLastError() const;
@@ -82,9 +84,13 @@ class VARNOCK_EXPORT CSwitchClient {
 
     /// @name The inner workings of EnableEvents()
     /// @{
+    /// Writes the wake-up bytes into the pipe, if there is one.
     void WakeupThread_EventMain();
+    /// Closes both ends of the pipe.
     void CloseEventTerminatePipe();
+    /// Entry of the event thread; `context` is the client.
     static void* Thread_EventMain(void* context);
+    /// The loop of the event thread.
     void EventMain();
     /// @}
 
@@ -92,7 +98,9 @@ class VARNOCK_EXPORT CSwitchClient {
     /// Ends the event thread and waits for it, unless called on it. Further calls do nothing.
     void StopEventThread();
 
+    /// What Reply() has stored last.
     unsigned int StoredReplyWord() const { return storedReplyWord_; }
+    /// The event connection in use; -1 for none.
     int EventFd() const { return m_EventKolmFd; }
 
   private:

@@ -9,6 +9,7 @@
 /// Thread-safety: a guard belongs to the thread that made it.
 class ImpersonateGuard {
   public:
+    /// Records whether the scope is to run as the caller.
     explicit ImpersonateGuard(bool impersonate) : impersonate_(impersonate) {}
     ~ImpersonateGuard() {}
     ImpersonateGuard(const ImpersonateGuard&) = delete;
