@@ -84,6 +84,7 @@ class VARNOCK_EXPORT CSwitchClient {
 
     /// @name The inner workings of EnableEvents()
     /// @{
+
     /// Writes the wake-up bytes into the pipe, if there is one.
     void WakeupThread_EventMain();
     /// Closes both ends of the pipe.
