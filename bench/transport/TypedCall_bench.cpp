@@ -6,6 +6,7 @@
 #include <string>
 
 #include "CIM/Provider/Include/KOLMCalls.h"
+#include "CIM/Provider/Include/KOLMClient.h"
 #include "bench/support/MinimalAgent.h"
 #include "transport/AgentSocket.h"
 #include "transport/SipJson.h"
