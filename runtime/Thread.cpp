@@ -278,19 +278,26 @@ bool CThread::Kill(unsigned int) {
     return join(thread, "Kill");
 }
 
+/// The error number of joining. A thread cannot join itself, nor one that is being joined already.
+int CThread::joinOnce(pthread_t thread, void** result) {
+    if (ThreadEqual(thread, ThreadSelf())) {
+        return EDEADLK;
+    }
+    const JoinClaim claim(joining_);
+    if (!claim.owns()) {
+        return EINVAL;
+    }
+    const int error = handle_ == thread ? ThreadJoin(thread, result) : ESRCH;
+    if (error == 0) {
+        handle_ = 0;
+    }
+    return error;
+}
+
 bool CThread::join(pthread_t thread, const char* operation) {
     setJoinStatus(CThreadMonitor::JoinBegun);
     void* result = nullptr;
-    int error = EINVAL;
-    {
-        const JoinClaim claim(joining_);
-        if (claim.owns()) {
-            error = handle_ == thread ? ThreadJoin(thread, &result) : ESRCH;
-        }
-        if (error == 0) {
-            handle_ = 0;
-        }
-    }
+    const int error = joinOnce(thread, &result);
     if (error != 0) {
         traceAt(1, "CThread::%s: ERROR ! ThreadJoin failed, Thread = 0x%08X, Err = 0x%08x\n",
                 operation, threadNumber(thread), static_cast<unsigned int>(error));

@@ -62,6 +62,7 @@ class VARNOCK_EXPORT CThread {
 
   private:
     bool join(pthread_t thread, const char* operation);
+    int joinOnce(pthread_t thread, void** result);
     bool cancelDetached(pthread_t thread);
     void setStatus(unsigned int status);
     void setJoinStatus(unsigned int status);

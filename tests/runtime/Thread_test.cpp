@@ -459,6 +459,9 @@ TEST(Thread, OfTwoThreadsThatWaitOneFails) {
 }
 
 TEST(Thread, AWaitCanBeCancelledAndTriedAgain) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the thread sanitizer loses track of a thread that is cancelled while it joins";
+#endif
     CEvent go(0, 1, nullptr);
     Task task([&] { go.Wait(infinite, 0); });
     CThread thread(keepAlive);
