@@ -13,6 +13,7 @@
 #include "runtime/Synchronisation.h"
 #include "runtime/ThreadMonitor.h"
 #include "runtime/TraceLock.h"
+#include "util/ThreadAnnotations.h"
 
 // Constant-initialised and never destroyed: counters work at any time of the process's life.
 constinit pthread_mutex_t CInterLock::incDecMutex_ = PTHREAD_MUTEX_INITIALIZER;
@@ -35,14 +36,15 @@ struct TraceLockBuilder {
 };
 
 // A lock that another thread holds at a fork would stay locked in the child for ever, so the
-// forking thread takes them all, in their order.
-void enterLocks() {
+// forking thread takes them all, in their order. Taken and released in different functions, which
+// the analysis cannot follow.
+void enterLocks() VARNOCK_NOT_ANALYSED {
     CRegistry::MSpinlock.Enter();
     CEvent::Spinlock.Enter();
     varnock::traceLock().Enter();
 }
 
-void leaveLocks() {
+void leaveLocks() VARNOCK_NOT_ANALYSED {
     varnock::traceLock().Leave();
     CEvent::Spinlock.Leave();
     CRegistry::MSpinlock.Leave();

@@ -91,7 +91,8 @@ CStrMap::Assoc* CStrMap::newAssoc() {
 
 void CStrMap::append(const char* key, void* value, void* data) {
     std::unique_ptr<char[]> copy = varnock::copyText(key);
-    *newAssoc() = Assoc{copy.release(), value, data};
+    Assoc* fresh = newAssoc();
+    *fresh = Assoc{copy.release(), value, data};
 }
 
 void* CStrMap::add(const char* key, void* value, void* data, void** oldData) {
