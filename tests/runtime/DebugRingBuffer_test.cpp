@@ -23,7 +23,7 @@
 #include "runtime/RingBufferFile.h"
 #include "tests/support/FixedClock.h"
 #include "tests/support/QuietDebug.h"
-#include "tests/support/Sanitized.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/TraceFile.h"

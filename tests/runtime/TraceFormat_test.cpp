@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/support/Sanitized.h"
+#include "tests/support/Sanitizers.h"
 
 namespace varnock {
 namespace {

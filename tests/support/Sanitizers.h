@@ -2,17 +2,34 @@
 
 namespace varnock::test {
 
-/// Whether this program is built with the address sanitizer.
 #if defined(__SANITIZE_ADDRESS__)
-inline constexpr bool underAddressSanitizer = true;
+inline constexpr bool kAddressSanitizer = true;
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-inline constexpr bool underAddressSanitizer = true;
+inline constexpr bool kAddressSanitizer = __has_feature(address_sanitizer);
 #else
-inline constexpr bool underAddressSanitizer = false;
-#endif
-#else
-inline constexpr bool underAddressSanitizer = false;
+inline constexpr bool kAddressSanitizer = false;
 #endif
 
+#if defined(__SANITIZE_THREAD__)
+inline constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+inline constexpr bool kThreadSanitizer = __has_feature(thread_sanitizer);
+#else
+inline constexpr bool kThreadSanitizer = false;
+#endif
+
+/// A sanitizer stands between the test and the system, and does things of its own.
+inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
+
 }  // namespace varnock::test
+
+/// What the sanitizers cannot follow: for the first line of a test.
+#define SKIP_IF_THREAD_EXIT_IS_MISREAD()                                                      \
+    if (varnock::test::kAddressSanitizer)                                                     \
+    GTEST_SKIP() << "the address sanitizer takes the stack of a thread that is unwound by a " \
+                    "cancellation or pthread_exit for overwritten"
+
+#define SKIP_IF_FORKED_THREADS_ARE_LOST()                                                    \
+    if (varnock::test::kThreadSanitizer)                                                     \
+    GTEST_SKIP() << "the thread sanitizer lets the forked child of several threads neither " \
+                    "join nor start any"

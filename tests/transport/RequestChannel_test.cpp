@@ -12,6 +12,7 @@
 #include "tests/support/FailingCall.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/PosixThread.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/transport/TransportSupport.h"
@@ -393,9 +394,7 @@ TEST_F(RequestChannelTest, SurvivesTheLackOfAnyMemory) {
 }
 
 TEST_F(RequestChannelTest, LeavesNothingBehindWhenItsThreadIsCancelled) {
-    if (!kFollowsThreadExit) {
-        GTEST_SKIP();
-    }
+    SKIP_IF_THREAD_EXIT_IS_MISREAD();
     const auto before = openDescriptors();
     agent.handle([](const AgentRequest&) { return AgentReply::ok().held(); });
     PosixThread cancelled([] {
@@ -413,9 +412,7 @@ TEST_F(RequestChannelTest, LeavesNothingBehindWhenItsThreadIsCancelled) {
 }
 
 TEST_F(RequestChannelTest, MayBeCancelledWhileItConnects) {
-    if (!kFollowsThreadExit) {
-        GTEST_SKIP();
-    }
+    SKIP_IF_THREAD_EXIT_IS_MISREAD();
     agent.stop();
     const auto before = openDescriptors();
     PosixThread cancelled([] {

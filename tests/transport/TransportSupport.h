@@ -16,20 +16,6 @@
 
 namespace varnock::test {
 
-/// What the sanitizers cannot follow: the address sanitizer takes the stack of a thread that is
-/// unwound by pthread_exit or a cancellation for overwritten, the thread sanitizer lets a forked
-/// child of several threads neither join nor start any.
-#ifdef __SANITIZE_ADDRESS__
-inline constexpr bool kFollowsThreadExit = false;
-#else
-inline constexpr bool kFollowsThreadExit = true;
-#endif
-#ifdef __SANITIZE_THREAD__
-inline constexpr bool kFollowsForkedThreads = false;
-#else
-inline constexpr bool kFollowsForkedThreads = true;
-#endif
-
 /// The number of descriptors that this process has open.
 inline auto openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),

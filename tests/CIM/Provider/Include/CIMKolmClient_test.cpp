@@ -275,9 +275,7 @@ TEST_F(CCIMKolmClientTest, AttachingAndEnablingEventsMayMeet) {
 }
 
 TEST_F(CCIMKolmClientTest, AttachCancelledDuringTheStartUpReadsStaysAttached) {
-    if (varnock::test::underAddressSanitizer) {
-        GTEST_SKIP() << "it takes the unwinding of a cancelled thread for a wrong access";
-    }
+    SKIP_IF_THREAD_EXIT_IS_MISREAD();
     agent.handle([](const AgentRequest&) { return AgentReply::none(); });
     PosixThread thread([this] { client.Attach("name", 1); });
     agent.awaitRequests(1);
