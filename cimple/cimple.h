@@ -15,6 +15,7 @@
 #include <cimple/Provider.h>
 #include <cimple/Ref.h>
 #include <cimple/String.h>
+#include <cimple/Thread.h>
 #include <cimple/Type.h>
 #include <cimple/char16.h>
 #include <cimple/config.h>

@@ -12,6 +12,7 @@
 
 #include "runtime/Clock.h"
 #include "runtime/FileDescriptor.h"
+#include "transport/AgentSocket.h"
 #include "transport/TransportTrace.h"
 
 namespace varnock {
@@ -24,9 +25,12 @@ using std::chrono::seconds;
 constexpr int kQueueTries = 100;
 constexpr milliseconds kQueuePause{10};
 
-/// Connects within about a second, whatever the daemon does: a blocking connect would wait for ever
-/// for one that listens but does not accept. Returns 0 or an errno value.
-int connectTo(int fd, const std::string& path) {
+int newSocket() {
+    return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+}
+
+/// Returns 0 or an errno value, EAGAIN for a daemon that listens with a full queue.
+int connectOnce(int fd, const std::string& path) {
     sockaddr_un address{};
     if (path.size() >= sizeof address.sun_path) {
         return ENAMETOOLONG;
@@ -34,11 +38,14 @@ int connectTo(int fd, const std::string& path) {
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, path.size());
     const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
+    return connect(fd, reinterpret_cast<const sockaddr*>(&address), length) == 0 ? 0 : errno;
+}
+
+/// Connects within about a second, whatever the daemon does: a blocking connect would wait for ever
+/// for one that listens but does not accept. Returns 0 or an errno value.
+int connectTo(int fd, const std::string& path) {
     for (int attempt = 0;; ++attempt) {
-        if (connect(fd, reinterpret_cast<const sockaddr*>(&address), length) == 0) {
-            return 0;
-        }
-        const int error = errno;
+        const int error = connectOnce(fd, path);
         if (error != EAGAIN || attempt == kQueueTries) {
             return error;
         }
@@ -78,7 +85,7 @@ int judge(int fd, short pollMask, short ready) {
 }  // namespace
 
 int openDevice(const std::string& path) {
-    FileDescriptor device(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    FileDescriptor device(newSocket());
     if (!device) {
         const int error = errno;
         traceAlways("OpenDevice: ERROR: create socket on %s failed (thrId=0x%08X): %s\n",
@@ -179,3 +186,12 @@ int isFdReady(int fd, short pollMask, unsigned int timeoutMs, const StopSignal* 
 }
 
 }  // namespace varnock
+
+int ProbeAgentSocket(const std::string& path) {
+    const varnock::FileDescriptor device(varnock::newSocket());
+    if (!device) {
+        return errno;
+    }
+    const int error = varnock::connectOnce(device.get(), path);
+    return error == EAGAIN ? 0 : error;
+}

@@ -66,3 +66,8 @@ VARNOCK_EXPORT int RagdClientDestroyKEY(void);
 /// Where the agent's sockets are looked for; QX_RAGD_SOCKET_DIR changes their directory.
 VARNOCK_EXPORT std::string RequestSocketPath();
 VARNOCK_EXPORT std::string EventSocketPath();
+
+/// Whether anybody listens on a socket of the agent: connects, sends nothing and hangs up again.
+/// Returns 0 or the errno value of the failure. Never waits and traces nothing, so that a program
+/// can say at once what a request finds out only after its 600 tries.
+VARNOCK_EXPORT int ProbeAgentSocket(const std::string& path);

@@ -12,6 +12,7 @@
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/transport/TransportSupport.h"
+#include "transport/AgentSocket.h"
 #include "transport/TransportTrace.h"
 
 namespace varnock::test {
@@ -95,6 +96,27 @@ TEST_F(OpenDevice, DoesNotWaitForEverForADaemonThatDoesNotAccept) {
     EXPECT_EQ(errno, EAGAIN);
     EXPECT_EQ(clock.elapsed(), 1s);
     close(first);
+}
+
+TEST_F(OpenDevice, AProbeTellsAtOnceWhetherAnybodyListens) {
+    EXPECT_EQ(ProbeAgentSocket(path), ENOENT);
+    EXPECT_EQ(ProbeAgentSocket(std::string(108, 'x')), ENAMETOOLONG);
+    const auto before = openDescriptors();
+    {
+        const Listener listener(path, 0);
+        EXPECT_EQ(ProbeAgentSocket(path), 0);
+        // Its queue is full now, and still it listens.
+        EXPECT_EQ(ProbeAgentSocket(path), 0);
+    }
+    EXPECT_EQ(ProbeAgentSocket(path), ECONNREFUSED);
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(clock.elapsed(), 0s);
+    EXPECT_EQ(trace.text(), "");
+}
+
+TEST_F(OpenDevice, AProbeTellsThatThereIsNoSocket) {
+    const FailingCall failure(PlatformCall::Socket, EMFILE);
+    EXPECT_EQ(ProbeAgentSocket(path), EMFILE);
 }
 
 TEST_F(OpenDevice, IsTriedSixHundredTimes) {

@@ -1,0 +1,48 @@
+#include "AgentSession.h"
+
+#include <string.h>
+#include "CIM/Provider/Include/Exceptions.h"
+#include "transport/AgentSocket.h"
+
+#include <string>
+
+namespace krm {
+namespace {
+
+void requireAgent(const std::string& path) {
+    const int error = ProbeAgentSocket(path);
+    if (error != 0) {
+        const std::string text = "the agent cannot be reached at " + path + ": " + strerror(error);
+        provider::traceAndThrow(
+            provider::BaseException(__FILE__, __LINE__, cimple::String(text.c_str())));
+    }
+}
+
+// The client and the calls are never destroyed, on purpose. The requests of a process end for good
+// with its last client, and a CIM server may unload this module and load it again.
+
+provider::KOLMClient& client() {
+    static auto* const kept =
+        new ShPtr<provider::KOLMClient>(provider::getKOLMClient("KRM_sample_provider"));
+    return **kept;
+}
+
+provider::KOLMCalls& calls() {
+    static auto* const kept = new ShPtr<provider::KOLMCalls>(provider::newKOLMCalls(&client()));
+    return **kept;
+}
+
+}  // namespace
+
+provider::KOLMCalls& agentCalls() {
+    requireAgent(RequestSocketPath());
+    return calls();
+}
+
+provider::KOLMEvents& agentEvents() {
+    requireAgent(RequestSocketPath());
+    requireAgent(EventSocketPath());
+    return *client().events();
+}
+
+}  // namespace krm

@@ -1,0 +1,166 @@
+#include "KRM_TBLComputerSystem_Provider.h"
+
+#include <cimple/Error.h>
+
+#include "AgentSession.h"
+#include "CIM/Provider/Include/HelperComputerSystem.h"
+#include "Guarded.h"
+#include "KRM_TBLConcreteJob.h"
+
+namespace krm {
+namespace {
+
+using cimple::KRM_TBLComputerSystem;
+using provider::KOLMCalls;
+
+// Numbers of the CIM schema.
+constexpr cimple::uint16 kEnabled = 2;
+constexpr cimple::uint16 kShutDown = 4;
+constexpr cimple::uint16 kReboot = 10;
+constexpr cimple::uint32 kNotSupported = 1;
+constexpr cimple::uint32 kInvalidParameter = 5;
+constexpr cimple::uint32 kJobStarted = 4096;
+constexpr cimple::uint32 kTimeoutNotSupported = 4098;
+
+void identify(KRM_TBLComputerSystem& system, KOLMCalls& calls) {
+    const KOLMCalls::Text texts[] = {calls.getSystemUUID(), calls.getConfServerAssetTag()};
+    const char* const names[] = {"UUID", "Asset tag"};
+    cimple::Array_String known;
+    cimple::Array_String knownNames;
+    for (size_t i = 0; i < 2; ++i) {
+        if (texts[i].null == 0) {
+            known.append(texts[i].value);
+            knownNames.append(cimple::String(names[i]));
+        }
+    }
+    if (known.size() != 0) {
+        system.OtherIdentifyingInfo.set(known);
+        system.IdentifyingDescriptions.set(knownNames);
+    }
+}
+
+cimple::Ref<KRM_TBLComputerSystem> readSystem(KOLMCalls& calls) {
+    cimple::Ref<KRM_TBLComputerSystem> system = provider::createComputerSystemKeys(&calls);
+    const provider::KOLMKey key = provider::createCSKey(&calls);
+    system->Caption.set("Computer System");
+    system->Description = calls.getChassisModel(key);
+    system->ElementName = calls.getConfSystemName();
+    system->NameFormat.set("Other");
+    system->PrimaryOwnerContact = calls.getConfSystemContact();
+    system->EnabledState.set(kEnabled);
+    identify(*system, calls);
+    const cimple::uint32 bootTime = calls.getBootTime(key);
+    if (bootTime != 0) {
+        system->TimeOfLastStateChange.set(provider::toDatetime(static_cast<long>(bootTime)));
+    }
+    return system;
+}
+
+bool isThisMachine(const KRM_TBLComputerSystem* asked, KOLMCalls& calls) {
+    const cimple::Ref<KRM_TBLComputerSystem> system = provider::createComputerSystemKeys(&calls);
+    return cimple::key_eq(asked, system.ptr());
+}
+
+// False for a state that the agent cannot bring about.
+bool requestState(cimple::uint16 state, KOLMCalls& calls) {
+    switch (state) {
+        case kShutDown:
+            calls.doRequestShutdownAndOff();
+            return true;
+        case kReboot:
+            calls.doRequestShutdownAndReset();
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+}  // namespace krm
+
+CIMPLE_NAMESPACE_BEGIN
+
+KRM_TBLComputerSystem_Provider::KRM_TBLComputerSystem_Provider() {}
+
+KRM_TBLComputerSystem_Provider::~KRM_TBLComputerSystem_Provider() {}
+
+Load_Status KRM_TBLComputerSystem_Provider::load() {
+    return LOAD_OK;
+}
+
+Unload_Status KRM_TBLComputerSystem_Provider::unload() {
+    return UNLOAD_OK;
+}
+
+Get_Instance_Status KRM_TBLComputerSystem_Provider::get_instance(const KRM_TBLComputerSystem* model,
+                                                                 KRM_TBLComputerSystem*& instance) {
+    return krm::guarded<Get_Instance_Status>(provider::toGetInstanceStatus, [&] {
+        Ref<KRM_TBLComputerSystem> system = krm::readSystem(krm::agentCalls());
+        if (!key_eq(model, system.ptr())) return GET_INSTANCE_NOT_FOUND;
+        instance = system.steal();
+        return GET_INSTANCE_OK;
+    });
+}
+
+Enum_Instances_Status KRM_TBLComputerSystem_Provider::enum_instances(
+    const KRM_TBLComputerSystem*, Enum_Instances_Handler<KRM_TBLComputerSystem>* handler) {
+    return krm::guarded<Enum_Instances_Status>(provider::toEnumInstancesStatus, [&] {
+        handler->handle(krm::readSystem(krm::agentCalls()).steal());
+        return ENUM_INSTANCES_OK;
+    });
+}
+
+Create_Instance_Status KRM_TBLComputerSystem_Provider::create_instance(KRM_TBLComputerSystem*) {
+    return CREATE_INSTANCE_UNSUPPORTED;
+}
+
+Delete_Instance_Status KRM_TBLComputerSystem_Provider::delete_instance(
+    const KRM_TBLComputerSystem*) {
+    return DELETE_INSTANCE_UNSUPPORTED;
+}
+
+Modify_Instance_Status KRM_TBLComputerSystem_Provider::modify_instance(
+    const KRM_TBLComputerSystem* model, const KRM_TBLComputerSystem* instance) {
+    return krm::guarded<Modify_Instance_Status>(provider::toModifyInstanceStatus, [&] {
+        provider::KOLMCalls& calls = krm::agentCalls();
+        if (!krm::isThisMachine(instance, calls)) return MODIFY_INSTANCE_NOT_FOUND;
+        // A client that names no properties means all of them, and leaves most without a value.
+        const Property<String>& contact = instance->PrimaryOwnerContact;
+        if (model->PrimaryOwnerContact.null || contact.null) return MODIFY_INSTANCE_UNSUPPORTED;
+        calls.setConfSystemContact(provider::createCSKey(&calls), contact.value);
+        return MODIFY_INSTANCE_OK;
+    });
+}
+
+Invoke_Method_Status KRM_TBLComputerSystem_Provider::RequestStateChange(
+    const KRM_TBLComputerSystem* self, const Property<uint16>& RequestedState,
+    CIM_ConcreteJob*& Job, const Property<Datetime>& TimeoutPeriod,
+    Property<uint32>& return_value) {
+    return krm::guarded<Invoke_Method_Status>(provider::toInvokeMethodStatus, [&] {
+        provider::KOLMCalls& calls = krm::agentCalls();
+        if (!krm::isThisMachine(self, calls)) {
+            CIMPLE_ERROR(("there is no such computer system"));
+            return INVOKE_METHOD_FAILED;
+        }
+        if (RequestedState.null) {
+            return_value.set(krm::kInvalidParameter);
+        } else if (!TimeoutPeriod.null && TimeoutPeriod.value.usec() != 0) {
+            return_value.set(krm::kTimeoutNotSupported);
+        } else if (!krm::requestState(RequestedState.value, calls)) {
+            return_value.set(krm::kNotSupported);
+        } else {
+            Job = cast<CIM_ConcreteJob*>(provider::createShutdownJob(self).steal());
+            return_value.set(krm::kJobStarted);
+        }
+        return INVOKE_METHOD_OK;
+    });
+}
+
+Invoke_Method_Status KRM_TBLComputerSystem_Provider::SetPowerState(const KRM_TBLComputerSystem*,
+                                                                   const Property<uint32>&,
+                                                                   const Property<Datetime>&,
+                                                                   Property<uint32>&) {
+    return INVOKE_METHOD_UNSUPPORTED;
+}
+
+CIMPLE_NAMESPACE_END

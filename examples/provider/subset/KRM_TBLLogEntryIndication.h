@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cimple/cimple.h>
+
+#include "CIM_ProcessIndication.h"
+
+CIMPLE_NAMESPACE_BEGIN
+
+/// A log of the management agent has a new entry.
+class KRM_TBLLogEntryIndication : public Instance {
+  public:
+    // CIM_Indication
+    Property<String> IndicationIdentifier;
+    Property<Array_String> CorrelatedIndications;
+    Property<Datetime> IndicationTime;
+    // KRM_TBLLogEntryIndication
+    Property<String> LogName;
+    Property<uint32> SequenceNumber;
+
+    CIMPLE_CLASS(KRM_TBLLogEntryIndication)
+};
+
+CIMPLE_NAMESPACE_END
