@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <pthread.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/utsname.h>
 
@@ -14,22 +15,10 @@ namespace varnock {
 namespace {
 
 constexpr std::size_t kWeekdayLength = 4;
-constexpr std::size_t kTimeLength = 15;
 constexpr std::size_t kHostLimit = 31;
 constexpr std::size_t kApplicationLimit = 259;
 
 constinit EntryHeader theHeader;
-
-/// The low 32 bits of the thread's id, as 16 digits.
-char* appendThread(char* end) {
-    static constexpr char kDigits[] = "0123456789ABCDEF";
-    const auto id = static_cast<std::uint32_t>(pthread_self());
-    memset(end, '0', 8);
-    for (int shift = 28, i = 8; shift >= 0; shift -= 4, ++i) {
-        end[i] = kDigits[(id >> shift) & 0xF];
-    }
-    return end + 16;
-}
 
 }  // namespace
 
@@ -54,31 +43,35 @@ void shortenHostName(const char* node, char (&text)[kShortHostSize]) {
 }
 
 std::size_t EntryHeader::write(const char* application, char* text) {
-    const time_t now = Clock::instance().wallSecond();
-    if (!hasTime_ || now != second_) {
+    if (const time_t now = Clock::instance().wallSecond(); now != second_ || !hasTime_) {
         refreshTime(now);
     }
     if (hostLength_ == 0) {
         refreshHost();
     }
-    char* end = text;
-    memcpy(end, time_ + kWeekdayLength, kTimeLength);
-    end += kTimeLength;
-    memcpy(end, host_, hostLength_);
-    end += hostLength_;
+    if (const pthread_t thread = pthread_self(); thread != thread_) {
+        refreshThread(thread);
+    }
     const std::size_t applicationLength = strnlen(application, kApplicationLimit);
-    memcpy(end, application, applicationLength);
-    end += applicationLength;
-    *end++ = '[';
-    end = appendThread(end);
-    memcpy(end, "]: ", 4);
-    return static_cast<std::size_t>(end - text) + 3;
+    memcpy(text, time_, kTimeLength);
+    memcpy(text + kTimeLength, host_, hostLength_);
+    char* const rest = text + kTimeLength + hostLength_;
+    memcpy(rest, application, applicationLength);
+    memcpy(rest + applicationLength, tag_, sizeof tag_);
+    return kTimeLength + hostLength_ + applicationLength + kTagLength;
 }
 
 void EntryHeader::refreshTime(time_t now) {
-    formatLocalTime(now, time_);
+    char whole[kTimeTextSize];
+    formatLocalTime(now, whole);
+    memcpy(time_, whole + kWeekdayLength, kTimeLength);
     second_ = now;
     hasTime_ = true;
+}
+
+void EntryHeader::refreshThread(pthread_t thread) {
+    snprintf(tag_, sizeof tag_, "[%016X]: ", static_cast<std::uint32_t>(thread));
+    thread_ = thread;
 }
 
 void EntryHeader::refreshHost() {

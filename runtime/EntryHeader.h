@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pthread.h>
 #include <time.h>
 
 #include <cstddef>
@@ -17,8 +18,8 @@ void formatLocalTime(time_t time, char (&text)[kTimeTextSize]);
 /// A node name up to its first dot; of a longer one than 31 characters the first 31 and "*".
 void shortenHostName(const char* node, char (&text)[kShortHostSize]);
 
-/// Builds entry headers without a system call: the host name is read once per process and the time
-/// formatted once per second.
+/// Builds entry headers without a system call: the host name is read once per process, the time
+/// formatted once per second, the thread when it is another one than before.
 ///
 /// Thread-safety: callers hold the trace lock.
 class EntryHeader {
@@ -35,14 +36,20 @@ class EntryHeader {
     void forgetHost() { hostLength_ = 0; }
 
   private:
+    static constexpr std::size_t kTimeLength = 15;
+    static constexpr std::size_t kTagLength = 1 + 16 + 3;
+
     void refreshTime(time_t now);
     void refreshHost();
+    void refreshThread(pthread_t thread);
 
     time_t second_ = 0;
     bool hasTime_ = false;
-    char time_[kTimeTextSize] = {};
+    char time_[kTimeLength] = {};
     std::size_t hostLength_ = 0;  ///< 0: not read yet; counts the blanks around the name
     char host_[kShortHostSize + 2] = {};
+    pthread_t thread_ = 0;  ///< 0: none yet
+    char tag_[kTagLength + 1] = {};
 };
 
 /// The one instance of the process, valid before the first constructor and after the last

@@ -361,6 +361,29 @@ TEST_F(RingBufferFileTest, CountsOnAfterTheLargestNumber) {
     EXPECT_EQ(file->wraps(), 0);
 }
 
+TEST_F(RingBufferFileTest, PrintsNumbersWith16Digits) {
+    ASSERT_NE(open(), nullptr);
+    const auto expectCount = [this](int before) {
+        char digits[24];
+        snprintf(digits, sizeof digits, "%016d", before);
+        putNumber(3, digits);
+        ASSERT_NE(reopen(), nullptr);
+        snprintf(digits, sizeof digits, "%016d ", before + 1);
+        ASSERT_EQ(TraceFile(path_).bytes().substr(275, 17), digits);
+    };
+    for (int power = 1; power <= 1'000'000'000; power *= 10) {
+        for (const int factor : {1, 2}) {
+            expectCount(factor * power - 2 < 0 ? 0 : factor * power - 2);
+            expectCount(factor * power - 1);
+            expectCount(factor * power);
+        }
+        if (power == 1'000'000'000) break;
+    }
+    for (const int number : {1'234'567'890, 98'765'432, 10'099'999, 2'147'483'646}) {
+        expectCount(number);
+    }
+}
+
 TEST_F(RingBufferFileTest, ReadsAHeaderWithoutAnyBlank) {
     putFile(std::string(kSize, '7'));
     const auto file = open();
