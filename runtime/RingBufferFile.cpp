@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <new>
 
@@ -388,6 +389,9 @@ void RingBufferFile::takeOver(bool isNew, const char* startTime) {
 
 void RingBufferFile::append(const char* entry, std::size_t length) {
     memcpy(mapping_ + position_, entry, length);
+    // Whoever reads the position, after a crash or meanwhile, finds the whole entry before it. The
+    // processor keeps the order of stores; the compiler must, too.
+    std::atomic_signal_fence(std::memory_order_release);
     position_ += toSigned(length);
     putNumber(mapping_, kCurrentWritePosition, static_cast<std::int32_t>(position_));
 }

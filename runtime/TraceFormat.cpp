@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/PlainFormat.h"
+
 namespace varnock {
 namespace {
 
@@ -68,6 +70,9 @@ std::size_t print(char* text, std::size_t size, const char* format, va_list argu
 
 std::size_t formatTraceText(char* text, std::size_t size, const char* format, va_list arguments) {
     format = skipLeadingNewlines(format);
+    if (const auto length = formatPlain(text, size, format, arguments)) {
+        return *length;
+    }
     const char* firstS = strchr(format, 'S') != nullptr ? findPlainS(format) : nullptr;
     if (firstS != nullptr) {
         return print(text, size, withPlainStrings(format, firstS).c_str(), arguments);

@@ -1,6 +1,13 @@
 #include "runtime/Debug.h"
 
 #include <benchmark/benchmark.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <memory>
+#include <string>
 
 namespace varnock::bench {
 namespace {
@@ -24,6 +31,53 @@ void emptyLoop(benchmark::State& state) {
     }
 }
 BENCHMARK(emptyLoop)->Name("TraceLevelOff/peer");
+
+// A line of the kind that every typed call writes. The numbers change, so that no side can keep
+// the text.
+struct Reading {
+    unsigned int object = 0;
+    void next() { ++object; }
+};
+
+void entryToFile(benchmark::State& state) {
+    Reading reading;
+    for (auto _ : state) {
+        reading.next();
+        Debug.Print(5, "KRM_TBL             : %s(): opCodeExt=0x%04x, objectId=%u, status=%d\n",
+                    "getFanStatus", 0x0301U, reading.object, 0);
+    }
+}
+BENCHMARK(entryToFile)->Name("TraceEntry/ours");
+BENCHMARK(entryToFile)->Name("TraceEntryAndText/ours");
+
+void entryToSpdlog(benchmark::State& state) {
+    const char* directory = getenv("QX_LOG_RINGBUF_DIR");
+    const std::string path = std::string(directory != nullptr ? directory : ".") + "/spdlog.txt";
+    auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path, true);
+    spdlog::logger logger("CIM_Provider", sink);
+    Reading reading;
+    for (auto _ : state) {
+        reading.next();
+        logger.info("KRM_TBL             : {}(): opCodeExt=0x{:04x}, objectId={}, status={}",
+                    "getFanStatus", 0x0301U, reading.object, 0);
+    }
+    remove(path.c_str());
+}
+BENCHMARK(entryToSpdlog)->Name("TraceEntry/peer");
+
+void textAlone(benchmark::State& state) {
+    char text[1025];
+    Reading reading;
+    for (auto _ : state) {
+        reading.next();
+        snprintf(text, sizeof text,
+                 "KRM_TBL             : %s(): opCodeExt=0x%04x, objectId=%u, status=%d\n",
+                 "getFanStatus", 0x0301U, reading.object, 0);
+        benchmark::DoNotOptimize(text);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(textAlone)->Name("TraceEntryAndText/peer");
 
 }  // namespace
 }  // namespace varnock::bench

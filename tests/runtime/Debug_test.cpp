@@ -128,10 +128,10 @@ TEST(Debug, WritesHeaderAndNewlineForWhatCannotBeFormatted) {
 
 TEST(Debug, DropsAnEntryThatThereIsNoMemoryFor) {
     TraceCapture trace;
-    const std::string format = std::string(600, 'f') + "%S";
+    const std::string format = std::string(600, 'f') + "%*S";
     {
         const FailingAllocation failure(1);
-        Debug.Print(1, format.c_str(), "text");
+        Debug.Print(1, format.c_str(), 4, "text");
         EXPECT_TRUE(failure.happened());
     }
     Debug.Print(1, "next");

@@ -83,6 +83,7 @@ TEST(TraceFormat, GivesAnEmptyTextForWhatCannotBeFormatted) {
 TEST(TraceFormat, RewritesLongFormats) {
     const std::string filler(600, 'f');
     EXPECT_EQ(formatted((filler + "%S").c_str(), "abc"), filler + "abc");
+    EXPECT_EQ(formatted((filler + "%*S").c_str(), 4, "abc"), filler + " abc");
 }
 
 }  // namespace
