@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio_ext.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -16,14 +17,14 @@
 #include "runtime/Clock.h"
 #include "runtime/FileDescriptor.h"
 #include "runtime/FileStream.h"
+#include "runtime/LineReader.h"
 #include "runtime/PlatformPaths.h"
-#include "runtime/TextLine.h"
 #include "runtime/TraceAt.h"
 
 namespace {
 
 using varnock::FileStream;
-using varnock::TextLine;
+using varnock::LineReader;
 using varnock::traceAt;
 
 bool isBlank(char c) {
@@ -87,8 +88,8 @@ class Search {
     bool foundValue() const { return foundValue_; }
 
     /// False when the search is over.
-    bool take(TextLine& line) {
-        char* text = skipBlanks(line.text());
+    bool take(char* line) {
+        char* text = skipBlanks(line);
         if (*text == '\0' || *text == ';') return true;
         // A semicolon starts a comment inside a value, too.
         trimEnd(text, text + strcspn(text, ";"));
@@ -172,20 +173,19 @@ class EditSearch {
 
     /// False when the file is too large for the offsets.
     bool run(FILE* file, Edit& edit) {
-        TextLine line;
+        LineReader line(file);
         bool keepOffset = false;
         for (;;) {
-            const long start = ftell(file);
             // Empty lines and comments belong to the line that follows them.
-            if (!keepOffset) offset_ = start;
-            if (!line.read(file)) break;
+            if (!keepOffset) offset_ = line.offset();
+            if (!line.next()) break;
             // A last line without a newline loses its last character here and therefore is not
             // found; callers rely on nothing but the newline being cut, which every line that this
             // library has written does end with.
             if (!line.hasNewline() && line.length() > 0) line.text()[line.length() - 1] = '\0';
             keepOffset = line.text()[0] == '\0' || line.text()[0] == ';';
-            end_ = ftell(file);
-            if (end_ < 0 || end_ > std::numeric_limits<unsigned int>::max()) return false;
+            end_ = line.offset();
+            if (end_ > std::numeric_limits<unsigned int>::max()) return false;
             if (!keepOffset && take(line.text(), edit)) return true;
         }
         atEnd(end_, edit);
@@ -193,7 +193,7 @@ class EditSearch {
     }
 
   private:
-    void replace(Edit& edit, long from, long to, bool leadingNewline) const {
+    static void replace(Edit& edit, std::size_t from, std::size_t to, bool leadingNewline) {
         edit = {Edit::Kind::replace, static_cast<unsigned int>(from), static_cast<unsigned int>(to),
                 leadingNewline};
     }
@@ -228,7 +228,7 @@ class EditSearch {
         return true;
     }
 
-    void atEnd(long end, Edit& edit) const {
+    void atEnd(std::size_t end, Edit& edit) const {
         if (key_ == nullptr) {
             if (inSection_) replace(edit, sectionStart_, end, false);
         } else if (value_ != nullptr) {
@@ -241,9 +241,9 @@ class EditSearch {
     const char* value_;
     bool inSection_ = false;
     unsigned int keyCount_ = 0;
-    long sectionStart_ = 0;
-    long offset_ = 0;
-    long end_ = 0;
+    std::size_t sectionStart_ = 0;
+    std::size_t offset_ = 0;
+    std::size_t end_ = 0;
 };
 
 /// The file that a change is made in: a copy beside the original that takes its place when all has
@@ -264,6 +264,8 @@ class EditedFile {
     EditedFile& operator=(const EditedFile&) = delete;
 
     bool isOpen() const { return original_ != nullptr; }
+    /// False when there is no room for a copy: then there is none for the change either.
+    bool isReady() const { return !isFull_; }
     FILE* stream() const { return copy_ ? copy_.get() : original_.get(); }
 
     /// Makes the change the file's contents.
@@ -287,7 +289,8 @@ class EditedFile {
         const bool alike = fstat(fileno(original_.get()), &status) == 0 &&
                            fchown(descriptor.get(), status.st_uid, status.st_gid) == 0 &&
                            fchmod(descriptor.get(), status.st_mode & 07777U) == 0;
-        if (alike && copyContents(descriptor.get())) {
+        isFull_ = alike && !copyContents(descriptor.get());
+        if (alike && !isFull_) {
             copy_.reset(fdopen(descriptor.get(), "r+e"));
             if (copy_) descriptor.release();
         }
@@ -311,9 +314,19 @@ class EditedFile {
 
     FileStream original_;
     FileStream copy_;
+    bool isFull_ = false;
     std::string targetName_;
     std::string copyName_;
 };
+
+// After a failure: what is still in the buffer must not reach the file at its closing.
+void cutBack(FILE* file, std::size_t size) {
+    __fpurge(file);
+    if (ftruncate(fileno(file), static_cast<off_t>(size)) != 0) {
+        traceAt(1, "WritePrivateProfileString: ## WARNING: cannot cut the file: %s\n",
+                strerror(errno));
+    }
+}
 
 bool endsInNewline(FILE* file) {
     return fseek(file, -1, SEEK_END) != 0 || fgetc(file) == '\n';
@@ -323,11 +336,14 @@ bool writeAtEnd(FILE* file, const Edit& edit, const char* section, const char* k
                 const char* value) {
     const bool existing = edit.kind == Edit::Kind::append;
     const bool missingNewline = existing && !endsInNewline(file);
-    if (fseek(file, 0, SEEK_END) != 0) return false;
+    const std::optional<std::size_t> size = fileSize(file);
+    if (!size || fseek(file, 0, SEEK_END) != 0) return false;
     const bool opened =
         existing ? !missingNewline || writeText(file, "\n")
                  : writeText(file, "\n[") && writeText(file, section) && writeText(file, "]\n\n");
-    return opened && writeKeyLine(file, key, value);
+    const bool written = opened && writeKeyLine(file, key, value) && fflush(file) == 0;
+    if (!written) cutBack(file, *size);
+    return written;
 }
 
 bool apply(FILE* file, const Edit& edit, const char* section, const char* key, const char* value) {
@@ -363,6 +379,7 @@ int changeFile(const char* section, const char* key, const char* value, const ch
         return access(fileName, F_OK) == 0 ? traceAppendError()
                                            : createFile(section, key, value, fileName);
     }
+    if (!file.isReady()) return 0;
     Edit edit;
     if (!EditSearch(section, key, value).run(file.stream(), edit)) return 0;
     if (edit.kind == Edit::Kind::none) return 1;
@@ -385,8 +402,8 @@ unsigned int CSysBase::GetPrivateProfileString(const char* section, const char* 
         return copyDefault(section, key, defaultValue, out, size);
     }
     Search search(section, key, result);
-    TextLine line;
-    while (result.hasRoom() && line.read(file.get()) && search.take(line)) {
+    LineReader line(file.get());
+    while (result.hasRoom() && line.next() && search.take(line.text())) {
     }
     if (section == nullptr || key == nullptr) return result.finishList();
     return search.foundValue() ? result.finishValue()
@@ -434,6 +451,7 @@ int CSysBase::WriteLines(FILE* file, unsigned int from, unsigned int to, const c
     }
     // The room must be there before the first byte is overwritten: a full disk would cost the tail.
     if (newSize > *size && posix_fallocate(fileno(file), 0, static_cast<off_t>(newSize)) != 0) {
+        cutBack(file, *size);
         return 0;
     }
     const bool written = fseek(file, static_cast<long>(from), SEEK_SET) == 0 &&

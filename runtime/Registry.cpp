@@ -178,8 +178,7 @@ CRegistry::CRegistry(const CRegistry& other) : CRegistry() {
 CRegistry& CRegistry::operator=(const CRegistry& other) {
     if (this == &other) return *this;
     currentKey_ = other.currentKey_;
-    free(openedPath_);
-    openedPath_ = other.openedPath_ != nullptr ? strdup(other.openedPath_) : nullptr;
+    openedPath_ = other.openedPath_;
     return *this;
 }
 
@@ -192,10 +191,8 @@ CRegistry::~CRegistry() noexcept(false) {
 }
 
 void CRegistry::FreeClass() {
-    free(valueBuffer_);
-    valueBuffer_ = nullptr;
-    free(openedPath_);
-    openedPath_ = nullptr;
+    valueBuffer_ = std::string();
+    openedPath_ = std::string();
     SaveTree();
 }
 
@@ -205,7 +202,7 @@ long CRegistry::openPath(const char* path, CRegistryNode* root) {
         const CriticalSectionGuard guard(MSpinlock);
         currentKey_ = walk(root != nullptr ? root : &MRoot, path);
         if (currentKey_ == nullptr) return openFailed;
-        openedPath_ = strdup(path);
+        openedPath_ = path;
         return success;
     } catch (const std::bad_alloc&) {
         traceAt(2, "\nCRegistry::Open ##ERROR while opening !!!\n");
@@ -217,8 +214,7 @@ long CRegistry::Open(const char* path, CRegistryNode* root, int /*access*/) {
     traceAt(2, "\nCRegistry::Open \"%s\", hKey = %d\n", shown(path),
             static_cast<int>(reinterpret_cast<std::intptr_t>(root)));
     currentKey_ = nullptr;
-    free(openedPath_);
-    openedPath_ = nullptr;
+    openedPath_.clear();
     status_ = openPath(path != nullptr ? path : "", root);
     return status_;
 }
@@ -364,15 +360,13 @@ unsigned int CRegistry::GetValueSize(const char* name, CRegistryNode* key) {
 }
 
 // Replaces the value buffer by a copy, with a NUL behind it; null when memory runs out.
-char* CRegistry::keepValue(const void* data, unsigned int size, unsigned int type) {
-    free(valueBuffer_);
-    valueBuffer_ = static_cast<char*>(malloc(size + std::size_t{1}));
-    if (valueBuffer_ == nullptr) return nullptr;
-    memcpy(valueBuffer_, data, size);
-    valueBuffer_[size] = '\0';
+char* CRegistry::keepValue(const void* data, unsigned int size, unsigned int type) try {
+    valueBuffer_.assign(static_cast<const char*>(data), size);
     valueSize_ = size;
     valueType_ = type;
-    return valueBuffer_;
+    return valueBuffer_.data();
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 char* CRegistry::GetValue(const char* name, CRegistryNode* key) {

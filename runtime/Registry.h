@@ -153,8 +153,8 @@ class VARNOCK_EXPORT CRegistry {
     unsigned int valueType_;
     unsigned int expand_;
     CRegistryNode* currentKey_;
-    char* valueBuffer_;
-    char* openedPath_;
+    std::string valueBuffer_;
+    std::string openedPath_;
     unsigned int enumeration_[3];
     unsigned int spare_;
 };

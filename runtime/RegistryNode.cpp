@@ -3,17 +3,19 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <charconv>
 #include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 
-#include "runtime/TextLine.h"
+#include "runtime/LineReader.h"
 #include "runtime/TraceAt.h"
 
 namespace {
 
-using varnock::TextLine;
+using varnock::LineReader;
 using varnock::traceAt;
 
 constexpr std::size_t countSize = sizeof(std::uint32_t);
@@ -51,6 +53,14 @@ void freeValue(unsigned int type, void* value) {
 // Keys that were removed or replaced. Guarded by CRegistry::MSpinlock.
 constinit CRegistryNode* discarded = nullptr;
 
+// The marker that a text begins with; null when it is none.
+const Marker* markerAt(const char* text) {
+    for (const Marker& marker : markers) {
+        if (strncmp(text, marker.text, strlen(marker.text)) == 0) return &marker;
+    }
+    return nullptr;
+}
+
 std::string parseBytes(const char* text) {
     std::string bytes;
     for (;;) {
@@ -60,39 +70,6 @@ std::string parseBytes(const char* text) {
         bytes += static_cast<char>(number);
         text = end;
     }
-}
-
-bool holdsNewline(const char* text) {
-    return strchr(text, '\n') != nullptr;
-}
-
-std::string lineOf(const char* name, unsigned int type, const void* value) {
-    std::string line = name;
-    if (type == REGISTRY_NUMBER) {
-        const auto number = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(value));
-        return line + "=d=" + std::to_string(static_cast<std::int32_t>(number));
-    }
-    if (type != REGISTRY_BINARY) {
-        return line + (type == REGISTRY_STRING ? "=s=" : "=es=") + static_cast<const char*>(value);
-    }
-    static constexpr char digits[] = "0123456789abcdef";
-    line += "=b=";
-    unsigned int unused = 0;
-    const auto* bytes =
-        static_cast<const unsigned char*>(CRegistryNode::valueData(type, value, unused));
-    for (unsigned int i = 0; i < CRegistryNode::valueSize(type, value); ++i) {
-        line += digits[bytes[i] >> 4];
-        line += digits[bytes[i] & 0xF];
-        line += ' ';
-    }
-    return line;
-}
-
-// The line must come back as this very entry: on its own, with the name before the first "=", and
-// not as the header of a key.
-bool comesBack(const char* name, const std::string& line) {
-    const bool looksLikeKey = line[0] == '[' && line.find(']') != std::string::npos;
-    return strchr(name, '=') == nullptr && !looksLikeKey && line.find('\n') == std::string::npos;
 }
 
 // Enough to see what is wrong with a file; a hostile one could have millions.
@@ -107,21 +84,91 @@ void trace(const CRegistryNode::Warnings& warnings) {
     for (const std::string& warning : warnings) traceAt(1, "%s", warning.c_str());
 }
 
-void writeValue(FILE* file, const char* name, unsigned int type, const void* value,
-                CRegistryNode::Warnings& warnings) {
-    const std::string line = lineOf(name, type, value);
-    if (!comesBack(name, line)) {
-        warn(warnings, "a value cannot be written to the file", name);
-        return;
+bool holds(std::string_view text, char c) {
+    return text.find(c) != text.npos;
+}
+
+/// What stands behind the name in the line of a value. REQUIRES: value is not null, but for a
+/// number.
+void appendValue(std::string& line, unsigned int type, const void* value) {
+    static constexpr char digits[] = "0123456789abcdef";
+    if (type == REGISTRY_NUMBER) {
+        char number[16];
+        const auto bits = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(value));
+        char* const end =
+            std::to_chars(number, number + sizeof number, static_cast<std::int32_t>(bits)).ptr;
+        line.append("=d=").append(number, end);
+    } else if (type == REGISTRY_BINARY) {
+        unsigned int unused = 0;
+        const auto* bytes =
+            static_cast<const unsigned char*>(CRegistryNode::valueData(type, value, unused));
+        line.append("=b=");
+        for (unsigned int i = 0; i < CRegistryNode::valueSize(type, value); ++i) {
+            const char shown[] = {digits[bytes[i] >> 4], digits[bytes[i] & 0xF], ' '};
+            line.append(shown, sizeof shown);
+        }
+    } else {
+        line.append(type == REGISTRY_STRING ? "=s=" : "=es=");
+        line.append(static_cast<const char*>(value));
     }
-    if (line.size() > TextLine::maxLength) {
-        warn(warnings, "a value is too long and will be cut when it is read again", name);
-    }
-    fwrite(line.data(), 1, line.size(), file);
-    fputc('\n', file);
+}
+
+// A line must come back as this very entry: on its own, with the name before the first "=", and not
+// as the header of a key.
+bool comesBack(std::string_view name, std::string_view line) {
+    const bool looksLikeKey = line[0] == '[' && holds(line, ']');
+    return !holds(name, '=') && !looksLikeKey && !holds(line, '\n');
 }
 
 }  // namespace
+
+/// The text of a tree on its way to the file, in large pieces. Errors show in the stream.
+class CRegistryNode::Output {
+  public:
+    explicit Output(FILE* file) : file_(file) {
+        text_.reserve(pieceSize + varnock::LineReader::maxLength + 1);
+    }
+
+    void addValue(const char* name, unsigned int type, const void* value, Warnings& warnings) {
+        const std::size_t begin = text_.size();
+        text_.append(name);
+        const std::size_t nameLength = text_.size() - begin;
+        appendValue(text_, type, value);
+        const std::string_view line = std::string_view(text_).substr(begin);
+        if (!comesBack(line.substr(0, nameLength), line)) {
+            warn(warnings, "a value cannot be written to the file", name);
+            text_.resize(begin);
+            return;
+        }
+        if (line.size() > varnock::LineReader::maxLength) {
+            warn(warnings, "a value is too long and will be cut when it is read again", name);
+        }
+        text_ += '\n';
+        flushPieces();
+    }
+    void beginKey(const char* name) {
+        text_.append("[").append(name).append("]\n");
+        flushPieces();
+    }
+    void endKey() {
+        text_ += '\n';
+        flushPieces();
+    }
+    void flush() {
+        fwrite(text_.data(), 1, text_.size(), file_);
+        text_.clear();
+    }
+
+  private:
+    static constexpr std::size_t pieceSize = 64 * 1024;
+
+    void flushPieces() {
+        if (text_.size() >= pieceSize) flush();
+    }
+
+    FILE* file_;
+    std::string text_;
+};
 
 CRegistryNode::CRegistryNode() : next_(nullptr), cursor_(0) {}
 
@@ -234,35 +281,34 @@ const void* CRegistryNode::valueData(unsigned int type, const void* value, unsig
 // The value of a line "name=s=text", if it is one.
 void CRegistryNode::takeValue(char* line) {
     char* equals = strchr(line, '=');
-    if (equals == nullptr) return;
-    for (const Marker& marker : markers) {
-        const std::size_t length = strlen(marker.text);
-        if (strncmp(equals, marker.text, length) != 0) continue;
-        const char* text = equals + length;
-        std::string data = text;
-        if (marker.type == REGISTRY_NUMBER) {
-            char* end = nullptr;
-            const auto number = static_cast<std::uint32_t>(strtol(text, &end, 10));
-            if (end == text) return;
-            data.assign(reinterpret_cast<const char*>(&number), sizeof number);
-        } else if (marker.type == REGISTRY_BINARY) {
-            data = parseBytes(text);
-        }
+    const Marker* marker = equals != nullptr ? markerAt(equals) : nullptr;
+    if (marker == nullptr) return;
+    const char* text = equals + strlen(marker->text);
+    if (marker->type == REGISTRY_NUMBER) {
+        char* end = nullptr;
+        const auto number = static_cast<std::uint32_t>(strtol(text, &end, 10));
+        if (end == text) return;
         *equals = '\0';
-        void* value = makeValue(marker.type, data.data(), static_cast<unsigned int>(data.size()));
-        if (value == nullptr && marker.type != REGISTRY_NUMBER) throw std::bad_alloc();
-        try {
-            append(line, value, typeSlot(marker.type));
-        } catch (const std::bad_alloc&) {
-            freeValue(marker.type, value);
-            throw;
-        }
+        append(line, numberSlot(number), typeSlot(marker->type));
         return;
+    }
+    const bool isBinary = marker->type == REGISTRY_BINARY;
+    const std::string bytes = isBinary ? parseBytes(text) : std::string();
+    const std::size_t size = isBinary ? bytes.size() : strlen(text);
+    *equals = '\0';
+    void* value =
+        makeValue(marker->type, isBinary ? bytes.data() : text, static_cast<unsigned int>(size));
+    if (value == nullptr) throw std::bad_alloc();
+    try {
+        append(line, value, typeSlot(marker->type));
+    } catch (const std::bad_alloc&) {
+        freeValue(marker->type, value);
+        throw;
     }
 }
 
 // Takes a line into this key; the subkey that the line opens, else null.
-CRegistryNode* CRegistryNode::takeLine(TextLine& line, Warnings& warnings) {
+CRegistryNode* CRegistryNode::takeLine(LineReader& line, Warnings& warnings) {
     if (line.isCut()) warn(warnings, "a line of the file is too long and was cut", line.text());
     char* text = line.text();
     char* last = text[0] == '[' ? strrchr(text, ']') : nullptr;
@@ -298,10 +344,10 @@ void CRegistryNode::restore(FILE* file, Warnings& warnings) {
     };
     next_ = nullptr;
     OpenKeys open{this};
-    TextLine line;
+    LineReader line(file);
     bool atEnd = true;
     while (open.top != nullptr) {
-        atEnd = !line.read(file);
+        atEnd = !line.next();
         if (atEnd) break;
         if (line.text()[0] == '\0') {
             open.closeTop();
@@ -315,13 +361,13 @@ void CRegistryNode::restore(FILE* file, Warnings& warnings) {
     }
 }
 
-void CRegistryNode::dumpValues(FILE* file, Warnings& warnings) {
+void CRegistryNode::dumpValues(Output& output, Warnings& warnings) {
     for (unsigned int i = 0; i < entries(); ++i) {
         const char* name = nullptr;
         void* value = nullptr;
         const unsigned int type = entryAt(i, name, value);
         if (type == REGISTRY_NUMBER || (isArray(type) && value != nullptr)) {
-            writeValue(file, name, type, value, warnings);
+            output.addValue(name, type, value, warnings);
         }
     }
 }
@@ -332,7 +378,7 @@ CRegistryNode* CRegistryNode::nextSubkey(const char*& name, Warnings& warnings) 
         void* value = nullptr;
         const unsigned int type = entryAt(cursor_++, name, value);
         if (type != REGISTRY_KEY || value == nullptr) continue;
-        if (!holdsNewline(name)) return static_cast<CRegistryNode*>(value);
+        if (!holds(name, '\n')) return static_cast<CRegistryNode*>(value);
         warn(warnings, "a key cannot be written to the file", name);
     }
     return nullptr;
@@ -345,25 +391,25 @@ void CRegistryNode::dumpNode(FILE* file) {
 }
 
 void CRegistryNode::dump(FILE* file, Warnings& warnings) {
+    Output output(file);
     CRegistryNode* node = this;
     node->next_ = nullptr;
     node->cursor_ = 0;
-    node->dumpValues(file, warnings);
+    node->dumpValues(output, warnings);
     while (node != nullptr) {
         const char* name = nullptr;
         if (CRegistryNode* subkey = node->nextSubkey(name, warnings)) {
-            fputc('[', file);
-            fputs(name, file);
-            fputs("]\n", file);
+            output.beginKey(name);
             subkey->next_ = node;
             subkey->cursor_ = 0;
             node = subkey;
-            node->dumpValues(file, warnings);
+            node->dumpValues(output, warnings);
         } else {
-            fputc('\n', file);
+            output.endKey();
             CRegistryNode* parent = node->next_;
             node->next_ = nullptr;
             node = parent;
         }
     }
+    output.flush();
 }

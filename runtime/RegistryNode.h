@@ -9,7 +9,7 @@
 #include "util/StrMap.h"
 
 namespace varnock {
-class TextLine;
+class LineReader;
 }
 
 /// What an entry of a key is; the numbers are those of the registry file's users.
@@ -81,9 +81,11 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
     static const void* valueData(unsigned int type, const void* value, unsigned int& number);
 
   private:
-    CRegistryNode* takeLine(varnock::TextLine& line, Warnings& warnings);
+    class Output;
+
+    CRegistryNode* takeLine(varnock::LineReader& line, Warnings& warnings);
     void takeValue(char* line);
-    void dumpValues(FILE* file, Warnings& warnings);
+    void dumpValues(Output& output, Warnings& warnings);
     CRegistryNode* nextSubkey(const char*& name, Warnings& warnings);
     void releaseEntries(CRegistryNode*& pending);
 

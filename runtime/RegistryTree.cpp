@@ -215,8 +215,8 @@ void CRegistry::InitClass() {
     valueType_ = 0;
     expand_ = 1;
     currentKey_ = nullptr;
-    valueBuffer_ = nullptr;
-    openedPath_ = nullptr;
+    valueBuffer_.clear();
+    openedPath_.clear();
     for (unsigned int& word : enumeration_) word = 0;
     spare_ = 0;
     if (MIsSetup == 0) SetupTree();

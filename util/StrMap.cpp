@@ -1,18 +1,31 @@
 #include "util/StrMap.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <new>
 #include <span>
+#include <string_view>
 
 #include "util/TextCopy.h"
 
 namespace {
 
 constexpr unsigned int growthStep = 16;
+/// Fewer entries are found as fast by a binary search.
+constexpr unsigned int smallestIndexed = 64;
+/// To enter an entry in the index costs a fraction of a binary search.
+constexpr unsigned int entriesPerSearch = 16;
+constexpr unsigned int maxIndexed = 1U << 30;
 
 void storeIfGiven(void** out, void* value) {
     if (out != nullptr) *out = value;
+}
+
+unsigned int hashOf(const char* key) {
+    return static_cast<unsigned int>(std::hash<std::string_view>()(key));
 }
 
 bool keyLess(const CStrMap::Assoc& left, const CStrMap::Assoc& right) {
@@ -28,13 +41,22 @@ void storeLast(Field& field, Field value) {
 
 }  // namespace
 
-CStrMap::CStrMap() : entries_(nullptr), capacity_(0), count_(0), allocated_(0) {}
+CStrMap::CStrMap()
+    : entries_(nullptr),
+      capacity_(0),
+      count_(0),
+      allocated_(0),
+      searches_(0),
+      hashMask_(0),
+      hashSlots_(nullptr) {}
 
 CStrMap::~CStrMap() {
     for (const Assoc& entry : std::span(entries_, count_)) {
         delete[] entry.key;
     }
     delete[] entries_;
+    delete[] hashSlots_;
+    storeLast<HashSlot*>(hashSlots_, nullptr);
     storeLast<Assoc*>(entries_, nullptr);
     storeLast(capacity_, 0U);
     storeLast(count_, 0U);
@@ -64,8 +86,53 @@ bool CStrMap::holdsKey(unsigned int index, const char* key) const {
 
 CStrMap::Assoc* CStrMap::findAssoc(const char* key) {
     if (key == nullptr) return nullptr;
+    if (hasHashIndex()) return findHashed(key);
     const unsigned int index = lowerBound(key);
     return holdsKey(index, key) ? &entries_[index] : nullptr;
+}
+
+// An index of all entries is made once there have been searches enough to pay for it.
+bool CStrMap::hasHashIndex() {
+    if (hashSlots_ != nullptr) return true;
+    if (count_ < smallestIndexed || ++searches_ < count_ / entriesPerSearch) return false;
+    searches_ = 0;
+    return makeHashIndex();
+}
+
+// Open addressing, at most half full, valid until an entry moves. False without memory for it.
+bool CStrMap::makeHashIndex() {
+    if (count_ > maxIndexed) return false;
+    const unsigned int size = std::bit_ceil(2 * count_);
+    auto* slots = new (std::nothrow) HashSlot[size]();
+    if (slots == nullptr) return false;
+    hashMask_ = size - 1;
+    for (unsigned int place = 0; place < count_; ++place) {
+        const unsigned int hash = hashOf(entries_[place].key);
+        unsigned int at = hash & hashMask_;
+        while (slots[at].key != nullptr) at = (at + 1) & hashMask_;
+        slots[at] = {entries_[place].key, hash, place};
+    }
+    hashSlots_ = slots;
+    return true;
+}
+
+CStrMap::Assoc* CStrMap::findHashed(const char* key) {
+    const unsigned int hash = hashOf(key);
+    for (unsigned int at = hash & hashMask_; hashSlots_[at].key != nullptr;
+         at = (at + 1) & hashMask_) {
+        const HashSlot& slot = hashSlots_[at];
+        if (slot.hash != hash) continue;
+        // Large maps live outside of the caches: fetch the entry while the key is compared.
+        __builtin_prefetch(&entries_[slot.place]);
+        if (std::strcmp(slot.key, key) == 0) return &entries_[slot.place];
+    }
+    return nullptr;
+}
+
+void CStrMap::forgetPlaces() {
+    delete[] hashSlots_;
+    hashSlots_ = nullptr;
+    searches_ = 0;
 }
 
 void CStrMap::reserveOne() {
@@ -84,6 +151,7 @@ void CStrMap::reserveOne() {
 
 CStrMap::Assoc* CStrMap::newAssoc() {
     reserveOne();
+    forgetPlaces();
     Assoc* fresh = &entries_[count_++];
     *fresh = Assoc{};
     return fresh;
@@ -132,6 +200,7 @@ void* CStrMap::remove(const char* key, void** data) {
     Assoc* entry = findAssoc(key);
     if (entry == nullptr) return nullptr;
     const Assoc removed = *entry;
+    forgetPlaces();
     std::copy(entry + 1, entries_ + count_, entry);
     entries_[--count_] = Assoc{};
     delete[] removed.key;
@@ -147,6 +216,7 @@ void* CStrMap::getAt(int index, void** data) {
 }
 
 void CStrMap::sortAppended(void (*discard)(void* value, void* data)) {
+    forgetPlaces();
     const std::span<Assoc> entries(entries_, count_);
     if (!std::is_sorted(entries.begin(), entries.end(), keyLess)) {
         std::stable_sort(entries.begin(), entries.end(), keyLess);

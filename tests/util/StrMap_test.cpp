@@ -324,6 +324,63 @@ TEST(StrMap, SortsAHundredThousandAppendedKeys) {
     EXPECT_EQ(keysOf(map), keys);
 }
 
+TEST(StrMap, FindsEveryKeyOfALargeMapHoweverOftenItIsAsked) {
+    OpenMap map;
+    for (int i = 0; i < 300; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    for (int round = 0; round < 3; ++round) {
+        for (int i = 0; i < 300; ++i) {
+            EXPECT_EQ(map.lookup(numbered(i).c_str(), nullptr), slot(i)) << i;
+        }
+        EXPECT_EQ(map.lookup("key", nullptr), nullptr);
+        EXPECT_EQ(map.lookup("key300", nullptr), nullptr);
+        EXPECT_EQ(map.lookup("", nullptr), nullptr);
+    }
+}
+
+TEST(StrMap, ChangesOfALargeMapAreSeenBetweenLookups) {
+    OpenMap map;
+    std::vector<bool> present(300, false);
+    std::mt19937 random(1);
+    for (int step = 0; step < 20'000; ++step) {
+        const int i = static_cast<int>(random() % 300);
+        const std::string key = numbered(i);
+        const auto at = static_cast<std::size_t>(i);
+        // Long stretches without a change, so that both ways of searching take turns.
+        const auto action = (step / 500) % 2 == 0 ? random() % 3 : 2;
+        if (action == 0) {
+            map.add(key.c_str(), slot(i), nullptr, nullptr);
+            present[at] = true;
+        } else if (action == 1) {
+            EXPECT_EQ(map.remove(key.c_str(), nullptr), present[at] ? slot(i) : nullptr);
+            present[at] = false;
+        }
+        ASSERT_EQ(map.lookup(key.c_str(), nullptr), present[at] ? slot(i) : nullptr) << step;
+    }
+}
+
+TEST(StrMap, ReplacedValuesAreFoundInALargeMap) {
+    OpenMap map;
+    for (int i = 0; i < 300; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    for (int i = 0; i < 300; ++i) map.lookup(numbered(i).c_str(), nullptr);
+    EXPECT_EQ(map.add("key7", slot(8), slot(9), nullptr), slot(7));
+    void* data = nullptr;
+    EXPECT_EQ(map.lookup("key7", &data), slot(8));
+    EXPECT_EQ(data, slot(9));
+}
+
+TEST(StrMap, FindsEveryKeyOfALargeMapWithoutMemoryForMore) {
+    OpenMap map;
+    for (int i = 0; i < 300; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    std::vector<std::string> keys;
+    for (int i = 0; i < 300; ++i) keys.push_back(numbered(i));
+    std::vector<void*> found(300);
+    {
+        const FailingAllocation failure(1);
+        for (std::size_t i = 0; i < 300; ++i) found[i] = map.lookup(keys[i].c_str(), nullptr);
+    }
+    for (int i = 0; i < 300; ++i) EXPECT_EQ(found[static_cast<std::size_t>(i)], slot(i));
+}
+
 TEST(StrMap, SortingAnEmptyMapDoesNothing) {
     OpenMap map;
     map.sortAppended(nullptr);

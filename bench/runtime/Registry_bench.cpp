@@ -1,0 +1,204 @@
+#include "runtime/Registry.h"
+
+#include <benchmark/benchmark.h>
+#include <glib.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "runtime/Debug.h"
+
+namespace varnock::bench {
+namespace {
+
+// The same values on both sides: `keys` keys with `perKey` texts each.
+struct Shape {
+    int keys;
+    int perKey;
+};
+constexpr Shape oneKey{1, 100'000};
+constexpr Shape thousandKeys{1'000, 100};
+
+std::string keyName(int key) {
+    return "Component" + std::to_string(key);
+}
+std::string valueName(int value) {
+    return "Setting" + std::to_string(value);
+}
+std::string valueText(int key, int value) {
+    return "value " + std::to_string(key) + "." + std::to_string(value);
+}
+
+/// A temporary file that is gone at the end.
+class Scratch {
+  public:
+    Scratch() { close(mkstemp(path_.data())); }
+    ~Scratch() { unlink(path_.c_str()); }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+    const char* path() const { return path_.c_str(); }
+
+  private:
+    std::string path_ = "/tmp/varnock-bench-XXXXXX";
+};
+
+using Stream = std::unique_ptr<FILE, int (*)(FILE*)>;
+
+Stream openFile(const Scratch& file, const char* mode) {
+    return {fopen(file.path(), mode), fclose};
+}
+// Over what is there: emptying a file costs more than a small tree, and is not what is measured.
+Stream openForWriting(const Scratch& file) {
+    return openFile(file, "r+");
+}
+
+// Ours.
+
+std::unique_ptr<CRegistryNode> makeTree(Shape shape) {
+    auto root = std::make_unique<CRegistryNode>();
+    for (int key = 0; key < shape.keys; ++key) {
+        auto* node = new CRegistryNode;
+        root->put(keyName(key).c_str(), REGISTRY_KEY, node);
+        for (int value = 0; value < shape.perKey; ++value) {
+            const std::string text = valueText(key, value);
+            node->put(valueName(value).c_str(), REGISTRY_STRING,
+                      CRegistryNode::makeValue(REGISTRY_STRING, text.data(),
+                                               static_cast<unsigned int>(text.size())));
+        }
+    }
+    return root;
+}
+
+void writeTree(CRegistryNode& root, const Scratch& file) {
+    const Stream stream = openForWriting(file);
+    root.dumpNode(stream.get());
+}
+
+void loadTree(benchmark::State& state, Shape shape) {
+    const Scratch file;
+    writeTree(*makeTree(shape), file);
+    for (auto _ : state) {
+        CRegistryNode root;
+        const Stream stream = openFile(file, "r");
+        root.restoreNode(stream.get());
+        benchmark::DoNotOptimize(root.entries());
+    }
+}
+
+void saveTree(benchmark::State& state, Shape shape) {
+    const Scratch file;
+    const auto root = makeTree(shape);
+    for (auto _ : state) {
+        writeTree(*root, file);
+    }
+}
+
+// Names in an order in which no side finds the next one beside the last.
+std::vector<std::pair<std::string, std::string>> shuffledNames(Shape shape) {
+    std::vector<std::pair<std::string, std::string>> names;
+    const int count = shape.keys * shape.perKey;
+    for (int i = 0; i < 4096; ++i) {
+        const int place = static_cast<int>(i * 7919LL % count);
+        names.emplace_back(keyName(place / shape.perKey), valueName(place % shape.perKey));
+    }
+    return names;
+}
+
+void lookUpInTree(benchmark::State& state, Shape shape) {
+    const auto root = makeTree(shape);
+    const auto names = shuffledNames(shape);
+    std::size_t next = 0;
+    CRegistry registry;
+    std::string text;
+    Debug.ForceMaxDebug(0);  // Open() traces, and that has a row of its own
+    for (auto _ : state) {
+        const auto& [key, value] = names[next++ % names.size()];
+        registry.Open(key.c_str(), root.get());
+        benchmark::DoNotOptimize(registry.QueryValue(text, value.c_str()));
+    }
+    Debug.ForceMaxDebug(1);
+}
+
+// GLib's key file.
+
+struct FreeKeyFile {
+    void operator()(GKeyFile* file) const { g_key_file_free(file); }
+};
+using KeyFile = std::unique_ptr<GKeyFile, FreeKeyFile>;
+
+KeyFile makeKeyFile(Shape shape) {
+    KeyFile file(g_key_file_new());
+    for (int key = 0; key < shape.keys; ++key) {
+        for (int value = 0; value < shape.perKey; ++value) {
+            g_key_file_set_string(file.get(), keyName(key).c_str(), valueName(value).c_str(),
+                                  valueText(key, value).c_str());
+        }
+    }
+    return file;
+}
+
+void writeKeyFile(GKeyFile* keyFile, const Scratch& file) {
+    gsize length = 0;
+    const std::unique_ptr<gchar, decltype(&g_free)> text(
+        g_key_file_to_data(keyFile, &length, nullptr), g_free);
+    const Stream stream = openForWriting(file);
+    fwrite(text.get(), 1, length, stream.get());
+}
+
+void loadKeyFile(benchmark::State& state, Shape shape) {
+    const Scratch file;
+    writeKeyFile(makeKeyFile(shape).get(), file);
+    for (auto _ : state) {
+        const KeyFile keyFile(g_key_file_new());
+        benchmark::DoNotOptimize(
+            g_key_file_load_from_file(keyFile.get(), file.path(), G_KEY_FILE_NONE, nullptr));
+    }
+}
+
+void saveKeyFile(benchmark::State& state, Shape shape) {
+    const Scratch file;
+    const KeyFile keyFile = makeKeyFile(shape);
+    for (auto _ : state) {
+        writeKeyFile(keyFile.get(), file);
+    }
+}
+
+void lookUpInKeyFile(benchmark::State& state, Shape shape) {
+    const KeyFile keyFile = makeKeyFile(shape);
+    const auto names = shuffledNames(shape);
+    std::size_t next = 0;
+    for (auto _ : state) {
+        const auto& [key, value] = names[next++ % names.size()];
+        g_free(g_key_file_get_string(keyFile.get(), key.c_str(), value.c_str(), nullptr));
+    }
+}
+
+BENCHMARK_CAPTURE(loadTree, , oneKey)->Name("RegistryLoadOneKey/ours");
+BENCHMARK_CAPTURE(loadKeyFile, , oneKey)->Name("RegistryLoadOneKey/peer");
+BENCHMARK_CAPTURE(saveTree, , oneKey)->Name("RegistrySaveOneKey/ours");
+BENCHMARK_CAPTURE(saveKeyFile, , oneKey)->Name("RegistrySaveOneKey/peer");
+BENCHMARK_CAPTURE(lookUpInTree, , oneKey)->Name("RegistryLookUpOneKey/ours");
+BENCHMARK_CAPTURE(lookUpInKeyFile, , oneKey)->Name("RegistryLookUpOneKey/peer");
+BENCHMARK_CAPTURE(loadTree, , thousandKeys)->Name("RegistryLoad1000Keys/ours");
+BENCHMARK_CAPTURE(loadKeyFile, , thousandKeys)->Name("RegistryLoad1000Keys/peer");
+BENCHMARK_CAPTURE(saveTree, , thousandKeys)->Name("RegistrySave1000Keys/ours");
+BENCHMARK_CAPTURE(saveKeyFile, , thousandKeys)->Name("RegistrySave1000Keys/peer");
+BENCHMARK_CAPTURE(lookUpInTree, , thousandKeys)->Name("RegistryLookUp1000Keys/ours");
+BENCHMARK_CAPTURE(lookUpInKeyFile, , thousandKeys)->Name("RegistryLookUp1000Keys/peer");
+
+// What one value costs in a tree of so many: it must not grow with them.
+
+void loadGrowth(benchmark::State& state) {
+    loadTree(state, {1, static_cast<int>(state.range(0))});
+}
+void saveGrowth(benchmark::State& state) {
+    saveTree(state, {1, static_cast<int>(state.range(0))});
+}
+BENCHMARK(loadGrowth)->Name("Growth/RegistryLoad")->RangeMultiplier(10)->Range(10, 100'000);
+BENCHMARK(saveGrowth)->Name("Growth/RegistrySave")->RangeMultiplier(10)->Range(10, 100'000);
+
+}  // namespace
+}  // namespace varnock::bench
