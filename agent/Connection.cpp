@@ -21,11 +21,11 @@ bool wouldBlock(int error) {
 
 }  // namespace
 
-Connection::Connection(sd_event* loop, UniqueFd fd, Channel channel, Responder& responder,
+Connection::Connection(sd_event* loop, UniqueFd fd, Channel channel, Replier& replier,
                        const Limits& limits, Dropped dropped)
     : fd_(std::move(fd)),
       session_{channel, fd_.get(), false, {}},
-      responder_(responder),
+      replier_(replier),
       limits_(limits),
       dropped_(std::move(dropped)) {
     sd_event_source* source = nullptr;
@@ -99,7 +99,7 @@ bool Connection::answerFrames() {
         if (!request) {
             return true;
         }
-        output_ = encodeFrame(responder_.reply(session_, *request));
+        output_ = encodeFrame(replier_.reply(session_, *request));
         sent_ = 0;
         if (!flush()) {
             return false;

@@ -30,8 +30,8 @@ class Connection {
     /// The owner destroys the connection when dropped is called; nothing touches it afterwards.
     using Dropped = std::function<void(Connection&)>;
 
-    Connection(sd_event* loop, UniqueFd fd, Channel channel, Responder& responder,
-               const Limits& limits, Dropped dropped);
+    Connection(sd_event* loop, UniqueFd fd, Channel channel, Replier& replier, const Limits& limits,
+               Dropped dropped);
 
     const Session& session() const { return session_; }
     /// Queues a frame behind what is waiting. False: too much waits or the peer is gone, and the
@@ -53,7 +53,7 @@ class Connection {
 
     UniqueFd fd_;
     Session session_;
-    Responder& responder_;
+    Replier& replier_;
     const Limits& limits_;
     Dropped dropped_;
     FrameBuffer input_;

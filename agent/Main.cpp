@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "agent/Control.h"
+#include "agent/Ctl.h"
 #include "agent/Run.h"
 #include "agent/Serve.h"
 #include "agent/host/HostMachine.h"
@@ -21,6 +23,8 @@ constexpr int kUsage = 2;
 constexpr unsigned kPermissionBits = 0777;
 
 struct Options {
+    EventWords event;
+    std::string control;
     bool host = false;
     std::string directory;
     std::string mode = "600";
@@ -85,6 +89,54 @@ int start(const CLI::App& serving, const Options& options, std::vector<std::stri
     return varnock::agent::run(machine, run);
 }
 
+/// What `ctl` is to do.
+struct Controls {
+    CLI::App* ctl;
+    CLI::App* event;
+};
+
+Controls addControls(CLI::App& app, Options& options) {
+    CLI::App* ctl = app.add_subcommand("ctl", "Control a running agent");
+    ctl->require_subcommand(1);
+    CLI::Option* directory = ctl->add_option(
+        "--dir", options.directory,
+        "Directory of the agent's sockets (default: QX_RAGD_SOCKET_DIR, else /dev)");
+    ctl->add_option("--socket", options.control, "The agent's control socket")->excludes(directory);
+    CLI::App* event = ctl->add_subcommand("event", "Push an event to those who have registered");
+    event
+        ->add_option("EVENT", options.event.event,
+                     "systemMessageLog, driverMonitorLog or an operation code")
+        ->required();
+    CLI::Option* number = event->add_option("NUMBER", options.event.number,
+                                            "Its data, as a rule the number of a log entry");
+    event->add_option("--text", options.event.text, "Its data as text")->excludes(number);
+    event->add_option("--ext", options.event.ext, "Operation code extension");
+    event->add_option("--object", options.event.object, "Object id");
+    event->add_option("--cabinet", options.event.cabinet, "Cabinet number");
+    event->fallthrough();
+    ctl->add_subcommand("status", "Say what the agent is doing")->fallthrough();
+    return {ctl, event};
+}
+
+int control(const Controls& controls, const Options& options) {
+    std::string request = "status ";
+    if (controls.event->parsed()) {
+        try {
+            request = "event " + eventRecord(options.event);
+        } catch (const std::invalid_argument& mistake) {
+            std::fprintf(stderr, "varnock-agent: %s\n", mistake.what());
+            return kUsage;
+        }
+    }
+    const std::string directory =
+        options.directory.empty() ? defaultDirectory() : options.directory;
+    const std::string socket =
+        options.control.empty() ? directory + "/" + kControlSocket : options.control;
+    const std::string answer = askAgent(socket, request);
+    return std::fputs(answer.c_str(), stdout) >= 0 && std::fflush(stdout) == 0 ? EXIT_SUCCESS
+                                                                               : kCannotStart;
+}
+
 int agentMain(std::vector<std::string> arguments) {
     const std::vector<std::string> words = cutCommand(arguments);
     Options options;
@@ -102,6 +154,7 @@ int agentMain(std::vector<std::string> arguments) {
     running->add_option("--dir", options.directory,
                         "Directory of the sockets (default: a private one)");
     running->add_flag("--keep", options.keep, "Leave the private directory behind");
+    const Controls controls = addControls(app, options);
     // CLI11 takes the arguments from the back.
     std::reverse(arguments.begin(), arguments.end());
     try {
@@ -113,7 +166,7 @@ int agentMain(std::vector<std::string> arguments) {
     } catch (const CLI::ParseError& failure) {
         return explainUsage(app, failure);
     }
-    return start(*serving, options, words);
+    return controls.ctl->parsed() ? control(controls, options) : start(*serving, options, words);
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 
 namespace varnock::agent {
 
-/// The two sockets of an agent.
-enum class Channel { kRequests, kEvents };
+/// The sockets of an agent: the two of the library, and the one for those who control the agent.
+enum class Channel { kRequests, kEvents, kControl };
 
 /// What the agent knows of one connection.
 struct Session {
@@ -18,15 +18,22 @@ struct Session {
     std::string client;
 };
 
+/// Answers the frames of one kind of connection.
+class Replier {
+  public:
+    virtual ~Replier() = default;
+    /// Never fails; the reply fits a frame.
+    virtual std::string reply(Session& session, const std::string& request) = 0;
+};
+
 /// Turns the text of a command record into the text of its reply: registration is settled here,
 /// everything else by the machine. Knows nothing of sockets. Not thread-safe.
-class Responder {
+class Responder final : public Replier {
   public:
     explicit Responder(Machine& machine) : machine_(machine) {}
 
-    /// Never fails: what cannot be understood or answered gets a negative reply. The reply fits a
-    /// frame.
-    std::string reply(Session& session, const std::string& request);
+    /// What cannot be understood or answered gets a negative reply.
+    std::string reply(Session& session, const std::string& request) override;
 
   private:
     Answer answer(Session& session, const SipJson& record);

@@ -17,20 +17,30 @@ namespace {
 constexpr int kAcceptedAtOnce = 64;
 // How long no client is let in after the system has run out of descriptors or memory.
 constexpr std::uint64_t kReopenAfter = 100'000;
+constexpr mode_t kOwnerOnly = 0600;
 
-Listener openListener(const char* name, ServerOptions& options) {
+Listener openListener(Channel channel, const char* name, ServerOptions& options) {
     const std::string path = options.directory + "/" + name;
     UniqueFd inherited = takeInherited(options.inherited, name);
     if (inherited) {
         return {path, std::move(inherited)};
     }
-    return {path, options.mode};
+    return {path, channel == Channel::kControl ? kOwnerOnly : options.mode};
+}
+
+bool isListener(const Connection& connection) {
+    const Session& session = connection.session();
+    return session.channel == Channel::kEvents && session.registered;
 }
 
 }  // namespace
 
-Server::Door::Door(Server& owner, Channel which, const char* name, ServerOptions& options)
-    : server(owner), channel(which), listener(openListener(name, options)) {
+Server::Door::Door(Server& owner, Channel which, Replier& answers, const char* name,
+                   ServerOptions& options)
+    : server(owner),
+      channel(which),
+      replier(answers),
+      listener(openListener(which, name, options)) {
     sd_event_source* source = nullptr;
     checked(sd_event_add_io(server.loop_, &source, listener.fd(), EPOLLIN, onClient, this),
             "cannot watch");
@@ -44,11 +54,13 @@ Server::Door::Door(Server& owner, Channel which, const char* name, ServerOptions
 
 Server::Server(sd_event* loop, Machine& machine, ServerOptions options)
     : loop_(loop),
+      directory_(options.directory),
       responder_(machine),
       limits_(options.limits),
       lock_(lockDirectory(options.directory)),
-      requests_(*this, Channel::kRequests, "ragdsj", options),
-      events_(*this, Channel::kEvents, "ragdaj", options) {
+      requests_(*this, Channel::kRequests, responder_, "ragdsj", options),
+      events_(*this, Channel::kEvents, responder_, "ragdaj", options),
+      controls_(*this, Channel::kControl, control_, kControlSocket, options) {
     lock_.reset();
 }
 
@@ -71,7 +83,7 @@ void Server::accept(Door& door) {
         UniqueFd client(
             accept4(door.listener.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (client) {
-            admit(std::move(client), door.channel);
+            admit(std::move(client), door);
         } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
             closeForAWhile(door);
             return;
@@ -81,12 +93,12 @@ void Server::accept(Door& door) {
     }
 }
 
-void Server::admit(UniqueFd client, Channel channel) {
-    if (connections(channel) >= limits_.connections) {
+void Server::admit(UniqueFd client, const Door& door) {
+    if (connections(door.channel) >= limits_.connections) {
         return;
     }
     auto connection =
-        std::make_unique<Connection>(loop_, std::move(client), channel, responder_, limits_,
+        std::make_unique<Connection>(loop_, std::move(client), door.channel, door.replier, limits_,
                                      [this](Connection& gone) { drop(gone); });
     const Connection* key = connection.get();
     connections_.emplace(key, std::move(connection));
@@ -103,17 +115,23 @@ void Server::drop(const Connection& connection) {
     connections_.erase(&connection);
 }
 
-void Server::pushEvent(const SipJson& event) {
+std::size_t Server::pushEvent(const SipJson& event) {
     const std::string text = event.Export();
     if (!fitsFrame(text)) {
         throw FrameTooLong();
     }
     const std::string frame = encodeFrame(text);
     std::erase_if(connections_, [&](const auto& entry) {
-        Connection& connection = *entry.second;
-        const Session& session = connection.session();
-        return session.channel == Channel::kEvents && session.registered && !connection.push(frame);
+        return isListener(*entry.second) && !entry.second->push(frame);
     });
+    ++eventsPushed_;
+    return listeners();
+}
+
+std::size_t Server::listeners() const {
+    return static_cast<std::size_t>(
+        std::count_if(connections_.begin(), connections_.end(),
+                      [](const auto& entry) { return isListener(*entry.second); }));
 }
 
 std::size_t Server::connections(Channel channel) const {

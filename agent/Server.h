@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "agent/Connection.h"
+#include "agent/Control.h"
 #include "agent/EventLoop.h"
 #include "agent/Listener.h"
 #include "agent/Responder.h"
@@ -14,32 +15,39 @@ namespace varnock::agent {
 
 struct ServerOptions {
     std::string directory;
-    /// Permissions of the sockets.
+    /// Permissions of the sockets that the library uses. The control socket is its owner's alone.
     mode_t mode = 0600;
     Limits limits = {};
     /// Listening sockets from the service manager, used instead of making them.
     std::vector<UniqueFd> inherited = {};
 };
 
-/// The agent's two sockets and all their connections, on one event loop. It listens from its
+/// The agent's sockets and all their connections, on one event loop. It listens from its
 /// construction on and answers while the loop runs. Lives on the thread of that loop.
 class Server {
   public:
     /// Throws StartError when a socket cannot be had. The machine outlives the server.
     Server(sd_event* loop, Machine& machine, ServerOptions options);
 
-    /// Sends an event to every client that has registered for events. Clients that leave too many
-    /// unread are dropped. Not from within Machine::answer(), whose own connection it may drop.
-    void pushEvent(const SipJson& event);
+    /// Sends an event to every client that has registered for events, and returns how many these
+    /// are. Clients that leave too many unread are dropped. Not from within Machine::answer(),
+    /// whose own connection it may drop.
+    std::size_t pushEvent(const SipJson& event);
 
     std::size_t connections(Channel channel) const;
+    /// How many clients have registered for events.
+    std::size_t listeners() const;
+    std::size_t eventsPushed() const { return eventsPushed_; }
+    const std::string& directory() const { return directory_; }
 
   private:
     struct Door {
-        Door(Server& server, Channel channel, const char* name, ServerOptions& options);
+        Door(Server& server, Channel channel, Replier& replier, const char* name,
+             ServerOptions& options);
 
         Server& server;
         Channel channel;
+        Replier& replier;
         Listener listener;
         EventSource ready;
         EventSource reopen;
@@ -49,17 +57,21 @@ class Server {
     static int onReopen(sd_event_source* source, std::uint64_t now, void* door);
 
     void accept(Door& door);
-    void admit(UniqueFd client, Channel channel);
+    void admit(UniqueFd client, const Door& door);
     void closeForAWhile(Door& door);
     void drop(const Connection& connection);
 
     sd_event* loop_;
+    std::string directory_;
     Responder responder_;
+    Control control_{*this};
     Limits limits_;
+    std::size_t eventsPushed_ = 0;
     std::unordered_map<const Connection*, std::unique_ptr<Connection>> connections_;
     UniqueFd lock_;  // held while the listeners are made
     Door requests_;
     Door events_;
+    Door controls_;
 };
 
 }  // namespace varnock::agent

@@ -122,6 +122,7 @@ class ServerTest : public testing::Test {
     }
     std::string requests() const { return directory_.file("ragdsj"); }
     std::string events() const { return directory_.file("ragdaj"); }
+    std::string controls() const { return directory_.file(kControlSocket); }
 
     /// Lets the server do everything that it can do now.
     void pump() {

@@ -20,7 +20,11 @@ TEST(Main, TellsItsVersion) {
 }
 
 TEST(Main, HelpsWithEveryCommand) {
-    for (const Words& words : {Words{"--help"}, {"serve", "--help"}, {"run", "--help"}}) {
+    for (const Words& words : {Words{"--help"},
+                               {"serve", "--help"},
+                               {"run", "--help"},
+                               {"ctl", "--help"},
+                               {"ctl", "event", "--help"}}) {
         const auto process = agent(words);
         EXPECT_EQ(process.status, 0);
         EXPECT_NE(process.out.find("Usage: varnock-agent"), std::string::npos);
@@ -39,6 +43,14 @@ TEST(Main, RefusesWrongUsage) {
                                {"run", "--"},
                                {"run", "true"},
                                {"serve", "--keep"},
+                               {"ctl"},
+                               {"ctl", "dance"},
+                               {"ctl", "event"},
+                               {"ctl", "event", "someLog"},
+                               {"ctl", "event", "1", "many"},
+                               {"ctl", "event", "1", "2", "--text", "x"},
+                               {"ctl", "--dir", "/tmp", "--socket", "/tmp/x", "status"},
+                               {"ctl", "status", "--", "true"},
                                {"--", "true"}}) {
         const auto process = agent(words);
         EXPECT_EQ(process.status, 2) << (words.empty() ? "" : words.back());

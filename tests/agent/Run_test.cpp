@@ -105,7 +105,7 @@ TEST_F(RunTest, PutsTheSocketsWhereTheUserWantsThem) {
     std::filesystem::current_path(directory_.path());
     const auto process = run({"sh", "-c", "cd / && ls $QX_RAGD_SOCKET_DIR"}, {"--dir", "mine"});
     EXPECT_EQ(process.status, 0);
-    EXPECT_EQ(process.out, "ragdaj\nragdsj\n");
+    EXPECT_EQ(process.out, "ragdaj\nragdctl\nragdsj\n");
     EXPECT_TRUE(std::filesystem::is_empty(place));
     EXPECT_TRUE(nothingLeft());
 }

@@ -15,9 +15,9 @@ unsigned eventNumber(const std::string& text) {
     return record.DataDWord();
 }
 
-TEST_F(ServerTest, ListensOnBothSocketsForItsOwnerAlone) {
+TEST_F(ServerTest, ListensOnItsSocketsForItsOwnerAlone) {
     start();
-    for (const std::string& path : {requests(), events()}) {
+    for (const std::string& path : {requests(), events(), controls()}) {
         struct stat found {};
         ASSERT_EQ(lstat(path.c_str(), &found), 0);
         EXPECT_EQ(found.st_mode, static_cast<mode_t>(S_IFSOCK | 0600));
@@ -25,6 +25,15 @@ TEST_F(ServerTest, ListensOnBothSocketsForItsOwnerAlone) {
     }
     server_.reset();
     EXPECT_TRUE(std::filesystem::is_empty(directory_.path()));
+}
+
+TEST_F(ServerTest, TheControlSocketIsItsOwnersWhateverTheModeOfTheOthers) {
+    const Server server(loop_.get(), machine_, {.directory = directory_.path(), .mode = 0666});
+    struct stat found {};
+    ASSERT_EQ(lstat(requests().c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0666U);
+    ASSERT_EQ(lstat(controls().c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0600U);
 }
 
 TEST_F(ServerTest, LeavesNothingBehindWhenTheSecondSocketCannotBeMade) {
@@ -101,7 +110,9 @@ TEST_F(ServerTest, PushesEventsToRegisteredClientsAlone) {
     pump();
     SipJson event(0x0B11, 0, 0, 0, 0);
     event.SetDataDWord(77, 0);
-    server_->pushEvent(event);
+    EXPECT_EQ(server_->listeners(), 1U);
+    EXPECT_EQ(server_->pushEvent(event), 1U);
+    EXPECT_EQ(server_->eventsPushed(), 1U);
     EXPECT_EQ(reply(registered), event.Export());
     EXPECT_EQ(reply(other), std::nullopt);
     EXPECT_EQ(server_->connections(Channel::kEvents), 2U);

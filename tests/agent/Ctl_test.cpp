@@ -1,0 +1,123 @@
+#include "agent/Ctl.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "agent/Control.h"
+#include "agent/Listener.h"
+#include "tests/agent/AgentFixture.h"
+#include "tests/agent/Processes.h"
+
+namespace varnock::agent::test {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(Ctl, MakesTheRecordOfAnEvent) {
+    EXPECT_EQ(eventRecord({.event = "systemMessageLog", .number = "7"}),
+              R"({"SIP":{"V":1,"CMD":[{"OC":2833,"CA":0,"ST":0,"DA":7}]}})");
+    EXPECT_EQ(eventRecord({.event = "driverMonitorLog", .number = "0xFFFFFFFF"}),
+              R"({"SIP":{"V":1,"CMD":[{"OC":6171,"CA":0,"ST":0,"DA":4294967295}]}})");
+    EXPECT_EQ(
+        eventRecord({.event = "0x10", .text = "fan", .ext = "1", .object = "0x2", .cabinet = "3"}),
+        R"({"SIP":{"V":1,"CMD":[{"OC":16,"OE":1,"OI":2,"CA":3,"ST":0,"DA":"fan"}]}})");
+    EXPECT_EQ(eventRecord({.event = "16"}), R"({"SIP":{"V":1,"CMD":[{"OC":16,"CA":0,"ST":0}]}})");
+}
+
+TEST(Ctl, RefusesWhatIsNoNumber) {
+    for (const char* text : {"", "x", "0x", "-1", "+1", "1 ", "4294967296", "0x100000000"}) {
+        EXPECT_THROW(eventRecord({.event = text}), std::invalid_argument) << text;
+        EXPECT_THROW(eventRecord({.event = "1", .number = text}), std::invalid_argument) << text;
+        EXPECT_THROW(eventRecord({.event = "1", .ext = text}), std::invalid_argument) << text;
+    }
+}
+
+/// One connection on a control socket, answered as the test says.
+class ControlPeer {
+  public:
+    explicit ControlPeer(const std::string& path, std::string answer)
+        : listener_(path, 0600), thread_([this, answer = std::move(answer)] {
+              const UniqueFd client(accept(listener_.fd(), nullptr, nullptr));
+              char byte = 0;
+              EXPECT_EQ(recv(client.get(), &byte, 1, 0), 1);
+              EXPECT_EQ(send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL),
+                        static_cast<ssize_t>(answer.size()));
+          }) {
+        fcntl(listener_.fd(), F_SETFL, 0);
+    }
+    ~ControlPeer() { thread_.join(); }
+    ControlPeer(const ControlPeer&) = delete;
+    ControlPeer& operator=(const ControlPeer&) = delete;
+
+  private:
+    Listener listener_;
+    std::thread thread_;
+};
+
+class AskAgent : public testing::Test {
+  protected:
+    std::string failureOf(const std::string& path, const std::string& request = "status ") {
+        try {
+            askAgent(path, request);
+        } catch (const std::runtime_error& failure) {
+            return failure.what();
+        }
+        return "";
+    }
+    varnock::test::TemporaryDirectory directory_;
+    std::string path_ = directory_.file(kControlSocket);
+};
+
+TEST_F(AskAgent, SaysWhichAgentCannotBeReached) {
+    EXPECT_EQ(failureOf(path_), path_ + ": no agent can be reached: No such file or directory");
+    EXPECT_THAT(failureOf(std::string(200, 'x')), HasSubstr("File name too long"));
+    EXPECT_THAT(failureOf(path_, std::string(kFrameLimit, 'x')), HasSubstr("longer than a frame"));
+}
+
+TEST_F(AskAgent, SaysWhatTheAgentSays) {
+    {
+        const ControlPeer peer(path_, encodeFrame("ok all is well"));
+        EXPECT_EQ(askAgent(path_, "status "), "all is well");
+    }
+    {
+        const ControlPeer peer(path_, encodeFrame("error no such request"));
+        EXPECT_EQ(failureOf(path_), path_ + ": error no such request");
+    }
+}
+
+TEST_F(AskAgent, AnAnswerThatBreaksOffIsNone) {
+    {
+        const ControlPeer peer(path_, encodeFrame("ok all is well").substr(0, 8));
+        EXPECT_EQ(failureOf(path_), path_ + ": the agent does not answer");
+    }
+    {
+        const ControlPeer peer(path_, "");
+        EXPECT_EQ(failureOf(path_), path_ + ": the agent does not answer");
+    }
+}
+
+TEST(CtlCommand, ControlsTheAgentOfItsEnvironment) {
+    const auto process = varnock::test::runProcess(
+        {VARNOCK_AGENT_PATH, "run", "--", "sh", "-c",
+         "$0 ctl event systemMessageLog 7 && $0 ctl status --dir $QX_RAGD_SOCKET_DIR && "
+         "$0 ctl --socket $QX_RAGD_SOCKET_DIR/ragdctl status",
+         VARNOCK_AGENT_PATH});
+    EXPECT_EQ(process.status, 0) << process.err;
+    EXPECT_THAT(process.out, HasSubstr("listeners: 0\ndirectory: "));
+    EXPECT_THAT(process.out, HasSubstr("events pushed: 1\n"));
+}
+
+TEST(CtlCommand, SaysThatThereIsNoAgent) {
+    const varnock::test::TemporaryDirectory directory;
+    const auto process =
+        varnock::test::runProcess({VARNOCK_AGENT_PATH, "ctl", "--dir", directory.path(), "status"});
+    EXPECT_EQ(process.status, 1);
+    EXPECT_EQ(untraced(process.err), "varnock-agent: " + directory.file(kControlSocket) +
+                                         ": no agent can be reached: No such file or directory\n");
+}
+
+}  // namespace
+}  // namespace varnock::agent::test
