@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/CallTable.h"
 #include "cli/Options.h"
@@ -41,6 +43,17 @@ Answer runRaw(const Options& options, const RawRecord& raw);
 
 /// `inventory`: the machine as a tree.
 Answer runInventory(const Options& options);
+
+/// What `watch` shows, and for how long.
+struct WatchOptions {
+    std::vector<std::string> include;  ///< only events whose line has one of these in it; none: all
+    std::vector<std::string> exclude;  ///< and none of these
+    unsigned int count = 0;            ///< ends after so many; 0 for no end
+    std::optional<std::chrono::milliseconds> timeout;  ///< ends after that time
+};
+
+/// `watch`: prints the agent's events as they come, and follows an agent that restarts.
+Answer runWatch(const Options& options, const WatchOptions& watch);
 
 /// Asks on a terminal before something is changed; throws Failure (interrupted) on a no. Says yes
 /// where there is no terminal, or with --yes or --dry-run.

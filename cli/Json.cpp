@@ -76,6 +76,28 @@ Json text(std::string_view value, JsonAllocator& allocator) {
     return Json(valid.data(), static_cast<rapidjson::SizeType>(valid.size()), allocator);
 }
 
+Json copyValid(const Json& value, JsonAllocator& allocator) {
+    if (value.IsString()) {
+        return text({value.GetString(), value.GetStringLength()}, allocator);
+    }
+    Json copy;
+    if (value.IsArray()) {
+        copy.SetArray();
+        for (const Json& item : value.GetArray()) {
+            copy.PushBack(copyValid(item, allocator), allocator);
+        }
+    } else if (value.IsObject()) {
+        copy.SetObject();
+        for (const auto& member : value.GetObject()) {
+            copy.AddMember(copyValid(member.name, allocator), copyValid(member.value, allocator),
+                           allocator);
+        }
+    } else {
+        copy.CopyFrom(value, allocator);
+    }
+    return copy;
+}
+
 void add(Json& object, const char* name, Json value, JsonAllocator& allocator) {
     object.AddMember(rapidjson::StringRef(name), value, allocator);
 }

@@ -18,6 +18,9 @@ std::string escapeInvalidUtf8(std::string_view text);
 /// A string value that owns a valid UTF-8 copy of the text.
 Json text(std::string_view value, JsonAllocator& allocator);
 
+/// A copy of a value from outside whose strings, names included, are valid UTF-8.
+Json copyValid(const Json& value, JsonAllocator& allocator);
+
 /// Adds a member to an object; the name must outlive the document (a literal).
 void add(Json& object, const char* name, Json value, JsonAllocator& allocator);
 void add(Json& object, const char* name, std::string_view value, JsonAllocator& allocator);

@@ -1,20 +1,10 @@
-#include <algorithm>
-#include <cctype>
-
 #include "cli/Catalogue.h"
 #include "cli/Commands.h"
 #include "cli/Failure.h"
+#include "cli/TextMatch.h"
 
 namespace varnockctl {
 namespace {
-
-bool containsIgnoringCase(std::string_view name, std::string_view pattern) {
-    const auto equal = [](unsigned char a, unsigned char b) {
-        return std::tolower(a) == std::tolower(b);
-    };
-    return std::search(name.begin(), name.end(), pattern.begin(), pattern.end(), equal) !=
-           name.end();
-}
 
 std::string optionsOf(const Call& call) {
     constexpr std::pair<CallOption, const char*> names[] = {{optionCabinet, "--cabinet N"},

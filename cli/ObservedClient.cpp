@@ -9,7 +9,6 @@
 #include "cli/Json.h"
 
 namespace varnockctl {
-namespace {
 
 void showRecord(char direction, const std::string& record) {
     timespec now{};
@@ -21,8 +20,6 @@ void showRecord(char direction, const std::string& record) {
     snprintf(stamp + length, sizeof stamp - length, ".%06ld ", now.tv_nsec / 1000);
     varnock::console::say(std::string(stamp) + direction + ' ' + escapeInvalidUtf8(record));
 }
-
-}  // namespace
 
 int ObservedClient::send(SipJson& record) {
     if (inner_ == nullptr) {

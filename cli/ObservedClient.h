@@ -17,6 +17,9 @@ struct Exchange {
     bool isNumber = false;    ///< the data can be read as one number
 };
 
+/// Shows a record on standard error with the time of day; the direction is > or <.
+void showRecord(char direction, const std::string& record);
+
 /// A command client that shows and remembers what passes between a typed call and the agent.
 /// Used by one thread.
 class ObservedClient final : public provider::KOLMClient {

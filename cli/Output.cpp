@@ -6,8 +6,10 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace varnockctl {
@@ -106,8 +108,42 @@ std::string objectTable(const Json& object) {
 }
 
 std::mutex printing;
+size_t itemsPrinted;  // of a list that is printed by and by
+bool printingEnded;
+
+bool write(std::string_view text) {
+    const bool written = fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    return fflush(stdout) == 0 && written;
+}
+
+// What is left to print of an answer, the failure of a list that has begun included.
+std::string textOf(const Answer& answer, Format format) {
+    if (itemsPrinted != 0) {
+        return format == Format::json ? "]\n" : "";
+    }
+    if (format == Format::json) {
+        return toString(answer.document, true) + "\n";
+    }
+    if (answer.streamed || (answer.document.IsObject() && answer.document.HasMember("error"))) {
+        return "";
+    }
+    return toTable(answer.shown != nullptr ? answer.document[answer.shown]
+                                           : static_cast<const Json&>(answer.document));
+}
 
 }  // namespace
+
+bool printItem(const Json& item, std::string_view line, Format format) {
+    const std::lock_guard guard(printing);
+    if (printingEnded) {
+        return false;
+    }
+    const bool isList = format == Format::json;
+    std::string printed(isList ? (itemsPrinted == 0 ? "[\n" : ",") + toString(item, false) : line);
+    printed += '\n';
+    ++itemsPrinted;
+    return write(printed);
+}
 
 std::string toTable(const Json& value) {
     if (value.IsObject()) {
@@ -129,17 +165,21 @@ std::string toTable(const Json& value) {
     return lines;
 }
 
-ExitStatus print(const Answer& answer, Format format) {
-    printing.lock();  // kept: nothing else may be printed after the one document
-    std::string printed;
-    if (format == Format::json) {
-        printed = toString(answer.document, true) + "\n";
-    } else if (!answer.document.IsObject() || !answer.document.HasMember("error")) {
-        printed = toTable(answer.shown != nullptr ? answer.document[answer.shown]
-                                                  : static_cast<const Json&>(answer.document));
+std::optional<ExitStatus> printFirst(const Answer& answer, Format format) {
+    const std::lock_guard guard(printing);
+    if (std::exchange(printingEnded, true)) {
+        return std::nullopt;
     }
-    const bool written = fwrite(printed.data(), 1, printed.size(), stdout) == printed.size();
-    return fflush(stdout) == 0 && written ? answer.status : ExitStatus::partial;
+    return write(textOf(answer, format)) ? answer.status : ExitStatus::partial;
+}
+
+ExitStatus print(const Answer& answer, Format format) {
+    if (const auto status = printFirst(answer, format)) {
+        return *status;
+    }
+    for (;;) {
+        pause();
+    }
 }
 
 Answer failureAnswer(ExitStatus status, std::string_view message) {

@@ -50,9 +50,8 @@ Answer recordAnswer(const std::string& exported, const char* member) {
     Answer answer;
     auto& allocator = answer.document.GetAllocator();
     answer.document.SetObject();
-    Json record;
-    record.CopyFrom(JsonDocument().Parse(exported.c_str()), allocator);
-    add(answer.document, member, std::move(record), allocator);
+    add(answer.document, member, copyValid(JsonDocument().Parse(exported.c_str()), allocator),
+        allocator);
     return answer;
 }
 

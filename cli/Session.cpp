@@ -9,10 +9,8 @@
 #include "transport/AgentSocket.h"
 
 namespace varnockctl {
-namespace {
 
-void requireAgent() {
-    const std::string path = RequestSocketPath();
+void requireAgent(const std::string& path) {
     const int error = ProbeAgentSocket(path);
     if (error == 0) {
         return;
@@ -22,11 +20,9 @@ void requireAgent() {
                   "the agent cannot be reached at " + path + ": " + strerror(error));
 }
 
-}  // namespace
-
 Session::Session(const Options& options) {
     if (!options.dryRun) {
-        requireAgent();
+        requireAgent(RequestSocketPath());
         client_ = provider::getKOLMClient("varnockctl");
     }
     observed_.emplace(options.dryRun ? nullptr : &*client_, options.wire && !options.dryRun);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "CIM/Provider/Include/KOLMCalls.h"
 #include "CIM/Provider/Include/KOLMClient.h"
@@ -10,12 +11,15 @@
 
 namespace varnockctl {
 
+/// Throws Failure at once when nobody listens on this socket of the agent; the library would try
+/// for ten minutes.
+void requireAgent(const std::string& path);
+
 /// The way from one command to the agent: the client that providers use, observed, and the typed
 /// calls on it.
 class Session {
   public:
-    /// Throws Failure at once when nobody listens on the agent's socket; the library would try for
-    /// ten minutes. A dry run needs no agent.
+    /// Throws as requireAgent() does. A dry run needs no agent.
     explicit Session(const Options& options);
 
     provider::KOLMCalls& calls() { return *calls_; }

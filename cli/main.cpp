@@ -1,11 +1,13 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <functional>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <sstream>
 
 #include "CIM/Provider/Include/Exceptions.h"
@@ -20,7 +22,7 @@ namespace {
 
 struct CommandLine {
     Options options;
-    double timeout = 10;
+    std::optional<double> timeout;
     std::function<Answer()> command;
 
     // What the subcommands collect.
@@ -28,7 +30,19 @@ struct CommandLine {
     std::string pattern;
     CallArguments arguments;
     RawRecord raw;
+    WatchOptions watch;
+    std::optional<std::string> count;
+    bool isEndless = false;
 };
+
+constexpr double defaultTimeout = 10;
+// What a watch gets beyond its time before it is ended from outside.
+constexpr double grace = 0.5;
+
+std::chrono::milliseconds milliseconds(double seconds) {
+    return std::chrono::milliseconds(
+        static_cast<long long>(std::ceil(std::min(seconds, 1e9) * 1000)));
+}
 
 void addGlobalOptions(CLI::App& app, CommandLine& line) {
     app.set_version_flag("--version", std::string("varnockctl ") + TovQXObjectVersion);
@@ -41,7 +55,8 @@ void addGlobalOptions(CLI::App& app, CommandLine& line) {
                  "print the record of a state-changing call and send nothing");
     app.add_flag("--yes", line.options.yes, "do not ask before a state-changing call");
     app.add_flag("-v,--verbose", line.options.verbose, "show the library's trace");
-    app.add_option("--timeout", line.timeout, "seconds after which the command ends (default 10)")
+    app.add_option("--timeout", line.timeout,
+                   "seconds after which the command ends (default 10; watch: never)")
         ->check(CLI::PositiveNumber)
         ->option_text("S");
 }
@@ -92,6 +107,30 @@ void addInventory(CLI::App& app, CommandLine& line) {
     });
 }
 
+void addWatch(CLI::App& app, CommandLine& line) {
+    CLI::App* watch = app.add_subcommand("watch", "the agent's events as they come");
+    watch->add_option("--include", line.watch.include, "only events with TEXT in their line")
+        ->option_text("TEXT")
+        ->allow_extra_args(false);
+    watch->add_option("--exclude", line.watch.exclude, "no events with TEXT in their line")
+        ->option_text("TEXT")
+        ->allow_extra_args(false);
+    watch->add_option("--count", line.count, "end after N events")->option_text("N");
+    watch->callback([&line] {
+        line.isEndless = true;
+        line.command = [&line] {
+            WatchOptions watched = line.watch;
+            if (line.count) {
+                watched.count = parseNumber(*line.count, "--count");
+            }
+            if (line.timeout) {
+                watched.timeout = milliseconds(*line.timeout);
+            }
+            return runWatch(line.options, watched);
+        };
+    });
+}
+
 // The command, or the failure it ends in.
 Answer runCommand(const CommandLine& line) {
     try {
@@ -105,11 +144,15 @@ Answer runCommand(const CommandLine& line) {
     }
 }
 
-[[noreturn]] void expire(const CommandLine& line) {
+// Returns when the command has ended after all.
+void expire(const CommandLine& line) {
     const std::string message = "no answer within the time limit";
-    varnock::console::say("varnockctl: " + message);
-    _exit(
-        static_cast<int>(print(failureAnswer(ExitStatus::timeout, message), line.options.format)));
+    const auto status =
+        printFirst(failureAnswer(ExitStatus::timeout, message), line.options.format);
+    if (status) {
+        varnock::console::say("varnockctl: " + message);
+        _exit(static_cast<int>(*status));
+    }
 }
 
 // Help and version go to standard output; everything else is a usage error.
@@ -136,6 +179,7 @@ int run(int argc, char** argv) {
     addCatalogue(app, line);
     addRaw(app, line);
     addInventory(app, line);
+    addWatch(app, line);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -144,9 +188,11 @@ int run(int argc, char** argv) {
     if (line.options.verbose) {
         varnock::console::showTrace();
     }
-    const auto limit = std::chrono::milliseconds(
-        static_cast<long long>(std::ceil(std::min(line.timeout, 1e9) * 1000)));
-    const Watchdog watchdog(limit, [&line] { expire(line); });
+    std::optional<Watchdog> watchdog;
+    if (!line.isEndless || line.timeout) {
+        const double limit = line.timeout.value_or(defaultTimeout) + (line.isEndless ? grace : 0);
+        watchdog.emplace(milliseconds(limit), [&line] { expire(line); });
+    }
     return static_cast<int>(print(runCommand(line), line.options.format));
 }
 

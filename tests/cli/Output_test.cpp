@@ -44,5 +44,65 @@ TEST(Output, AFailureNamesItsStatusInTheDocument) {
     EXPECT_EQ(toString(answer.document, false), R"({"error":{"status":4,"message":"gone"}})");
 }
 
+// What is printed while the function runs.
+template <typename Function>
+std::string printedBy(Function function) {
+    testing::internal::CaptureStdout();
+    function();
+    return testing::internal::GetCapturedStdout();
+}
+
+Answer endOfList() {
+    Answer answer;
+    answer.streamed = true;
+    answer.document.SetArray();
+    return answer;
+}
+
+TEST(Output, ItemsThatComeByAndByAreOneDocument) {
+    EXPECT_EQ(printedBy([] {
+                  EXPECT_TRUE(printItem(Json(1), "one", Format::json));
+                  EXPECT_TRUE(printItem(Json(2), "two", Format::json));
+                  EXPECT_EQ(print(endOfList(), Format::json), ExitStatus::done);
+                  EXPECT_FALSE(printItem(Json(3), "three", Format::json));
+              }),
+              "[\n1\n,2\n]\n");
+}
+
+TEST(Output, AListWithoutItemsIsADocumentToo) {
+    EXPECT_EQ(printedBy([] { print(endOfList(), Format::json); }), "[]\n");
+}
+
+TEST(Output, ItemsThatComeByAndByAreLinesOfATable) {
+    EXPECT_EQ(printedBy([] {
+                  printItem(Json(1), "one", Format::table);
+                  printItem(Json(2), "two", Format::table);
+                  print(endOfList(), Format::table);
+              }),
+              "one\ntwo\n");
+}
+
+TEST(Output, AListWithoutItemsIsAnEmptyTable) {
+    EXPECT_EQ(printedBy([] { print(endOfList(), Format::table); }), "");
+}
+
+TEST(Output, AFailureEndsAListThatHasBegun) {
+    EXPECT_EQ(printedBy([] {
+                  printItem(Json(1), "one", Format::json);
+                  EXPECT_EQ(print(failureAnswer(ExitStatus::timeout, "late"), Format::json),
+                            ExitStatus::timeout);
+              }),
+              "[\n1\n]\n");
+}
+
+TEST(Output, OnlyTheFirstAnswerIsPrinted) {
+    EXPECT_EQ(printedBy([] {
+                  EXPECT_EQ(printFirst(endOfList(), Format::json), ExitStatus::done);
+                  EXPECT_EQ(printFirst(failureAnswer(ExitStatus::timeout, "late"), Format::json),
+                            std::nullopt);
+              }),
+              "[]\n");
+}
+
 }  // namespace
 }  // namespace varnockctl

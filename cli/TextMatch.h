@@ -1,0 +1,18 @@
+#pragma once
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+namespace varnockctl {
+
+/// True when the text holds the pattern, in any case.
+inline bool containsIgnoringCase(std::string_view text, std::string_view pattern) {
+    const auto equal = [](unsigned char a, unsigned char b) {
+        return std::tolower(a) == std::tolower(b);
+    };
+    return std::search(text.begin(), text.end(), pattern.begin(), pattern.end(), equal) !=
+           text.end();
+}
+
+}  // namespace varnockctl
