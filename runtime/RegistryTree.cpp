@@ -29,6 +29,11 @@ constexpr mode_t fileMode = 0644;
 
 constinit std::atomic<bool> ended{false};
 
+/// Objects look at it before they take the lock.
+std::atomic_ref<int> isSetup() {
+    return std::atomic_ref<int>(CRegistry::MIsSetup);
+}
+
 // Guarded by CRegistry::MSpinlock.
 char currentPath[4096];
 char backupPath[4096];
@@ -86,14 +91,14 @@ FileStream openForReading(LoadResult& result) {
 
 void load(LoadResult& result) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
-    if (CRegistry::MIsSetup != 0) return;
+    if (isSetup().load() != 0) return;
     const varnock::CancellationGuard wholeTree;
     buildPaths();
     const FileStream file = openForReading(result);
     if (!file) return;
     CRegistry::MRoot.restore(file.get(), result.warnings);
     findRootKeys();
-    CRegistry::MIsSetup = 1;
+    isSetup().store(1);
 }
 
 bool isStillAt(const FileDescriptor& file, const char* path) {
@@ -219,7 +224,7 @@ void CRegistry::InitClass() {
     openedPath_.clear();
     for (unsigned int& word : enumeration_) word = 0;
     spare_ = 0;
-    if (MIsSetup == 0) SetupTree();
+    if (isSetup().load() == 0) SetupTree();
     if (!ended && addMissingRoots()) {
         Debug.PrintAlways(0, "CRegistry::InitClass() : re-initialize the registry-tree\n");
     }

@@ -40,14 +40,13 @@ class ControlPeer {
   public:
     explicit ControlPeer(const std::string& path, std::string answer)
         : listener_(path, 0600), thread_([this, answer = std::move(answer)] {
+              fcntl(listener_.fd(), F_SETFL, 0);  // waits for its client
               const UniqueFd client(accept(listener_.fd(), nullptr, nullptr));
               char byte = 0;
               EXPECT_EQ(recv(client.get(), &byte, 1, 0), 1);
               EXPECT_EQ(send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL),
                         static_cast<ssize_t>(answer.size()));
-          }) {
-        fcntl(listener_.fd(), F_SETFL, 0);
-    }
+          }) {}
     ~ControlPeer() { thread_.join(); }
     ControlPeer(const ControlPeer&) = delete;
     ControlPeer& operator=(const ControlPeer&) = delete;
