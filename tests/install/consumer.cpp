@@ -1,5 +1,6 @@
 #include <stdio.h>
 
+#include <varnock/hardware/CpuInfo.h>
 #include <varnock/runtime/Version.h>
 #include <varnock/transport/SipJson.h>
 
@@ -9,6 +10,7 @@
 int main() {
     SipJson record(0x0300, 0, 0, 0, 0xFFFFFFFF);
     printf("%s %s: %s\n", TovQXObjectProductName, TovQXObjectVersion, record.Export().c_str());
+    printf("%u processors\n", CpuInfoFromOS.GetNumberLogicalCPUsFromOS());
     try {
         provider::traceAndThrow(provider::BaseException(__FILE__, __LINE__, "expected"));
     } catch (const provider::BaseException& failure) {

@@ -1,0 +1,245 @@
+#include "hardware/CpuInfo.h"
+
+#include <cpuid.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio_ext.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <new>
+#include <string_view>
+
+#include "runtime/Debug.h"
+#include "runtime/FileDescriptor.h"
+#include "runtime/FileStream.h"
+#include "runtime/PlatformPaths.h"
+
+static_assert(offsetof(_Cpu_Data_From_OS_, processor) == 0);
+static_assert(offsetof(_Cpu_Data_From_OS_, initialApicId) == 32);
+static_assert(offsetof(_Cpu_Data_From_OS_, modelName) == 48);
+
+namespace {
+
+using Record = _Cpu_Data_From_OS_;
+using varnock::FileDescriptor;
+using varnock::FileStream;
+
+constexpr unsigned int notKnown = 0xFFFFFFFF;
+constexpr unsigned int cacheLevelOfFile = 2;
+constexpr int endOfFile = -1;
+constexpr int keyAndValue = 2;
+
+struct NumberKey {
+    std::string_view key;
+    std::uint32_t Record::*member;
+};
+
+constexpr NumberKey numberKeys[] = {
+    {"cpu family", &Record::family},
+    {"model", &Record::model},
+    {"stepping", &Record::stepping},
+    {"revision", &Record::stepping},
+    {"cpu MHz", &Record::speed},
+    {"cache size", &Record::cacheSize},
+    {"cpu cores", &Record::cores},
+    {"apicid", &Record::apicId},
+    {"initial apicid", &Record::initialApicId},
+};
+
+// The white space of every locale.
+constexpr bool isSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+std::string_view withoutLeadingSpace(std::string_view text) {
+    while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
+    return text;
+}
+
+std::string_view withoutTrailingSpace(std::string_view text) {
+    while (!text.empty() && isSpace(text.back())) text.remove_suffix(1);
+    return text;
+}
+
+// The leading integer; of "2394.000" 2394, of "512 KB" 512.
+std::uint32_t numberOf(const std::string& value) {
+    return static_cast<std::uint32_t>(strtol(value.c_str(), nullptr, 10));
+}
+
+void store(Record& record, const std::string& key, const std::string& value) {
+    if (key == "model name") {
+        record.modelName = value;
+        return;
+    }
+    if (key == "vendor_id" || key == "vendor") {
+        record.vendorId = value;
+        return;
+    }
+    for (const NumberKey& number : numberKeys) {
+        if (key == number.key) {
+            record.*number.member = numberOf(value);
+            return;
+        }
+    }
+}
+
+// A device could go on for ever: it is open, but nothing is read from it. Opening does not wait for
+// the other end of a pipe.
+FileStream openCpuInfo(const char* path) {
+    FileDescriptor descriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (descriptor && fstat(descriptor.get(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        descriptor = FileDescriptor(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    }
+    FileStream stream(descriptor ? fdopen(descriptor.get(), "r") : nullptr);
+    if (stream) {
+        descriptor.release();
+        // Nobody else has the stream.
+        __fsetlocking(stream.get(), FSETLOCKING_BYCALLER);
+        setvbuf(stream.get(), nullptr, _IOFBF, 65536);
+    }
+    return stream;
+}
+
+// From the first "processor" on, each of them begins a record.
+std::vector<Record> readRecords(FILE* file) {
+    std::vector<Record> records;
+    std::string key;
+    std::string value;
+    while (CCpuInfoOS::GetAndPrepareLine(file, key, value) == keyAndValue) {
+        if (key == "processor") {
+            records.emplace_back().processor = static_cast<std::int32_t>(numberOf(value));
+        } else if (!records.empty()) {
+            store(records.back(), key, value);
+        }
+    }
+    return records;
+}
+
+}  // namespace
+
+CCpuInfoOS::CCpuInfoOS() {
+    try {
+        if (GetCpuDataFromOS(records_)) count_ = static_cast<std::uint32_t>(records_.size());
+    } catch (const std::bad_alloc&) {
+        // The library loads all the same.
+        records_.clear();
+    }
+}
+
+bool CCpuInfoOS::GetCpuDataFromOS(std::vector<Record>& out) {
+    const std::string path = varnock::cpuInfoFile();
+    const FileStream file = openCpuInfo(path.c_str());
+    if (!file) {
+        const int error = errno;
+        if (Debug.IsOn(2)) {
+            Debug.Print(2, "GetCpuDataFromOS: cannont open %s errno=%d, \"%s\"\n", path.c_str(),
+                        error, strerror(error));
+        }
+        return false;
+    }
+    std::vector<Record> records = readRecords(file.get());
+    if (records.empty()) {
+        if (Debug.IsOn(2)) {
+            Debug.Print(2, "GetCpuDataFromOS: no suitable data found in %s\n", path.c_str());
+        }
+        return false;
+    }
+    out.insert(out.end(), std::make_move_iterator(records.begin()),
+               std::make_move_iterator(records.end()));
+    return true;
+}
+
+int CCpuInfoOS::GetAndPrepareLine(FILE* file, std::string& key, std::string& value) {
+    if (file == nullptr) return endOfFile;
+    char buffer[512];
+    while (fgets(buffer, sizeof buffer, file) != nullptr) {
+        const std::string_view line(buffer);
+        const size_t colon = line.find(':');
+        if (colon == std::string_view::npos) continue;
+        const std::string_view content =
+            withoutTrailingSpace(withoutLeadingSpace(line.substr(colon + 1)));
+        if (content.empty()) continue;
+        key = withoutTrailingSpace(line.substr(0, colon));
+        value = content;
+        return keyAndValue;
+    }
+    return endOfFile;
+}
+
+unsigned int CCpuInfoOS::field(unsigned int i, std::uint32_t Record::*member) const {
+    return i < count_ ? records_[i].*member : notKnown;
+}
+
+unsigned int CCpuInfoOS::GetSizeOfCpuDataTableFromOS() const {
+    return count_;
+}
+unsigned int CCpuInfoOS::GetNumberLogicalCPUsFromOS() const {
+    return count_;
+}
+unsigned int CCpuInfoOS::GetCpuFamilyFromOS(unsigned int i) const {
+    return field(i, &Record::family);
+}
+unsigned int CCpuInfoOS::GetCpuModelFromOS(unsigned int i) const {
+    return field(i, &Record::model);
+}
+unsigned int CCpuInfoOS::GetCpuStepFromOS(unsigned int i) const {
+    return field(i, &Record::stepping);
+}
+unsigned int CCpuInfoOS::GetCpuSpeedFromOS(unsigned int i) const {
+    return field(i, &Record::speed);
+}
+unsigned int CCpuInfoOS::GetCpuNrCoresFromOS(unsigned int i) const {
+    return field(i, &Record::cores);
+}
+unsigned int CCpuInfoOS::GetCpuApicIdFromOS(unsigned int i) const {
+    return field(i, &Record::apicId);
+}
+unsigned int CCpuInfoOS::GetCpuApicIdInitialFromOS(unsigned int i) const {
+    return field(i, &Record::initialApicId);
+}
+
+unsigned int CCpuInfoOS::GetCpuCacheSizeFromOS(unsigned int i, unsigned int level) const {
+    if (i >= count_) return notKnown;
+    if (level == cacheLevelOfFile) return records_[i].cacheSize;
+    if (Debug.IsOn(3)) {
+        Debug.Print(3, "GetCpuCacheSizeFromOS:  : No data for CPU %d CacheLevel %d\n",
+                    static_cast<int>(i), static_cast<int>(level));
+    }
+    return notKnown;
+}
+
+bool CCpuInfoOS::GetCpuManufacturerFromOS(unsigned int i, std::string& out) const {
+    if (i >= count_) return false;
+    const std::string& vendor = records_[i].vendorId;
+    if (vendor == "GenuineIntel") {
+        out = "Intel";
+    } else if (vendor == "AuthenticAMD") {
+        out = "AMD";
+    } else if (vendor == "CyrixInstead") {
+        out = "Cyrix";
+    } else {
+        out = "unknown";
+    }
+    return true;
+}
+
+int cpuRawRead(unsigned int* eax, unsigned int* ebx, unsigned int* ecx, unsigned int* edx) {
+    if (eax == nullptr || ebx == nullptr || ecx == nullptr || edx == nullptr) return 0;
+    constexpr unsigned int extendedRange = 0x80000000;
+    const unsigned int leaf = *eax;
+    unsigned int highest = 0;
+    __cpuid(leaf >= extendedRange ? extendedRange : 0, highest, *ebx, *ecx, *edx);
+    if (leaf > highest) {
+        *eax = *ebx = *ecx = *edx = 0;
+        return 0;
+    }
+    // Callers may leave *ecx uninitialised, so it chooses no sub-leaf.
+    __cpuid_count(leaf, 0, *eax, *ebx, *ecx, *edx);
+    return 1;
+}
