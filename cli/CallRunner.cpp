@@ -1,6 +1,7 @@
 #include "cli/CallRunner.h"
 
 #include "CIM/Provider/Include/Exceptions.h"
+#include "cli/Options.h"
 
 namespace varnockctl {
 namespace {
@@ -9,10 +10,40 @@ namespace {
 Outcome thrown(const provider::BaseException& exception, const std::vector<Exchange>& exchanges) {
     Outcome outcome;
     outcome.threw = true;
-    const unsigned int status = exchanges.empty() ? 3 : exchanges.back().status;
-    outcome.verdict.status = exitStatusOf(status);
-    outcome.verdict.reason =
-        std::string(exception.toString().c_str()) + " (" + describeStatus(status) + ")";
+    outcome.verdict = {ExitStatus::notAvailable, exception.toString().c_str()};
+    if (!exchanges.empty() && exchanges.back().result != 0) {
+        const unsigned int status = exchanges.back().status;
+        outcome.verdict.status = exitStatusOf(status);
+        outcome.verdict.reason += " (" + describeStatus(status) + ")";
+    }
+    return outcome;
+}
+
+bool needsScan(const std::string& name, const CallArguments& arguments) {
+    const ScanUse use = scanUse(name);
+    if (use != ScanUse::forControllers || !arguments.ext) {
+        return use == ScanUse::always;
+    }
+    const unsigned int componentClass = parseNumber(*arguments.ext, "--ext");
+    return componentClass >= 12 && componentClass <= 14;
+}
+
+Outcome answered(Session& session, const std::string& name, const CallArguments& arguments,
+                 JsonAllocator& allocator) {
+    const auto& exchanges = session.client().exchanges();
+    const bool scans = needsScan(name, arguments);
+    if (scans) {
+        session.calls().openControllerCardSession(parseNumber(*arguments.cabinet, "--cabinet"));
+    }
+    Outcome outcome;
+    outcome.value = findTypedCall(name)->run(session.calls(), arguments, allocator);
+    outcome.verdict = judge(*findCall(name), outcome.value, exchanges);
+    if (scans && outcome.value.IsNull() && exchanges.back().result == 0) {
+        outcome.verdict = {ExitStatus::notAvailable, "no controller of the cabinet tells it"};
+    }
+    if (!outcome.verdict.reason.empty()) {
+        outcome.value.SetNull();
+    }
     return outcome;
 }
 
@@ -23,13 +54,7 @@ Outcome run(Session& session, const std::string& name, const CallArguments& argu
     session.client().forget();
     const auto& exchanges = session.client().exchanges();
     try {
-        Outcome outcome;
-        outcome.value = findTypedCall(name)->run(session.calls(), arguments, allocator);
-        outcome.verdict = judge(*findCall(name), outcome.value, exchanges);
-        if (!outcome.verdict.reason.empty()) {
-            outcome.value.SetNull();
-        }
-        return outcome;
+        return answered(session, name, arguments, allocator);
     } catch (const provider::CimErrorException& exception) {
         Outcome outcome = thrown(exception, exchanges);
         if (exception.getCimError() == provider::CIM_ERR_ACCESS_DENIED) {

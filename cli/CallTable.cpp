@@ -230,9 +230,7 @@ Call row(std::string_view name, int (Calls::*member)(SipJson&), unsigned int nee
                 SipJson record;
                 record.Import(given.value->c_str());
                 (calls.*member)(record);
-                Json out;
-                out.CopyFrom(JsonDocument().Parse(record.Export().c_str()), allocator);
-                return out;
+                return copyValid(JsonDocument().Parse(record.Export().c_str()), allocator);
             }};
 }
 
@@ -325,8 +323,8 @@ std::vector<Call> makeTable() {
         row("getConfWatchdogPresent", &Calls::getConfWatchdogPresent, cabinet | object),
         row("getConfWatchdogTime", &Calls::getConfWatchdogTime, cabinet | object),
         row("getControllerCardKeys", &Calls::getControllerCardKeys, cabinet),
-        row("getControllerComponentID", &Calls::getControllerComponentID, object | ext),
-        row("getControllerLocationKey", &Calls::getControllerLocationKey, object | ext),
+        row("getControllerComponentID", &Calls::getControllerComponentID, cabinet | object | ext),
+        row("getControllerLocationKey", &Calls::getControllerLocationKey, cabinet | object | ext),
         row("getControllerModel", &Calls::getControllerModel, nothing),
         row("getCpuApicId", &Calls::getCpuApicId, cabinet | object),
         row("getCpuMultithreadEnabled", &Calls::getCpuMultithreadEnabled, cabinet | object),
@@ -342,7 +340,7 @@ std::vector<Call> makeTable() {
         row("getDrvMonEventTimestamp", &Calls::getDrvMonEventTimestamp, cabinet | object),
         row("getDrvMonNumberEvents", &Calls::getDrvMonNumberEvents, cabinet),
         row("getElementDescription", &Calls::getElementDescription, cabinet | object | ext),
-        row("getElementInstanceID", &Calls::getElementInstanceID, object | ext),
+        row("getElementInstanceID", &Calls::getElementInstanceID, cabinet | object | ext),
         row("getElementManufactureDate", &Calls::getElementManufactureDate, cabinet | object | ext),
         row("getElementManufacturer", &Calls::getElementManufacturer, cabinet | object | ext),
         row("getElementName", &Calls::getElementName, cabinet | object | ext),
@@ -376,7 +374,7 @@ std::vector<Call> makeTable() {
         row("getIdentificationParentNetmask", &Calls::getIdentificationParentNetmask, cabinet),
         row("getIdentificationParentUseDHCP", &Calls::getIdentificationParentUseDHCP, cabinet),
         row("getIdentityInfo", &Calls::getIdentityInfo, cabinet),
-        row("getLANControllers", &Calls::getLANControllers, nothing),
+        row("getLANControllers", &Calls::getLANControllers, cabinet),
         row("getLVDExtenders", &Calls::getLVDExtenders, cabinet),
         row("getLocationKey", &Calls::getLocationKey, nothing),
         row("getLogAvailable", &Calls::getLogAvailable, cabinet),
@@ -460,7 +458,7 @@ std::vector<Call> makeTable() {
         row("getPowerSupplySerialNumber", &Calls::getPowerSupplySerialNumber, cabinet | object),
         row("getPowerSupplyStatus", &Calls::getPowerSupplyStatus, cabinet | object),
         row("getPowerSupplyVersion", &Calls::getPowerSupplyVersion, cabinet | object),
-        row("getSCSIControllers", &Calls::getSCSIControllers, nothing),
+        row("getSCSIControllers", &Calls::getSCSIControllers, cabinet),
         row("getServiceProcessorContainerDescription", &Calls::getServiceProcessorContainerDescription, cabinet | object),
         row("getServiceProcessorContainerInstanceID", &Calls::getServiceProcessorContainerInstanceID, nothing),
         row("getServiceProcessorContainerManufactureDate", &Calls::getServiceProcessorContainerManufactureDate, cabinet | object),
@@ -534,7 +532,7 @@ std::vector<Call> makeTable() {
         row("getVoltageNominal", &Calls::getVoltageNominal, cabinet | object),
         row("getVoltageStatus", &Calls::getVoltageStatus, cabinet | object),
         row("getVoltageThresholds", &Calls::getVoltageThresholds, cabinet | object),
-        row("getWANControllers", &Calls::getWANControllers, nothing),
+        row("getWANControllers", &Calls::getWANControllers, cabinet),
         row("openControllerCardSession", &Calls::openControllerCardSession, cabinet),
         row("passThroughRequest", &Calls::passThroughRequest, nothing),
         row("setConfAlarmQORVAId", &Calls::setConfAlarmQORVAId, nothing),
@@ -583,6 +581,16 @@ const Call* findTypedCall(std::string_view name) {
     const auto found = std::find_if(table.begin(), table.end(),
                                     [&](const Call& call) { return call.name == name; });
     return found != table.end() ? &*found : nullptr;
+}
+
+ScanUse scanUse(std::string_view name) {
+    for (const char* list : {"getLANControllers", "getSCSIControllers", "getWANControllers",
+                             "getControllerComponentID", "getControllerLocationKey"}) {
+        if (name == list) {
+            return ScanUse::always;
+        }
+    }
+    return name.starts_with("getElement") ? ScanUse::forControllers : ScanUse::none;
 }
 
 void checkArguments(const Call& call, const CallArguments& arguments) {

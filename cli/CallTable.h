@@ -47,6 +47,15 @@ const std::vector<Call>& callTable();
 /// The call of that name, or null.
 const Call* findTypedCall(std::string_view name);
 
+/// Which calls answer from what openControllerCardSession() has read. The calls object of one
+/// command has read nothing, so such a call reads the cabinet's controllers first.
+enum class ScanUse {
+    none,
+    forControllers,  ///< where --ext is a class of controllers: 12, 13 or 14
+    always,
+};
+ScanUse scanUse(std::string_view name);
+
 /// Throws Failure (usage) when an option was given that the call does not take, or one is missing
 /// that it needs, or is no number where one is wanted.
 void checkArguments(const Call& call, const CallArguments& arguments);

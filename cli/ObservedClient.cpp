@@ -33,7 +33,9 @@ int ObservedClient::send(SipJson& record) {
 int ObservedClient::request(SipJson& record) {
     Exchange& exchange = exchanges_.emplace_back();
     exchange.sent = record.Export();
-    exchange.result = 1;  // what stays when the client throws
+    // What stays when the client throws: it could not even send.
+    exchange.result = 1;
+    exchange.status = 3;
     if (wire_) {
         showRecord('>', exchange.sent);
     }
