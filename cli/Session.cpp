@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "CIM/Provider/Include/CIMKolmClient.h"
 #include "cli/Failure.h"
 #include "transport/AgentSocket.h"
 
@@ -23,6 +24,10 @@ void requireAgent(const std::string& path) {
 Session::Session(const Options& options) {
     if (!options.dryRun) {
         requireAgent(RequestSocketPath());
+        // A client that attaches asks for the node's settings first. No command uses these, and
+        // what --wire shows is to be all that is sent; requests need no attaching.
+        KOLMSwitch.AllowAttach(false);
+        SetClientName("varnockctl");
         client_ = provider::getKOLMClient("varnockctl");
     }
     observed_.emplace(options.dryRun ? nullptr : &*client_, options.wire && !options.dryRun);

@@ -153,6 +153,19 @@ TEST(CommandLine, WireShowsTheRecordsWithMicroseconds) {
         << result.err;
 }
 
+TEST(CommandLine, WireShowsEveryRecordThatTheAgentGets) {
+    ScriptedAgent agent;
+    agent.handle(answerOne);
+    const ProcessResult result = varnockctl({"--wire", "call", "getNumberCPUs", "--cabinet", "7"});
+    size_t shown = 0;
+    for (const AgentRequest& request : agent.requests()) {
+        EXPECT_NE(result.err.find(" > " + request.text + "\n"), std::string::npos) << result.err;
+        ++shown;
+    }
+    EXPECT_EQ(shown, 2U);  // the time zone, which the calls object reads, and the call
+    EXPECT_EQ(agent.registrations()[0].bytes().at(0), 'v') << "the client is varnockctl";
+}
+
 TEST(CommandLine, ADryRunSendsNothing) {
     const TemporaryDirectory nobody;
     const Subprocess::Environment environment{{"QX_RAGD_SOCKET_DIR", nobody.path()}};
