@@ -1,3 +1,4 @@
+#include "cli/CallText.h"
 #include "cli/Catalogue.h"
 #include "cli/Commands.h"
 #include "cli/Failure.h"
@@ -6,29 +7,25 @@
 namespace varnockctl {
 namespace {
 
-std::string optionsOf(const Call& call) {
-    constexpr std::pair<CallOption, const char*> names[] = {{optionCabinet, "--cabinet N"},
-                                                            {optionObject, "--object N"},
-                                                            {optionExt, "--ext N"},
-                                                            {optionValue, "--value V"},
-                                                            {optionNode, "--node TEXT"}};
-    std::string out;
-    for (const auto& [flag, name] : names) {
-        if ((call.needs & flag) != 0) {
-            out.append(out.empty() ? "" : " ").append(name);
-        }
-    }
-    return out;
-}
-
 Json rowJson(const CatalogueRow& row, const Call& call, JsonAllocator& allocator) {
     Json out(rapidjson::kObjectType);
     add(out, "name", call.name, allocator);
-    add(out, "options", optionsOf(call), allocator);
+    add(out, "options", neededOptions(call), allocator);
     add(out, "opcode", row.opcode, allocator);
     add(out, "ext", row.ext, allocator);
     add(out, "result", row.result, allocator);
     return out;
+}
+
+const char* scanText(const Call& call) {
+    switch (scanUse(call.name)) {
+        case ScanUse::always:
+            return "yes";
+        case ScanUse::forControllers:
+            return "for --ext 12, 13 and 14";
+        default:
+            return "no";
+    }
 }
 
 }  // namespace
@@ -62,8 +59,9 @@ Answer describeCall(const std::string& name) {
     auto& allocator = document.GetAllocator();
     document.SetObject();
     add(document, "name", name, allocator);
+    add(document, "meaning", meaning(*row), allocator);
     add(document, "index", Json(row->index), allocator);
-    add(document, "options", optionsOf(*call), allocator);
+    add(document, "options", neededOptions(*call), allocator);
     add(document, "arguments", row->arguments, allocator);
     add(document, "returns", row->returnType, allocator);
     add(document, "opcode", row->opcode, allocator);
@@ -71,7 +69,10 @@ Answer describeCall(const std::string& name) {
     add(document, "object", row->object, allocator);
     add(document, "cabinet", row->cabinet, allocator);
     add(document, "result", row->result, allocator);
+    add(document, "absent", absentResult(*row), allocator);
     add(document, "failure", row->failure, allocator);
+    add(document, "onFailure", failureText(*row), allocator);
+    add(document, "readsControllersFirst", scanText(*call), allocator);
     add(document, "changesState", Json(changesState(*row)), allocator);
     return answer;
 }

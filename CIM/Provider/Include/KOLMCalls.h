@@ -31,7 +31,8 @@ struct UmDiffAlternate {};
 ///
 /// Results: when the request fails, or the reply has no data of the expected kind, a number is 0, a
 /// property null and a list empty, and a failed request is traced at level 1. Numbers are cut to
-/// the width of their type. Values that a comment calls coded are the agent's own numbers.
+/// the width of their type. Values that a comment calls coded are the agent's own numbers. A setter
+/// takes what the getter of its name gives.
 ///
 /// Exceptions: an operation whose comment says that it throws raises BaseException when the request
 /// fails. A tolerated status is 19 or 25, an ordinary negative answer: such a call gives 0. From
@@ -202,16 +203,16 @@ class VARNOCK_EXPORT KOLMCalls {
     virtual cimple::Property<cimple::uint8> getConfCriticalTempThresh(const KOLMKey& key) = 0;
     /// Whether the fan test is off (1) or on (0).
     virtual cimple::Property<cimple::uint8> getConfDisableFanTest() = 0;
-    /// Waiting time before the restart after a power-off by error.
+    /// Waiting time before the restart after a power-off by error, in the agent's unit.
     virtual cimple::Property<cimple::uint16> getConfErrorOffRestartTime() = 0;
 
     // 60
 
-    /// Time of day of the fan test.
+    /// Time of day of the fan test, in the agent's unit.
     virtual cimple::Property<cimple::uint16> getConfFanDailyTestTime() = 0;
     /// What the system does when this fan fails, coded.
     virtual cimple::Property<cimple::uint8> getConfFanFailBehavior(const KOLMKey& key) = 0;
-    /// Delay of the shutdown after this fan has failed.
+    /// Delay of the shutdown after this fan has failed, in the agent's unit.
     virtual cimple::Property<cimple::uint16> getConfFanFailShutdownDelay(const KOLMKey& key) = 0;
     /// Whether the message log stops when it is full instead of overwriting. True at once, without
     /// a request, when key.objectId is not 0.
@@ -222,11 +223,11 @@ class VARNOCK_EXPORT KOLMCalls {
     virtual cimple::Property<cimple::uint32> getConfPSUNumberRequired() = 0;
     /// Redundancy mode of the power supplies, coded.
     virtual cimple::Property<cimple::uint8> getConfPSURedundancyMode() = 0;
-    /// Period of the power limit with this object number.
+    /// Period of the power limit with this object number, in the agent's unit.
     virtual cimple::Property<cimple::uint16> getConfPowerLimitModePeriod(const KOLMKey& key) = 0;
-    /// Threshold of the power limit with this object number.
+    /// Threshold of the power limit with this object number, in the agent's unit.
     virtual cimple::Property<cimple::uint16> getConfPowerLimitModeThreshold(const KOLMKey& key) = 0;
-    /// Delay after which the counter of reboot attempts is reset.
+    /// Delay after which the counter of reboot attempts is reset, in the agent's unit.
     virtual cimple::Property<cimple::uint16> getConfRebootRetryCountResetDelay() = 0;
 
     // 70
@@ -241,7 +242,7 @@ class VARNOCK_EXPORT KOLMCalls {
     virtual Text getConfServerAssetTag() = 0;
     /// IP address of the management server, as text.
     virtual Text getConfServerMgmtIpAddress() = 0;
-    /// Delay before a requested shutdown starts.
+    /// Delay before a requested shutdown starts, in the agent's unit.
     virtual cimple::Property<cimple::uint32> getConfSysShutdownStartDelay() = 0;
     /// Contact person of the system.
     virtual Text getConfSystemContact() = 0;
@@ -263,7 +264,7 @@ class VARNOCK_EXPORT KOLMCalls {
     virtual cimple::Property<cimple::sint32> getConfWatchdogEnable(const KOLMKey& key) = 0;
     /// Whether there is such a watchdog: true when getConfWatchdogEnable() has a value.
     virtual cimple::boolean getConfWatchdogPresent(const KOLMKey& key) = 0;
-    /// Time after which a watchdog runs out.
+    /// Time after which a watchdog runs out, in the agent's unit.
     virtual cimple::Property<cimple::sint32> getConfWatchdogTime(const KOLMKey& key) = 0;
     /// Keys of the controllers that a component scan finds: opCodeExt is the class, 12, 13 or 14,
     /// and objectId the number in the scan. Empty when the agent opens no scan. Throws when it
@@ -281,7 +282,7 @@ class VARNOCK_EXPORT KOLMCalls {
 
     // 90
 
-    /// Whether multithreading is on in a processor.
+    /// Whether multithreading is on in a processor, coded.
     virtual cimple::uint8 getCpuMultithreadEnabled(const KOLMKey& key) = 0;
     /// Utilisation of a processor in percent; key.opCodeExt selects the measure, 0 for all.
     virtual cimple::uint8 getCpuUsage(const KOLMKey& key) = 0;
@@ -295,7 +296,7 @@ class VARNOCK_EXPORT KOLMCalls {
     /// the address: bus in bits 16 to 23, device in 8 to 15, function in 0 to 7. False, with `info`
     /// untouched, when the request fails or the header is not valid.
     virtual bool getDeviceInfoReadBusConfig(const KOLMKey& key, PciDeviceInfo& info) = 0;
-    /// Status that the driver monitor gives the cabinet's components.
+    /// Status that the driver monitor gives the cabinet's components, coded.
     virtual cimple::uint8 getDrvMonComponentStatusByAddress(const KOLMKey& key) = 0;
     /// Event id of a driver monitor entry.
     virtual cimple::uint32 getDrvMonEventId(const KOLMKey& key) = 0;
@@ -386,7 +387,7 @@ class VARNOCK_EXPORT KOLMCalls {
     virtual Text getIdentificationParentMacAddress(const KOLMKey& key) = 0;
     /// Bytes of the IP netmask of the parent's management controller.
     virtual Bytes getIdentificationParentNetmask(const KOLMKey& key) = 0;
-    /// Whether the parent's management controller gets its address by DHCP.
+    /// Whether the parent's management controller gets its address by DHCP, coded.
     virtual cimple::uint8 getIdentificationParentUseDHCP(const KOLMKey& key) = 0;
     /// What the components of the key's cabinet say about themselves, in the order of the scan;
     /// those without a name or version are left out. Throws when the scan cannot be opened or
@@ -402,7 +403,7 @@ class VARNOCK_EXPORT KOLMCalls {
 
     // 140
 
-    /// Whether the message log is available.
+    /// Whether the message log is available, coded.
     virtual cimple::uint8 getLogAvailable(const KOLMKey& key) = 0;
     /// What to do about the log message with the number key.opCodeExt.
     virtual Text getLogMessageActionSummary(const KOLMKey& key) = 0;
@@ -444,7 +445,7 @@ class VARNOCK_EXPORT KOLMCalls {
     virtual cimple::uint8 getManagementControllerStatus() = 0;
     /// How many entries the message log can hold.
     virtual cimple::uint32 getMaxNumberLogEntries(const KOLMKey& key) = 0;
-    /// Whether a memory module is approved for the system.
+    /// Whether a memory module is approved for the system, coded.
     virtual cimple::uint8 getMemoryModuleApproved(const KOLMKey& key) = 0;
 
     // 160
@@ -497,7 +498,7 @@ class VARNOCK_EXPORT KOLMCalls {
 
     /// MAC address of a network interface, twelve hexadecimal digits; null when it is all zero.
     virtual Text getNetworkInfoIfMacAddress(const KOLMKey& key) = 0;
-    /// Whether a network interface gets its address by DHCP.
+    /// Whether a network interface gets its address by DHCP, coded.
     virtual cimple::uint8 getNetworkInfoIfUseDHCP(const KOLMKey& key) = 0;
     /// How many network interfaces the cabinet has.
     virtual cimple::uint8 getNetworkInfoNumberInterfaces(const KOLMKey& key) = 0;
@@ -629,7 +630,7 @@ class VARNOCK_EXPORT KOLMCalls {
                                                      const cimple::String& name) = 0;
     /// Name of child number key.objectId of the status tree node `name`.
     virtual Text getStatusTreeNodeGetChild(const KOLMKey& key, const cimple::String& name) = 0;
-    /// Whether the status tree node `name` is a CSS node.
+    /// Whether the status tree node `name` is a CSS node, coded.
     virtual cimple::uint8 getStatusTreeNodeIsCSS(const KOLMKey& key,
                                                  const cimple::String& name) = 0;
     /// How many children the status tree node `name` has.
@@ -679,7 +680,7 @@ class VARNOCK_EXPORT KOLMCalls {
     virtual Text getUmDiffApplicableErrorTxt(const KOLMKey& key) = 0;
     /// Whether an available update can be applied, coded.
     virtual cimple::uint8 getUmDiffApplicableStatus(const KOLMKey& key) = 0;
-    /// Whether the file of an available update has been downloaded.
+    /// Whether the file of an available update has been downloaded, coded.
     virtual cimple::uint8 getUmDiffBinaryLoaded(const KOLMKey& key) = 0;
     /// Component id of an available update.
     virtual Text getUmDiffComponentId(const KOLMKey& key) = 0;
@@ -696,13 +697,13 @@ class VARNOCK_EXPORT KOLMCalls {
     virtual Text getUmDiffComponentType(const KOLMKey& key) = 0;
     /// Version of an available update.
     virtual Text getUmDiffComponentVersion(const KOLMKey& key) = 0;
-    /// Download size of an available update.
+    /// Download size of an available update, in the agent's unit.
     virtual cimple::uint32 getUmDiffDownloadSize(const KOLMKey& key) = 0;
-    /// Time that installing an available update takes.
+    /// Time that installing an available update takes, in the agent's unit.
     virtual cimple::uint32 getUmDiffInstallDuration(const KOLMKey& key) = 0;
     /// Version that an available update replaces.
     virtual Text getUmDiffInstalledVersion(const KOLMKey& key) = 0;
-    /// Whether an available update is mandatory.
+    /// Whether an available update is mandatory, coded.
     virtual cimple::uint8 getUmDiffIsMandatoryComponent(const KOLMKey& key) = 0;
     /// Least installed version that an available update needs.
     virtual Text getUmDiffMinStepVersion(const KOLMKey& key) = 0;
