@@ -207,6 +207,11 @@ TEST(CommandLine, ListsAndDescribesCalls) {
     const auto call =
         documentOf(varnockctl({"describe", "getUmDiffComponentSubType@0x3306", "-o", "json"}));
     EXPECT_EQ(call["opcode"], "0x3306");
+    EXPECT_STREQ(call["meaning"].GetString(),
+                 "The second subtype of an available update; `UmDiffAlternate{}` selects this "
+                 "operation.");
+    EXPECT_EQ(call["absent"], "null");
+    EXPECT_EQ(call["onFailure"], "traced, gives null");
     EXPECT_FALSE(call["changesState"].GetBool());
 }
 
