@@ -9,7 +9,7 @@
 
 #include "CIM/Provider/Include/calls/Kolm.h"
 #include "tests/CIM/Provider/Include/calls/CallsFixture.h"
-#include "tests/support/Catalogue.h"
+#include "tests/CIM/Provider/Include/calls/CatalogueRows.h"
 #include "tests/support/VirtualSlot.h"
 
 namespace varnock::test {
@@ -18,23 +18,6 @@ namespace {
 using provider::KOLMKey;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr unsigned int kAllOnes = 0xFFFFFFFF;
-
-// Numbers that differ from one another in every byte, so that none can stand for another.
-const KOLMKey kKey(0x0A1B2C3D, 0x1E2F3041, 0x00525364);
-constexpr unsigned int kNumber = 0x75869708;
-constexpr unsigned int kValue = 0xA9BACBDC;
-constexpr const char* kText = "a text";
-
-const std::vector<CatalogueRow>& rows() {
-    static const auto all = readCatalogue(VARNOCK_TEST_DATA_DIR "/catalogue.tsv");
-    return all;
-}
-
-bool isIn(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
 
 unsigned int hex(const std::string& text) {
     return static_cast<unsigned int>(std::stoul(text, nullptr, 0));
@@ -107,23 +90,6 @@ std::vector<std::string> expectedCommands(const CatalogueRow& row) {
     }
     return {commandText(hex(row.opcode), number(row.extension), number(row.object),
                         number(row.cabinet), dataOf(row))};
-}
-
-// Whether the call is one command of its own that a reply can be decoded from.
-bool isSimple(const CatalogueRow& row) {
-    return row.hasCommand() && !isIn(row.opcode, "/") && row.result != "none" &&
-           row.operation != "getConfMessageLogNoWrap" && row.operation != "getConfAlarmQORVAId" &&
-           row.operation != "doClearLog";
-}
-
-// What a call gives that got nothing.
-std::string nothingOf(const CatalogueRow& row) {
-    if (row.returnType == "void") return "void";
-    if (row.returnType == "bool" || row.returnType == "cimple::boolean") return "false";
-    if (row.returnType == "KOLMKey") return "(4294967295 4294967295 4294967295)";
-    if (isIn(row.returnType, "Property")) return "null";
-    if (isIn(row.returnType, "vector")) return "[]";
-    return "0";
 }
 
 struct Example {
@@ -200,27 +166,6 @@ class CatalogueTest : public CallsTest {
     SipJson record{0x0F00, 1, 2, 3, kAllOnes};
     CallArguments arguments;
 };
-
-// The failure message of a row, as a trace or an exception has it.
-std::string failureText(const CatalogueRow& row) {
-    const std::string& name = row.operation;
-    if (isIn(row.opcode, "0x0C82 / ")) return name + "(): KolmRequest(CM_VInfoScanOpen) failed";
-    if (name == "doClearLog") return name + "(0): KolmRequest() failed";
-    if (isIn(name, "getStatusTreeNode")) return name + "(a text): KolmRequest() failed";
-    if (row.failure == "throws" && isIn(name, "setConf")) return name + "(): kolmRequest() failed";
-    return row.traceName() + "(): KolmRequest() failed";
-}
-
-// Rows whose calls send something and report a failed request.
-bool reportsFailure(const CatalogueRow& row) {
-    return row.hasCommand() && row.operation != "getConfAlarmQORVAId" &&
-           row.operation != "getConfMessageLogNoWrap";
-}
-
-// Rows whose failure is an exception. Two scans only trace that they found nothing to open.
-bool throwsOnFailure(const CatalogueRow& row) {
-    return isIn(row.failure, "throws") && !isIn(row.note, "ScanOpen failure only traced");
-}
 
 TEST(Catalogue, NamesEveryCallOnce) {
     std::set<std::string> names;
