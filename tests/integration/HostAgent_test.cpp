@@ -3,7 +3,9 @@
 #include <rapidjson/document.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string>
 
@@ -64,6 +66,63 @@ TEST(HostAgent, ListsThePciFunctionsThatTheKernelKnows) {
     const auto document = documentOf(onThisMachine(
         {VARNOCKCTL, "call", "getPciBusInfoDeviceList", "--cabinet", "0", "-o", "json"}));
     EXPECT_EQ(document["value"].Size(), static_cast<unsigned int>(expected));
+}
+
+// What the kernel says about a function: a number of its directory.
+unsigned int pciNumber(const std::filesystem::path& device, const char* name) {
+    std::string text;
+    std::ifstream(device / name) >> text;
+    return static_cast<unsigned int>(std::stoul(text, nullptr, 16));
+}
+
+// An ordinary function has subsystem ids in its header, a bridge has not.
+bool isOrdinary(const std::filesystem::path& device) {
+    std::ifstream config(device / "config", std::ios::binary);
+    config.seekg(0x0E);
+    return (config.get() & 0x7F) == 0;
+}
+
+void expectAsTheKernelSays(const rapidjson::Value& info) {
+    char name[16];
+    snprintf(name, sizeof name, "0000:%02x:%02x.%x", info["bus"].GetUint(),
+             info["device"].GetUint(), info["function"].GetUint());
+    const auto device = std::filesystem::path("/sys/bus/pci/devices") / name;
+    ASSERT_TRUE(std::filesystem::exists(device)) << device;
+    EXPECT_EQ(info["vendorId"].GetUint(), pciNumber(device, "vendor")) << device;
+    EXPECT_EQ(info["deviceId"].GetUint(), pciNumber(device, "device")) << device;
+    EXPECT_EQ(info["revisionId"].GetUint(), pciNumber(device, "revision")) << device;
+    const bool ordinary = isOrdinary(device);
+    EXPECT_EQ(info["subVendorId"].GetUint(), ordinary ? pciNumber(device, "subsystem_vendor") : 0U)
+        << device;
+    EXPECT_EQ(info["subSystemId"].GetUint(), ordinary ? pciNumber(device, "subsystem_device") : 0U)
+        << device;
+    EXPECT_GT(info["baseClassText"].GetStringLength(), 0U) << device;
+}
+
+TEST(HostAgent, ReadsThePciHeadersAsTheKernelDoes) {
+    if (!std::filesystem::exists("/sys/bus/pci/devices")) {
+        GTEST_SKIP() << "this machine has no PCI bus";
+    }
+    // One document for each function of the list, all from one agent.
+    const ProcessResult result =
+        onThisMachine({"sh", "-c",
+                       "for key in $($0 call getPciBusInfoDeviceList --cabinet 0); do "
+                       "$0 call getDeviceInfoReadBusConfig --cabinet 0 --object $key -o json; done",
+                       VARNOCKCTL});
+    rapidjson::StringStream documents(result.out.c_str());
+    size_t compared = 0;
+    for (; documents.Peek() == '{'; ++compared) {
+        rapidjson::Document document;
+        document.ParseStream<rapidjson::kParseStopWhenDoneFlag>(documents);
+        ASSERT_FALSE(document.HasParseError()) << result.out;
+        ASSERT_TRUE(document["value"].IsObject()) << result.out << result.err;
+        expectAsTheKernelSays(document["value"]);
+        while (documents.Peek() == '\n') {
+            documents.Take();
+        }
+    }
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(compared),
+              std::distance(std::filesystem::directory_iterator("/sys/bus/pci/devices"), {}));
 }
 
 TEST(HostAgent, WhatTheMachineDoesNotHaveIsNotInvented) {
