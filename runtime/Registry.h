@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "runtime/CriticalSection.h"
@@ -62,6 +63,11 @@ class VARNOCK_EXPORT CRegistry {
     /// Writes the tree if it was changed. Throws int 0 when that fails, with the file as it was;
     /// the failure has been printed.
     static void SaveTree();
+    /// Lets `change` work on the tree as the file has it now, and writes the file when it returns
+    /// true, with every other process kept from saving in between: no change of theirs is lost.
+    /// What this process had changed without saving is. Returns false when there is no file. Throws
+    /// as SaveTree() does, and what `change` throws, with the file as it was.
+    static bool UpdateTree(const std::function<bool()>& change);
     /// Clears the fields and loads the tree; every constructor calls it.
     void InitClass();
     /// Frees what the object owns and saves the tree; the destructor calls it.

@@ -10,7 +10,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
 #include <new>
+#include <string>
 
 #include "runtime/Cancellation.h"
 #include "runtime/Debug.h"
@@ -26,6 +28,8 @@ using varnock::FileDescriptor;
 using varnock::FileStream;
 
 constexpr mode_t fileMode = 0644;
+/// Nobody else can open a file that is being written, and so hold its lock for ever.
+constexpr mode_t newFileMode = 0600;
 
 constinit std::atomic<bool> ended{false};
 
@@ -38,6 +42,8 @@ std::atomic_ref<int> isSetup() {
 char currentPath[4096];
 char backupPath[4096];
 char newPath[4096];
+/// UpdateTree() is at work: it saves at its end, and holds the file's lock already.
+bool updating = false;
 
 struct RootKey {
     const char* name;
@@ -112,7 +118,8 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
 // place meanwhile, so the name is looked at again under the lock.
 FileStream openNewFile() {
     for (;;) {
-        FileDescriptor file(open(newPath, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, fileMode));
+        FileDescriptor file(
+            open(newPath, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, newFileMode));
         if (!file || flock(file.get(), LOCK_EX) != 0) return nullptr;
         if (!isStillAt(file, newPath)) continue;
         if (ftruncate(file.get(), 0) != 0) return nullptr;
@@ -135,11 +142,17 @@ bool keepBackup() {
     return link(currentPath, backupPath) == 0 || rename(currentPath, backupPath) == 0;
 }
 
+bool dumpTree(FILE* file, CRegistryNode::Warnings& warnings) try {
+    CRegistry::MRoot.dump(file, warnings);
+    return ferror(file) == 0 && fflush(file) == 0;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
 // Renames while the stream still holds the lock.
 bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
-    CRegistry::MRoot.dump(file, warnings);
-    const bool written = ferror(file) == 0 && fflush(file) == 0 && fsync(fileno(file)) == 0 &&
-                         fchmod(fileno(file), fileMode) == 0;
+    const bool written =
+        dumpTree(file, warnings) && fchmod(fileno(file), fileMode) == 0 && fsync(fileno(file)) == 0;
     if (written && keepBackup() && rename(newPath, currentPath) == 0) {
         syncDirectory();
         return true;
@@ -166,12 +179,72 @@ enum class SaveResult { done, cannotOpen, cannotWrite };
 SaveResult save(char (&path)[4096], CRegistryNode::Warnings& warnings) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     // An empty tree of a failed load must never replace a good file.
-    if (CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return SaveResult::done;
+    if (updating || CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return SaveResult::done;
     const varnock::CancellationGuard wholeFile;
     memcpy(path, newPath, sizeof newPath);
     const FileStream file = openNewFile();
     if (!file) return SaveResult::cannotOpen;
     return writeTree(file.get(), warnings) ? SaveResult::done : SaveResult::cannotWrite;
+}
+
+/// Removes the file that is being written unless it has taken its place.
+struct NewFileRemover {
+    bool armed = true;
+    ~NewFileRemover() {
+        if (armed) unlink(newPath);
+    }
+};
+
+struct UpdatingMark {
+    UpdatingMark() { updating = true; }
+    ~UpdatingMark() { updating = false; }
+};
+
+// Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
+bool reload(LoadResult& result) {
+    const FileStream file = openForReading(result);
+    if (!file) return false;
+    while (CRegistry::MRoot.entries() > 0) {
+        const char* name = nullptr;
+        void* value = nullptr;
+        CRegistry::MRoot.entryAt(CRegistry::MRoot.entries() - 1, name, value);
+        CRegistry::MRoot.erase(std::string(name).c_str());
+    }
+    CRegistry::MRoot.restore(file.get(), result.warnings);
+    findRootKeys();
+    CRegistry::MIsSetup = 1;
+    return true;
+}
+
+// False when there is no tree.
+bool update(const std::function<bool()>& change, char (&path)[4096], SaveResult& saved,
+            CRegistryNode::Warnings& warnings) {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    const varnock::CancellationGuard wholeFile;
+    const UpdatingMark mark;
+    buildPaths();
+    memcpy(path, newPath, sizeof newPath);
+    saved = SaveResult::cannotOpen;
+    if (access(currentPath, F_OK) != 0 && access(backupPath, F_OK) != 0) return false;
+    const FileStream file = openNewFile();
+    if (!file) return true;
+    NewFileRemover remover;
+    LoadResult loaded;
+    if (!reload(loaded)) return false;
+    saved = SaveResult::done;
+    if (!change()) return true;
+    remover.armed = false;
+    if (!writeTree(file.get(), warnings)) saved = SaveResult::cannotWrite;
+    return true;
+}
+
+void reportFailedSave(SaveResult result, const char* path) {
+    Debug.PrintAlways(0,
+                      result == SaveResult::cannotOpen
+                          ? "CRegistry: ERROR: Cannot open \"%s\" for writing\n"
+                          : "CRegistry: ERROR: Cannot write \"%s\"\n",
+                      path);
+    throw int{0};
 }
 
 }  // namespace
@@ -206,12 +279,18 @@ void CRegistry::SaveTree() {
     const SaveResult result = save(path, warnings);
     trace(warnings);
     if (result == SaveResult::done) return;
-    Debug.PrintAlways(0,
-                      result == SaveResult::cannotOpen
-                          ? "CRegistry: ERROR: Cannot open \"%s\" for writing\n"
-                          : "CRegistry: ERROR: Cannot write \"%s\"\n",
-                      path);
-    throw int{0};
+    reportFailedSave(result, path);
+}
+
+bool CRegistry::UpdateTree(const std::function<bool()>& change) {
+    if (ended) return false;
+    char path[4096] = {};
+    CRegistryNode::Warnings warnings;
+    SaveResult saved = SaveResult::done;
+    const bool found = update(change, path, saved, warnings);
+    trace(warnings);
+    if (found && saved != SaveResult::done) reportFailedSave(saved, path);
+    return found;
 }
 
 void CRegistry::InitClass() {

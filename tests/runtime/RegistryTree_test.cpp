@@ -173,5 +173,65 @@ TEST_F(RegistryTree, AFailedSaveDoesNotReplaceAnExceptionOnItsWay) {
     ASSERT_EQ(rmdir(file("registry.new").c_str()), 0);
 }
 
+TEST_F(RegistryTree, AFileThatIsBeingWrittenBelongsToItsWriterAlone) {
+    writeFile(file("registry"), smallTree);
+    mode_t mode = 0;
+    EXPECT_TRUE(CRegistry::UpdateTree([&] {
+        struct stat status {};
+        mode = stat(file("registry.new").c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+        return false;
+    }));
+    EXPECT_EQ(mode, 0600U);
+}
+
+TEST_F(RegistryTree, AnUpdateWorksOnWhatTheFileHoldsNow) {
+    writeFile(file("registry"), smallTree);
+    { CRegistry loaded; }
+    const std::string changedByOthers = "[HKEY_LOCAL_MACHINE]\n[OTHER]\nn=d=1\n\n\n\n";
+    writeFile(file("registry"), changedByOthers);
+    EXPECT_TRUE(CRegistry::UpdateTree([] {
+        CRegistry key("OTHER", CRegistry::MLocalMachine);
+        EXPECT_EQ(key.SetValue("n", 2U), 0);
+        CRegistry gone;
+        EXPECT_NE(gone.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
+        return true;
+    }));
+    EXPECT_EQ(readFile(file("registry")), "[HKEY_LOCAL_MACHINE]\n[OTHER]\nn=d=2\n\n\n\n");
+    EXPECT_EQ(readFile(file("registry.old")), changedByOthers);
+    EXPECT_FALSE(exists("registry.new"));
+}
+
+TEST_F(RegistryTree, AnUpdateThatIsNotWantedLeavesTheFile) {
+    writeFile(file("registry"), smallTree);
+    EXPECT_TRUE(CRegistry::UpdateTree([] {
+        CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 2U);
+        return false;
+    }));
+    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_FALSE(exists("registry.old"));
+    EXPECT_FALSE(exists("registry.new"));
+    EXPECT_THROW(CRegistry::UpdateTree([]() -> bool { throw std::string("refused"); }),
+                 std::string);
+    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_FALSE(exists("registry.new"));
+}
+
+TEST_F(RegistryTree, AnUpdateNeedsAFileThatCanBeReadAndWritten) {
+    bool called = false;
+    const auto change = [&] { return called = true; };
+    EXPECT_FALSE(CRegistry::UpdateTree(change));
+    EXPECT_FALSE(exists("registry.new"));
+    writeFile(file("registry"), smallTree);
+    ASSERT_EQ(mkdir(file("registry.new").c_str(), 0700), 0);
+    EXPECT_THROW(CRegistry::UpdateTree(change), int);
+    EXPECT_FALSE(called);
+    EXPECT_TRUE(trace.contains("CRegistry: ERROR: Cannot open \"" + file("registry.new") +
+                               "\" for writing"));
+    ASSERT_EQ(rmdir(file("registry.new").c_str()), 0);
+    ASSERT_EQ(rename(file("registry").c_str(), file("registry.old").c_str()), 0);
+    EXPECT_TRUE(CRegistry::UpdateTree(change));
+    EXPECT_EQ(readFile(file("registry")), smallTree);
+}
+
 }  // namespace
 }  // namespace varnock::test
