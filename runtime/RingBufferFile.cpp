@@ -398,9 +398,18 @@ void RingBufferFile::append(const char* entry, std::size_t length) {
 
 void RingBufferFile::beginWrap() {
     wrapping_ = true;
+    ruleOffRound();
     wraps_ = wraps_ == kLargestSize ? 0 : wraps_ + 1;
     putNumber(mapping_, kWrapCount, wraps_);
     position_ = kRecordSize;
+}
+
+/// What remains of older rounds behind the last entry could be taken for newer ones.
+void RingBufferFile::ruleOffRound() {
+    if (position_ < size_) {
+        memset(mapping_ + position_, '_', static_cast<std::size_t>(size_ - position_));
+        mapping_[size_ - 1] = '\n';
+    }
 }
 
 void RingBufferFile::endWrap() {

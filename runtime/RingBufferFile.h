@@ -79,6 +79,7 @@ class RingBufferFile {
     bool map(int descriptor, std::int64_t size);
     void takeOver(bool isNew, const char* startTime);
     void beginWrap();
+    void ruleOffRound();
     void endWrap();
 
     FileDescriptor file_;

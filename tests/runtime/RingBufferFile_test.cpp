@@ -257,6 +257,22 @@ TEST_F(RingBufferFileTest, WrapsBehindItsHeader) {
     EXPECT_EQ(file->position(), 3072);
 }
 
+TEST_F(RingBufferFileTest, RulesOffWhatRemainsOfOlderRounds) {
+    const auto file = open();
+    for (const std::string letter : {"a", "b"}) {
+        while (file->fits(1000)) append(*file, std::string(999, letter[0]) + "\n");
+        RingBufferFile::Wrap wrap(*file);
+    }
+    append(*file, "last\n");
+    while (file->fits(700)) append(*file, std::string(699, 'c') + "\n");
+    const std::int64_t end = file->position();
+    ASSERT_LT(end, kSize - 1);
+    { RingBufferFile::Wrap wrap(*file); }
+    const std::string rest = TraceFile(path_).bytes().substr(static_cast<std::size_t>(end));
+    EXPECT_EQ(rest, std::string(rest.size() - 1, '_') + "\n");
+    EXPECT_EQ(static_cast<std::int64_t>(rest.size()), kSize - end);
+}
+
 TEST_F(RingBufferFileTest, WrapsBehindWhatItKeeps) {
     const auto file = open();
     append(*file, "initialisation\n");
