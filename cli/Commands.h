@@ -55,6 +55,24 @@ struct WatchOptions {
 /// `watch`: prints the agent's events as they come, and follows an agent that restarts.
 Answer runWatch(const Options& options, const WatchOptions& watch);
 
+/// Which entries `trace` shows, and for how long.
+struct TraceOptions {
+    std::string file;                  ///< empty: the one that the library writes
+    bool info = false;                 ///< what the file's header says instead of the entries
+    bool follow = false;               ///< goes on with new entries as they come
+    std::optional<unsigned int> last;  ///< only so many of the newest
+    std::string since;                 ///< only from this moment on; empty: all
+    std::vector<std::string> grep;     ///< only messages that match one of these; none: all
+    std::vector<std::string> exclude;  ///< and none of these
+    std::optional<std::chrono::milliseconds> timeout;  ///< following ends after that time
+};
+
+/// `trace`: the entries of the ring-buffer file from the oldest to the newest.
+Answer runTrace(const Options& options, const TraceOptions& trace);
+
+/// The ring-buffer file that the library writes with the settings of this process.
+std::string traceFilePath();
+
 /// Asks on a terminal before something is changed; throws Failure (interrupted) on a no. Says yes
 /// where there is no terminal, or with --yes or --dry-run.
 void confirm(const Options& options, const std::string& what);

@@ -5,7 +5,7 @@
 
 namespace varnockctl {
 
-enum class Format { table, json };
+enum class Format { table, json, jsonl, csv };
 
 /// What every subcommand takes.
 struct Options {

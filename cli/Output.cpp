@@ -107,13 +107,68 @@ std::string objectTable(const Json& object) {
     return out;
 }
 
+std::string csvCell(const Json& value) {
+    if (value.IsNull()) {
+        return {};
+    }
+    const std::string text = isScalar(value) ? scalarText(value) : toString(value, false);
+    if (text.find_first_of("\",\r\n") == text.npos) {
+        return text;
+    }
+    std::string quoted = "\"";
+    for (const char c : text) {
+        quoted.append(c == '"' ? 2 : 1, c);
+    }
+    return quoted + '"';
+}
+
+std::string csvNames(const Json& row) {
+    if (!row.IsObject()) {
+        return "value\n";
+    }
+    std::string line;
+    for (const auto& member : row.GetObject()) {
+        line.append(line.empty() ? "" : ",").append(csvCell(member.name));
+    }
+    return line + '\n';
+}
+
+// The cells of a row below the names of the first one.
+std::string csvRow(const Json& first, const Json& row) {
+    if (!row.IsObject() || !first.IsObject()) {
+        return csvCell(row) + '\n';
+    }
+    std::string line;
+    const char* separator = "";
+    for (const auto& column : first.GetObject()) {
+        const auto member = row.FindMember(column.name);
+        line.append(separator);
+        line += member != row.MemberEnd() ? csvCell(member->value) : std::string();
+        separator = ",";
+    }
+    return line + '\n';
+}
+
 std::mutex printing;
 size_t itemsPrinted;  // of a list that is printed by and by
 bool printingEnded;
 
-bool write(std::string_view text) {
+bool write(std::string_view text, Flush flush) {
     const bool written = fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    return fflush(stdout) == 0 && written;
+    return (flush == Flush::later || fflush(stdout) == 0) && written;
+}
+
+std::string itemText(const Json& item, std::string_view line, Format format) {
+    switch (format) {
+        case Format::json:
+            return (itemsPrinted == 0 ? "[\n" : ",") + toString(item, false) + '\n';
+        case Format::jsonl:
+            return toString(item, false) + '\n';
+        case Format::csv:
+            return (itemsPrinted == 0 ? csvNames(item) : std::string()) + csvRow(item, item);
+        default:
+            return std::string(line) + '\n';
+    }
 }
 
 // What is left to print of an answer, the failure of a list that has begun included.
@@ -124,25 +179,54 @@ std::string textOf(const Answer& answer, Format format) {
     if (format == Format::json) {
         return toString(answer.document, true) + "\n";
     }
-    if (answer.streamed || (answer.document.IsObject() && answer.document.HasMember("error"))) {
+    const bool isFailure = answer.document.IsObject() && answer.document.HasMember("error");
+    if (isFailure && format == Format::jsonl) {
+        return toString(answer.document, false) + "\n";
+    }
+    if (answer.streamed || isFailure) {
         return "";
     }
-    return toTable(answer.shown != nullptr ? answer.document[answer.shown]
-                                           : static_cast<const Json&>(answer.document));
+    const Json& shown = answer.shown != nullptr ? answer.document[answer.shown]
+                                                : static_cast<const Json&>(answer.document);
+    if (format == Format::table && !answer.table.empty()) {
+        return answer.table;
+    }
+    return format == Format::table ? toTable(shown)
+                                   : (format == Format::csv ? toCsv(shown) : toJsonLines(shown));
 }
 
 }  // namespace
 
-bool printItem(const Json& item, std::string_view line, Format format) {
+bool printItem(const Json& item, std::string_view line, Format format, Flush flush) {
     const std::lock_guard guard(printing);
     if (printingEnded) {
         return false;
     }
-    const bool isList = format == Format::json;
-    std::string printed(isList ? (itemsPrinted == 0 ? "[\n" : ",") + toString(item, false) : line);
-    printed += '\n';
+    const std::string printed = itemText(item, line, format);
     ++itemsPrinted;
-    return write(printed);
+    return write(printed, flush);
+}
+
+std::string toJsonLines(const Json& value) {
+    if (!value.IsArray()) {
+        return toString(value, false) + '\n';
+    }
+    std::string lines;
+    for (const Json& item : value.GetArray()) {
+        lines += toString(item, false) + '\n';
+    }
+    return lines;
+}
+
+std::string toCsv(const Json& value) {
+    if (!value.IsArray()) {
+        return csvNames(value) + csvRow(value, value);
+    }
+    std::string rows = value.Empty() ? std::string() : csvNames(value[0]);
+    for (const Json& row : value.GetArray()) {
+        rows += csvRow(value[0], row);
+    }
+    return rows;
 }
 
 std::string toTable(const Json& value) {
@@ -170,7 +254,7 @@ std::optional<ExitStatus> printFirst(const Answer& answer, Format format) {
     if (std::exchange(printingEnded, true)) {
         return std::nullopt;
     }
-    return write(textOf(answer, format)) ? answer.status : ExitStatus::partial;
+    return write(textOf(answer, format), Flush::now) ? answer.status : ExitStatus::partial;
 }
 
 ExitStatus print(const Answer& answer, Format format) {

@@ -16,14 +16,20 @@ struct Answer {
     JsonDocument document;  ///< as printed with -o json
     /// The member that a table shows; null shows the whole document.
     const char* shown = nullptr;
+    /// What a table shows instead, if there is a better way to show it.
+    std::string table = {};
     /// The items were printed as they came; nothing but the end of the list is left to print.
     bool streamed = false;
 };
 
-/// Prints one item of a list whose items come by and by, and flushes it: `line` for a table, and
-/// with -o json a list that print() ends, so that the whole is one document. Returns false when
-/// nothing can be written any more, also once print() was called.
-bool printItem(const Json& item, std::string_view line, Format format);
+/// Whether others may be waiting for an item, or more are coming at once.
+enum class Flush { now, later };
+
+/// Prints one item of a list whose items come by and by: `line` for a table, with -o jsonl a line
+/// of its own, with -o csv a row below the names, and with -o json a list that print() ends, so
+/// that the whole is one document. Returns false when nothing can be written any more, also once
+/// print() was called.
+bool printItem(const Json& item, std::string_view line, Format format, Flush flush = Flush::now);
 
 /// Prints the answer to standard output, once for the whole process: of two threads the first wins,
 /// and the other gets nothing. Returns the status, `partial` output errors included.
@@ -34,6 +40,13 @@ ExitStatus print(const Answer& answer, Format format);
 
 /// The document of a failure: {"error": {"status": n, "message": text}}.
 Answer failureAnswer(ExitStatus status, std::string_view message);
+
+/// A list with a line for each item, or else the value on one line.
+std::string toJsonLines(const Json& value);
+
+/// A list of objects with their names in the first row, one object in two rows, anything else in
+/// one column named "value". What is absent is empty, and what has parts of its own is JSON.
+std::string toCsv(const Json& value);
 
 /// A value as a table: scalars alone, lists of objects in columns, objects as indented names.
 std::string toTable(const Json& value);

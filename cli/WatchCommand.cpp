@@ -1,19 +1,17 @@
 #include <poll.h>
-#include <signal.h>
-#include <sys/eventfd.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <system_error>
 
 #include "cli/AgentPresence.h"
 #include "cli/Commands.h"
 #include "cli/Console.h"
 #include "cli/EventText.h"
 #include "cli/Failure.h"
+#include "cli/Interrupts.h"
 #include "cli/ObservedClient.h"
 #include "cli/Session.h"
 #include "cli/TextMatch.h"
@@ -27,55 +25,6 @@ using Clock = std::chrono::steady_clock;
 
 // How often an agent that has gone is looked for.
 constexpr std::chrono::milliseconds lookAgain{200};
-
-/// Wakes a poll from another thread or from a signal handler.
-class Wakeup {
-  public:
-    Wakeup() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-        if (fd_ < 0) {
-            throw std::system_error(errno, std::generic_category(), "eventfd");
-        }
-    }
-    ~Wakeup() { close(fd_); }
-    Wakeup(const Wakeup&) = delete;
-    Wakeup& operator=(const Wakeup&) = delete;
-
-    int fd() const { return fd_; }
-    void wake() const { eventfd_write(fd_, 1); }
-
-  private:
-    int fd_;
-};
-
-std::atomic<const Wakeup*> interruptWakeup;
-std::atomic<bool> interrupted;
-
-void onInterrupt(int) {
-    interrupted = true;
-    if (const Wakeup* wakeup = interruptWakeup) {
-        wakeup->wake();
-    }
-}
-
-/// Lets SIGINT and SIGTERM end the watch in an orderly way; a second one ends the process.
-class Interrupts {
-  public:
-    explicit Interrupts(const Wakeup& wakeup) {
-        interruptWakeup = &wakeup;
-        struct sigaction action {};
-        action.sa_handler = onInterrupt;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
-        sigaction(SIGINT, &action, nullptr);
-        sigaction(SIGTERM, &action, nullptr);
-    }
-    ~Interrupts() {
-        signal(SIGINT, SIG_DFL);
-        signal(SIGTERM, SIG_DFL);
-        interruptWakeup = nullptr;
-    }
-    Interrupts(const Interrupts&) = delete;
-    Interrupts& operator=(const Interrupts&) = delete;
-};
 
 std::string formatted(const timespec& time, const tm& parts, const char* format, const char* zone) {
     char text[64];
@@ -193,7 +142,7 @@ bool Watch::wait() {
         rest = std::min(rest, std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()));
         timedOut_ = rest.count() <= 0;
     }
-    if (interrupted || printer_.isDone() || timedOut_) {
+    if (Interrupts::happened() || printer_.isDone() || timedOut_) {
         return false;
     }
     const bool forEver = rest == std::chrono::milliseconds::max();
@@ -235,7 +184,7 @@ Answer Watch::end() {
     Answer answer;
     answer.streamed = true;
     answer.document.SetArray();
-    if (interrupted) {
+    if (Interrupts::happened()) {
         answer.status = ExitStatus::interrupted;
     } else if (timedOut_ && watch_.count != 0 && !printer_.isComplete()) {
         const std::string message = std::to_string(printer_.printed()) + " of " +

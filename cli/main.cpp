@@ -31,6 +31,7 @@ struct CommandLine {
     CallArguments arguments;
     RawRecord raw;
     WatchOptions watch;
+    TraceOptions trace;
     std::optional<std::string> count;
     bool isEndless = false;
 };
@@ -46,8 +47,11 @@ std::chrono::milliseconds milliseconds(double seconds) {
 
 void addGlobalOptions(CLI::App& app, CommandLine& line) {
     app.set_version_flag("--version", std::string("varnockctl ") + TovQXObjectVersion);
-    const std::map<std::string, Format> formats{{"table", Format::table}, {"json", Format::json}};
-    app.add_option("-o,--output", line.options.format, "table or json")
+    const std::map<std::string, Format> formats{{"table", Format::table},
+                                                {"json", Format::json},
+                                                {"jsonl", Format::jsonl},
+                                                {"csv", Format::csv}};
+    app.add_option("-o,--output", line.options.format, "table, json, jsonl or csv")
         ->transform(CLI::CheckedTransformer(formats))
         ->option_text("FORMAT");
     app.add_flag("--wire", line.options.wire, "show each record sent and received");
@@ -56,7 +60,7 @@ void addGlobalOptions(CLI::App& app, CommandLine& line) {
     app.add_flag("--yes", line.options.yes, "do not ask before a state-changing call");
     app.add_flag("-v,--verbose", line.options.verbose, "show the library's trace");
     app.add_option("--timeout", line.timeout,
-                   "seconds after which the command ends (default 10; watch: never)")
+                   "seconds after which the command ends (default 10; watch, trace -f: never)")
         ->check(CLI::PositiveNumber)
         ->option_text("S");
 }
@@ -131,6 +135,36 @@ void addWatch(CLI::App& app, CommandLine& line) {
     });
 }
 
+void addTrace(CLI::App& app, CommandLine& line) {
+    CLI::App* trace = app.add_subcommand("trace", "the library's trace, oldest entry first");
+    trace->add_option("--file", line.trace.file, "a trace file, else the library's own")
+        ->option_text("FILE");
+    trace->add_flag("--info", line.trace.info, "what the header of the file says");
+    trace->add_flag("-f,--follow", line.trace.follow, "go on with new entries as they come");
+    trace->add_option("-n,--last", line.count, "only the newest N entries")->option_text("N");
+    trace->add_option("--since", line.trace.since, "only from a moment on: 10:00, 15m, ...")
+        ->option_text("WHEN");
+    trace->add_option("--grep", line.trace.grep, "only messages that match")
+        ->option_text("REGEX")
+        ->allow_extra_args(false);
+    trace->add_option("--exclude", line.trace.exclude, "no messages that match")
+        ->option_text("REGEX")
+        ->allow_extra_args(false);
+    trace->callback([&line] {
+        line.isEndless = line.trace.follow;
+        line.command = [&line] {
+            TraceOptions wanted = line.trace;
+            if (line.count) {
+                wanted.last = parseNumber(*line.count, "--last");
+            }
+            if (line.timeout) {
+                wanted.timeout = milliseconds(*line.timeout);
+            }
+            return runTrace(line.options, wanted);
+        };
+    });
+}
+
 // The command, or the failure it ends in.
 Answer runCommand(const CommandLine& line) {
     try {
@@ -180,6 +214,7 @@ int run(int argc, char** argv) {
     addRaw(app, line);
     addInventory(app, line);
     addWatch(app, line);
+    addTrace(app, line);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

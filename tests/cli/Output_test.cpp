@@ -95,6 +95,64 @@ TEST(Output, AFailureEndsAListThatHasBegun) {
               "[\n1\n]\n");
 }
 
+std::string csvOf(const char* json) {
+    JsonDocument document;
+    document.Parse(json);
+    EXPECT_FALSE(document.HasParseError());
+    return toCsv(document);
+}
+
+TEST(Output, CsvHasTheNamesInItsFirstRow) {
+    EXPECT_EQ(csvOf(R"([{"name":"a","size":5},{"name":"b","size":null},{"size":7}])"),
+              "name,size\na,5\nb,\n,7\n");
+    EXPECT_EQ(csvOf(R"({"name":"a","flag":true})"), "name,flag\na,true\n");
+    EXPECT_EQ(csvOf("[]"), "");
+    EXPECT_EQ(csvOf("[1,2]"), "value\n1\n2\n");
+    EXPECT_EQ(csvOf("\"text\""), "value\ntext\n");
+}
+
+TEST(Output, CsvQuotesWhatNeedsIt) {
+    EXPECT_EQ(csvOf(R"([{"a":"x,y","b":"say \"hi\"","c":"two\nlines","d":[1,2]}])"),
+              "a,b,c,d\n\"x,y\",\"say \"\"hi\"\"\",\"two\nlines\",\"[1,2]\"\n");
+}
+
+TEST(Output, JsonLinesHaveOneItemEach) {
+    JsonDocument document;
+    document.Parse(R"([{"a":1},{"a":2}])");
+    EXPECT_EQ(toJsonLines(document), "{\"a\":1}\n{\"a\":2}\n");
+    EXPECT_EQ(toJsonLines(document[0]), "{\"a\":1}\n");
+}
+
+TEST(Output, ItemsThatComeByAndByAreLinesOfJson) {
+    EXPECT_EQ(printedBy([] {
+                  printItem(Json(1), "one", Format::jsonl);
+                  printItem(Json(2), "two", Format::jsonl, Flush::later);
+                  print(endOfList(), Format::jsonl);
+              }),
+              "1\n2\n");
+}
+
+TEST(Output, ItemsThatComeByAndByAreRowsOfOneTable) {
+    EXPECT_EQ(printedBy([] {
+                  JsonDocument item;
+                  item.Parse(R"({"a":1,"b":"x"})");
+                  printItem(item, "one", Format::csv);
+                  printItem(item, "two", Format::csv);
+                  print(endOfList(), Format::csv);
+              }),
+              "a,b\n1,x\n1,x\n");
+}
+
+TEST(Output, AFailureIsALineOfJson) {
+    EXPECT_EQ(printedBy([] { print(failureAnswer(ExitStatus::noAgent, "gone"), Format::jsonl); }),
+              "{\"error\":{\"status\":4,\"message\":\"gone\"}}\n");
+}
+
+TEST(Output, AFailureIsNoRow) {
+    EXPECT_EQ(printedBy([] { print(failureAnswer(ExitStatus::noAgent, "gone"), Format::csv); }),
+              "");
+}
+
 TEST(Output, OnlyTheFirstAnswerIsPrinted) {
     EXPECT_EQ(printedBy([] {
                   EXPECT_EQ(printFirst(endOfList(), Format::json), ExitStatus::done);

@@ -137,7 +137,7 @@ TEST(TraceLog, TheRoundBeforeComesFirst) {
 TEST(TraceLog, AnInitialisationThatIsKeptComesFirstOfAll) {
     const TraceLog log(file(
         1, beginning + entry("init") + entry("### End of initialization. ###") + entry("three"),
-        entry("one") + entry("two")));
+        earlier("one") + entry("two")));
     EXPECT_THAT(messagesOf(log), ElementsAre("init", "### End of initialization. ###", "one", "two",
                                              "Varnock Agent", "# End of header.", "three"));
 }
@@ -248,8 +248,7 @@ class WrittenTrace : public testing::Test {
         std::vector<int> numbers;
         for (const TraceEntry& entry : log.entries()) {
             int number = 0;
-            if (sscanf(std::string(entry.message).c_str(), "n=%d ", &number) == 1) {
-                EXPECT_EQ(entry.message.back(), '.') << entry.message;
+            if (sscanf(std::string(entry.message.substr(0, 20)).c_str(), "n=%d ", &number) == 1) {
                 numbers.push_back(number);
             }
         }
@@ -258,6 +257,10 @@ class WrittenTrace : public testing::Test {
 
     void expectInOrder(const TraceLog& log, std::size_t initialisation = 0) {
         EXPECT_THAT(log.problems(), IsEmpty());
+        for (const TraceEntry& entry : log.entries()) {
+            const bool isWhole = !entry.message.starts_with("n=") || entry.message.ends_with('.');
+            ASSERT_TRUE(isWhole) << entry.message;
+        }
         std::vector<int> numbers = numbersOf(log);
         for (std::size_t i = 0; i < initialisation; ++i) {
             ASSERT_EQ(numbers.front(), static_cast<int>(i + 1));
@@ -304,14 +307,14 @@ TEST_F(WrittenTrace, IsOrderedWithAnInitialisationThatIsKept) {
     open(3 * 1024 * 1024);
     for (int i = 0; i < 500; ++i) write();
     Debug.SetApplInitDone();
-    for (int step = 0; step < 40; ++step) {
+    for (int step = 0; step < 10; ++step) {
         for (std::size_t count = random_() % 8000 + 1; count > 0; --count) write();
         const auto log = TraceReader(path_).read();
         expectInOrder(*log, log->header().wraps > 0 ? 500 : 0);
     }
     // A process that keeps nothing overwrites it.
     open(3 * 1024 * 1024);
-    for (int i = 0; i < 100'000; ++i) write();
+    for (int i = 0; i < 30'000; ++i) write();
     expectInOrder(*TraceReader(path_).read());
 }
 

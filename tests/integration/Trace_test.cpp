@@ -1,0 +1,273 @@
+// The trace file as processes leave it, and varnockctl trace on it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+#include <signal.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "tests/integration/LibraryFiles.h"
+
+namespace varnock::test {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class Trace : public testing::Test {
+  protected:
+    LibraryFiles files_;
+};
+
+/// The numbered entries of a run: each thread's in its order, without a gap and whole. The numbers
+/// begin again where a process has begun.
+void expectNumbersInOrder(const std::vector<std::string>& lines) {
+    std::map<unsigned int, unsigned int> last;
+    for (const std::string& line : lines) {
+        const std::size_t begin = line.find("thread=");
+        unsigned int thread = 0;
+        unsigned int entry = 0;
+        if (begin == line.npos ||
+            sscanf(line.c_str() + begin, "thread=%u entry=%u", &thread, &entry) != 2) {
+            continue;
+        }
+        ASSERT_THAT(line, EndsWith("."));
+        if (const auto before = last.find(thread); before != last.end() && entry != 0) {
+            ASSERT_EQ(entry, before->second + 1) << line;
+        }
+        last[thread] = entry;
+    }
+}
+
+TEST_F(Trace, ANewFileHasTheDefaultSizeAndIsPlainText) {
+    files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "10";
+    EXPECT_EQ(files_.host({"load"}).out, "loaded\n");
+    const std::string bytes = readFile(files_.traceFile());
+    EXPECT_EQ(bytes.size(), 10'485'760U);
+    EXPECT_EQ(bytes.find_first_not_of("\n\t", bytes.find('\0')), bytes.npos);
+    EXPECT_EQ(bytes.back(), '\n');
+}
+
+TEST_F(Trace, InfoPrintsTheHeader) {
+    files_.host({"load"});
+    files_.host({"load"});
+    const ProcessResult result = files_.varnockctl({"trace", "--info", "-o", "json"});
+    rapidjson::Document info;
+    info.Parse(result.out.c_str());
+    ASSERT_FALSE(info.HasParseError()) << result.out << result.err;
+    EXPECT_EQ(info["file"], files_.traceFile().c_str());
+    EXPECT_EQ(info["opens"].GetInt(), 2);
+    EXPECT_EQ(info["wraps"].GetInt(), 0);
+    EXPECT_EQ(info["size"].GetInt(), 1'048'576);
+    EXPECT_GT(info["position"].GetInt(), 1024);
+    EXPECT_EQ(info["tornBytes"].GetInt(), 0);
+    EXPECT_TRUE(info["problems"].Empty());
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(files_.varnockctl({"trace", "--info"}).out, HasSubstr("\nopens      2\n"));
+}
+
+TEST_F(Trace, TwoHundredThousandEntriesOfEightThreadsComeInOrder) {
+    EXPECT_EQ(files_.host({"write", "8", "25000", "40"}).out, "written\n");
+    const ProcessResult result = files_.varnockctl({"trace"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    const auto lines = linesOf(result.out);
+    EXPECT_GT(lines.size(), 5000U);
+    expectNumbersInOrder(lines);
+    ASSERT_FALSE(lines.empty());
+    const auto isLast = [](const std::string& line) {
+        return line.find("entry=24999 ") != line.npos;
+    };
+    EXPECT_TRUE(std::any_of(lines.end() - 20, lines.end(), isLast)) << lines.back();
+    const ProcessResult info = files_.varnockctl({"trace", "--info", "-o", "json"});
+    rapidjson::Document document;
+    document.Parse(info.out.c_str());
+    EXPECT_GT(document["wraps"].GetInt(), 15);
+}
+
+TEST_F(Trace, ReadingDoesNotTouchTheFile) {
+    files_.host({"write", "1", "100", "10"});
+    const std::string before = readFile(files_.traceFile());
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {"trace"}, {"trace", "--info"}, {"list", "fan"}, {"registry", "tree"}, {"doctor"}}) {
+        files_.varnockctl(arguments);
+        EXPECT_EQ(readFile(files_.traceFile()), before) << arguments[0];
+    }
+}
+
+TEST_F(Trace, ShowsTheEntriesThatAreWanted) {
+    files_.host({"write", "1", "100", "0"});
+    const auto entries = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "trace");
+        return linesOf(files_.varnockctl(arguments).out);
+    };
+    EXPECT_THAT(entries({"--grep", "entry=7 "}), ElementsAre(HasSubstr("thread=0 entry=7 of=100")));
+    EXPECT_EQ(entries({"--grep", "entry=[0-9] ", "--grep", "entry=42 "}).size(), 11U);
+    EXPECT_EQ(entries({"--grep", "entry=[0-9] ", "--exclude", "entry=[0-4] "}).size(), 5U);
+    EXPECT_THAT(entries({"--grep", "entry=", "--last", "2"}),
+                ElementsAre(HasSubstr("entry=98 "), HasSubstr("entry=99 ")));
+    EXPECT_EQ(entries({"--grep", "entry=", "--since", "1h"}).size(), 100U);
+    EXPECT_EQ(entries({"--last", "0"}).size(), 0U);
+}
+
+TEST_F(Trace, WhatIsNotFoundOrMeantIsToldApart) {
+    EXPECT_EQ(files_.varnockctl({"trace"}).status, 3);
+    files_.host({"load"});
+    EXPECT_EQ(files_.varnockctl({"trace"}).status, 0);
+    EXPECT_EQ(files_.varnockctl({"trace", "--grep", "no such text"}).status, 3);
+    EXPECT_EQ(files_.varnockctl({"trace", "--grep", "("}).status, 2);
+    EXPECT_EQ(files_.varnockctl({"trace", "--since", "soon"}).status, 2);
+    EXPECT_EQ(files_.varnockctl({"trace", "--last", "few"}).status, 2);
+    EXPECT_EQ(files_.varnockctl({"trace", "--file", files_.file("none")}).status, 3);
+    EXPECT_EQ(files_.varnockctl({"trace", "--file", files_.path()}).status, 9);
+    EXPECT_EQ(files_.varnockctl({"trace", "--file", files_.file("registry")}).status, 9);
+}
+
+TEST_F(Trace, ADamagedFileGivesWhatIsLeftAndSaysSo) {
+    files_.host({"write", "1", "100", "0"});
+    ASSERT_EQ(truncate(files_.traceFile().c_str(), 12'000), 0);
+    const ProcessResult result = files_.varnockctl({"trace"});
+    EXPECT_EQ(result.status, 7);
+    EXPECT_THAT(result.out, HasSubstr("# End of header."));
+    EXPECT_THAT(result.err, HasSubstr("the file is shorter than it says"));
+}
+
+TEST_F(Trace, PrintsNothingThatATerminalWouldObey) {
+    files_.host({"write", "1", "10", "0"});
+    std::string bytes = readFile(files_.traceFile());
+    bytes.replace(bytes.find("entry=3"), 7, "\x1b[2J\xff\x7f\x01");
+    writeFile(files_.traceFile(), bytes);
+    EXPECT_THAT(files_.varnockctl({"trace"}).out, HasSubstr("\\x1B[2J\\xFF\\x7F\\x01"));
+}
+
+TEST_F(Trace, EveryFormatHasTheSameEntries) {
+    files_.host({"write", "1", "10", "0"});
+    const std::vector<std::string> wanted{"trace", "--grep", "entry=[56] "};
+    const auto print = [&](const char* format) {
+        std::vector<std::string> arguments = wanted;
+        arguments.insert(arguments.end(), {"-o", format});
+        return files_.varnockctl(arguments).out;
+    };
+    rapidjson::Document json;
+    json.Parse(print("json").c_str());
+    ASSERT_EQ(json.Size(), 2U);
+    EXPECT_EQ(json[0]["application"], "CIM_Provider");
+    EXPECT_EQ(json[1]["message"], "thread=0 entry=6 of=10 .");
+    const auto rows = linesOf(print("csv"));
+    ASSERT_EQ(rows.size(), 3U);
+    EXPECT_EQ(rows[0], "time,host,application,thread,message");
+    EXPECT_THAT(rows[1], EndsWith(",thread=0 entry=5 of=10 ."));
+    EXPECT_THAT(linesOf(print("jsonl")),
+                ElementsAre(HasSubstr("\"thread=0 entry=5 of=10 .\""), HasSubstr("entry=6")));
+}
+
+TEST_F(Trace, FollowsTheWriterThroughWrapsAndRestartsAndNewFiles) {
+    files_.host({"load"});
+    Subprocess follower({VARNOCKCTL, "trace", "--follow"}, files_.environment());
+    ASSERT_TRUE(follower.waitForOutput("Start of work cycle. (00000001)"));
+    files_.host({"write", "1", "100", "5"});
+    ASSERT_TRUE(follower.waitForOutput("entry=99 of=100 xxxxx."));
+    files_.host({"write", "1", "11111", "100"});
+    ASSERT_TRUE(follower.waitForOutput("entry=11110 of=11111"));
+    ASSERT_EQ(unlink(files_.traceFile().c_str()), 0);
+    files_.host({"write", "1", "77", "1"});
+    ASSERT_TRUE(follower.waitForOutput("entry=76 of=77 x."));
+    follower.signal(SIGINT);
+    const ProcessResult& result = follower.wait();
+    EXPECT_EQ(result.status, 130);
+    EXPECT_THAT(result.err, HasSubstr("a new file"));
+    // Everything that was not overwritten too early is there, once.
+    expectNumbersInOrder(linesOf(result.out.substr(result.out.find("of=77") - 100)));
+}
+
+TEST_F(Trace, FollowingEndsInTimeWhenItIsGiven) {
+    files_.host({"load"});
+    const ProcessResult result =
+        files_.varnockctl({"--timeout", "0.05", "trace", "-f", "-o", "json"});
+    EXPECT_EQ(result.status, 0);
+    rapidjson::Document document;
+    document.Parse(result.out.c_str());
+    EXPECT_FALSE(document.HasParseError());
+    EXPECT_EQ(document.Size(), 10U);
+}
+
+TEST_F(Trace, TheLevelOfTheRegistryCountsAndTheEnvironmentWins) {
+    writeFile(
+        files_.file("registry"),
+        "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Debug]\n[CIM_Provider]\nDebugLevel=d=3\n\n\n\n\n\n");
+    files_.settings["QX_LOG_NOHDR_TOSDTERR"] = "0";
+    EXPECT_THAT(files_.host({"load"}).err, AllOf(HasSubstr("DebugLevel                 : 3\n"),
+                                                 HasSubstr("Trace Level                : 3\n")));
+    files_.settings["QX_LOG_DEBUG_LEVEL"] = "1";
+    EXPECT_THAT(files_.host({"load"}).err, AllOf(HasSubstr("DebugLevel                 : 3\n"),
+                                                 HasSubstr("Trace Level                : 1\n")));
+}
+
+/// How often a run makes a system call, as strace counts them.
+std::string systemCalls(const LibraryFiles& files, const char* entries) {
+    const std::string report = files.file("strace");
+    const ProcessResult result = runProcess({"strace", "-f", "-c", "-U", "calls,name", "-o", report,
+                                             LIBRARY_HOST_SHARED, "write", "1", entries, "40"},
+                                            files.environment());
+    return result.status == 0 ? readFile(report) : "";
+}
+
+TEST_F(Trace, AnEntryCostsNoSystemCall) {
+    if (runProcess({"strace", "-o", "/dev/null", "true"}).status != 0) {
+        GTEST_SKIP() << "there is no strace here, or nothing may be traced";
+    }
+    files_.host({"load"});
+    const std::string few = systemCalls(files_, "1");
+    ASSERT_THAT(few, Not(IsEmpty()));
+    EXPECT_EQ(systemCalls(files_, "100001"), few);
+}
+
+// A process that dies at any point leaves a trace that can be read up to its last whole entry, and
+// a registry with its last tree or the one before.
+class KilledProcess : public testing::TestWithParam<int> {
+  protected:
+    static constexpr int kills = 25;
+
+    void expectWholeRegistry(const std::string& text) {
+        unsigned int first = 0;
+        unsigned int second = 0;
+        char rest[64] = "";
+        const std::size_t values = text.find("first=");
+        if (values == text.npos) return;  // killed before the first change was saved
+        ASSERT_EQ(
+            sscanf(text.c_str() + values, "first=d=%u second=d=%u%63s", &first, &second, rest), 2)
+            << text;
+        EXPECT_EQ(first, second);
+        EXPECT_THAT(text, EndsWith("\n\n\n\n\n"));
+        const ProcessResult check = files_.varnockctl({"registry", "check"});
+        EXPECT_EQ(check.status, 0) << check.out << check.err;
+    }
+
+    LibraryFiles files_;
+};
+
+TEST_P(KilledProcess, LeavesWhatCanBeReadAndTakenIntoUseAgain) {
+    for (int round = 0; round < kills; ++round) {
+        const ProcessResult killed =
+            files_.host({"die", std::to_string(GetParam() * kills + round)});
+        ASSERT_EQ(killed.status, 128 + SIGKILL) << killed.err;
+        const ProcessResult trace = files_.varnockctl({"trace"});
+        ASSERT_EQ(trace.status, 0) << trace.err;
+        const auto lines = linesOf(trace.out);
+        ASSERT_GT(lines.size(), 50U);
+        expectNumbersInOrder(lines);
+        expectWholeRegistry(readFile(files_.file("registry")));
+        if (HasFailure()) return;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(AtRandomPoints, KilledProcess, testing::Range(0, 8));
+
+}  // namespace
+}  // namespace varnock::test

@@ -1,0 +1,158 @@
+// A program that uses the library as its first argument says; tests run it, kill it and look at the
+// files that it leaves.
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "runtime/Debug.h"
+#include "runtime/Registry.h"
+
+namespace {
+
+constexpr const char* product = "SOFTWARE\\Product";
+
+unsigned int numberAt(char** arguments, int index) {
+    return static_cast<unsigned int>(strtoul(arguments[index], nullptr, 10));
+}
+
+// "load": nothing but the library's own start and end.
+int load() {
+    puts("loaded");
+    return 0;
+}
+
+// "write THREADS ENTRIES LENGTH": each thread writes so many numbered entries.
+int write(unsigned int threads, unsigned int entries, unsigned int length) {
+    const std::string padding(length, 'x');
+    std::vector<std::thread> writers;
+    for (unsigned int thread = 0; thread < threads; ++thread) {
+        writers.emplace_back([=, &padding] {
+            for (unsigned int i = 0; i < entries; ++i) {
+                Debug.PrintIt(2, "thread=%u entry=%u of=%u %s.", thread, i, entries,
+                              padding.c_str());
+            }
+        });
+    }
+    for (std::thread& writer : writers) writer.join();
+    puts("written");
+    return 0;
+}
+
+// "exit": threads trace while the process ends.
+int endWhileThreadsTrace() {
+    static std::atomic<int> started = 0;
+    for (int i = 0; i < 4; ++i) {
+        std::thread([] {
+            ++started;
+            for (unsigned int n = 0;; ++n) {
+                Debug.Print(0, "still here %u", n);
+                if (n % 64 == 0) sched_yield();
+            }
+        }).detach();
+    }
+    while (started < 4) sched_yield();
+    puts("ended");
+    return 0;
+}
+
+// "fork": the child goes on with the library while another thread of the parent traces.
+int useInForkedChild() {
+    std::atomic<bool> done = false;
+    std::thread tracer([&] {
+        while (!done) Debug.Print(0, "parent");
+    });
+    int failures = 0;
+    for (int i = 0; i < 20; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            Debug.Print(0, "child %d", i);
+            try {
+                CRegistry key;
+                key.CreateKey(CRegistry::MLocalMachine, product);
+            } catch (int) {
+                // A directory that cannot be written has been reported.
+            }
+            exit(0);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        failures += status == 0 ? 0 : 1;
+    }
+    done = true;
+    tracer.join();
+    printf("forked, %d failures\n", failures);
+    return failures;
+}
+
+// "change NAME TIMES": counts two values of a key up together.
+int change(const char* name, unsigned int times) {
+    for (unsigned int i = 1; i <= times; ++i) {
+        CRegistry::UpdateTree([&] {
+            CRegistry key;
+            key.CreateKey(CRegistry::MLocalMachine, (std::string(product) + "\\" + name).c_str());
+            return key.SetValue("first", i) == 0 && key.SetValue("second", i) == 0;
+        });
+    }
+    puts("changed");
+    return 0;
+}
+
+// "save NAME TIMES": the same as callers do it who know of no other process.
+int save(const char* name, unsigned int times) {
+    for (unsigned int i = 1; i <= times; ++i) {
+        CRegistry key;
+        key.CreateKey(CRegistry::MLocalMachine, (std::string(product) + "\\" + name).c_str());
+        key.SetValue("first", i);
+        key.SetValue("second", i);
+    }
+    puts("saved");
+    return 0;
+}
+
+// "die SEED": two threads trace, one changes the registry, and the process kills itself somewhere
+// in between.
+int die(unsigned int seed) {
+    std::minstd_rand random(seed + 1);
+    const unsigned long entriesToLive = random() % 30'000;
+    static std::atomic<unsigned long> entries = 0;
+    for (unsigned int thread = 0; thread < 2; ++thread) {
+        std::thread([=] {
+            std::minstd_rand lengths(seed * 2 + thread + 1);
+            for (unsigned int i = 0;; ++i) {
+                const std::string padding(lengths() % 300, 'x');
+                Debug.PrintIt(2, "thread=%u entry=%u %s.", thread, i, padding.c_str());
+                ++entries;
+            }
+        }).detach();
+    }
+    std::thread([=] { save("Killed", 1'000'000); }).detach();
+    while (entries < entriesToLive) {
+    }
+    kill(getpid(), SIGKILL);
+    return 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::string task = argc > 1 ? argv[1] : "";
+    if (task == "load") return load();
+    if (task == "write" && argc == 5) {
+        return write(numberAt(argv, 2), numberAt(argv, 3), numberAt(argv, 4));
+    }
+    if (task == "exit") return endWhileThreadsTrace();
+    if (task == "fork") return useInForkedChild();
+    if (task == "change" && argc == 4) return change(argv[2], numberAt(argv, 3));
+    if (task == "save" && argc == 4) return save(argv[2], numberAt(argv, 3));
+    if (task == "die" && argc == 3) return die(numberAt(argv, 2));
+    return 2;
+}
