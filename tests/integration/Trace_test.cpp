@@ -209,13 +209,16 @@ TEST_F(Trace, TheLevelOfTheRegistryCountsAndTheEnvironmentWins) {
                                                  HasSubstr("Trace Level                : 1\n")));
 }
 
-/// How often a run makes a system call, as strace counts them.
-std::string systemCalls(const LibraryFiles& files, const char* entries) {
+/// How often a run makes each system call, as strace counts them.
+std::vector<std::string> systemCalls(const LibraryFiles& files, const char* entries) {
     const std::string report = files.file("strace");
     const ProcessResult result = runProcess({"strace", "-f", "-c", "-U", "calls,name", "-o", report,
                                              LIBRARY_HOST_SHARED, "write", "1", entries, "40"},
                                             files.environment());
-    return result.status == 0 ? readFile(report) : "";
+    if (result.status != 0) return {};
+    std::vector<std::string> counts = linesOf(readFile(report));
+    std::sort(counts.begin(), counts.end());
+    return counts;
 }
 
 TEST_F(Trace, AnEntryCostsNoSystemCall) {
@@ -223,7 +226,7 @@ TEST_F(Trace, AnEntryCostsNoSystemCall) {
         GTEST_SKIP() << "there is no strace here, or nothing may be traced";
     }
     files_.host({"load"});
-    const std::string few = systemCalls(files_, "1");
+    const auto few = systemCalls(files_, "1");
     ASSERT_THAT(few, Not(IsEmpty()));
     EXPECT_EQ(systemCalls(files_, "100001"), few);
 }
@@ -245,8 +248,6 @@ class KilledProcess : public testing::TestWithParam<int> {
             << text;
         EXPECT_EQ(first, second);
         EXPECT_THAT(text, EndsWith("\n\n\n\n\n"));
-        const ProcessResult check = files_.varnockctl({"registry", "check"});
-        EXPECT_EQ(check.status, 0) << check.out << check.err;
     }
 
     LibraryFiles files_;
