@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "agent/host/Activity.h"
+#include "agent/host/Components.h"
 #include "agent/host/Files.h"
 #include "agent/host/Firmware.h"
 #include "agent/host/Network.h"
@@ -158,28 +159,101 @@ Text first(Text preferred, Text otherwise) {
     return preferred ? std::move(preferred) : std::move(otherwise);
 }
 
-/// Texts that stand in the firmware's tables: a component text by its extension.
-struct FirmwareText {
-    unsigned extension;
-    const char* name;
-};
+Number boardCount(const std::vector<Component>& boards) {
+    return boards.empty() ? std::nullopt : Number(static_cast<unsigned>(boards.size()));
+}
 
-constexpr FirmwareText kFirmwareTexts[] = {
-    // Chassis
-    {0x0100, "chassis_serial"},
-    {0x0105, "chassis_version"},
-    {0x010A, "chassis_vendor"},
-    // System board
-    {0x0200, "board_serial"},
-    {0x0205, "board_version"},
-    {0x0208, "board_name"},
-    {0x020A, "board_vendor"},
-    // Cabinet, which is the system as a whole
-    {0x0600, "product_serial"},
-    {0x0605, "product_version"},
-    {0x0608, "product_name"},
-    {0x060A, "sys_vendor"},
-};
+template <typename Part>
+std::optional<Part> numbered(std::vector<Part> parts, unsigned number) {
+    return number < parts.size() ? std::optional(std::move(parts[number])) : std::nullopt;
+}
+
+// The firmware counts the sockets that have a processor, the system the processors in them. Where
+// the counts agree, so do the orders.
+std::optional<Component> socketOf(HostMachine::Sources& host, unsigned cpu) {
+    std::vector<Component> sockets = host.firmware.processors();
+    const Number before = host.topology.packagesBefore(cpu);
+    return before && sockets.size() == host.topology.packages()
+               ? numbered(std::move(sockets), *before)
+               : std::nullopt;
+}
+
+Text socketName(HostMachine::Sources& host, unsigned cpu) {
+    const auto socket = socketOf(host, cpu);
+    return first(socket ? socket->designation : std::nullopt,
+                 packageName(host.topology.package(cpu)));
+}
+
+std::optional<MemoryModule> memoryModule(HostMachine::Sources& host, const Command& command) {
+    auto modules = host.firmware.memoryModules();
+    return modules ? numbered(std::move(*modules), command.object) : std::nullopt;
+}
+
+Number memoryModuleCount(HostMachine::Sources& host) {
+    const auto modules = host.firmware.memoryModules();
+    return modules ? Number(static_cast<unsigned>(modules->size())) : std::nullopt;
+}
+
+// A fact about the memory module that the command names.
+template <auto member>
+Answer ofMemoryModule(HostMachine::Sources& host, const Command& command) {
+    auto module = memoryModule(host, command);
+    return module ? Answer(std::move((*module).*member)) : Status::kNotAvailable;
+}
+
+std::optional<Bytes> memoryType(HostMachine::Sources& host, const Command& command) {
+    const auto module = memoryModule(host, command);
+    return module && module->type ? std::optional(Bytes{static_cast<unsigned char>(*module->type)})
+                                  : std::nullopt;
+}
+
+// A component of the firmware's table, by the class in the high byte of a component text.
+std::optional<Component> component(HostMachine::Sources& host, unsigned componentClass,
+                                   unsigned object) {
+    switch (componentClass) {
+        case 0x01:
+            return numbered(host.firmware.chassis(), object);
+        case 0x02:
+            return numbered(host.firmware.boards(), object);
+        case 0x03: {
+            auto modules = host.firmware.memoryModules();
+            return modules ? numbered(std::move(*modules), object) : std::nullopt;
+        }
+        case 0x06:
+            return numbered(host.firmware.systems(), object);
+        case 0x0A:
+            return socketOf(host, object);
+        default:
+            return std::nullopt;
+    }
+}
+
+Text attributeOf(const Component& part, unsigned attribute) {
+    switch (attribute) {
+        case 0x00:
+            return part.serialNumber;
+        case 0x01:
+            return part.partNumber;
+        case 0x05:
+            return part.version;
+        case 0x08:
+            return part.model;
+        case 0x0A:
+            return part.manufacturer;
+        case 0x0F:
+            return part.description;
+        default:
+            return std::nullopt;
+    }
+}
+
+Text firmwareText(HostMachine::Sources& host, const Command& command) {
+    if (command.opcode != kComponentText) {
+        return std::nullopt;
+    }
+    const auto part = component(host, command.extension >> 8, command.object);
+    return part ? attributeOf(*part, command.extension & 0xFF) : std::nullopt;
+}
 
 /// Which object ids a command may name.
 enum class Objects { kNone, kProcessors, kAny };
@@ -202,19 +276,44 @@ constexpr Row kRows[] = {
      [](Host&, const Command&) -> Answer { return std::string(VARNOCK_AGENT_VERSION); }},
     {kComponentText, 0x1510, Objects::kNone,
      [](Host& host, const Command&) -> Answer {
-         return first(host.firmware.text("product_uuid"), host.system.machineId());
+         return first(host.firmware.uuid(), host.system.machineId());
      }},
+    // System boards and firmware
     {0x0D00, 0, Objects::kNone,
-     [](Host& host, const Command&) -> Answer {
-         return host.firmware.text("board_name") ? Number(1) : std::nullopt;
+     [](Host& host, const Command&) -> Answer { return boardCount(host.firmware.boards()); }},
+    {0x0D04, 0, Objects::kAny,
+     [](Host& host, const Command& c) -> Answer {
+         const auto board = numbered(host.firmware.boards(), c.object);
+         return board ? board->designation : std::nullopt;
      }},
+    {0x3390, 0, Objects::kNone,
+     [](Host& host, const Command&) -> Answer {
+         return host.firmware.biosVersion() ? Number(1) : std::nullopt;
+     }},
+    {0x3392, 0, Objects::kNone,
+     [](Host& host, const Command&) -> Answer {
+         return host.firmware.biosVersion() ? Text("BIOS") : std::nullopt;
+     }},
+    {0x3394, 0, Objects::kNone,
+     [](Host& host, const Command&) -> Answer { return host.firmware.biosVersion(); }},
+    // Memory modules
+    {0x0700, 0, Objects::kNone,
+     [](Host& host, const Command&) -> Answer { return memoryModuleCount(host); }},
+    {0x0702, 0, Objects::kAny, ofMemoryModule<&MemoryModule::designation>},
+    {0x0703, 0, Objects::kAny,
+     [](Host& host, const Command& c) -> Answer { return memoryType(host, c); }},
+    {0x0709, 0, Objects::kAny, ofMemoryModule<&MemoryModule::megahertz>},
+    {0x070A, 0, Objects::kAny, ofMemoryModule<&MemoryModule::mebibytes>},
+    {0x070D, 0, Objects::kAny, ofMemoryModule<&MemoryModule::formFactor>},
+    {0x070E, 0, Objects::kAny, ofMemoryModule<&MemoryModule::maxMegahertz>},
+    {0x070F, 0, Objects::kAny, ofMemoryModule<&MemoryModule::voltage>},
     // Configuration
     {kConfigurationRead, 0x0201, Objects::kNone,
      [](Host&, const Command&) -> Answer { return hostName(); }},
     {kConfigurationRead, 0x020E, Objects::kNone,
      [](Host&, const Command&) -> Answer { return timeZoneHours(); }},
     {kConfigurationRead, 0x0210, Objects::kNone,
-     [](Host& host, const Command&) -> Answer { return host.firmware.text("chassis_asset_tag"); }},
+     [](Host& host, const Command&) -> Answer { return host.firmware.assetTag(); }},
     {kConfigurationRead, 0x3812, Objects::kNone,
      [](Host&, const Command&) -> Answer { return kAccountsUnchecked; }},
     {kConfigurationRead, 0x3813, Objects::kNone,
@@ -229,9 +328,7 @@ constexpr Row kRows[] = {
          return host.processors.online(c.object) ? kCpuEnabled : kCpuDisabledByUser;
      }},
     {0x0602, 0, Objects::kProcessors,
-     [](Host& host, const Command& c) -> Answer {
-         return packageName(host.topology.package(c.object));
-     }},
+     [](Host& host, const Command& c) -> Answer { return socketName(host, c.object); }},
     {0x0603, 0, Objects::kProcessors,
      [](Host& host, const Command& c) -> Answer {
          return speedAndStepping(host.processors.megahertz(c.object),
@@ -291,9 +388,8 @@ constexpr Row kRows[] = {
      [](Host& host, const Command&) -> Answer { return host.activity.memoryUsedPercent(); }},
     // Network
     {0x1700, 0, Objects::kNone,
-     [](Host&, const Command&) -> Answer {
-         return static_cast<unsigned>(networkInterfaces().size());
-     }},
+     [](Host&,
+        const Command&) -> Answer { return static_cast<unsigned>(networkInterfaces().size()); }},
     {0x1703, kAnyExtension, Objects::kAny,
      [](Host&, const Command& c) -> Answer { return ipAddress(c); }},
     {0x1704, kAnyExtension, Objects::kAny,
@@ -331,16 +427,6 @@ bool exists(Objects objects, unsigned object) {
     return true;
 }
 
-Answer firmwareText(const Firmware& firmware, const Command& command) {
-    for (const FirmwareText& text : kFirmwareTexts) {
-        if (command.opcode == kComponentText && command.extension == text.extension &&
-            command.object == 0) {
-            return firmware.text(text.name);
-        }
-    }
-    return Status::kNotAvailable;
-}
-
 }  // namespace
 
 HostMachine::HostMachine(const std::filesystem::path& root)
@@ -354,7 +440,7 @@ Answer HostMachine::answer(const Command& command) {
     }
     const Row* row = rowFor(command);
     if (row == nullptr) {
-        return firmwareText(sources_->firmware, command);
+        return firmwareText(*sources_, command);
     }
     return exists(row->objects, command.object) ? row->answer(*sources_, command)
                                                 : Status::kNotAvailable;

@@ -58,6 +58,26 @@ std::optional<unsigned> Topology::package(unsigned cpu) {
     return found->os_index;
 }
 
+unsigned Topology::packages() {
+    hwloc_topology* topology = loaded();
+    const int count =
+        topology != nullptr ? hwloc_get_nbobjs_by_type(topology, HWLOC_OBJ_PACKAGE) : 0;
+    return positive(count).value_or(0);
+}
+
+std::optional<unsigned> Topology::packagesBefore(unsigned cpu) {
+    const auto number = package(cpu);
+    if (!number) {
+        return std::nullopt;
+    }
+    unsigned before = 0;
+    for (unsigned i = 0; i < packages(); ++i) {
+        const hwloc_obj* other = hwloc_get_obj_by_type(topology_.get(), HWLOC_OBJ_PACKAGE, i);
+        before += other->os_index < *number ? 1U : 0U;
+    }
+    return before;
+}
+
 std::optional<unsigned> Topology::coresInPackage(unsigned cpu) {
     const hwloc_obj* found = packageOf(cpu);
     if (found == nullptr) {

@@ -18,6 +18,10 @@ class Topology {
     explicit Topology(std::string synthetic = {}) : synthetic_(std::move(synthetic)) {}
 
     std::optional<unsigned> package(unsigned cpu);
+    /// How many packages there are, and how many of them have a smaller number than the
+    /// processor's.
+    unsigned packages();
+    std::optional<unsigned> packagesBefore(unsigned cpu);
     std::optional<unsigned> coresInPackage(unsigned cpu);
     /// All logical processors of the package, and those that are online.
     std::optional<unsigned> threadsInPackage(unsigned cpu);

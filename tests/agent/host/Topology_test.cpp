@@ -10,6 +10,9 @@ TEST(Topology, DescribesATwoSocketMachine) {
         "pack:2 l3:1(size=16777216) core:4 l2:1(size=1048576) l1d:1(size=49152) pu:2");
     EXPECT_EQ(topology.package(0), 0U);
     EXPECT_EQ(topology.package(15), 1U);
+    EXPECT_EQ(topology.packages(), 2U);
+    EXPECT_EQ(topology.packagesBefore(0), 0U);
+    EXPECT_EQ(topology.packagesBefore(15), 1U);
     EXPECT_EQ(topology.coresInPackage(15), 4U);
     EXPECT_EQ(topology.threadsInPackage(3), 8U);
     EXPECT_EQ(topology.onlineThreadsInPackage(3), 8U);
@@ -22,6 +25,7 @@ TEST(Topology, DescribesATwoSocketMachine) {
 TEST(Topology, HasNothingOfWhatIsNotThere) {
     Topology topology("pack:1 core:2 pu:1");
     EXPECT_EQ(topology.package(2), std::nullopt);
+    EXPECT_EQ(topology.packagesBefore(2), std::nullopt);
     EXPECT_EQ(topology.coresInPackage(2), std::nullopt);
     EXPECT_EQ(topology.threadsInPackage(2), std::nullopt);
     EXPECT_EQ(topology.onlineThreadsInPackage(2), std::nullopt);
@@ -35,6 +39,8 @@ TEST(Topology, HasNothingOfWhatIsNotThere) {
 
 TEST(Topology, HasNothingWhenItCannotBeLoaded) {
     Topology topology("nonsense");
+    EXPECT_EQ(topology.packages(), 0U);
+    EXPECT_EQ(topology.packagesBefore(0), std::nullopt);
     EXPECT_EQ(topology.package(0), std::nullopt);
     EXPECT_EQ(topology.cacheSize(0, 1), std::nullopt);
 }
