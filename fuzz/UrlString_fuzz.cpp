@@ -73,8 +73,8 @@ std::optional<Value> findValue(const std::string& text, const std::string& name)
     if (listBegin(text) == 0 || name.empty()) return std::nullopt;
     for (std::size_t at = 0; at + name.size() <= text.size(); ++at) {
         if (text.compare(at, name.size(), name) != 0) continue;
-        std::string before = text.substr(0, at);
-        while (!before.empty() && isBlank(before.back())) before.pop_back();
+        std::string_view before(text.data(), at);
+        while (!before.empty() && isBlank(before.back())) before.remove_suffix(1);
         if (before.empty() || (before.back() != '&' && before.back() != '?')) continue;
         std::size_t begin = text.find(':', at);
         if (begin == text.npos) continue;
@@ -195,8 +195,8 @@ void checkNumber(CUrlString& url, const std::string& name, const std::optional<V
 
 void checkBytes(CUrlString& url, const std::string& name, const std::optional<Value>& value,
                 int most, int skip) {
-    std::vector<unsigned char> out(2048, 0xEE);
-    const int room = std::min(most, 2000);
+    std::vector<unsigned char> out(300, 0xEE);
+    const int room = std::min(most, 256);
     const int count = url.GetParamByteStream(name.c_str(), out.data(), room, skip);
     std::string expected;
     if (value) {
