@@ -15,6 +15,7 @@
 #include "runtime/Clock.h"
 #include "runtime/DebugSettings.h"
 #include "runtime/EntryHeader.h"
+#include "runtime/Registry.h"
 #include "runtime/RingBufferFile.h"
 #include "runtime/TraceFormat.h"
 #include "runtime/TraceLock.h"
@@ -91,6 +92,9 @@ CDebug::~CDebug() {
 }
 
 int CDebug::Init(const char* name) {
+    // The settings are read under the registry's lock, which comes before that of the trace, as in
+    // every thread that forks, or traces while it changes the registry.
+    CriticalSectionGuard registryLock(CRegistry::MSpinlock);
     CriticalSectionGuard lock(traceLock());
     if (load(traceTarget_) != kNoTarget || ringBuffer_ != nullptr) {
         return 1;

@@ -106,16 +106,7 @@ void copyText(char* out, unsigned int size, const char* text) {
     out[size - 1] = '\0';
 }
 
-// Removes an entry; a root key's static pointer goes with it.
 long erase(CRegistryNode& node, const char* name) {
-    void* value = nullptr;
-    if (node.find(name, value) == REGISTRY_KEY) {
-        for (CRegistryNode** root :
-             {&CRegistry::MLocalMachine, &CRegistry::MCurrentUser, &CRegistry::MUsers,
-              &CRegistry::MClassesRoot, &CRegistry::MCurrentConfig}) {
-            if (*root == value) *root = nullptr;
-        }
-    }
     if (!node.erase(name)) return invalid;
     CRegistry::MIsDirty = 1;
     return success;

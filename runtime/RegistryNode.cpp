@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "runtime/LineReader.h"
+#include "runtime/Registry.h"
 #include "runtime/TraceAt.h"
 
 namespace {
@@ -52,6 +53,15 @@ void freeValue(unsigned int type, void* value) {
 
 // Keys that were removed or replaced. Guarded by CRegistry::MSpinlock.
 constinit CRegistryNode* discarded = nullptr;
+
+// A root pointer must not outlive its key in the tree: it is what an absent root is entered with.
+void forgetRoot(const CRegistryNode* node) {
+    for (CRegistryNode** root :
+         {&CRegistry::MLocalMachine, &CRegistry::MCurrentUser, &CRegistry::MUsers,
+          &CRegistry::MClassesRoot, &CRegistry::MCurrentConfig}) {
+        if (*root == node) *root = nullptr;
+    }
+}
 
 // The marker that a text begins with; null when it is none.
 const Marker* markerAt(const char* text) {
@@ -203,6 +213,7 @@ void CRegistryNode::discardEntry(void* value, void* type) {
     if (typeOf(type) != REGISTRY_KEY) {
         freeValue(typeOf(type), value);
     } else if (auto* node = static_cast<CRegistryNode*>(value)) {
+        forgetRoot(node);
         node->next_ = discarded;
         discarded = node;
     }
@@ -329,21 +340,21 @@ void CRegistryNode::restoreNode(FILE* file) {
 }
 
 void CRegistryNode::restore(FILE* file, Warnings& warnings) {
-    // Restores the order of every key that is still open, also when memory runs out.
+    // Restores the order of every key that is still open, also when memory runs out. The link of
+    // the key itself is left alone: it may be a removed one, in the list of those.
     struct OpenKeys {
+        CRegistryNode* bottom;
         CRegistryNode* top;
         void closeTop() {
             CRegistryNode* closed = top;
-            top = closed->next_;
-            closed->next_ = nullptr;
+            top = closed != bottom ? closed->next_ : nullptr;
             closed->sortAppended(&CRegistryNode::discardEntry);
         }
         ~OpenKeys() {
             while (top != nullptr) closeTop();
         }
     };
-    next_ = nullptr;
-    OpenKeys open{this};
+    OpenKeys open{this, this};
     LineReader line(file);
     bool atEnd = true;
     while (open.top != nullptr) {
@@ -393,7 +404,6 @@ void CRegistryNode::dumpNode(FILE* file) {
 void CRegistryNode::dump(FILE* file, Warnings& warnings) {
     Output output(file);
     CRegistryNode* node = this;
-    node->next_ = nullptr;
     node->cursor_ = 0;
     node->dumpValues(output, warnings);
     while (node != nullptr) {
@@ -406,9 +416,7 @@ void CRegistryNode::dump(FILE* file, Warnings& warnings) {
             node->dumpValues(output, warnings);
         } else {
             output.endKey();
-            CRegistryNode* parent = node->next_;
-            node->next_ = nullptr;
-            node = parent;
+            node = node != this ? node->next_ : nullptr;
         }
     }
     output.flush();

@@ -54,7 +54,7 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
     void dump(FILE* file, Warnings& warnings);
 
     /// Frees the value of an entry. A subkey stays in memory until the process ends, because open
-    /// handles may still name it.
+    /// handles may still name it; a root pointer of CRegistry on it becomes null.
     static void discardEntry(void* value, void* type);
     /// Destroys the subkeys that discardEntry() has put aside.
     static void freeDiscarded();
@@ -89,6 +89,6 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
     CRegistryNode* nextSubkey(const char*& name, Warnings& warnings);
     void releaseEntries(CRegistryNode*& pending);
 
-    CRegistryNode* next_;  // in a list of keys to destroy, or the parent while a file is read
+    CRegistryNode* next_;  // in a list of keys to destroy, or the parent during reading and writing
     unsigned int cursor_;  // next entry while a file is written
 };

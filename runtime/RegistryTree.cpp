@@ -74,8 +74,7 @@ void findRootKeys() {
     }
 }
 
-/// Messages are printed after the lock has been left: the trace takes its own lock first when it
-/// reads its settings.
+/// Messages are printed after the lock has been left: whoever reads standard error may be slow.
 struct LoadResult {
     char missing[4096] = {};
     char missingBackup[4096] = {};
@@ -86,13 +85,47 @@ void trace(const CRegistryNode::Warnings& warnings) {
     for (const std::string& warning : warnings) varnock::traceAt(1, "%s", warning.c_str());
 }
 
-FileStream openForReading(LoadResult& result) {
-    FileStream file(fopen(currentPath, "re"));
-    if (file) return file;
-    memcpy(result.missing, currentPath, sizeof currentPath);
-    file.reset(fopen(backupPath, "re"));
-    if (!file) memcpy(result.missingBackup, backupPath, sizeof backupPath);
-    return file;
+// Null for what is no file of text, too: to open a pipe would wait for its other end.
+FileStream openForReading(const char* path) {
+    FileDescriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+    FileStream stream(fdopen(file.get(), "re"));
+    if (stream) file.release();
+    return stream;
+}
+
+void removeAll() {
+    while (CRegistry::MRoot.entries() > 0) {
+        const char* name = nullptr;
+        void* value = nullptr;
+        CRegistry::MRoot.entryAt(CRegistry::MRoot.entries() - 1, name, value);
+        CRegistry::MRoot.erase(std::string(name).c_str());
+    }
+}
+
+// False when the file cannot be read to its end; nothing of it stays in the tree then, since a part
+// of a tree must never replace the file.
+bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
+    const FileStream file = openForReading(path);
+    if (!file) return false;
+    CRegistry::MRoot.restore(file.get(), warnings);
+    if (ferror(file.get()) == 0) return true;
+    removeAll();
+    return false;
+}
+
+bool restoreTree(LoadResult& result) {
+    if (!restoreFrom(currentPath, result.warnings)) {
+        memcpy(result.missing, currentPath, sizeof currentPath);
+        if (!restoreFrom(backupPath, result.warnings)) {
+            memcpy(result.missingBackup, backupPath, sizeof backupPath);
+            return false;
+        }
+    }
+    findRootKeys();
+    isSetup().store(1);
+    return true;
 }
 
 void load(LoadResult& result) {
@@ -100,11 +133,7 @@ void load(LoadResult& result) {
     if (isSetup().load() != 0) return;
     const varnock::CancellationGuard wholeTree;
     buildPaths();
-    const FileStream file = openForReading(result);
-    if (!file) return;
-    CRegistry::MRoot.restore(file.get(), result.warnings);
-    findRootKeys();
-    isSetup().store(1);
+    restoreTree(result);
 }
 
 bool isStillAt(const FileDescriptor& file, const char* path) {
@@ -201,19 +230,12 @@ struct UpdatingMark {
 };
 
 // Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
+// Until it is whole there is none.
 bool reload(LoadResult& result) {
-    const FileStream file = openForReading(result);
-    if (!file) return false;
-    while (CRegistry::MRoot.entries() > 0) {
-        const char* name = nullptr;
-        void* value = nullptr;
-        CRegistry::MRoot.entryAt(CRegistry::MRoot.entries() - 1, name, value);
-        CRegistry::MRoot.erase(std::string(name).c_str());
-    }
-    CRegistry::MRoot.restore(file.get(), result.warnings);
-    findRootKeys();
-    CRegistry::MIsSetup = 1;
-    return true;
+    if (!openForReading(currentPath) && !openForReading(backupPath)) return false;
+    isSetup().store(0);
+    removeAll();
+    return restoreTree(result);
 }
 
 // False when there is no tree.

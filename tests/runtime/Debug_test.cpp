@@ -9,15 +9,18 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "runtime/Registry.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FixedClock.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/QuietDebug.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
 
 namespace varnock::test {
@@ -489,6 +492,43 @@ TEST(DebugFork, LeavesTheChildAbleToTrace) {
     writer.join();
     EXPECT_EQ(trace.count("child"), 50U);
     EXPECT_THAT(trace.messages(), Not(Contains("")));
+}
+
+/// True while a thread of this process sleeps, in a lock for example.
+bool isAsleep(pid_t thread) {
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(status, text);
+    const std::size_t end = text.rfind(") ");
+    return end != text.npos && text.substr(end + 2, 1) == "S";
+}
+
+// Whoever changes the registry traces under its lock, and so does whoever forks: the trace must not
+// take the two locks the other way round when it reads its settings.
+TEST(DebugLocks, AreTakenAfterTheRegistrysByATraceThatIsBeingBuilt) {
+    const TemporaryDirectory directory;
+    setenv("QX_SYSTEM_DIR", directory.path().c_str(), 1);
+    setenv("QX_LOG_RINGBUF_DIR", directory.path().c_str(), 1);
+    writeFile(directory.file("registry"), "[HKEY_LOCAL_MACHINE]\n\n\n");
+    const TraceCapture trace;
+    std::atomic<pid_t> building{0};
+    std::thread builder;
+    EXPECT_TRUE(CRegistry::UpdateTree([&] {
+        builder = std::thread([&] {
+            building = gettid();
+            const CDebug another(TovQXObjectName);
+        });
+        while (building == 0 || !isAsleep(building)) std::this_thread::yield();
+        Debug.Print(0, "traced meanwhile");
+        const pid_t child = fork();
+        if (child == 0) _exit(0);
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+        return false;
+    }));
+    builder.join();
+    EXPECT_EQ(trace.count("traced meanwhile"), 1U);
 }
 
 }  // namespace

@@ -6,7 +6,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <new>
+
 #include "runtime/Registry.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
@@ -214,6 +218,61 @@ TEST_F(RegistryTree, AnUpdateThatIsNotWantedLeavesTheFile) {
                  std::string);
     EXPECT_EQ(readFile(file("registry")), smallTree);
     EXPECT_FALSE(exists("registry.new"));
+}
+
+TEST_F(RegistryTree, AnUpdateThatRunsOutOfMemoryNeverCostsTheFile) {
+    writeFile(file("registry"), smallTree);
+    const std::string changed = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nn=d=2\n\n\n\n";
+    for (std::size_t n = 1;; ++n) {
+        bool happened = false;
+        {
+            const FailingAllocation failure(n);
+            try {
+                CRegistry::UpdateTree([] {
+                    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+                    return key.SetValue("n", 2U) == 0;
+                });
+            } catch (const std::bad_alloc&) {
+            } catch (int) {
+            }
+            happened = failure.happened();
+        }
+        // Every later object saves what there is in memory.
+        { CRegistry key; }
+        const std::string left = readFile(file("registry"));
+        EXPECT_TRUE(left == smallTree || left == changed) << n << ": " << left;
+        if (HasFailure()) return;
+        if (!happened) break;
+        writeFile(file("registry"), smallTree);
+    }
+    EXPECT_EQ(readFile(file("registry")), changed);
+}
+
+TEST_F(RegistryTree, AFileThatCannotBeReadToItsEndIsNoTree) {
+    // A regular file whose first page is never there: reading it fails.
+    ASSERT_EQ(symlink("/proc/self/mem", file("registry").c_str()), 0);
+    writeFile(file("registry.old"), smallTree);
+    CRegistry key;
+    EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
+    EXPECT_TRUE(trace.contains("CRegistry: WARNING: Could not find \"" + file("registry") +
+                               "\", trying backup"));
+    EXPECT_FALSE(trace.contains("ERROR"));
+}
+
+TEST_F(RegistryTree, WhatIsNoFileIsNeitherWaitedForNorReplaced) {
+    ASSERT_EQ(mkfifo(file("registry").c_str(), 0600), 0);
+    ASSERT_EQ(mkdir(file("registry.old").c_str(), 0700), 0);
+    {
+        CRegistry key;
+        EXPECT_EQ(key.CreateKey(CRegistry::MLocalMachine, "SOFTWARE"), -1);
+        CRegistry::MIsDirty = 1;
+    }
+    EXPECT_FALSE(CRegistry::UpdateTree([] { return true; }));
+    EXPECT_EQ(CRegistry::MIsSetup, 0);
+    EXPECT_TRUE(std::filesystem::is_fifo(file("registry")));
+    EXPECT_TRUE(std::filesystem::is_directory(file("registry.old")));
+    EXPECT_TRUE(
+        trace.contains("CRegistry: ERROR: Could not find \"" + file("registry.old") + "\""));
 }
 
 TEST_F(RegistryTree, AnUpdateNeedsAFileThatCanBeReadAndWritten) {

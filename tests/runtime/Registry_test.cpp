@@ -6,6 +6,7 @@
 #include <limits>
 #include <thread>
 
+#include "runtime/FileStream.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
@@ -234,6 +235,33 @@ TEST_F(Registry, DeletingARootKeyForgetsItsPointer) {
     EXPECT_EQ(root.Open(nullptr, nullptr), 0);
     EXPECT_EQ(root.DeleteKey("HKEY_LOCAL_MACHINE"), 0);
     EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
+}
+
+TEST_F(Registry, AValueInPlaceOfARootKeyForgetsItsPointer) {
+    CRegistry handle("SOFTWARE", CRegistry::MLocalMachine);
+    CRegistry root;
+    EXPECT_EQ(root.Open(nullptr, nullptr), 0);
+    EXPECT_EQ(root.SetValue("HKEY_LOCAL_MACHINE", "no key"), 0);
+    EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
+    // The key that was replaced must not come back: it is freed with the removed ones.
+    const CRegistry next;
+    EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
+    EXPECT_EQ(root.Open("HKEY_LOCAL_MACHINE\\SOFTWARE", nullptr), openFailed);
+    EXPECT_STREQ(handle.GetValue("Name"), "abc");
+}
+
+TEST_F(Registry, ARemovedKeyThatIsReadAndWrittenStaysAmongTheRemovedOnes) {
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    CRegistry sub("SOFTWARE\\Sub", CRegistry::MLocalMachine);
+    EXPECT_EQ(key.DeleteKey("Tree/with/slashes"), 0);
+    EXPECT_EQ(key.DeleteKey("Sub"), 0);
+    char text[64] = "";
+    CRegistryNode* const removed = sub;
+    ASSERT_EQ(sub.SetValue("Number", 7U), 0);
+    removed->dumpNode(FileStream(fmemopen(text, sizeof text, "w")).get());
+    EXPECT_STREQ(text, "Number=d=7\n\n");
+    removed->restoreNode(FileStream(fmemopen(text, sizeof text, "r")).get());
+    // The leak check at the end of the process finds them if they were lost.
 }
 
 TEST_F(Registry, EnumeratesSubkeys) {
