@@ -17,9 +17,8 @@ class Output {
     Output(char* text, std::size_t size) : begin_(text), next_(text), last_(text + size - 1) {}
 
     void write(const char* text, std::size_t length) {
-        length = std::min(length, room());
-        memcpy(next_, text, length);
-        next_ += length;
+        // An empty text may be null, which memcpy does not take.
+        next_ = std::copy_n(text, std::min(length, room()), next_);
     }
     void pad(char c, std::size_t count) {
         count = std::min(count, room());
