@@ -168,8 +168,8 @@ std::optional<Part> numbered(std::vector<Part> parts, unsigned number) {
     return number < parts.size() ? std::optional(std::move(parts[number])) : std::nullopt;
 }
 
-// The firmware counts the sockets that have a processor, the system the processors in them. Where
-// the counts agree, so do the orders.
+// The firmware numbers the sockets that have a processor, the system the packages in them, and
+// neither says which is which. Both count in one order; with different counts nothing is said.
 std::optional<Component> socketOf(HostMachine::Sources& host, unsigned cpu) {
     std::vector<Component> sockets = host.firmware.processors();
     const Number before = host.topology.packagesBefore(cpu);
