@@ -73,6 +73,35 @@ Answer runTrace(const Options& options, const TraceOptions& trace);
 /// The ring-buffer file that the library writes with the settings of this process.
 std::string traceFilePath();
 
+/// What the `registry` commands work on. A path may begin with HKLM for HKEY_LOCAL_MACHINE and so
+/// on, and has backslashes, or slashes.
+struct RegistryArguments {
+    std::string key;                  ///< empty: the whole tree, where that is allowed
+    std::optional<std::string> name;  ///< of a value
+    std::string value;                ///< what is set
+    std::string type;                 ///< of what is set; empty: as before, else by the value
+    std::string pattern;              ///< what is looked for, in any case
+    std::string file;                 ///< what is imported or checked; empty: the registry's own
+    bool force = false;               ///< change a file of which a part will be lost
+};
+
+/// `registry tree [KEY]`: the key with everything below it.
+Answer registryTree(const RegistryArguments& arguments);
+/// `registry get KEY [NAME]`: a value, or the key's values and subkeys.
+Answer registryGet(const RegistryArguments& arguments);
+/// `registry find PATTERN [KEY]`: what has the pattern in its name or its value.
+Answer registryFind(const RegistryArguments& arguments);
+/// `registry export [KEY]`: the text of a registry file with this key.
+Answer registryExport(const RegistryArguments& arguments);
+/// `registry check [FILE]`: the lines of a registry file that are not read as they were meant.
+Answer registryCheck(const RegistryArguments& arguments);
+/// `registry set KEY NAME VALUE`. This one and those below answer what they change.
+Answer registrySet(const Options& options, const RegistryArguments& arguments);
+/// `registry delete KEY [NAME]`: a value, or the key with everything below it.
+Answer registryDelete(const Options& options, const RegistryArguments& arguments);
+/// `registry import FILE`: adds what stands in a registry file.
+Answer registryImport(const Options& options, const RegistryArguments& arguments);
+
 /// Asks on a terminal before something is changed; throws Failure (interrupted) on a no. Says yes
 /// where there is no terminal, or with --yes or --dry-run.
 void confirm(const Options& options, const std::string& what);

@@ -70,6 +70,11 @@ void showTrace() {
     passThrough = true;
 }
 
+void forgetTrace() {
+    const std::lock_guard guard(mutex);
+    keptLength = 0;
+}
+
 void dropTrace() {
     if (original != nullptr) {
         stderr = original;

@@ -16,6 +16,9 @@ void say(std::string_view line);
 /// Passes what is written to the stream through from now on, with what was kept so far first.
 void showTrace();
 
+/// Drops what was kept so far.
+void forgetTrace();
+
 /// Drops what was kept so far and gives the stream back: what was traced at load is forgotten, and
 /// the program itself may write to the stream. REQUIRES: no other thread is running.
 void dropTrace();

@@ -10,6 +10,7 @@
 #include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/Interrupts.h"
+#include "cli/Printable.h"
 #include "cli/TraceReader.h"
 #include "cli/TraceTime.h"
 #include "runtime/Debug.h"
@@ -92,21 +93,6 @@ class Filter {
     std::deque<Pattern> wanted_;
     std::deque<Pattern> unwanted_;
 };
-
-// Nothing in a file may reach a terminal as a command.
-std::string printable(std::string_view text) {
-    std::string out;
-    for (const char c : escapeInvalidUtf8(text)) {
-        const auto byte = static_cast<unsigned char>(c);
-        if ((byte < 0x20 && c != '\n' && c != '\t') || byte == 0x7F) {
-            constexpr char digits[] = "0123456789ABCDEF";
-            out.append("\\x").append(1, digits[byte >> 4]).append(1, digits[byte & 0xF]);
-        } else {
-            out += c;
-        }
-    }
-    return out;
-}
 
 Json toJson(const TraceEntry& entry, JsonAllocator& allocator) {
     const auto moment = traceTime(entry.time, time(nullptr));

@@ -14,6 +14,7 @@
 #include "cli/Commands.h"
 #include "cli/Console.h"
 #include "cli/Failure.h"
+#include "cli/PrivateStart.h"
 #include "cli/Watchdog.h"
 #include "runtime/Version.h"
 
@@ -32,7 +33,9 @@ struct CommandLine {
     RawRecord raw;
     WatchOptions watch;
     TraceOptions trace;
+    RegistryArguments registry;
     std::optional<std::string> count;
+    const char* late = "no answer within the time limit";
     bool isEndless = false;
 };
 
@@ -165,6 +168,66 @@ void addTrace(CLI::App& app, CommandLine& line) {
     });
 }
 
+using RegistryReader = Answer (*)(const RegistryArguments&);
+using RegistryWriter = Answer (*)(const Options&, const RegistryArguments&);
+
+CLI::App* addReader(CLI::App& registry, CommandLine& line, const char* name, const char* help,
+                    RegistryReader run) {
+    CLI::App* reader = registry.add_subcommand(name, help);
+    reader->callback([&line, run] { line.command = [&line, run] { return run(line.registry); }; });
+    return reader;
+}
+
+CLI::App* addWriter(CLI::App& registry, CommandLine& line, const char* name, const char* help,
+                    RegistryWriter run) {
+    CLI::App* writer = registry.add_subcommand(name, help);
+    writer->add_flag("--force", line.registry.force,
+                     "even if saving loses lines that are not understood");
+    writer->callback([&line, run] {
+        line.late = "not done within the time limit; another process may be saving the registry";
+        line.command = [&line, run] { return run(line.options, line.registry); };
+    });
+    return writer;
+}
+
+void addRegistry(CLI::App& app, CommandLine& line) {
+    CLI::App* registry = app.add_subcommand("registry", "the library's registry file");
+    registry->require_subcommand(1);
+    RegistryArguments& arguments = line.registry;
+
+    CLI::App* tree = addReader(*registry, line, "tree", "a key and all below it", registryTree);
+    tree->add_option("KEY", arguments.key, "the whole registry without it");
+    CLI::App* get =
+        addReader(*registry, line, "get", "a value, or what a key has in it", registryGet);
+    get->add_option("KEY", arguments.key, "as HKLM\\SOFTWARE or HKLM/SOFTWARE")->required();
+    get->add_option("NAME", arguments.name);
+    CLI::App* find =
+        addReader(*registry, line, "find", "names and values with PATTERN in them", registryFind);
+    find->add_option("PATTERN", arguments.pattern, "text, in any case")->required();
+    find->add_option("KEY", arguments.key, "only below this key");
+    CLI::App* exported =
+        addReader(*registry, line, "export", "a key as a registry file", registryExport);
+    exported->add_option("KEY", arguments.key, "the whole registry without it");
+    CLI::App* check =
+        addReader(*registry, line, "check", "what is wrong with a registry file", registryCheck);
+    check->add_option("FILE", arguments.file, "the registry's own without it");
+
+    CLI::App* set = addWriter(*registry, line, "set", "set a value, keys included", registrySet);
+    set->add_option("KEY", arguments.key)->required();
+    set->add_option("NAME", arguments.name)->required();
+    set->add_option("VALUE", arguments.value)->required();
+    set->add_option("--type", arguments.type, "string, expand, number or binary")
+        ->check(CLI::IsMember({"string", "expand", "number", "binary"}))
+        ->option_text("TYPE");
+    CLI::App* remove =
+        addWriter(*registry, line, "delete", "a value, or a key and all below it", registryDelete);
+    remove->add_option("KEY", arguments.key)->required();
+    remove->add_option("NAME", arguments.name);
+    CLI::App* import =
+        addWriter(*registry, line, "import", "add what a registry file has in it", registryImport);
+    import->add_option("FILE", arguments.file, "- for standard input")->required();
+}
+
 // The command, or the failure it ends in.
 Answer runCommand(const CommandLine& line) {
     try {
@@ -180,7 +243,7 @@ Answer runCommand(const CommandLine& line) {
 
 // Returns when the command has ended after all.
 void expire(const CommandLine& line) {
-    const std::string message = "no answer within the time limit";
+    const std::string message = line.late;
     const auto status =
         printFirst(failureAnswer(ExitStatus::timeout, message), line.options.format);
     if (status) {
@@ -215,6 +278,7 @@ int run(int argc, char** argv) {
     addInventory(app, line);
     addWatch(app, line);
     addTrace(app, line);
+    addRegistry(app, line);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -235,5 +299,8 @@ int run(int argc, char** argv) {
 }  // namespace varnockctl
 
 int main(int argc, char** argv) {
+    varnockctl::giveEnvironmentBack();
+    // The library's start has nothing to say about the registry that the commands use.
+    varnock::console::forgetTrace();
     return varnockctl::run(argc, argv);
 }

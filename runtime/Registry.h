@@ -61,7 +61,7 @@ class VARNOCK_EXPORT CRegistry {
     /// Loads the tree if that has not been done. Failures are printed.
     static void SetupTree();
     /// Writes the tree if it was changed. Throws int 0 when that fails, with the file as it was;
-    /// the failure has been printed.
+    /// the failure has been printed, and errno says why.
     static void SaveTree();
     /// Lets `change` work on the tree as the file has it now, and writes the file when it returns
     /// true, with every other process kept from saving in between: no change of theirs is lost.

@@ -186,7 +186,9 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
         syncDirectory();
         return true;
     }
+    const int error = errno;
     unlink(newPath);
+    errno = error;
     return false;
 }
 
@@ -205,15 +207,31 @@ bool addMissingRoots() {
 
 enum class SaveResult { done, cannotOpen, cannotWrite };
 
-SaveResult save(char (&path)[4096], CRegistryNode::Warnings& warnings) {
+/// How a save went. What there is to print is printed once the locks are left.
+struct Save {
+    SaveResult result = SaveResult::done;
+    int error = 0;  ///< errno of a failure
+    char path[4096] = {};
+    CRegistryNode::Warnings warnings;
+
+    void fail(SaveResult how) {
+        error = errno;
+        result = how;
+    }
+};
+
+void save(Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     // An empty tree of a failed load must never replace a good file.
-    if (updating || CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return SaveResult::done;
+    if (updating || CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return;
     const varnock::CancellationGuard wholeFile;
-    memcpy(path, newPath, sizeof newPath);
+    memcpy(saved.path, newPath, sizeof newPath);
     const FileStream file = openNewFile();
-    if (!file) return SaveResult::cannotOpen;
-    return writeTree(file.get(), warnings) ? SaveResult::done : SaveResult::cannotWrite;
+    if (!file) {
+        saved.fail(SaveResult::cannotOpen);
+    } else if (!writeTree(file.get(), saved.warnings)) {
+        saved.fail(SaveResult::cannotWrite);
+    }
 }
 
 /// Removes the file that is being written unless it has taken its place.
@@ -239,33 +257,37 @@ bool reload(LoadResult& result) {
 }
 
 // False when there is no tree.
-bool update(const std::function<bool()>& change, char (&path)[4096], SaveResult& saved,
-            CRegistryNode::Warnings& warnings) {
+bool update(const std::function<bool()>& change, Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     const varnock::CancellationGuard wholeFile;
     const UpdatingMark mark;
     buildPaths();
-    memcpy(path, newPath, sizeof newPath);
-    saved = SaveResult::cannotOpen;
+    memcpy(saved.path, newPath, sizeof newPath);
     if (access(currentPath, F_OK) != 0 && access(backupPath, F_OK) != 0) return false;
     const FileStream file = openNewFile();
-    if (!file) return true;
+    if (!file) {
+        saved.fail(SaveResult::cannotOpen);
+        return true;
+    }
     NewFileRemover remover;
     LoadResult loaded;
     if (!reload(loaded)) return false;
-    saved = SaveResult::done;
     if (!change()) return true;
     remover.armed = false;
-    if (!writeTree(file.get(), warnings)) saved = SaveResult::cannotWrite;
+    if (!writeTree(file.get(), saved.warnings)) saved.fail(SaveResult::cannotWrite);
     return true;
 }
 
-void reportFailedSave(SaveResult result, const char* path) {
+// Ends both ways to save.
+void report(const Save& saved) {
+    trace(saved.warnings);
+    if (saved.result == SaveResult::done) return;
     Debug.PrintAlways(0,
-                      result == SaveResult::cannotOpen
+                      saved.result == SaveResult::cannotOpen
                           ? "CRegistry: ERROR: Cannot open \"%s\" for writing\n"
                           : "CRegistry: ERROR: Cannot write \"%s\"\n",
-                      path);
+                      saved.path);
+    errno = saved.error;
     throw int{0};
 }
 
@@ -296,22 +318,16 @@ void CRegistry::SetupTree() {
 
 void CRegistry::SaveTree() {
     if (ended) return;
-    char path[4096] = {};
-    CRegistryNode::Warnings warnings;
-    const SaveResult result = save(path, warnings);
-    trace(warnings);
-    if (result == SaveResult::done) return;
-    reportFailedSave(result, path);
+    Save saved;
+    save(saved);
+    report(saved);
 }
 
 bool CRegistry::UpdateTree(const std::function<bool()>& change) {
     if (ended) return false;
-    char path[4096] = {};
-    CRegistryNode::Warnings warnings;
-    SaveResult saved = SaveResult::done;
-    const bool found = update(change, path, saved, warnings);
-    trace(warnings);
-    if (found && saved != SaveResult::done) reportFailedSave(saved, path);
+    Save saved;
+    const bool found = update(change, saved);
+    report(saved);
     return found;
 }
 

@@ -1,3 +1,4 @@
+#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -282,7 +283,9 @@ TEST_F(RegistryTree, AnUpdateNeedsAFileThatCanBeReadAndWritten) {
     EXPECT_FALSE(exists("registry.new"));
     writeFile(file("registry"), smallTree);
     ASSERT_EQ(mkdir(file("registry.new").c_str(), 0700), 0);
+    errno = 0;
     EXPECT_THROW(CRegistry::UpdateTree(change), int);
+    EXPECT_EQ(errno, EISDIR);
     EXPECT_FALSE(called);
     EXPECT_TRUE(trace.contains("CRegistry: ERROR: Cannot open \"" + file("registry.new") +
                                "\" for writing"));
