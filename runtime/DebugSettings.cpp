@@ -113,12 +113,7 @@ int storedNumber(CRegistry& registry, const char* name) {
     return registry.QueryValue(&number, name) == 0 ? static_cast<int>(number) : -1;
 }
 
-bool readFrom(CRegistry& registry, const char* application, StoredTraceSettings& settings) {
-    char path[260];
-    snprintf(path, sizeof path, "%s\\%s", REGPATH_DBGTRACE, application);
-    if (registry.CreateKey(CRegistry::MLocalMachine, path) < 0) {
-        return false;
-    }
+void readFrom(CRegistry& registry, StoredTraceSettings& settings) {
     if (registry.QueryValue(settings.directory, REGVAL_RINGBUF_DIR, sizeof settings.directory) !=
         0) {
         settings.directory[0] = '\0';
@@ -127,7 +122,31 @@ bool readFrom(CRegistry& registry, const char* application, StoredTraceSettings&
     settings.factor = storedNumber(registry, REGVAL_RINGBUF_FACTOR);
     settings.weight = storedNumber(registry, REGVAL_RINGBUF_WEIGHT);
     settings.noHeaderToStderr = storedNumber(registry, REGVAL_NO_HDR_TO_STDERR);
-    return true;
+}
+
+enum class Found { nothing, registry, key };
+
+// The object ends here, before anything is changed: it would save.
+void readExisting(const char* path, StoredTraceSettings& settings, Found& found) {
+    CRegistry registry;
+    if (CRegistry::MLocalMachine != nullptr) {
+        const bool isOpen = registry.Open(path, CRegistry::MLocalMachine) == 0;
+        readFrom(registry, settings);
+        found = isOpen ? Found::key : Found::registry;
+    }
+}
+
+// Enters the key into the file as it is at this moment: a process that starts while another one
+// saves must not put back what was there before.
+bool create(const char* path, StoredTraceSettings& settings) {
+    bool created = false;
+    CRegistry::UpdateTree([&] {
+        CRegistry registry;
+        created = registry.CreateKey(CRegistry::MLocalMachine, path) == 0;
+        readFrom(registry, settings);
+        return created;
+    });
+    return created;
 }
 
 }  // namespace
@@ -144,14 +163,18 @@ const CDebug::TokVal& perApplicationWeight() {
 }
 
 bool readStoredSettings(const char* application, StoredTraceSettings& settings) {
-    bool opened = false;
+    char path[260];
+    snprintf(path, sizeof path, "%s\\%s", REGPATH_DBGTRACE, application);
+    Found found = Found::nothing;
     try {
-        CRegistry registry;
-        opened = readFrom(registry, application, settings);
+        readExisting(path, settings, found);
+        if (found == Found::registry && !create(path, settings)) {
+            found = Found::nothing;
+        }
     } catch (int) {
         // The tree could not be saved, which has been printed. What was read counts.
     }
-    return opened;
+    return found != Found::nothing;
 }
 
 TraceSettings resolveSettings(const StoredTraceSettings& stored) {

@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "runtime/Registry.h"
 #include "runtime/RingBufferFile.h"
 #include "tests/support/FixedClock.h"
 #include "tests/support/QuietDebug.h"
@@ -401,6 +402,26 @@ TEST_F(DebugRegistry, GainsTheKeyOfTheApplication) {
     EXPECT_EQ(debug.m_bActive, 1U);
     EXPECT_THAT(TraceFile(directory_.file("registry")).bytes(),
                 HasSubstr("[SOFTWARE]\n[Debug]\n[CIM_Provider]\n"));
+}
+
+TEST_F(DebugRegistry, KeepsWhatOthersHaveSavedWhenItGainsTheKey) {
+    std::ofstream(directory_.file("registry")) << "[HKEY_LOCAL_MACHINE]\n\n\n";
+    { CRegistry loaded; }
+    std::ofstream(directory_.file("registry")) << "[HKEY_LOCAL_MACHINE]\nsaved=d=1\n\n\n";
+    CDebug debug(TovQXObjectName);
+    EXPECT_EQ(debug.m_bActive, 1U);
+    EXPECT_EQ(TraceFile(directory_.file("registry")).bytes(),
+              "[HKEY_LOCAL_MACHINE]\nsaved=d=1\n[SOFTWARE]\n[Debug]\n[CIM_Provider]\n\n\n\n\n\n");
+}
+
+TEST_F(DebugRegistry, StartsWithDefaultsWhereItMayNotAddItsKey) {
+    std::ofstream(directory_.file("registry")) << "[HKEY_LOCAL_MACHINE]\n\n\n";
+    std::filesystem::create_directory(directory_.file("registry.new"));
+    CDebug debug(TovQXObjectName);
+    EXPECT_EQ(debug.m_bActive, 1U);
+    EXPECT_EQ(DebugTestAccess::switches(debug).level, 255U);
+    EXPECT_EQ(file().size(), 10 * kUnit);
+    EXPECT_THAT(console_.messages(), Contains(HasSubstr("CRegistry: ERROR: Cannot open")));
 }
 
 TEST_F(DebugRegistry, MayBeBeyondSaving) {
