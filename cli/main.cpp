@@ -228,6 +228,11 @@ void addRegistry(CLI::App& app, CommandLine& line) {
     import->add_option("FILE", arguments.file, "- for standard input")->required();
 }
 
+void addDoctor(CLI::App& app, CommandLine& line) {
+    app.add_subcommand("doctor", "what the library needs, and how to mend what is missing")
+        ->callback([&line] { line.command = [] { return runDoctor(); }; });
+}
+
 // The command, or the failure it ends in.
 Answer runCommand(const CommandLine& line) {
     try {
@@ -279,6 +284,7 @@ int run(int argc, char** argv) {
     addWatch(app, line);
     addTrace(app, line);
     addRegistry(app, line);
+    addDoctor(app, line);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -1,0 +1,263 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include "cli/Commands.h"
+#include "cli/EnvironmentCheck.h"
+#include "cli/Failure.h"
+#include "cli/Finding.h"
+#include "cli/Printable.h"
+#include "cli/RegistryCheck.h"
+#include "cli/RegistryEntries.h"
+#include "cli/RegistryFile.h"
+#include "runtime/Debug.h"
+#include "runtime/Version.h"
+#include "transport/AgentSocket.h"
+
+namespace varnockctl {
+namespace {
+
+using State = Finding::State;
+
+// Its positions have 32 bits.
+constexpr std::uint64_t largestTraceFile = std::numeric_limits<std::int32_t>::max();
+
+const char* nameOf(State state) {
+    return state == State::ok ? "ok" : state == State::note ? "note" : "problem";
+}
+
+// 0, or the error with which this user may not do that.
+int accessError(const std::string& path, int mode) {
+    return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0 ? 0 : errno;
+}
+
+std::string directoryOf(const std::string& path) {
+    return path.substr(0, path.rfind('/'));
+}
+
+/// Looks at one thing after the other.
+class Doctor {
+  public:
+    Answer run();
+
+  private:
+    void look();
+    void lookAtSocket(const std::string& path, const char* purpose);
+    void lookAtRegistry();
+    void lookAtSaving();
+    void lookAtTrace();
+    void lookAtTraceFile(const std::string& path, std::uint64_t size);
+    void lookAtTraceSpace(const std::string& path, std::uint64_t size);
+    void lookAtEnvironment();
+
+    void add(const char* check, State state, const std::string& text,
+             const std::string& mend = {}) {
+        findings_.push_back({check, state, text, mend});
+    }
+    unsigned int traceNumber(const char* variable, const char* name, unsigned int byDefault);
+
+    std::vector<Finding> findings_;
+    bool hasRegistry_ = false;
+    CRegistryNode registry_;
+};
+
+void Doctor::look() {
+    lookAtSocket(RequestSocketPath(), "requests");
+    lookAtSocket(EventSocketPath(), "events");
+    lookAtRegistry();
+    lookAtTrace();
+    lookAtEnvironment();
+}
+
+void Doctor::lookAtSocket(const std::string& path, const char* purpose) {
+    const int error = ProbeAgentSocket(path);
+    if (error == 0) {
+        add("agent", State::ok, "takes " + std::string(purpose) + " at " + path);
+        return;
+    }
+    const bool isRefused = error == EACCES || error == EPERM;
+    add("agent", State::problem,
+        "cannot be reached for " + std::string(purpose) + " at " + path + ": " + strerror(error),
+        isRefused ? "run as a user who may open this socket"
+                  : "start the management agent, or for a trial: varnock-agent serve --host; where "
+                    "its sockets stand elsewhere, set QX_RAGD_SOCKET_DIR to their directory");
+}
+
+void Doctor::lookAtRegistry() {
+    const std::string path = systemFile("registry");
+    try {
+        const RegistryFile file = readRegistryFile();
+        parseRegistry(file.text, registry_);
+        hasRegistry_ = true;
+        const auto problems = checkRegistry(file.text);
+        if (file.isBackup) {
+            add("registry", State::problem, path + " is missing; " + file.path + " is read instead",
+                "cp " + file.path + " " + path);
+        } else if (!problems.empty()) {
+            add("registry", State::problem,
+                path + ":" + std::to_string(problems[0].line) + ": " + problems[0].problem +
+                    (problems.size() > 1 ? ", and more" : ""),
+                "varnockctl registry check names every line; mend these in an editor");
+        } else {
+            add("registry", State::ok, path + " is readable");
+        }
+        lookAtSaving();
+    } catch (const Failure& failure) {
+        const std::string smallest =
+            "mkdir -p " + directoryOf(path) + " && printf '[HKEY_LOCAL_MACHINE]\\n\\n\\n' >" + path;
+        add("registry", State::problem, failure.what(),
+            failure.status() == ExitStatus::permission ? "as its owner: chmod 644 " + path
+            : failure.status() == ExitStatus::notAvailable
+                ? "install one; the smallest is made by: " + smallest
+                : "remove that, and install one");
+    }
+}
+
+void Doctor::lookAtSaving() {
+    const std::string path = systemFile("registry.new");
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        add("registry", State::problem, "cannot be saved: " + path + " is in the way",
+            "remove " + path);
+    } else if (const int error = accessError(directoryOf(path), W_OK | X_OK)) {
+        add("registry", State::note,
+            "this user cannot save it: " + directoryOf(path) + ": " + strerror(error),
+            "change the registry as a user who may write to this directory");
+    }
+}
+
+// As the library settles it: environment, registry, default.
+unsigned int Doctor::traceNumber(const char* variable, const char* name, unsigned int byDefault) {
+    const std::string path =
+        std::string("HKEY_LOCAL_MACHINE\\") + REGPATH_DBGTRACE + "\\" + TovQXObjectName;
+    CRegistryNode* const key = findRegistryKey(registry_, path);
+    const auto stored =
+        key != nullptr && name != nullptr ? findRegistryValue(*key, path, name) : std::nullopt;
+    unsigned int number = ~0U;
+    if (stored && stored->type == REGISTRY_NUMBER) {
+        memcpy(&number, stored->data.data(), sizeof number);
+    }
+    unsigned int settled = 0;
+    Debug.SetConfiguredValue(variable, number, byDefault, &settled);
+    return settled;
+}
+
+void Doctor::lookAtTrace() {
+    if (!hasRegistry_) {
+        add("trace", State::problem, "goes to standard error alone, as there is no registry",
+            "mend the registry");
+        return;
+    }
+    const unsigned int factor =
+        std::min(traceNumber("TraceFileLimit", REGVAL_RINGBUF_FACTOR, 1), 2U);
+    const unsigned int weight =
+        traceNumber("QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", nullptr,
+                    traceNumber("QX_LOG_RINGBUF_WEIGHT", REGVAL_RINGBUF_WEIGHT, 10));
+    const std::uint64_t size =
+        std::uint64_t{factor * weight} * static_cast<std::uint64_t>(getpagesize()) * 256;
+    if (size == 0) {
+        add("trace", State::note, "goes to standard error alone, as its file is to have no size",
+            "unset TraceFileLimit and QX_LOG_RINGBUF_WEIGHT, or give them numbers above 0");
+        return;
+    }
+    if (size > largestTraceFile) {
+        add("trace", State::problem,
+            "its file is to have " + std::to_string(size) + " bytes; it cannot have more than " +
+                std::to_string(largestTraceFile),
+            "set QX_LOG_RINGBUF_WEIGHT to a smaller number");
+        return;
+    }
+    lookAtTraceFile(traceFilePath(), size);
+}
+
+void Doctor::lookAtTraceFile(const std::string& path, std::uint64_t size) {
+    const std::string other = "set QX_LOG_RINGBUF_DIR to a directory of this user's own";
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) {
+        const std::string directory = directoryOf(path);
+        if (access(directory.c_str(), F_OK) != 0) {
+            add("trace", State::problem, directory + ": " + strerror(errno),
+                "mkdir -p " + directory);
+        } else if (const int error = accessError(directory, W_OK | X_OK)) {
+            add("trace", State::problem, directory + ": " + strerror(error), other);
+        } else {
+            lookAtTraceSpace(path, size);
+        }
+    } else if (!S_ISREG(status.st_mode)) {
+        add("trace", State::problem,
+            path + (S_ISLNK(status.st_mode) ? " is a link, and links are not followed"
+                                            : " is not a regular file"),
+            "remove " + path);
+    } else if (const int error = accessError(path, R_OK | W_OK)) {
+        add("trace", State::problem, path + ": " + strerror(error), other);
+    } else {
+        add("trace", State::ok, path + " is writable");
+    }
+}
+
+void Doctor::lookAtTraceSpace(const std::string& path, std::uint64_t size) {
+    struct statvfs space {};
+    const std::uint64_t free = statvfs(directoryOf(path).c_str(), &space) == 0
+                                   ? std::uint64_t{space.f_bavail} * space.f_frsize
+                                   : size;
+    if (free < size) {
+        add("trace", State::problem,
+            directoryOf(path) + " has " + std::to_string(free) +
+                " bytes left, and the file takes " + std::to_string(size),
+            "make room, or set QX_LOG_RINGBUF_WEIGHT to a smaller number than now");
+    } else {
+        add("trace", State::ok, path + " is made when a program first loads the library");
+    }
+}
+
+void Doctor::lookAtEnvironment() {
+    std::vector<Finding> found = checkEnvironment(environ);
+    if (found.empty()) {
+        add("environment", State::ok, "nothing is wrong with the variables of the library");
+    }
+    findings_.insert(findings_.end(), found.begin(), found.end());
+}
+
+Answer Doctor::run() {
+    look();
+    Answer answer;
+    answer.shown = "findings";
+    auto& allocator = answer.document.GetAllocator();
+    Json rows(rapidjson::kArrayType);
+    for (const Finding& finding : findings_) {
+        Json row(rapidjson::kObjectType);
+        varnockctl::add(row, "check", finding.check, allocator);
+        varnockctl::add(row, "state", nameOf(finding.state), allocator);
+        varnockctl::add(row, "finding", finding.text, allocator);
+        varnockctl::add(row, "mend", finding.mend.empty() ? Json() : text(finding.mend, allocator),
+                        allocator);
+        rows.PushBack(row, allocator);
+        char begin[32];
+        snprintf(begin, sizeof begin, "%-8s %-12s ", nameOf(finding.state), finding.check.c_str());
+        answer.table += begin + printable(finding.text) + '\n';
+        if (!finding.mend.empty()) {
+            answer.table +=
+                std::string(strlen(begin), ' ') + "-> " + printable(finding.mend) + '\n';
+        }
+        answer.status = finding.state == State::problem ? ExitStatus::partial : answer.status;
+    }
+    answer.document.SetObject();
+    varnockctl::add(answer.document, "sound", Json(answer.status == ExitStatus::done), allocator);
+    varnockctl::add(answer.document, "findings", std::move(rows), allocator);
+    return answer;
+}
+
+}  // namespace
+
+Answer runDoctor() {
+    return Doctor().run();
+}
+
+}  // namespace varnockctl

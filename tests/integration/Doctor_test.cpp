@@ -1,0 +1,179 @@
+// varnockctl doctor.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/integration/LibraryFiles.h"
+#include "tests/support/ScriptedAgent.h"
+
+namespace varnock::test {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class Doctor : public testing::Test {
+  protected:
+    /// The agent of this test goes with the directory that it makes known in the environment.
+    ProcessResult doctor(std::vector<std::string> arguments = {}) const {
+        arguments.insert(arguments.begin(), "doctor");
+        return files_.varnockctl(arguments);
+    }
+    /// The lines of a report without the mends.
+    static std::vector<std::string> findingsOf(const ProcessResult& result) {
+        std::vector<std::string> findings;
+        for (const std::string& line : linesOf(result.out)) {
+            if (line.find("-> ") == line.npos) findings.push_back(line);
+        }
+        return findings;
+    }
+    std::string problem() const {
+        std::string found;
+        for (const std::string& line : findingsOf(doctor())) {
+            if (line.starts_with("problem")) found += line + "\n";
+        }
+        return found;
+    }
+
+    ScriptedAgent agent_;
+    LibraryFiles files_;
+};
+
+TEST_F(Doctor, FindsNothingWhereAllIsWell) {
+    const ProcessResult result = doctor();
+    EXPECT_EQ(result.status, 0) << result.out;
+    EXPECT_THAT(findingsOf(result),
+                ElementsAre(StartsWith("ok       agent        takes requests at "),
+                            StartsWith("ok       agent        takes events at "),
+                            "ok       registry     " + files_.file("registry") + " is readable",
+                            "ok       trace        " + files_.traceFile() +
+                                " is made when a program first loads the library",
+                            "ok       environment  nothing is wrong with the variables of the "
+                            "library"));
+    EXPECT_THAT(result.out, Not(HasSubstr("->")));
+    files_.host({"load"});
+    EXPECT_THAT(doctor().out, HasSubstr("trace        " + files_.traceFile() + " is writable\n"));
+}
+
+TEST_F(Doctor, EveryFormatHasTheSameFindings) {
+    files_.settings["QX_LOG_DEBUG_LEVEL"] = "few";
+    const ProcessResult json = doctor({"-o", "json"});
+    EXPECT_EQ(json.status, 7);
+    rapidjson::Document document;
+    document.Parse(json.out.c_str());
+    ASSERT_FALSE(document.HasParseError()) << json.out;
+    EXPECT_FALSE(document["sound"].GetBool());
+    ASSERT_EQ(document["findings"].Size(), 5U);
+    EXPECT_EQ(document["findings"][0]["check"], "agent");
+    EXPECT_EQ(document["findings"][0]["state"], "ok");
+    EXPECT_TRUE(document["findings"][0]["mend"].IsNull());
+    EXPECT_EQ(document["findings"][4]["state"], "problem");
+    EXPECT_EQ(document["findings"][4]["mend"],
+              "set QX_LOG_DEBUG_LEVEL to a decimal number, or unset it");
+    EXPECT_EQ(linesOf(doctor({"-o", "jsonl"}).out).size(), 5U);
+    const auto rows = linesOf(doctor({"-o", "csv"}).out);
+    ASSERT_EQ(rows.size(), 6U);
+    EXPECT_EQ(rows[0], "check,state,finding,mend");
+}
+
+TEST_F(Doctor, SaysThatNoAgentListens) {
+    files_.settings["QX_RAGD_SOCKET_DIR"] = files_.path();
+    const ProcessResult result = doctor();
+    EXPECT_EQ(result.status, 7);
+    EXPECT_THAT(result.out,
+                AllOf(HasSubstr("cannot be reached for requests at " + files_.file("ragdsj") +
+                                ": No such file or directory\n"),
+                      HasSubstr("cannot be reached for events at " + files_.file("ragdaj")),
+                      HasSubstr("-> start the management agent")));
+}
+
+TEST_F(Doctor, SaysWhatIsWrongWithTheRegistry) {
+    writeFile(files_.file("registry"), "[HKEY_LOCAL_MACHINE]\nwhat\nelse\n\n\n");
+    EXPECT_THAT(problem(), HasSubstr("registry:2: neither a key nor a value: the line is skipped, "
+                                     "and more\n"));
+    writeFile(files_.file("registry"), smallRegistry);
+    ASSERT_EQ(mkdir(files_.file("registry.new").c_str(), 0700), 0);
+    EXPECT_THAT(problem(), HasSubstr("cannot be saved: " + files_.file("registry.new")));
+    ASSERT_EQ(rmdir(files_.file("registry.new").c_str()), 0);
+    ASSERT_EQ(rename(files_.file("registry").c_str(), files_.file("registry.old").c_str()), 0);
+    EXPECT_THAT(problem(), HasSubstr("registry is missing; "));
+    ASSERT_EQ(mkdir(files_.file("registry").c_str(), 0700), 0);
+    EXPECT_THAT(problem(), AllOf(HasSubstr("registry: not a regular file"),
+                                 HasSubstr("trace        goes to standard error alone")));
+}
+
+TEST_F(Doctor, ItsSmallestRegistryIsGoodEnough) {
+    ASSERT_EQ(unlink(files_.file("registry").c_str()), 0);
+    const std::string report = doctor().out;
+    const std::size_t command = report.find("mkdir -p ");
+    ASSERT_NE(command, report.npos) << report;
+    ASSERT_EQ(runProcess({"sh", "-c", report.substr(command, report.find('\n', command) - command)})
+                  .status,
+              0);
+    EXPECT_EQ(doctor().status, 0) << doctor().out;
+    EXPECT_EQ(files_.varnockctl({"registry", "check"}).status, 0);
+}
+
+TEST_F(Doctor, SaysWhatIsWrongWithTheTraceFile) {
+    files_.settings["QX_LOG_RINGBUF_DIR"] = files_.file("logs");
+    EXPECT_THAT(problem(),
+                HasSubstr("trace        " + files_.file("logs") + ": No such file or directory\n"));
+    files_.settings.clear();
+    ASSERT_EQ(symlink("registry", files_.traceFile().c_str()), 0);
+    EXPECT_THAT(problem(), HasSubstr(files_.traceFile() + " is a link"));
+    ASSERT_EQ(unlink(files_.traceFile().c_str()), 0);
+    ASSERT_EQ(mkdir(files_.traceFile().c_str(), 0700), 0);
+    EXPECT_THAT(problem(), HasSubstr(files_.traceFile() + " is not a regular file"));
+    files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "-1";
+    EXPECT_THAT(problem(), HasSubstr("it cannot have more than 2147483647"));
+    files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "0";
+    const ProcessResult off = doctor();
+    EXPECT_EQ(off.status, 0);
+    EXPECT_THAT(off.out, HasSubstr("note     trace        goes to standard error alone"));
+}
+
+TEST_F(Doctor, TheTraceOfTheRegistryIsLookedAtUnlessTheEnvironmentSaysOtherwise) {
+    writeFile(files_.file("registry"),
+              "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Debug]\n[CIM_Provider]\n"
+              "RingBufferSizeWeight=d=0\n\n\n\n\n\n");
+    EXPECT_EQ(problem(), "");
+    EXPECT_THAT(doctor().out, HasSubstr("is made when a program first loads the library"));
+    const auto environment = files_.environment();
+    EXPECT_THAT(
+        runProcess({"env", "-u", "QX_LOG_RINGBUF_WEIGHT", VARNOCKCTL, "doctor"}, environment).out,
+        HasSubstr("goes to standard error alone, as its file is to have no size"));
+}
+
+TEST_F(Doctor, ChangesNothing) {
+    files_.host({"load"});
+    const std::string trace = readFile(files_.traceFile());
+    const std::string registry = readFile(files_.file("registry"));
+    doctor();
+    EXPECT_EQ(readFile(files_.traceFile()), trace);
+    EXPECT_EQ(readFile(files_.file("registry")), registry);
+}
+
+TEST_F(Doctor, TellsAUserWhatIsOnlyForOthers) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+    files_.host({"load"});
+    std::filesystem::permissions(files_.path(), std::filesystem::perms(0755));
+    const ProcessResult result = runProcess(
+        {"setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups", VARNOCKCTL, "doctor"},
+        files_.environment());
+    EXPECT_EQ(result.status, 7);
+    EXPECT_THAT(
+        result.out,
+        AllOf(HasSubstr("note     registry     this user cannot save it"),
+              HasSubstr("problem  trace        " + files_.traceFile() + ": Permission denied\n"),
+              HasSubstr("-> set QX_LOG_RINGBUF_DIR to a directory of this user's own\n")));
+}
+
+}  // namespace
+}  // namespace varnock::test
