@@ -2,7 +2,10 @@
 
 #include <stdio.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <string>
 
 #include "runtime/Cancellation.h"
 
@@ -25,5 +28,15 @@ inline bool closeWritten(FileStream stream) {
     const CancellationGuard wholeClose;
     return fclose(stream.release()) == 0;
 }
+
+/// Opens an existing file as fopen(path, mode) does; null, with errno, for what is no regular file:
+/// to open a pipe would wait for its other end, and a device may have none.
+FileStream openRegularFile(const char* path, const char* mode);
+
+/// Writes all of it to a descriptor; false with errno when no byte goes any further.
+bool writeAt(int file, const char* data, std::size_t length, std::int64_t offset);
+
+/// Puts the names in a directory on the disk; false when that fails.
+bool syncDirectory(const std::string& directory);
 
 }  // namespace varnock

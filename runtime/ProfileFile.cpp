@@ -246,58 +246,85 @@ class EditSearch {
     std::size_t end_ = 0;
 };
 
-/// The file that a change is made in: a copy beside the original that takes its place when all has
-/// been written, so that neither a full disk nor a kill leaves half a file. Where no copy can be
+/// A file in the making beside the one whose name it is to take, so that neither a full disk nor a
+/// kill leaves half a file. Removed unless it takes the name.
+class NewFile {
+  public:
+    explicit NewFile(const std::string& target) : target_(target), name_(target + ".XXXXXX") {
+        varnock::FileDescriptor descriptor(mkostemp(name_.data(), O_CLOEXEC));
+        if (!descriptor) return;
+        stream_.reset(fdopen(descriptor.get(), "r+e"));
+        if (stream_) descriptor.release();
+        isThere_ = true;
+    }
+    ~NewFile() {
+        if (isThere_) unlink(name_.c_str());
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    /// Null when none can be made.
+    FILE* stream() const { return stream_.get(); }
+    /// Puts on the disk what was written.
+    bool finish() {
+        return fflush(stream_.get()) == 0 && fsync(fileno(stream_.get())) == 0 &&
+               varnock::closeWritten(std::move(stream_));
+    }
+    /// Takes the target's place. REQUIRES: finish().
+    bool replaceTarget() { return took(rename(name_.c_str(), target_.c_str())); }
+    /// Takes the target's name unless there is a file of this name. REQUIRES: finish().
+    bool becomeTarget() {
+        return took(
+            renameat2(AT_FDCWD, name_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE));
+    }
+
+  private:
+    bool took(int result) {
+        if (result != 0) return false;
+        isThere_ = false;
+        const std::size_t slash = target_.rfind('/');
+        varnock::syncDirectory(slash != target_.npos ? target_.substr(0, slash + 1) : ".");
+        return true;
+    }
+
+    std::string target_;
+    std::string name_;
+    FileStream stream_;
+    bool isThere_ = false;
+};
+
+/// The file that a change is made in: a copy that takes the original's place. Where no copy can be
 /// made, the original itself.
 class EditedFile {
   public:
-    explicit EditedFile(const char* fileName) {
-        original_.reset(fopen(fileName, "r+e"));
+    explicit EditedFile(const char* fileName)
+        : original_(varnock::openRegularFile(fileName, "r+e")) {
         if (!original_) return;
         const std::unique_ptr<char, decltype(&free)> resolved(realpath(fileName, nullptr), free);
         if (resolved) makeCopy(resolved.get());
     }
-    ~EditedFile() {
-        if (!copyName_.empty()) unlink(copyName_.c_str());
-    }
-    EditedFile(const EditedFile&) = delete;
-    EditedFile& operator=(const EditedFile&) = delete;
 
     bool isOpen() const { return original_ != nullptr; }
     /// False when there is no room for a copy: then there is none for the change either.
     bool isReady() const { return !isFull_; }
-    FILE* stream() const { return copy_ ? copy_.get() : original_.get(); }
+    FILE* stream() const { return copy_ ? copy_->stream() : original_.get(); }
 
     /// Makes the change the file's contents.
     bool commit() {
         if (!copy_) return varnock::closeWritten(std::move(original_));
-        if (fflush(copy_.get()) != 0 || fsync(fileno(copy_.get())) != 0) return false;
-        if (!varnock::closeWritten(std::move(copy_))) return false;
-        if (rename(copyName_.c_str(), targetName_.c_str()) != 0) return false;
-        copyName_.clear();
-        return true;
+        return copy_->finish() && copy_->replaceTarget();
     }
 
   private:
     void makeCopy(const char* target) {
-        std::string name = std::string(target) + ".XXXXXX";
-        varnock::FileDescriptor descriptor(mkostemp(name.data(), O_CLOEXEC));
-        if (!descriptor) return;
-        targetName_ = target;
-        copyName_ = name;
+        copy_.emplace(target);
+        const int descriptor = copy_->stream() != nullptr ? fileno(copy_->stream()) : -1;
         struct stat status {};
-        const bool alike = fstat(fileno(original_.get()), &status) == 0 &&
-                           fchown(descriptor.get(), status.st_uid, status.st_gid) == 0 &&
-                           fchmod(descriptor.get(), status.st_mode & 07777U) == 0;
-        isFull_ = alike && !copyContents(descriptor.get());
-        if (alike && !isFull_) {
-            copy_.reset(fdopen(descriptor.get(), "r+e"));
-            if (copy_) descriptor.release();
-        }
-        if (!copy_) {
-            unlink(copyName_.c_str());
-            copyName_.clear();
-        }
+        const bool alike = descriptor >= 0 && fstat(fileno(original_.get()), &status) == 0 &&
+                           fchown(descriptor, status.st_uid, status.st_gid) == 0 &&
+                           fchmod(descriptor, status.st_mode & 07777U) == 0;
+        isFull_ = alike && !copyContents(descriptor);
+        if (!alike || isFull_) copy_.reset();
     }
 
     bool copyContents(int target) const {
@@ -307,16 +334,14 @@ class EditedFile {
         for (;;) {
             const ssize_t got = pread(source, buffer, sizeof buffer, offset);
             if (got <= 0) return got == 0;
-            if (pwrite(target, buffer, static_cast<std::size_t>(got), offset) != got) return false;
+            if (!varnock::writeAt(target, buffer, static_cast<std::size_t>(got), offset)) return false;
             offset += got;
         }
     }
 
     FileStream original_;
-    FileStream copy_;
+    std::optional<NewFile> copy_;
     bool isFull_ = false;
-    std::string targetName_;
-    std::string copyName_;
 };
 
 // After a failure: what is still in the buffer must not reach the file at its closing.
@@ -359,17 +384,27 @@ int traceAppendError() {
     return 0;
 }
 
-int createFile(const char* section, const char* key, const char* value, const char* fileName) {
+int appendToFile(const char* section, const char* key, const char* value, const char* fileName) {
     FileStream file(fopen(fileName, "ae"));
     if (!file) return traceAppendError();
     const Edit edit{Edit::Kind::appendSection, 0, 0, false};
     const bool written =
         fchmod(fileno(file.get()), 0644) == 0 && writeAtEnd(file.get(), edit, section, key, value);
-    if (!varnock::closeWritten(std::move(file)) || !written) {
-        unlink(fileName);
+    return varnock::closeWritten(std::move(file)) && written ? 1 : 0;
+}
+
+int createFile(const char* section, const char* key, const char* value, const char* fileName) {
+    NewFile file(fileName);
+    // A directory without the right to make a file in tells so, and a name that is too long for the
+    // longer one still has a chance.
+    if (file.stream() == nullptr) return appendToFile(section, key, value, fileName);
+    const Edit edit{Edit::Kind::appendSection, 0, 0, false};
+    if (fchmod(fileno(file.stream()), 0644) != 0 ||
+        !writeAtEnd(file.stream(), edit, section, key, value) || !file.finish()) {
         return 0;
     }
-    return 1;
+    // There is a file by now, or a link that leads nowhere yet.
+    return file.becomeTarget() ? 1 : appendToFile(section, key, value, fileName);
 }
 
 int changeFile(const char* section, const char* key, const char* value, const char* fileName) {
@@ -395,7 +430,7 @@ unsigned int CSysBase::GetPrivateProfileString(const char* section, const char* 
     out[0] = '\0';
     if (size == 1) return 0;
     Result result(out, size);
-    const FileStream file(fopen(fileName, "re"));
+    const FileStream file = varnock::openRegularFile(fileName, "re");
     if (!file) {
         traceAt(4, "GetPrivateProfileString: Cannot open %s\n", fileName);
         out[1] = '\0';

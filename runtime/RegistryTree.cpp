@@ -85,16 +85,6 @@ void trace(const CRegistryNode::Warnings& warnings) {
     for (const std::string& warning : warnings) varnock::traceAt(1, "%s", warning.c_str());
 }
 
-// Null for what is no file of text, too: to open a pipe would wait for its other end.
-FileStream openForReading(const char* path) {
-    FileDescriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
-    FileStream stream(fdopen(file.get(), "re"));
-    if (stream) file.release();
-    return stream;
-}
-
 void removeAll() {
     while (CRegistry::MRoot.entries() > 0) {
         const char* name = nullptr;
@@ -107,7 +97,7 @@ void removeAll() {
 // False when the file cannot be read to its end; nothing of it stays in the tree then, since a part
 // of a tree must never replace the file.
 bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
-    const FileStream file = openForReading(path);
+    const FileStream file = varnock::openRegularFile(path, "re");
     if (!file) return false;
     CRegistry::MRoot.restore(file.get(), warnings);
     if (ferror(file.get()) == 0) return true;
@@ -158,12 +148,6 @@ FileStream openNewFile() {
     }
 }
 
-bool syncDirectory() {
-    const FileDescriptor directory(
-        open(varnock::systemDirectory().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return directory && fsync(directory.get()) == 0;
-}
-
 // Keeps the file before as the backup. A link leaves the name "registry" in place all the time.
 bool keepBackup() {
     if (access(currentPath, F_OK) != 0) return true;
@@ -183,7 +167,7 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
     const bool written =
         dumpTree(file, warnings) && fchmod(fileno(file), fileMode) == 0 && fsync(fileno(file)) == 0;
     if (written && keepBackup() && rename(newPath, currentPath) == 0) {
-        syncDirectory();
+        varnock::syncDirectory(varnock::systemDirectory());
         return true;
     }
     const int error = errno;
@@ -250,7 +234,9 @@ struct UpdatingMark {
 // Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
 // Until it is whole there is none.
 bool reload(LoadResult& result) {
-    if (!openForReading(currentPath) && !openForReading(backupPath)) return false;
+    if (!varnock::openRegularFile(currentPath, "re") && !varnock::openRegularFile(backupPath, "re")) {
+        return false;
+    }
     isSetup().store(0);
     removeAll();
     return restoreTree(result);

@@ -15,6 +15,7 @@
 #include <new>
 
 #include "runtime/Cancellation.h"
+#include "runtime/FileStream.h"
 
 namespace varnock {
 namespace {
@@ -107,24 +108,6 @@ std::string_view withoutNewline(const char* text) {
 std::int64_t roundUpToRecords(std::int64_t length) {
     constexpr std::int64_t kRecord = RingBufferFile::kRecordSize;
     return (length + kRecord - 1) / kRecord * kRecord;
-}
-
-/// Writes all of it; false with errno when no byte goes any further.
-bool writeAt(int file, const char* data, std::size_t length, std::int64_t offset) {
-    while (length > 0) {
-        const ssize_t written = pwrite(file, data, length, offset);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            errno = written == 0 ? ENOSPC : errno;
-            return false;
-        }
-        data += written;
-        length -= static_cast<std::size_t>(written);
-        offset += written;
-    }
-    return true;
 }
 
 /// Makes sure that every byte of the range has its place on the disk: a store into a hole of a full
