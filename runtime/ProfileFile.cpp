@@ -171,7 +171,7 @@ class EditSearch {
     EditSearch(const char* section, const char* key, const char* value)
         : section_(section), key_(key), value_(value) {}
 
-    /// False when the file is too large for the offsets.
+    /// False when the file is too large for the offsets, or cannot be read to its end.
     bool run(FILE* file, Edit& edit) {
         LineReader line(file);
         bool keepOffset = false;
@@ -189,7 +189,7 @@ class EditSearch {
             if (!keepOffset && take(line.text(), edit)) return true;
         }
         atEnd(end_, edit);
-        return true;
+        return ferror(file) == 0;
     }
 
   private:
@@ -334,7 +334,8 @@ class EditedFile {
         for (;;) {
             const ssize_t got = pread(source, buffer, sizeof buffer, offset);
             if (got <= 0) return got == 0;
-            if (!varnock::writeAt(target, buffer, static_cast<std::size_t>(got), offset)) return false;
+            if (!varnock::writeAt(target, buffer, static_cast<std::size_t>(got), offset))
+                return false;
             offset += got;
         }
     }
@@ -362,7 +363,7 @@ bool writeAtEnd(FILE* file, const Edit& edit, const char* section, const char* k
     const bool existing = edit.kind == Edit::Kind::append;
     const bool missingNewline = existing && !endsInNewline(file);
     const std::optional<std::size_t> size = fileSize(file);
-    if (!size || fseek(file, 0, SEEK_END) != 0) return false;
+    if (!size || ferror(file) != 0 || fseek(file, 0, SEEK_END) != 0) return false;
     const bool opened =
         existing ? !missingNewline || writeText(file, "\n")
                  : writeText(file, "\n[") && writeText(file, section) && writeText(file, "]\n\n");

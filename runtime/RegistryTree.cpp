@@ -141,9 +141,12 @@ FileStream openNewFile() {
             open(newPath, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, newFileMode));
         if (!file || flock(file.get(), LOCK_EX) != 0) return nullptr;
         if (!isStillAt(file, newPath)) continue;
-        if (ftruncate(file.get(), 0) != 0) return nullptr;
-        FileStream stream(fdopen(file.get(), "we"));
-        if (stream) file.release();
+        FileStream stream(ftruncate(file.get(), 0) == 0 ? fdopen(file.get(), "we") : nullptr);
+        if (stream) {
+            file.release();
+        } else {
+            unlink(newPath);
+        }
         return stream;
     }
 }
@@ -234,7 +237,8 @@ struct UpdatingMark {
 // Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
 // Until it is whole there is none.
 bool reload(LoadResult& result) {
-    if (!varnock::openRegularFile(currentPath, "re") && !varnock::openRegularFile(backupPath, "re")) {
+    if (!varnock::openRegularFile(currentPath, "re") &&
+        !varnock::openRegularFile(backupPath, "re")) {
         return false;
     }
     isSetup().store(0);

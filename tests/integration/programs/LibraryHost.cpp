@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "runtime/Debug.h"
+#include "runtime/ProfileFile.h"
 #include "runtime/Registry.h"
 
 namespace {
@@ -93,28 +94,44 @@ int useInForkedChild() {
     return failures;
 }
 
+/// Does what saves the registry, and tells how it went.
+template <typename Saving>
+int saved(const char* done, Saving saving) {
+    try {
+        saving();
+    } catch (int) {
+        puts("not saved");
+        return 1;
+    }
+    puts(done);
+    return 0;
+}
+
 // "change NAME TIMES": counts two values of a key up together.
-int change(const char* name, unsigned int times) {
+void change(const char* name, unsigned int times) {
     for (unsigned int i = 1; i <= times; ++i) {
-        CRegistry::UpdateTree([&] {
+        const bool found = CRegistry::UpdateTree([&] {
             CRegistry key;
             key.CreateKey(CRegistry::MLocalMachine, (std::string(product) + "\\" + name).c_str());
             return key.SetValue("first", i) == 0 && key.SetValue("second", i) == 0;
         });
+        if (!found) throw int{0};
     }
-    puts("changed");
-    return 0;
 }
 
 // "save NAME TIMES": the same as callers do it who know of no other process.
-int save(const char* name, unsigned int times) {
+void save(const char* name, unsigned int times) {
     for (unsigned int i = 1; i <= times; ++i) {
         CRegistry key;
         key.CreateKey(CRegistry::MLocalMachine, (std::string(product) + "\\" + name).c_str());
         key.SetValue("first", i);
         key.SetValue("second", i);
     }
-    puts("saved");
+}
+
+// "profile FILE SECTION KEY VALUE": sets a key of a profile file; without VALUE, deletes it.
+int profile(const char* file, const char* section, const char* key, const char* value) {
+    printf("%d\n", WritePrivateProfileString(section, key, value, file));
     return 0;
 }
 
@@ -151,8 +168,13 @@ int main(int argc, char** argv) {
     }
     if (task == "exit") return endWhileThreadsTrace();
     if (task == "fork") return useInForkedChild();
-    if (task == "change" && argc == 4) return change(argv[2], numberAt(argv, 3));
-    if (task == "save" && argc == 4) return save(argv[2], numberAt(argv, 3));
+    if (task == "change" && argc == 4)
+        return saved("changed", [&] { change(argv[2], numberAt(argv, 3)); });
+    if (task == "save" && argc == 4)
+        return saved("saved", [&] { save(argv[2], numberAt(argv, 3)); });
+    if (task == "profile" && (argc == 5 || argc == 6)) {
+        return profile(argv[2], argv[3], argv[4], argv[5]);
+    }
     if (task == "die" && argc == 3) return die(numberAt(argv, 2));
     return 2;
 }

@@ -1,0 +1,227 @@
+// What is left of the registry and of profile files when a change of theirs is cut short.
+#include <errno.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <set>
+
+#include "tests/integration/LibraryFiles.h"
+#include "tests/support/TracedProcess.h"
+
+namespace varnock::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+using Calls = std::vector<FileCall>;
+
+const std::string missing = "(no file)";
+
+/// A change of a file by the host program.
+struct Change {
+    const char* name;
+    std::vector<std::string> arguments;  ///< "FILE" is the path of the file
+    std::string file;
+    std::string before;
+};
+
+void PrintTo(const Change& change, std::ostream* out) {
+    *out << change.name;
+}
+
+// Both are written in several pieces.
+std::string largeRegistry(const std::string& settings) {
+    std::string text = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n" + settings + "[Large]\n";
+    for (int i = 0; i < 2000; ++i) {
+        text += std::to_string(i + 1'000'000) + "=s=" + std::string(60, 'r') + "\n";
+    }
+    return text + "\n\n\n\n";
+}
+
+std::string largeProfile() {
+    std::string text = "; a comment\n[first]\n\na=1\nkey=old\nb=2\n\n[large]\n\n";
+    for (int i = 0; i < 500; ++i) {
+        text += "key" + std::to_string(i) + "=" + std::string(40, 'p') + "\n";
+    }
+    return text + "\n[last]\n\nz=26\n";
+}
+
+std::vector<Change> changes() {
+    const std::string settings = "[Debug]\n[CIM_Provider]\n\n\n";
+    const std::string longer(3000, 'n');
+    return {
+        {"LibraryLoad", {"load"}, "registry", largeRegistry("")},
+        {"RegistrySave", {"save", "Name", "1"}, "registry", largeRegistry(settings)},
+        {"RegistryUpdate", {"change", "Name", "1"}, "registry", largeRegistry(settings)},
+        {"ProfileValue", {"profile", "FILE", "first", "key", "new"}, "test.ini", largeProfile()},
+        {"ProfileLongerValue",
+         {"profile", "FILE", "first", "a", longer},
+         "test.ini",
+         largeProfile()},
+        {"ProfileDeletion", {"profile", "FILE", "first", "key"}, "test.ini", largeProfile()},
+        {"ProfileKey", {"profile", "FILE", "last", "new", "1"}, "test.ini", largeProfile()},
+        {"ProfileSection", {"profile", "FILE", "new", "key", "1"}, "test.ini", largeProfile()},
+        {"ProfileFile", {"profile", "FILE", "new", "key", longer}, "test.ini", missing},
+    };
+}
+
+class PowerCut : public testing::TestWithParam<Change> {
+  protected:
+    // The calls on other files than the one in question are none of the test.
+    PowerCut() {
+        files_.settings["QX_LOG_RINGBUF_DIR"] = others_.path();
+        if (isRegistry()) return;
+        files_.settings["QX_SYSTEM_DIR"] = others_.path();
+        writeFile(others_.file("registry"), smallRegistry);
+        runProcess({LIBRARY_HOST_STATIC, "load"}, files_.environment());
+    }
+    void SetUp() override {
+        if (!mayTrace()) GTEST_SKIP() << "no process may be traced here";
+        reference_ = run([](std::size_t, const FileCall&) { return Fate{}; });
+        ASSERT_EQ(reference_.status, 0) << reference_.err;
+        after_ = left();
+        ASSERT_NE(after_, GetParam().before);
+        ASSERT_GT(reference_.calls.size(), 5U);
+    }
+
+    bool isRegistry() const { return GetParam().file == "registry"; }
+    std::string file(const std::string& name) const { return files_.file(name); }
+
+    /// Runs the change on a fresh directory.
+    TracedResult run(const std::function<Fate(std::size_t, const FileCall&)>& decide) {
+        for (const auto& entry : std::filesystem::directory_iterator(files_.path())) {
+            std::filesystem::remove(entry);
+        }
+        if (GetParam().before != missing) writeFile(file(GetParam().file), GetParam().before);
+        std::vector<std::string> command{LIBRARY_HOST_STATIC};
+        for (const std::string& word : GetParam().arguments) {
+            command.push_back(word == "FILE" ? file(GetParam().file) : word);
+        }
+        return runTraced(command, files_.environment(), files_.path(), decide);
+    }
+    TracedResult runWith(std::size_t place, Fate fate) {
+        return run([=](std::size_t n, const FileCall&) { return n == place ? fate : Fate{}; });
+    }
+
+    /// What the next user of the file reads.
+    std::string left() const {
+        for (const std::string& name : {GetParam().file, GetParam().file + ".old"}) {
+            if (access(file(name).c_str(), F_OK) == 0) return readFile(file(name));
+        }
+        return missing;
+    }
+    /// The tree or file before the change, or the one after it: whole, and good for the next start.
+    void expectOldOrNew() {
+        const std::string found = left();
+        EXPECT_TRUE(found == GetParam().before || found == after_) << found.substr(0, 200);
+        if (!isRegistry()) return;
+        if (access(file("registry.old").c_str(), F_OK) == 0) {
+            EXPECT_EQ(readFile(file("registry.old")), GetParam().before);
+        }
+        const ProcessResult next = runProcess({LIBRARY_HOST_STATIC, "load"}, files_.environment());
+        EXPECT_EQ(next.status, 0);
+        EXPECT_EQ(next.out, "loaded\n");
+        EXPECT_THAT(next.err, Not(HasSubstr("CRegistry: ERROR")));
+        EXPECT_TRUE(left() == GetParam().before || left() == after_);
+    }
+    std::string described(std::size_t place) const {
+        const FileCall& call = reference_.calls[place];
+        return std::to_string(place) + ": " + call.name + " " + call.path + " " + call.other;
+    }
+
+    LibraryFiles files_;
+    TemporaryDirectory others_;
+    TracedResult reference_;
+    std::string after_;
+};
+
+TEST_P(PowerCut, LeavesTheOldOrTheNewWhereverItComes) {
+    std::set<std::string> seen;
+    for (std::size_t place = 0; place < reference_.calls.size(); ++place) {
+        if (!reference_.calls[place].changes) continue;
+        SCOPED_TRACE(described(place));
+        EXPECT_EQ(runWith(place, {Fate::Kind::killed, 0}).status, 128 + SIGKILL);
+        seen.insert(left());
+        expectOldOrNew();
+        if (HasFailure()) return;
+    }
+    EXPECT_EQ(seen.size(), 2U);
+}
+
+TEST_P(PowerCut, AFailingCallLeavesTheOldOrTheNewAndNoRest) {
+    std::set<std::string> seen;
+    for (std::size_t place = 0; place < reference_.calls.size(); ++place) {
+        SCOPED_TRACE(described(place));
+        const int error = reference_.calls[place].changes ? ENOSPC : EIO;
+        const TracedResult result = runWith(place, {Fate::Kind::failing, error});
+        EXPECT_LE(result.status, 1) << result.err;
+        seen.insert(left());
+        // Whoever asks for the change learns how it went.
+        EXPECT_NE(result.out, "");
+        if (GetParam().arguments[0] != "load") {
+            EXPECT_EQ(left() == after_, result.out == reference_.out) << result.out;
+        }
+        for (const auto& entry : std::filesystem::directory_iterator(files_.path())) {
+            const std::string name = entry.path().filename();
+            // A new file that cannot be locked may be another writer's.
+            EXPECT_TRUE(name == "registry" || name == "registry.old" || name == "test.ini" ||
+                        reference_.calls[place].name == "flock")
+                << name;
+        }
+        expectOldOrNew();
+    }
+    EXPECT_EQ(seen.size(), 2U);
+}
+
+TEST_P(PowerCut, AWriteThatTakesAPartIsFinished) {
+    bool any = false;
+    for (std::size_t place = 0; place < reference_.calls.size(); ++place) {
+        if (reference_.calls[place].name.find("write") == std::string::npos) continue;
+        any = true;
+        SCOPED_TRACE(described(place));
+        const TracedResult result = runWith(place, {Fate::Kind::halfDone, 0});
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_GT(result.calls.size(), reference_.calls.size());
+        EXPECT_EQ(left(), after_);
+    }
+    EXPECT_TRUE(any);
+}
+
+// A kill leaves what the process has written; a power cut only what was put on the disk.
+TEST_P(PowerCut, TheDataIsOnTheDiskBeforeTheNameAndTheNameBeforeTheEnd) {
+    const Calls& calls = reference_.calls;
+    const auto placed = std::find_if(calls.begin(), calls.end(), [&](const FileCall& call) {
+        return call.name.starts_with("rename") && call.other == file(GetParam().file);
+    });
+    ASSERT_NE(placed, calls.end());
+    const auto isData = [&](const FileCall& call) {
+        return call.path == placed->path &&
+               (call.name.find("write") != std::string::npos || call.name == "ftruncate" ||
+                call.name == "fallocate" || call.name == "fchmod");
+    };
+    const auto synced = std::find_if(calls.begin(), placed, [&](const FileCall& call) {
+        return call.path == placed->path && call.name == "fsync";
+    });
+    ASSERT_NE(synced, placed);
+    EXPECT_GT(std::count_if(calls.begin(), synced, isData), 0);
+    EXPECT_EQ(std::count_if(synced, calls.end(), isData), 0);
+    EXPECT_EQ(std::count_if(placed, calls.end(),
+                            [&](const FileCall& call) {
+                                return call.name == "fsync" && call.path == files_.path();
+                            }),
+              1);
+    EXPECT_TRUE(std::all_of(calls.begin(), calls.end(), [](const FileCall& call) {
+        return call.name != "fsync" || call.result == 0;
+    }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, PowerCut, testing::ValuesIn(changes()),
+                         [](const auto& change) { return change.param.name; });
+
+}  // namespace
+}  // namespace varnock::test
