@@ -145,7 +145,9 @@ FileStream openNewFile() {
         if (stream) {
             file.release();
         } else {
+            const int error = errno;
             unlink(newPath);
+            errno = error;
         }
         return stream;
     }

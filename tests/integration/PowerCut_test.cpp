@@ -37,7 +37,7 @@ void PrintTo(const Change& change, std::ostream* out) {
 // Both are written in several pieces.
 std::string largeRegistry(const std::string& settings) {
     std::string text = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n" + settings + "[Large]\n";
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 1100; ++i) {
         text += std::to_string(i + 1'000'000) + "=s=" + std::string(60, 'r') + "\n";
     }
     return text + "\n\n\n\n";
@@ -129,6 +129,17 @@ class PowerCut : public testing::TestWithParam<Change> {
         EXPECT_THAT(next.err, Not(HasSubstr("CRegistry: ERROR")));
         EXPECT_TRUE(left() == GetParam().before || left() == after_);
     }
+    /// A start says nothing of its save, and in a file that cannot be opened there is nothing to
+    /// delete, so that this is done.
+    bool isUnasked(std::size_t place) const {
+        const auto firstRead = std::find_if(
+            reference_.calls.begin(), reference_.calls.end(),
+            [](const FileCall& call) { return call.name.find("read") != std::string::npos; });
+        return GetParam().arguments[0] == "load" ||
+               (GetParam().name == std::string("ProfileDeletion") &&
+                reference_.calls.begin() + static_cast<std::ptrdiff_t>(place) < firstRead &&
+                reference_.calls[place].path == file(GetParam().file));
+    }
     std::string described(std::size_t place) const {
         const FileCall& call = reference_.calls[place];
         return std::to_string(place) + ": " + call.name + " " + call.path + " " + call.other;
@@ -163,7 +174,7 @@ TEST_P(PowerCut, AFailingCallLeavesTheOldOrTheNewAndNoRest) {
         seen.insert(left());
         // Whoever asks for the change learns how it went.
         EXPECT_NE(result.out, "");
-        if (GetParam().arguments[0] != "load") {
+        if (!isUnasked(place)) {
             EXPECT_EQ(left() == after_, result.out == reference_.out) << result.out;
         }
         for (const auto& entry : std::filesystem::directory_iterator(files_.path())) {
