@@ -2,12 +2,11 @@
 
 #include <cstdint>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/CodeBlocks.h"
 #include "transport/DataStream.h"
 #include "transport/SipJson.h"
 
@@ -16,25 +15,10 @@
 
 namespace {
 
-std::string document() {
-    std::ifstream file(VARNOCK_TEST_DATA_DIR "/../../docs/wire-format.md");
-    EXPECT_TRUE(file.is_open());
-    const std::string text(std::istreambuf_iterator<char>(file), {});
-    const auto example = text.find("## A worked example\n");
-    EXPECT_NE(example, std::string::npos);
-    return text.substr(example);
-}
+using varnock::test::codeBlocks;
 
-/// The contents of the code blocks of a language, in their order.
-std::vector<std::string> codeBlocks(const std::string& text, const std::string& language) {
-    const std::string open = "\n```" + language + "\n";
-    const std::string close = "\n```\n";
-    std::vector<std::string> blocks;
-    for (auto at = text.find(open); at != std::string::npos; at = text.find(open, at)) {
-        at += open.size();
-        blocks.push_back(text.substr(at, text.find(close, at) - at));
-    }
-    return blocks;
+std::string document() {
+    return varnock::test::pageFrom("wire-format.md", "## A worked example");
 }
 
 /// The bytes of a dump: an offset, up to 16 bytes and what they read as.
