@@ -9,9 +9,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <iterator>
 #include <new>
+#include <optional>
 #include <string_view>
 
 #include "runtime/Debug.h"
@@ -33,6 +35,8 @@ constexpr unsigned int notKnown = 0xFFFFFFFF;
 constexpr unsigned int cacheLevelOfFile = 2;
 constexpr int endOfFile = -1;
 constexpr int keyAndValue = 2;
+
+using Line = std::array<char, 512>;
 
 struct NumberKey {
     std::string_view key;
@@ -66,12 +70,30 @@ std::string_view withoutTrailingSpace(std::string_view text) {
     return text;
 }
 
+/// A key and a value that is not empty, both in the buffer of their line, which is terminated.
+struct Pair {
+    std::string_view key;
+    std::string_view value;
+};
+
 // The leading integer; of "2394.000" 2394, of "512 KB" 512.
-std::uint32_t numberOf(const std::string& value) {
-    return static_cast<std::uint32_t>(strtol(value.c_str(), nullptr, 10));
+std::uint32_t numberOf(std::string_view value) {
+    return static_cast<std::uint32_t>(strtol(value.data(), nullptr, 10));
 }
 
-void store(Record& record, const std::string& key, const std::string& value) {
+std::optional<Pair> nextPair(FILE* file, Line& buffer) {
+    while (fgets(buffer.data(), static_cast<int>(buffer.size()), file) != nullptr) {
+        const std::string_view line(buffer.data());
+        const size_t colon = line.find(':');
+        if (colon == std::string_view::npos) continue;
+        const std::string_view value =
+            withoutTrailingSpace(withoutLeadingSpace(line.substr(colon + 1)));
+        if (!value.empty()) return Pair{withoutTrailingSpace(line.substr(0, colon)), value};
+    }
+    return std::nullopt;
+}
+
+void store(Record& record, std::string_view key, std::string_view value) {
     if (key == "model name") {
         record.modelName = value;
         return;
@@ -109,13 +131,12 @@ FileStream openCpuInfo(const char* path) {
 // From the first "processor" on, each of them begins a record.
 std::vector<Record> readRecords(FILE* file) {
     std::vector<Record> records;
-    std::string key;
-    std::string value;
-    while (CCpuInfoOS::GetAndPrepareLine(file, key, value) == keyAndValue) {
-        if (key == "processor") {
-            records.emplace_back().processor = static_cast<std::int32_t>(numberOf(value));
+    Line buffer;
+    while (const auto pair = nextPair(file, buffer)) {
+        if (pair->key == "processor") {
+            records.emplace_back().processor = static_cast<std::int32_t>(numberOf(pair->value));
         } else if (!records.empty()) {
-            store(records.back(), key, value);
+            store(records.back(), pair->key, pair->value);
         }
     }
     return records;
@@ -157,19 +178,12 @@ bool CCpuInfoOS::GetCpuDataFromOS(std::vector<Record>& out) {
 
 int CCpuInfoOS::GetAndPrepareLine(FILE* file, std::string& key, std::string& value) {
     if (file == nullptr) return endOfFile;
-    char buffer[512];
-    while (fgets(buffer, sizeof buffer, file) != nullptr) {
-        const std::string_view line(buffer);
-        const size_t colon = line.find(':');
-        if (colon == std::string_view::npos) continue;
-        const std::string_view content =
-            withoutTrailingSpace(withoutLeadingSpace(line.substr(colon + 1)));
-        if (content.empty()) continue;
-        key = withoutTrailingSpace(line.substr(0, colon));
-        value = content;
-        return keyAndValue;
-    }
-    return endOfFile;
+    Line buffer;
+    const auto pair = nextPair(file, buffer);
+    if (!pair) return endOfFile;
+    key = pair->key;
+    value = pair->value;
+    return keyAndValue;
 }
 
 unsigned int CCpuInfoOS::field(unsigned int i, std::uint32_t Record::*member) const {
