@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "tests/integration/LibraryFiles.h"
+#include "tests/support/TraceFile.h"
 
 namespace varnock::test {
 namespace {
@@ -237,16 +238,45 @@ class KilledProcess : public testing::TestWithParam<int> {
   protected:
     static constexpr int kills = 25;
 
-    void expectWholeRegistry(const std::string& text) {
+    /// Looks at the newest round of the trace, and says how many lines it has.
+    std::size_t expectWholeEntries() const {
+        const TraceFile file(files_.traceFile());
+        EXPECT_EQ(file.bytes()[static_cast<std::size_t>(file.position()) - 1], '\n');
+        const auto lines = file.lines(beginOfEntries(file), file.position());
+        expectNumbersInOrder(lines);
+        return lines.size();
+    }
+    /// Behind the header of a round is a gap that holds what was there before.
+    static std::int64_t beginOfEntries(const TraceFile& file) {
+        static constexpr std::string_view end = "# End of header.\n";
+        const std::size_t header = file.bytes().find(end);
+        const auto behind = static_cast<std::int64_t>(header + end.size());
+        if (header == std::string::npos || behind >= file.position()) return 1024;
+        return std::min((behind + 2048) / 1024 * 1024, file.position());
+    }
+    /// The command reads the older round behind it, too.
+    void expectReadableFile() const {
+        const ProcessResult trace = files_.varnockctl({"trace"});
+        ASSERT_EQ(trace.status, 0) << trace.err;
+        const auto lines = linesOf(trace.out);
+        ASSERT_GT(lines.size(), 50U);
+        expectNumbersInOrder(lines);
+    }
+    /// The process had saved so often at least.
+    void expectWholeRegistry(const std::string& text, unsigned int saves) const {
         unsigned int first = 0;
         unsigned int second = 0;
         char rest[64] = "";
         const std::size_t values = text.find("first=");
-        if (values == text.npos) return;  // killed before the first change was saved
+        if (values == text.npos) {
+            EXPECT_EQ(saves, 0U) << text;
+            return;
+        }
         ASSERT_EQ(
             sscanf(text.c_str() + values, "first=d=%u second=d=%u%63s", &first, &second, rest), 2)
             << text;
         EXPECT_EQ(first, second);
+        EXPECT_GE(first, saves);
         EXPECT_THAT(text, EndsWith("\n\n\n\n\n"));
     }
 
@@ -254,18 +284,18 @@ class KilledProcess : public testing::TestWithParam<int> {
 };
 
 TEST_P(KilledProcess, LeavesWhatCanBeReadAndTakenIntoUseAgain) {
+    std::size_t entries = 0;
     for (int round = 0; round < kills; ++round) {
-        const ProcessResult killed =
-            files_.host({"die", std::to_string(GetParam() * kills + round)});
+        const int seed = GetParam() * kills + round;
+        const ProcessResult killed = files_.host({"die", std::to_string(seed)});
         ASSERT_EQ(killed.status, 128 + SIGKILL) << killed.err;
-        const ProcessResult trace = files_.varnockctl({"trace"});
-        ASSERT_EQ(trace.status, 0) << trace.err;
-        const auto lines = linesOf(trace.out);
-        ASSERT_GT(lines.size(), 50U);
-        expectNumbersInOrder(lines);
-        expectWholeRegistry(readFile(files_.file("registry")));
+        entries += expectWholeEntries();
+        if (round % 8 == 0) expectReadableFile();
+        expectWholeRegistry(readFile(files_.file("registry")), static_cast<unsigned int>(seed % 4));
         if (HasFailure()) return;
     }
+    EXPECT_GT(entries, 1000U);
+    EXPECT_THAT(readFile(files_.file("registry")), HasSubstr("[Killed]\nfirst=d="));
 }
 
 INSTANTIATE_TEST_SUITE_P(AtRandomPoints, KilledProcess, testing::Range(0, 8));

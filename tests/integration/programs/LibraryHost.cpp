@@ -1,5 +1,6 @@
 // A program that uses the library as its first argument says; tests run it, kill it and look at the
 // files that it leaves.
+#include <sched.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -120,12 +121,15 @@ void change(const char* name, unsigned int times) {
 }
 
 // "save NAME TIMES": the same as callers do it who know of no other process.
-void save(const char* name, unsigned int times) {
+void save(const char* name, unsigned int times, std::atomic<unsigned int>& saves) {
     for (unsigned int i = 1; i <= times; ++i) {
-        CRegistry key;
-        key.CreateKey(CRegistry::MLocalMachine, (std::string(product) + "\\" + name).c_str());
-        key.SetValue("first", i);
-        key.SetValue("second", i);
+        {
+            CRegistry key;
+            key.CreateKey(CRegistry::MLocalMachine, (std::string(product) + "\\" + name).c_str());
+            key.SetValue("first", i);
+            key.SetValue("second", i);
+        }
+        ++saves;
     }
 }
 
@@ -135,11 +139,11 @@ int profile(const char* file, const char* section, const char* key, const char* 
     return 0;
 }
 
-// "die SEED": two threads trace, one changes the registry, and the process kills itself somewhere
-// in between.
+// "die SEED": two threads trace, one saves the registry, and the process kills itself somewhere in
+// between, but not before SEED modulo 4 saves.
 int die(unsigned int seed) {
     std::minstd_rand random(seed + 1);
-    const unsigned long entriesToLive = random() % 30'000;
+    const unsigned long entriesToLive = random() % 20'000;
     static std::atomic<unsigned long> entries = 0;
     for (unsigned int thread = 0; thread < 2; ++thread) {
         std::thread([=] {
@@ -151,9 +155,9 @@ int die(unsigned int seed) {
             }
         }).detach();
     }
-    std::thread([=] { save("Killed", 1'000'000); }).detach();
-    while (entries < entriesToLive) {
-    }
+    static std::atomic<unsigned int> saves = 0;
+    std::thread([] { save("Killed", 1'000'000, saves); }).detach();
+    while (entries < entriesToLive || saves < seed % 4) sched_yield();
     kill(getpid(), SIGKILL);
     return 1;
 }
@@ -168,10 +172,13 @@ int main(int argc, char** argv) {
     }
     if (task == "exit") return endWhileThreadsTrace();
     if (task == "fork") return useInForkedChild();
-    if (task == "change" && argc == 4)
+    if (task == "change" && argc == 4) {
         return saved("changed", [&] { change(argv[2], numberAt(argv, 3)); });
-    if (task == "save" && argc == 4)
-        return saved("saved", [&] { save(argv[2], numberAt(argv, 3)); });
+    }
+    if (task == "save" && argc == 4) {
+        std::atomic<unsigned int> saves = 0;
+        return saved("saved", [&] { save(argv[2], numberAt(argv, 3), saves); });
+    }
     if (task == "profile" && (argc == 5 || argc == 6)) {
         return profile(argv[2], argv[3], argv[4], argv[5]);
     }
