@@ -98,3 +98,20 @@ function(varnock_test name)
     DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS "${TEST_LABELS}" TIMEOUT 120)
 endfunction()
+
+# varnock_program_linked_both_ways(name source tests)
+# A program that `tests` run: NAME_STATIC has the library's objects in it, NAME_SHARED loads the
+# library. The tests find the files under these names.
+function(varnock_program_linked_both_ways name source tests)
+  set(linkages static shared)
+  set(libraries varnock_core varnock_cim_provider)
+  foreach(linkage library IN ZIP_LISTS linkages libraries)
+    set(program ${name}_${linkage})
+    add_executable(${program} ${source})
+    varnock_harden(${program})
+    target_link_libraries(${program} PRIVATE ${library})
+    add_dependencies(${tests} ${program})
+    string(TOUPPER ${program} definition)
+    target_compile_definitions(${tests} PRIVATE ${definition}="$<TARGET_FILE:${program}>")
+  endforeach()
+endfunction()

@@ -43,8 +43,7 @@ TEST_P(CpuInfoObject, LoadsWhateverTheFileLooksLike) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Linked, CpuInfoObject,
-                         testing::Values(VARNOCK_CPU_INFO_AT_LOAD_STATIC,
-                                         VARNOCK_CPU_INFO_AT_LOAD_SHARED),
+                         testing::Values(CPU_INFO_AT_LOAD_STATIC, CPU_INFO_AT_LOAD_SHARED),
                          [](const auto& linkage) {
                              return linkage.index == 0 ? "Static" : "Shared";
                          });

@@ -28,9 +28,6 @@ std::string kernelFile() {
 
 /// Why there can be no machine; empty when there can.
 std::string missing() {
-#ifndef FIRMWARE_INIT
-    return "the program for the virtual machine is not built with sanitizers or coverage";
-#else
     if (runProcess({"sh", "-c", "command -v qemu-system-x86_64"}).status != 0) {
         return "there is no qemu-system-x86_64; ./dev test installs it";
     }
@@ -38,7 +35,6 @@ std::string missing() {
         return "there is no kernel at " + kernelFile() + "; ./dev test fetches it";
     }
     return {};
-#endif
 }
 
 /// One file of a "newc" archive, as the kernel unpacks its first file system.
@@ -74,7 +70,6 @@ class VirtualMachine : public testing::TestWithParam<const char*> {
         if (const std::string reason = missing(); !reason.empty()) GTEST_SKIP() << reason;
     }
 
-#ifdef FIRMWARE_INIT
     /// Starts the machine, which runs our program alone, and returns what that says.
     Facts boot(const std::vector<std::string>& firmware) {
         const std::string archive = directory_.file("initrd");
@@ -97,12 +92,10 @@ class VirtualMachine : public testing::TestWithParam<const char*> {
         EXPECT_EQ(facts.count("end"), 1U) << said;
         return facts;
     }
-#endif
 
     TemporaryDirectory directory_;
 };
 
-#ifdef FIRMWARE_INIT
 TEST_P(VirtualMachine, ReadsTheFirmwaresTableOutOfThePhysicalMemory) {
     Facts facts = boot(
         {"-uuid", "33221100-5544-7766-8899-aabbccddeeff", "-smbios",
@@ -148,9 +141,6 @@ TEST_P(VirtualMachine, ReadsTheFirmwaresTableOutOfThePhysicalMemory) {
     EXPECT_EQ(facts["cpuinfo.processors"], "2");
     EXPECT_EQ(facts["cpuinfo.family"], facts["cpuid.family"]);
 }
-#else
-TEST_P(VirtualMachine, ReadsTheFirmwaresTableOutOfThePhysicalMemory) {}
-#endif
 
 INSTANTIATE_TEST_SUITE_P(EntryPoint, VirtualMachine, testing::Values("32", "64"),
                          [](const auto& kind) { return std::string("Of") + kind.param + "Bits"; });

@@ -33,7 +33,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 /// objects the program may have copied into itself.
 class ProcessObjects : public testing::TestWithParam<const char*> {
   protected:
-    static bool isShared() { return GetParam() == std::string(VARNOCK_TRACE_LIFETIME_SHARED); }
+    static bool isShared() { return GetParam() == std::string(TRACE_LIFETIME_SHARED); }
 
     TemporaryDirectory directory_;
     ProcessResult result_ =
@@ -107,8 +107,7 @@ TEST_P(ProcessObjects, WriteToTheRingBufferWhereThereIsARegistry) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Linkage, ProcessObjects,
-                         testing::Values(VARNOCK_TRACE_LIFETIME_STATIC,
-                                         VARNOCK_TRACE_LIFETIME_SHARED),
+                         testing::Values(TRACE_LIFETIME_STATIC, TRACE_LIFETIME_SHARED),
                          [](const auto& program) {
                              return program.index == 0 ? "Static" : "Shared";
                          });
