@@ -1,5 +1,7 @@
 #pragma once
 
+#include <errno.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -41,5 +43,18 @@ class FileDescriptor {
   private:
     int descriptor_ = -1;
 };
+
+/// Takes over a descriptor that was opened for writing, under another number if it has one of the
+/// standard streams: a host may have closed them, and what it prints there later must not get into
+/// the file.
+inline FileDescriptor awayFromStandardStreams(int opened) {
+    FileDescriptor file(opened);
+    if (opened < 0 || opened > STDERR_FILENO) return file;
+    FileDescriptor moved(fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    const int error = errno;
+    file.reset();
+    errno = error;
+    return moved;
+}
 
 }  // namespace varnock

@@ -251,11 +251,11 @@ class EditSearch {
 class NewFile {
   public:
     explicit NewFile(const std::string& target) : target_(target), name_(target + ".XXXXXX") {
-        varnock::FileDescriptor descriptor(mkostemp(name_.data(), O_CLOEXEC));
-        if (!descriptor) return;
-        stream_.reset(fdopen(descriptor.get(), "r+e"));
-        if (stream_) descriptor.release();
-        isThere_ = true;
+        const int made = mkostemp(name_.data(), O_CLOEXEC);
+        isThere_ = made >= 0;
+        varnock::FileDescriptor file = varnock::awayFromStandardStreams(made);
+        if (file) stream_.reset(fdopen(file.get(), "r+e"));
+        if (stream_) file.release();
     }
     ~NewFile() {
         if (isThere_) unlink(name_.c_str());

@@ -137,7 +137,7 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
 // place meanwhile, so the name is looked at again under the lock.
 FileStream openNewFile() {
     for (;;) {
-        FileDescriptor file(
+        FileDescriptor file = varnock::awayFromStandardStreams(
             open(newPath, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, newFileMode));
         if (!file || flock(file.get(), LOCK_EX) != 0) return nullptr;
         if (!isStillAt(file, newPath)) continue;

@@ -201,10 +201,10 @@ bool Opening::acceptsArguments() {
 bool Opening::openFile() {
     constexpr int kFlags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
     constexpr mode_t kMode = S_IFREG | S_IRWXU;
-    file_ = FileDescriptor(::open(path_, kFlags | O_EXCL, kMode));
+    file_ = awayFromStandardStreams(::open(path_, kFlags | O_EXCL, kMode));
     created_ = static_cast<bool>(file_);
     if (!file_ && errno == EEXIST) {
-        file_ = FileDescriptor(::open(path_, kFlags, kMode));
+        file_ = awayFromStandardStreams(::open(path_, kFlags, kMode));
     }
     struct stat status {};
     if (!file_ || fstat(file_.get(), &status) != 0) {

@@ -287,13 +287,10 @@ class Host : public testing::TestWithParam<std::tuple<const char*, bool>> {
     ProcessResult run(const char* task) const {
         return runProcess({std::get<0>(GetParam()), task}, files_.environment());
     }
-    void expectReadableTrace() const {
-        if (!hasFile()) return;
+    std::vector<std::string> readableTrace() const {
         const ProcessResult trace = files_.varnockctl({"trace"});
         EXPECT_EQ(trace.status, 0) << trace.err;
-        const auto lines = linesOf(trace.out);
-        EXPECT_GT(lines.size(), 50U);
-        EXPECT_THAT(lines, Each(HasSubstr(" CIM_Provider[")));
+        return linesOf(trace.out);
     }
 
     LibraryFiles files_;
@@ -305,7 +302,10 @@ TEST_P(Host, EndsWhileThreadsTrace) {
         ASSERT_EQ(result.status, 0) << result.err.substr(0, 5000);
         ASSERT_EQ(result.out, "ended\n");
     }
-    expectReadableTrace();
+    if (!hasFile()) return;
+    const auto lines = readableTrace();
+    EXPECT_GT(lines.size(), 50U);
+    EXPECT_THAT(lines, Each(HasSubstr(" CIM_Provider[")));
 }
 
 TEST_P(Host, ForksWhileAThreadTraces) {
@@ -314,9 +314,28 @@ TEST_P(Host, ForksWhileAThreadTraces) {
         ASSERT_EQ(result.status, 0) << result.err.substr(0, 5000);
         ASSERT_EQ(result.out, "forked, 0 failures\n");
     }
-    expectReadableTrace();
     if (!hasFile()) return;
+    // The child's entries and the parent's stand where each of them is, and may cover each other.
+    EXPECT_THAT(readableTrace(), Contains(HasSubstr("]: parent")));
     EXPECT_THAT(readFile(files_.file("registry")), HasSubstr("[Product]\n"));
+}
+
+TEST_P(Host, PrintsNothingIntoItsFilesWhenItsStandardStreamsAreClosed) {
+    if (!hasFile()) GTEST_SKIP() << "there is no file to print into";
+    files_.settings["QX_LOG_NOHDR_TOSDTERR"] = "0";
+    for (const std::string closed : {"2>&-", ">&-", "<&- >&- 2>&-"}) {
+        SCOPED_TRACE(closed);
+        unlink(files_.traceFile().c_str());
+        const ProcessResult result =
+            runProcess({"sh", "-c", "exec \"$0\" save Closed 3 " + closed, std::get<0>(GetParam())},
+                       files_.environment());
+        EXPECT_EQ(result.status, 0);
+        const TraceFile file(files_.traceFile());
+        EXPECT_EQ(file.headerLine(0).substr(0, 8), "FilePath");
+        EXPECT_EQ(file.opens(), 1);
+        EXPECT_THAT(file.messages(), Contains("### Start of work cycle. (00000001) ###"));
+        EXPECT_THAT(readFile(files_.file("registry")), HasSubstr("[Closed]\nfirst=d=3\n"));
+    }
 }
 
 std::string nameOfHost(const testing::TestParamInfo<Host::ParamType>& info) {

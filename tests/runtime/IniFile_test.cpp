@@ -29,6 +29,53 @@ TEST_F(IniFile, GrowsItsBufferToTheValue) {
     EXPECT_EQ(found, names);
 }
 
+// Lines are cut at 1023 characters, so long results are lists and defaults.
+TEST_F(IniFile, GrowsItsBufferToTheDefault) {
+    const std::string byDefault(5000, 'd');
+    EXPECT_EQ(file.GetString("s", "k", byDefault.c_str()), byDefault);
+    EXPECT_STREQ(file.GetString("s", "k", "short"), "short");
+    const std::string tooLong(70'000, 'd');
+    EXPECT_EQ(file.GetString("s", "k", tooLong.c_str()), tooLong.c_str());
+    EXPECT_STREQ(file.GetString("s", "k", "after"), "after");
+    std::string out;
+    EXPECT_EQ(file.GetString(out, "s", "k", tooLong.c_str()), 1);
+    EXPECT_EQ(out, tooLong);
+}
+
+/// Names whose list takes so many characters, each with its NUL, and a file with them as keys.
+std::vector<std::string> namesOf(std::size_t listLength, std::string& contents) {
+    constexpr std::size_t usual = 100;
+    std::vector<std::string> names;
+    contents = "[s]\n";
+    while (listLength > 0) {
+        const std::size_t taken = listLength < 2 * usual ? listLength : usual;
+        names.push_back(std::to_string(names.size() + 1'000));
+        names.back().resize(taken - 1, 'n');
+        contents += names.back() + "=1\n";
+        listLength -= taken;
+    }
+    return names;
+}
+
+// The buffer grows by 1024 bytes as soon as two characters less than it has have been placed.
+TEST_F(IniFile, ListsOfEveryLengthAroundItsStepsAreWhole) {
+    for (const std::size_t step : {1024UL, 2048UL, 3072UL, 63 * 1024UL}) {
+        for (std::size_t length = step - 4; length <= step + 2; ++length) {
+            SCOPED_TRACE(length);
+            std::string contents;
+            const std::vector<std::string> names = namesOf(length, contents);
+            writeFile(path, contents);
+            CIniFile fresh(path.c_str());
+            std::vector<std::string> found;
+            fresh.GetEnums(found, "s");
+            const bool fits = length + 2 < 63 * 1024;
+            EXPECT_EQ(found, fits ? names : std::vector<std::string>());
+            file.GetEnums(found, "s");
+            EXPECT_EQ(found, fits ? names : std::vector<std::string>());
+        }
+    }
+}
+
 TEST_F(IniFile, GivesUpOnMoreThan64KiB) {
     std::string contents = "[s]\n";
     for (int i = 0; i < 7000; ++i) contents += "key" + std::to_string(i + 1000000) + "=1\n";

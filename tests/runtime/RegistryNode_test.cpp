@@ -3,10 +3,25 @@
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include <cmath>
 #include <cstdint>
 
 #include "runtime/FileStream.h"
 #include "tests/support/TraceCapture.h"
+
+namespace {
+
+thread_local unsigned long comparisons = 0;
+
+}  // namespace
+
+// The linker sends the library's comparisons of names here.
+extern "C" int __real_strcmp(const char* left, const char* right);
+extern "C" int __wrap_strcmp(const char* left, const char* right);
+extern "C" int __wrap_strcmp(const char* left, const char* right) {
+    ++comparisons;
+    return __real_strcmp(left, right);
+}
 
 namespace varnock::test {
 namespace {
@@ -189,6 +204,31 @@ TEST(RegistryNode, ManyNamesInAnyOrderAreSortedOnce) {
     CRegistryNode again;
     restore(again, written);
     EXPECT_EQ(dump(again), written);
+}
+
+// What the library has written is in order, so there is nothing to sort: whether the order is right
+// and whether names are equal is all that is asked. Any other order costs one sort.
+TEST(RegistryNode, ReadingAndWritingCostIsThatOfOneSortAtMost) {
+    for (const unsigned long values : {1'000UL, 10'000UL, 100'000UL}) {
+        std::string shuffled;
+        for (unsigned long i = 0; i < values; ++i) {
+            shuffled += "n" + std::to_string((i * 7919) % values) + "=s=text\n";
+        }
+        CRegistryNode node;
+        comparisons = 0;
+        restore(node, shuffled + "\n");
+        const double perValue = static_cast<double>(comparisons) / static_cast<double>(values);
+        EXPECT_LT(perValue, 1.2 * std::log2(static_cast<double>(values)) + 2);
+        EXPECT_GT(comparisons, values);
+        comparisons = 0;
+        const std::string written = dump(node);
+        EXPECT_EQ(comparisons, 0U);
+        CRegistryNode again;
+        restore(again, written);
+        EXPECT_GE(comparisons, values);
+        EXPECT_LE(comparisons, 2 * values);
+        EXPECT_EQ(again.entries(), values);
+    }
 }
 
 TEST(RegistryNode, AnyBytesAreReadWithoutHarm) {
