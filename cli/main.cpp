@@ -59,8 +59,8 @@ void addGlobalOptions(CLI::App& app, CommandLine& line) {
         ->option_text("FORMAT");
     app.add_flag("--wire", line.options.wire, "show each record sent and received");
     app.add_flag("--dry-run", line.options.dryRun,
-                 "print the record of a state-changing call and send nothing");
-    app.add_flag("--yes", line.options.yes, "do not ask before a state-changing call");
+                 "show what would be sent, or change in the registry, and do nothing");
+    app.add_flag("--yes", line.options.yes, "do not ask before something is changed");
     app.add_flag("-v,--verbose", line.options.verbose, "show the library's trace");
     app.add_option("--timeout", line.timeout,
                    "seconds after which the command ends (default 10; watch, trace -f: never)")
