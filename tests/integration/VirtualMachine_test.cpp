@@ -21,7 +21,7 @@ namespace {
 
 using Facts = std::map<std::string, std::string>;
 
-std::string kernelFile() {
+[[maybe_unused]] std::string kernelFile() {
     const char* file = std::getenv("VARNOCK_TEST_KERNEL");
     return file != nullptr ? file : VARNOCK_KERNEL_FILE;
 }
@@ -38,7 +38,8 @@ std::string missing() {
 }
 
 /// One file of a "newc" archive, as the kernel unpacks its first file system.
-std::string archived(const std::string& name, unsigned int mode, const std::string& content) {
+[[maybe_unused]] std::string archived(const std::string& name, unsigned int mode,
+                                      const std::string& content) {
     char header[111];
     std::snprintf(header, sizeof header,
                   "070701%08X%08X%08X%08X%08X%08X%08zX%08X%08X%08X%08X%08zX%08X", 1U, mode, 0U, 0U,
@@ -51,7 +52,7 @@ std::string archived(const std::string& name, unsigned int mode, const std::stri
 }
 
 /// What the program says: lines "@ name=value".
-Facts factsIn(const std::string& console) {
+[[maybe_unused]] Facts factsIn(const std::string& console) {
     Facts facts;
     std::istringstream lines(console);
     for (std::string line; std::getline(lines, line);) {
