@@ -111,7 +111,7 @@ TEST_F(Registry, ProcessesThatChangeDifferentValuesKeepAllOfThem) {
 TEST_F(Registry, ReadersSeeWholeTreesWhileOthersSave) {
     files_.host({"change", "Busy", "1"});
     Subprocess writer({LIBRARY_HOST_SHARED, "change", "Busy", "100"}, files_.environment());
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < 10; ++i) {
         const auto document = json(registry({"get", "HKLM/SOFTWARE/Product/Busy", "-o", "json"}));
         const auto& entries = document["entries"];
         ASSERT_EQ(entries.Size(), 2U);
