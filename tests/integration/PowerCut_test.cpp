@@ -231,6 +231,48 @@ TEST_P(PowerCut, TheDataIsOnTheDiskBeforeTheNameAndTheNameBeforeTheEnd) {
     }));
 }
 
+// A file whose directory takes no copy.
+class WithoutCopy : public PowerCut {
+  protected:
+    /// Runs the change with the copy refused, and with no room on the disk for one call.
+    TracedResult runInPlace(std::size_t full) {
+        return run([=, this](std::size_t n, const FileCall& call) {
+            if (call.path.starts_with(file("test.ini."))) return Fate{Fate::Kind::failing, EACCES};
+            return n == full ? Fate{Fate::Kind::failing, ENOSPC} : Fate{};
+        });
+    }
+};
+
+TEST_P(WithoutCopy, AFullDiskLeavesTheOld) {
+    const Calls calls = runInPlace(~std::size_t{0}).calls;
+    EXPECT_EQ(left(), after_);
+    const auto takesRoom = [](const std::string& name) {
+        return [=](const FileCall& call) { return call.name == name; };
+    };
+    // Where the room is taken first, there is some for what is written then.
+    const bool allocates = std::any_of(calls.begin(), calls.end(), takesRoom("fallocate"));
+    const auto needsRoom = takesRoom(allocates ? "fallocate" : "write");
+    ASSERT_TRUE(std::any_of(calls.begin(), calls.end(), needsRoom));
+    for (std::size_t place = 0; place < calls.size(); ++place) {
+        if (!needsRoom(calls[place])) continue;
+        SCOPED_TRACE(std::to_string(place) + ": " + calls[place].name);
+        EXPECT_EQ(runInPlace(place).out, "0\n");
+        EXPECT_EQ(left(), GetParam().before);
+    }
+}
+
+std::vector<Change> growingChanges() {
+    std::vector<Change> growing = changes();
+    std::erase_if(growing, [](const Change& change) {
+        const std::set<std::string> wanted{"ProfileLongerValue", "ProfileKey", "ProfileSection"};
+        return !wanted.contains(change.name);
+    });
+    return growing;
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, WithoutCopy, testing::ValuesIn(growingChanges()),
+                         [](const auto& change) { return change.param.name; });
+
 INSTANTIATE_TEST_SUITE_P(Of, PowerCut, testing::ValuesIn(changes()),
                          [](const auto& change) { return change.param.name; });
 
