@@ -30,7 +30,7 @@ constexpr std::pair<const char*, const char*> rootNames[] = {{"HKLM", "HKEY_LOCA
                                                              {"HKCC", "HKEY_CURRENT_CONFIG"}};
 
 // A file of keys within keys can have paths of some hundred thousand parts each.
-constexpr std::size_t maxPathBytes = std::size_t{256} << 20;
+constexpr std::size_t maxPathBytes = std::size_t{64} << 20;
 
 using Stream = std::unique_ptr<FILE, decltype(&fclose)>;
 
