@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "runtime/Cancellation.h"
 #include "runtime/Clock.h"
@@ -87,7 +88,7 @@ CDebug::~CDebug() {
     store(traceTarget_, kNoTarget);
     store(traceLevel_, 0);
     savedTraceLevel_ = 0;
-    ringBuffer_.reset();
+    delete std::exchange(ringBuffer_, nullptr);
     ringBufferSize_ = 0;
 }
 
@@ -185,7 +186,7 @@ int CDebug::InitRingBuffer(const char* path, long size) {
         errorSeverity_ = 4;
         return 0;
     }
-    ringBuffer_ = std::move(opened);
+    delete std::exchange(ringBuffer_, opened.release());
     ringBufferSize_ = ringBuffer_->size();
     store(traceTarget_, kRingBuffer);
     if (!ringBuffer_->resumes()) {

@@ -4,7 +4,6 @@
 #include <stddef.h>
 
 #include <cstdint>
-#include <memory>
 
 #include "runtime/Version.h"
 #include "util/Export.h"
@@ -192,7 +191,9 @@ class VARNOCK_EXPORT CDebug {
     unsigned int traceLevel_ = 0;
     unsigned int savedTraceLevel_ = 0;
     unsigned int applicationInitDone_ = 0;
-    std::unique_ptr<varnock::RingBufferFile> ringBuffer_;
+    // Owned. Threads that trace while the process ends look at it after the destructor, and an owner
+    // that is destroyed as a member would write to it outside of the lock.
+    varnock::RingBufferFile* ringBuffer_ = nullptr;
     std::int64_t ringBufferSize_ = 0;
     char entryBuffer_[kEntrySize] = {};
     char ringBufferPath_[kPathSize] = {};
