@@ -71,8 +71,9 @@ std::optional<unsigned> Topology::packagesBefore(unsigned cpu) {
         return std::nullopt;
     }
     unsigned before = 0;
-    for (unsigned i = 0; i < packages(); ++i) {
-        const hwloc_obj* other = hwloc_get_obj_by_type(topology_.get(), HWLOC_OBJ_PACKAGE, i);
+    hwloc_obj* other = nullptr;
+    while ((other = hwloc_get_next_obj_by_type(topology_.get(), HWLOC_OBJ_PACKAGE, other)) !=
+           nullptr) {
         before += other->os_index < *number ? 1U : 0U;
     }
     return before;
