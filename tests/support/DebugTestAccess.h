@@ -26,7 +26,7 @@ class DebugTestAccess {
     /// What the constructor does when Init() fails.
     static void reportFailure(CDebug& debug) { debug.reportFailure(); }
 
-    static const RingBufferFile* ringBuffer(const CDebug& debug) { return debug.ringBuffer_.get(); }
+    static const RingBufferFile* ringBuffer(const CDebug& debug) { return debug.ringBuffer_; }
     static std::int64_t ringBufferSize(const CDebug& debug) { return debug.ringBufferSize_; }
     static std::string ringBufferPath(const CDebug& debug) { return debug.ringBufferPath_; }
     static std::string errorText(const CDebug& debug) { return debug.errorText_; }
