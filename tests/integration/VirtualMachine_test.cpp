@@ -110,6 +110,9 @@ TEST_P(VirtualMachine, ReadsTheFirmwaresTableOutOfThePhysicalMemory) {
     for (const std::string source : {"memory.", "kernel."}) {
         SCOPED_TRACE(source);
         const auto fact = [&](const char* name) { return facts[source + name]; };
+        for (const char* name : {"system0.manufacturer", "system0.model", "system0.serial"}) {
+            std::printf("%s%s: %s\n", source.c_str(), name, fact(name).c_str());
+        }
         EXPECT_EQ(fact("bios"), "F 1.2");
         EXPECT_EQ(fact("uuid"), "33221100-5544-7766-8899-aabbccddeeff");
         EXPECT_EQ(fact("system0.manufacturer"), "Maker & Co");
