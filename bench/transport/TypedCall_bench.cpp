@@ -19,7 +19,8 @@ constexpr int pollLimit = 30'000;
 
 // A typed call from end to end: record, text, socket, reply, decoding, with its trace entries.
 void typedCall(benchmark::State& state) {
-    const auto client = provider::getKOLMClient("bench");
+    // Kept for all runs: when a client ends, so do the requests of its process.
+    static const auto client = provider::getKOLMClient("bench");
     const auto calls = provider::newKOLMCalls(client.get());
     for (auto _ : state) {
         const auto fans = calls->getNumberFans(0);
