@@ -30,6 +30,14 @@ class RegistryTree : public testing::Test {
     std::string file(const char* name) const { return directory.file(name); }
     bool exists(const char* name) const { return access(file(name).c_str(), F_OK) == 0; }
 
+    void expectTreeOfTheBackup() const {
+        CRegistry key;
+        EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
+        EXPECT_TRUE(trace.contains("CRegistry: WARNING: Could not find \"" + file("registry") +
+                                   "\", trying backup"));
+        EXPECT_FALSE(trace.contains("ERROR"));
+    }
+
     TemporaryDirectory directory;
     TraceCapture trace;
 };
@@ -48,11 +56,7 @@ TEST_F(RegistryTree, LoadsTheFileOnce) {
 
 TEST_F(RegistryTree, FallsBackToTheBackup) {
     writeFile(file("registry.old"), smallTree);
-    CRegistry key;
-    EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
-    EXPECT_TRUE(trace.contains("CRegistry: WARNING: Could not find \"" + file("registry") +
-                               "\", trying backup"));
-    EXPECT_FALSE(trace.contains("ERROR"));
+    expectTreeOfTheBackup();
 }
 
 TEST_F(RegistryTree, WithoutAnyFileNothingCanBeCreatedOrSaved) {
@@ -253,11 +257,7 @@ TEST_F(RegistryTree, AFileThatCannotBeReadToItsEndIsNoTree) {
     // A regular file whose first page is never there: reading it fails.
     ASSERT_EQ(symlink("/proc/self/mem", file("registry").c_str()), 0);
     writeFile(file("registry.old"), smallTree);
-    CRegistry key;
-    EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
-    EXPECT_TRUE(trace.contains("CRegistry: WARNING: Could not find \"" + file("registry") +
-                               "\", trying backup"));
-    EXPECT_FALSE(trace.contains("ERROR"));
+    expectTreeOfTheBackup();
 }
 
 TEST_F(RegistryTree, WhatIsNoFileIsNeitherWaitedForNorReplaced) {
