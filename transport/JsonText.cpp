@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 namespace varnock {
@@ -23,21 +25,31 @@ bool isDigit(char c) {
 /// and a hostile text would make them overflow the stack.
 class Loader : public JsonDocument {
   public:
-    explicit Loader(const char* text) : JsonDocument(nullptr, jsonStackCapacity), stream_(text) {}
+    explicit Loader(char* text)
+        : JsonDocument(&jsonHeap, jsonStackCapacity, &jsonHeap), stream_(text) {}
 
-    /// False when the text is not one whole document.
+    /// False when the text is not one whole document. The text is used up: strings are decoded in
+    /// place before they are copied out of it.
     bool load() {
         bool complete = false;
         auto feed = [&](JsonDocument&) {
-            rapidjson::Reader reader;
-            return complete = !reader.Parse(stream_, *this).IsError();
+            rapidjson::Reader reader(&jsonHeap);
+            return complete = !reader.Parse<rapidjson::kParseInsituFlag>(stream_, *this).IsError();
         };
         Populate(feed);
         return complete;
     }
 
-    /// @name Events of the parser that open and close a level; the base handles the others.
+    /// @name Events of the parser
+    /// Texts are copied, since the one that is parsed does not stay; levels are counted. The base
+    /// handles the others.
     /// @{
+    bool Key(const char* name, SizeType length, bool) {
+        return JsonDocument::Key(name, length, true);
+    }
+    bool String(const char* text, SizeType length, bool) {
+        return JsonDocument::String(text, length, true);
+    }
     bool StartObject() { return ++depth_ <= maxJsonNesting && JsonDocument::StartObject(); }
     bool EndObject(SizeType count) {
         --depth_;
@@ -61,7 +73,7 @@ class Loader : public JsonDocument {
     /// everything that can be wrong in a list is left to the parser.
     SizeType takeSmallNumbers() {
         SizeType count = 0;
-        for (const char* next = stream_.src_; isDigit(*next); ++count) {
+        for (char* next = stream_.src_; isDigit(*next); ++count) {
             auto number = digit(next);
             if (number != 0 && isDigit(*next)) number = 10 * number + digit(next);
             if (number >= 10 && isDigit(*next)) number = 10 * number + digit(next);
@@ -72,11 +84,9 @@ class Loader : public JsonDocument {
         return count;
     }
 
-    static unsigned int digit(const char*& next) {
-        return static_cast<unsigned int>(*next++ - '0');
-    }
+    static unsigned int digit(char*& next) { return static_cast<unsigned int>(*next++ - '0'); }
 
-    rapidjson::StringStream stream_;
+    rapidjson::InsituStringStream stream_;
     unsigned int depth_ = 0;
     std::array<SizeType, maxJsonNesting + 1> taken_{};  ///< by level: numbers the parser missed
 };
@@ -176,26 +186,59 @@ void writeObject(const JsonValue& object, TextSink& sink) {
     sink.Put('}');
 }
 
-void writeLeaf(const JsonValue& leaf, TextSink& sink) {
+template <typename Integer>
+void writeInteger(Integer number, TextSink& sink) {
+    constexpr std::size_t longest = std::numeric_limits<Integer>::digits10 + 2;
+    char* const begin = sink.room(longest);
+    sink.advance(
+        static_cast<std::size_t>(std::to_chars(begin, begin + longest, number).ptr - begin));
+}
+
+bool needsNoEscape(char c) {
+    return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\';
+}
+
+bool isPlain(const JsonValue& leaf) {
+    const char* const text = leaf.GetString();
+    return std::all_of(text, text + leaf.GetStringLength(), needsNoEscape);
+}
+
+void writePlain(const JsonValue& leaf, TextSink& sink) {
+    const std::size_t length = leaf.GetStringLength();
+    char* next = sink.room(length + 2);
+    *next++ = '"';
+    std::memcpy(next, leaf.GetString(), length);
+    next[length] = '"';
+    sink.advance(length + 2);
+}
+
+void writeOther(const JsonValue& leaf, TextSink& sink) {
     rapidjson::Writer<TextSink> writer(sink);
     if (leaf.Accept(writer)) return;
     writer.Reset(sink);  // an infinity, or not a number
     writer.Null();
 }
 
+/// Nearly all leaves are plain texts and integers, for which a writer is too much.
 void write(const JsonValue& value, TextSink& sink) {
-    if (value.IsArray())
+    if (value.IsString() && isPlain(value))
+        writePlain(value, sink);
+    else if (value.IsUint64())
+        writeInteger(value.GetUint64(), sink);
+    else if (value.IsInt64())
+        writeInteger(value.GetInt64(), sink);
+    else if (value.IsArray())
         writeArray(value, sink);
     else if (value.IsObject())
         writeObject(value, sink);
     else
-        writeLeaf(value, sink);
+        writeOther(value, sink);
 }
 
 }  // namespace
 
-bool parseJson(const char* text, JsonDocument& document) {
-    Loader loader(text);
+bool parseJson(std::string text, JsonDocument& document) {
+    Loader loader(text.data());
     if (!loader.load()) return false;
     document.Swap(loader);
     return true;

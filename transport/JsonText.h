@@ -15,14 +15,18 @@ using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::Cr
 using JsonValue = JsonDocument::ValueType;
 
 /// The first room of a parser's stack, in bytes.
-constexpr std::size_t jsonStackCapacity = 128;
+constexpr std::size_t jsonStackCapacity = 512;
+
+/// The allocator of all documents. It has no state: it is malloc and free.
+inline rapidjson::CrtAllocator jsonHeap;
 
 /// How deep a text may be nested.
 constexpr unsigned int maxJsonNesting = 256;
 
-/// Replaces the document by the one that `text` holds. False, and the document as it was, when the
-/// text is not one whole document or is nested more deeply than `maxJsonNesting`.
-bool parseJson(const char* text, JsonDocument& document);
+/// Replaces the document by the one that `text` holds, up to its first NUL. False, and the document
+/// as it was, when the text is not one whole document or is nested more deeply than
+/// `maxJsonNesting`.
+bool parseJson(std::string text, JsonDocument& document);
 
 /// The value as compact text: members in their order, no white space. Bytes that are no UTF-8 go
 /// through as they are; a number that JSON cannot express becomes null.

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "transport/JsonText.h"
@@ -14,55 +15,65 @@ namespace {
 using Value = SipJson::Value;
 using rapidjson::SizeType;
 
-constexpr char keyRoot[] = "SIP";
-constexpr char keyVersion[] = "V";
-constexpr char keyCommands[] = "CMD";
-constexpr char keyOpCode[] = "OC";
-constexpr char keyOpCodeExt[] = "OE";
-constexpr char keyObjectId[] = "OI";
-constexpr char keyCabinetNr[] = "CA";
-constexpr char keyStatus[] = "ST";
-constexpr char keyData[] = "DA";
-constexpr char keyBlock[] = "RAW";
+constexpr std::string_view keyRoot = "SIP";
+constexpr std::string_view keyVersion = "V";
+constexpr std::string_view keyCommands = "CMD";
+constexpr std::string_view keyOpCode = "OC";
+constexpr std::string_view keyOpCodeExt = "OE";
+constexpr std::string_view keyObjectId = "OI";
+constexpr std::string_view keyCabinetNr = "CA";
+constexpr std::string_view keyStatus = "ST";
+constexpr std::string_view keyData = "DA";
+constexpr std::string_view keyBlock = "RAW";
 
 constexpr int documentVersion = 1;
 
-// The allocator has no state: it is malloc and free.
-rapidjson::CrtAllocator heap;
+constexpr rapidjson::CrtAllocator& heap = varnock::jsonHeap;
 
-/// The member `key`, the first of several; null unless `value` is an object that has it.
-const Value* find(const Value& value, const char* key) {
-    if (!value.IsObject()) return nullptr;
-    const auto found = value.FindMember(key);
-    return found == value.MemberEnd() ? nullptr : &found->value;
+std::string_view textOf(const Value& name) {
+    return {name.GetString(), name.GetStringLength()};
 }
 
-Value* find(Value& value, const char* key) {
+/// The member `key`, the first of several; null unless `value` is an object that has it.
+const Value* find(const Value& value, std::string_view key) {
+    if (!value.IsObject()) return nullptr;
+    for (const auto& member : value.GetObject()) {
+        const std::string_view name = textOf(member.name);
+        // Nearly all others differ in these, and a comparison is a call.
+        if (name.size() != key.size() || (!key.empty() && name.front() != key.front())) continue;
+        if (name == key) return &member.value;
+    }
+    return nullptr;
+}
+
+Value* find(Value& value, std::string_view key) {
     return const_cast<Value*>(find(std::as_const(value), key));
 }
 
 /// The array `key` of an object, else null.
-const Value* findArray(const Value& value, const char* key) {
+const Value* findArray(const Value& value, std::string_view key) {
     const Value* found = find(value, key);
     return found != nullptr && found->IsArray() ? found : nullptr;
 }
 
 /// Puts a value into an object: in place of the one already there, else as the last member.
-void put(Value& object, const char* key, Value&& value) {
+/// REQUIRES: `key` lives as long as the object.
+void put(Value& object, std::string_view key, Value&& value) {
     if (Value* existing = find(object, key))
         *existing = std::move(value);
     else
-        object.AddMember(Value(rapidjson::StringRef(key)), std::move(value), heap);
+        object.AddMember(Value(key.data(), static_cast<SizeType>(key.size())), std::move(value),
+                         heap);
 }
 
 /// Removes every member of this name, so that no duplicate comes to light, and keeps the order of
 /// the others. One pass, since a text from outside can hold duplicates by the ten thousand.
-bool removeMember(Value& object, const char* key) {
+bool removeMember(Value& object, std::string_view key) {
     if (find(object, key) == nullptr) return false;
     Value kept(rapidjson::kObjectType);
     auto member = object.MemberBegin();
     for (SizeType rest = object.MemberCount(); rest != 0; --rest, ++member)
-        if (member->name != key) kept.AddMember(member->name, member->value, heap);
+        if (textOf(member->name) != key) kept.AddMember(member->name, member->value, heap);
     object = std::move(kept);
     return true;
 }
@@ -165,7 +176,7 @@ unsigned long listSize(const Value& list) {
 
 class SipJson::Document : public varnock::JsonDocument {
   public:
-    Document() : GenericDocument(nullptr, varnock::jsonStackCapacity) {}
+    Document() : GenericDocument(&heap, varnock::jsonStackCapacity, &heap) {}
 };
 
 SipJson::SipJson() : document_(std::make_unique<Document>()) {
@@ -289,19 +300,19 @@ bool SipJson::SetRequestDataStream(const std::vector<unsigned char>& bytes) {
 }
 
 unsigned int SipJson::OpCode() const {
-    return GetCmdValue(current(), keyOpCode, 0);
+    return number(current(), keyOpCode, 0);
 }
 unsigned int SipJson::OpCodeExt() const {
-    return GetCmdValue(current(), keyOpCodeExt, 0);
+    return number(current(), keyOpCodeExt, 0);
 }
 unsigned int SipJson::ObjectId() const {
-    return GetCmdValue(current(), keyObjectId, 0);
+    return number(current(), keyObjectId, 0);
 }
 unsigned int SipJson::CabinetNr() const {
-    return GetCmdValue(current(), keyCabinetNr, 0);
+    return number(current(), keyCabinetNr, 0);
 }
 unsigned int SipJson::Status() const {
-    return GetCmdValue(current(), keyStatus, missingStatus);
+    return number(current(), keyStatus, missingStatus);
 }
 
 bool SipJson::Success() const {
@@ -314,9 +325,9 @@ bool SipJson::CmdStatusSuccess(unsigned int status) {
 
 /// The member `key` of command `index`, null when anything on the way to it is missing or of
 /// another kind.
-const SipJson::Value* SipJson::member(int index, const char* key) const {
+const SipJson::Value* SipJson::member(int index, std::string_view key) const {
     const Value* commands = GetCmds();
-    if (commands == nullptr || index < 0 || key == nullptr) return nullptr;
+    if (commands == nullptr || index < 0) return nullptr;
     const auto position = static_cast<SizeType>(index);
     return position < commands->Size() ? find((*commands)[position], key) : nullptr;
 }
@@ -326,6 +337,10 @@ const SipJson::Value* SipJson::data(int index) const {
 }
 
 unsigned int SipJson::GetCmdValue(int index, const char* key, unsigned int defaultValue) const {
+    return key != nullptr ? number(index, key, defaultValue) : defaultValue;
+}
+
+unsigned int SipJson::number(int index, std::string_view key, unsigned int defaultValue) const {
     const Value* value = member(index, key);
     return value != nullptr && value->IsUint() ? value->GetUint() : defaultValue;
 }
@@ -433,7 +448,7 @@ std::string SipJson::Export() const {
 }
 
 void SipJson::Import(const char* text) {
-    const std::string local = CStringMapper::UTF8ToString(text);
+    std::string local = CStringMapper::UTF8ToString(text);
     Clear();
-    if (!varnock::parseJson(local.c_str(), *document_)) ClassInit();
+    if (!varnock::parseJson(std::move(local), *document_)) ClassInit();
 }

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "util/Export.h"
@@ -163,7 +164,8 @@ class VARNOCK_EXPORT SipJson {
 
     Value* writableCmd();
     bool setData(Value&& data, unsigned int status);
-    const Value* member(int index, const char* key) const;
+    const Value* member(int index, std::string_view key) const;
+    unsigned int number(int index, std::string_view key, unsigned int defaultValue) const;
     const Value* data(int index) const;
     int current() const { return static_cast<int>(commandIndex_); }
 

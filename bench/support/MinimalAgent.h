@@ -7,7 +7,8 @@ namespace varnock::bench {
 /// A process that answers on the agent's request socket and does nothing else: each frame gets a
 /// reply that was built before. What a call costs beyond it is the library's.
 ///
-/// The directory of the socket is put into QX_RAGD_SOCKET_DIR. REQUIRES: made before any thread.
+/// The directory of the socket is put into QX_RAGD_SOCKET_DIR. From then on both processes run on
+/// one processor. REQUIRES: made before any thread.
 class MinimalAgent {
   public:
     MinimalAgent();

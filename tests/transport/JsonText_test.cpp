@@ -1,6 +1,8 @@
 #include "transport/JsonText.h"
 
 #include <gtest/gtest.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
 
 #include <cmath>
 #include <limits>
@@ -21,7 +23,7 @@ std::string peer(const std::string& text) {
 
 std::string ours(const std::string& text) {
     JsonDocument document;
-    return parseJson(text.c_str(), document) ? writeJson(document) : "error";
+    return parseJson(text, document) ? writeJson(document) : "error";
 }
 
 TEST(JsonText, WritesCompactText) {
@@ -31,6 +33,42 @@ TEST(JsonText, WritesCompactText) {
           "[0,9,10,99,100,255,256,-1,1.5]", R"([[],[[]],{}])",
           R"({"a":1,"b":[1,{"c":null}],"":""})"})
         EXPECT_EQ(ours(text), text);
+}
+
+TEST(JsonText, WritesTextsAsTheWriterDoes) {
+    for (unsigned int byte = 0; byte < 256; ++byte) {
+        const std::string text{'a', static_cast<char>(byte), 'z'};
+        JsonDocument document;
+        document.SetString(text.data(), 3, document.GetAllocator());
+        rapidjson::StringBuffer out;
+        rapidjson::Writer<rapidjson::StringBuffer> writer(out);
+        document.Accept(writer);
+        EXPECT_EQ(writeJson(document), out.GetString()) << byte;
+    }
+}
+
+TEST(JsonText, ParsesTextsAsTheParserDoes) {
+    for (const char* text :
+         {R"("")", R"("plain")", R"("a text that is too long to be kept inside of a value")",
+          R"("\u0041\u00e4\u20ac\ud83d\ude00")", R"("\ud83d")", R"("\udc00")", R"("\u12")",
+          R"("a\"b\\c\/d\be\ff\ng\rh\ti")", R"("\x")", R"("open)", R"("open\)", "\"tab\there\"",
+          "\"\xFF\xC3\"", R"({"a\u0062":"c\u0064","a":{"long name of a member, beyond 21":1}})",
+          R"(["one","two\n","three"])", R"({"a" : "b" , "c":"d"})"})
+        EXPECT_EQ(ours(text), peer(text)) << text;
+}
+
+TEST(JsonText, KeepsAZeroInsideAText) {
+    JsonDocument document;
+    ASSERT_TRUE(parseJson(R"("a\u0000b")", document));
+    EXPECT_EQ(std::string(document.GetString(), document.GetStringLength()),
+              std::string("a\0b", 3));
+    EXPECT_EQ(writeJson(document), R"("a\u0000b")");
+}
+
+TEST(JsonText, EndsAtTheFirstZero) {
+    EXPECT_EQ(ours(std::string("[1]\0]", 5)), "[1]");
+    EXPECT_EQ(ours(std::string("[1\0]", 4)), "error");
+    EXPECT_EQ(ours(std::string("\"a\0\"", 4)), "error");
 }
 
 TEST(JsonText, WritesEveryByteOfABlock) {
