@@ -350,52 +350,64 @@ unsigned int CRegistry::GetValueSize(const char* name, CRegistryNode* key) {
     return type <= REGISTRY_NUMBER ? CRegistryNode::valueSize(type, value) : 0;
 }
 
-// Replaces the value buffer by a copy, with a NUL behind it; null when memory runs out.
-char* CRegistry::keepValue(const void* data, unsigned int size, unsigned int type) try {
-    valueBuffer_.assign(static_cast<const char*>(data), size);
-    valueSize_ = size;
-    valueType_ = type;
-    return valueBuffer_.data();
-} catch (const std::bad_alloc&) {
-    return nullptr;
-}
-
-char* CRegistry::GetValue(const char* name, CRegistryNode* key) {
+// Hands the data of a value, as it is read, to `take`, which returns whether it is what it wants.
+// False without such a value, and when memory runs out.
+template <typename Take>
+bool CRegistry::read(const char* name, CRegistryNode* key, Take take) try {
     CRegistryNode* node = key != nullptr ? key : currentKey_;
-    if (node == nullptr) return nullptr;
+    if (node == nullptr) return false;
     const CriticalSectionGuard guard(MSpinlock);
     void* value = nullptr;
     const unsigned int type = node->find(name, value);
-    if (type == 0 || type > REGISTRY_NUMBER) return nullptr;
-    if (type == REGISTRY_EXPAND && expand_ == 1) {
-        try {
-            const std::string text = expand(static_cast<const char*>(value));
-            return keepValue(text.c_str(), static_cast<unsigned int>(text.size() + 1), type);
-        } catch (const std::bad_alloc&) {
-            return nullptr;
-        }
-    }
+    if (type == 0 || type > REGISTRY_NUMBER) return false;
     unsigned int number = 0;
     const void* data = CRegistryNode::valueData(type, value, number);
-    return keepValue(data, CRegistryNode::valueSize(type, value), type);
+    unsigned int size = CRegistryNode::valueSize(type, value);
+    std::string expanded;
+    if (type == REGISTRY_EXPAND && expand_ == 1 && size > 0) {
+        expanded = expand(static_cast<const char*>(data));
+        data = expanded.c_str();
+        size = static_cast<unsigned int>(expanded.size() + 1);
+    }
+    const bool taken = take(type, static_cast<const char*>(data), size);
+    valueSize_ = size;
+    valueType_ = type;
+    return taken;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+char* CRegistry::GetValue(const char* name, CRegistryNode* key) {
+    const auto keep = [this](unsigned int, const char* data, unsigned int size) {
+        valueBuffer_.assign(data, size);
+        return true;
+    };
+    return read(name, key, keep) ? valueBuffer_.data() : nullptr;
+}
+
+// As read(), with the codes and the status of QueryValue().
+template <typename Take>
+long CRegistry::query(const char* name, CRegistryNode* key, Take take) {
+    if (key == nullptr && currentKey_ == nullptr) return status_ = invalid;
+    return status_ = read(name, key, take) ? success : noData;
 }
 
 long CRegistry::QueryValue(std::string& out, const char* name, CRegistryNode* key) {
-    if (key == nullptr && currentKey_ == nullptr) return status_ = invalid;
-    const char* text = GetValue(name, key);
-    if (text == nullptr || !isText(valueType_)) return status_ = noData;
-    out = text;
-    return status_ = success;
+    return query(name, key, [&out](unsigned int type, const char* data, unsigned int size) {
+        if (!isText(type)) return false;
+        out.assign(data, size > 0 ? size - 1 : 0);
+        return true;
+    });
 }
 
 long CRegistry::QueryValue(char* out, const char* name, unsigned int* size, CRegistryNode* key) {
-    const bool hasRoom = out != nullptr && size != nullptr && *size > 0;
-    if (!hasRoom || (key == nullptr && currentKey_ == nullptr)) return status_ = invalid;
-    const char* text = GetValue(name, key);
-    if (text == nullptr || !isText(valueType_)) return status_ = noData;
-    copyText(out, *size, text);
-    *size = static_cast<unsigned int>(strlen(out) + 1);
-    return status_ = success;
+    if (out == nullptr || size == nullptr || *size == 0) return status_ = invalid;
+    return query(name, key, [=](unsigned int type, const char* data, unsigned int available) {
+        if (!isText(type)) return false;
+        copyText(out, *size, available > 0 ? data : "");
+        *size = static_cast<unsigned int>(strlen(out) + 1);
+        return true;
+    });
 }
 
 long CRegistry::QueryValue(char* out, const char* name, unsigned int size, CRegistryNode* key) {
@@ -403,11 +415,12 @@ long CRegistry::QueryValue(char* out, const char* name, unsigned int size, CRegi
 }
 
 long CRegistry::QueryValue(unsigned int* out, const char* name, CRegistryNode* key) {
-    if (out == nullptr || (key == nullptr && currentKey_ == nullptr)) return status_ = invalid;
-    const char* bytes = GetValue(name, key);
-    if (bytes == nullptr || valueType_ != REGISTRY_NUMBER) return status_ = noData;
-    memcpy(out, bytes, sizeof *out);
-    return status_ = success;
+    if (out == nullptr) return status_ = invalid;
+    return query(name, key, [out](unsigned int type, const char* data, unsigned int) {
+        if (type != REGISTRY_NUMBER) return false;
+        memcpy(out, data, sizeof *out);
+        return true;
+    });
 }
 
 long CRegistry::OpenPointerKey(const char* keyPath, const char* valueName, CRegistryNode* root,

@@ -151,8 +151,10 @@ class VARNOCK_EXPORT CRegistry {
 
   private:
     long openPath(const char* path, CRegistryNode* root);
-    long readNumber(unsigned int& out, const char* name, CRegistryNode* key);
-    char* keepValue(const void* data, unsigned int size, unsigned int type);
+    template <typename Take>
+    bool read(const char* name, CRegistryNode* key, Take take);
+    template <typename Take>
+    long query(const char* name, CRegistryNode* key, Take take);
 
     long status_;
     unsigned int valueSize_;

@@ -8,6 +8,8 @@
 #include <new>
 #include <span>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "util/TextCopy.h"
 
@@ -19,13 +21,21 @@ constexpr unsigned int smallestIndexed = 64;
 /// To enter an entry in the index costs a fraction of a binary search.
 constexpr unsigned int entriesPerSearch = 16;
 constexpr unsigned int maxIndexed = 1U << 30;
+/// From a slot that is taken to the next one that is tried: past its neighbours, which are likely
+/// to be taken as well. Odd, so that every slot comes in turn.
+constexpr unsigned int probeStep = 33;
 
 void storeIfGiven(void** out, void* value) {
     if (out != nullptr) *out = value;
 }
 
-unsigned int hashOf(const char* key) {
-    return static_cast<unsigned int>(std::hash<std::string_view>()(key));
+/// Names that differ in their last character alone, which programs often ask for in turn, stand
+/// side by side.
+unsigned int hashOf(std::string_view key) {
+    if (key.empty()) return 0;
+    const auto last = static_cast<unsigned char>(key.back());
+    key.remove_suffix(1);
+    return static_cast<unsigned int>(std::hash<std::string_view>()(key)) + last;
 }
 
 bool keyLess(const CStrMap::Assoc& left, const CStrMap::Assoc& right) {
@@ -41,6 +51,44 @@ void storeLast(Field& field, Field value) {
 
 }  // namespace
 
+/// Copies of many keys, close to each other. What is removed is freed with all the others.
+class CStrMap::KeyBlocks {
+  public:
+    char* copy(std::string_view key) {
+        const std::size_t size = key.size() + 1;
+        if (blocks_.empty() || blocks_.back().size - used_ < size) addBlock(size);
+        char* const place = blocks_.back().memory.get() + std::exchange(used_, used_ + size);
+        key.copy(place, key.size());
+        place[key.size()] = '\0';
+        return place;
+    }
+    /// Searches from the last one, which holds half of all.
+    bool hold(const char* key) const {
+        const std::less<const char*> less;  // of any two pointers
+        return std::any_of(blocks_.rbegin(), blocks_.rend(), [=](const Block& block) {
+            const char* const begin = block.memory.get();
+            return !less(key, begin) && less(key, begin + block.size);
+        });
+    }
+
+  private:
+    struct Block {
+        std::unique_ptr<char[]> memory;
+        std::size_t size;
+    };
+    static constexpr std::size_t firstSize = 128;
+
+    void addBlock(std::size_t atLeast) {
+        const std::size_t usual = blocks_.empty() ? firstSize : 2 * blocks_.back().size;
+        const std::size_t size = std::max(usual, atLeast);
+        blocks_.push_back({std::make_unique_for_overwrite<char[]>(size), size});
+        used_ = 0;
+    }
+
+    std::vector<Block> blocks_;
+    std::size_t used_ = 0;  // of the last one
+};
+
 CStrMap::CStrMap()
     : entries_(nullptr),
       capacity_(0),
@@ -48,15 +96,18 @@ CStrMap::CStrMap()
       allocated_(0),
       searches_(0),
       hashMask_(0),
-      hashSlots_(nullptr) {}
+      hashSlots_(nullptr),
+      keyBlocks_(nullptr) {}
 
 CStrMap::~CStrMap() {
     for (const Assoc& entry : std::span(entries_, count_)) {
-        delete[] entry.key;
+        freeKey(entry.key);
     }
     delete[] entries_;
     delete[] hashSlots_;
+    delete keyBlocks_;
     storeLast<HashSlot*>(hashSlots_, nullptr);
+    storeLast<KeyBlocks*>(keyBlocks_, nullptr);
     storeLast<Assoc*>(entries_, nullptr);
     storeLast(capacity_, 0U);
     storeLast(count_, 0U);
@@ -109,30 +160,26 @@ bool CStrMap::makeHashIndex() {
     for (unsigned int place = 0; place < count_; ++place) {
         const unsigned int hash = hashOf(entries_[place].key);
         unsigned int at = hash & hashMask_;
-        while (slots[at].key != nullptr) at = (at + 1) & hashMask_;
-        slots[at] = {entries_[place].key, hash, place};
+        while (slots[at].number != 0) at = (at + probeStep) & hashMask_;
+        slots[at] = {hash, place + 1};
     }
     hashSlots_ = slots;
     return true;
 }
 
-CStrMap::Assoc* CStrMap::findHashed(const char* key) {
+CStrMap::Assoc* CStrMap::findHashed(const char* key) const {
     const unsigned int hash = hashOf(key);
-    for (unsigned int at = hash & hashMask_; hashSlots_[at].key != nullptr;
-         at = (at + 1) & hashMask_) {
-        const HashSlot& slot = hashSlots_[at];
-        if (slot.hash != hash) continue;
-        // Large maps live outside of the caches: fetch the entry while the key is compared.
-        __builtin_prefetch(&entries_[slot.place]);
-        if (std::strcmp(slot.key, key) == 0) return &entries_[slot.place];
+    for (unsigned int at = hash & hashMask_;; at = (at + probeStep) & hashMask_) {
+        const HashSlot slot = hashSlots_[at];
+        if (slot.number == 0) return nullptr;
+        Assoc& entry = entries_[slot.number - 1];
+        if (slot.hash == hash && std::strcmp(entry.key, key) == 0) return &entry;
     }
-    return nullptr;
 }
 
-void CStrMap::forgetPlaces() {
+void CStrMap::dropHashIndex() {
     delete[] hashSlots_;
     hashSlots_ = nullptr;
-    searches_ = 0;
 }
 
 void CStrMap::reserveOne() {
@@ -157,10 +204,14 @@ CStrMap::Assoc* CStrMap::newAssoc() {
     return fresh;
 }
 
+void CStrMap::freeKey(char* key) {
+    if (keyBlocks_ == nullptr || !keyBlocks_->hold(key)) delete[] key;
+}
+
 void CStrMap::append(const char* key, void* value, void* data) {
-    std::unique_ptr<char[]> copy = varnock::copyText(key);
-    Assoc* fresh = newAssoc();
-    *fresh = Assoc{copy.release(), value, data};
+    if (keyBlocks_ == nullptr) keyBlocks_ = new KeyBlocks;
+    char* const copy = keyBlocks_->copy(key);
+    *newAssoc() = Assoc{copy, value, data};
 }
 
 void* CStrMap::add(const char* key, void* value, void* data, void** oldData) {
@@ -169,8 +220,9 @@ void* CStrMap::add(const char* key, void* value, void* data, void** oldData) {
     const CriticalSectionGuard guard(*this);
     const unsigned int index = lowerBound(key);
     if (!holdsKey(index, key)) {
-        append(key, value, data);
-        Assoc* last = &entries_[count_ - 1];
+        std::unique_ptr<char[]> copy = varnock::copyText(key);
+        Assoc* const last = newAssoc();
+        *last = Assoc{copy.release(), value, data};
         std::rotate(&entries_[index], last, last + 1);
         return nullptr;
     }
@@ -203,7 +255,7 @@ void* CStrMap::remove(const char* key, void** data) {
     forgetPlaces();
     std::copy(entry + 1, entries_ + count_, entry);
     entries_[--count_] = Assoc{};
-    delete[] removed.key;
+    freeKey(removed.key);
     storeIfGiven(data, removed.data);
     return removed.value;
 }
@@ -225,7 +277,7 @@ void CStrMap::sortAppended(void (*discard)(void* value, void* data)) {
     for (unsigned int index = 0; index < count_; ++index) {
         const Assoc entry = entries_[index];
         if (index + 1 < count_ && std::strcmp(entry.key, entries_[index + 1].key) == 0) {
-            delete[] entry.key;
+            freeKey(entry.key);
             if (discard != nullptr) discard(entry.value, entry.data);
         } else {
             entries_[kept++] = entry;

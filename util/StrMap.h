@@ -24,7 +24,7 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
   public:
     /// One entry of the map.
     struct Assoc {
-        char* key;  ///< owned by the map, made with array new
+        char* key;  ///< owned by the map; one that a derived class enters is made with array new
         void* value;
         void* data;
     };
@@ -75,20 +75,25 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     void sortAppended(void (*discard)(void* value, void* data));
 
   private:
-    /// Where a key stands in the array.
+    /// Where an entry stands in the array.
     struct HashSlot {
-        const char* key;  // null: free
         unsigned int hash;
-        unsigned int place;
+        unsigned int number;  // one more than the index; 0: free
     };
+    class KeyBlocks;
 
     unsigned int lowerBound(const char* key) const;
     bool holdsKey(unsigned int index, const char* key) const;
     void reserveOne();
+    void freeKey(char* key);
     bool hasHashIndex();
     bool makeHashIndex();
-    Assoc* findHashed(const char* key);
-    void forgetPlaces();
+    Assoc* findHashed(const char* key) const;
+    void dropHashIndex();
+    void forgetPlaces() {
+        searches_ = 0;
+        if (hashSlots_ != nullptr) dropHashIndex();
+    }
 
     Assoc* entries_;
     unsigned int capacity_;
@@ -97,4 +102,5 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     unsigned int searches_;   // since an entry last changed its place
     unsigned int hashMask_;   // one less than there are slots, a power of two
     HashSlot* hashSlots_;     // the places of all entries; null: they have to be searched
+    KeyBlocks* keyBlocks_;    // the keys of append(); null: there are none
 };

@@ -77,6 +77,15 @@ void writeTree(CRegistryNode& root, const Scratch& file) {
     root.dumpNode(stream.get());
 }
 
+// As a program finds it: read from a file.
+std::unique_ptr<CRegistryNode> loadedTree(Shape shape) {
+    const Scratch file;
+    writeTree(*makeTree(shape), file);
+    auto root = std::make_unique<CRegistryNode>();
+    root->restoreNode(openFile(file, "r").get());
+    return root;
+}
+
 void loadTree(benchmark::State& state, Shape shape) {
     const Scratch file;
     writeTree(*makeTree(shape), file);
@@ -96,7 +105,7 @@ void saveTree(benchmark::State& state, Shape shape) {
     }
 }
 
-// Names in an order in which no side finds the next one beside the last.
+// Some names in an order in which no side finds the next one beside the last.
 std::vector<std::pair<std::string, std::string>> shuffledNames(Shape shape) {
     std::vector<std::pair<std::string, std::string>> names;
     const int count = shape.keys * shape.perKey;
@@ -108,7 +117,7 @@ std::vector<std::pair<std::string, std::string>> shuffledNames(Shape shape) {
 }
 
 void lookUpInTree(benchmark::State& state, Shape shape) {
-    const auto root = makeTree(shape);
+    const auto root = loadedTree(shape);
     const auto names = shuffledNames(shape);
     std::size_t next = 0;
     CRegistry registry;
@@ -118,6 +127,33 @@ void lookUpInTree(benchmark::State& state, Shape shape) {
         const auto& [key, value] = names[next++ % names.size()];
         registry.Open(key.c_str(), root.get());
         benchmark::DoNotOptimize(registry.QueryValue(text, value.c_str()));
+    }
+    Debug.ForceMaxDebug(1);
+}
+
+std::vector<std::string> allNames(int count, std::string (*name)(int)) {
+    std::vector<std::string> names;
+    for (int i = 0; i < count; ++i) {
+        names.push_back(name(i));
+    }
+    return names;
+}
+
+// All values, each key opened once.
+void readTree(benchmark::State& state, Shape shape) {
+    const auto root = loadedTree(shape);
+    const auto keys = allNames(shape.keys, keyName);
+    const auto values = allNames(shape.perKey, valueName);
+    CRegistry registry;
+    std::string text;
+    Debug.ForceMaxDebug(0);
+    for (auto _ : state) {
+        for (const std::string& key : keys) {
+            registry.Open(key.c_str(), root.get());
+            for (const std::string& value : values) {
+                benchmark::DoNotOptimize(registry.QueryValue(text, value.c_str()));
+            }
+        }
     }
     Debug.ForceMaxDebug(1);
 }
@@ -148,6 +184,14 @@ void writeKeyFile(GKeyFile* keyFile, const Scratch& file) {
     fwrite(text.get(), 1, length, stream.get());
 }
 
+KeyFile loadedKeyFile(Shape shape) {
+    const Scratch file;
+    writeKeyFile(makeKeyFile(shape).get(), file);
+    KeyFile keyFile(g_key_file_new());
+    g_key_file_load_from_file(keyFile.get(), file.path(), G_KEY_FILE_NONE, nullptr);
+    return keyFile;
+}
+
 void loadKeyFile(benchmark::State& state, Shape shape) {
     const Scratch file;
     writeKeyFile(makeKeyFile(shape).get(), file);
@@ -167,7 +211,7 @@ void saveKeyFile(benchmark::State& state, Shape shape) {
 }
 
 void lookUpInKeyFile(benchmark::State& state, Shape shape) {
-    const KeyFile keyFile = makeKeyFile(shape);
+    const KeyFile keyFile = loadedKeyFile(shape);
     const auto names = shuffledNames(shape);
     std::size_t next = 0;
     for (auto _ : state) {
@@ -176,18 +220,35 @@ void lookUpInKeyFile(benchmark::State& state, Shape shape) {
     }
 }
 
+void readKeyFile(benchmark::State& state, Shape shape) {
+    const KeyFile keyFile = loadedKeyFile(shape);
+    const auto keys = allNames(shape.keys, keyName);
+    const auto values = allNames(shape.perKey, valueName);
+    for (auto _ : state) {
+        for (const std::string& key : keys) {
+            for (const std::string& value : values) {
+                g_free(g_key_file_get_string(keyFile.get(), key.c_str(), value.c_str(), nullptr));
+            }
+        }
+    }
+}
+
 BENCHMARK_CAPTURE(loadTree, , oneKey)->Name("RegistryLoadOneKey/ours");
 BENCHMARK_CAPTURE(loadKeyFile, , oneKey)->Name("RegistryLoadOneKey/peer");
 BENCHMARK_CAPTURE(saveTree, , oneKey)->Name("RegistrySaveOneKey/ours");
 BENCHMARK_CAPTURE(saveKeyFile, , oneKey)->Name("RegistrySaveOneKey/peer");
-BENCHMARK_CAPTURE(lookUpInTree, , oneKey)->Name("RegistryLookUpOneKey/ours");
-BENCHMARK_CAPTURE(lookUpInKeyFile, , oneKey)->Name("RegistryLookUpOneKey/peer");
+BENCHMARK_CAPTURE(readTree, , oneKey)->Name("RegistryLookUpOneKey/ours");
+BENCHMARK_CAPTURE(readKeyFile, , oneKey)->Name("RegistryLookUpOneKey/peer");
+BENCHMARK_CAPTURE(lookUpInTree, , oneKey)->Name("RegistryOpenEachOneKey/ours");
+BENCHMARK_CAPTURE(lookUpInKeyFile, , oneKey)->Name("RegistryOpenEachOneKey/peer");
 BENCHMARK_CAPTURE(loadTree, , thousandKeys)->Name("RegistryLoad1000Keys/ours");
 BENCHMARK_CAPTURE(loadKeyFile, , thousandKeys)->Name("RegistryLoad1000Keys/peer");
 BENCHMARK_CAPTURE(saveTree, , thousandKeys)->Name("RegistrySave1000Keys/ours");
 BENCHMARK_CAPTURE(saveKeyFile, , thousandKeys)->Name("RegistrySave1000Keys/peer");
-BENCHMARK_CAPTURE(lookUpInTree, , thousandKeys)->Name("RegistryLookUp1000Keys/ours");
-BENCHMARK_CAPTURE(lookUpInKeyFile, , thousandKeys)->Name("RegistryLookUp1000Keys/peer");
+BENCHMARK_CAPTURE(readTree, , thousandKeys)->Name("RegistryLookUp1000Keys/ours");
+BENCHMARK_CAPTURE(readKeyFile, , thousandKeys)->Name("RegistryLookUp1000Keys/peer");
+BENCHMARK_CAPTURE(lookUpInTree, , thousandKeys)->Name("RegistryOpenEach1000Keys/ours");
+BENCHMARK_CAPTURE(lookUpInKeyFile, , thousandKeys)->Name("RegistryOpenEach1000Keys/peer");
 
 // What one value costs in a tree of so many: it must not grow with them.
 

@@ -121,6 +121,22 @@ TEST_F(Registry, ExpandsReferencesToTheEnvironment) {
     EXPECT_EQ(expanded("%VT_HOME%%VT_HOME%"), "/root/root");
 }
 
+TEST_F(Registry, TakesTextsWithoutMemoryForEmptyOnes) {
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    CRegistryNode* node = key;
+    for (const unsigned int type : {REGISTRY_STRING, REGISTRY_EXPAND}) {
+        node->put("null", type, nullptr);
+        std::string text = "before";
+        EXPECT_EQ(key.QueryValue(text, "null"), 0);
+        EXPECT_EQ(text, "");
+        char room[4] = "xyz";
+        EXPECT_EQ(key.QueryValue(room, "null", 4U), 0);
+        EXPECT_STREQ(room, "");
+        EXPECT_STREQ(key.GetValue("null"), "");
+        EXPECT_EQ(key.ValueSize(), 0U);
+    }
+}
+
 TEST_F(Registry, QueriesTexts) {
     setenv("VT_HOME", "", 1);
     CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
@@ -129,6 +145,8 @@ TEST_F(Registry, QueriesTexts) {
     EXPECT_EQ(text, "abc");
     EXPECT_EQ(key.QueryValue(text, "Expand"), 0);
     EXPECT_EQ(text, "/x%y");
+    EXPECT_EQ(key.ValueSize(), 5U);
+    EXPECT_EQ(key.ValueType(), 2U);
     EXPECT_EQ(key.QueryValue(text, "Number"), 61);
     EXPECT_EQ(key.QueryValue(text, "missing"), 61);
     EXPECT_EQ(key.Status(), 61);

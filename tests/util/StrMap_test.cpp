@@ -23,6 +23,7 @@ using varnock::test::PosixThread;
 class OpenMap : public CStrMap {
   public:
     using CStrMap::append;
+    using CStrMap::assocAt;
     using CStrMap::capacity;
     using CStrMap::count;
     using CStrMap::findAssoc;
@@ -313,6 +314,22 @@ TEST(StrMap, OfEqualAppendedKeysTheLastStays) {
               (std::vector<std::pair<void*, void*>>{{slot(0), slot(10)}, {slot(1), slot(11)}}));
 }
 
+TEST(StrMap, AppendedAndAddedKeysMayBeRemoved) {
+    OpenMap map;
+    for (int i = 0; i < 100; ++i) map.append(numbered(i).c_str(), slot(i), nullptr);
+    map.append(std::string(5000, 'x').c_str(), slot(100), nullptr);
+    map.sortAppended(nullptr);
+    for (int i = 101; i < 200; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    for (int i = 0; i < 200; i += 2) {
+        EXPECT_EQ(map.remove(numbered(i).c_str(), nullptr), i == 100 ? nullptr : slot(i));
+    }
+    for (int i = 1; i < 200; i += 2) {
+        EXPECT_EQ(map.lookup(numbered(i).c_str(), nullptr), slot(i));
+    }
+    EXPECT_EQ(map.remove(std::string(5000, 'x').c_str(), nullptr), slot(100));
+    EXPECT_EQ(map.count(), 100U);
+}
+
 TEST(StrMap, SortsAHundredThousandAppendedKeys) {
     std::vector<std::string> keys;
     for (int number = 0; number < 100'000; ++number) keys.push_back(numbered(number));
@@ -366,6 +383,57 @@ TEST(StrMap, ReplacedValuesAreFoundInALargeMap) {
     void* data = nullptr;
     EXPECT_EQ(map.lookup("key7", &data), slot(8));
     EXPECT_EQ(data, slot(9));
+}
+
+/// Fills a map and asks for every key.
+void fillAndSearch(OpenMap& map) {
+    for (int i = 0; i < 300; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    for (int i = 0; i < 300; ++i) map.lookup(numbered(i).c_str(), nullptr);
+}
+
+TEST(StrMap, EntriesChangedInPlaceAreFoundInALargeMap) {
+    OpenMap map;
+    fillAndSearch(map);
+    map.findAssoc("key7")->value = slot(8);
+    EXPECT_EQ(map.lookup("key7", nullptr), slot(8));
+    fillAndSearch(map);
+    for (unsigned int i = 0; i < map.count(); ++i) map.assocAt(i).value = slot(9);
+    for (int i = 0; i < 300; ++i) {
+        EXPECT_EQ(map.lookup(numbered(i).c_str(), nullptr), slot(9));
+    }
+}
+
+TEST(StrMap, RemovedKeysAreNotFoundInALargeMap) {
+    OpenMap map;
+    fillAndSearch(map);
+    EXPECT_EQ(map.remove("key7", nullptr), slot(7));
+    fillAndSearch(map);
+    EXPECT_EQ(map.remove("key7", nullptr), slot(7));
+    for (int i = 0; i < 300; ++i) {
+        EXPECT_EQ(map.lookup(numbered(i).c_str(), nullptr), i == 7 ? nullptr : slot(i));
+    }
+    EXPECT_EQ(map.remove("key7", nullptr), nullptr);
+}
+
+TEST(StrMap, FindsKeysThatLookAlikeInALargeMap) {
+    OpenMap map;
+    std::vector<std::string> keys{""};
+    for (int first = 1; first < 256; ++first) {
+        keys.push_back(std::string(1, static_cast<char>(first)));
+        keys.push_back(std::string(1, static_cast<char>(first)) + "a");
+        keys.push_back("a" + std::string(1, static_cast<char>(first)));
+    }
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        map.add(keys[i].c_str(), slot(static_cast<int>(i % 300)), nullptr, nullptr);
+    }
+    for (int round = 0; round < 2; ++round) {
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            EXPECT_EQ(map.lookup(keys[i].c_str(), nullptr), slot(static_cast<int>(i % 300)));
+        }
+    }
+    EXPECT_EQ(map.lookup("aaa", nullptr), nullptr);
 }
 
 TEST(StrMap, FindsEveryKeyOfALargeMapWithoutMemoryForMore) {
