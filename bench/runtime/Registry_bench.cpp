@@ -131,29 +131,55 @@ void lookUpInTree(benchmark::State& state, Shape shape) {
     Debug.ForceMaxDebug(1);
 }
 
-std::vector<std::string> allNames(int count, std::string (*name)(int)) {
-    std::vector<std::string> names;
-    for (int i = 0; i < count; ++i) {
-        names.push_back(name(i));
+// All names of a tree, in the order in which they were entered.
+struct Names {
+    explicit Names(Shape shape) {
+        for (int key = 0; key < shape.keys; ++key) {
+            keys.push_back(keyName(key));
+        }
+        for (int value = 0; value < shape.perKey; ++value) {
+            values.push_back(valueName(value));
+        }
     }
-    return names;
+    std::vector<std::string> keys;
+    std::vector<std::string> values;
+};
+
+// Every key opened once, every value asked for once.
+void lookUpAll(CRegistry& registry, CRegistryNode* root, const Names& names) {
+    std::string text;
+    for (const std::string& key : names.keys) {
+        registry.Open(key.c_str(), root);
+        for (const std::string& value : names.values) {
+            benchmark::DoNotOptimize(registry.QueryValue(text, value.c_str()));
+        }
+    }
 }
 
-// All values, each key opened once.
 void readTree(benchmark::State& state, Shape shape) {
     const auto root = loadedTree(shape);
-    const auto keys = allNames(shape.keys, keyName);
-    const auto values = allNames(shape.perKey, valueName);
+    const Names names(shape);
     CRegistry registry;
-    std::string text;
     Debug.ForceMaxDebug(0);
     for (auto _ : state) {
-        for (const std::string& key : keys) {
-            registry.Open(key.c_str(), root.get());
-            for (const std::string& value : values) {
-                benchmark::DoNotOptimize(registry.QueryValue(text, value.c_str()));
-            }
-        }
+        lookUpAll(registry, root.get(), names);
+    }
+    Debug.ForceMaxDebug(1);
+}
+
+// What a program does with a tree from its start to its end.
+void useTree(benchmark::State& state, Shape shape) {
+    const Scratch file;
+    writeTree(*makeTree(shape), file);
+    const Names names(shape);
+    CRegistry registry;
+    Debug.ForceMaxDebug(0);
+    for (auto _ : state) {
+        CRegistryNode root;
+        root.restoreNode(openFile(file, "r").get());
+        lookUpAll(registry, &root, names);
+        writeTree(root, file);
+        registry.Close();
     }
     Debug.ForceMaxDebug(1);
 }
@@ -220,16 +246,31 @@ void lookUpInKeyFile(benchmark::State& state, Shape shape) {
     }
 }
 
+void lookUpAll(GKeyFile* keyFile, const Names& names) {
+    for (const std::string& key : names.keys) {
+        for (const std::string& value : names.values) {
+            g_free(g_key_file_get_string(keyFile, key.c_str(), value.c_str(), nullptr));
+        }
+    }
+}
+
 void readKeyFile(benchmark::State& state, Shape shape) {
     const KeyFile keyFile = loadedKeyFile(shape);
-    const auto keys = allNames(shape.keys, keyName);
-    const auto values = allNames(shape.perKey, valueName);
+    const Names names(shape);
     for (auto _ : state) {
-        for (const std::string& key : keys) {
-            for (const std::string& value : values) {
-                g_free(g_key_file_get_string(keyFile.get(), key.c_str(), value.c_str(), nullptr));
-            }
-        }
+        lookUpAll(keyFile.get(), names);
+    }
+}
+
+void useKeyFile(benchmark::State& state, Shape shape) {
+    const Scratch file;
+    writeKeyFile(makeKeyFile(shape).get(), file);
+    const Names names(shape);
+    for (auto _ : state) {
+        const KeyFile keyFile(g_key_file_new());
+        g_key_file_load_from_file(keyFile.get(), file.path(), G_KEY_FILE_NONE, nullptr);
+        lookUpAll(keyFile.get(), names);
+        writeKeyFile(keyFile.get(), file);
     }
 }
 
@@ -239,6 +280,8 @@ BENCHMARK_CAPTURE(saveTree, , oneKey)->Name("RegistrySaveOneKey/ours");
 BENCHMARK_CAPTURE(saveKeyFile, , oneKey)->Name("RegistrySaveOneKey/peer");
 BENCHMARK_CAPTURE(readTree, , oneKey)->Name("RegistryLookUpOneKey/ours");
 BENCHMARK_CAPTURE(readKeyFile, , oneKey)->Name("RegistryLookUpOneKey/peer");
+BENCHMARK_CAPTURE(useTree, , oneKey)->Name("RegistryOneKey/ours");
+BENCHMARK_CAPTURE(useKeyFile, , oneKey)->Name("RegistryOneKey/peer");
 BENCHMARK_CAPTURE(lookUpInTree, , oneKey)->Name("RegistryOpenEachOneKey/ours");
 BENCHMARK_CAPTURE(lookUpInKeyFile, , oneKey)->Name("RegistryOpenEachOneKey/peer");
 BENCHMARK_CAPTURE(loadTree, , thousandKeys)->Name("RegistryLoad1000Keys/ours");
@@ -247,6 +290,8 @@ BENCHMARK_CAPTURE(saveTree, , thousandKeys)->Name("RegistrySave1000Keys/ours");
 BENCHMARK_CAPTURE(saveKeyFile, , thousandKeys)->Name("RegistrySave1000Keys/peer");
 BENCHMARK_CAPTURE(readTree, , thousandKeys)->Name("RegistryLookUp1000Keys/ours");
 BENCHMARK_CAPTURE(readKeyFile, , thousandKeys)->Name("RegistryLookUp1000Keys/peer");
+BENCHMARK_CAPTURE(useTree, , thousandKeys)->Name("Registry1000Keys/ours");
+BENCHMARK_CAPTURE(useKeyFile, , thousandKeys)->Name("Registry1000Keys/peer");
 BENCHMARK_CAPTURE(lookUpInTree, , thousandKeys)->Name("RegistryOpenEach1000Keys/ours");
 BENCHMARK_CAPTURE(lookUpInKeyFile, , thousandKeys)->Name("RegistryOpenEach1000Keys/peer");
 
