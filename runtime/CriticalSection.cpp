@@ -6,6 +6,9 @@
 // destructor are kept. They order nothing: a thread only asks whether it is the owner itself, and
 // the mutex orders the rest. The count belongs to the owner and needs no atomic step; where nobody
 // owns the section, before its construction and after its destruction, it means nothing.
+namespace {
+constexpr auto relaxed = std::memory_order_relaxed;
+}
 
 CCriticalSection::CCriticalSection() : owner_(0), count_(0), initialised_(0) {
     initialised_.store(MutexInit(&mutex_) == 0 ? 1 : 0, relaxed);
@@ -24,11 +27,32 @@ CCriticalSection::~CCriticalSection() {
     initialised_.store(0, relaxed);
 }
 
+bool CCriticalSection::isOwner() const {
+    return initialised_.load(relaxed) != 0 && owner_.load(relaxed) == ThreadSelf();
+}
+
+void CCriticalSection::Enter() {
+    if (initialised_.load(relaxed) != 0 && owner_.load(relaxed) != ThreadSelf()) {
+        MutexLock(&mutex_);
+        owner_.store(ThreadSelf(), relaxed);
+    }
+    count_.store(count_.load(relaxed) + 1, relaxed);
+}
+
+void CCriticalSection::Leave() {
+    if (!isOwner()) return;
+    const auto left = count_.load(relaxed) - 1;
+    count_.store(left, relaxed);
+    if (left > 0) return;
+    owner_.store(0, relaxed);
+    MutexUnlock(&mutex_);
+}
+
 void CCriticalSection::CleanupHandlerForMutex() {
     if (!isOwner()) return;
     count_.store(0, relaxed);
     owner_.store(0, relaxed);
-    pthread_mutex_unlock(&mutex_);
+    MutexUnlock(&mutex_);
 }
 
 void CleanupHandlerForCritSecMutex(void* section) {

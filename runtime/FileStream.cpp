@@ -2,6 +2,8 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,8 +43,12 @@ bool writeAt(int file, const char* data, std::size_t length, std::int64_t offset
     return true;
 }
 
-bool syncDirectory(const std::string& directory) {
-    const FileDescriptor names(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+bool syncDirectoryOf(const char* path) {
+    char directory[PATH_MAX] = ".";
+    if (const char* slash = strrchr(path, '/')) {
+        snprintf(directory, sizeof directory, "%.*s", static_cast<int>(slash + 1 - path), path);
+    }
+    const FileDescriptor names(open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return names && fsync(names.get()) == 0;
 }
 

@@ -36,7 +36,7 @@ FileStream openRegularFile(const char* path, const char* mode);
 /// Writes all of it to a descriptor; false with errno when no byte goes any further.
 bool writeAt(int file, const char* data, std::size_t length, std::int64_t offset);
 
-/// Puts the names in a directory on the disk; false when that fails.
-bool syncDirectory(const std::string& directory);
+/// Puts the names beside a file, its own among them, on the disk; false when that fails.
+bool syncDirectoryOf(const char* path);
 
 }  // namespace varnock

@@ -1,6 +1,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <memory>
+#include <new>
+
 #include "runtime/ProfileFile.h"
 
 namespace {
@@ -58,15 +61,17 @@ const char* CIniFile::GetString(const char* section, const char* key, const char
 }
 
 int CIniFile::GetString(std::string& out, const char* section, const char* key,
-                        const char* defaultValue) {
+                        const char* defaultValue) try {
     if (valid_ == 0) return 0;
     char* buffer = nullptr;
     unsigned int size = 0;
     fill(buffer, size, section, key, defaultValue);
+    const std::unique_ptr<char, decltype(&free)> owner(buffer, free);
     const char* result = buffer != nullptr ? buffer : defaultValue;
     out = result != nullptr ? result : "";
-    free(buffer);
     return 1;
+} catch (const std::bad_alloc&) {
+    return 0;
 }
 
 const char* CIniFile::GetEnum(const char* section) {
@@ -85,8 +90,12 @@ const char* CIniFile::GetNextEnum() {
 
 void CIniFile::GetEnums(std::vector<std::string>& out, const char* section) {
     out.clear();
-    for (const char* name = GetEnum(section); *name != '\0'; name = GetNextEnum()) {
-        out.emplace_back(name);
+    try {
+        for (const char* name = GetEnum(section); *name != '\0'; name = GetNextEnum()) {
+            out.emplace_back(name);
+        }
+    } catch (const std::bad_alloc&) {
+        out.clear();
     }
 }
 

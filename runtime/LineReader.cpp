@@ -4,9 +4,12 @@
 
 #include <algorithm>
 
+#include "runtime/Cancellation.h"
+
 namespace varnock {
 
 LineReader::~LineReader() {
+    const CancellationGuard uncancelled;  // the stream may read again to come to the place
     if (unused() > 0) fseeko(file_, -static_cast<off_t>(unused()), SEEK_CUR);
 }
 

@@ -282,8 +282,7 @@ class NewFile {
     bool took(int result) {
         if (result != 0) return false;
         isThere_ = false;
-        const std::size_t slash = target_.rfind('/');
-        varnock::syncDirectory(slash != target_.npos ? target_.substr(0, slash + 1) : ".");
+        varnock::syncDirectoryOf(target_.c_str());
         return true;
     }
 
@@ -408,7 +407,7 @@ int createFile(const char* section, const char* key, const char* value, const ch
     return file.becomeTarget() ? 1 : appendToFile(section, key, value, fileName);
 }
 
-int changeFile(const char* section, const char* key, const char* value, const char* fileName) {
+int changeFile(const char* section, const char* key, const char* value, const char* fileName) try {
     EditedFile file(fileName);
     if (!file.isOpen()) {
         if (key == nullptr || value == nullptr) return 1;
@@ -420,6 +419,8 @@ int changeFile(const char* section, const char* key, const char* value, const ch
     if (!EditSearch(section, key, value).run(file.stream(), edit)) return 0;
     if (edit.kind == Edit::Kind::none) return 1;
     return apply(file.stream(), edit, section, key, value) && file.commit() ? 1 : 0;
+} catch (const std::bad_alloc&) {
+    return 0;
 }
 
 }  // namespace

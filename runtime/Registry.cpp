@@ -10,6 +10,7 @@
 #include <memory>
 #include <new>
 
+#include "runtime/Cancellation.h"
 #include "runtime/ProfileFile.h"
 #include "runtime/TraceAt.h"
 
@@ -169,11 +170,16 @@ CRegistry::CRegistry(const CRegistry& other) : CRegistry() {
 CRegistry& CRegistry::operator=(const CRegistry& other) {
     if (this == &other) return *this;
     currentKey_ = other.currentKey_;
-    openedPath_ = other.openedPath_;
+    try {
+        openedPath_ = other.openedPath_;
+    } catch (const std::bad_alloc&) {
+        openedPath_.clear();
+    }
     return *this;
 }
 
 CRegistry::~CRegistry() noexcept(false) {
+    const varnock::CancellationGuard uncancelled;
     try {
         FreeClass();
     } catch (int) {
@@ -191,9 +197,10 @@ void CRegistry::FreeClass() {
 long CRegistry::openPath(const char* path, CRegistryNode* root) {
     try {
         const CriticalSectionGuard guard(MSpinlock);
-        currentKey_ = walk(root != nullptr ? root : &MRoot, path);
-        if (currentKey_ == nullptr) return openFailed;
+        CRegistryNode* const node = walk(root != nullptr ? root : &MRoot, path);
+        if (node == nullptr) return openFailed;
         openedPath_ = path;
+        currentKey_ = node;
         return success;
     } catch (const std::bad_alloc&) {
         traceAt(2, "\nCRegistry::Open ##ERROR while opening !!!\n");
@@ -433,9 +440,13 @@ long CRegistry::OpenPointerKey(const char* keyPath, const char* valueName, CRegi
     status_ = openFailed;
     const char* separator = isPointer ? separatorIn(value) : nullptr;
     if (separator == nullptr) return status_;
-    std::string rootName(value, separator);
-    _strupr(rootName.data());
-    return Open((rootName + separator).c_str(), &MRoot, access);
+    try {
+        std::string rootName(value, separator);
+        _strupr(rootName.data());
+        return Open((rootName + separator).c_str(), &MRoot, access);
+    } catch (const std::bad_alloc&) {
+        return status_;
+    }
 }
 
 long CRegistry::OpenUUIDPointer(const char* valueName, CRegistryNode* root, int access, const char*,

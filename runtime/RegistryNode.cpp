@@ -130,6 +130,12 @@ bool comesBack(std::string_view name, std::string_view line) {
     return !holds(name, '=') && !looksLikeKey && !holds(line, '\n');
 }
 
+// The line "[name]" must come back whole: cut, it would be no key, and what stands in the key would
+// belong to its parent.
+bool keyComesBack(std::string_view name) {
+    return !holds(name, '\n') && name.size() + 2 <= varnock::LineReader::maxLength;
+}
+
 }  // namespace
 
 /// The text of a tree on its way to the file, in large pieces. Errors show in the stream.
@@ -389,7 +395,7 @@ CRegistryNode* CRegistryNode::nextSubkey(const char*& name, Warnings& warnings) 
         void* value = nullptr;
         const unsigned int type = entryAt(cursor_++, name, value);
         if (type != REGISTRY_KEY || value == nullptr) continue;
-        if (!holds(name, '\n')) return static_cast<CRegistryNode*>(value);
+        if (keyComesBack(name)) return static_cast<CRegistryNode*>(value);
         warn(warnings, "a key cannot be written to the file", name);
     }
     return nullptr;

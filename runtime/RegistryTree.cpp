@@ -133,13 +133,22 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
            opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
 }
 
+// Waits until no other process has the file, through the host's signals.
+bool lock(const FileDescriptor& file) {
+    int result = 0;
+    do {
+        result = flock(file.get(), LOCK_EX);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
 // Opens the new file for this process alone. Another process may have put the file it waits for in
 // place meanwhile, so the name is looked at again under the lock.
 FileStream openNewFile() {
+    constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     for (;;) {
-        FileDescriptor file = varnock::awayFromStandardStreams(
-            open(newPath, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, newFileMode));
-        if (!file || flock(file.get(), LOCK_EX) != 0) return nullptr;
+        FileDescriptor file = varnock::awayFromStandardStreams(open(newPath, flags, newFileMode));
+        if (!file || !lock(file)) return nullptr;
         if (!isStillAt(file, newPath)) continue;
         FileStream stream(ftruncate(file.get(), 0) == 0 ? fdopen(file.get(), "we") : nullptr);
         if (stream) {
@@ -172,7 +181,7 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
     const bool written =
         dumpTree(file, warnings) && fchmod(fileno(file), fileMode) == 0 && fsync(fileno(file)) == 0;
     if (written && keepBackup() && rename(newPath, currentPath) == 0) {
-        varnock::syncDirectory(varnock::systemDirectory());
+        varnock::syncDirectoryOf(currentPath);
         return true;
     }
     const int error = errno;
@@ -182,7 +191,7 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
 }
 
 // After a failed load the root keys are entered as they are, null, and nobody can follow them.
-bool addMissingRoots() {
+bool enterMissingRoots() try {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     void* node = nullptr;
     if (CRegistry::MRoot.find(rootKeys[0].name, node) == REGISTRY_KEY) return false;
@@ -192,6 +201,8 @@ bool addMissingRoots() {
         }
     }
     return true;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 enum class SaveResult { done, cannotOpen, cannotWrite };
@@ -249,7 +260,7 @@ bool reload(LoadResult& result) {
 }
 
 // False when there is no tree.
-bool update(const std::function<bool()>& change, Save& saved) {
+bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     const varnock::CancellationGuard wholeFile;
     const UpdatingMark mark;
@@ -262,7 +273,6 @@ bool update(const std::function<bool()>& change, Save& saved) {
         return true;
     }
     NewFileRemover remover;
-    LoadResult loaded;
     if (!reload(loaded)) return false;
     if (!change()) return true;
     remover.armed = false;
@@ -317,8 +327,10 @@ void CRegistry::SaveTree() {
 
 bool CRegistry::UpdateTree(const std::function<bool()>& change) {
     if (ended) return false;
+    LoadResult loaded;
     Save saved;
-    const bool found = update(change, saved);
+    const bool found = update(change, loaded, saved);
+    trace(loaded.warnings);  // what is missing has been printed when the tree was set up
     report(saved);
     return found;
 }
@@ -334,7 +346,7 @@ void CRegistry::InitClass() {
     for (unsigned int& word : enumeration_) word = 0;
     spare_ = 0;
     if (isSetup().load() == 0) SetupTree();
-    if (!ended && addMissingRoots()) {
+    if (!ended && enterMissingRoots()) {
         Debug.PrintAlways(0, "CRegistry::InitClass() : re-initialize the registry-tree\n");
     }
 }

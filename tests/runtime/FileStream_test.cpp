@@ -43,11 +43,14 @@ TEST_F(FileStream, OpensNothingElseAndWaitsForNobody) {
     }
 }
 
-TEST_F(FileStream, SyncsDirectoriesAlone) {
+TEST_F(FileStream, SyncsTheDirectoryOfAFile) {
     writeFile(path_, "");
-    EXPECT_TRUE(syncDirectory(directory_.path()));
-    EXPECT_FALSE(syncDirectory(path_));
-    EXPECT_FALSE(syncDirectory(directory_.file("missing")));
+    EXPECT_TRUE(syncDirectoryOf(path_.c_str()));
+    EXPECT_TRUE(syncDirectoryOf(directory_.file("missing").c_str()));
+    EXPECT_TRUE(syncDirectoryOf("/file"));
+    EXPECT_TRUE(syncDirectoryOf("file"));
+    EXPECT_FALSE(syncDirectoryOf(directory_.file("missing/file").c_str()));
+    EXPECT_FALSE(syncDirectoryOf((path_ + "/file").c_str()));
 }
 
 TEST_F(FileStream, TellsWhenAFileCannotBeClosedWhole) {

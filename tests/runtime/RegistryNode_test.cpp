@@ -163,6 +163,22 @@ TEST(RegistryNode, AValueThatWillBeCutIsWrittenWholeAndNamed) {
     EXPECT_TRUE(trace.contains("will be cut when it is read again: \"long\""));
 }
 
+TEST(RegistryNode, AKeyWhoseLineWouldBeCutIsNotWritten) {
+    TraceCapture trace(1);
+    CRegistryNode node;
+    const std::string longest(1021, 'k');
+    for (const std::string& name : {longest, longest + "k"}) {
+        auto* key = new CRegistryNode;
+        set(*key, "inside", REGISTRY_STRING, "x");
+        node.put(name.c_str(), REGISTRY_KEY, key);
+    }
+    node.put("sibling", REGISTRY_KEY, new CRegistryNode);
+    const std::string text = dump(node);
+    EXPECT_EQ(text, "[" + longest + "]\ninside=s=x\n\n[sibling]\n\n\n");
+    EXPECT_EQ(roundTrip(text), text);
+    EXPECT_EQ(trace.count("a key cannot be written to the file"), 1U);
+}
+
 TEST(RegistryNode, WhatWouldCorruptTheFileIsNotWritten) {
     TraceCapture trace(1);
     CRegistryNode node;

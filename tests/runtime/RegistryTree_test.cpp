@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <new>
 
+#include "runtime/FileDescriptor.h"
 #include "runtime/Registry.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -147,6 +148,20 @@ TEST_F(RegistryTree, DoesNotWriteThroughALink) {
     EXPECT_THROW({ CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }, int);
     EXPECT_EQ(readFile(file("victim")), "precious");
     ASSERT_EQ(unlink(file("registry.new").c_str()), 0);
+}
+
+TEST_F(RegistryTree, NeitherWaitsForAPipeNorWritesIntoIt) {
+    writeFile(file("registry"), smallTree);
+    ASSERT_EQ(mkfifo(file("registry.new").c_str(), 0600), 0);
+    const auto change = [] { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); };
+    EXPECT_THROW(change(), int);
+    const FileDescriptor reader(open(file("registry.new").c_str(), O_RDONLY | O_NONBLOCK));
+    EXPECT_THROW(change(), int);
+    EXPECT_EQ(
+        trace.count("CRegistry: ERROR: Cannot open \"" + file("registry.new") + "\" for writing"),
+        2U);
+    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_FALSE(exists("registry.new"));
 }
 
 TEST_F(RegistryTree, AFullDiskLeavesTheFileAndNoRest) {
