@@ -126,6 +126,7 @@ void reportReference(Record& record, int manualReset) {
 void grantRelease(Record& record) {
     record.grants =
         record.manualReset != 0 ? record.waiters : std::min(record.grants + 1, record.waiters);
+    record.granted = record.arrivals;
 }
 
 int wake(Record& record) {
@@ -143,8 +144,9 @@ bool takeSignal(Record& record) {
     return true;
 }
 
-bool takeRelease(Record& record) {
-    if (record.grants == 0) {
+/// A grant is for those who waited when it was given, not for who comes before they have run.
+bool takeRelease(Record& record, std::uint64_t ticket) {
+    if (record.grants == 0 || ticket >= record.granted) {
         return takeSignal(record);
     }
     --record.grants;
@@ -191,11 +193,12 @@ int waitForRelease(Record& record, MutexGuard& lock, unsigned int timeoutMs) {
     // A grant of a waiter that has been cancelled is not for those who come later.
     record.grants = std::min(record.grants, record.waiters);
     ++record.waiters;
+    const std::uint64_t ticket = record.arrivals++;
     int error = 0;
     bool isReleased = false;
     do {
         error = waitOnce(record, lock, deadline);
-        isReleased = takeRelease(record);
+        isReleased = takeRelease(record, ticket);
     } while (!isReleased && (error == 0 || error == EINTR));
     leave(record);
     if (isReleased) {

@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 
 #include "runtime/CriticalSection.h"
@@ -41,6 +42,8 @@ class VARNOCK_EXPORT CEvent {
         std::unique_ptr<char[]> name;  ///< null when unnamed; constant
         unsigned int waiters;          ///< threads inside Wait()
         unsigned int grants;           ///< waiters released that have not left yet, see Pulse()
+        std::uint64_t arrivals;        ///< waits begun so far; the number of a wait is its ticket
+        std::uint64_t granted;         ///< the grants are for tickets below this one
         pthread_cond_t drained;        ///< signalled when the last waiter leaves
     };
 

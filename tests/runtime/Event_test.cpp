@@ -254,6 +254,23 @@ TEST(Event, PulseReleasesOneWaiterOfAnAutomaticEvent) {
     EXPECT_EQ(event->Wait(0, 0), 102);
 }
 
+TEST(Event, AReleaseIsNotForWhoComesBeforeTheReleasedHaveRun) {
+    for (const int manual : {automaticReset, manualReset}) {
+        TracedEvent event(0, manual);
+        Waiter first(event.event());
+        event.awaitWaiters(1);
+        // What Pulse() leaves behind until the waiter has run.
+        pthread_mutex_lock(&event.record()->mutex);
+        event.record()->grants = 1;
+        event.record()->granted = event.record()->arrivals;
+        pthread_mutex_unlock(&event.record()->mutex);
+        EXPECT_EQ(event->Wait(0, 0), 102);
+        pthread_cond_broadcast(&event.record()->condition);
+        EXPECT_EQ(first.result(), 0);
+        EXPECT_EQ(event->IfSet(), 0);
+    }
+}
+
 TEST(Event, PulsesInARowReleaseAsManyWaiters) {
     TracedEvent event(0, automaticReset);
     Waiter first(event.event());
