@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "runtime/Cancellation.h"
+#include "runtime/FileDescriptor.h"
 #include "runtime/PlatformPaths.h"
 #include "transport/AgentDevice.h"
 #include "transport/AgentSocket.h"
@@ -34,10 +35,10 @@ constinit EventState state;
 /// The open channel's descriptor or -1. A channel that was opened before a fork() is the parent's:
 /// its events must not come here.
 int currentEventFd() {
+    FileDescriptor parents;  // closed outside of the lock
     const auto lock = lockChannels();
     if (state.fd >= 0 && state.process != currentProcess()) {
-        const CancellationGuard wholeClose;
-        close(std::exchange(state.fd, -1));
+        parents = FileDescriptor(std::exchange(state.fd, -1));
         state.daemonFd = -1;
     }
     return state.fd;
@@ -193,15 +194,13 @@ bool isEventChannel(int clientFd) {
 /// Makes a new descriptor the event channel. Another thread may have been faster: its channel
 /// stays.
 int adoptEventFd(int fd) {
+    FileDescriptor fresh(fd);  // closed outside of the lock
     const auto lock = lockChannels();
-    if (state.fd >= 0) {
-        const CancellationGuard wholeClose;
-        close(fd);
-        return state.fd;
+    if (state.fd < 0) {
+        state.fd = fresh.release();
+        state.process = currentProcess();
     }
-    state.fd = fd;
-    state.process = currentProcess();
-    return fd;
+    return state.fd;
 }
 
 }  // namespace
@@ -300,7 +299,14 @@ int registerForEvents(const StopSignal* stop) {
         return kNotOpened;
     }
     const ClientOptions options(fd);
-    const int daemonFd = initEventChannel(fd, &options, stop);
+    int daemonFd = kNotOpened;
+    try {
+        daemonFd = initEventChannel(fd, &options, stop);
+    } catch (const std::exception&) {
+        // For want of memory: a channel that is registered by half must not stay.
+        closeEventChannel();
+        throw;
+    }
     if (daemonFd < 0) {
         closeEventChannel();
         return kNotOpened;
@@ -335,7 +341,7 @@ int RegisterForEvents(void*) try {
     return varnock::kTransferFailed;
 }
 
-void UnRegisterForEvents(void) {
+void UnRegisterForEvents(void) try {
     using namespace varnock;
     {
         const auto lock = lockChannels();
@@ -343,6 +349,8 @@ void UnRegisterForEvents(void) {
     }
     closeEventChannel();
     traceAt(2, "UnRegisterForEvents: client unregistered for events\n");
+} catch (const std::exception&) {
+    // The channel is closed by then; the lines about it were lost.
 }
 
 int GetEventJson(int clientFd, SipJson& event) try {

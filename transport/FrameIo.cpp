@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 
 #include "runtime/Clock.h"
 #include "transport/AgentDevice.h"
@@ -84,8 +85,8 @@ int Exchange::restOfTimeout() const {
 
 Transfer Exchange::spendSecondOn(short mask, Transfer (Exchange::*move)()) {
     const nanoseconds begin = Clock::instance().monotonicTime();
-    const Transfer transfer =
-        spendSecond(fd_, mask, stop_, [this, move] { return (this->*move)(); });
+    const auto moveOnce = [this, move] { return (this->*move)(); };
+    const Transfer transfer = spendSecond(fd_, mask, stop_, std::cref(moveOnce));
     inAttempts_ += Clock::instance().monotonicTime() - begin;
     return transfer;
 }

@@ -26,7 +26,7 @@ bool isDigit(char c) {
 class Loader : public JsonDocument {
   public:
     explicit Loader(char* text)
-        : JsonDocument(&jsonHeap, jsonStackCapacity, &jsonHeap), stream_(text) {}
+        : JsonDocument(&jsonHeap, stackCapacity, &jsonHeap), stream_(text) {}
 
     /// False when the text is not one whole document. The text is used up: strings are decoded in
     /// place before they are copied out of it.
@@ -85,6 +85,9 @@ class Loader : public JsonDocument {
     }
 
     static unsigned int digit(char*& next) { return static_cast<unsigned int>(*next++ - '0'); }
+
+    /// Enough for most replies, so that it need not grow.
+    static constexpr std::size_t stackCapacity = 512;
 
     rapidjson::InsituStringStream stream_;
     unsigned int depth_ = 0;

@@ -14,8 +14,8 @@ using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::Cr
 /// A value in it.
 using JsonValue = JsonDocument::ValueType;
 
-/// The first room of a parser's stack, in bytes.
-constexpr std::size_t jsonStackCapacity = 512;
+/// The room of a document's own stack, in bytes.
+constexpr std::size_t jsonStackCapacity = 128;
 
 /// The allocator of all documents. It has no state: it is malloc and free.
 inline rapidjson::CrtAllocator jsonHeap;

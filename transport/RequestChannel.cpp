@@ -199,7 +199,14 @@ int sendRequest(unsigned int* frame, unsigned int frameRoom, unsigned int replyR
         return kNoChannel;
     }
     const unsigned int timeout = std::min(std::max(timeoutMs, channel->timeout), kLongestTimeout);
-    const int result = sendRequestOnFd(fd, frame, replyRoom, timeout, channel->retries);
+    int result = kTransferFailed;
+    try {
+        result = sendRequestOnFd(fd, frame, replyRoom, timeout, channel->retries);
+    } catch (const std::exception&) {
+        // For want of memory: a reply that is still to come must not be the next request's.
+        closeRequestChannel(*channel);
+        throw;
+    }
     if (result < 0) {
         traceAlways(
             "SendRequest: Request Channel on fd=%d seems to be corrupt (result=%d) --> close it "

@@ -131,6 +131,7 @@ unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
         return fail(cmd, kBufferFailure);
     }
     buffer.put(text);
+    const unsigned int requestLength = buffer.length();
     const int received =
         varnock::sendRequest(buffer.frame(), kLargestFrame, RAGD_BUFFER_MAX, timeoutMs);
     const unsigned int status =
@@ -141,7 +142,7 @@ unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
                     "CSwitchClient::Request: Receive response OC=0x%04X, OE=0x%04X, CB=0x%08X, "
                     "OI=0x%08X, Status=0x%04X, len=%d\n",
                     cmd.OpCode(), cmd.OpCodeExt(), cmd.CabinetNr(), cmd.ObjectId(), cmd.Status(),
-                    buffer.length());
+                    received < 0 ? requestLength : buffer.length());
     }
     return status;
 }
