@@ -55,13 +55,15 @@ void Kolm::doClearLog(const KOLMKey& key) {
 }
 
 std::vector<provider::LogMessage> Kolm::getLogMessageReadChunk(const KOLMKey& key) {
-    auto messages =
-        engine_.stream({"getLogMessageReadChunk", 0x0B10, key.opCodeExt, component(key)}, entries);
-    for (provider::LogMessage& message : messages) {
-        message.datetime = provider::toDatetime(static_cast<long>(message.time),
-                                                static_cast<int>(timeZoneMinutes_));
-    }
-    return messages;
+    constexpr const char* kCall = "getLogMessageReadChunk";
+    return CallEngine::guarded(kCall, giveDefault, [&] {
+        auto messages = engine_.stream({kCall, 0x0B10, key.opCodeExt, component(key)}, entries);
+        for (provider::LogMessage& message : messages) {
+            message.datetime = provider::toDatetime(static_cast<long>(message.time),
+                                                    static_cast<int>(timeZoneMinutes_));
+        }
+        return messages;
+    });
 }
 
 }  // namespace varnock::calls

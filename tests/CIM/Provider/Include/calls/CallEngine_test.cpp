@@ -170,5 +170,13 @@ TEST_F(CallEngineTest, LackOfMemoryNeverLeavesACall) {
     }
 }
 
+TEST_F(CallEngineTest, LackOfMemoryNeverLeavesACallWithLogEntries) {
+    std::string entry = "16,0";
+    for (int i = 2; i < 15; ++i) entry += ",1";
+    client.replyWith(ScriptedReply::of("{\"RAW\":[" + entry + ",65," + entry + ",66]}"));
+    ASSERT_EQ(calls->getLogMessageReadChunk(key).size(), 2u);
+    exhaust([&] { calls->getLogMessageReadChunk(key); });
+}
+
 }  // namespace
 }  // namespace varnock::test
