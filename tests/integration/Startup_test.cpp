@@ -310,10 +310,7 @@ TEST_P(Host, EndsWhileThreadsTrace) {
 }
 
 TEST_P(Host, ForksWhileAThreadTraces) {
-    if (kSanitized) {
-        GTEST_SKIP() << "the sanitizers may hold locks of their own when one of several threads "
-                        "forks, and their checks at the child's end wait for them";
-    }
+    SKIP_IF_FORKED_THREADS_ARE_LOST();
     for (int round = 0; round < 3; ++round) {
         const ProcessResult result = run("fork");
         ASSERT_EQ(result.status, 0) << result.err.substr(0, 5000);

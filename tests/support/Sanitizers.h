@@ -30,6 +30,11 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
                     "cancellation or pthread_exit for overwritten"
 
 #define SKIP_IF_FORKED_THREADS_ARE_LOST()                                                    \
-    if (varnock::test::kThreadSanitizer)                                                     \
+    if (varnock::test::kSanitized)                                                           \
     GTEST_SKIP() << "the thread sanitizer lets the forked child of several threads neither " \
-                    "join nor start any"
+                    "join nor start any; with the others it may find locks of theirs taken"
+
+#define SKIP_IF_CANCELLATION_IS_MISREAD()                                                 \
+    if (varnock::test::kThreadSanitizer)                                                  \
+    GTEST_SKIP() << "once a thread was cancelled in a system call, the thread sanitizer " \
+                    "takes what is done under one and the same lock for a race"
