@@ -32,9 +32,10 @@ bool CCriticalSection::isOwner() const {
 }
 
 void CCriticalSection::Enter() {
-    if (initialised_.load(relaxed) != 0 && owner_.load(relaxed) != ThreadSelf()) {
+    const pthread_t self = ThreadSelf();
+    if (initialised_.load(relaxed) != 0 && owner_.load(relaxed) != self) {
         MutexLock(&mutex_);
-        owner_.store(ThreadSelf(), relaxed);
+        owner_.store(self, relaxed);
     }
     count_.store(count_.load(relaxed) + 1, relaxed);
 }

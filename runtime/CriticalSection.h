@@ -33,8 +33,6 @@ class VARNOCK_EXPORT VARNOCK_LOCK CCriticalSection {
     void CleanupHandlerForMutex();
 
   private:
-    static constexpr auto relaxed = std::memory_order_relaxed;
-
     bool isOwner() const;
 
     pthread_mutex_t mutex_;
@@ -42,30 +40,6 @@ class VARNOCK_EXPORT VARNOCK_LOCK CCriticalSection {
     std::atomic<unsigned int> count_;        // calls of Enter() to be undone
     std::atomic<unsigned int> initialised_;  // 1 when mutex_ can be locked
 };
-
-inline bool CCriticalSection::isOwner() const {
-    return initialised_.load(relaxed) != 0 && owner_.load(relaxed) == pthread_self();
-}
-
-inline void CCriticalSection::Enter() {
-    if (initialised_.load(relaxed) != 0) {
-        const pthread_t self = pthread_self();
-        if (owner_.load(relaxed) != self) {
-            pthread_mutex_lock(&mutex_);
-            owner_.store(self, relaxed);
-        }
-    }
-    count_.store(count_.load(relaxed) + 1, relaxed);
-}
-
-inline void CCriticalSection::Leave() {
-    if (!isOwner()) return;
-    const auto left = count_.load(relaxed) - 1;
-    count_.store(left, relaxed);
-    if (left > 0) return;
-    owner_.store(0, relaxed);
-    pthread_mutex_unlock(&mutex_);
-}
 
 /// pthread clean-up routine; `section` is a CCriticalSection*. See CleanupHandlerForMutex().
 VARNOCK_EXPORT void CleanupHandlerForCritSecMutex(void* section);

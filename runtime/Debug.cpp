@@ -177,11 +177,13 @@ int CDebug::start(bool hasSettings) {
 
 int CDebug::InitRingBuffer(const char* path, long size) {
     CriticalSectionGuard lock(traceLock());
-    copyText(ringBufferPath_, sizeof ringBufferPath_, path != nullptr ? path : "");
     char filler[kHeaderRoom];
     SetEntryHeader(filler, sizeof filler);
     auto opened = RingBufferFile::open(path != nullptr ? path : "", size, startTime_, filler,
                                        errorText_, sizeof errorText_);
+    if (opened != nullptr || ringBuffer_ == nullptr) {
+        copyText(ringBufferPath_, sizeof ringBufferPath_, path != nullptr ? path : "");
+    }
     if (opened == nullptr) {
         errorSeverity_ = 4;
         return 0;

@@ -169,6 +169,7 @@ bool readStoredSettings(const char* application, StoredTraceSettings& settings) 
     try {
         readExisting(path, settings, found);
         if (found == Found::registry && !create(path, settings)) {
+            settings = StoredTraceSettings{};
             found = Found::nothing;
         }
     } catch (int) {

@@ -221,7 +221,9 @@ bool Opening::openFile() {
 
 bool Opening::create() {
     const std::int64_t end = roundUpToRecords(size_);
-    if (ftruncate(file_.get(), 0) != 0 || !allocate(file_.get(), 0, end)) {
+    // Nothing is cut from a file without length: another process may be filling it by now.
+    const bool isEmpty = length_ == 0 || ftruncate(file_.get(), 0) == 0;
+    if (!isEmpty || !allocate(file_.get(), 0, end)) {
         return fail(kFillingFailed, errno);
     }
     return writeHeader() && (fill(RingBufferFile::kRecordSize, end) || fail(kFillingFailed, errno));
