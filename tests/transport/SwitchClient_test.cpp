@@ -189,6 +189,13 @@ TEST_F(SwitchClientTest, TakesRepliesOfAMegabyte) {
     EXPECT_EQ(client.Request(command, 0, 0, 0), 9u);
 }
 
+TEST_F(SwitchClientTest, ShowsTheLengthOfTheRequestAfterAFailure) {
+    command.SetCmd(0x1234, 5, 6, 7, SipJson::noStatus);
+    const std::string length = std::to_string(command.Export().size() + 1);
+    EXPECT_EQ(request(AgentReply::raw("\xFF\xFF")), 9u);
+    EXPECT_TRUE(trace.contains("Status=0x0009, len=" + length));
+}
+
 TEST_F(SwitchClientTest, GivesSeventeenWithoutMemory) {
     agent.handle([](const AgentRequest&) { return AgentReply::ok("1"); });
     unsigned int memoryFailures = 0;
