@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "tests/integration/LibraryFiles.h"
+#include "tests/support/Nobody.h"
 #include "tests/support/ScriptedAgent.h"
 
 namespace varnock::test {
@@ -161,12 +162,10 @@ TEST_F(Doctor, ChangesNothing) {
 }
 
 TEST_F(Doctor, TellsAUserWhatIsOnlyForOthers) {
-    if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+    SKIP_IF_NOT_RUN_AS_NOBODY(VARNOCKCTL);
     files_.host({"load"});
     std::filesystem::permissions(files_.path(), std::filesystem::perms(0755));
-    const ProcessResult result = runProcess(
-        {"setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups", VARNOCKCTL, "doctor"},
-        files_.environment());
+    const ProcessResult result = runProcess(asNobody({VARNOCKCTL, "doctor"}), files_.environment());
     EXPECT_EQ(result.status, 7);
     EXPECT_THAT(
         result.out,

@@ -3,12 +3,12 @@
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
 
 #include "tests/integration/LibraryFiles.h"
+#include "tests/support/Nobody.h"
 #include "tests/support/Sanitizers.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/TraceFile.h"
@@ -84,15 +84,9 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
     void TearDown() override { openDirectories(); }
 
     void becomeNobody() {
-        const passwd* const nobody = getpwnam("nobody");
-        if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
-        if (nobody == nullptr) GTEST_SKIP() << "there is no user nobody";
-        user_ = nobody->pw_uid;
-        prefix_ = {"setpriv", "--reuid=" + std::to_string(user_),
-                   "--regid=" + std::to_string(nobody->pw_gid), "--clear-groups"};
-        if (run({"test", "-x", std::get<0>(GetParam())}).status != 0) {
-            GTEST_SKIP() << "the user nobody cannot reach the program, or there is no setpriv";
-        }
+        SKIP_IF_NOT_RUN_AS_NOBODY(std::get<0>(GetParam()));
+        user_ = kNobody;
+        prefix_ = asNobody({});
     }
 
     ProcessResult run(const std::vector<std::string>& command) const {

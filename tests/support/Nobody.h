@@ -1,0 +1,30 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/Subprocess.h"
+
+namespace varnock::test {
+
+/// A user without any rights of its own.
+inline constexpr uid_t kNobody = 65534;
+
+/// A command as root runs it in that user's name.
+inline std::vector<std::string> asNobody(const std::vector<std::string>& command) {
+    std::vector<std::string> all{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    all.insert(all.end(), command.begin(), command.end());
+    return all;
+}
+
+}  // namespace varnock::test
+
+/// For the first line of a test that runs a program in another user's name.
+#define SKIP_IF_NOT_RUN_AS_NOBODY(program)                                                         \
+    if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";                       \
+    if (varnock::test::runProcess(varnock::test::asNobody({"test", "-x", (program)})).status != 0) \
+    GTEST_SKIP() << "the user nobody cannot reach the program, or there is no setpriv"
