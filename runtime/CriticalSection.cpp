@@ -27,21 +27,22 @@ CCriticalSection::~CCriticalSection() {
     initialised_.store(0, relaxed);
 }
 
-bool CCriticalSection::isOwner() const {
-    return initialised_.load(relaxed) != 0 && owner_.load(relaxed) == ThreadSelf();
+bool CCriticalSection::isOwner(pthread_t thread) const {
+    return initialised_.load(relaxed) != 0 && owner_.load(relaxed) == thread;
 }
 
-void CCriticalSection::Enter() {
+pthread_t CCriticalSection::enter() {
     const pthread_t self = ThreadSelf();
     if (initialised_.load(relaxed) != 0 && owner_.load(relaxed) != self) {
         MutexLock(&mutex_);
         owner_.store(self, relaxed);
     }
     count_.store(count_.load(relaxed) + 1, relaxed);
+    return self;
 }
 
-void CCriticalSection::Leave() {
-    if (!isOwner()) return;
+void CCriticalSection::leave(pthread_t caller) {
+    if (!isOwner(caller)) return;
     const auto left = count_.load(relaxed) - 1;
     count_.store(left, relaxed);
     if (left > 0) return;
@@ -49,8 +50,16 @@ void CCriticalSection::Leave() {
     MutexUnlock(&mutex_);
 }
 
+void CCriticalSection::Enter() {
+    enter();
+}
+
+void CCriticalSection::Leave() {
+    leave(ThreadSelf());
+}
+
 void CCriticalSection::CleanupHandlerForMutex() {
-    if (!isOwner()) return;
+    if (!isOwner(ThreadSelf())) return;
     count_.store(0, relaxed);
     owner_.store(0, relaxed);
     MutexUnlock(&mutex_);

@@ -33,7 +33,12 @@ class VARNOCK_EXPORT VARNOCK_LOCK CCriticalSection {
     void CleanupHandlerForMutex();
 
   private:
-    bool isOwner() const;
+    friend class CriticalSectionGuard;
+
+    bool isOwner(pthread_t thread) const;
+    // Enter() and Leave() for a scope, which asks only once who the caller is.
+    pthread_t enter() VARNOCK_ACQUIRE();
+    void leave(pthread_t caller) VARNOCK_RELEASE();
 
     pthread_mutex_t mutex_;
     std::atomic<pthread_t> owner_;           // 0 when free
@@ -52,13 +57,12 @@ class VARNOCK_SCOPED_LOCK CriticalSectionGuard {
   public:
     /// Enters the section; the destructor leaves it.
     explicit CriticalSectionGuard(CCriticalSection& section) VARNOCK_ACQUIRE(section)
-        : section_(section) {
-        section_.Enter();
-    }
-    ~CriticalSectionGuard() VARNOCK_RELEASE() { section_.Leave(); }
+        : section_(section), self_(section.enter()) {}
+    ~CriticalSectionGuard() VARNOCK_RELEASE() { section_.leave(self_); }
     CriticalSectionGuard(const CriticalSectionGuard&) = delete;
     CriticalSectionGuard& operator=(const CriticalSectionGuard&) = delete;
 
   private:
     CCriticalSection& section_;
+    pthread_t self_;
 };
