@@ -47,8 +47,22 @@ bool isArray(unsigned int type) {
     return type == REGISTRY_STRING || type == REGISTRY_EXPAND || type == REGISTRY_BINARY;
 }
 
-void freeValue(unsigned int type, void* value) {
-    if (isArray(type)) delete[] static_cast<unsigned char*>(value);
+// The memory of a value that is an array.
+
+std::size_t sizeBeforeData(unsigned int type) {
+    return type == REGISTRY_BINARY ? countSize : 0;
+}
+
+std::size_t memorySize(unsigned int type, std::size_t dataSize) {
+    return sizeBeforeData(type) + dataSize + 1;
+}
+
+void fillMemory(void* memory, unsigned int type, const void* data, std::uint32_t size) {
+    auto* const begin = static_cast<unsigned char*>(memory);
+    auto* const place = begin + sizeBeforeData(type);
+    if (place != begin) memcpy(begin, &size, countSize);
+    if (size != 0) memcpy(place, data, size);
+    place[size] = 0;
 }
 
 // Keys that were removed or replaced. Guarded by CRegistry::MSpinlock.
@@ -215,7 +229,12 @@ CRegistryNode::~CRegistryNode() {
     }
 }
 
-void CRegistryNode::discardEntry(void* value, void* type) {
+void CRegistryNode::freeValue(unsigned int type, void* value) const {
+    if (isArray(type) && !holdsMemory(value)) delete[] static_cast<unsigned char*>(value);
+}
+
+// Open handles may still name a subkey; a root pointer of CRegistry on it becomes null.
+void CRegistryNode::discardEntry(void* value, void* type) const {
     if (typeOf(type) != REGISTRY_KEY) {
         freeValue(typeOf(type), value);
     } else if (auto* node = static_cast<CRegistryNode*>(value)) {
@@ -233,9 +252,9 @@ void CRegistryNode::freeDiscarded() {
 }
 
 unsigned int CRegistryNode::find(const char* name, void*& value) {
-    void* type = nullptr;
-    value = lookup(name, &type);
-    return typeOf(type);
+    const Assoc* const entry = findAssoc(name);
+    value = entry != nullptr ? entry->value : nullptr;
+    return entry != nullptr ? typeOf(entry->data) : 0;
 }
 
 unsigned int CRegistryNode::entryAt(unsigned int index, const char*& name, void*& value) {
@@ -264,15 +283,8 @@ void* CRegistryNode::makeValue(unsigned int type, const void* data, unsigned int
         memcpy(&number, data, sizeof number);
         return numberSlot(number);
     }
-    const std::size_t before = type == REGISTRY_BINARY ? countSize : 0;
-    auto* memory = new (std::nothrow) unsigned char[before + size + std::size_t{1}];
-    if (memory == nullptr) return nullptr;
-    if (before != 0) {
-        const std::uint32_t count = size;
-        memcpy(memory, &count, sizeof count);
-    }
-    if (size != 0) memcpy(memory + before, data, size);
-    memory[before + size] = 0;
+    auto* memory = new (std::nothrow) unsigned char[memorySize(type, size)];
+    if (memory != nullptr) fillMemory(memory, type, data, size);
     return memory;
 }
 
@@ -292,7 +304,7 @@ const void* CRegistryNode::valueData(unsigned int type, const void* value, unsig
         number = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(value));
         return &number;
     }
-    return static_cast<const unsigned char*>(value) + (type == REGISTRY_BINARY ? countSize : 0);
+    return static_cast<const unsigned char*>(value) + sizeBeforeData(type);
 }
 
 // The value of a line "name=s=text", if it is one.
@@ -311,17 +323,12 @@ void CRegistryNode::takeValue(char* line) {
     }
     const bool isBinary = marker->type == REGISTRY_BINARY;
     const std::string bytes = isBinary ? parseBytes(text) : std::string();
+    const char* const data = isBinary ? bytes.data() : text;
     const std::size_t size = isBinary ? bytes.size() : strlen(text);
     *equals = '\0';
-    void* value =
-        makeValue(marker->type, isBinary ? bytes.data() : text, static_cast<unsigned int>(size));
-    if (value == nullptr) throw std::bad_alloc();
-    try {
-        append(line, value, typeSlot(marker->type));
-    } catch (const std::bad_alloc&) {
-        freeValue(marker->type, value);
-        throw;
-    }
+    void* const memory =
+        appendWithMemory(line, memorySize(marker->type, size), typeSlot(marker->type));
+    fillMemory(memory, marker->type, data, static_cast<std::uint32_t>(size));
 }
 
 // Takes a line into this key; the subkey that the line opens, else null.
@@ -339,6 +346,10 @@ CRegistryNode* CRegistryNode::takeLine(LineReader& line, Warnings& warnings) {
     return subkey.release();
 }
 
+void CRegistryNode::sortLoaded() {
+    sortAppended([this](void* value, void* type) { discardEntry(value, type); });
+}
+
 void CRegistryNode::restoreNode(FILE* file) {
     Warnings warnings;
     restore(file, warnings);
@@ -354,7 +365,7 @@ void CRegistryNode::restore(FILE* file, Warnings& warnings) {
         void closeTop() {
             CRegistryNode* closed = top;
             top = closed != bottom ? closed->next_ : nullptr;
-            closed->sortAppended(&CRegistryNode::discardEntry);
+            closed->sortLoaded();
         }
         ~OpenKeys() {
             while (top != nullptr) closeTop();

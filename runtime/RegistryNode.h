@@ -27,8 +27,10 @@ enum RegistryType : unsigned int {
 /// data slot holds the type. An entry is there when its type is not 0, whatever its value: the
 /// number 0 is a null pointer.
 ///
-/// Thread-safety: add(), lookup() and remove() as for CStrMap. What they return, and all else, is
-/// used under CRegistry::MSpinlock.
+/// Values are owned by the key.
+///
+/// Thread-safety: a key of the tree is used under CRegistry::MSpinlock alone, and its reads take no
+/// other lock. A key of the caller's own is for one thread at a time.
 class VARNOCK_EXPORT CRegistryNode : public CStrMap {
   public:
     CRegistryNode();
@@ -53,10 +55,8 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
     /// dumpNode() with its warnings put into the list.
     void dump(FILE* file, Warnings& warnings);
 
-    /// Frees the value of an entry. A subkey stays in memory until the process ends, because open
-    /// handles may still name it; a root pointer of CRegistry on it becomes null.
-    static void discardEntry(void* value, void* type);
-    /// Destroys the subkeys that discardEntry() has put aside.
+    /// Destroys the subkeys that were removed or replaced. They stay in memory until the process
+    /// ends, because open handles may still name them.
     static void freeDiscarded();
 
     /// The type of the entry `name`, 0 when there is none; `value` gets its value slot.
@@ -87,6 +87,9 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
     void takeValue(char* line);
     void dumpValues(Output& output, Warnings& warnings);
     CRegistryNode* nextSubkey(const char*& name, Warnings& warnings);
+    void sortLoaded();
+    void freeValue(unsigned int type, void* value) const;
+    void discardEntry(void* value, void* type) const;
     void releaseEntries(CRegistryNode*& pending);
 
     CRegistryNode* next_;  // in a list of keys to destroy, or the parent during reading and writing

@@ -17,10 +17,13 @@ namespace {
 
 constexpr unsigned int growthStep = 16;
 /// Fewer entries are found as fast by a binary search.
-constexpr unsigned int smallestIndexed = 64;
+constexpr unsigned int smallestIndexed = 256;
 /// To enter an entry in the index costs a fraction of a binary search.
 constexpr unsigned int entriesPerSearch = 16;
 constexpr unsigned int maxIndexed = 1U << 30;
+/// Between the place of a key in the index and the slot that it takes. Chance makes 50 in a map of
+/// millions.
+constexpr unsigned int mostSteps = 250;
 /// From a slot that is taken to the next one that is tried: past its neighbours, which are likely
 /// to be taken as well. Odd, so that every slot comes in turn.
 constexpr unsigned int probeStep = 33;
@@ -51,23 +54,20 @@ void storeLast(Field& field, Field value) {
 
 }  // namespace
 
-/// Copies of many keys, close to each other. What is removed is freed with all the others.
-class CStrMap::KeyBlocks {
+/// Memory for many keys and values, in the order in which they came. What is given up is freed with
+/// all the others.
+class CStrMap::Blocks {
   public:
-    char* copy(std::string_view key) {
-        const std::size_t size = key.size() + 1;
+    char* take(std::size_t size) {
         if (blocks_.empty() || blocks_.back().size - used_ < size) addBlock(size);
-        char* const place = blocks_.back().memory.get() + std::exchange(used_, used_ + size);
-        key.copy(place, key.size());
-        place[key.size()] = '\0';
-        return place;
+        return blocks_.back().memory.get() + std::exchange(used_, used_ + size);
     }
     /// Searches from the last one, which holds half of all.
-    bool hold(const char* key) const {
-        const std::less<const char*> less;  // of any two pointers
+    bool hold(const void* memory) const {
+        const std::less<const void*> less;  // of any two pointers
         return std::any_of(blocks_.rbegin(), blocks_.rend(), [=](const Block& block) {
             const char* const begin = block.memory.get();
-            return !less(key, begin) && less(key, begin + block.size);
+            return !less(memory, begin) && less(memory, begin + block.size);
         });
     }
 
@@ -94,10 +94,11 @@ CStrMap::CStrMap()
       capacity_(0),
       count_(0),
       allocated_(0),
+      expected_(0),
       searches_(0),
       hashMask_(0),
       hashSlots_(nullptr),
-      keyBlocks_(nullptr) {}
+      blocks_(nullptr) {}
 
 CStrMap::~CStrMap() {
     for (const Assoc& entry : std::span(entries_, count_)) {
@@ -105,9 +106,9 @@ CStrMap::~CStrMap() {
     }
     delete[] entries_;
     delete[] hashSlots_;
-    delete keyBlocks_;
+    delete blocks_;
     storeLast<HashSlot*>(hashSlots_, nullptr);
-    storeLast<KeyBlocks*>(keyBlocks_, nullptr);
+    storeLast<Blocks*>(blocks_, nullptr);
     storeLast<Assoc*>(entries_, nullptr);
     storeLast(capacity_, 0U);
     storeLast(count_, 0U);
@@ -137,9 +138,20 @@ bool CStrMap::holdsKey(unsigned int index, const char* key) const {
 
 CStrMap::Assoc* CStrMap::findAssoc(const char* key) {
     if (key == nullptr) return nullptr;
+    const unsigned int place = search(key);
+    if (place == count_) return nullptr;
+    expected_ = place + 1;
+    return &entries_[place];
+}
+
+// The place of a key, count_ when it is not there. Programs often ask for names in order, or leave
+// one out.
+unsigned int CStrMap::search(const char* key) {
+    if (holdsKey(expected_, key)) return expected_;
+    if (holdsKey(expected_ + 1, key)) return expected_ + 1;
     if (hasHashIndex()) return findHashed(key);
-    const unsigned int index = lowerBound(key);
-    return holdsKey(index, key) ? &entries_[index] : nullptr;
+    const unsigned int place = lowerBound(key);
+    return holdsKey(place, key) ? place : count_;
 }
 
 // An index of all entries is made once there have been searches enough to pay for it.
@@ -150,30 +162,33 @@ bool CStrMap::hasHashIndex() {
     return makeHashIndex();
 }
 
-// Open addressing, at most half full, valid until an entry moves. False without memory for it.
+// Open addressing, at most half full, valid until an entry moves. False without memory for it, and
+// when too many keys fall on one place.
 bool CStrMap::makeHashIndex() {
     if (count_ > maxIndexed) return false;
     const unsigned int size = std::bit_ceil(2 * count_);
-    auto* slots = new (std::nothrow) HashSlot[size]();
+    std::unique_ptr<HashSlot[]> slots(new (std::nothrow) HashSlot[size]());
     if (slots == nullptr) return false;
-    hashMask_ = size - 1;
+    const unsigned int mask = size - 1;
     for (unsigned int place = 0; place < count_; ++place) {
         const unsigned int hash = hashOf(entries_[place].key);
-        unsigned int at = hash & hashMask_;
-        while (slots[at].number != 0) at = (at + probeStep) & hashMask_;
+        unsigned int at = hash & mask;
+        for (unsigned int steps = 0; slots[at].number != 0; at = (at + probeStep) & mask) {
+            if (++steps > mostSteps) return false;
+        }
         slots[at] = {hash, place + 1};
     }
-    hashSlots_ = slots;
+    hashMask_ = mask;
+    hashSlots_ = slots.release();
     return true;
 }
 
-CStrMap::Assoc* CStrMap::findHashed(const char* key) const {
+unsigned int CStrMap::findHashed(const char* key) const {
     const unsigned int hash = hashOf(key);
     for (unsigned int at = hash & hashMask_;; at = (at + probeStep) & hashMask_) {
         const HashSlot slot = hashSlots_[at];
-        if (slot.number == 0) return nullptr;
-        Assoc& entry = entries_[slot.number - 1];
-        if (slot.hash == hash && std::strcmp(entry.key, key) == 0) return &entry;
+        if (slot.number == 0) return count_;
+        if (slot.hash == hash && holdsKey(slot.number - 1, key)) return slot.number - 1;
     }
 }
 
@@ -204,14 +219,28 @@ CStrMap::Assoc* CStrMap::newAssoc() {
     return fresh;
 }
 
+bool CStrMap::holdsMemory(const void* value) const {
+    return blocks_ != nullptr && blocks_->hold(value);
+}
+
 void CStrMap::freeKey(char* key) {
-    if (keyBlocks_ == nullptr || !keyBlocks_->hold(key)) delete[] key;
+    if (!holdsMemory(key)) delete[] key;
 }
 
 void CStrMap::append(const char* key, void* value, void* data) {
-    if (keyBlocks_ == nullptr) keyBlocks_ = new KeyBlocks;
-    char* const copy = keyBlocks_->copy(key);
-    *newAssoc() = Assoc{copy, value, data};
+    appendWithMemory(key, 0, data);
+    entries_[count_ - 1].value = value;
+}
+
+void* CStrMap::appendWithMemory(const char* key, std::size_t size, void* data) {
+    if (blocks_ == nullptr) blocks_ = new Blocks;
+    const std::size_t keySize = std::strlen(key) + 1;
+    // A byte at least, so that the value lies inside of its block.
+    char* const copy = blocks_->take(keySize + std::max<std::size_t>(size, 1));
+    std::memcpy(copy, key, keySize);
+    void* const memory = copy + keySize;
+    *newAssoc() = Assoc{copy, memory, data};
+    return memory;
 }
 
 void* CStrMap::add(const char* key, void* value, void* data, void** oldData) {
@@ -267,7 +296,7 @@ void* CStrMap::getAt(int index, void** data) {
     return entry.key;
 }
 
-void CStrMap::sortAppended(void (*discard)(void* value, void* data)) {
+void CStrMap::sortAppended(const Discard& discard) {
     forgetPlaces();
     const std::span<Assoc> entries(entries_, count_);
     if (!std::is_sorted(entries.begin(), entries.end(), keyLess)) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
+
 #include "runtime/CriticalSection.h"
 #include "util/Export.h"
 
@@ -70,9 +73,17 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     /// Neither takes the lock: the caller holds it, or is the map's only user.
     /// append() throws std::bad_alloc, and then leaves the map unchanged.
     void append(const char* key, void* value, void* data);
+    /// The same with a value that is fresh memory of `size` bytes, unaligned, beside the key: a
+    /// lookup that is followed by a look at the value meets both. The memory is the map's and lives
+    /// as long, also when the entry is replaced or removed.
+    void* appendWithMemory(const char* key, std::size_t size, void* data);
+    /// Whether a value is memory of this map, which is not the user's to free.
+    bool holdsMemory(const void* value) const;
+    /// What gets value and data of an entry that another one replaces.
+    using Discard = std::function<void(void* value, void* data)>;
     /// Restores the order. Of equal keys the one appended last stays; `discard`, unless null, gets
-    /// value and data of every other.
-    void sortAppended(void (*discard)(void* value, void* data));
+    /// every other.
+    void sortAppended(const Discard& discard);
 
   private:
     /// Where an entry stands in the array.
@@ -80,15 +91,16 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
         unsigned int hash;
         unsigned int number;  // one more than the index; 0: free
     };
-    class KeyBlocks;
+    class Blocks;
 
     unsigned int lowerBound(const char* key) const;
     bool holdsKey(unsigned int index, const char* key) const;
+    unsigned int search(const char* key);
     void reserveOne();
     void freeKey(char* key);
     bool hasHashIndex();
     bool makeHashIndex();
-    Assoc* findHashed(const char* key) const;
+    unsigned int findHashed(const char* key) const;
     void dropHashIndex();
     void forgetPlaces() {
         searches_ = 0;
@@ -99,8 +111,9 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     unsigned int capacity_;
     unsigned int count_;
     unsigned int allocated_;  // slots of the array, at least capacity_
+    unsigned int expected_;   // the place behind that of the entry found last
     unsigned int searches_;   // since an entry last changed its place
     unsigned int hashMask_;   // one less than there are slots, a power of two
     HashSlot* hashSlots_;     // the places of all entries; null: they have to be searched
-    KeyBlocks* keyBlocks_;    // the keys of append(); null: there are none
+    Blocks* blocks_;          // the memory of append(); null: there is none
 };

@@ -126,6 +126,20 @@ TEST(RegistryNode, ReadingReplacesWhatIsThere) {
     EXPECT_EQ(dump(node), "a=d=1\nb=s=stays\n\n");
 }
 
+TEST(RegistryNode, WhatWasReadMayBeReplacedAndRemoved) {
+    CRegistryNode node;
+    restore(node, "a=s=old\nb=b=01 02 \nc=es=%X%\nd=d=1\ne=s=kept\n\n");
+    set(node, "a", REGISTRY_STRING, "new");
+    set(node, "b", REGISTRY_STRING, "text");
+    set(node, "d", REGISTRY_BINARY, "z");
+    EXPECT_TRUE(node.erase("c"));
+    EXPECT_EQ(dump(node), "a=s=new\nb=s=text\nd=b=7a \ne=s=kept\n\n");
+    restore(node, "a=b=03 \nc=d=7\n\n");
+    set(node, "a", REGISTRY_EXPAND, "%Y%");
+    EXPECT_TRUE(node.erase("e"));
+    EXPECT_EQ(dump(node), "a=es=%Y%\nb=s=text\nc=d=7\nd=b=7a \n\n");
+}
+
 TEST(RegistryNode, TheEndOfTheFileEndsAllOpenKeys) {
     TraceCapture trace(1);
     EXPECT_EQ(roundTrip("[a]\n[b]\nx=s=1"), "[a]\n[b]\nx=s=1\n\n\n\n");

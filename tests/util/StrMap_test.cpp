@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <new>
 #include <random>
 #include <string>
@@ -23,10 +24,12 @@ using varnock::test::PosixThread;
 class OpenMap : public CStrMap {
   public:
     using CStrMap::append;
+    using CStrMap::appendWithMemory;
     using CStrMap::assocAt;
     using CStrMap::capacity;
     using CStrMap::count;
     using CStrMap::findAssoc;
+    using CStrMap::holdsMemory;
     using CStrMap::newAssoc;
     using CStrMap::sortAppended;
 };
@@ -300,14 +303,13 @@ TEST(StrMap, AppendedEntriesAreFoundAfterSorting) {
 }
 
 TEST(StrMap, OfEqualAppendedKeysTheLastStays) {
-    static std::vector<std::pair<void*, void*>> discarded;
-    discarded.clear();
+    std::vector<std::pair<void*, void*>> discarded;
     OpenMap map;
     map.add("b", slot(0), slot(10), nullptr);
     map.append("b", slot(1), slot(11));
     map.append("a", slot(2), slot(12));
     map.append("b", slot(3), slot(13));
-    map.sortAppended([](void* value, void* data) { discarded.emplace_back(value, data); });
+    map.sortAppended([&](void* value, void* data) { discarded.emplace_back(value, data); });
     EXPECT_EQ(keysOf(map), (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(map.lookup("b", nullptr), slot(3));
     EXPECT_EQ(discarded,
@@ -328,6 +330,44 @@ TEST(StrMap, AppendedAndAddedKeysMayBeRemoved) {
     }
     EXPECT_EQ(map.remove(std::string(5000, 'x').c_str(), nullptr), slot(100));
     EXPECT_EQ(map.count(), 100U);
+}
+
+TEST(StrMap, ValuesMayLieInTheMapsOwnMemory) {
+    OpenMap map;
+    std::vector<void*> values;
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{5000}}) {
+        void* const memory = map.appendWithMemory(std::to_string(size).c_str(), size, slot(1));
+        std::memset(memory, 'x', size);
+        values.push_back(memory);
+    }
+    map.append("other", slot(2), nullptr);
+    map.sortAppended(nullptr);
+    EXPECT_EQ(keysOf(map), (std::vector<std::string>{"0", "1", "5000", "other"}));
+    EXPECT_EQ(map.remove("5000", nullptr), values[2]);
+    EXPECT_EQ(map.add("1", slot(3), nullptr, nullptr), values[1]);
+    for (void* const value : values) EXPECT_TRUE(map.holdsMemory(value)) << "as long as the map";
+    EXPECT_FALSE(map.holdsMemory(slot(2)));
+    EXPECT_FALSE(OpenMap().holdsMemory(slot(2)));
+}
+
+TEST(StrMap, AppendingWithMemoryChangesNothingWithoutMemory) {
+    for (std::size_t nth = 1;; ++nth) {
+        OpenMap map;
+        map.add("a", slot(1), nullptr, nullptr);
+        const std::string big(1000, 'x');
+        bool happened = false;
+        try {
+            const FailingAllocation failure(nth);
+            map.appendWithMemory(big.c_str(), 1000, nullptr);
+            happened = failure.happened();
+        } catch (const std::bad_alloc&) {
+            EXPECT_EQ(keysOf(map), std::vector<std::string>{"a"});
+            continue;
+        }
+        ASSERT_FALSE(happened) << "a failed allocation went unnoticed";
+        EXPECT_GT(nth, 1U);
+        return;
+    }
 }
 
 TEST(StrMap, SortsAHundredThousandAppendedKeys) {
@@ -372,6 +412,51 @@ TEST(StrMap, ChangesOfALargeMapAreSeenBetweenLookups) {
             present[at] = false;
         }
         ASSERT_EQ(map.lookup(key.c_str(), nullptr), present[at] ? slot(i) : nullptr) << step;
+    }
+}
+
+// A lookup looks first behind the one before it.
+TEST(StrMap, FindsNamesAskedForInEveryOrder) {
+    for (const int count : {1, 2, 3, 10, 300}) {
+        OpenMap map;
+        for (int i = 0; i < count; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+        const std::vector<std::string> keys = keysOf(map);
+        std::vector<std::string> order;
+        for (std::size_t step = 1; step < 5; ++step) {
+            for (std::size_t i = 0; i < keys.size(); i += step) order.push_back(keys[i]);
+        }
+        order.insert(order.end(), keys.rbegin(), keys.rend());
+        order.insert(order.end(), 3, keys.back());
+        for (const std::string& key : order) {
+            const int number = std::stoi(key.substr(3));
+            ASSERT_EQ(map.lookup(key.c_str(), nullptr), slot(number)) << count;
+            ASSERT_EQ(map.lookup((key + "x").c_str(), nullptr), nullptr) << count;
+        }
+        for (const std::string& key : keys) {
+            EXPECT_NE(map.lookup(key.c_str(), nullptr), nullptr);
+            EXPECT_NE(map.remove(key.c_str(), nullptr), nullptr);
+            EXPECT_EQ(map.lookup(key.c_str(), nullptr), nullptr) << "removed: " << key;
+        }
+    }
+}
+
+TEST(StrMap, FindsKeysThatFallOnOnePlace) {
+    constexpr std::size_t places = 1024;  // enough for 400 keys at most half full
+    std::vector<std::string> keys;
+    for (int i = 0; keys.size() < 400; ++i) {
+        const std::string key = numbered(i);
+        if (std::hash<std::string>()(key) % places == 0) keys.push_back(key + "x");
+    }
+    OpenMap map;
+    for (const std::string& key : keys) {
+        map.add(key.c_str(), slot(static_cast<int>(key.size())), nullptr, nullptr);
+    }
+    std::shuffle(keys.begin(), keys.end(), std::mt19937(3));
+    for (int round = 0; round < 2; ++round) {
+        for (const std::string& key : keys) {
+            ASSERT_EQ(map.lookup(key.c_str(), nullptr), slot(static_cast<int>(key.size()))) << key;
+        }
+        EXPECT_EQ(map.lookup("key", nullptr), nullptr);
     }
 }
 
