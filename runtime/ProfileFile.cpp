@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 
+#include "runtime/Cancellation.h"
 #include "runtime/Clock.h"
 #include "runtime/FileDescriptor.h"
 #include "runtime/FileStream.h"
@@ -408,6 +409,7 @@ int createFile(const char* section, const char* key, const char* value, const ch
 }
 
 int changeFile(const char* section, const char* key, const char* value, const char* fileName) try {
+    const varnock::CancellationGuard wholeChange;
     EditedFile file(fileName);
     if (!file.isOpen()) {
         if (key == nullptr || value == nullptr) return 1;
@@ -471,6 +473,7 @@ int CSysBase::WritePrivateProfileString(const char* section, const char* key, co
 
 int CSysBase::WriteLines(FILE* file, unsigned int from, unsigned int to, const char* key,
                          const char* value, int leadingNewline) {
+    const varnock::CancellationGuard wholeChange;
     const std::optional<std::size_t> size = file != nullptr ? fileSize(file) : std::nullopt;
     if (!size || *size > std::numeric_limits<unsigned int>::max() || from > to || to > *size) {
         return 0;

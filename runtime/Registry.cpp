@@ -107,6 +107,12 @@ void copyText(char* out, unsigned int size, const char* text) {
     out[size - 1] = '\0';
 }
 
+// A pointer that another thread may be clearing, as it removes the root key.
+CRegistryNode* readRoot(CRegistryNode* const& root) {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    return root;
+}
+
 long erase(CRegistryNode& node, const char* name) {
     if (!node.erase(name)) return invalid;
     CRegistry::MIsDirty = 1;
@@ -156,11 +162,11 @@ CRegistry::CRegistry() {
 }
 
 CRegistry::CRegistry(CRegistryNode*& key) : CRegistry() {
-    currentKey_ = key;
+    currentKey_ = readRoot(key);
 }
 
 CRegistry::CRegistry(const char* path, CRegistryNode*& root, int access) : CRegistry() {
-    Open(path, root, access);
+    Open(path, readRoot(root), access);
 }
 
 CRegistry::CRegistry(const CRegistry& other) : CRegistry() {

@@ -7,9 +7,12 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 
 #include "runtime/FileStream.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/PosixThread.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
@@ -292,6 +295,40 @@ TEST_F(ProfileFile, AChangeKeepsTheModeAndLeavesNothingBehind) {
     EXPECT_EQ(status.st_mode & 07777U, 0600U);
     const std::filesystem::directory_iterator files(directory.path());
     EXPECT_EQ(std::distance(files, {}), 1);
+}
+
+TEST_F(ProfileFile, ACancelledThreadMakesAChangeWhole) {
+    SKIP_IF_THREAD_EXIT_IS_MISREAD();
+    contents("[s]\na=1\nb=2\n");
+    int written = 0;
+    PosixThread thread([&] {
+        pthread_cancel(pthread_self());
+        written = write("s", "a", "changed");
+        pthread_testcancel();
+        written = 0;
+    });
+    EXPECT_TRUE(thread.join());
+    EXPECT_EQ(written, 1);
+    EXPECT_EQ(read("s", "a"), "changed");
+    EXPECT_EQ(read("s", "b"), "2");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory.path()), {}), 1);
+}
+
+TEST_F(ProfileFile, ACancelledThreadLeavesNoFileOpen) {
+    SKIP_IF_THREAD_EXIT_IS_MISREAD();
+    contents("[s]\na=1\n");
+    const auto openFiles = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto before = openFiles();
+    PosixThread thread([&] {
+        pthread_cancel(pthread_self());
+        read("s", "a");
+        pthread_testcancel();
+    });
+    EXPECT_TRUE(thread.join());
+    EXPECT_EQ(openFiles(), before);
+    EXPECT_EQ(read("s", "a"), "1");
 }
 
 TEST_F(ProfileFile, AChangeFollowsASymbolicLink) {

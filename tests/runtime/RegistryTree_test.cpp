@@ -13,6 +13,8 @@
 #include "runtime/FileDescriptor.h"
 #include "runtime/Registry.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/PosixThread.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
@@ -206,6 +208,34 @@ TEST_F(RegistryTree, AFileThatIsBeingWrittenBelongsToItsWriterAlone) {
         return false;
     }));
     EXPECT_EQ(mode, 0600U);
+}
+
+TEST_F(RegistryTree, ACancelledThreadLoadsChangesAndSavesWhole) {
+    SKIP_IF_THREAD_EXIT_IS_MISREAD();
+    writeFile(file("registry"), smallTree);
+    Debug.ForceMaxDebug(0);  // a trace line is a place to be cancelled at
+    bool reached = false;
+    PosixThread thread([&] {
+        pthread_cancel(pthread_self());
+        {
+            CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+            EXPECT_EQ(key.SetValue("Name", "text"), 0);
+        }
+        EXPECT_TRUE(CRegistry::UpdateTree([] {
+            CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+            return key.SetValue("Number", 7U) == 0;
+        }));
+        reached = true;
+        pthread_testcancel();
+        reached = false;
+    });
+    EXPECT_TRUE(thread.join());
+    EXPECT_TRUE(reached);
+    EXPECT_EQ(readFile(file("registry")),
+              "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nName=s=text\nNumber=d=7\n\n\n\n");
+    EXPECT_FALSE(exists("registry.new"));
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    EXPECT_STREQ(key.GetValue("Name"), "text") << "the lock is free";
 }
 
 TEST_F(RegistryTree, AnUpdateWorksOnWhatTheFileHoldsNow) {

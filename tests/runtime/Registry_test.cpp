@@ -255,6 +255,20 @@ TEST_F(Registry, DeletingARootKeyForgetsItsPointer) {
     EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
 }
 
+TEST_F(Registry, AHandleMayBeMadeOnARootKeyThatIsBeingRemoved) {
+    { CRegistry loadsTheTree; }
+    std::thread other([] {
+        CRegistry root;
+        EXPECT_EQ(root.Open(nullptr, nullptr), 0);
+        EXPECT_EQ(root.DeleteKey("HKEY_LOCAL_MACHINE"), 0);
+    });
+    CRegistry handle(CRegistry::MLocalMachine);
+    const CRegistry path("SOFTWARE", CRegistry::MLocalMachine);
+    other.join();
+    EXPECT_EQ(handle.DeleteKey("missing"), 22) << "before or after, nothing is harmed";
+    EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
+}
+
 TEST_F(Registry, AValueInPlaceOfARootKeyForgetsItsPointer) {
     CRegistry handle("SOFTWARE", CRegistry::MLocalMachine);
     CRegistry root;
