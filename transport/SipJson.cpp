@@ -56,14 +56,19 @@ const Value* findArray(const Value& value, std::string_view key) {
     return found != nullptr && found->IsArray() ? found : nullptr;
 }
 
+/// Puts a value into an object that has none of this name. REQUIRES: `key` lives as long as the
+/// object.
+void add(Value& object, std::string_view key, Value&& value) {
+    object.AddMember(Value(key.data(), static_cast<SizeType>(key.size())), std::move(value), heap);
+}
+
 /// Puts a value into an object: in place of the one already there, else as the last member.
-/// REQUIRES: `key` lives as long as the object.
+/// REQUIRES: as for `add`.
 void put(Value& object, std::string_view key, Value&& value) {
     if (Value* existing = find(object, key))
         *existing = std::move(value);
     else
-        object.AddMember(Value(key.data(), static_cast<SizeType>(key.size())), std::move(value),
-                         heap);
+        add(object, key, std::move(value));
 }
 
 /// Removes every member of this name, so that no duplicate comes to light, and keeps the order of
@@ -99,7 +104,7 @@ Value makeBlock(const std::vector<unsigned char>& bytes) {
         new (elements.End() - 1) Value(static_cast<unsigned int>(byte));
     }
     Value block(rapidjson::kObjectType);
-    put(block, keyBlock, std::move(elements));
+    add(block, keyBlock, std::move(elements));
     return block;
 }
 
@@ -200,8 +205,8 @@ void SipJson::ClassInit() {
 void SipJson::JsonInit() {
     if (!document_->IsObject()) return;
     Value sip(rapidjson::kObjectType);
-    put(sip, keyVersion, Value(documentVersion));
-    put(sip, keyCommands, Value(rapidjson::kArrayType));
+    add(sip, keyVersion, Value(documentVersion));
+    add(sip, keyCommands, Value(rapidjson::kArrayType));
     put(*document_, keyRoot, std::move(sip));
 }
 
@@ -246,11 +251,11 @@ bool SipJson::SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int o
                      unsigned int cabinetNr, unsigned int status) {
     if (GetCmds() == nullptr) ClassInit();  // a record stays usable whatever it has imported
     Value& command = GetCmd()->SetObject();
-    put(command, keyOpCode, Value(opcode));
-    if (opcodeExt != 0) put(command, keyOpCodeExt, Value(opcodeExt));
-    if (objectId != 0) put(command, keyObjectId, Value(objectId));
-    put(command, keyCabinetNr, Value(cabinetNr));
-    if (status != noStatus) put(command, keyStatus, Value(status));
+    add(command, keyOpCode, Value(opcode));
+    if (opcodeExt != 0) add(command, keyOpCodeExt, Value(opcodeExt));
+    if (objectId != 0) add(command, keyObjectId, Value(objectId));
+    add(command, keyCabinetNr, Value(cabinetNr));
+    if (status != noStatus) add(command, keyStatus, Value(status));
     return true;
 }
 
