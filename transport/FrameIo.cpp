@@ -20,7 +20,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-constexpr milliseconds kAttempt{1000};
+constexpr nanoseconds kAttempt = std::chrono::seconds{1};
 
 /// Sums with a length word are made in 64 bits: a peer may send any.
 std::uint64_t frameSize(const unsigned int* frame) {
@@ -56,7 +56,8 @@ class Exchange {
     Transfer sendingAttempt(unsigned int attempt);
     Transfer receivingAttempt(unsigned int attempt);
     bool awaitNextByte();
-    int restOfTimeout() const;
+    milliseconds restOfTimeout() const;
+    int waitingTime() const;
     Transfer spendSecondOn(short mask, Transfer (Exchange::*move)());
     std::uint64_t limit() const;
     bool isComplete() const { return received_ >= kLengthWord && received_ >= frameSize(frame_); }
@@ -76,11 +77,17 @@ class Exchange {
     std::uint64_t received_ = 0;
 };
 
+/// The seconds of the attempts come on top of the time-out, but only as many as there are attempts:
+/// a peer that reads slowly and then answers slowly has no more.
+milliseconds Exchange::restOfTimeout() const {
+    const auto onTop = std::min<nanoseconds>(inAttempts_, retries_ * kAttempt);
+    const auto waited = Clock::instance().monotonicTime() - start_ - onTop;
+    return timeout_ - std::chrono::floor<milliseconds>(waited);
+}
+
 /// What is left of the time for waiting; never 0, which is no time-out but a mistake.
-int Exchange::restOfTimeout() const {
-    const auto waited = Clock::instance().monotonicTime() - start_ - inAttempts_;
-    const auto rest = timeout_ - std::chrono::floor<milliseconds>(waited);
-    return static_cast<int>(std::max(rest.count(), milliseconds::rep{1}));
+int Exchange::waitingTime() const {
+    return static_cast<int>(std::max(restOfTimeout().count(), milliseconds::rep{1}));
 }
 
 Transfer Exchange::spendSecondOn(short mask, Transfer (Exchange::*move)()) {
@@ -97,7 +104,7 @@ int Exchange::send() {
     total_ = frameSize(frame_);
     for (unsigned int attempt = 0; attempt < retries_; ++attempt) {
         const unsigned int timeout = attempt == 0 ? static_cast<unsigned int>(timeout_.count())
-                                                  : static_cast<unsigned int>(restOfTimeout());
+                                                  : static_cast<unsigned int>(waitingTime());
         const int ready = isFdReady(fd_, POLLOUT, timeout, stop_);
         if (ready != POLLOUT) {
             return ready;
@@ -161,7 +168,7 @@ Transfer Exchange::push() {
 
 /// Returns the number of bytes or a result code.
 int Exchange::receive() {
-    const int ready = isFdReady(fd_, POLLIN, static_cast<unsigned int>(restOfTimeout()), stop_);
+    const int ready = isFdReady(fd_, POLLIN, static_cast<unsigned int>(waitingTime()), stop_);
     if (ready != POLLIN) {
         return ready;
     }
@@ -216,13 +223,14 @@ Transfer Exchange::receivingAttempt(unsigned int attempt) {
 
 /// Waits as long as the request may wait at all: an agent may pause in the middle of a reply.
 bool Exchange::awaitNextByte() {
-    for (;;) {
+    while (restOfTimeout().count() > 0) {
         short ready = 0;
-        const int result = pollDescriptor(fd_, POLLIN, restOfTimeout(), stop_, ready);
+        const int result = pollDescriptor(fd_, POLLIN, waitingTime(), stop_, ready);
         if (result >= 0 || errno != EINTR) {
             return result > 0;
         }
     }
+    return false;
 }
 
 /// Up to where bytes may be taken. Before four bytes have come, the length word is a mixture of

@@ -46,7 +46,8 @@ enum class Surplus {
 
 /// Sends the frame and reads the reply over it. Returns the number of bytes received, at least the
 /// reply's length + 4, or a TransportResult. `timeoutMs` is the time for waiting outside the
-/// seconds of the attempts, over all waits together.
+/// seconds of the attempts, over all waits together; what sending and receiving spend in attempts
+/// beyond `retries` seconds counts as waiting.
 /// REQUIRES: isUsableFrame().
 int sendRequestOnFd(int fd, unsigned int* frame, unsigned int inOutMax, unsigned int timeoutMs,
                     unsigned int retries, Surplus surplus = Surplus::Drop,

@@ -257,6 +257,25 @@ TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatDribbles) {
     close(fd);
 }
 
+TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatReadsSlowlyAndThenDribbles) {
+    ScriptedAgent agent(clock);
+    agent.handle([](const AgentRequest&) {
+        return AgentReply::json("a reply of many bytes").inPieces(1, 8s);
+    });
+    const int fd = openDevice(agent.requestSocket());
+    request = Frame(AgentRecord{.opcode = 1}, 4096);
+    {
+        // Two in each of nine attempts, whose seconds pass; the tenth goes through.
+        const FailingCall failure(PlatformCall::Send, EAGAIN, 1, 18);
+        EXPECT_EQ(sendRequestOnFd(fd, request.data(), limit, 30000, 10), kTransferFailed);
+    }
+    EXPECT_EQ(trace.count("incomplete (outLength="), 9u);
+    EXPECT_EQ(agent.requests().size(), 1u);
+    EXPECT_LE(clock.elapsed(), 41s) << "with the second that has begun";
+    EXPECT_GE(clock.elapsed(), 39s);
+    close(fd);
+}
+
 TEST_F(SendRequestOnFd, FinishesWithTheLastByte) {
     ScriptedAgent agent(clock);
     agent.handle(
