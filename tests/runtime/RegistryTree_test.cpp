@@ -1,14 +1,19 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
+#include <fstream>
 #include <new>
+#include <thread>
 
 #include "runtime/FileDescriptor.h"
 #include "runtime/Registry.h"
@@ -208,6 +213,52 @@ TEST_F(RegistryTree, AFileThatIsBeingWrittenBelongsToItsWriterAlone) {
         return false;
     }));
     EXPECT_EQ(mode, 0600U);
+}
+
+std::atomic<int> signalsTaken = 0;
+
+// Someone of this process waits for the lock of a file.
+bool isWaitedForALock() {
+    const std::string pid = " " + std::to_string(getpid()) + " ";
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        if (line.find("-> FLOCK") != line.npos && line.find(pid) != line.npos) return true;
+    }
+    return false;
+}
+
+TEST_F(RegistryTree, ASignalDoesNotEndTheWaitForAnotherWriter) {
+    if (access("/proc/locks", R_OK) != 0) GTEST_SKIP() << "who waits for a lock cannot be seen";
+    writeFile(file("registry"), smallTree);
+    struct sigaction action {};  // without SA_RESTART
+    action.sa_handler = [](int) { ++signalsTaken; };
+    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    EXPECT_EQ(key.SetValue("Name", "text"), 0);
+    FileDescriptor otherWriter(
+        open(file("registry.new").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_EQ(flock(otherWriter.get(), LOCK_EX), 0);
+    std::atomic<bool> ended = false;
+    bool saved = false;
+    std::thread saver([&] {
+        try {
+            CRegistry::SaveTree();
+            saved = true;
+        } catch (int) {
+        }
+        ended = true;
+    });
+    for (int i = 0; i < 5 && !ended; ++i) {
+        while (!isWaitedForALock() && !ended) sched_yield();
+        const int before = signalsTaken;
+        pthread_kill(saver.native_handle(), SIGUSR1);
+        while (signalsTaken == before && !ended) sched_yield();
+    }
+    EXPECT_FALSE(ended);
+    otherWriter.reset();
+    saver.join();
+    EXPECT_TRUE(saved);
+    EXPECT_NE(readFile(file("registry")).find("Name=s=text"), std::string::npos);
 }
 
 TEST_F(RegistryTree, ACancelledThreadLoadsChangesAndSavesWhole) {

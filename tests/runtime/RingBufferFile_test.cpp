@@ -13,6 +13,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -27,6 +28,7 @@ using Replacement = std::function<std::optional<long>(Arguments...)>;
 
 Replacement<std::size_t, off_t> onWrite;
 Replacement<off_t, off_t> onAllocate;
+Replacement<off_t> onTruncate;
 Replacement<std::size_t> onMap;
 
 }  // namespace
@@ -34,6 +36,7 @@ Replacement<std::size_t> onMap;
 extern "C" {
 ssize_t __real_pwrite(int file, const void* data, std::size_t length, off_t offset);
 int __real_posix_fallocate(int file, off_t offset, off_t length);
+int __real_ftruncate(int file, off_t length);
 void* __real_mmap(void* address, std::size_t length, int protection, int flags, int file,
                   off_t offset);
 
@@ -54,6 +57,13 @@ int __wrap_posix_fallocate(int file, off_t offset, off_t length) {
         if (const auto result = onAllocate(offset, length)) return static_cast<int>(*result);
     }
     return __real_posix_fallocate(file, offset, length);
+}
+
+int __wrap_ftruncate(int file, off_t length) {
+    if (onTruncate) {
+        if (const auto result = onTruncate(length)) return static_cast<int>(*result);
+    }
+    return __real_ftruncate(file, length);
 }
 
 void* __wrap_mmap(void* address, std::size_t length, int protection, int flags, int file,
@@ -83,6 +93,7 @@ class RingBufferFileTest : public testing::Test {
     ~RingBufferFileTest() override {
         onWrite = nullptr;
         onAllocate = nullptr;
+        onTruncate = nullptr;
         onMap = nullptr;
     }
 
@@ -650,6 +661,42 @@ TEST_F(RingBufferFileTest, EmptiesAFileOfOthersThatItCouldNotFill) {
     onWrite = failWritesBehind(100'000, ENOSPC);
     EXPECT_THAT(failToOpen(path_), StartsWith("Error 28 writing"));
     EXPECT_EQ(TraceFile(path_).size(), 0);
+}
+
+// Another process may have found the same file without length, filled and mapped it by now, and
+// what is cut off under a mapping ends that process.
+TEST_F(RingBufferFileTest, CutsNothingFromAFileThatHadNoLength) {
+    int cuts = 0;
+    onTruncate = [&](off_t) {
+        ++cuts;
+        return std::nullopt;
+    };
+    putFile("");
+    ASSERT_NE(open(), nullptr);
+    EXPECT_EQ(cuts, 0);
+    putFile("less than a header");
+    ASSERT_NE(open(), nullptr);
+    EXPECT_EQ(cuts, 1);
+}
+
+TEST_F(RingBufferFileTest, TwoMayCreateItAtOnce) {
+    std::unique_ptr<RingBufferFile> other;
+    bool begun = false;
+    onAllocate = [&](off_t, off_t) -> std::optional<long> {
+        if (!std::exchange(begun, true)) {
+            other = open();
+            append(*other, "early\n");
+        }
+        return std::nullopt;
+    };
+    const auto file = open();
+    ASSERT_NE(file, nullptr) << failure_;
+    ASSERT_NE(other, nullptr) << failure_;
+    append(*file, "one\n");
+    append(*other, "two\n");
+    const TraceFile seen(path_);
+    EXPECT_EQ(seen.size(), kSize);
+    EXPECT_EQ(seen.bytes()[639], '\n');
 }
 
 TEST_F(RingBufferFileTest, GoesOnAfterInterruptedAndPartialWrites) {
