@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace varnock {
@@ -16,6 +17,23 @@ namespace {
 
 using rapidjson::SizeType;
 
+/// The allocator for stacks, which looks whether there was memory.
+class CheckedHeap : public rapidjson::CrtAllocator {
+  public:
+    void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
+    void* Realloc(void* old, std::size_t oldSize, std::size_t size) {
+        return checked(CrtAllocator::Realloc(old, oldSize, size), size);
+    }
+
+  private:
+    static void* checked(void* memory, std::size_t size) {
+        if (memory == nullptr && size != 0) throw std::bad_alloc();
+        return memory;
+    }
+};
+
+constinit CheckedHeap stackHeap;
+
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
@@ -23,17 +41,19 @@ bool isDigit(char c) {
 /// Parses one text into a document of its own. The events of the parser go through here, which
 /// bounds the nesting while it is read: the parser and the destructor of the values both recurse,
 /// and a hostile text would make them overflow the stack.
-class Loader : public JsonDocument {
+class Loader
+    : public rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator, CheckedHeap> {
   public:
     explicit Loader(char* text)
-        : JsonDocument(&jsonHeap, stackCapacity, &jsonHeap), stream_(text) {}
+        : GenericDocument(&jsonHeap, stackCapacity, &stackHeap), stream_(text) {}
 
     /// False when the text is not one whole document. The text is used up: strings are decoded in
     /// place before they are copied out of it.
     bool load() {
         bool complete = false;
-        auto feed = [&](JsonDocument&) {
-            rapidjson::Reader reader(&jsonHeap);
+        auto feed = [&](GenericDocument&) {
+            rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, CheckedHeap> reader(
+                &stackHeap);
             return complete = !reader.Parse<rapidjson::kParseInsituFlag>(stream_, *this).IsError();
         };
         Populate(feed);
@@ -44,26 +64,27 @@ class Loader : public JsonDocument {
     /// Texts are copied, since the one that is parsed does not stay; levels are counted. The base
     /// handles the others.
     /// @{
-    bool Key(const char* name, SizeType length, bool) {
-        return JsonDocument::Key(name, length, true);
-    }
+    bool Key(const char* name, SizeType length, bool) { return String(name, length, true); }
     bool String(const char* text, SizeType length, bool) {
-        return JsonDocument::String(text, length, true);
+        requireMemory(length);
+        return GenericDocument::String(text, length, true);
     }
-    bool StartObject() { return ++depth_ <= maxJsonNesting && JsonDocument::StartObject(); }
+    bool StartObject() { return ++depth_ <= maxJsonNesting && GenericDocument::StartObject(); }
     bool EndObject(SizeType count) {
         --depth_;
-        return JsonDocument::EndObject(count);
+        requireMemory(count * sizeof(Member));
+        return GenericDocument::EndObject(count);
     }
     bool StartArray() {
         if (++depth_ > maxJsonNesting) return false;
-        JsonDocument::StartArray();
+        GenericDocument::StartArray();
         taken_[depth_] = takeSmallNumbers();
         return true;
     }
     bool EndArray(SizeType count) {
         count += taken_[depth_--];
-        return JsonDocument::EndArray(count);
+        requireMemory(count * sizeof(JsonValue));
+        return GenericDocument::EndArray(count);
     }
     /// @}
 
@@ -240,10 +261,15 @@ void write(const JsonValue& value, TextSink& sink) {
 
 }  // namespace
 
+void requireMemory(std::size_t size) {
+    constexpr std::size_t smallest = 1024;
+    if (size >= smallest) ::operator delete(::operator new(size + smallest));
+}
+
 bool parseJson(std::string text, JsonDocument& document) {
     Loader loader(text.data());
     if (!loader.load()) return false;
-    document.Swap(loader);
+    static_cast<JsonValue&>(document).Swap(loader);
     return true;
 }
 

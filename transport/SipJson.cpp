@@ -56,9 +56,15 @@ const Value* findArray(const Value& value, std::string_view key) {
     return found != nullptr && found->IsArray() ? found : nullptr;
 }
 
+/// Throws std::bad_alloc where an object of many members could not grow, which it does by half.
+void requireMemoryFor(const Value& object) {
+    varnock::requireMemory(object.MemberCount() * sizeof(Value::Member) * 3 / 2);
+}
+
 /// Puts a value into an object that has none of this name. REQUIRES: `key` lives as long as the
 /// object.
 void add(Value& object, std::string_view key, Value&& value) {
+    requireMemoryFor(object);
     object.AddMember(Value(key.data(), static_cast<SizeType>(key.size())), std::move(value), heap);
 }
 
@@ -75,6 +81,7 @@ void put(Value& object, std::string_view key, Value&& value) {
 /// the others. One pass, since a text from outside can hold duplicates by the ten thousand.
 bool removeMember(Value& object, std::string_view key) {
     if (find(object, key) == nullptr) return false;
+    requireMemoryFor(object);
     Value kept(rapidjson::kObjectType);
     auto member = object.MemberBegin();
     for (SizeType rest = object.MemberCount(); rest != 0; --rest, ++member)
@@ -97,6 +104,7 @@ const Value* findBlock(const Value& data) {
 }
 
 Value makeBlock(const std::vector<unsigned char>& bytes) {
+    varnock::requireMemory(bytes.size() * sizeof(Value));
     Value elements(rapidjson::kArrayType);
     elements.Reserve(static_cast<SizeType>(bytes.size()), heap);
     for (const unsigned char byte : bytes) {  // made in place: twice as fast as moved there
@@ -290,6 +298,7 @@ bool SipJson::SetDataString(const char* text, unsigned int status) {
     if (text == nullptr) text = "";
     const std::size_t length = std::strlen(text);
     if (length >= std::numeric_limits<SizeType>::max()) return false;
+    varnock::requireMemory(length);
     return setData(Value(text, static_cast<SizeType>(length), heap), status);
 }
 

@@ -6,13 +6,18 @@
 
 #include <cmath>
 #include <limits>
+#include <new>
 #include <string>
+#include <utility>
+
+#include "tests/support/FailingAllocation.h"
 
 namespace {
 
 using varnock::JsonDocument;
 using varnock::parseJson;
 using varnock::writeJson;
+using varnock::test::FailingAllocation;
 
 /// What RapidJSON itself makes of the text, as text again; "error" when it refuses it.
 std::string peer(const std::string& text) {
@@ -157,6 +162,35 @@ TEST(JsonText, KeepsTheDocumentWhenTheTextIsRefused) {
     EXPECT_TRUE(document.IsInt());
     EXPECT_TRUE(parseJson("8", document));
     EXPECT_EQ(document.GetInt(), 8);
+}
+
+TEST(JsonText, KeepsTheDocumentWithoutMemory) {
+    std::string list = "300";
+    std::string members = R"("a":1)";
+    for (int i = 0; i < 200; ++i) {
+        list += ",300";
+        members += ",\"a\":1";
+    }
+    for (const std::string& text :
+         {"[" + list + "]", "{" + members + "}", "\"" + std::string(5000, 'x') + "\""}) {
+        std::size_t failures = 0;
+        for (bool failed = true; failed;) {
+            JsonDocument document;
+            document.SetInt(7);
+            std::string copy = text;
+            {
+                const FailingAllocation failure(failures + 1);
+                try {
+                    EXPECT_TRUE(parseJson(std::move(copy), document));
+                } catch (const std::bad_alloc&) {
+                }
+                failed = failure.happened();
+            }
+            EXPECT_EQ(writeJson(document), failed ? "7" : text);
+            failures += failed ? 1 : 0;
+        }
+        EXPECT_GT(failures, 0u);
+    }
 }
 
 TEST(JsonText, BoundsTheNesting) {

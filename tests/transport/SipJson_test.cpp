@@ -5,16 +5,19 @@
 #include <rapidjson/document.h>
 
 #include <climits>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <vector>
 
+#include "tests/support/FailingAllocation.h"
 #include "transport/DataStream.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using varnock::test::FailingAllocation;
 using Bytes = std::vector<unsigned char>;
 
 constexpr char skeleton[] = R"({"SIP":{"V":1,"CMD":[]}})";
@@ -148,6 +151,33 @@ TEST(SipJson, RemovesManyDuplicatesAtOnce) {
     Imported record("{" + members + "}");
     EXPECT_TRUE(record.SetRequestDataStream({}));
     EXPECT_EQ(commandsOf(record), R"({"OC":1})");
+}
+
+TEST(SipJson, StaysAsItIsWhereThereIsNoMemoryForLargeData) {
+    const std::string text(5000, 'x');
+    const std::vector<unsigned char> bytes(5000, 7);
+    for (const bool asText : {true, false}) {
+        SipJson record(1, 0, 0, 2, 0);
+        record.SetDataDWord(9, 0);
+        const std::string before = record.Export();
+        const auto set = [&] {
+            return asText ? record.SetDataString(text.c_str(), 0)
+                          : record.SetRequestDataStream(bytes);
+        };
+        bool thrown = false;
+        {
+            const FailingAllocation failure(1);
+            try {
+                set();
+            } catch (const std::bad_alloc&) {
+                thrown = true;
+            }
+        }
+        EXPECT_TRUE(thrown);
+        EXPECT_EQ(record.Export(), before);
+        EXPECT_TRUE(set());
+        EXPECT_EQ(record.GetCmdDataSize(0), asText ? 5001u : 5000u);
+    }
 }
 
 // --- Command selection --------------------------------------------------------------------------
