@@ -162,11 +162,24 @@ FileStream openNewFile() {
     }
 }
 
-// Keeps the file before as the backup. A link leaves the name "registry" in place all the time.
-bool keepBackup() {
-    if (access(currentPath, F_OK) != 0) return true;
-    unlink(backupPath);
-    return link(currentPath, backupPath) == 0 || rename(currentPath, backupPath) == 0;
+// For file systems without links. Without a tree in place of the old one, that comes back.
+bool replaceByRenames() {
+    if (rename(currentPath, backupPath) != 0) return false;
+    if (rename(newPath, currentPath) == 0) return true;
+    const int error = errno;
+    rename(backupPath, currentPath);
+    errno = error;
+    return false;
+}
+
+// Puts the new file in place and keeps the file before as the backup. A link leaves the name
+// "registry" in place all the time.
+bool replaceTree() {
+    if (access(currentPath, F_OK) == 0) {
+        unlink(backupPath);
+        if (link(currentPath, backupPath) != 0) return replaceByRenames();
+    }
+    return rename(newPath, currentPath) == 0;
 }
 
 bool dumpTree(FILE* file, CRegistryNode::Warnings& warnings) try {
@@ -180,7 +193,7 @@ bool dumpTree(FILE* file, CRegistryNode::Warnings& warnings) try {
 bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
     const bool written =
         dumpTree(file, warnings) && fchmod(fileno(file), fileMode) == 0 && fsync(fileno(file)) == 0;
-    if (written && keepBackup() && rename(newPath, currentPath) == 0) {
+    if (written && replaceTree()) {
         varnock::syncDirectoryOf(currentPath);
         return true;
     }

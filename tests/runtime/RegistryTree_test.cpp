@@ -24,6 +24,29 @@
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
 
+// The calls whose failure cannot be had otherwise, replaced for the objects of this program.
+namespace {
+bool linksFail = false;
+int renamesUntilFailure = 0;  // 0: none fails
+}  // namespace
+
+extern "C" {
+int __real_link(const char* from, const char* to);
+int __real_rename(const char* from, const char* to);
+
+int __wrap_link(const char* from, const char* to) {
+    if (!linksFail) return __real_link(from, to);
+    errno = EPERM;
+    return -1;
+}
+
+int __wrap_rename(const char* from, const char* to) {
+    if (renamesUntilFailure == 0 || --renamesUntilFailure != 0) return __real_rename(from, to);
+    errno = EIO;
+    return -1;
+}
+}
+
 namespace varnock::test {
 namespace {
 
@@ -134,6 +157,41 @@ TEST_F(RegistryTree, AMissingFileComesBackFromALoadedTreeAlone) {
     { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }
     EXPECT_TRUE(exists("registry"));
     EXPECT_EQ(readFile(file("registry.old")), smallTree);
+}
+
+TEST_F(RegistryTree, SavesWhereThereAreNoLinks) {
+    writeFile(file("registry"), smallTree);
+    writeFile(file("registry.old"), "older");
+    linksFail = true;
+    {
+        CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+        EXPECT_EQ(key.SetValue("Name", "text"), 0);
+    }
+    EXPECT_NE(readFile(file("registry")).find("Name=s=text"), std::string::npos);
+    EXPECT_EQ(readFile(file("registry.old")), smallTree);
+    EXPECT_FALSE(exists("registry.new"));
+}
+
+TEST_F(RegistryTree, AFileThatCannotBeReplacedStays) {
+    for (const bool links : {true, false}) {
+        for (const int nth : {1, 2}) {
+            if (links && nth == 2) continue;  // there is one alone
+            writeFile(file("registry"), smallTree);
+            CRegistry::MIsDirty = 0;
+            linksFail = !links;
+            const auto change = [&] {
+                CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+                key.SetValue("Name", "text");
+                renamesUntilFailure = nth;
+            };
+            EXPECT_THROW(change(), int);
+            EXPECT_EQ(errno, EIO);
+            renamesUntilFailure = 0;
+            EXPECT_EQ(readFile(file("registry")), smallTree) << links << nth;
+            EXPECT_FALSE(exists("registry.new"));
+        }
+    }
+    CRegistry::MIsDirty = 0;
 }
 
 TEST_F(RegistryTree, AFailedSaveThrowsAndLeavesTheFile) {
