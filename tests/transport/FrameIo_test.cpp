@@ -6,6 +6,7 @@
 
 #include <climits>
 
+#include "runtime/FileDescriptor.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/TraceCapture.h"
@@ -56,6 +57,18 @@ class SendRequestOnFd : public testing::Test {
         return sendRequestOnFd(pair.ours(), request.data(), limit, timeout, 10, surplus);
     }
     std::string on() const { return " on fd=" + std::to_string(pair.ours()); }
+    /// To an agent that answers a byte every eight seconds.
+    int sendToAnAgentThatDribbles() {
+        ScriptedAgent agent(clock);
+        agent.handle([](const AgentRequest&) {
+            return AgentReply::json("a reply of many bytes").inPieces(1, 8s);
+        });
+        const FileDescriptor fd(openDevice(agent.requestSocket()));
+        request = Frame(AgentRecord{.opcode = 1}, 4096);
+        const int result = sendRequestOnFd(fd.get(), request.data(), limit, 30000, 10);
+        EXPECT_EQ(agent.requests().size(), 1u);
+        return result;
+    }
 
     FakeClock clock;
     TraceCapture trace{1};
@@ -243,37 +256,21 @@ TEST_F(SendRequestOnFd, WaitsForAReplyEvenWhenItCouldNotSendEverything) {
     EXPECT_EQ(clock.elapsed(), 10s);
 }
 
+// Nothing may be waited for longer than the timeout and the seconds of the attempts together.
+
 TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatDribbles) {
-    // Nothing may be waited for longer than the timeout and the seconds of the attempts together.
-    ScriptedAgent agent(clock);
-    agent.handle([](const AgentRequest&) {
-        return AgentReply::json("a reply of many bytes").inPieces(1, 8s);
-    });
-    const int fd = openDevice(agent.requestSocket());
-    request = Frame(AgentRecord{.opcode = 1}, 4096);
-    EXPECT_EQ(sendRequestOnFd(fd, request.data(), limit, 30000, 10), kTransferFailed);
+    EXPECT_EQ(sendToAnAgentThatDribbles(), kTransferFailed);
     EXPECT_LE(clock.elapsed(), 40s);
     EXPECT_GE(clock.elapsed(), 30s);
-    close(fd);
 }
 
 TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatReadsSlowlyAndThenDribbles) {
-    ScriptedAgent agent(clock);
-    agent.handle([](const AgentRequest&) {
-        return AgentReply::json("a reply of many bytes").inPieces(1, 8s);
-    });
-    const int fd = openDevice(agent.requestSocket());
-    request = Frame(AgentRecord{.opcode = 1}, 4096);
-    {
-        // Two in each of nine attempts, whose seconds pass; the tenth goes through.
-        const FailingCall failure(PlatformCall::Send, EAGAIN, 1, 18);
-        EXPECT_EQ(sendRequestOnFd(fd, request.data(), limit, 30000, 10), kTransferFailed);
-    }
+    // Two in each of nine attempts, whose seconds pass; the tenth goes through.
+    const FailingCall failure(PlatformCall::Send, EAGAIN, 1, 18);
+    EXPECT_EQ(sendToAnAgentThatDribbles(), kTransferFailed);
     EXPECT_EQ(trace.count("incomplete (outLength="), 9u);
-    EXPECT_EQ(agent.requests().size(), 1u);
     EXPECT_LE(clock.elapsed(), 41s) << "with the second that has begun";
     EXPECT_GE(clock.elapsed(), 39s);
-    close(fd);
 }
 
 TEST_F(SendRequestOnFd, FinishesWithTheLastByte) {
