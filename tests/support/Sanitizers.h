@@ -38,3 +38,7 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
     if (varnock::test::kThreadSanitizer)                                                  \
     GTEST_SKIP() << "once a thread was cancelled in a system call, the thread sanitizer " \
                     "takes what is done under one and the same lock for a race"
+
+#define SKIP_IF_SIGNALS_ARE_HELD_BACK()  \
+    if (varnock::test::kThreadSanitizer) \
+    GTEST_SKIP() << "the thread sanitizer keeps a signal back while a call waits in the kernel"
