@@ -6,7 +6,6 @@
 
 #include <climits>
 
-#include "runtime/FileDescriptor.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/TraceCapture.h"
@@ -63,10 +62,11 @@ class SendRequestOnFd : public testing::Test {
         agent.handle([](const AgentRequest&) {
             return AgentReply::json("a reply of many bytes").inPieces(1, 8s);
         });
-        const FileDescriptor fd(openDevice(agent.requestSocket()));
+        const int fd = openDevice(agent.requestSocket());
         request = Frame(AgentRecord{.opcode = 1}, 4096);
-        const int result = sendRequestOnFd(fd.get(), request.data(), limit, 30000, 10);
+        const int result = sendRequestOnFd(fd, request.data(), limit, 30000, 10);
         EXPECT_EQ(agent.requests().size(), 1u);
+        close(fd);
         return result;
     }
 
