@@ -208,7 +208,8 @@ std::string_view TraceLog::newestTime() const {
 }
 
 void TraceLog::orderAsItStands() {
-    position_ = size_;
+    // Whoever writes to such a file begins there, as the one who is only just making it does.
+    position_ = entriesBegin;
     begin_ = {round_, entriesBegin};
     if (size_ > entriesBegin) {
         take({entriesBegin, size_, round_, noSeam}, entries_);

@@ -68,7 +68,7 @@ class TraceLog {
     /// What could not be understood, in words.
     const std::vector<std::string>& problems() const { return problems_; }
 
-    /// Where the newest entry ends, and before what place entries were overwritten.
+    /// Where the next entry will begin, and before what place entries were overwritten.
     TracePlace end() const { return {round_, position_}; }
     TracePlace begin() const { return begin_; }
     /// True when the position lies behind the description that each round begins with.

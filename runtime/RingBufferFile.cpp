@@ -385,8 +385,11 @@ void RingBufferFile::beginWrap() {
     wrapping_ = true;
     ruleOffRound();
     wraps_ = wraps_ == kLargestSize ? 0 : wraps_ + 1;
-    putNumber(mapping_, kWrapCount, wraps_);
     position_ = kRecordSize;
+    // A reader that found the new round with the old position would take the round before for it,
+    // and skip what is written next. So the two are stored side by side, ahead of the first entry.
+    putNumber(mapping_, kWrapCount, wraps_);
+    putNumber(mapping_, kCurrentWritePosition, static_cast<std::int32_t>(position_));
 }
 
 /// What remains of older rounds behind the last entry could be taken for newer ones.

@@ -198,6 +198,7 @@ TEST(TraceLog, APositionThatMeansNothingIsSaid) {
                            body);
         EXPECT_THAT(messagesOf(log), ElementsAre("one", "two"));
         EXPECT_EQ(log.problems().size(), 1U);
+        EXPECT_EQ(log.end(), (TracePlace{0, 1024}));
     }
 }
 

@@ -188,6 +188,28 @@ TEST_F(Trace, FollowsTheWriterThroughWrapsAndRestartsAndNewFiles) {
     expectNumbersInOrder(linesOf(result.out.substr(result.out.find("of=77") - 100)));
 }
 
+TEST_F(Trace, FollowsAFileFromWhileItIsBeingMade) {
+    const LibraryFiles other;
+    other.host({"write", "1", "10", "0"});
+    const TraceFile made(other.traceFile());
+    const std::string filler = made.bytes().substr(made.bytes().size() - 1024);
+    std::string begun = made.bytes();
+    for (std::size_t at = 1024; at < begun.size(); at += 1024) begun.replace(at, 1024, filler);
+    begun.replace(515, 16, "0000000000000000");
+    writeFile(files_.file("begun"), begun);
+
+    files_.host({"load"});
+    Subprocess follower({VARNOCKCTL, "trace", "--follow"}, files_.environment());
+    ASSERT_TRUE(follower.waitForOutput("Start of work cycle. (00000001)"));
+    ASSERT_EQ(rename(files_.file("begun").c_str(), files_.traceFile().c_str()), 0);
+    ASSERT_TRUE(follower.waitForError("a new file"));
+    patchFile(files_.traceFile(), 1024, made.bytes().substr(1024));
+    patchFile(files_.traceFile(), 515, made.bytes().substr(515, 16));
+    EXPECT_TRUE(follower.waitForOutput("entry=9 of=10"));
+    follower.signal(SIGINT);
+    expectNumbersInOrder(linesOf(follower.wait().out));
+}
+
 TEST_F(Trace, FollowingEndsInTimeWhenItIsGiven) {
     files_.host({"load"});
     const ProcessResult result =

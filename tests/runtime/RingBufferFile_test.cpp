@@ -268,6 +268,14 @@ TEST_F(RingBufferFileTest, WrapsBehindItsHeader) {
     EXPECT_EQ(file->position(), 3072);
 }
 
+TEST_F(RingBufferFileTest, StoresThePositionOfANewRoundBeforeItsFirstEntry) {
+    const auto file = open();
+    append(*file, std::string(50'000, 'x'));
+    RingBufferFile::Wrap wrap(*file);
+    EXPECT_EQ(TraceFile(path_).wraps(), 1);
+    EXPECT_EQ(TraceFile(path_).position(), 1024);
+}
+
 TEST_F(RingBufferFileTest, RulesOffWhatRemainsOfOlderRounds) {
     const auto file = open();
     for (const std::string letter : {"a", "b"}) {

@@ -100,9 +100,9 @@ bool Subprocess::readSome() {
     return out_ >= 0 || err_ >= 0;
 }
 
-bool Subprocess::waitForOutput(std::string_view text) {
-    while (result_.out.find(text) == std::string::npos) {
-        if (out_ < 0 || !readSome()) return result_.out.find(text) != std::string::npos;
+bool Subprocess::waitFor(std::string_view text, const int& descriptor, const std::string& got) {
+    while (got.find(text) == std::string::npos) {
+        if (descriptor < 0 || !readSome()) return got.find(text) != std::string::npos;
     }
     return true;
 }

@@ -35,11 +35,14 @@ class Subprocess {
     pid_t pid() const { return pid_; }
     void signal(int number) const;
     /// Reads standard output until it holds `text`; false when it ends before.
-    bool waitForOutput(std::string_view text);
-    /// Waits for the end and returns what was written, with what waitForOutput() has read.
+    bool waitForOutput(std::string_view text) { return waitFor(text, out_, result_.out); }
+    /// The same of standard error.
+    bool waitForError(std::string_view text) { return waitFor(text, err_, result_.err); }
+    /// Waits for the end and returns what was written, with what was read before.
     const ProcessResult& wait();
 
   private:
+    bool waitFor(std::string_view text, const int& descriptor, const std::string& got);
     bool readSome();
 
     pid_t pid_ = -1;
