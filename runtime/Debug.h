@@ -151,8 +151,9 @@ class VARNOCK_EXPORT CDebug {
     /// True when an entry of this level would be written: active, and level not above the trace
     /// level. Guards texts that cost something to build.
     bool IsOn(unsigned int level) const {
-        return __atomic_load_n(&m_bActive, __ATOMIC_RELAXED) != 0 &&
-               level <= __atomic_load_n(&traceLevel_, __ATOMIC_RELAXED);
+        // An entry above the level, the usual reason not to write, costs the first look alone.
+        return level <= __atomic_load_n(&traceLevel_, __ATOMIC_RELAXED) &&
+               __atomic_load_n(&m_bActive, __ATOMIC_RELAXED) != 0;
     }
 
   private:
