@@ -66,7 +66,8 @@ class VARNOCK_EXPORT CRegistry {
     /// Lets `change` work on the tree as the file has it now, and writes the file when it returns
     /// true, with every other process kept from saving in between: no change of theirs is lost.
     /// What this process had changed without saving is. Returns false when there is no file. Throws
-    /// as SaveTree() does, and what `change` throws, with the file as it was.
+    /// as SaveTree() does, and what `change` throws, with the file as it was. A change that is not
+    /// saved is taken back in memory too. A call inside of a change is a part of that change.
     static bool UpdateTree(const std::function<bool()>& change);
     /// Clears the fields and loads the tree; every constructor calls it.
     void InitClass();

@@ -263,19 +263,40 @@ struct UpdatingMark {
 // Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
 // Until it is whole there is none.
 bool reload(LoadResult& result) {
-    if (!varnock::openRegularFile(currentPath, "re") &&
-        !varnock::openRegularFile(backupPath, "re")) {
-        return false;
-    }
     isSetup().store(0);
     removeAll();
     return restoreTree(result);
 }
 
+bool canBeRead() {
+    return varnock::openRegularFile(currentPath, "re") != nullptr ||
+           varnock::openRegularFile(backupPath, "re") != nullptr;
+}
+
+/// Takes back a change that was not saved: what this process saves later must not bring it.
+struct UnsavedChange {
+    const int dirtyBefore = CRegistry::MIsDirty;
+    bool armed = true;
+    ~UnsavedChange() {
+        if (!armed) return;
+        CRegistry::MIsDirty = dirtyBefore;
+        try {
+            LoadResult alreadyTold;
+            reload(alreadyTold);
+        } catch (const std::bad_alloc&) {
+            // There is no tree now; the next object loads it.
+        }
+    }
+};
+
 // False when there is no tree.
 bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     const varnock::CancellationGuard wholeFile;
+    if (updating) {  // by this thread, which holds the file's lock and saves at the end
+        change();
+        return true;
+    }
     const UpdatingMark mark;
     buildPaths();
     memcpy(saved.path, newPath, sizeof newPath);
@@ -286,10 +307,12 @@ bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved
         return true;
     }
     NewFileRemover remover;
-    if (!reload(loaded)) return false;
+    if (!canBeRead() || !reload(loaded)) return false;
+    UnsavedChange unsaved;
     if (!change()) return true;
     remover.armed = false;
-    if (!writeTree(file.get(), saved.warnings)) saved.fail(SaveResult::cannotWrite);
+    unsaved.armed = !writeTree(file.get(), saved.warnings);
+    if (unsaved.armed) saved.fail(SaveResult::cannotWrite);
     return true;
 }
 
