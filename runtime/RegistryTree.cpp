@@ -55,8 +55,10 @@ const RootKey rootKeys[] = {{"HKEY_LOCAL_MACHINE", &CRegistry::MLocalMachine},
                             {"HKEY_CLASSES_ROOT", &CRegistry::MClassesRoot},
                             {"HKEY_CURRENT_CONFIG", &CRegistry::MCurrentConfig}};
 
+// A path that does not fit names no file: cut, it could name another one of the three.
 void setPath(char (&path)[4096], const std::string& directory, const char* name) {
-    snprintf(path, sizeof path, "%s/%s", directory.c_str(), name);
+    const int length = snprintf(path, sizeof path, "%s/%s", directory.c_str(), name);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) path[0] = '\0';
 }
 
 void buildPaths() {
@@ -76,8 +78,10 @@ void findRootKeys() {
 
 /// Messages are printed after the lock has been left: whoever reads standard error may be slow.
 struct LoadResult {
-    char missing[4096] = {};
-    char missingBackup[4096] = {};
+    bool isMissing = false;
+    bool isBackupMissing = false;
+    char path[4096] = {};
+    char backup[4096] = {};
     CRegistryNode::Warnings warnings;
 };
 
@@ -107,9 +111,11 @@ bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
 
 bool restoreTree(LoadResult& result) {
     if (!restoreFrom(currentPath, result.warnings)) {
-        memcpy(result.missing, currentPath, sizeof currentPath);
+        result.isMissing = true;
+        memcpy(result.path, currentPath, sizeof currentPath);
         if (!restoreFrom(backupPath, result.warnings)) {
-            memcpy(result.missingBackup, backupPath, sizeof backupPath);
+            result.isBackupMissing = true;
+            memcpy(result.backup, backupPath, sizeof backupPath);
             return false;
         }
     }
@@ -345,12 +351,12 @@ void CRegistry::SetupTree() {
         Debug.PrintAlways(0, "CRegistry: ERROR: no memory for the registry tree\n");
     }
     trace(result.warnings);
-    if (result.missing[0] != '\0') {
+    if (result.isMissing) {
         Debug.PrintAlways(0, "CRegistry: WARNING: Could not find \"%s\", trying backup\n",
-                          result.missing);
+                          result.path);
     }
-    if (result.missingBackup[0] != '\0') {
-        Debug.PrintAlways(0, "CRegistry: ERROR: Could not find \"%s\"\n", result.missingBackup);
+    if (result.isBackupMissing) {
+        Debug.PrintAlways(0, "CRegistry: ERROR: Could not find \"%s\"\n", result.backup);
     }
 }
 

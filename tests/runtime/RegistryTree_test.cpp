@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
+#include <string.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -378,6 +379,138 @@ TEST_F(RegistryTree, AnUpdateThatIsNotWantedLeavesTheFile) {
                  std::string);
     EXPECT_EQ(readFile(file("registry")), smallTree);
     EXPECT_FALSE(exists("registry.new"));
+}
+
+TEST_F(RegistryTree, AnUpdateThatIsNotSavedIsTakenBackInMemoryToo) {
+    writeFile(file("registry"), smallTree);
+    for (const int dirty : {0, 1}) {
+        CRegistry::MIsDirty = dirty;
+        CRegistryNode* inside = nullptr;
+        const auto change = [&] {
+            CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+            EXPECT_EQ(key.SetValue("n", 2U), 0);
+            inside = key;
+        };
+        const auto expectNoChange = [&](const char* after) {
+            EXPECT_EQ(CRegistry::MIsDirty, dirty) << after;
+            CRegistry old(inside);
+            EXPECT_EQ(old.GetValueSize("n"), 4U) << "a handle stays valid " << after;
+            {
+                CRegistry key;
+                EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0) << after;
+                EXPECT_EQ(key.GetValue("n"), nullptr) << after;
+            }
+            EXPECT_EQ(readFile(file("registry")), smallTree) << after;
+        };
+        EXPECT_TRUE(CRegistry::UpdateTree([&] {
+            change();
+            return false;
+        }));
+        expectNoChange("a refusal");
+        const auto throwing = [&]() -> bool {
+            change();
+            throw std::string("refused");
+        };
+        EXPECT_THROW(CRegistry::UpdateTree(throwing), std::string);
+        expectNoChange("an exception");
+        const auto unwritable = [&] {
+            change();
+            renamesUntilFailure = 1;
+            return true;
+        };
+        EXPECT_THROW(CRegistry::UpdateTree(unwritable), int);
+        EXPECT_EQ(errno, EIO);
+        expectNoChange("a failed save");
+    }
+}
+
+TEST_F(RegistryTree, AnUpdateThatCannotBeTakenBackLeavesNoTree) {
+    writeFile(file("registry"), smallTree);
+    CRegistry::MIsDirty = 0;
+    EXPECT_TRUE(CRegistry::UpdateTree([&] {
+        CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 2U);
+        EXPECT_EQ(unlink(file("registry").c_str()), 0);
+        return false;
+    }));
+    EXPECT_EQ(CRegistry::MIsSetup, 0);
+    EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
+    writeFile(file("registry"), smallTree);
+    CRegistry key;
+    EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
+    EXPECT_EQ(key.GetValue("n"), nullptr);
+}
+
+TEST_F(RegistryTree, AnUpdateInsideOfAnUpdateIsAPartOfIt) {
+    writeFile(file("registry"), smallTree);
+    EXPECT_TRUE(CRegistry::UpdateTree([&] {
+        CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+        key.SetValue("a", 1U);
+        EXPECT_TRUE(CRegistry::UpdateTree([] {
+            CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("b", 2U);
+            return true;
+        }));
+        EXPECT_EQ(readFile(file("registry")), smallTree);
+        key.SetValue("c", 3U);
+        return true;
+    }));
+    EXPECT_EQ(readFile(file("registry")),
+              "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\na=d=1\nb=d=2\nc=d=3\n\n\n\n");
+}
+
+// Cut to what a path can hold, the names of the backup and of the new file would be that of the
+// registry itself.
+TEST_F(RegistryTree, APathThatDoesNotFitIsThatOfNoFile) {
+    constexpr std::size_t longest = 4095;
+    std::string path = directory.path();
+    while (path.size() + strlen("/registry") < longest) {
+        const std::size_t left = longest - strlen("/registry") - path.size();
+        path += "/" + std::string(left <= 200 ? left - 1 : 150, 'd');
+        ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    }
+    writeFile(path + "/registry", smallTree);
+    setenv("QX_SYSTEM_DIR", path.c_str(), 1);
+    CRegistry::MIsDirty = 0;
+    EXPECT_THROW({ CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }, int);
+    EXPECT_TRUE(trace.contains("CRegistry: ERROR: Cannot open \"\" for writing"));
+    EXPECT_EQ(readFile(path + "/registry"), smallTree);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path), {}), 1);
+    CRegistry::MIsDirty = 0;
+    CRegistry::MIsSetup = 0;
+    setenv("QX_SYSTEM_DIR", (path + "/").c_str(), 1);
+    CRegistry::MRoot.erase("HKEY_LOCAL_MACHINE");
+    { CRegistry key; }
+    EXPECT_EQ(CRegistry::MIsSetup, 0);
+    EXPECT_TRUE(trace.contains("CRegistry: ERROR: Could not find \"\""));
+}
+
+TEST_F(RegistryTree, AProductsPointerIsFoundAlsoWhereNothingCanBeSaved) {
+    writeFile(file("registry"),
+              "[HKEY_LOCAL_MACHINE]\n[SYSTEM]\n[CurrentControlSet]\n[Control]\n[UUID]\n"
+              "[C3681B60-0D26-11D3-8319-00A0C9B61E25]\nProduct=s=HKEY_USERS\\x\n"
+              "\n\n\n\n\n\n\n");
+    ASSERT_EQ(mkdir(file("registry.new").c_str(), 0700), 0);
+    CRegistry::MIsDirty = 1;
+    std::string root;
+    EXPECT_TRUE(CRegistry::GetProductRegistryRoot(root, "Product"));
+    EXPECT_EQ(root, "HKEY_USERS\\x");
+    EXPECT_FALSE(CRegistry::GetProductRegistryRoot(root, "Other"));
+    CRegistry::MIsDirty = 0;
+}
+
+TEST_F(RegistryTree, AHandleMayNameARootKeyBeforeTheTreeIsLoaded) {
+    writeFile(file("registry"), smallTree);
+    ASSERT_EQ(CRegistry::MLocalMachine, nullptr);
+    const CRegistry handle(CRegistry::MLocalMachine);
+    EXPECT_NE(static_cast<CRegistryNode*>(handle), nullptr);
+    EXPECT_EQ(static_cast<CRegistryNode*>(handle), CRegistry::MLocalMachine);
+}
+
+TEST_F(RegistryTree, AKeyBelowANullRootCannotBeCreated) {
+    CRegistry key;
+    for (const char* path : {"HKEY_LOCAL_MACHINE\\SOFTWARE", "HKEY_LOCAL_MACHINE"}) {
+        EXPECT_EQ(key.CreateKey(&CRegistry::MRoot, path), -1) << path;
+        EXPECT_EQ(static_cast<CRegistryNode*>(key), nullptr);
+    }
 }
 
 TEST_F(RegistryTree, AnUpdateThatRunsOutOfMemoryNeverCostsTheFile) {
