@@ -148,9 +148,9 @@ void giveData(unsigned int type, const void* value, unsigned char* out, unsigned
     const void* data = CRegistryNode::valueData(type, value, number);
     const unsigned int size = CRegistryNode::valueSize(type, value);
     const unsigned int fits = std::min(size, *length);
-    if (out != nullptr && fits > 0) {
-        memcpy(out, data, fits);
-        if (isText(type)) out[fits - 1] = '\0';
+    if (out != nullptr && *length > 0) {
+        if (fits > 0) memcpy(out, data, fits);
+        if (isText(type)) out[fits > 0 ? fits - 1 : 0] = '\0';
     }
     *length = size;
 }
@@ -340,7 +340,11 @@ int CRegistry::SetValue(const char* name, const unsigned char* data, unsigned in
 }
 
 long CRegistry::SetValue(const char* name, const char* text) {
-    if (text == nullptr) return invalid;
+    if (text == nullptr) {
+        const CriticalSectionGuard guard(MSpinlock);
+        MIsDirty = 1;  // as for every attempt that fails
+        return invalid;
+    }
     const auto* bytes = reinterpret_cast<const unsigned char*>(text);
     const int set = SetValue(name, bytes, static_cast<unsigned int>(strlen(text)),
                              static_cast<unsigned int>(REGISTRY_STRING));

@@ -1,5 +1,6 @@
 #include "runtime/Registry.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string.h>
 
@@ -7,12 +8,16 @@
 #include <thread>
 
 #include "runtime/FileStream.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
 
 namespace varnock::test {
 namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr long openFailed = 4294967295L;
 
@@ -80,6 +85,77 @@ TEST_F(Registry, CreatesWhatIsMissing) {
     EXPECT_TRUE(trace.contains("CRegistry::CreateKey \"SOFTWARE\\New\\Deep\\\""));
 }
 
+TEST_F(Registry, AKeyThatCannotBeCreatedLeavesTheCurrentOne) {
+    CRegistry key("SOFTWARE\\Sub", CRegistry::MLocalMachine);
+    CRegistryNode* const sub = key;
+    CRegistry::MIsDirty = 0;
+    for (const char* path : {"SOFTWARE\\Name", "SOFTWARE\\Name\\", "SOFTWARE/Number/x"}) {
+        EXPECT_EQ(key.CreateKey(CRegistry::MLocalMachine, path), -1) << path;
+        EXPECT_EQ(static_cast<CRegistryNode*>(key), sub);
+    }
+    EXPECT_EQ(CRegistry::MIsDirty, 0);
+    EXPECT_STREQ(CRegistry("SOFTWARE", CRegistry::MLocalMachine).GetValue("Name"), "abc");
+}
+
+TEST_F(Registry, AnEmptyComponentEndsTheCreation) {
+    CRegistry key;
+    for (const char* path : {static_cast<const char*>(nullptr), "", "\\New", "/New"}) {
+        EXPECT_EQ(key.CreateKey(CRegistry::MLocalMachine, path), 0);
+        EXPECT_EQ(static_cast<CRegistryNode*>(key), CRegistry::MLocalMachine);
+    }
+    EXPECT_EQ(key.CreateKey(CRegistry::MLocalMachine, "SOFTWARE\\\\New"), 0);
+    unsigned int count = 0;
+    EXPECT_EQ(key.NoOfSubKeys(&count), 0);
+    EXPECT_EQ(count, 2U) << "SOFTWARE, as it was";
+}
+
+TEST_F(Registry, AWalkThatRunsOutOfMemoryFailsAndSaysSo) {
+    const TraceCapture trace(2);
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    const std::string path = "A key with a long name\\" + std::string(40, 'k');
+    std::size_t failures = 0;
+    const auto failEach = [&](long failed, auto walk) {
+        for (std::size_t n = 1;; ++n) {
+            const FailingAllocation failure(n);
+            const long result = walk();
+            if (!failure.happened()) break;
+            EXPECT_TRUE(result == 0 || result == failed);
+            if (result == failed) ++failures;
+        }
+    };
+    failEach(-1, [&] { return key.CreateKey(CRegistry::MLocalMachine, path.c_str()); });
+    EXPECT_GT(failures, 3U);
+    failEach(openFailed, [&] { return key.Open(path.c_str(), CRegistry::MLocalMachine); });
+    EXPECT_GT(failures, 5U);
+    EXPECT_EQ(trace.count("CRegistry::Open ##ERROR while opening !!!"), failures);
+    EXPECT_EQ(key.Open(path.c_str(), CRegistry::MLocalMachine), 0);
+}
+
+TEST_F(Registry, TracesItsOperationsAtLevelTwo) {
+    const auto operate = [] {
+        CRegistry key;
+        const unsigned char bytes[] = {1, 2};
+        key.Open("none", nullptr);
+        key.CreateKey(CRegistry::MLocalMachine, "SOFTWARE");
+        key.SetValue("Data", bytes, 2, 3);
+        key.DeleteValue("Data");
+        key.DeleteKey(nullptr);
+        key.OpenPointerKey("gone", "x");
+    };
+    TraceCapture trace(2);
+    operate();
+    EXPECT_THAT(
+        trace.messages(),
+        ElementsAre("CRegistry::Open \"none\", hKey = 0", "CRegistry::CreateKey \"SOFTWARE\"",
+                    "CRegistry::SetValue \"Data\" 2 3", "CRegistry::DeleteValue \"Data\"",
+                    "CRegistry::DeleteKey \"(null)\"", "CRegistry::OpenPointer \"gone\"",
+                    "CRegistry::Open \"gone\", hKey = 0"));
+    trace.clear();
+    trace.setLevel(1);
+    operate();
+    EXPECT_THAT(trace.messages(), IsEmpty());
+}
+
 TEST_F(Registry, ReadsValuesByType) {
     CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
     EXPECT_STREQ(key.GetValue("Name"), "abc");
@@ -92,6 +168,8 @@ TEST_F(Registry, ReadsValuesByType) {
     int number = 0;
     memcpy(&number, key.GetValue("Number"), sizeof number);
     EXPECT_EQ(number, -5);
+    EXPECT_EQ(key.ValueSize(), 4U);
+    EXPECT_EQ(key.ValueType(), 4U);
     EXPECT_EQ(key.GetValueSize("Number"), 4U);
     EXPECT_EQ(key.GetValue("Sub"), nullptr);
     EXPECT_EQ(key.GetValue("missing"), nullptr);
@@ -134,6 +212,12 @@ TEST_F(Registry, TakesTextsWithoutMemoryForEmptyOnes) {
         EXPECT_STREQ(room, "");
         EXPECT_STREQ(key.GetValue("null"), "");
         EXPECT_EQ(key.ValueSize(), 0U);
+        // Values stand in the order of their names: it is the last one.
+        unsigned char data[4] = {'x', 'y', 'z', 0};
+        unsigned int length = sizeof data;
+        EXPECT_EQ(key.EnumVal(nullptr, nullptr, 4, 0, data, &length), 0);
+        EXPECT_STREQ(reinterpret_cast<char*>(data), "");
+        EXPECT_EQ(length, 0U);
     }
 }
 
@@ -216,7 +300,9 @@ TEST_F(Registry, RefusesWhatIsNoValue) {
     EXPECT_EQ(key.SetValue("x", bytes, 8, 4), 0);
     EXPECT_EQ(key.SetValue(nullptr, bytes, 4, 3), 0);
     EXPECT_EQ(key.SetValue("x", nullptr, 4, 3), 0);
+    CRegistry::MIsDirty = 0;
     EXPECT_EQ(key.SetValue("x", static_cast<const char*>(nullptr)), 22);
+    EXPECT_EQ(CRegistry::MIsDirty, 1);
     CRegistry closed;
     EXPECT_EQ(closed.SetValue("x", "text"), 22);
     EXPECT_EQ(closed.SetValue("x", 1U), 22);
@@ -379,6 +465,54 @@ TEST_F(Registry, FollowsPointersWhoseRootIsInSmallLetters) {
             << name;
     }
     EXPECT_TRUE(trace.contains("CRegistry::OpenPointer \"SOFTWARE\""));
+}
+
+TEST_F(Registry, APointerThatLeadsNowhereLeavesNoKeyOpen) {
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    const std::string path = "HKEY_LOCAL_MACHINE\\SOFTWARE";
+    const auto set = [&](const char* name, unsigned int type, const std::string& data) {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(data.data());
+        ASSERT_EQ(key.SetValue(name, bytes, static_cast<unsigned int>(data.size()), type), 1);
+    };
+    set("NoText", REGISTRY_BINARY, path);
+    set("Empty", REGISTRY_STRING, "");
+    set("SmallLetters", REGISTRY_STRING, "HKEY_LOCAL_MACHINE\\software");
+    CRegistry pointer("SOFTWARE", CRegistry::MLocalMachine);
+    for (const char* name : {"NoText", "Empty", "SmallLetters", "Sub"}) {
+        EXPECT_EQ(pointer.OpenPointerKey("SOFTWARE", name, CRegistry::MLocalMachine), openFailed);
+        EXPECT_EQ(pointer.Status(), openFailed) << name;
+        EXPECT_EQ(pointer.Close(), 0) << name;
+    }
+    EXPECT_EQ(pointer.OpenPointerKey("Missing", "Name", CRegistry::MLocalMachine), -1);
+    EXPECT_EQ(pointer.Status(), openFailed);
+    EXPECT_EQ(pointer.Close(), 0);
+}
+
+TEST_F(Registry, APointersRootEndsAtItsFirstBackslashAndMayBeExpanded) {
+    CRegistry key;
+    ASSERT_EQ(key.CreateKey(&CRegistry::MRoot, "HKEY/OWN\\Sub"), 0);
+    setenv("VT_ROOT", "hkey/own", 1);
+    ASSERT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
+    const std::string text = "%VT_ROOT%\\Sub";
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    key.SetValue("Pointer", bytes, static_cast<unsigned int>(text.size()), REGISTRY_EXPAND);
+    EXPECT_EQ(key.OpenPointerKey("SOFTWARE", "Pointer", CRegistry::MLocalMachine), 0);
+}
+
+TEST_F(Registry, LooksForAProductOnceMoreAndNoOftener) {
+    { CRegistry loadsTheTree; }
+    TraceCapture trace(2);
+    std::string root;
+    EXPECT_FALSE(CRegistry::GetProductRegistryRoot(root, "Product"));
+    constexpr const char* opening = "CRegistry::Open \"SYSTEM\\CurrentControlSet\\Control\\UUID";
+    EXPECT_EQ(trace.count(opening), 2U);
+    CRegistry key;
+    key.CreateKey(CRegistry::MLocalMachine,
+                  "SYSTEM\\CurrentControlSet\\Control\\UUID\\C3681B60-0D26-11D3-8319-00A0C9B61E25");
+    key.SetValue("Product", "x");
+    trace.clear();
+    EXPECT_TRUE(CRegistry::GetProductRegistryRoot(root, "Product"));
+    EXPECT_EQ(trace.count(opening), 1U);
 }
 
 TEST_F(Registry, FindsProductsByTheirPointer) {
