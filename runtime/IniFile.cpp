@@ -106,6 +106,8 @@ int CIniFile::SetString(const char* section, const char* key, const char* value)
 
 int CIniFile::CopySection(const char* from, const char* to) {
     if (valid_ == 0) return 0;
+    if (from == nullptr)
+        return 1;  // no section has no keys; the list would be that of the sections
     std::vector<std::string> keys;
     GetEnums(keys, from);
     for (const std::string& key : keys) {

@@ -125,6 +125,15 @@ TEST_F(IniFile, CopiesASection) {
     EXPECT_STREQ(file.GetString("to", "b", ""), "two");
 }
 
+TEST_F(IniFile, CopyingNoSectionCopiesNothing) {
+    const std::string before = "[one]\na=1\n[two]\nb=2\n";
+    writeFile(path, before);
+    EXPECT_EQ(file.CopySection(nullptr, "two"), 1);
+    EXPECT_EQ(file.CopySection("missing", "two"), 1);
+    EXPECT_EQ(file.CopySection("one", nullptr), 1);
+    EXPECT_EQ(readFile(path), before);
+}
+
 TEST_F(IniFile, AnObjectWithoutAFileDoesNothing) {
     for (const char* name : {static_cast<const char*>(nullptr), ""}) {
         CIniFile none(name);
