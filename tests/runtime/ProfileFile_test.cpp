@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,6 +20,9 @@
 
 namespace varnock::test {
 namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 class ProfileFile : public testing::Test {
   protected:
@@ -152,6 +156,7 @@ TEST_F(ProfileFile, UsesTheFirst1023CharactersOfALongLine) {
 }
 
 TEST_F(ProfileFile, WritesANewFile) {
+    umask(077);
     EXPECT_EQ(write("new", "key", "value"), 1);
     EXPECT_EQ(contents(), "\n[new]\n\nkey=value\n");
     struct stat status {};
@@ -254,6 +259,38 @@ TEST_F(ProfileFile, ReplacesALongLineWhole) {
     EXPECT_EQ(contents(), "[s]\n\na=1\nkey=short\nb=2\n");
 }
 
+TEST_F(ProfileFile, TheWriterDistinguishesCaseAndNamesThatGoOn) {
+    contents("[Sec]\n\nName=1\n[Section two]\n");
+    EXPECT_EQ(write("Sec", "name", "2"), 1);
+    EXPECT_EQ(write("Sec", "Nam", "3"), 1);
+    EXPECT_EQ(contents(), "[Sec]\n\nName=1\nname=2\nNam=3\n[Section two]\n");
+    EXPECT_EQ(write("sec", nullptr, nullptr), 1);
+    EXPECT_EQ(write("Section", nullptr, nullptr), 1);
+    EXPECT_EQ(contents(), "[Sec]\n\nName=1\nname=2\nNam=3\n[Section two]\n");
+}
+
+TEST_F(ProfileFile, TheWriterSkipsTheBlanksBeforeTheEqualsSign) {
+    contents("[s]\n\na=1\nkey \t = old\n");
+    EXPECT_EQ(write("s", "key", "new"), 1);
+    EXPECT_EQ(contents(), "[s]\n\na=1\nkey=new\n");
+}
+
+TEST_F(ProfileFile, ANullKeyDeletesTheSectionWhateverTheValueIs) {
+    contents("[s]\na=1\n[t]\n");
+    EXPECT_EQ(write("s", nullptr, "value"), 1);
+    EXPECT_EQ(contents(), "[t]\n");
+}
+
+TEST_F(ProfileFile, LinesMayEndAsOnWindows) {
+    contents("[s]\r\n\r\na = 1\r\nb=2\r\n");
+    EXPECT_EQ(read("s", "a"), "1");
+    EXPECT_EQ(read("s", "b"), "2");
+    EXPECT_EQ(list("s"), std::string("a\0b\0", 4));
+    EXPECT_EQ(list(nullptr), std::string("s\0", 2));
+    EXPECT_EQ(write("s", "b", "3"), 1);
+    EXPECT_EQ(contents(), "[s]\r\n\r\na = 1\r\nb=3\n");
+}
+
 TEST_F(ProfileFile, RefusesNewlines) {
     contents("[s]\na=1\n");
     TraceCapture trace(4);
@@ -277,6 +314,40 @@ TEST_F(ProfileFile, TracesWhatItIsAskedTo) {
     EXPECT_TRUE(trace.contains("WritePrivateProfileString(s, <nil>, <nil>, " + path + ")"));
     EXPECT_EQ(write("s", "k", "v"), 1);
     EXPECT_TRUE(trace.contains("WritePrivateProfileString rc=0x0001"));
+}
+
+TEST_F(ProfileFile, TracesAtLevelFour) {
+    TraceCapture trace(4);
+    const auto use = [&] {
+        write("s", "k", nullptr);
+        WritePrivateProfileString("s", nullptr, nullptr, nullptr);
+        read("s", "k");
+    };
+    use();
+    EXPECT_THAT(trace.messages(),
+                ElementsAre("WritePrivateProfileString(s, k, <nil>, " + path + ")",
+                            "WritePrivateProfileString rc=0x0001",
+                            "WritePrivateProfileString: ## WARNING: invalid pointer to FileName",
+                            "GetPrivateProfileString: Cannot open " + path));
+    trace.clear();
+    trace.setLevel(3);
+    use();
+    EXPECT_THAT(trace.messages(), IsEmpty());
+}
+
+TEST_F(ProfileFile, WhatIsNoFileIsLeftAndTracedAtLevelOne) {
+    TraceCapture trace(1);
+    const std::string noFile = directory.file("directory");
+    ASSERT_EQ(mkdir(noFile.c_str(), 0700), 0);
+    EXPECT_EQ(WritePrivateProfileString("s", "k", "v", noFile.c_str()), 0);
+    EXPECT_THAT(
+        trace.messages(),
+        ElementsAre("WritePrivateProfileString: ## WARNING: append open error: Is a directory"));
+    EXPECT_EQ(WritePrivateProfileString("s", "k", nullptr, noFile.c_str()), 1);
+    trace.clear();
+    trace.setLevel(0);
+    EXPECT_EQ(WritePrivateProfileString("s", "k", "v", noFile.c_str()), 0);
+    EXPECT_THAT(trace.messages(), IsEmpty());
 }
 
 TEST_F(ProfileFile, AFileThatCannotBeCreatedIsTraced) {

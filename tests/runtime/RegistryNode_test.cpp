@@ -216,6 +216,24 @@ TEST(RegistryNode, NullEntriesAreSkipped) {
     EXPECT_EQ(dump(node), "zero=d=0\n\n");
 }
 
+TEST(RegistryNode, EntriesOfNoTypeOfTheFileAreNotWritten) {
+    CRegistryNode node;
+    int memory = 0;
+    for (const unsigned int type : {5U, 665U, 667U}) {
+        node.put(std::to_string(type).c_str(), type, &memory);
+    }
+    EXPECT_EQ(dump(node), "\n");
+}
+
+TEST(RegistryNode, NothingButTheNewlineEndsALine) {
+    CRegistryNode node;
+    restore(node, "[key]\r\n\r\n \nvalue=s= text \r\n\nlast=s=x\n\n");
+    CRegistryNode* key = subkey(node, "key");
+    ASSERT_NE(key, nullptr);
+    EXPECT_EQ(bytesOf(*key, "value"), std::string(" text \r", 8));
+    EXPECT_EQ(bytesOf(node, "last"), std::string("x", 2));
+}
+
 TEST(RegistryNode, TextsAreWrittenUpToTheirNul) {
     CRegistryNode node;
     set(node, "a", REGISTRY_STRING, std::string("x\0y", 3));
