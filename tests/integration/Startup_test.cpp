@@ -316,6 +316,18 @@ TEST_P(Host, ForksWhileAThreadTraces) {
     EXPECT_THAT(readFile(files_.file("registry")), HasSubstr("[Product]\n"));
 }
 
+TEST_P(Host, SavesNothingAtItsEnd) {
+    if (!hasFile()) GTEST_SKIP() << "there is nothing to save";
+    std::vector<std::string> command{std::get<0>(GetParam()), "leave"};
+    // The objects of a shared library outlive those of the program.
+    if (command[0] == LIBRARY_HOST_STATIC) command.emplace_back("late");
+    const ProcessResult result = runProcess(command, files_.environment());
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "left\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(readFile(files_.file("registry")), savedRegistry);
+}
+
 TEST_P(Host, PrintsNothingIntoItsFilesWhenItsStandardStreamsAreClosed) {
     if (!hasFile()) GTEST_SKIP() << "there is no file to print into";
     files_.settings["QX_LOG_NOHDR_TOSDTERR"] = "0";

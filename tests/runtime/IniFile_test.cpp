@@ -97,7 +97,7 @@ TEST_F(IniFile, ReturnsTheDefaultItWasGiven) {
 }
 
 TEST_F(IniFile, WalksAList) {
-    writeFile(path, "[one]\na=1\nb=2\n[two]\n");
+    writeFile(path, "[one]\na=1\nb=2\n[two]\n[three]\nc=3\n");
     EXPECT_STREQ(file.GetNextEnum(), "");
     EXPECT_STREQ(file.GetEnum("one"), "a");
     EXPECT_STREQ(file.GetNextEnum(), "b");
@@ -106,6 +106,9 @@ TEST_F(IniFile, WalksAList) {
     EXPECT_STREQ(file.GetEnum(nullptr), "one");
     EXPECT_STREQ(file.GetNextEnum(), "two");
     EXPECT_STREQ(file.GetEnum("two"), "");
+    EXPECT_STREQ(file.GetEnum("three"), "c");
+    // What is left of the lists before is behind the end.
+    for (int i = 0; i < 10; ++i) EXPECT_STREQ(file.GetNextEnum(), "");
 }
 
 TEST_F(IniFile, SetsAndDeletes) {

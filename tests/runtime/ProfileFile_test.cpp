@@ -133,6 +133,11 @@ TEST_F(ProfileFile, TinyBuffersAreLeftInOrder) {
     EXPECT_EQ(result, 0U);
     read(nullptr, nullptr, nullptr, 2);
     EXPECT_EQ(raw, std::string(2, '\0'));
+    // Nothing is read into what has no room for more than a list's end.
+    EXPECT_EQ(read("s", "key", "default", 2), "d");
+    EXPECT_EQ(result, 1U);
+    EXPECT_EQ(read("s", "key", "default", 3), "va");
+    EXPECT_EQ(result, 2U);
 }
 
 TEST_F(ProfileFile, NullsAreTolerated) {
@@ -146,6 +151,7 @@ TEST_F(ProfileFile, AMissingFileGivesTheDefaultAndIsTraced) {
     EXPECT_EQ(read("s", "key", "default"), "default");
     EXPECT_EQ(result, 7U);
     EXPECT_EQ(list("s"), "");
+    EXPECT_EQ(raw.substr(0, 2), std::string(2, '\0'));
     EXPECT_TRUE(trace.contains("GetPrivateProfileString: Cannot open " + path));
 }
 

@@ -99,6 +99,7 @@ TEST(RegistryNode, ReadsNumbersAsTheirLow32Bits) {
     EXPECT_EQ(roundTrip("a=d=-5\nb=d=4294967295\nc=d=0\nd=d=12 tail\ne=d=4294967301\n\n"),
               "a=d=-5\nb=d=-1\nc=d=0\nd=d=12\ne=d=5\n\n");
     EXPECT_EQ(roundTrip("a=d=none\nb=d=\n\n"), "\n");
+    EXPECT_EQ(roundTrip("a=d=010\nb=d=0x10\nc=d= +7\n\n"), "a=d=10\nb=d=0\nc=d=7\n\n");
 }
 
 TEST(RegistryNode, OnlyANameCannotHoldAnEqualsSign) {

@@ -122,6 +122,27 @@ TEST_F(RegistryTree, AFileWithoutTheLocalMachineIsReinitialised) {
     EXPECT_EQ(trace.count("re-initialize"), 1U);
     EXPECT_NE(CRegistry::MUsers, nullptr);
     EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
+    CRegistry root;
+    root.Open(nullptr, nullptr);
+    unsigned int count = 0;
+    EXPECT_EQ(root.NoOfSubKeys(&count), 0);
+    EXPECT_EQ(count, 5U);
+}
+
+TEST_F(RegistryTree, FindsTheFiveRootKeysByTheirNames) {
+    writeFile(file("registry"),
+              "[HKEY_CLASSES_ROOT]\na=d=1\n\n[HKEY_CURRENT_CONFIG]\na=d=2\n\n"
+              "[HKEY_CURRENT_USER]\na=d=3\n\n[HKEY_LOCAL_MACHINE]\na=d=4\n\n"
+              "[HKEY_USERS]\na=d=5\n\n\n");
+    CRegistry key;
+    unsigned int expected = 0;
+    for (CRegistryNode* root :
+         {CRegistry::MClassesRoot, CRegistry::MCurrentConfig, CRegistry::MCurrentUser,
+          CRegistry::MLocalMachine, CRegistry::MUsers}) {
+        unsigned int number = 0;
+        EXPECT_EQ(key.QueryValue(&number, "a", root), 0);
+        EXPECT_EQ(number, ++expected);
+    }
 }
 
 TEST_F(RegistryTree, SavesAfterTheFirstChangeAndKeepsTheFileBefore) {
@@ -157,6 +178,17 @@ TEST_F(RegistryTree, AMissingFileComesBackFromALoadedTreeAlone) {
     CRegistry::MIsDirty = 0;
     { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }
     EXPECT_TRUE(exists("registry"));
+    EXPECT_EQ(readFile(file("registry.old")), smallTree);
+}
+
+TEST_F(RegistryTree, TheFileKeepsItsNameUntilTheNewOneTakesItsPlace) {
+    writeFile(file("registry"), smallTree);
+    writeFile(file("registry.old"), "older");
+    CRegistry::MIsDirty = 0;
+    renamesUntilFailure = 2;
+    { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }
+    EXPECT_EQ(renamesUntilFailure, 1) << "it was not moved away first";
+    renamesUntilFailure = 0;
     EXPECT_EQ(readFile(file("registry.old")), smallTree);
 }
 

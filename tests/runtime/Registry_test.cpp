@@ -179,6 +179,8 @@ TEST_F(Registry, ReadsValuesByType) {
     CRegistry closed;
     EXPECT_EQ(closed.GetValue("Name"), nullptr);
     EXPECT_STREQ(closed.GetValue("Name", key), "abc");
+    EXPECT_EQ(closed.GetValueSize("Name", key), 4U);
+    EXPECT_EQ(closed.GetValueSize("Name"), 0U);
 }
 
 TEST_F(Registry, ExpandsReferencesToTheEnvironment) {
@@ -236,7 +238,9 @@ TEST_F(Registry, QueriesTexts) {
     EXPECT_EQ(key.Status(), 61);
     CRegistry closed;
     EXPECT_EQ(closed.QueryValue(text, "Name"), 22);
+    EXPECT_EQ(closed.Status(), 22);
     EXPECT_EQ(closed.QueryValue(text, "Name", key), 0);
+    EXPECT_EQ(closed.Status(), 0);
 }
 
 TEST_F(Registry, QueriesTextsIntoABuffer) {
@@ -251,6 +255,7 @@ TEST_F(Registry, QueriesTextsIntoABuffer) {
     EXPECT_STREQ(buffer, "ab");
     EXPECT_EQ(size, 3U);
     EXPECT_EQ(key.QueryValue(buffer, "Name", 0U), 22);
+    EXPECT_EQ(key.Status(), 22);
     EXPECT_EQ(key.QueryValue(static_cast<char*>(nullptr), "Name", 8U), 22);
     EXPECT_EQ(key.QueryValue(buffer, "Name", static_cast<unsigned int*>(nullptr)), 22);
     EXPECT_EQ(key.QueryValue(buffer, "Bytes", 8U), 61);
@@ -287,6 +292,10 @@ TEST_F(Registry, SetsValuesOfEachType) {
     EXPECT_STREQ(key.GetValue("t"), "");
     EXPECT_EQ(key.SetValue("t", nullptr, 0, 3), 1);
     EXPECT_EQ(key.GetValueSize("t"), 0U);
+    CRegistry other("SOFTWARE\\Sub", CRegistry::MLocalMachine);
+    EXPECT_EQ(other.SetValue("t", bytes, 4, 3, key), 1);
+    EXPECT_EQ(key.GetValueSize("t"), 4U);
+    EXPECT_EQ(other.GetValueSize("t"), 0U);
 }
 
 TEST_F(Registry, RefusesWhatIsNoValue) {
@@ -384,9 +393,10 @@ TEST_F(Registry, ARemovedKeyThatIsReadAndWrittenStaysAmongTheRemovedOnes) {
 
 TEST_F(Registry, EnumeratesSubkeys) {
     CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
-    unsigned int count = 0;
+    unsigned int count = 99;
     EXPECT_EQ(key.NoOfSubKeys(&count), 0);
     EXPECT_EQ(count, 2U);
+    EXPECT_EQ(key.NoOfSubKeys(nullptr), 22);
     char name[8];
     char cls[4] = "###";
     unsigned int nameLength = sizeof name;

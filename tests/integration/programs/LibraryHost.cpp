@@ -97,6 +97,29 @@ int useInForkedChild() {
     return failures;
 }
 
+// "leave": changes the registry through a handle that is never destroyed. Once more at the very
+// end, when a host that holds the library itself has destroyed its objects.
+bool usesRegistryAtTheEnd = false;
+
+void useRegistryAtTheEnd() {
+    if (!usesRegistryAtTheEnd) return;
+    CRegistry key;
+    key.SetValue("late", 1U);
+}
+
+// Before the objects of the library are built.
+[[gnu::constructor(101)]] void prepareForTheEnd() {
+    atexit(useRegistryAtTheEnd);
+}
+
+int leave(bool alsoAtTheEnd) {
+    usesRegistryAtTheEnd = alsoAtTheEnd;
+    static CRegistry& key = *new CRegistry;
+    if (key.Open("SOFTWARE", CRegistry::MLocalMachine) != 0 || key.SetValue("n", 1U) != 0) return 1;
+    puts("left");
+    return 0;
+}
+
 /// Does what saves the registry, and tells how it went.
 template <typename Saving>
 int saved(const char* done, Saving saving) {
@@ -173,6 +196,7 @@ int main(int argc, char** argv) {
         return write(numberAt(argv, 2), numberAt(argv, 3), numberAt(argv, 4));
     }
     if (task == "exit") return endWhileThreadsTrace();
+    if (task == "leave") return leave(argc == 3);
     if (task == "fork") return useInForkedChild();
     if (task == "change" && argc == 4) {
         return saved("changed", [&] { change(argv[2], numberAt(argv, 3)); });
