@@ -472,6 +472,17 @@ TEST_F(RegistryTree, AnUpdateThatCannotBeTakenBackLeavesNoTree) {
     EXPECT_EQ(key.GetValue("n"), nullptr);
 }
 
+TEST_F(RegistryTree, AnUpdateOfWhatIsNoFileLeavesTheTreeInMemory) {
+    writeFile(file("registry"), smallTree);
+    CRegistry::MIsDirty = 0;
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    ASSERT_EQ(unlink(file("registry").c_str()), 0);
+    ASSERT_EQ(mkdir(file("registry").c_str(), 0700), 0);
+    EXPECT_FALSE(CRegistry::UpdateTree([] { return true; }));
+    EXPECT_EQ(CRegistry::MIsSetup, 1);
+    EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
+}
+
 TEST_F(RegistryTree, AnUpdateInsideOfAnUpdateIsAPartOfIt) {
     writeFile(file("registry"), smallTree);
     EXPECT_TRUE(CRegistry::UpdateTree([&] {
@@ -482,6 +493,7 @@ TEST_F(RegistryTree, AnUpdateInsideOfAnUpdateIsAPartOfIt) {
             return true;
         }));
         EXPECT_EQ(readFile(file("registry")), smallTree);
+        EXPECT_TRUE(CRegistry::UpdateTree([] { return false; })) << "there is a file";
         key.SetValue("c", 3U);
         return true;
     }));
