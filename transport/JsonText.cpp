@@ -112,7 +112,9 @@ class Loader
 
     rapidjson::InsituStringStream stream_;
     unsigned int depth_ = 0;
-    std::array<SizeType, maxJsonNesting + 1> taken_{};  ///< by level: numbers the parser missed
+    /// By level: numbers the parser missed. Not filled before a level has an array, since most
+    /// texts have few.
+    std::array<SizeType, maxJsonNesting + 1> taken_;
 };
 
 /// Output stream of the writer: the string that is returned.
@@ -222,18 +224,19 @@ bool needsNoEscape(char c) {
     return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\';
 }
 
-bool isPlain(const JsonValue& leaf) {
-    const char* const text = leaf.GetString();
-    return std::all_of(text, text + leaf.GetStringLength(), needsNoEscape);
-}
-
-void writePlain(const JsonValue& leaf, TextSink& sink) {
+/// False, with nothing written, for a text that cannot stand in quotes as it is.
+bool writePlain(const JsonValue& leaf, TextSink& sink) {
+    const char* text = leaf.GetString();
     const std::size_t length = leaf.GetStringLength();
     char* next = sink.room(length + 2);
     *next++ = '"';
-    std::memcpy(next, leaf.GetString(), length);
-    next[length] = '"';
+    for (const char* const end = text + length; text != end; ++text) {
+        if (!needsNoEscape(*text)) return false;
+        *next++ = *text;
+    }
+    *next = '"';
     sink.advance(length + 2);
+    return true;
 }
 
 void writeOther(const JsonValue& leaf, TextSink& sink) {
@@ -245,9 +248,8 @@ void writeOther(const JsonValue& leaf, TextSink& sink) {
 
 /// Nearly all leaves are plain texts and integers, for which a writer is too much.
 void write(const JsonValue& value, TextSink& sink) {
-    if (value.IsString() && isPlain(value))
-        writePlain(value, sink);
-    else if (value.IsUint64())
+    if (value.IsString() && writePlain(value, sink)) return;
+    if (value.IsUint64())
         writeInteger(value.GetUint64(), sink);
     else if (value.IsInt64())
         writeInteger(value.GetInt64(), sink);

@@ -34,15 +34,19 @@ std::string_view textOf(const Value& name) {
     return {name.GetString(), name.GetStringLength()};
 }
 
+/// Names are two or three characters long, and to compare them by a call takes longer than that.
+bool isName(std::string_view name, std::string_view key) {
+    if (name.size() != key.size()) return false;
+    for (std::size_t i = 0; i < key.size(); ++i)
+        if (name[i] != key[i]) return false;
+    return true;
+}
+
 /// The member `key`, the first of several; null unless `value` is an object that has it.
 const Value* find(const Value& value, std::string_view key) {
     if (!value.IsObject()) return nullptr;
-    for (const auto& member : value.GetObject()) {
-        const std::string_view name = textOf(member.name);
-        // Nearly all others differ in these, and a comparison is a call.
-        if (name.size() != key.size() || (!key.empty() && name.front() != key.front())) continue;
-        if (name == key) return &member.value;
-    }
+    for (const auto& member : value.GetObject())
+        if (isName(textOf(member.name), key)) return &member.value;
     return nullptr;
 }
 
@@ -190,6 +194,22 @@ unsigned long listSize(const Value& list) {
 class SipJson::Document : public varnock::JsonDocument {
   public:
     Document() : GenericDocument(&heap, varnock::jsonStackCapacity, &heap) {}
+
+    /// The value that was the array of commands when it was looked for, null when there was none.
+    Value* commands() const { return commands_; }
+    /// Makes the root an empty object.
+    void reset() {
+        commands_ = nullptr;
+        SetObject();
+    }
+    /// To be called whenever the root, or what is directly below it, has changed.
+    void findCommands() {
+        Value* sip = find(*this, keyRoot);
+        commands_ = sip != nullptr ? find(*sip, keyCommands) : nullptr;
+    }
+
+  private:
+    Value* commands_ = nullptr;  ///< nearly every access begins with it
 };
 
 SipJson::SipJson() : document_(std::make_unique<Document>()) {
@@ -205,7 +225,7 @@ SipJson::SipJson(unsigned int opcode, unsigned int opcodeExt, unsigned int objec
 SipJson::~SipJson() = default;
 
 void SipJson::ClassInit() {
-    document_->SetObject();
+    document_->reset();
     commandIndex_ = 0;
     JsonInit();
 }
@@ -216,6 +236,7 @@ void SipJson::JsonInit() {
     add(sip, keyVersion, Value(documentVersion));
     add(sip, keyCommands, Value(rapidjson::kArrayType));
     put(*document_, keyRoot, std::move(sip));
+    document_->findCommands();
 }
 
 void SipJson::Clear() {
@@ -231,8 +252,8 @@ bool SipJson::ClearData() {
 }
 
 const SipJson::Value* SipJson::GetCmds() const {
-    const Value* sip = find(*document_, keyRoot);
-    return sip == nullptr ? nullptr : findArray(*sip, keyCommands);
+    const Value* commands = document_->commands();
+    return commands != nullptr && commands->IsArray() ? commands : nullptr;
 }
 
 SipJson::Value* SipJson::GetCmds() {
@@ -464,5 +485,8 @@ std::string SipJson::Export() const {
 void SipJson::Import(const char* text) {
     std::string local = CStringMapper::UTF8ToString(text);
     Clear();
-    if (!varnock::parseJson(std::move(local), *document_)) ClassInit();
+    if (varnock::parseJson(std::move(local), *document_))
+        document_->findCommands();
+    else
+        ClassInit();
 }

@@ -151,7 +151,7 @@ unsigned int CSwitchClient::acceptReply(SipJson& cmd, const char* text) {
     cmd.Import(text);
     const unsigned int status = cmd.Status();
     if (status == kSuccess || status == kSuccessToo) {
-        cmd.SetStatus(kSuccess);
+        if (status != kSuccess) cmd.SetStatus(kSuccess);
         return kSuccess;
     }
     if (Debug.IsOn(1)) {

@@ -192,6 +192,27 @@ TEST(SipJson, GivesItsCommands) {
     EXPECT_EQ(constRecord.GetCmds()->Size(), 2u);
 }
 
+TEST(SipJson, HasNoCommandsInPlaceOfWhatACallerMadeOfThem) {
+    SipJson record(1, 2, 3, 4, 0);
+    record.GetCmds()->SetNull();
+    EXPECT_EQ(record.GetCmds(), nullptr);
+    expectDefaults(record);
+    EXPECT_TRUE(record.SetCmd(1, 0, 0, 2, 0));
+    EXPECT_EQ(record.Export(), R"({"SIP":{"V":1,"CMD":[{"OC":1,"CA":2,"ST":0}]}})");
+}
+
+TEST(SipJson, HasTheCommandsOfANewSkeleton) {
+    SipJson record;
+    for (const char* text : {R"({"a":0,"SIP":5})", R"({"SIP":{"CMD":[{"OC":1}]},"a":0})", "{}"}) {
+        record.Import(text);
+        record.JsonInit();
+        ASSERT_NE(record.GetCmds(), nullptr) << text;
+        EXPECT_TRUE(record.GetCmds()->Empty()) << text;
+        EXPECT_TRUE(record.SetCmd(7, 0, 0, 0, 0));
+        EXPECT_EQ(record.OpCode(), 7U);
+    }
+}
+
 TEST(SipJson, MakesTheCurrentCommandWhenItIsMissing) {
     SipJson record;
     SipJson::Value* command = record.GetCmd();
