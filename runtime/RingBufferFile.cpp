@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -110,11 +111,22 @@ std::int64_t roundUpToRecords(std::int64_t length) {
     return (length + kRecord - 1) / kRecord * kRecord;
 }
 
+/// True when the process may make files of this length: beyond its limit, writing ends it with
+/// SIGXFSZ.
+bool isWithinFileLimit(std::int64_t length) {
+    rlimit limit{};
+    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || static_cast<rlim_t>(length) <= limit.rlim_cur;
+}
+
 /// Makes sure that every byte of the range has its place on the disk: a store into a hole of a full
 /// disk would end the process.
 bool allocate(int file, std::int64_t begin, std::int64_t end) {
     if (begin >= end) {
         return true;
+    }
+    if (!isWithinFileLimit(end)) {
+        errno = EFBIG;
+        return false;
     }
     int error = 0;
     do {

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -629,6 +630,43 @@ TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenThereIsNoSpace) {
     onAllocate = [](off_t, off_t) { return ENOSPC; };
     EXPECT_EQ(failToOpen(path_), "Error 28 writing PATH (131072), try logging to stderr.\n");
     EXPECT_FALSE(exists());
+}
+
+/// Lowers the process's limit on the length of a file. What goes beyond it is sent SIGXFSZ.
+class FileLimit {
+  public:
+    explicit FileLimit(std::int64_t length) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit lower{static_cast<rlim_t>(length), before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &lower);
+    }
+    ~FileLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+    FileLimit(const FileLimit&) = delete;
+    FileLimit& operator=(const FileLimit&) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+TEST_F(RingBufferFileTest, OutlivesALimitOnTheLengthOfFiles) {
+    {
+        const FileLimit limit(kSize - 1);
+        EXPECT_EQ(failToOpen(path_), "Error 27 writing PATH (131072), try logging to stderr.\n");
+        EXPECT_FALSE(exists());
+    }
+    const FileLimit limit(kSize);
+    const auto file = open();
+    ASSERT_NE(file, nullptr) << failure_;
+    append(*file, std::string(kSize - 1024, 'x'));
+}
+
+TEST_F(RingBufferFileTest, UsesTheOldLengthWhereALimitForbidsMore) {
+    append(*open(), "one\n");
+    const FileLimit limit(kSize);
+    const auto file = reopen(2 * kSize);
+    ASSERT_NE(file, nullptr) << failure_;
+    EXPECT_EQ(file->size(), kSize);
+    EXPECT_EQ(TraceFile(path_).size(), kSize);
 }
 
 TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenItCannotBeMapped) {
