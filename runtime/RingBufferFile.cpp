@@ -172,7 +172,9 @@ class Opening {
     bool create();
     bool reuse();
     bool extend();
-    bool writeHeader();
+    bool isUnfinished() const;
+    void makeHeader(char (&lines)[kFieldsLength]) const;
+    bool writeHeader(const char (&lines)[kFieldsLength]);
     bool fill(std::int64_t begin, std::int64_t end);
     void makeRecord(char* record) const;
 
@@ -185,18 +187,29 @@ class Opening {
     std::int64_t length_ = 0;
     bool created_ = false;
     bool isNew_ = false;
+    bool isShort_ = false;
     bool hasHoles_ = false;
     const char* failure_ = "";
     int error_ = 0;
 };
 
-/// Leaves no half-made file behind that would be taken for a whole one.
+/// Leaves nothing half-made behind, but what another process has finished meanwhile and may have
+/// mapped stays as it is.
 void Opening::undo() {
     if (created_) {
         unlink(path_);
-    } else if (isNew_ && ftruncate(file_.get(), 0) != 0) {
-        // A file too short for a header stays; the next open begins with emptying it.
+    } else if (isNew_ && isUnfinished() && ftruncate(file_.get(), 0) != 0) {
+        // It stays, and the next open makes it anew.
     }
+}
+
+/// The first line of the header is written last: where it is missing, the maker of the file died,
+/// or the machine, and the rest cannot be relied upon.
+bool Opening::isUnfinished() const {
+    constexpr char kMissing[kLineLength] = {};
+    char line[kLineLength];
+    return pread(file_.get(), line, sizeof line, 0) == static_cast<ssize_t>(sizeof line) &&
+           memcmp(line, kMissing, sizeof line) == 0;
 }
 
 bool Opening::acceptsArguments() {
@@ -227,22 +240,26 @@ bool Opening::openFile() {
     }
     length_ = status.st_size;
     hasHoles_ = std::int64_t{status.st_blocks} * 512 < std::min(length_, size_);
-    isNew_ = length_ < RingBufferFile::kRecordSize;
+    isShort_ = length_ < RingBufferFile::kRecordSize;
+    isNew_ = isShort_ || isUnfinished();
     return true;
 }
 
 bool Opening::create() {
     const std::int64_t end = roundUpToRecords(size_);
-    // Nothing is cut from a file without length: another process may be filling it by now.
-    const bool isEmpty = length_ == 0 || ftruncate(file_.get(), 0) == 0;
-    if (!isEmpty || !allocate(file_.get(), 0, end)) {
+    // Nothing is cut from a file that another process may be making at this moment.
+    const bool isCut = !isShort_ || length_ == 0 || ftruncate(file_.get(), 0) == 0;
+    if (!isCut || !allocate(file_.get(), 0, end)) {
         return fail(kFillingFailed, errno);
     }
-    return writeHeader() && (fill(RingBufferFile::kRecordSize, end) || fail(kFillingFailed, errno));
+    char lines[kFieldsLength];
+    makeHeader(lines);
+    return writeHeader(lines) &&
+           (fill(RingBufferFile::kRecordSize, end) || fail(kFillingFailed, errno)) &&
+           (writeAt(file_.get(), lines, kLineLength, 0) || fail(kFieldsFailed, errno));
 }
 
-bool Opening::writeHeader() {
-    char lines[kFieldsLength];
+void Opening::makeHeader(char (&lines)[kFieldsLength]) const {
     memset(lines, ' ', sizeof lines);
     for (std::size_t i = 0; i < kFieldCount; ++i) {
         char* const line = lines + i * kLineLength;
@@ -261,7 +278,13 @@ bool Opening::writeHeader() {
     putNumber(lines, kWrapCount, 0);
     putNumber(lines, kRingBufferSize, static_cast<std::int32_t>(size_));
     putNumber(lines, kCurrentWritePosition, 0);
-    if (!writeAt(file_.get(), lines, sizeof lines, 0)) {
+}
+
+/// Writes everything before the entries but the first line.
+bool Opening::writeHeader(const char (&lines)[kFieldsLength]) {
+    char unfinished[kFieldsLength] = {};
+    memcpy(unfinished + kLineLength, lines + kLineLength, sizeof lines - kLineLength);
+    if (!writeAt(file_.get(), unfinished, sizeof unfinished, 0)) {
         return fail(kFieldsFailed, errno);
     }
     char blanks[kBlankLineLength];

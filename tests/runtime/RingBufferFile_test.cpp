@@ -440,6 +440,57 @@ TEST_F(RingBufferFileTest, TakesAFileWithoutAWholeHeaderForNew) {
     }
 }
 
+// What a process that dies while it makes the file leaves, and a machine that dies before the disk
+// has got the bytes.
+TEST_F(RingBufferFileTest, MakesAFileAnewWhoseMakerDied) {
+    append(*open(), "one\n");
+    const std::string whole = TraceFile(path_).bytes();
+    for (const std::size_t written : {0U, 80U, 1024U, 100'000U}) {
+        SCOPED_TRACE(written);
+        std::string half = std::string(80, '\0') + whole.substr(80);
+        putFile(half.substr(0, written) + std::string(kSize - written, '\0'));
+        const auto file = reopen();
+        ASSERT_NE(file, nullptr) << failure_;
+        EXPECT_FALSE(file->resumes());
+        EXPECT_EQ(file->opens(), 1);
+        const TraceFile seen(path_);
+        EXPECT_EQ(seen.size(), kSize);
+        EXPECT_EQ(seen.value(1), "Wed Nov 15 08:00:00 2023");
+        EXPECT_EQ(seen.bytes().find('\0'), std::string::npos);
+        EXPECT_THAT(seen.bytes(), StartsWith("FilePath  "));
+    }
+}
+
+TEST_F(RingBufferFileTest, SaysThatItIsWholeWithItsLastWrite) {
+    off_t last = -1;
+    onWrite = [&](std::size_t length, off_t at) -> std::optional<long> {
+        // The file exists in full, and has no first line before.
+        EXPECT_EQ(TraceFile(path_).bytes().substr(0, 80), std::string(80, '\0'));
+        EXPECT_EQ(TraceFile(path_).size(), kSize);
+        last = at;
+        EXPECT_TRUE(at != 0 || length == 640 || length == 80) << length;
+        return std::nullopt;
+    };
+    ASSERT_NE(open(), nullptr) << failure_;
+    EXPECT_EQ(last, 0);
+    EXPECT_THAT(TraceFile(path_).bytes(), StartsWith("FilePath  "));
+}
+
+TEST_F(RingBufferFileTest, CutsNothingFromAFileThatAnotherHasFinishedMeanwhile) {
+    putFile("");
+    std::unique_ptr<RingBufferFile> other;
+    bool begun = false;
+    onAllocate = [&](off_t, off_t) -> std::optional<long> {
+        if (std::exchange(begun, true)) return std::nullopt;
+        other = open();
+        return ENOSPC;
+    };
+    EXPECT_THAT(failToOpen(path_), StartsWith("Error 28 writing"));
+    ASSERT_NE(other, nullptr);
+    append(*other, "one\n");
+    EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one"));
+}
+
 TEST_F(RingBufferFileTest, ExtendsAShorterFileWithRecords) {
     append(*open(), "one\n");
     const auto file = reopen(2 * kSize);
