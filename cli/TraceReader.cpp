@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "cli/Failure.h"
 
 namespace varnockctl {
@@ -48,7 +50,17 @@ class TraceReader::File {
         bytes.resize(got);
         return bytes;
     }
-    std::string all() const { return bytes(static_cast<std::size_t>(status_.st_size)); }
+    /// All that a trace can have in it. Positions have 32 bits: a file that is longer, and does not
+    /// say how much of it is used, is none.
+    std::string all() const {
+        constexpr std::int64_t longest = std::int64_t{1} << 31;
+        constexpr auto shortest = static_cast<std::int64_t>(TraceHeader::length);
+        const TraceHeader header = this->header();
+        const bool saysSize = header.isLabelled && header.size && *header.size >= shortest;
+        const std::int64_t length = status_.st_size;
+        const std::int64_t used = saysSize ? std::min(*header.size, length) : length;
+        return bytes(static_cast<std::size_t>(used <= longest ? used : shortest));
+    }
     TraceHeader header() const { return TraceHeader::parse(bytes(TraceHeader::length)); }
 
   private:
