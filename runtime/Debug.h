@@ -70,7 +70,8 @@ extern VARNOCK_EXPORT const char* REGVAL_NO_HDR_TO_STDERR;
 /// Two things that a host must know:
 /// - Console entries go to file descriptor 2, whatever is open there. A host that closes it and
 ///   reuses the number receives the trace; one whose standard error blocks stops every thread
-///   that traces.
+///   that traces; one whose standard error is a pipe without a reader gets SIGPIPE, and must ignore
+///   it to live on.
 /// - Never truncate the ring-buffer file in place, as copy-and-truncate rotation does: the next
 ///   entry would end the host with SIGBUS.
 ///
@@ -83,7 +84,8 @@ class VARNOCK_EXPORT CDebug {
         const char* name;   ///< null behind the last row
         const char* value;  ///< null when unset
     };
-    /// The environment as it was when the trace set itself up: a record for the trace header.
+    /// The environment as it was when the trace set itself up: a record for the trace header, in
+    /// copies.
     static TokVal m_TokValTabEnv[43];
     /// The same for the keys of the agent's configuration file, looked up in the environment.
     static TokVal m_TokValTabCfg[14];

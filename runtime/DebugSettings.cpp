@@ -5,6 +5,8 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <iterator>
+
 #include "runtime/Registry.h"
 
 constinit const char* REGPATH_DBGTRACE = "SOFTWARE\\Debug";
@@ -93,10 +95,18 @@ const char* ownWeightName() {
     return weightVariableName;
 }
 
-void fill(CDebug::TokVal* table) {
-    for (; table->name != nullptr; ++table) {
-        table->value = getenv(table->name);
-    }
+/// The values recorded, one for each row of both tables and for the variable above. Never freed:
+/// the trace lives longer than everything else.
+constinit char*
+    recordedValues[std::size(CDebug::m_TokValTabEnv) + std::size(CDebug::m_TokValTabCfg) - 1] = {};
+
+/// Records a copy. The trace shows it at every wrap, and the host may change or free what it has
+/// put into the environment.
+void record(CDebug::TokVal& row, char*& copy) {
+    const char* value = getenv(row.name);
+    free(copy);
+    copy = value != nullptr ? strdup(value) : nullptr;
+    row.value = copy != nullptr ? copy : value;
 }
 
 std::int64_t pageSize() {
@@ -152,9 +162,14 @@ bool create(const char* path, StoredTraceSettings& settings) {
 }  // namespace
 
 void recordEnvironment() {
-    fill(CDebug::m_TokValTabEnv);
-    fill(CDebug::m_TokValTabCfg);
-    weightVariable.value = getenv(ownWeightName());
+    ownWeightName();
+    char** copy = recordedValues;
+    for (CDebug::TokVal* table : {CDebug::m_TokValTabEnv, CDebug::m_TokValTabCfg}) {
+        for (; table->name != nullptr; ++table) {
+            record(*table, *copy++);
+        }
+    }
+    record(weightVariable, *copy);
 }
 
 const CDebug::TokVal& perApplicationWeight() {

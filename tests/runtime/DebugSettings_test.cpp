@@ -130,6 +130,25 @@ TEST_F(DebugSettings, RecordTheEnvironmentInBothTables) {
     EXPECT_STREQ(perApplicationWeight().value, "2");
 }
 
+TEST_F(DebugSettings, KeepWhatTheEnvironmentWasWhenTheHostChangesIt) {
+    static char variable[] = "QX_OS=Linux";  // the environment's own from now on
+    ASSERT_EQ(putenv(variable), 0);
+    set("UserGroup", "operators");
+    set("QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", "2");
+    recordEnvironment();
+    strcpy(variable, "QX_OS=other");
+    set("UserGroup", "others");
+    set("QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", "3");
+    EXPECT_STREQ(CDebug::m_TokValTabEnv[2].value, "Linux");
+    EXPECT_STREQ(CDebug::m_TokValTabCfg[3].value, "operators");
+    EXPECT_STREQ(perApplicationWeight().value, "2");
+    recordEnvironment();
+    EXPECT_STREQ(CDebug::m_TokValTabEnv[2].value, "other");
+    unsetenv("QX_OS");
+    recordEnvironment();
+    EXPECT_EQ(CDebug::m_TokValTabEnv[2].value, nullptr);
+}
+
 std::vector<std::string> namesOf(const CDebug::TokVal* table) {
     std::vector<std::string> names;
     for (; table->name != nullptr; ++table) {
