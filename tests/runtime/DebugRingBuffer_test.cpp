@@ -7,6 +7,7 @@
 #include <stddef.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -23,6 +24,7 @@
 #include "runtime/Registry.h"
 #include "runtime/RingBufferFile.h"
 #include "tests/support/FixedClock.h"
+#include "tests/support/PosixThread.h"
 #include "tests/support/QuietDebug.h"
 #include "tests/support/Sanitizers.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -137,8 +139,33 @@ TEST_F(DebugRingBuffer, BeginsANewFileWithHeaderGapAndWorkCycle) {
     EXPECT_LE(start - headerEnd, 2048);
 }
 
+TEST_F(DebugRingBuffer, FillsANewFileWithRecordsThatBeginLikeEntries) {
+    QuietDebug debug;
+    init(debug);
+    char header[128];
+    const int length = debug->SetEntryHeader(header, sizeof header);
+    const std::string record =
+        header + std::string(1023 - static_cast<std::size_t>(length), '_') + "\n";
+    EXPECT_EQ(file().bytes().substr(kUnit - 1024), record);
+    // There is none of an application that has not got its name yet.
+    EXPECT_THAT(record, HasSubstr(" CIM_Provider["));
+}
+
+TEST_F(DebugRingBuffer, KeepsErrno) {
+    QuietDebug debug;
+    init(debug);
+    const wchar_t invalid[] = {wchar_t{0x7FFFFFFF}, 0};
+    errno = ENOTTY;
+    debug->Print(1, "%ls", invalid);
+    EXPECT_EQ(errno, ENOTTY);
+    EXPECT_EQ(file().messages().back(), "");
+    debug->Print(1, "%m");
+    EXPECT_EQ(file().messages().back(), "Inappropriate ioctl for device");
+}
+
 TEST_F(DebugRingBuffer, RecordsItsOwnStateInTheHeader) {
     QuietDebug debug;
+    setenv("QX_LOG_NOHDR_TOSDTERR", "3", 1);
     init(debug, {7, 2, 1, 1, "/ignored"});
     const auto messages = file().messages();
     EXPECT_THAT(messages, IsSupersetOf({std::string("DebugLevel                 : 7"),
@@ -157,6 +184,39 @@ TEST_F(DebugRingBuffer, RecordsItsOwnStateInTheHeader) {
                                         std::string("Ring Buffer Size           : 2097152"),
                                         "Ring Buffer Path           : " + path_,
                                         "QX_LOG_RINGBUF_DIR=" + directory_.path().string()}));
+    // The one in the registry, and the one in force.
+    EXPECT_THAT(messages,
+                IsSupersetOf({"No Header to stderr        : 1", "No Header to stderr        : 3"}));
+}
+
+TEST_F(DebugRingBuffer, RecordsTheSizeThatItUses) {
+    {
+        QuietDebug debug;
+        init(debug);
+    }
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit lower{kUnit, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &lower);
+    QuietDebug debug;
+    const int result = init(debug, {255, 1, 2, 0, ""});
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(result, 1);
+    EXPECT_THAT(console_.messages(), IsSupersetOf({"Ring Buffer Weight         : 2",
+                                                   "Ring Buffer Size           : 1048576"}));
+}
+
+TEST_F(DebugRingBuffer, IsSetUpWholeByAThreadThatIsBeingCancelled) {
+    QuietDebug debug;
+    int result = -1;
+    PosixThread thread([&] {
+        pthread_cancel(pthread_self());
+        result = debug->InitRingBuffer(path_.c_str(), kUnit);
+    });
+    thread.join();
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(file().size(), kUnit);
+    EXPECT_EQ(file().messages().back(), "### Start of work cycle. (00000001) ###");
 }
 
 TEST_F(DebugRingBuffer, WritesTheHeaderToTheConsoleUnlessToldNot) {
@@ -256,18 +316,30 @@ TEST_F(DebugRingBuffer, WrapsWhereOneByteIsMissing) {
 TEST_F(DebugRingBuffer, RestartsBehindTheRewrittenHeader) {
     QuietDebug debug;
     init(debug);
-    const std::string header = file().bytes().substr(1024, 200);
     fillUpTo(debug, 0);
+    clock_.set(1'700'000'100);
     debug->Print(1, "next round");
     const TraceFile seen = file();
     EXPECT_EQ(seen.size(), kUnit);
     const auto messages = seen.messages();
-    EXPECT_THAT(messages[0], EndsWith("Wrap=\"1\""));
+    EXPECT_THAT(messages[0], EndsWith("Start=\"Nov 14 22:13:20\" Wrap=\"1\""));
     EXPECT_EQ(messages.back(), "next round");
     const auto entry =
         static_cast<std::int64_t>(seen.lines(1024, seen.position()).back().size()) + 1;
     EXPECT_EQ((seen.position() - entry) % 1024, 0);
     EXPECT_THAT(messages, Not(Contains("### Start of work cycle. (00000001) ###")));
+}
+
+TEST_F(DebugRingBuffer, ShowsTheEnvironmentOfTheStartInEveryRound) {
+    setenv("QX_OS", "Linux", 1);
+    unsetenv("UserGroup");
+    QuietDebug debug;
+    init(debug);
+    setenv("QX_OS", "other", 1);
+    setenv("UserGroup", "operators", 1);
+    fillUpTo(debug, 0);
+    debug->Print(1, "next round");
+    EXPECT_THAT(file().messages(), IsSupersetOf({"QX_OS=Linux", "UserGroup=NotSet"}));
 }
 
 TEST_F(DebugRingBuffer, KeepsTheInitialisationAcrossWraps) {
@@ -329,12 +401,19 @@ TEST_F(DebugRingBuffer, ShowsTheCommandLineInTheHeaderOfEveryRound) {
     debug->SetMainParams(0, nullptr);
 }
 
+bool isMapped(const std::string& path) {
+    std::ifstream maps("/proc/self/maps");
+    return std::string(std::istreambuf_iterator<char>(maps), {}).find(path) != std::string::npos;
+}
+
 TEST_F(DebugRingBuffer, ClosesTheFileWhenDestroyed) {
     QuietDebug debug;
     init(debug);
+    EXPECT_TRUE(isMapped(path_));
     const int descriptor = ring(debug).descriptor();
     debug->~CDebug();
     EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+    EXPECT_FALSE(isMapped(path_));
     const std::string before = file().bytes();
     debug->Print(1, "dropped");
     debug->PrintIt(2, "dropped");
@@ -402,6 +481,18 @@ TEST_F(DebugRegistry, GainsTheKeyOfTheApplication) {
     EXPECT_EQ(debug.m_bActive, 1U);
     EXPECT_THAT(TraceFile(directory_.file("registry")).bytes(),
                 HasSubstr("[SOFTWARE]\n[Debug]\n[CIM_Provider]\n"));
+}
+
+TEST_F(DebugRegistry, IsOfNoUseWhereAValueStandsInTheWayOfTheKey) {
+    const std::string registry = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nDebug=s=no key\n\n\n\n";
+    std::ofstream(directory_.file("registry")) << registry;
+    CDebug debug(TovQXObjectName);
+    EXPECT_EQ(DebugTestAccess::errorText(debug),
+              "Internal Error 2 during initializing of CDebug, try logging to stderr.\n");
+    EXPECT_EQ(debug.m_bActive, 1U);
+    EXPECT_EQ(DebugTestAccess::switches(debug).target, 1U);
+    EXPECT_THAT(console_.messages(), Contains("DebugLevel                 : 0"));
+    EXPECT_EQ(TraceFile(directory_.file("registry")).bytes(), registry);
 }
 
 TEST_F(DebugRegistry, KeepsWhatOthersHaveSavedWhenItGainsTheKey) {

@@ -4,12 +4,14 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -155,6 +157,16 @@ TEST(Debug, KeepsErrno) {
     EXPECT_THAT(trace.messages(), ElementsAre("Inappropriate ioctl for device"));
 }
 
+TEST(Debug, FlushesStandardErrorAtEveryEntry) {
+    TraceCapture trace;
+    char buffer[4096];
+    ASSERT_EQ(setvbuf(stderr, buffer, _IOFBF, sizeof buffer), 0);
+    Debug.PrintToConsole("seen at once");
+    const Lines messages = trace.messages();
+    ASSERT_EQ(setvbuf(stderr, nullptr, _IONBF, 0), 0);
+    EXPECT_THAT(messages, ElementsAre("seen at once"));
+}
+
 TEST(Debug, BeginsEveryEntryWithItsHeader) {
     TraceCapture trace;
     FixedClock clock(1'700'000'000);
@@ -187,6 +199,52 @@ TEST(Debug, IsSilencedAndRestored) {
     Debug.Print(4, "restored");
     Debug.Print(5, "beyond the level");
     EXPECT_THAT(trace.messages(), ElementsAre("level 0 passes", "restored"));
+}
+
+TEST(Debug, IsActiveAsItIsForced) {
+    TraceCapture trace(4);
+    EXPECT_EQ(Debug.ForceMaxDebug(0), 1);
+    EXPECT_EQ(Debug.ForceMaxDebug(7), 1);
+    EXPECT_EQ(Debug.m_bActive, 7U);
+    EXPECT_EQ(DebugTestAccess::switches(Debug).level, 4U);
+}
+
+/// Puts another text in the place of one of the version record.
+class OtherText {
+  public:
+    OtherText(const char*& variable, const char* text) : variable_(variable), before_(variable) {
+        variable = text;
+    }
+    ~OtherText() { variable_ = before_; }
+    OtherText(const OtherText&) = delete;
+    OtherText& operator=(const OtherText&) = delete;
+
+  private:
+    const char*& variable_;
+    const char* before_;
+};
+
+TEST(WriteLogHeader, ShowsTheVersionRecord) {
+    TraceCapture trace(0);
+    QuietDebug debug;
+    const OtherText version(TovQXObjectVersion, "12.3-4");
+    const OtherText name(TovQXObjectName, "Name");
+    const OtherText milestone(TovQXObjectMilestone, "M2");
+    const OtherText date(TovQXObjectDate, "2026/01/02-03:04");
+    debug->WriteLogHeader(1);
+    EXPECT_EQ(trace.messages()[0],
+              "Varnock Agent Name Version=\"12.03-04\" Milestone=\"M2\" "
+              "Built=\"2026/01/02-03:04\" Start=\"\" Wrap=\"0\"");
+}
+
+TEST(WriteLogHeader, GoesToTheCurrentTargetUnlessOneIsNamed) {
+    TraceCapture trace(0);
+    Debug.WriteLogHeader(0);
+    EXPECT_EQ(trace.messages().back(), "# End of header.");
+    trace.clear();
+    Debug.WriteLogHeader(2);
+    Debug.WriteLogHeader(3);
+    EXPECT_EQ(trace.text(), "");
 }
 
 // --- DumpHex
@@ -384,6 +442,32 @@ TEST_F(DebugSetUp, GoesToTheConsoleUnderAForeignName) {
     }
 }
 
+// A host that loads the library lives on whatever memory there is.
+TEST_F(DebugSetUp, LetsNoWantOfMemoryEscape) {
+    const TemporaryDirectory directory;
+    setenv("QX_SYSTEM_DIR", directory.path().c_str(), 1);
+    setenv("QX_LOG_RINGBUF_DIR", directory.path().c_str(), 1);
+    setenv("QX_LOG_RINGBUF_WEIGHT", "1", 1);
+    writeFile(directory.file("registry"), "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n");
+    TraceCapture trace(0);
+    unsigned int failures = 0;
+    for (bool happened = true; happened; ++failures) {
+        ASSERT_LT(failures, 1000U);
+        const CDebug::TokVal& row = CDebug::m_TokValTabEnv[2];
+        std::optional<CDebug> debug;
+        {
+            const FailingAllocation failure(failures + 1);
+            debug.emplace(TovQXObjectName);
+            happened = failure.happened();
+        }
+        EXPECT_STREQ(row.value, "Linux");
+        trace.clear();
+        debug->PrintAlways(0, "goes on");
+        EXPECT_EQ(trace.messages().back(), "goes on");
+    }
+    EXPECT_GT(failures, 2U);
+}
+
 TEST_F(DebugSetUp, HappensOnce) {
     TraceCapture trace(0);
     CDebug debug(TovQXObjectName);
@@ -421,6 +505,23 @@ TEST(DebugState, DestroyedIsQuiet) {
     EXPECT_EQ(DebugTestAccess::applicationName(*debug), "");
     debug->PrintAlways(0, "seen");
     EXPECT_THAT(trace.messages(), ElementsAre("seen"));
+}
+
+TEST(DebugState, DestroyedForgetsItsSettingsAndItsHost) {
+    TraceCapture trace(0);
+    QuietDebug debug;
+    char program[] = "program";
+    char* argv[] = {program, nullptr};
+    debug->SetMainParams(1, argv);
+    DebugTestAccess::set(*debug, {1, 5, 6, 1});
+    debug->~CDebug();
+    const auto after = DebugTestAccess::switches(*debug);
+    EXPECT_EQ(after.target, 0U);
+    EXPECT_EQ(after.level, 0U);
+    EXPECT_EQ(after.savedLevel, 0U);
+    trace.clear();
+    debug->WriteLogHeader(1);
+    EXPECT_THAT(trace.messages(), Not(Contains(testing::HasSubstr("Command Line Options"))));
 }
 
 // --- Threads, cancellation, fork
@@ -528,6 +629,29 @@ TEST(DebugLocks, AreTakenAfterTheRegistrysByATraceThatIsBeingBuilt) {
         return false;
     }));
     builder.join();
+    EXPECT_EQ(trace.count("traced meanwhile"), 1U);
+}
+
+// The thread that forks waits for the registry first: with the trace's lock in its hands it would
+// wait for ever for one who traces while he changes the registry.
+TEST(DebugLocks, AreTakenAfterTheRegistrysByAThreadThatForks) {
+    const TraceCapture trace;
+    std::atomic<pid_t> forking{0};
+    std::thread forker;
+    {
+        CriticalSectionGuard registry(CRegistry::MSpinlock);
+        forker = std::thread([&] {
+            forking = gettid();
+            const pid_t child = fork();
+            if (child == 0) _exit(0);
+            int status = -1;
+            waitpid(child, &status, 0);
+            EXPECT_EQ(status, 0);
+        });
+        while (forking == 0 || !isAsleep(forking)) std::this_thread::yield();
+        Debug.Print(0, "traced meanwhile");
+    }
+    forker.join();
     EXPECT_EQ(trace.count("traced meanwhile"), 1U);
 }
 

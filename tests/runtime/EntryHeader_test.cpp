@@ -1,22 +1,54 @@
 #include "runtime/EntryHeader.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/utsname.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <limits>
 #include <string>
 #include <thread>
 
+#include "runtime/Debug.h"
 #include "tests/support/FixedClock.h"
+#include "tests/support/TraceCapture.h"
+
+// What uname says of this machine, null for its own name; an empty one fails.
+namespace {
+const char* nodeName = nullptr;
+}
+
+extern "C" {
+int __real_uname(utsname* system);
+int __wrap_uname(utsname* system) {
+    if (nodeName == nullptr) return __real_uname(system);
+    memset(system, '?', sizeof *system);
+    strncpy(system->nodename, nodeName, sizeof system->nodename);
+    return *nodeName != '\0' ? 0 : -1;
+}
+}
 
 namespace varnock {
 namespace {
 
 using test::FixedClock;
+using test::TraceCapture;
+using testing::HasSubstr;
+
+/// The machine has another name for a while.
+class OtherNodeName {
+  public:
+    explicit OtherNodeName(const char* name) { nodeName = name; }
+    ~OtherNodeName() { nodeName = nullptr; }
+    OtherNodeName(const OtherNodeName&) = delete;
+    OtherNodeName& operator=(const OtherNodeName&) = delete;
+};
 
 constexpr time_t kSomeTime = 1'700'000'000;  // Tue Nov 14 22:13:20 2023 UTC
 
@@ -91,10 +123,41 @@ TEST_F(EntryHeaderTest, CutsAnEndlessApplicationName) {
     EXPECT_EQ(write(std::string(1000, 'a')), write(std::string(259, 'a')));
 }
 
-TEST_F(EntryHeaderTest, ReadsTheHostNameAgainWhenForgotten) {
+TEST_F(EntryHeaderTest, ReadsTheHostNameOnceUnlessItIsForgotten) {
     const std::string before = write();
-    header_.forgetHost();
+    const OtherNodeName other("another.example.org");
     EXPECT_EQ(write(), before);
+    header_.forgetHost();
+    EXPECT_EQ(write().substr(0, 31), "Nov 14 22:13:20 another App[000");
+}
+
+TEST_F(EntryHeaderTest, ShowsALongHostName) {
+    const std::string longName(64, 'h');
+    const OtherNodeName other(longName.c_str());
+    EXPECT_EQ(write().substr(15, 38), " " + longName.substr(0, 31) + "* App[");
+}
+
+TEST_F(EntryHeaderTest, HasNoHostWhereTheSystemDoesNotNameIt) {
+    const OtherNodeName none("");
+    EXPECT_EQ(write().substr(0, 21), "Nov 14 22:13:20  App[");
+}
+
+TEST(TraceHost, IsReadAgainByAForkedChild) {
+    const TraceCapture trace;
+    Debug.Print(0, "parent");
+    const OtherNodeName other("child-host");
+    Debug.Print(0, "parent");
+    const pid_t child = fork();
+    if (child == 0) {
+        Debug.Print(0, "child");
+        _exit(0);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    Debug.Print(0, "parent");
+    EXPECT_EQ(trace.count("parent"), 3U);
+    EXPECT_THAT(trace.lines()[2], HasSubstr(" child-host CIM_Provider["));
+    EXPECT_EQ(trace.text().find("child-host"), trace.text().rfind("child-host"));
 }
 
 TEST(LocalTime, HasTheFormOfAsctime) {
