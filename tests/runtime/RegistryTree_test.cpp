@@ -383,6 +383,7 @@ TEST_F(RegistryTree, ACancelledThreadLoadsChangesAndSavesWhole) {
 
 TEST_F(RegistryTree, AnUpdateWorksOnWhatTheFileHoldsNow) {
     writeFile(file("registry"), smallTree);
+    CRegistry::MIsDirty = 0;
     { CRegistry loaded; }
     const std::string changedByOthers = "[HKEY_LOCAL_MACHINE]\n[OTHER]\nn=d=1\n\n\n\n";
     writeFile(file("registry"), changedByOthers);
@@ -393,6 +394,7 @@ TEST_F(RegistryTree, AnUpdateWorksOnWhatTheFileHoldsNow) {
         EXPECT_NE(gone.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
         return true;
     }));
+    EXPECT_EQ(CRegistry::MIsDirty, 1);
     EXPECT_EQ(readFile(file("registry")), "[HKEY_LOCAL_MACHINE]\n[OTHER]\nn=d=2\n\n\n\n");
     EXPECT_EQ(readFile(file("registry.old")), changedByOthers);
     EXPECT_FALSE(exists("registry.new"));

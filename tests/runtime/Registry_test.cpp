@@ -440,6 +440,25 @@ TEST_F(Registry, EnumeratesValues) {
     EXPECT_EQ(closed.EnumVal(name, sizeof name, 0, 0, data, sizeof data), 22);
 }
 
+TEST_F(Registry, NullsAreTolerated) {
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    std::string text = "kept";
+    unsigned int number = 7;
+    EXPECT_EQ(key.GetValueSize(nullptr), 0U);
+    EXPECT_EQ(key.QueryValue(text, nullptr), 61);
+    EXPECT_EQ(key.QueryValue(&number, nullptr), 61);
+    EXPECT_EQ(text, "kept");
+    EXPECT_EQ(number, 7U);
+    EXPECT_EQ(key.SetValue(nullptr, "text"), 22);
+    EXPECT_EQ(key.SetValue(nullptr, 1U), 22);
+    EXPECT_EQ(key.EnumKey(nullptr, nullptr, 0, nullptr, nullptr), 0);
+    EXPECT_EQ(key.EnumVal(nullptr, nullptr, 0, 0, nullptr, nullptr), 0);
+    EXPECT_FALSE(CRegistry::GetProductRegistryRoot(text, nullptr));
+    EXPECT_EQ(key.OpenUUIDPointer(nullptr), -1);
+    EXPECT_EQ(key.OpenPointerKey(nullptr, nullptr), openFailed);
+    EXPECT_EQ(static_cast<CRegistryNode*>(key), nullptr);
+}
+
 TEST_F(Registry, HandsItsKeyOver) {
     CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
     CRegistryNode* node = key.KeepKeyHandle();
