@@ -75,8 +75,8 @@ extern VARNOCK_EXPORT const char* REGVAL_NO_HDR_TO_STDERR;
 /// - Never truncate the ring-buffer file in place, as copy-and-truncate rotation does: the next
 ///   entry would end the host with SIGBUS.
 ///
-/// No operation throws or reports a failure; an entry that cannot be built is dropped. `errno` is
-/// left as it was.
+/// No operation throws. Those that write report no failure, drop an entry that cannot be built,
+/// and leave `errno` as it was; those that set the object up do not.
 class VARNOCK_EXPORT CDebug {
   public:
     /// A name and its value in the environment.
