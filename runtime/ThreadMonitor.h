@@ -43,6 +43,9 @@ struct CThreadMonitorEntry {
 /// before its first CThread and never deletes it. The first 512 CThread objects get an entry;
 /// entries are not used again, and objects without one work without records.
 ///
+/// An object that is started again keeps its entry, whose history says that its thread has ended:
+/// ThreadCounter counts each start, but only the first thread of an object out.
+///
 /// Thread-safety: any thread may call any operation. The mutex of the monitor is taken before that
 /// of an entry. Operations on a null entry return false; nothing throws.
 class VARNOCK_EXPORT CThreadMonitor {

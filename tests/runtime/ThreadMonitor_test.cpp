@@ -65,7 +65,7 @@ class ThreadMonitor : public testing::Test {
 };
 
 TEST_F(ThreadMonitor, RegistersAFreshEntry) {
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     Entry* entry = newEntry();
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ(entry->statusCounter, 0U);
@@ -87,7 +87,7 @@ TEST_F(ThreadMonitor, HoldsFiveHundredAndTwelveEntries) {
         ASSERT_NE(entries.back(), nullptr);
     }
     EXPECT_NE(entries.front(), entries.back());
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     EXPECT_EQ(newEntry(), nullptr);
     EXPECT_EQ(newEntry(), nullptr);
     EXPECT_EQ(trace.count("CTHREADMONITOR::RegisterEntry(): WARNING: cannot create an entry in "
@@ -97,7 +97,7 @@ TEST_F(ThreadMonitor, HoldsFiveHundredAndTwelveEntries) {
 
 TEST_F(ThreadMonitor, AnEntryWithoutMutexIsNotUsed) {
     {
-        const TraceCapture trace;
+        const TraceCapture trace(1);
         const FailingCall failure(PlatformCall::MutexInit, EAGAIN);
         EXPECT_EQ(newEntry(), nullptr);
         EXPECT_THAT(trace.messages(),
@@ -152,7 +152,7 @@ TEST_F(ThreadMonitor, TheHighestOfSeveralStatusesDecides) {
 TEST_F(ThreadMonitor, DestructionClearsConstructed) {
     Entry* entry = newEntry();
     monitor_->SetEntryStatus(entry, Monitor::InstanceConstructed);
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     monitor_->SetEntryStatus(entry, Monitor::InstanceDestroyed);
     EXPECT_EQ(threadStatus(*entry), 0x10000000U);
     EXPECT_EQ(entryStatus(*entry), 0x10000801U);
@@ -161,7 +161,7 @@ TEST_F(ThreadMonitor, DestructionClearsConstructed) {
 
 TEST_F(ThreadMonitor, WarnsWhenTheObjectOfARunningThreadIsDestroyed) {
     Entry* entry = runningEntry();
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     monitor_->SetEntryStatus(entry, Monitor::InstanceDestroyed);
     EXPECT_THAT(trace.messages(),
                 ElementsAre(text("CTHREADMONITOR::SetEntryStatus(): WARNING: Instance (%p) of a "
@@ -172,7 +172,7 @@ TEST_F(ThreadMonitor, WarnsWhenTheObjectOfARunningThreadIsDestroyed) {
 
 TEST_F(ThreadMonitor, CountsStartsAndTheirMaximum) {
     Entry* entry = newEntry();
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     EXPECT_TRUE(monitor_->SetEntryStatus(entry, Monitor::Running));
     EXPECT_FALSE(monitor_->SetEntryStatus(nullptr, Monitor::Running)) << "counted all the same";
     EXPECT_EQ(ThreadCounter, 3);
@@ -188,7 +188,7 @@ TEST_F(ThreadMonitor, TheMaximumNeverFalls) {
     EXPECT_TRUE(monitor_->SetEntryStatusExited());
     EXPECT_EQ(ThreadCounter, 1);
     EXPECT_EQ(MaxActiveThread, 2);
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     Entry* again = newEntry();
     monitor_->SetEntryStatus(again, Monitor::Running);
     EXPECT_EQ(MaxActiveThread, 2);
@@ -199,7 +199,7 @@ TEST_F(ThreadMonitor, KeepsTheLastSlotWhenTheHistoryIsFull) {
     Entry* entry = newEntry();
     fillHistory(entry);
     EXPECT_EQ(entry->statusCounter, 31U);
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     EXPECT_TRUE(monitor_->SetEntryStatus(entry, Monitor::InstanceConstructed));
     EXPECT_EQ(entry->statusCounter, 31U);
     EXPECT_EQ(entry->threadStatus[31], 0x1U);
@@ -214,7 +214,7 @@ TEST_F(ThreadMonitor, KeepsTheLastSlotWhenTheHistoryIsFull) {
 
 TEST_F(ThreadMonitor, ThirtyOneChangesFitTheHistory) {
     Entry* entry = newEntry();
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     fillHistory(entry);
     EXPECT_EQ(trace.text(), "");
 }
@@ -238,7 +238,7 @@ TEST_F(ThreadMonitor, RecordsTheJoiner) {
 TEST_F(ThreadMonitor, AFullHistoryTakesJoinsInTheLastSlot) {
     Entry* entry = newEntry();
     fillHistory(entry);
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     EXPECT_TRUE(monitor_->SetEntryJoinStatus(entry, Monitor::Joined));
     EXPECT_THAT(trace.messages(),
                 ElementsAre(text("CTHREADMONITOR::SetEntryJoinStatus(): WARNING: Status Counter "
@@ -294,7 +294,7 @@ TEST_F(ThreadMonitor, ANullEntryGivesFalse) {
 
 TEST_F(ThreadMonitor, RecordsTheExitOfTheCallingThread) {
     Entry* entry = runningEntry();
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     EXPECT_TRUE(monitor_->SetEntryStatusExited());
     EXPECT_EQ(threadStatus(*entry), 0x100U);
     EXPECT_EQ(entryStatus(*entry), 0x10000011U);
@@ -308,7 +308,7 @@ TEST_F(ThreadMonitor, RecordsTheExitOfTheCallingThread) {
 
 TEST_F(ThreadMonitor, AnExitWithoutEntryIsTraced) {
     newEntry();
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     EXPECT_FALSE(monitor_->SetEntryStatusExited());
     EXPECT_EQ(ThreadCounter, 1);
     EXPECT_THAT(trace.messages(),
@@ -320,7 +320,7 @@ TEST_F(ThreadMonitor, AnExitWithoutEntryIsTraced) {
 TEST_F(ThreadMonitor, TheExitOfAThreadWhoseObjectIsGoneIsStillRecorded) {
     Entry* entry = runningEntry();
     monitor_->SetEntryStatus(entry, Monitor::InstanceDestroyed);
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     EXPECT_TRUE(monitor_->SetEntryStatusExited());
     EXPECT_EQ(threadStatus(*entry), 0x10000100U);
     EXPECT_EQ(entryStatus(*entry), 0x10000811U);
@@ -343,7 +343,7 @@ TEST_F(ThreadMonitor, LeavesAnEntryWhoseThreadHasEndedAlone) {
         }
         const unsigned int before = threadStatus(*old);
         Entry* current = runningEntry();
-        const TraceCapture trace;
+        const TraceCapture trace(1);
         EXPECT_TRUE(monitor_->SetEntryStatusExited());
         EXPECT_EQ(threadStatus(*old), before);
         EXPECT_EQ(threadStatus(*current), 0x100U);
@@ -358,7 +358,7 @@ TEST_F(ThreadMonitor, LeavesAnEntryWhoseThreadHasEndedAlone) {
 TEST_F(ThreadMonitor, AFullHistoryTakesTheExitInTheLastSlot) {
     Entry* entry = runningEntry();
     fillHistory(entry);
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     EXPECT_TRUE(monitor_->SetEntryStatusExited());
     EXPECT_EQ(entry->statusCounter, 31U);
     EXPECT_EQ(threadStatus(*entry), 0x100U);
@@ -369,10 +369,20 @@ TEST_F(ThreadMonitor, AFullHistoryTakesTheExitInTheLastSlot) {
 }
 
 TEST_F(ThreadMonitor, TracesAtLevelOne) {
-    const TraceCapture trace(0);
+    const TraceCapture trace(0);  // the other tests capture at 1
     Entry* entry = runningEntry();
     monitor_->SetEntryStatus(entry, Monitor::InstanceDestroyed);
-    monitor_->SetEntryStatusExited();
+    fillHistory(entry);
+    monitor_->SetEntryJoinStatus(entry, Monitor::JoinBegun);
+    monitor_->SetEntryStatus(entry, 0);
+    EXPECT_TRUE(monitor_->SetEntryStatusExited());
+    EXPECT_FALSE(monitor_->SetEntryStatusExited());
+    {
+        const FailingCall failure(PlatformCall::MutexInit, EAGAIN);
+        EXPECT_EQ(newEntry(), nullptr);
+    }
+    while (newEntry() != nullptr) {
+    }
     EXPECT_EQ(trace.text(), "");
 }
 

@@ -177,6 +177,78 @@ TEST(Thread, AskedForAPriorityItStartsAllTheSame) {
     EXPECT_THAT(trace.messages(), Contains("ThreadPrio=5 "));
 }
 
+TEST(Thread, APriorityDoesNotChangeTheSchedulingThatTheThreadInherits) {
+    int policy = -1;
+    sched_param parameters{};
+    Task task([&] { pthread_getschedparam(pthread_self(), &policy, &parameters); });
+    CThread thread(keepAlive);
+    EXPECT_TRUE(task.start(thread, joinable, 5));
+    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    int creatorsPolicy = -2;
+    ASSERT_EQ(pthread_getschedparam(pthread_self(), &creatorsPolicy, &parameters), 0);
+    EXPECT_EQ(policy, creatorsPolicy);
+}
+
+TEST(Thread, TakesThePrioritiesOfRoundRobinScheduling) {
+    for (const int priority :
+         {sched_get_priority_min(SCHED_RR), sched_get_priority_max(SCHED_RR)}) {
+        Task task(nothing);
+        CThread thread(killAlive);
+        EXPECT_TRUE(task.start(thread, joinable, static_cast<unsigned long>(priority)));
+    }
+}
+
+TEST(Thread, IsDetachedUnlessWaitable) {
+    for (const int waitable : {detached, joinable}) {
+        int state = -1;
+        Task task([&] {
+            pthread_attr_t attributes;
+            pthread_getattr_np(pthread_self(), &attributes);
+            pthread_attr_getdetachstate(&attributes, &state);
+            pthread_attr_destroy(&attributes);
+        });
+        CThread thread(keepAlive);
+        task.start(thread, waitable);
+        task.awaitEnd();
+        EXPECT_EQ(state, waitable == detached ? PTHREAD_CREATE_DETACHED : PTHREAD_CREATE_JOINABLE);
+        thread.WaitForTermination(infinite);
+    }
+}
+
+TEST(Thread, TracesItsStartAtLevelTwo) {
+    Task task(nothing);
+    CThread thread(keepAlive);
+    {
+        const TraceCapture trace(1);
+        task.start(thread, joinable);
+        task.awaitEnd();
+        EXPECT_EQ(trace.messages().size(), 1U) << "THREAD_RETURN alone: " << trace.text();
+    }
+    thread.WaitForTermination(infinite);
+    const TraceCapture trace(2);
+    task.start(thread, joinable);
+    EXPECT_TRUE(trace.contains("ThreadPrio="));
+    EXPECT_TRUE(trace.contains("CThread::Start: thread="));
+    thread.WaitForTermination(infinite);
+}
+
+TEST(Thread, TracesAFailedStartAtLevelTwo) {
+    for (const PlatformCall call :
+         {PlatformCall::AttrInit, PlatformCall::AttrSetDetachState,
+          PlatformCall::AttrSetSchedPolicy, PlatformCall::AttrGetSchedParam,
+          PlatformCall::AttrSetSchedParam, PlatformCall::ThreadCreate}) {
+        Task task(nothing);
+        CThread thread(keepAlive);
+        for (const unsigned int level : {1U, 2U}) {
+            const TraceCapture trace(level);
+            const FailingCall failure(call, EPERM);
+            EXPECT_FALSE(task.start(thread, detached, 7));
+            EXPECT_TRUE(failure.happened());
+            EXPECT_EQ(trace.contains(" failed: "), level == 2U) << trace.text();
+        }
+    }
+}
+
 TEST(Thread, RefusesAPriorityThatDoesNotExist) {
     const TraceCapture trace;
     Task task(nothing);
@@ -529,6 +601,22 @@ TEST(Thread, DestructionLeavesTheThreadAloneOtherwise) {
     task.awaitEnd();
 }
 
+TEST(Thread, AStartGoesThroughInACancelledThread) {
+    const TraceCapture trace;
+    Task task(nothing);
+    CThread thread(keepAlive);
+    std::atomic<bool> started = false;
+    PosixThread starter([&] {
+        pthread_cancel(pthread_self());
+        started = task.start(thread, joinable);
+        pthread_testcancel();
+    });
+    EXPECT_TRUE(starter.join());
+    EXPECT_TRUE(started);
+    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(task.ended());
+}
+
 TEST(Thread, DestructionGoesThroughInACancelledThread) {
     CEvent go(0, 1, nullptr);
     Task task([&] { go.Wait(infinite, 0); });
@@ -565,6 +653,28 @@ TEST(Thread, AStartKillsTheThreadBeforeIfToldSo) {
     EXPECT_TRUE(second.ended());
 }
 
+TEST(Thread, AStartCancelsTheDetachedThreadBeforeIfToldSo) {
+    CEvent never(0, 1, nullptr);
+    std::atomic<bool> unwound = false;
+    struct Unwinding {
+        std::atomic<bool>& flag;
+        ~Unwinding() { flag = true; }
+    };
+    Task first([&] {
+        const Unwinding unwinding{unwound};
+        never.Wait(infinite, 0);
+    });
+    Task second(nothing);
+    CThread thread(killAlive);
+    first.start(thread, detached);
+    first.awaitBegin();
+    EXPECT_TRUE(second.start(thread, joinable));
+    while (!unwound) sched_yield();
+    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_FALSE(first.ended());
+    EXPECT_TRUE(second.ended());
+}
+
 TEST(Thread, AnObjectMayBeStartedAgain) {
     CThread thread(keepAlive);
     for (int round = 0; round < 3; ++round) {
@@ -573,6 +683,79 @@ TEST(Thread, AnObjectMayBeStartedAgain) {
         EXPECT_TRUE(thread.WaitForTermination(infinite));
         EXPECT_TRUE(task.ended());
     }
+}
+
+TEST(Thread, TracesTheEndOfAJoinableThreadAtLevelOne) {
+    const TraceCapture trace(1);
+    Task task(nothing);
+    CThread thread(keepAlive);
+    thread.Kill(0);
+    thread.WaitForTermination(infinite);
+    EXPECT_EQ(trace.count("doesn't exist !"), 2U);
+    for (const bool kill : {true, false}) {
+        task.start(thread, joinable);
+        EXPECT_TRUE(kill ? thread.Kill(0) : thread.WaitForTermination(1));
+    }
+    EXPECT_EQ(trace.count("CThread::Kill: Try to kill the Thread"), 2U);
+    EXPECT_EQ(trace.count("CThread::Kill: Try to join a joinable Thread"), 1U);
+    EXPECT_EQ(trace.count("has terminated"), 2U);
+    EXPECT_EQ(trace.count("termination with timeout"), 1U);
+    EXPECT_EQ(trace.count("THREAD_RETURN"), 2U);
+    thread.SetThreadName("worker", "first");
+    EXPECT_EQ(trace.count("CThread::SetThreadName"), 1U);
+}
+
+TEST(Thread, TracesAFailedJoinAtLevelOne) {
+    const TraceCapture trace(1);
+    CThread thread(keepAlive);
+    Task task([&] {
+        thread.Kill(0);
+        thread.WaitForTermination(infinite);
+    });
+    task.start(thread, joinable);
+    task.awaitEnd();
+    thread.WaitForTermination(infinite);
+    EXPECT_EQ(trace.count("ERROR ! ThreadJoin failed"), 2U);
+}
+
+TEST(Thread, TracesTheCancellationOfADetachedThreadAtLevelTwo) {
+    CEvent never(0, 1, nullptr);
+    Task task([&] { never.Wait(infinite, 0); });
+    CThread thread(keepAlive);
+    task.start(thread, detached);
+    task.awaitBegin();
+    const TraceCapture trace(1);
+    EXPECT_FALSE(thread.WaitForTermination(infinite));
+    {
+        const FailingCall failure(PlatformCall::ThreadCancel, ESRCH);
+        EXPECT_FALSE(thread.Kill(0));
+    }
+    EXPECT_TRUE(thread.Kill(0));
+    awaitNotRunning(thread);
+    const unsigned int id = number(task.id());
+    const std::string tried = text("CThread::Kill: Try to kill the Thread = 0x%08X", id);
+    const std::string detachedTried =
+        text("CThread::Kill: Try to kill a non-joinable Thread = 0x0%08X", id);
+    EXPECT_THAT(trace.messages(),
+                ElementsAre(text("CThread::WaitForTermination: WARNING: Can't wait for detached "
+                                 "thread 0x%08X",
+                                 id),
+                            tried, detachedTried, tried, detachedTried));
+}
+
+TEST(Thread, NothingIsTracedAtLevelZero) {
+    const TraceCapture trace(0);
+    Task task(nothing);
+    CThread thread(killAlive);
+    task.start(thread, joinable);
+    thread.WaitForTermination(1);
+    thread.WaitForTermination(infinite);
+    thread.SetThreadName("worker", nullptr);
+    task.start(thread, detached);
+    task.awaitEnd();
+    thread.WaitForTermination(infinite);
+    thread.Kill(0);
+    EXPECT_EQ(trace.text(), "");
 }
 
 TEST(Thread, WithoutMonitorTracesNothingAtItsConstruction) {
@@ -755,10 +938,66 @@ TEST_F(MonitoredThread, StoresItsName) {
                             "Qualifier = (first)"));
 }
 
+TEST_F(MonitoredThread, AFailedStartIsNeitherRecordedNorCounted) {
+    auto [thread, entry] = make(keepAlive);
+    Task task(nothing);
+    {
+        const FailingCall failure(PlatformCall::ThreadCreate, EAGAIN);
+        EXPECT_FALSE(task.start(*thread, joinable));
+    }
+    EXPECT_THAT(history(*entry), ElementsAre(0x0, 0x1));
+    EXPECT_EQ(entry->thread, 0U);
+    EXPECT_EQ(ThreadCounter, 1);
+    EXPECT_EQ(MaxActiveThread, 1);
+}
+
+TEST_F(MonitoredThread, RecordsAJoinThatFailedAsBegun) {
+    auto [thread, entry] = make(keepAlive);
+    CThread& object = *thread;
+    Task task([&] { EXPECT_FALSE(object.Kill(0)); });
+    task.start(object, joinable);
+    task.awaitEnd();
+    EXPECT_THAT(history(*entry), ElementsAre(0x0, 0x1, 0x11, 0x10011, 0x10101));
+    EXPECT_EQ(entry->joiner, task.id());
+    EXPECT_TRUE(object.WaitForTermination(infinite));
+}
+
+TEST_F(MonitoredThread, RecordsACancellationThatFailedAsRequested) {
+    auto [thread, entry] = make(keepAlive);
+    CEvent go(0, 1, nullptr);
+    Task task([&] { go.Wait(infinite, 0); });
+    task.start(*thread, detached);
+    task.awaitBegin();
+    {
+        const FailingCall failure(PlatformCall::ThreadCancel, ESRCH);
+        EXPECT_FALSE(thread->Kill(0));
+    }
+    EXPECT_THAT(history(*entry), ElementsAre(0x0, 0x1, 0x11, 0x1011));
+    EXPECT_EQ(entry->entryStatus[entry->statusCounter], 0x1U);
+    go.Set();
+    task.awaitEnd();
+}
+
+// The history only grows, so a second thread of the same object looks like one that has ended.
+TEST_F(MonitoredThread, OnlyTheFirstThreadOfAnObjectIsCountedOut) {
+    auto [thread, entry] = make(keepAlive);
+    Task task(nothing);
+    task.start(*thread, joinable);
+    thread->WaitForTermination(infinite);
+    EXPECT_EQ(ThreadCounter, 1);
+    const TraceCapture trace(1);
+    task.start(*thread, joinable);
+    thread->WaitForTermination(infinite);
+    EXPECT_EQ(ThreadCounter, 2);
+    EXPECT_EQ(entry->thread, task.id());
+    EXPECT_TRUE(trace.contains("Don't touch an old entry")) << trace.text();
+    EXPECT_TRUE(trace.contains("no corresponding entry"));
+}
+
 TEST_F(MonitoredThread, TheFiveHundredAndThirteenthObjectWorksWithoutRecords) {
     const TraceCapture quiet(0);
     for (int count = 0; count < 512; ++count) ASSERT_NE(monitor_->RegisterEntry(), nullptr);
-    const TraceCapture trace;
+    const TraceCapture trace(1);
     CThread thread(keepAlive);
     EXPECT_THAT(trace.messages(),
                 ElementsAre("CTHREADMONITOR::RegisterEntry(): WARNING: cannot create an entry in "
