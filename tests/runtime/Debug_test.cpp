@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <thread>
@@ -21,6 +20,7 @@
 #include "tests/support/FixedClock.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/QuietDebug.h"
+#include "tests/support/SleepingThread.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
@@ -593,15 +593,6 @@ TEST(DebugFork, LeavesTheChildAbleToTrace) {
     writer.join();
     EXPECT_EQ(trace.count("child"), 50U);
     EXPECT_THAT(trace.messages(), Not(Contains("")));
-}
-
-/// True while a thread of this process sleeps, in a lock for example.
-bool isAsleep(pid_t thread) {
-    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
-    std::string text;
-    std::getline(status, text);
-    const std::size_t end = text.rfind(") ");
-    return end != text.npos && text.substr(end + 2, 1) == "S";
 }
 
 // Whoever changes the registry traces under its lock, and so does whoever forks: the trace must not

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -11,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "runtime/Clock.h"
@@ -18,6 +21,8 @@
 #include "tests/support/FailingCall.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/PosixThread.h"
+#include "tests/support/Sanitizers.h"
+#include "tests/support/SleepingThread.h"
 #include "tests/support/TraceCapture.h"
 
 namespace {
@@ -26,6 +31,7 @@ using testing::ElementsAre;
 using varnock::test::FailingAllocation;
 using varnock::test::FailingCall;
 using varnock::test::FakeClock;
+using varnock::test::isAsleep;
 using varnock::test::PlatformCall;
 using varnock::test::PosixThread;
 using varnock::test::TraceCapture;
@@ -633,6 +639,42 @@ TEST(Event, TracesAtItsLevels) {
     EXPECT_EQ(trace.count("refCount for event"), 1U);
 }
 
+TEST(Event, TracesEveryOperationAtLevelFive) {
+    const auto use = [] {
+        CEvent event(0, manualReset, "levels-of-all");
+        CEvent copy(event);
+        const std::unique_ptr<CEvent> reference(CEvent::CreateRef("levels-of-all"));
+        EXPECT_EQ(CEvent::CreateRef("nobody"), nullptr);
+        event.Create(1, automaticReset, nullptr, nullptr);
+        event.Set();
+        event.IfSet();
+        event.Pulse();
+        event.Reset();
+        event.Close();
+    };
+    {
+        const TraceCapture trace(4);
+        use();
+        EXPECT_EQ(trace.text(), "");
+    }
+    const TraceCapture trace(5);
+    use();
+    // "decr" twice: the copy and the reference go before the event.
+    const std::pair<const char*, std::size_t> texts[] = {{"creating event", 1},
+                                                         {"incr refcount on event", 1},
+                                                         {"refering (count=3)", 1},
+                                                         {"NOT FOUND", 1},
+                                                         {"changing attributes", 1},
+                                                         {"Set event", 1},
+                                                         {"Check event", 1},
+                                                         {"Pulse event", 1},
+                                                         {"Reset event", 1},
+                                                         {"Close event", 1},
+                                                         {"decr refcount on event", 2},
+                                                         {"deleting event", 1}};
+    for (const auto& [text, count] : texts) EXPECT_EQ(trace.count(text), count) << text;
+}
+
 TEST(Event, WarnsOfAnotherKindOfResetAndKeepsTheFirst) {
     TracedEvent event(1, manualReset, "mismatch");
     const TraceCapture trace(0);
@@ -730,6 +772,16 @@ TEST(Event, AFailedMutexIsTracedAndLeavesNoRecord) {
     EXPECT_TRUE(trace.contains("<anon> (IsSignaled=0)"));
 }
 
+TEST(Event, AFailedConstructionIsTracedAtLevelThree) {
+    for (const PlatformCall call : {PlatformCall::CondInit, PlatformCall::MutexInit}) {
+        const TraceCapture trace(2);
+        const FailingCall failure(call, EAGAIN);
+        CEvent event(0, manualReset, nullptr);
+        EXPECT_TRUE(failure.happened());
+        EXPECT_EQ(trace.text(), "");
+    }
+}
+
 TEST(Event, AFailedConstructionReleasesTheLockOfTheNames) {
     {
         const FailingCall failure(PlatformCall::CondInit, EAGAIN);
@@ -802,6 +854,28 @@ TEST(Event, DestructionWaitsForTheWaitersAndEndsWithTheLastOne) {
     EXPECT_EQ(clock.elapsed().count(), 0) << "nobody waited for the second to pass";
 }
 
+/// A clock on which no second ever passes.
+class StoppedClock : public ScriptedClock {
+  public:
+    StoppedClock() : ScriptedClock([] { return 0; }) {}
+    int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec&) override {
+        return pthread_cond_wait(condition, mutex);
+    }
+};
+
+TEST(Event, TheLastWaiterToLeaveWakesTheDestructor) {
+    const StoppedClock clock;
+    TracedEvent event(0, manualReset);
+    Record& record = *event.record();
+    Waiter first(event.event());
+    Waiter second(event.event());
+    event.awaitWaiters(2);
+    Destroyer destroyer(event.take());
+    letOthersRun();
+    release(record);
+    destroyer.join();
+}
+
 TEST(Event, DestructionPollsOnceASecond) {
     TracedEvent event(0, manualReset);
     Record& record = *event.record();
@@ -858,6 +932,29 @@ TEST(Event, ThePulseOfACancelledWaiterIsNotForLaterOnes) {
     event.record()->grants = 1;
     EXPECT_TRUE(waiter.cancel());
     EXPECT_EQ(event->Wait(0, 0), 102);
+}
+
+TEST(Event, ThePulseOfACancelledWaiterDoesNotAddToLaterOnes) {
+    TracedEvent event(0, automaticReset);
+    {
+        Waiter cancelled(event.event());
+        event.awaitWaiters(1);
+        pthread_mutex_lock(&event.record()->mutex);
+        event.record()->grants = 1;
+        event.record()->granted = event.record()->arrivals;
+        pthread_mutex_unlock(&event.record()->mutex);
+        EXPECT_TRUE(cancelled.cancel());
+    }
+    Waiter first(event.event());
+    Waiter second(event.event());
+    event.awaitWaiters(2);
+    event->Pulse();
+    event.awaitWaiters(1);
+    pthread_cond_broadcast(&event.record()->condition);
+    letOthersRun();
+    EXPECT_EQ(event.waiters(), 1U);
+    event->Set();
+    EXPECT_EQ(first.result() + second.result(), 0);
 }
 
 TEST(Event, AnEventMayBeDestroyedAfterItsWaiterWasCancelled) {
@@ -938,6 +1035,32 @@ TEST(Event, NamesMayComeAndGoInManyThreads) {
         PosixThread third(work);
     }
     EXPECT_EQ(CEvent::CreateRef("crowded"), nullptr);
+}
+
+TEST(Event, NamesMayBeUsedInAForkedChildWhoeverUsedThemAtTheFork) {
+    SKIP_IF_FORKED_THREADS_ARE_LOST();
+    std::atomic<bool> held = false;
+    std::atomic<pid_t> forking = 0;
+    PosixThread holder([&] {
+        const CriticalSectionGuard lock(CEvent::Spinlock);
+        held = true;
+        // The thread that forks waits for this lock, or else for the child.
+        while (forking == 0 || !isAsleep(forking)) sched_yield();
+    });
+    while (!held) sched_yield();
+    forking = gettid();
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);  // rather than for ever, should the lock be taken
+        CEvent event(1, automaticReset, "in-the-child");
+        _exit(event.Wait(0, 0));
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    holder.join();
+    CEvent event(1, automaticReset, "in-the-parent");
+    EXPECT_EQ(event.Wait(0, 0), 0);
 }
 
 }  // namespace
