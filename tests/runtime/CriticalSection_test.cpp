@@ -1,5 +1,6 @@
 #include "runtime/CriticalSection.h"
 
+#include <errno.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 
@@ -9,10 +10,13 @@
 #include <new>
 
 #include "runtime/Event.h"
+#include "tests/support/FailingCall.h"
 #include "tests/support/PosixThread.h"
 
 namespace {
 
+using varnock::test::FailingCall;
+using varnock::test::PlatformCall;
 using varnock::test::PosixThread;
 
 /// The section as raw storage, so that its life can begin late or be over.
@@ -136,6 +140,23 @@ TEST(CriticalSection, ConstructionSetsEveryFieldOfUsedStorage) {
     section.Leave();
     EXPECT_TRUE(Contender(section).entered());
     section.~CCriticalSection();
+}
+
+TEST(CriticalSection, WithoutItsMutexOnlyCounts) {
+    SectionStorage storage;
+    {
+        const FailingCall failure(PlatformCall::MutexInit, ENOMEM);
+        storage.construct();
+        EXPECT_TRUE(failure.happened());
+    }
+    EXPECT_TRUE(storage.stateIsZero());
+    CCriticalSection& section = storage.section();
+    section.Enter();
+    EXPECT_FALSE(storage.stateIsZero());
+    EXPECT_TRUE(Contender(section).entered());
+    section.CleanupHandlerForMutex();
+    section.~CCriticalSection();
+    EXPECT_TRUE(storage.stateIsZero());
 }
 
 TEST(CriticalSection, DestroyedIsAllZeroAndOnlyCounts) {
