@@ -256,6 +256,47 @@ TEST_F(SendRequestOnFd, WaitsForAReplyEvenWhenItCouldNotSendEverything) {
     EXPECT_EQ(clock.elapsed(), 10s);
 }
 
+TEST_F(SendRequestOnFd, TracesAtLevelOne) {
+    const auto sendTo = [](SocketPair& peer, unsigned int room) {
+        Frame frame("request", 4096);
+        return sendRequestOnFd(peer.ours(), frame.data(), room, 30000, 10);
+    };
+    const auto failingSend = [&](int error) {
+        SocketPair peer;
+        peer.peerSends(frame("reply"));
+        const FailingCall failure(PlatformCall::Send, error);
+        sendTo(peer, 4096);
+    };
+    const auto failingReceive = [&](int error) {
+        SocketPair peer;
+        peer.peerSends(frame("reply"));
+        const FailingCall failure(PlatformCall::Receive, error);
+        sendTo(peer, 4096);
+    };
+    const auto scenario = [&] {
+        for (const int error : {EINTR, EAGAIN, EIO, 0}) {
+            failingSend(error);
+            failingReceive(error);
+        }
+        SocketPair peer;
+        peer.peerSends(frame("a reply of more than that"));
+        EXPECT_EQ(sendTo(peer, 16), kTransferFailed);
+        EXPECT_FALSE(isUsableFrame(-7, nullptr, 64));
+    };
+    expectLevels(trace, scenario,
+                 {{" interrupted (errno=EINTR, outLength=0", 1},
+                  {" incomplete (outLength=0", 1},
+                  {" failed (outLength=0, InOutMax=12) --> bail out", 1},
+                  {" failed EOF (outLength=0", 1},
+                  {" interrupted (errno=EINTR, inLength=0", 1},
+                  {" incomplete (inLength=0", 1},
+                  {" failed (inLength=0, InOutMax=4096) --> bail out", 1},
+                  {" failed EOF (inLength=0", 1},
+                  {" incomplete (buffer too small) (inLength=16", 1},
+                  {" failed (inLength=16, InOutMax=16, pCmdJ->len=26)", 1},
+                  {"SendRequestOnFd: Command sending on fd=-7 failed", 1}});
+}
+
 // Nothing may be waited for longer than the timeout and the seconds of the attempts together.
 
 TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatDribbles) {

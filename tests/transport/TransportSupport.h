@@ -6,12 +6,15 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tests/support/ScriptedAgent.h"
+#include "tests/support/TraceCapture.h"
 #include "transport/AgentSocket.h"
 
 namespace varnock::test {
@@ -20,6 +23,19 @@ namespace varnock::test {
 inline auto openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                          std::filesystem::directory_iterator());
+}
+
+/// Expects a scenario, which is run anew at every level, to print each text at its level and above.
+inline void expectLevels(TraceCapture& trace, const std::function<void()>& scenario,
+                         const std::vector<std::pair<std::string, unsigned int>>& texts) {
+    for (unsigned int level = 0; level <= 3; ++level) {
+        trace.setLevel(level);
+        trace.clear();
+        scenario();
+        for (const auto& [text, lowest] : texts) {
+            EXPECT_EQ(trace.contains(text), level >= lowest) << text << " at level " << level;
+        }
+    }
 }
 
 /// Both ends of a stream; ours and that of a peer.
