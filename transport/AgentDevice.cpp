@@ -85,7 +85,7 @@ int judge(int fd, short pollMask, short ready) {
 }  // namespace
 
 int openDevice(const std::string& path) {
-    FileDescriptor device(newSocket());
+    FileDescriptor device = awayFromStandardStreams(newSocket());
     if (!device) {
         const int error = errno;
         traceAlways("OpenDevice: ERROR: create socket on %s failed (thrId=0x%08X): %s\n",

@@ -98,6 +98,30 @@ TEST_F(OpenDevice, DoesNotWaitForEverForADaemonThatDoesNotAccept) {
     close(first);
 }
 
+TEST_F(OpenDevice, PrintsItsFailureWhateverTheLevel) {
+    trace.setLevel(0);
+    EXPECT_EQ(openDevice(path), kNotConnected);
+    EXPECT_TRUE(trace.contains("OpenDevice: ERROR: connect to socket on "));
+}
+
+TEST_F(OpenDevice, KeepsAwayFromTheStandardStreams) {
+    // A host without standard output prints to whatever has its number.
+    const Listener listener(path, 1);
+    const int kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 10);
+    close(STDIN_FILENO);
+    const auto before = openDescriptors();
+    const int fd = openDevice(path);
+    EXPECT_GT(fd, STDERR_FILENO);
+    EXPECT_EQ(fcntl(fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, O_NONBLOCK);
+    close(fd);
+    EXPECT_EQ(openDescriptors(), before);
+    if (kept >= 0) {
+        dup2(kept, STDIN_FILENO);
+        close(kept);
+    }
+}
+
 TEST_F(OpenDevice, AProbeTellsAtOnceWhetherAnybodyListens) {
     EXPECT_EQ(ProbeAgentSocket(path), ENOENT);
     EXPECT_EQ(ProbeAgentSocket(std::string(108, 'x')), ENAMETOOLONG);
@@ -199,6 +223,16 @@ TEST_F(IsFdReady, TimesOutWhenSignalsTakeAllTheTime) {
     EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 5000), kTimedOut);
     EXPECT_TRUE(trace.contains("IsFdReady: ERROR: Timeout after EINTR on fd=" + fd() +
                                " (Timeout=5000, RestTimeout=2000"));
+}
+
+TEST_F(IsFdReady, TracesSignalsAtLevelOneAndTheTimeoutAlways) {
+    const auto scenario = [this] {
+        clock.failNextPoll(EINTR, 5s);
+        EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 5000), kTimedOut);
+    };
+    expectLevels(trace, scenario,
+                 {{"IsFdReady: poll() interrupted due to EINTR on fd=", 1},
+                  {"IsFdReady: ERROR: Timeout after EINTR on fd=", 0}});
 }
 
 TEST_F(IsFdReady, ReportsAPollThatFails) {
