@@ -302,8 +302,8 @@ int registerForEvents(const StopSignal* stop) {
     int daemonFd = kNotOpened;
     try {
         daemonFd = initEventChannel(fd, &options, stop);
-    } catch (const std::exception&) {
-        // For want of memory: a channel that is registered by half must not stay.
+    } catch (...) {
+        // For want of memory or cancelled: a channel that is registered by half must not stay.
         closeEventChannel();
         throw;
     }

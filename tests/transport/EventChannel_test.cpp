@@ -7,10 +7,13 @@
 #include <unistd.h>
 
 #include <climits>
+#include <future>
 
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/PosixThread.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/transport/TransportSupport.h"
@@ -370,6 +373,109 @@ TEST_F(EventChannelTest, EndsItsWaitsOnAStop) {
     EXPECT_LT(reOpenEventChannel(&stop), 0);
     EXPECT_EQ(clock.elapsed(), 0s);
     EXPECT_EQ(trace.count("bail out"), 0u);
+}
+
+TEST_F(EventChannelTest, TracesTheRegistrationAtItsLevels) {
+    const auto scenario = [this] {
+        UnRegisterForEvents();
+        fd = RegisterForEvents(nullptr);
+        EXPECT_EQ(RegisterForEvents(nullptr), fd);
+    };
+    expectLevels(trace, scenario,
+                 {{"UnRegisterForEvents: client unregistered for events", 2},
+                  {"CloseEventChannel: Event Channel to ", 0},
+                  {"OpenEventChannel: Event Channel to ", 2},
+                  {"InitEventChannel: Event Channel (type=JSON) opened and initialized", 0},
+                  {"RegisterForEvents: client registered for events on fd=", 2},
+                  {"OpenEventChannel: WARNING: Event channel already exists on fd=", 0}});
+}
+
+TEST_F(EventChannelTest, TracesRegistrationsThatFailAtTheirLevels) {
+    const auto scenario = [this] {
+        agent.handleRegistration([](const AgentRequest&) { return AgentReply::none(); });
+        EXPECT_EQ(RegisterForEvents(nullptr), -1);
+        EXPECT_LT(initEventChannel(5, nullptr, nullptr), 0);
+        const ClientOptions options(5);
+        {
+            const FailingAllocation failure(1);
+            EXPECT_LT(initEventChannel(5, &options, nullptr), 0);
+        }
+        agent.stop();
+        EXPECT_EQ(RegisterForEvents(nullptr), -1);
+        EXPECT_LT(reOpenEventChannel(nullptr), 0);
+        agent.start();
+    };
+    expectLevels(trace, scenario,
+                 {{"InitEventChannel: Can't initialize Event Channel on fd=", 0},
+                  {"InitEventChannel: ERROR: called with bad parameter", 0},
+                  {"InitEventChannel: ERROR No memory available", 1},
+                  {"No such file or directory --> retry (0)", 0},
+                  {" failed after 600 retries --> bail out", 0},
+                  {"ReOpenEventChannel: ERROR: Can't reopen Event Channel to ", 0}});
+}
+
+TEST_F(EventChannelTest, TracesReadingAtItsLevels) {
+    const auto scenario = [this] {
+        UnRegisterForEvents();
+        ASSERT_GE(fd = RegisterForEvents(nullptr), 0);
+        agent.pushEvent(kEvent);
+        {
+            const FailingCall failure(PlatformCall::Receive, EINTR);
+            EXPECT_EQ(read(), fd);
+        }
+        agent.pushEvent(kEvent);
+        {
+            const FailingCall failure(PlatformCall::Receive, EIO, 2);
+            EXPECT_GE(fd = read(), 0);
+        }
+        agent.push(AgentReply::raw(frame(kEvent)).cutTo(10));
+        EXPECT_GE(fd = read(), 0);
+        agent.push(AgentReply::raw(frame(kEvent)).withLength(0xFFFFFFFF));
+        EXPECT_GE(fd = read(), 0);
+        agent.closeConnections();
+        EXPECT_EQ(read(), -1);
+    };
+    expectLevels(trace, scenario,
+                 {{"GetEventJson: processing event on fd=", 2},
+                  {" interrupted (errno=EINTR, inLength=0, ", 1},
+                  {" failed (inLength=4, ", 1},
+                  {" incomplete (inLength=10, ", 1},
+                  {" failed: inLength invalid (inLength=10, ", 1},
+                  {"GetEventJson: ERROR: No Memory: Event receiving on fd=", 1},
+                  {" failed EOF (inLength=0, ", 1},
+                  {"ReOpenEventChannel: Event Channel to ", 0},
+                  {"GetEventJson: Event Channel reopened on ", 0}});
+}
+
+TEST_F(EventChannelTest, PrintsThatItIsLostWhateverTheLevel) {
+    enable();
+    trace.setLevel(0);
+    agent.push(AgentReply::raw(frame(kEvent)).withLength(0xFFFFFFFF).thenClose(1ms));
+    agent.later(500ms, [this] { agent.stop(); });
+    clock.sleepFor(1s);
+    EXPECT_EQ(GetEventJson(fd, event), -1);
+    EXPECT_TRUE(trace.contains("GetEventJson: ERROR: Can't reopen Event Channel on "));
+}
+
+TEST_F(EventChannelTest, IsClosedWhenTheThreadThatRegistersIsCancelled) {
+    SKIP_IF_CANCELLATION_IS_MISREAD();
+    const auto before = openDescriptors();
+    std::promise<void> arrived;
+    agent.handleRegistration([&](const AgentRequest&) {
+        arrived.set_value();
+        return AgentReply::registration().held();
+    });
+    PosixThread cancelled([] { RegisterForEvents(nullptr); });
+    arrived.get_future().wait();
+    cancelled.cancel();
+    EXPECT_TRUE(cancelled.join());
+    agent.awaitOpenConnections(0);
+    EXPECT_EQ(openDescriptors(), before);
+    agent.handleRegistration(nullptr);
+    enable();
+    agent.pushEvent(kEvent);
+    EXPECT_EQ(read(), fd);
+    EXPECT_EQ(event.DataDWord(), 7u);
 }
 
 }  // namespace
