@@ -95,6 +95,66 @@ TEST_F(RequestChannelTest, PrintsOnlyTheRegistrationAtLevelZero) {
     EXPECT_TRUE(trace.contains("InitRequestChannel: Request Channel (type=JSON) opened and"));
 }
 
+TEST_F(RequestChannelTest, TracesAtItsLevels) {
+    const auto scenario = [this] {
+        RagdClientDestroyTSD();
+        agent.handleRegistration([](const AgentRequest&) { return AgentReply::none(); });
+        EXPECT_EQ(request(), kNoChannel);
+        agent.handleRegistration(nullptr);
+        expectOk();
+        EXPECT_TRUE(succeeds());
+        RequestChannel other;
+        EXPECT_FALSE(initRequestChannel(other, nullptr, 1000));
+        const ClientOptions options(5);
+        {
+            const FailingAllocation failure(1);
+            EXPECT_FALSE(initRequestChannel(other, &options, 1000));
+        }
+    };
+    expectLevels(trace, scenario,
+                 {{"RagdClientDestroyTSD: pthrdata = ", 0},
+                  {"OpenRequestChannel: Request Channel to ", 1},
+                  {"InitRequestChannel: Can't initialize Request Channel on fd=", 0},
+                  {"InitRequestChannel: ERROR: called with bad parameter pClientOptions = NULL", 0},
+                  {"InitRequestChannel: ERROR No memory available", 1},
+                  {"InitRequestChannel: Request Channel (type=JSON) opened and initialized", 0},
+                  {"SendRequest: Request Channel on fd=", 0},
+                  {"CloseRequestChannel: Request Channel to ", 0},
+                  {"SendRequest: sending request failed (request channel not available)", 0}});
+}
+
+TEST_F(RequestChannelTest, TracesItsEndAtLevelOne) {
+    const auto scenario = [this] {
+        expectOk();
+        EXPECT_TRUE(succeeds());
+        RagdClientDestroyTSD();
+    };
+    expectLevels(trace, scenario,
+                 {{"DestroyThreadSpecificDataJson: pthrdata = ", 1},
+                  {"DestroyThreadSpecificDataJson: FdRequest = ", 1}});
+}
+
+TEST_F(RequestChannelTest, PrintsThatTheAgentIsAbsentWhateverTheLevel) {
+    trace.setLevel(0);
+    agent.stop();
+    EXPECT_EQ(request(), kNoChannel);
+    EXPECT_EQ(trace.count("OpenRequestChannel: Connect to "), 60u);
+    EXPECT_EQ(trace.count("OpenRequestChannel: ERROR: cannot open Request Channel to "), 1u);
+}
+
+TEST_F(RequestChannelTest, PrintsThatThereIsNoMemoryForItWhateverTheLevel) {
+    expectOk();
+    ASSERT_TRUE(succeeds());
+    RagdClientDestroyTSD();
+    trace.setLevel(0);
+    Frame frame(AgentRecord{.opcode = 1});
+    const FailingAllocation failure(1);
+    EXPECT_EQ(SendRequest(frame.data(), frame.size(), 0), kNoChannel);
+    EXPECT_TRUE(trace.contains(
+        "GetThreadSpecificDataJson: ERROR: Can't alloc memory for specific data (thrId="));
+    EXPECT_TRUE(trace.contains("OpenRequestChannel: ERROR: no thread specific data available"));
+}
+
 TEST_F(RequestChannelTest, ReportsTheAgentsDescriptor) {
     std::vector<unsigned char> block(72);
     block[68] = 77;
@@ -522,6 +582,37 @@ TEST(RequestKey, IsLeftWhereDeletingFails) {
         }
         EXPECT_TRUE(trace.contains("RagdClientDestroyKEY: ERROR: Can't delete key, ret=22"));
         EXPECT_NE(getThreadSpecificDataJson(), nullptr);
+    });
+}
+
+TEST(RequestKey, IsMadeAtLevelTwoAndDeletedAtLevelOne) {
+    for (const unsigned int level : {0u, 1u, 2u}) {
+        inOwnProcess([level] {
+            TraceCapture trace(level);
+            RagdClientDestroyTSD();
+            RagdClientDestroyKEY();
+            EXPECT_EQ(trace.contains("InitBufferKeys: s_BufferKey = 0x"), level >= 2);
+            EXPECT_EQ(trace.contains("RagdClientDestroyKEY: s_BufferKey = 0x"), level >= 1);
+            Frame frame("x");
+            EXPECT_EQ(SendRequest(frame.data(), frame.size(), 0), kNoChannel);
+            EXPECT_TRUE(trace.contains("ERROR: Can't set specific data"));
+        });
+    }
+}
+
+TEST(RequestKey, FailsAloudWhateverTheLevel) {
+    inOwnProcess([] {
+        TraceCapture trace(0);
+        RagdClientDestroyTSD();
+        const FailingCall failure(PlatformCall::KeyDelete, EINVAL);
+        EXPECT_EQ(RagdClientDestroyKEY(), EINVAL);
+        EXPECT_TRUE(trace.contains("RagdClientDestroyKEY: ERROR: Can't delete key"));
+    });
+    inOwnProcess([] {
+        TraceCapture trace(0);
+        const FailingCall failure(PlatformCall::KeyCreate, EAGAIN);
+        RagdClientDestroyTSD();
+        EXPECT_TRUE(trace.contains("InitBufferKeys: ERROR: Can't create key"));
     });
 }
 
