@@ -7,6 +7,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <climits>
+
 #include "tests/support/FailingCall.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -206,6 +208,11 @@ TEST_F(IsFdReady, TimesOut) {
     EXPECT_EQ(clock.elapsed(), 30s);
     EXPECT_TRUE(trace.contains("IsFdReady: ERROR: Timeout on fd=" + fd() +
                                " (Timeout=30000, RestTimeout=30000"));
+}
+
+TEST_F(IsFdReady, TakesTheLongestTimeoutForNoLimitNever) {
+    EXPECT_EQ(isFdReady(pair.ours(), POLLIN, UINT_MAX), kTimedOut);
+    EXPECT_EQ(clock.elapsed(), std::chrono::milliseconds(INT_MAX));
 }
 
 TEST_F(IsFdReady, GoesOnAfterASignalWithTheRestOfWholeSeconds) {

@@ -346,10 +346,11 @@ TEST_F(EventChannelTest, IsNotSharedWithAForkedChild) {
     enable();
     const pid_t child = fork();
     if (child == 0) {
-        Clock::replace(nullptr);  // the agent's thread is not here
+        Clock::replace(nullptr);                // the agent's thread is not here
+        const auto before = openDescriptors();  // the parent's channel gives way to the own one
         const bool refused = GetEventJson(fd, event) == -1;
         const int own = RegisterForEvents(nullptr);
-        _exit(refused && own >= 0 ? 0 : 1);
+        _exit(refused && own >= 0 && openDescriptors() == before ? 0 : 1);
     }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);

@@ -496,9 +496,10 @@ TEST_F(RequestChannelTest, IsNotSharedWithAForkedChild) {
     if (child == 0) {
         Clock::replace(nullptr);  // the agent's thread is not here
         Frame frame(AgentRecord{.opcode = 2});
+        const auto before = openDescriptors();  // the parent's connection gives way to the own one
         const bool answered = SendRequest(frame.data(), frame.size(), 0) > 0 &&
                               frame.text().find("\"DA\":2}") != std::string::npos;
-        _exit(answered ? 0 : 1);
+        _exit(answered && openDescriptors() == before ? 0 : 1);
     }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
