@@ -73,6 +73,13 @@ class TracedEvent {
         pthread_mutex_unlock(&record_->mutex);
         return count;
     }
+    /// What Pulse() leaves behind until the waiters that are there have run, without waking any.
+    void grantOne() const {
+        pthread_mutex_lock(&record_->mutex);
+        record_->grants = 1;
+        record_->granted = record_->arrivals;
+        pthread_mutex_unlock(&record_->mutex);
+    }
     void awaitWaiters(unsigned int count) const {
         while (waiters() != count) sched_yield();
     }
@@ -265,11 +272,7 @@ TEST(Event, AReleaseIsNotForWhoComesBeforeTheReleasedHaveRun) {
         TracedEvent event(0, manual);
         Waiter first(event.event());
         event.awaitWaiters(1);
-        // What Pulse() leaves behind until the waiter has run.
-        pthread_mutex_lock(&event.record()->mutex);
-        event.record()->grants = 1;
-        event.record()->granted = event.record()->arrivals;
-        pthread_mutex_unlock(&event.record()->mutex);
+        event.grantOne();
         EXPECT_EQ(event->Wait(0, 0), 102);
         pthread_cond_broadcast(&event.record()->condition);
         EXPECT_EQ(first.result(), 0);
@@ -939,10 +942,7 @@ TEST(Event, ThePulseOfACancelledWaiterDoesNotAddToLaterOnes) {
     {
         Waiter cancelled(event.event());
         event.awaitWaiters(1);
-        pthread_mutex_lock(&event.record()->mutex);
-        event.record()->grants = 1;
-        event.record()->granted = event.record()->arrivals;
-        pthread_mutex_unlock(&event.record()->mutex);
+        event.grantOne();
         EXPECT_TRUE(cancelled.cancel());
     }
     Waiter first(event.event());
