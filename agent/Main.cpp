@@ -12,7 +12,10 @@
 #include "agent/Run.h"
 #include "agent/Serve.h"
 #include "agent/host/HostMachine.h"
-#include "cli/Console.h"
+#include "runtime/StartMode.h"
+
+// The provider that the agent serves writes to the trace file; the agent's own library must not.
+constinit const varnock::StartMode varnock::startMode = varnock::StartMode::kWithoutFiles;
 
 namespace {
 
@@ -172,7 +175,6 @@ int agentMain(std::vector<std::string> arguments) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-    varnock::console::dropTrace();
     return agentMain({argv + 1, argv + argc});
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "varnock-agent: %s\n", failure.what());

@@ -27,7 +27,6 @@ constexpr size_t keptSize = 64 * 1024;
 char kept[keptSize];
 size_t keptLength;
 std::atomic<bool> passThrough;
-FILE* original;
 // Zero-initialised; the stream's own lock serialises the writers, this one the switch-over.
 constinit std::mutex mutex;
 
@@ -49,7 +48,6 @@ void takeStderrAway() {
     functions.write = takeTrace;
     if (FILE* stream = fopencookie(nullptr, "w", functions)) {
         setvbuf(stream, nullptr, _IOLBF, 0);
-        original = stderr;
         stderr = stream;
     }
 }
@@ -68,17 +66,6 @@ void showTrace() {
     writeAll({kept, keptLength});
     keptLength = 0;
     passThrough = true;
-}
-
-void forgetTrace() {
-    const std::lock_guard guard(mutex);
-    keptLength = 0;
-}
-
-void dropTrace() {
-    if (original != nullptr) {
-        stderr = original;
-    }
 }
 
 }  // namespace varnock::console

@@ -7,7 +7,7 @@
 ///
 /// The library traces to the stream `stderr`, from its load on. A person who asks for one number
 /// does not want to read that, so a program with this file takes the stream away before the library
-/// starts and keeps the text until it says what becomes of it. Both tools are built with it.
+/// starts and keeps the text until it says what becomes of it.
 namespace varnock::console {
 
 /// Writes a line to file descriptor 2, past the stream.
@@ -15,12 +15,5 @@ void say(std::string_view line);
 
 /// Passes what is written to the stream through from now on, with what was kept so far first.
 void showTrace();
-
-/// Drops what was kept so far.
-void forgetTrace();
-
-/// Drops what was kept so far and gives the stream back: what was traced at load is forgotten, and
-/// the program itself may write to the stream. REQUIRES: no other thread is running.
-void dropTrace();
 
 }  // namespace varnock::console

@@ -14,9 +14,12 @@
 #include "cli/Commands.h"
 #include "cli/Console.h"
 #include "cli/Failure.h"
-#include "cli/PrivateStart.h"
 #include "cli/Watchdog.h"
+#include "runtime/StartMode.h"
 #include "runtime/Version.h"
+
+// The files of the library are looked at and changed here on behalf of other processes.
+constinit const varnock::StartMode varnock::startMode = varnock::StartMode::kWithoutFiles;
 
 namespace varnockctl {
 namespace {
@@ -305,8 +308,5 @@ int run(int argc, char** argv) {
 }  // namespace varnockctl
 
 int main(int argc, char** argv) {
-    varnockctl::giveEnvironmentBack();
-    // The library's start has nothing to say about the registry that the commands use.
-    varnock::console::forgetTrace();
     return varnockctl::run(argc, argv);
 }

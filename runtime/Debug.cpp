@@ -18,6 +18,7 @@
 #include "runtime/EntryHeader.h"
 #include "runtime/Registry.h"
 #include "runtime/RingBufferFile.h"
+#include "runtime/StartMode.h"
 #include "runtime/TraceFormat.h"
 #include "runtime/TraceLock.h"
 
@@ -59,6 +60,11 @@ void copyText(char* out, std::size_t size, const char* text) {
     const std::size_t length = strnlen(text, size - 1);
     memcpy(out, text, length);
     out[length] = '\0';
+}
+
+bool startsWithoutFiles() {
+    return &varnock::startMode != nullptr &&
+           varnock::startMode == varnock::StartMode::kWithoutFiles;
 }
 
 }  // namespace
@@ -118,6 +124,10 @@ bool CDebug::readSettings(const char* name) {
         return false;
     }
     identify(name);
+    if (startsWithoutFiles()) {
+        settings_.noHeaderToStderr = 1;
+        return false;
+    }
     if (!varnock::readStoredSettings(applicationName_, stored_)) {
         reportInternalError(2);
         return false;

@@ -73,6 +73,7 @@ TEST_F(RunTest, PassesTheWordsOfTheCommandOnUntouched) {
 }
 
 TEST_F(RunTest, ShowsTheCommandItsSocketsAndARegistry) {
+    unsetenv("QX_SYSTEM_DIR");
     const auto process = shell(
         "test -S $QX_RAGD_SOCKET_DIR/ragdsj && test -S $QX_RAGD_SOCKET_DIR/ragdaj && "
         "cat $QX_SYSTEM_DIR/registry");

@@ -18,6 +18,7 @@ namespace {
 
 using testing::Contains;
 using testing::Each;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace fs = std::filesystem;
@@ -356,6 +357,40 @@ INSTANTIATE_TEST_SUITE_P(Of, Host,
                          testing::Combine(testing::Values(LIBRARY_HOST_STATIC, LIBRARY_HOST_SHARED),
                                           testing::Bool()),
                          nameOfHost);
+
+class QuietHost : public testing::TestWithParam<const char*> {};
+
+TEST_P(QuietHost, StartsWithoutTheFilesOfTheLibrary) {
+    LibraryFiles files;
+    files.settings["QX_LOG_NOHDR_TOSDTERR"] = "0";
+    const ProcessResult result = runProcess({GetParam()}, files.environment());
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "read at the start: 0\nopened: 0\n");
+    EXPECT_THAT(linesOf(result.err), ElementsAre(HasSubstr("]: level 0")));
+    EXPECT_FALSE(fs::exists(files.traceFile()));
+    EXPECT_EQ(readFile(files.file("registry")), smallRegistry);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, QuietHost, testing::Values(QUIET_HOST_STATIC, QUIET_HOST_SHARED),
+                         [](const auto& kind) {
+                             const bool isShared = kind.param == std::string(QUIET_HOST_SHARED);
+                             return isShared ? "Shared" : "Static";
+                         });
+
+TEST(Agent, LeavesTheTraceFileToTheProviderThatItServes) {
+    const LibraryFiles files;
+    const ProcessResult result = runProcess(
+        {VARNOCK_AGENT, "run", "--host", "--", LIBRARY_HOST_SHARED, "write", "1", "3", "0"},
+        files.environment());
+    ASSERT_EQ(result.status, 0) << result.err;
+    const TraceFile file(files.traceFile());
+    EXPECT_EQ(file.opens(), 1);
+    const std::vector<std::string> messages = file.messages();
+    EXPECT_THAT(messages,
+                testing::IsSupersetOf({"# End of header.", "thread=0 entry=0 of=3 .",
+                                       "thread=0 entry=1 of=3 .", "thread=0 entry=2 of=3 ."}));
+    EXPECT_THAT(messages.front(), HasSubstr("Varnock Agent CIM_Provider Version="));
+}
 
 TEST(SharedLibrary, IsClosedAndLoadedAgainWithoutHarm) {
     const LibraryFiles files;

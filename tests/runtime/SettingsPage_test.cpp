@@ -84,9 +84,9 @@ TEST(SettingsPage, KnowsEveryFileThatReadsTheEnvironment) {
     for (const auto& [file, text] : sources()) {
         if (!matches(text, "\\b((?:secure_)?getenv)\\(").empty()) readers.insert(file);
     }
-    EXPECT_THAT(readers, ElementsAre("agent/Main.cpp", "cimple/log.cpp", "cli/PrivateStart.cpp",
-                                     "runtime/DebugSettings.cpp", "runtime/PlatformPaths.cpp",
-                                     "runtime/Registry.cpp"));
+    EXPECT_THAT(readers,
+                ElementsAre("agent/Main.cpp", "cimple/log.cpp", "runtime/DebugSettings.cpp",
+                            "runtime/PlatformPaths.cpp", "runtime/Registry.cpp"));
 }
 
 TEST(SettingsPage, NamesEveryValueOfTheRegistry) {

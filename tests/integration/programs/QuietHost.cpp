@@ -1,0 +1,16 @@
+// A program that asks for a start without files, traces, and reads the registry later on.
+#include <stdio.h>
+
+#include "runtime/Debug.h"
+#include "runtime/Registry.h"
+#include "runtime/StartMode.h"
+
+constinit const varnock::StartMode varnock::startMode = varnock::StartMode::kWithoutFiles;
+
+int main() {
+    printf("read at the start: %d\n", CRegistry::MIsSetup);
+    Debug.Print(0, "level 0");
+    Debug.Print(1, "level 1");
+    CRegistry key;
+    printf("opened: %ld\n", key.Open("SOFTWARE", CRegistry::MLocalMachine));
+}
