@@ -66,6 +66,23 @@ function(varnock_room)
   set_property(GLOBAL APPEND PROPERTY VARNOCK_PUBLIC_HEADERS ${ROOM_PUBLIC_HEADERS})
 endfunction()
 
+# The directories of a test, fuzz or benchmark program are there before the library's start looks for
+# its files: by CTest or by hand, such a program touches none of the machine's.
+function(varnock_private_start target)
+  if(NOT TARGET private_start)
+    add_executable(private_start ${PROJECT_SOURCE_DIR}/tests/support/private_start.cpp)
+    add_library(varnock_private_start OBJECT ${PROJECT_SOURCE_DIR}/tests/support/PrivateStart.cpp)
+    target_compile_definitions(varnock_private_start PRIVATE
+      VARNOCK_PRIVATE_START="$<TARGET_FILE:private_start>")
+    foreach(part private_start varnock_private_start)
+      varnock_harden(${part})
+      varnock_source_root(${part} PRIVATE)
+    endforeach()
+  endif()
+  target_link_libraries(${target} PRIVATE varnock_private_start)
+  add_dependencies(${target} private_start)
+endfunction()
+
 # varnock_test(name [SOURCES a_test.cpp ...] [LIBRARIES target ...] [LABELS unit|fault|...])
 # A GoogleTest program whose every test runs as a process of its own. It links the objects of the
 # library, so it can reach internal symbols. Without SOURCES it takes every *_test.cpp of the
@@ -87,6 +104,7 @@ function(varnock_test name)
     VARNOCK_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
   target_link_libraries(${name} PRIVATE
     varnock_core varnock_test_support GTest::gmock_main ${TEST_LIBRARIES})
+  varnock_private_start(${name})
   # The framework's headers are most of what a test costs to compile. The clang preset goes without,
   # and so finds an include that is missing.
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
