@@ -83,6 +83,23 @@ function(varnock_private_start target)
   add_dependencies(${target} private_start)
 endfunction()
 
+# The framework's headers are most of what a test costs to compile: they are compiled once for all
+# programs. The clang preset goes without, and so finds an include that is missing.
+function(varnock_precompile_test_framework target)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    return()
+  endif()
+  if(NOT TARGET varnock_test_framework)
+    file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test-framework/empty.cpp CONTENT "")
+    add_library(varnock_test_framework OBJECT ${PROJECT_BINARY_DIR}/test-framework/empty.cpp)
+    varnock_harden(varnock_test_framework)
+    target_link_libraries(varnock_test_framework PRIVATE GTest::gmock Threads::Threads)
+    target_precompile_headers(varnock_test_framework PRIVATE
+      <gmock/gmock.h> <gtest/gtest.h> <filesystem> <thread>)
+  endif()
+  target_precompile_headers(${target} REUSE_FROM varnock_test_framework)
+endfunction()
+
 # varnock_test(name [SOURCES a_test.cpp ...] [LIBRARIES target ...] [LABELS unit|fault|...])
 # A GoogleTest program whose every test runs as a process of its own. It links the objects of the
 # library, so it can reach internal symbols. Without SOURCES it takes every *_test.cpp of the
@@ -105,11 +122,7 @@ function(varnock_test name)
   target_link_libraries(${name} PRIVATE
     varnock_core varnock_test_support GTest::gmock_main ${TEST_LIBRARIES})
   varnock_private_start(${name})
-  # The framework's headers are most of what a test costs to compile. The clang preset goes without,
-  # and so finds an include that is missing.
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
-  endif()
+  varnock_precompile_test_framework(${name})
   gtest_discover_tests(${name}
     TEST_PREFIX "${name}."
     DISCOVERY_MODE PRE_TEST
