@@ -5,14 +5,12 @@
 namespace varnock::agent {
 
 bool fitsFrame(std::string_view text) {
-    return text.size() < kFrameLimit - kFrameHeader;
+    return frameSize(text) <= kFrameLimit;
 }
 
 std::string encodeFrame(std::string_view text) {
-    const auto length = static_cast<std::uint32_t>(text.size() + 1);
-    std::string frame(kFrameHeader + length, '\0');
-    std::memcpy(frame.data(), &length, kFrameHeader);
-    text.copy(frame.data() + kFrameHeader, text.size());
+    std::string frame(frameSize(text), '\0');
+    writeFrame(frame.data(), text);
     return frame;
 }
 

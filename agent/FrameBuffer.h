@@ -7,20 +7,16 @@
 #include <string>
 #include <string_view>
 
-namespace varnock::agent {
+#include "transport/AgentProtocol.h"
 
-/// Largest frame that either side accepts, header included: 1 MiB.
-inline constexpr std::size_t kFrameLimit = 0x100000;
-/// The length word in front of the text.
-inline constexpr std::size_t kFrameHeader = sizeof(std::uint32_t);
+namespace varnock::agent {
 
 /// A peer announced a frame that is longer than the limit.
 struct FrameTooLong : std::runtime_error {
     FrameTooLong() : std::runtime_error("frame too long") {}
 };
 
-/// The frame of a text: its length with the terminating NUL as a 32-bit word in host byte order,
-/// the text, the NUL. The caller has seen to it that it fits the limit (fitsFrame()).
+/// The frame of a text. REQUIRES: fitsFrame(text).
 std::string encodeFrame(std::string_view text);
 bool fitsFrame(std::string_view text);
 

@@ -6,19 +6,12 @@
 #include <variant>
 #include <vector>
 
+#include "transport/AgentProtocol.h"
 #include "transport/SipJson.h"
 
 namespace varnock::agent {
 
-/// Command statuses that the agent gives. Users take "not available" as the ordinary "there is
-/// none".
-enum class Status : unsigned {
-    kDone = 0,
-    kFailed = 1,
-    kInvalid = 2,
-    kNoMemory = 17,
-    kNotAvailable = 19,
-};
+using Status = CommandStatus;
 
 /// The cabinet number that addresses no cabinet in particular.
 inline constexpr unsigned kNoCabinet = 0xFFFFFFFF;
@@ -49,7 +42,7 @@ struct Answer {
         }
     }
 
-    Status status = Status::kDone;
+    Status status = Status::kSuccess;
     Data data;
 };
 

@@ -12,35 +12,26 @@
 namespace varnock::agent {
 namespace {
 
-constexpr unsigned kRegister = 0xFFA0;
-constexpr unsigned kRequestChannel = 0x1100;
-constexpr unsigned kEventChannel = 0x1200;
-
-// The options block of a registration: the client's name, then its descriptor, the rest reserved.
-constexpr std::size_t kOptionsSize = 224;
-constexpr std::size_t kNameSize = 64;
-constexpr std::size_t kDescriptorOffset = 68;
-
 bool holdsCommand(const SipJson& record) {
     constexpr unsigned kMissing = 0xFFFFFFFF;
     return record.GetCmdValue(0, "OC", kMissing) != kMissing;
 }
 
 Answer enrol(Session& session, const Command& command) {
-    const unsigned expected =
-        session.channel == Channel::kRequests ? kRequestChannel : kEventChannel;
+    const auto expected = session.channel == Channel::kRequests ? varnock::Channel::kRequest
+                                                                : varnock::Channel::kEvent;
     Answer::Bytes options;
-    if (command.extension != expected || !command.record.GetDataStream(options) ||
-        options.size() != kOptionsSize) {
+    if (command.extension != static_cast<unsigned>(expected) ||
+        !command.record.GetDataStream(options) || options.size() != kRegistrationSize) {
         return Status::kInvalid;
     }
     const auto* name = reinterpret_cast<const char*>(options.data());
-    session.client.assign(name, strnlen(name, kNameSize));
+    session.client.assign(name, strnlen(name, kRegistrationNameSize));
     session.registered = true;
-    Answer::Bytes reply(kOptionsSize);
-    std::copy_n(options.begin(), kNameSize, reply.begin());
+    Answer::Bytes reply(kRegistrationSize);
+    std::copy_n(options.begin(), kRegistrationNameSize, reply.begin());
     const auto descriptor = static_cast<std::int32_t>(session.fd);
-    std::memcpy(&reply[kDescriptorOffset], &descriptor, sizeof descriptor);
+    std::memcpy(&reply[kRegistrationDescriptor], &descriptor, sizeof descriptor);
     return reply;
 }
 
@@ -75,7 +66,7 @@ Answer Responder::answer(Session& session, const SipJson& record) try {
     }
     const Command command{record.OpCode(), record.OpCodeExt(), record.ObjectId(),
                           record.CabinetNr(), record};
-    return command.opcode == kRegister ? enrol(session, command) : machine_.answer(command);
+    return command.opcode == kRegisterOpcode ? enrol(session, command) : machine_.answer(command);
 } catch (const std::bad_alloc&) {
     return Status::kNoMemory;
 } catch (const std::exception& failure) {

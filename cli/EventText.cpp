@@ -6,15 +6,18 @@
 #include <cstdio>
 #include <utility>
 
+#include "transport/AgentProtocol.h"
+
 namespace varnockctl {
 namespace {
 
 struct EventName {
-    unsigned int opcode;
+    varnock::EventOpcode opcode;
     const char* name;
 };
-constexpr std::array eventNames{EventName{0x0B11, "systemMessageLog"},
-                                EventName{0x181B, "driverMonitorLog"}};
+constexpr std::array eventNames{
+    EventName{varnock::EventOpcode::kSystemMessageLog, "systemMessageLog"},
+    EventName{varnock::EventOpcode::kDriverMonitorLog, "driverMonitorLog"}};
 
 std::string hexadecimal(unsigned int number) {
     char text[16];

@@ -35,7 +35,7 @@ int ObservedClient::request(SipJson& record) {
     exchange.sent = record.Export();
     // What stays when the client throws: it could not even send.
     exchange.result = 1;
-    exchange.status = 3;
+    exchange.status = toNumber(varnock::CommandStatus::kNoChannel);
     if (wire_) {
         showRecord('>', exchange.sent);
     }

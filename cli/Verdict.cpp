@@ -3,34 +3,39 @@
 #include <algorithm>
 #include <array>
 
+#include "transport/AgentProtocol.h"
+
 namespace varnockctl {
 namespace {
 
+using varnock::CommandStatus;
+
 struct StatusMeaning {
-    unsigned int status;
+    CommandStatus status;
     ExitStatus exitStatus;
     const char* text;
 };
 
 constexpr std::array<StatusMeaning, 13> meanings{{
-    {0, ExitStatus::done, "success"},
-    {1, ExitStatus::refused, "the agent failed the command"},
-    {2, ExitStatus::refused, "the agent refused an argument"},
-    {3, ExitStatus::noAgent, "no connection to the agent"},
-    {4, ExitStatus::refused, "not possible in this state"},
-    {6, ExitStatus::noAgent, "the agent hung up"},
-    {9, ExitStatus::unintelligible, "the reply is incomplete or could not be read"},
-    {15, ExitStatus::timeout, "the agent did not answer in time"},
-    {17, ExitStatus::refused, "the record does not fit the buffer"},
-    {19, ExitStatus::notAvailable, "not available on this machine"},
-    {22, ExitStatus::unintelligible, "the reply has no status"},
-    {24, ExitStatus::permission, "not allowed"},
-    {25, ExitStatus::notAvailable, "no such object"},
+    {CommandStatus::kSuccess, ExitStatus::done, "success"},
+    {CommandStatus::kFailed, ExitStatus::refused, "the agent failed the command"},
+    {CommandStatus::kInvalid, ExitStatus::refused, "the agent refused an argument"},
+    {CommandStatus::kNoChannel, ExitStatus::noAgent, "no connection to the agent"},
+    {CommandStatus::kWrongState, ExitStatus::refused, "not possible in this state"},
+    {CommandStatus::kHungUp, ExitStatus::noAgent, "the agent hung up"},
+    {CommandStatus::kTransferFailed, ExitStatus::unintelligible,
+     "the reply is incomplete or could not be read"},
+    {CommandStatus::kTimedOut, ExitStatus::timeout, "the agent did not answer in time"},
+    {CommandStatus::kNoMemory, ExitStatus::refused, "the record does not fit the buffer"},
+    {CommandStatus::kNotAvailable, ExitStatus::notAvailable, "not available on this machine"},
+    {CommandStatus::kMissing, ExitStatus::unintelligible, "the reply has no status"},
+    {CommandStatus::kNotAllowed, ExitStatus::permission, "not allowed"},
+    {CommandStatus::kNoSuchObject, ExitStatus::notAvailable, "no such object"},
 }};
 
 const StatusMeaning* meaningOf(unsigned int status) {
     const auto found = std::find_if(meanings.begin(), meanings.end(),
-                                    [&](const auto& row) { return row.status == status; });
+                                    [&](const auto& row) { return status == row.status; });
     return found != meanings.end() ? &*found : nullptr;
 }
 

@@ -20,8 +20,8 @@ enum class StartMode : unsigned char {
 ///
 /// It is for tools that look at the files of another process, whose entries they would overwrite.
 /// The registry can be used later on; it is read at the first use. A program that loads the library
-/// with dlopen() must export the constant itself (`-rdynamic`). The same mode holds for every object
-/// of the class CDebug in the process.
+/// with dlopen() must export the constant itself (`-rdynamic`). The same mode holds for every
+/// object of the class CDebug in the process.
 extern VARNOCK_EXPORT __attribute__((weak)) const StartMode startMode;
 
 }  // namespace varnock

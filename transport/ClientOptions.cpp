@@ -11,11 +11,8 @@
 namespace varnock {
 namespace {
 
-constexpr unsigned int kRegister = 0xFFA0;
-constexpr std::size_t kNameSize = 64;
-
 constexpr const char* kNobody = "Nobody";
-char nameBuffer[kNameSize];  // guarded by lockChannels()
+char nameBuffer[kRegistrationNameSize];  // guarded by lockChannels()
 std::atomic<const char*> clientName{kNobody};
 
 }  // namespace
@@ -24,29 +21,29 @@ ClientOptions::ClientOptions(int fd) {
     setFd(fd);
     const auto lock = lockChannels();
     const char* name = clientName;
-    memcpy(block_, name, strnlen(name, kNameSize));
+    memcpy(block_, name, strnlen(name, kRegistrationNameSize));
 }
 
 ClientOptions::ClientOptions(const std::vector<unsigned char>& received) {
-    std::copy_n(received.begin(), std::min(received.size(), kSize), block_);
+    std::copy_n(received.begin(), std::min(received.size(), kRegistrationSize), block_);
 }
 
 void ClientOptions::setFd(int fd) {
-    memcpy(block_ + kDescriptor, &fd, sizeof fd);
+    memcpy(block_ + kRegistrationDescriptor, &fd, sizeof fd);
 }
 
 int ClientOptions::fd() const {
     int fd = 0;
-    memcpy(&fd, block_ + kDescriptor, sizeof fd);
+    memcpy(&fd, block_ + kRegistrationDescriptor, sizeof fd);
     return fd;
 }
 
 std::vector<unsigned char> ClientOptions::bytes() const {
-    return {block_, block_ + kSize};
+    return {block_, block_ + kRegistrationSize};
 }
 
 FrameBuffer registrationFrame(Channel channel, const ClientOptions& options) try {
-    SipJson command(kRegister, static_cast<unsigned int>(channel), 0, 0, SipJson::noStatus);
+    SipJson command(kRegisterOpcode, static_cast<unsigned int>(channel), 0, 0, SipJson::noStatus);
     command.SetRequestDataStream(options.bytes());
     const std::string text = command.Export();
     FrameBuffer buffer(text.size() + 1 + kRegistrationRoom);
@@ -75,8 +72,8 @@ void SetClientName(const char* name) {
         return;
     }
     const auto lock = lockChannels();
-    const std::size_t length = strnlen(name, kNameSize - 1);
+    const std::size_t length = strnlen(name, kRegistrationNameSize - 1);
     memcpy(nameBuffer, name, length);
-    memset(nameBuffer + length, 0, kNameSize - length);
+    memset(nameBuffer + length, 0, kRegistrationNameSize - length);
     clientName = nameBuffer;
 }

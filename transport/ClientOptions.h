@@ -2,16 +2,13 @@
 
 #include <vector>
 
+#include "transport/AgentProtocol.h"
 #include "transport/FrameBuffer.h"
 
 /// What a channel tells the agent when it registers. Internal, not installed.
 namespace varnock {
 
-/// The channels, by the operation extension of their registration.
-enum class Channel : unsigned int { Request = 0x1100, Event = 0x1200 };
-
-/// The block of 224 bytes that is sent to register and comes back in the reply: the client's name
-/// in the first 64 bytes, the descriptor of the connection on the sender's side at 68, zeros.
+/// The byte block that is sent to register and comes back in the reply.
 class ClientOptions {
   public:
     /// All zero.
@@ -25,12 +22,9 @@ class ClientOptions {
     std::vector<unsigned char> bytes() const;
 
   private:
-    static constexpr std::size_t kSize = 224;
-    static constexpr std::size_t kDescriptor = 68;
-
     void setFd(int fd);
 
-    unsigned char block_[kSize] = {};
+    unsigned char block_[kRegistrationSize] = {};
 };
 
 /// The size of a buffer for registering, beyond the text of the registration.

@@ -67,7 +67,7 @@ class EventFrame {
     static constexpr std::size_t kRoom = 20;
 
     std::uint64_t size() const {
-        return received_ < kLengthWord ? kLengthWord : std::uint64_t{length_} + kLengthWord;
+        return received_ < kFrameHeader ? kFrameHeader : std::uint64_t{length_} + kFrameHeader;
     }
     bool makeRoom();
 
@@ -89,9 +89,9 @@ bool EventFrame::makeRoom() {
 
 Transfer EventFrame::pull() {
     const std::uint64_t before = received_;
-    if (received_ < kLengthWord) {
-        const Transfer header = receiveBytes(fd_, &length_, kLengthWord, received_);
-        if (received_ < kLengthWord) {
+    if (received_ < kFrameHeader) {
+        const Transfer header = receiveBytes(fd_, &length_, kFrameHeader, received_);
+        if (received_ < kFrameHeader) {
             return header;
         }
         if (!makeRoom()) {
@@ -259,7 +259,7 @@ int initEventChannel(int fd, const ClientOptions* options, const StopSignal* sto
             fd);
         return kNotOpened;
     }
-    FrameBuffer buffer = registrationFrame(Channel::Event, *options);
+    FrameBuffer buffer = registrationFrame(Channel::kEvent, *options);
     if (!buffer) {
         traceAt(1, "InitEventChannel: ERROR No memory available\n");
         return kNotOpened;

@@ -4,11 +4,10 @@
 #include <memory>
 #include <string_view>
 
+#include "transport/AgentProtocol.h"
+
 /// Internal, not installed.
 namespace varnock {
-
-/// The bytes of the length word before the text of a frame.
-inline constexpr unsigned int kLengthWord = 4;
 
 /// Memory for one frame, a length word and that many bytes of text, and for the frame that is read
 /// over it. What has not been written is uninitialised: clearing a megabyte costs more than a

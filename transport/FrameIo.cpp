@@ -24,7 +24,7 @@ constexpr nanoseconds kAttempt = std::chrono::seconds{1};
 
 /// Sums with a length word are made in 64 bits: a peer may send any.
 std::uint64_t frameSize(const unsigned int* frame) {
-    return std::uint64_t{frame[0]} + kLengthWord;
+    return std::uint64_t{frame[0]} + kFrameHeader;
 }
 
 /// Trace texts show sizes as int.
@@ -60,7 +60,7 @@ class Exchange {
     int waitingTime() const;
     Transfer spendSecondOn(short mask, Transfer (Exchange::*move)());
     std::uint64_t limit() const;
-    bool isComplete() const { return received_ >= kLengthWord && received_ >= frameSize(frame_); }
+    bool isComplete() const { return received_ >= kFrameHeader && received_ >= frameSize(frame_); }
 
     const int fd_;
     unsigned int* const frame_;
@@ -239,14 +239,14 @@ std::uint64_t Exchange::limit() const {
     if (surplus_ == Surplus::Drop) {
         return inOutMax_;
     }
-    return received_ < kLengthWord ? kLengthWord : std::min(frameSize(frame_), inOutMax_);
+    return received_ < kFrameHeader ? kFrameHeader : std::min(frameSize(frame_), inOutMax_);
 }
 
 /// Takes what is there: one read, or two where the first one tells how far to go.
 Transfer Exchange::pull() {
     Transfer transfer = receiveBytes(fd_, buffer_, limit(), received_);
     if (transfer == Transfer::Partial && received_ < limit()) {
-        const bool knowsMore = surplus_ == Surplus::Leave && received_ == kLengthWord;
+        const bool knowsMore = surplus_ == Surplus::Leave && received_ == kFrameHeader;
         if (knowsMore && receiveBytes(fd_, buffer_, limit(), received_) == Transfer::Failed) {
             transfer = Transfer::Failed;
         }
@@ -329,7 +329,7 @@ int sendRequestOnFd(int fd, unsigned int* frame, unsigned int inOutMax, unsigned
 }
 
 bool isUsableFrame(int fd, const unsigned int* frame, unsigned int inOutMax) {
-    const bool readable = frame != nullptr && inOutMax > kLengthWord;
+    const bool readable = frame != nullptr && inOutMax > kFrameHeader;
     if (readable && frameSize(frame) <= inOutMax) {
         return true;
     }

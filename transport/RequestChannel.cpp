@@ -155,7 +155,7 @@ bool initRequestChannel(RequestChannel& channel, const ClientOptions* options,
         closeRequestChannel(channel);
         return false;
     }
-    FrameBuffer buffer = registrationFrame(Channel::Request, *options);
+    FrameBuffer buffer = registrationFrame(Channel::kRequest, *options);
     if (!buffer) {
         traceAt(1, "InitRequestChannel: ERROR No memory available\n");
         closeRequestChannel(channel);

@@ -355,7 +355,9 @@ bool SipJson::Success() const {
 }
 
 bool SipJson::CmdStatusSuccess(unsigned int status) {
-    return status == 0 || status == 12 || status == 21 || status == 255;
+    using varnock::CommandStatus;
+    return status == CommandStatus::kSuccess || status == CommandStatus::kSuccessToo ||
+           status == CommandStatus::kSuccessOfRecord || status == CommandStatus::kSuccessUndefined;
 }
 
 /// The member `key` of command `index`, null when anything on the way to it is missing or of

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "transport/AgentProtocol.h"
 #include "util/Export.h"
 
 // Declared here, so that only those who work on the document itself need RapidJSON.
@@ -34,7 +35,7 @@ class VARNOCK_EXPORT SipJson {
     static constexpr unsigned int noStatus = 0xFFFFFFFF;
 
     /// What a command without status reports.
-    static constexpr unsigned int missingStatus = 22;
+    static constexpr unsigned int missingStatus = toNumber(varnock::CommandStatus::kMissing);
 
     /// A record without commands.
     SipJson();

@@ -12,19 +12,14 @@
 #include "transport/RequestChannel.h"
 #include "transport/TransportTrace.h"
 
+using varnock::CommandStatus;
 using varnock::FrameBuffer;
-using varnock::kLengthWord;
 using varnock::traceAt;
 
 namespace {
 
-/// The statuses that the client itself gives and looks for.
-constexpr unsigned int kSuccess = 0;
-constexpr unsigned int kSuccessToo = 12;
-constexpr unsigned int kBufferFailure = 17;
-
 /// The largest text that is accepted makes a frame beyond RAGD_BUFFER_MAX.
-constexpr unsigned int kLargestFrame = CSwitchClient::RAGD_BUFFER_MAX + kLengthWord;
+constexpr unsigned int kLargestFrame = CSwitchClient::RAGD_BUFFER_MAX + varnock::kFrameHeader;
 
 /// Operation 0xE002, whose reply Reply() keeps.
 constexpr unsigned short kKeptReply = 0xE002;
@@ -41,7 +36,7 @@ unsigned int fail(SipJson& cmd, unsigned int status) {
 
 unsigned int failForMemory(SipJson& cmd) {
     traceAt(1, "CSwitchClient::Request: ERROR No memory available\n");
-    return fail(cmd, kBufferFailure);
+    return fail(cmd, toNumber(CommandStatus::kNoMemory));
 }
 
 }  // namespace
@@ -128,7 +123,7 @@ unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
                 "CSwitchClient::Request: ERROR Json-String exceeds memmory buffer, "
                 "JsonStringLen=%d, RAGD_BUFFER_MAX=%d \n",
                 static_cast<int>(text.size() + 1), static_cast<int>(RAGD_BUFFER_MAX));
-        return fail(cmd, kBufferFailure);
+        return fail(cmd, toNumber(CommandStatus::kNoMemory));
     }
     buffer.put(text);
     const unsigned int requestLength = buffer.length();
@@ -150,9 +145,12 @@ unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
 unsigned int CSwitchClient::acceptReply(SipJson& cmd, const char* text) {
     cmd.Import(text);
     const unsigned int status = cmd.Status();
-    if (status == kSuccess || status == kSuccessToo) {
-        if (status != kSuccess) cmd.SetStatus(kSuccess);
-        return kSuccess;
+    if (status == CommandStatus::kSuccess) {
+        return status;
+    }
+    if (status == CommandStatus::kSuccessToo) {
+        cmd.SetStatus(toNumber(CommandStatus::kSuccess));
+        return cmd.Status();
     }
     if (Debug.IsOn(1)) {
         Debug.Print(1,

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "runtime/Thread.h"
+#include "transport/AgentProtocol.h"
 #include "transport/SipJson.h"
 #include "util/Export.h"
 
@@ -25,7 +26,7 @@ class EventRun;
 class VARNOCK_EXPORT CSwitchClient {
   public:
     /// The longest text of a request with its NUL, and the largest reply frame, in bytes.
-    static constexpr unsigned int RAGD_BUFFER_MAX = 0x100000;
+    static constexpr unsigned int RAGD_BUFFER_MAX = varnock::kFrameLimit;
 
     /// `applicationName` may be null; see SetApplicationName().
     explicit CSwitchClient(const char* applicationName);

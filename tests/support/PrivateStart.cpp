@@ -1,6 +1,6 @@
-// Part of every test, fuzz and benchmark program. The library reads the registry and opens its trace
-// file before main() runs, so the directories of a test must be there earlier: a program that was
-// started without them starts again by way of `private_start`, or not at all.
+// Part of every test, fuzz and benchmark program. The library reads the registry and opens its
+// trace file before main() runs, so the directories of a test must be there earlier: a program that
+// was started without them starts again by way of `private_start`, or not at all.
 #include "tests/support/PrivateStart.h"
 
 #include <elf.h>
@@ -55,6 +55,7 @@ BEFORE_LIBRARIES void requirePrivateDirectories(int count, char** arguments, cha
 }
 
 __attribute__((section(".preinit_array"),
-               used)) void (*const beforeLibraries)(int, char**, char**) = requirePrivateDirectories;
+               used)) void (*const beforeLibraries)(int, char**,
+                                                    char**) = requirePrivateDirectories;
 
 }  // namespace

@@ -54,8 +54,8 @@ TEST(PrivateStart, GivesATestProgramDirectoriesOfItsOwn) {
 }
 
 TEST(PrivateStart, HoldsForAProgramStartedByHand) {
-    const ProcessResult result = byHand(
-        {thisProgram(), "--gtest_filter=PrivateStart.GivesATestProgramDirectoriesOfItsOwn"});
+    const ProcessResult result =
+        byHand({thisProgram(), "--gtest_filter=PrivateStart.GivesATestProgramDirectoriesOfItsOwn"});
     EXPECT_EQ(result.status, 0) << result.out << result.err;
 }
 

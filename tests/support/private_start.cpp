@@ -45,8 +45,8 @@ class Directories {
         }
         // Other users reach what a test opens for them further down.
         for (const fs::path& path : {root_, root_ / "tmp"}) {
-            fs::permissions(path, fs::perms::owner_all | fs::perms::group_exec |
-                                      fs::perms::others_exec);
+            fs::permissions(path,
+                            fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec);
         }
     }
     ~Directories() {

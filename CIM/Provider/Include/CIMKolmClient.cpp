@@ -21,13 +21,10 @@ constexpr unsigned int extHostName = 0x0201;
 constexpr unsigned int extAccountCheck = 0x3812;
 constexpr unsigned int extUserGroup = 0x3813;
 
-constexpr unsigned int eventSystemMessageLog = 0x0B11;
-constexpr unsigned int eventDriverMonitorLog = 0x181B;
-
 void callListener(KOLMEventsListener* listener, unsigned int opcode, unsigned int sequenceNumber) {
     // Both traces show the operation code where the sequence number would be expected; readers of
     // the trace rely on it.
-    if (opcode == eventSystemMessageLog) {
+    if (opcode == varnock::EventOpcode::kSystemMessageLog) {
         traceAt(5, VARNOCK_TRACE_TAG "CCIMKolmClient::Event(): %p->onSystemMessageLogEntry(%x)",
                 static_cast<void*>(listener), opcode);
         listener->onSystemMessageLogEntry(sequenceNumber);
@@ -219,9 +216,9 @@ unsigned int CCIMKolmClient::cmdStatus2hResult(unsigned int status) {
             return 0x80041023;
         case 17:
             return 0x80041006;
-        case 19:
+        case toNumber(varnock::CommandStatus::kNotAvailable):
             return 0x80041002;
-        case 24:
+        case toNumber(varnock::CommandStatus::kNotAllowed):
             return accessRefused;
         default:
             return 0x80004005;
@@ -232,7 +229,8 @@ void CCIMKolmClient::Event(SipJson& event) {
     const ImpersonateGuard guard(impersonate_ != 0);
     const unsigned int opcode = event.OpCode();
     traceAt(5, VARNOCK_TRACE_TAG "CCIMKolmClient::Event(): OpCode=%x", opcode);
-    if (opcode != eventSystemMessageLog && opcode != eventDriverMonitorLog) {
+    if (opcode != varnock::EventOpcode::kSystemMessageLog &&
+        opcode != varnock::EventOpcode::kDriverMonitorLog) {
         traceAt(1, VARNOCK_TRACE_TAG "CCIMKolmClient::Event(): unknown OpCode=%x", opcode);
         return;
     }

@@ -17,7 +17,7 @@ class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOL
     /// Result of Attach(): attached before, or attaching is not allowed.
     static constexpr unsigned int alreadyAttached = 0x00040001;
     /// The result that means that the agent refused for lack of rights.
-    static constexpr unsigned int accessRefused = 0x00040009;
+    static constexpr unsigned int accessRefused = toNumber(varnock::CommandStatus::kAccessDenied);
 
     CCIMKolmClient();
     ~CCIMKolmClient() override;

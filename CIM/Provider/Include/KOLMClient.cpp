@@ -67,7 +67,8 @@ KOLMClient::~KOLMClient() = default;
 
 bool KOLMClient::notThrowStatus(SipJson& reply) {
     const unsigned int status = reply.Status();
-    return status == 19 || status == 25;
+    return status == varnock::CommandStatus::kNotAvailable ||
+           status == varnock::CommandStatus::kNoSuchObject;
 }
 
 KOLMClientImpl::KOLMClientImpl(std::string name, Factory factory) : name_(std::move(name)) {

@@ -15,8 +15,6 @@ constexpr unsigned int kScanClose = 0x0C83;
 constexpr unsigned int kNumberComponents = 0x0C85;
 constexpr unsigned int kComponentInfo = 0x0C86;
 
-constexpr unsigned int kStatusNoChannel = 3;
-
 constexpr unsigned long kKindOffset = 2;
 constexpr unsigned long kTextsOffset = 6;
 
@@ -104,7 +102,7 @@ void ComponentScan::visitAll(const std::function<void(const ScannedComponent&)>&
             continue;
         }
         traceAt(5, VARNOCK_TRACE_TAG "%S(): KolmRequest(CM_VInfoComponentInfo) failed", call_);
-        if (record_.Status() == kStatusNoChannel) {
+        if (record_.Status() == varnock::CommandStatus::kNoChannel) {
             break;  // each of the others would wait for a channel just as long
         }
     }

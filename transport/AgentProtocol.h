@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+/// What both sides of the agent's sockets agree on: statuses, frames, registration and events. The
+/// library, the development agent and the command line take these facts from here.
+/// docs/wire-format.md has an example in bytes.
+namespace varnock {
+
+/// The status of a command, "ST" in its record. Those without a remark are the agent's own; a
+/// number that is not listed is a failure, too.
+enum class CommandStatus : std::uint32_t {
+    kSuccess = 0,
+    kFailed = 1,           ///< the agent failed the command
+    kInvalid = 2,          ///< the agent refused an argument
+    kNoChannel = 3,        ///< no request channel; given by the client
+    kWrongState = 4,       ///< not possible in this state
+    kHungUp = 6,           ///< the connection broke; given by the client
+    kTransferFailed = 9,   ///< the same, in the middle of a frame; given by the client
+    kSuccessToo = 12,      ///< counts as 0, which the client makes of it
+    kTimedOut = 15,        ///< the agent did not answer in time; given by the client
+    kNoMemory = 17,        ///< or the record is too long for a frame; client and agent
+    kNotAvailable = 19,    ///< an ordinary negative answer: the machine does not have it
+    kSuccessOfRecord = 21, ///< success for the record, a failure for typed calls
+    kMissing = 22,         ///< there is no status in the reply
+    kNotAllowed = 24,
+    kNoSuchObject = 25,    ///< an ordinary negative answer
+    kSuccessUndefined = 255, ///< as 21
+    kAccessDenied = 0x00040009,  ///< the client raises "access denied"
+};
+
+constexpr std::uint32_t toNumber(CommandStatus status) {
+    return static_cast<std::uint32_t>(status);
+}
+constexpr bool operator==(std::uint32_t number, CommandStatus status) {
+    return number == toNumber(status);
+}
+
+/// @name Frames
+/// A 32-bit length word in host byte order, then that many bytes: the text of a record and its NUL.
+/// @{
+
+/// The bytes of the length word.
+inline constexpr std::size_t kFrameHeader = sizeof(std::uint32_t);
+/// The longest text of a request with its NUL, and the longest frame of a reply.
+inline constexpr std::size_t kFrameLimit = 0x100000;
+
+/// The length of the frame of a text.
+constexpr std::size_t frameSize(std::string_view text) {
+    return kFrameHeader + text.size() + 1;
+}
+/// Writes the frame of a text. REQUIRES: there is room for frameSize() bytes.
+inline void writeFrame(char* out, std::string_view text) {
+    const auto length = static_cast<std::uint32_t>(text.size() + 1);
+    std::memcpy(out, &length, kFrameHeader);
+    std::memcpy(out + kFrameHeader, text.data(), text.size());
+    out[kFrameHeader + text.size()] = '\0';
+}
+/// @}
+
+/// @name Registration
+/// The first command on a connection. Its byte block comes back in the reply with the agent's
+/// descriptor in place of the client's.
+/// @{
+
+inline constexpr std::uint32_t kRegisterOpcode = 0xFFA0;
+/// The channels, by the operation extension of their registration.
+enum class Channel : std::uint32_t { kRequest = 0x1100, kEvent = 0x1200 };
+/// The byte block: the client's name, padded with zeros, and at an offset of 68 the descriptor of
+/// the sender's end as a 32-bit word; zeros elsewhere.
+inline constexpr std::size_t kRegistrationSize = 224;
+inline constexpr std::size_t kRegistrationNameSize = 64;
+inline constexpr std::size_t kRegistrationDescriptor = 68;
+/// @}
+
+/// The events that a listener is told of, by operation code. The data is the sequence number of the
+/// log entry.
+enum class EventOpcode : std::uint32_t { kSystemMessageLog = 0x0B11, kDriverMonitorLog = 0x181B };
+
+constexpr bool operator==(std::uint32_t number, EventOpcode event) {
+    return number == static_cast<std::uint32_t>(event);
+}
+
+}  // namespace varnock
