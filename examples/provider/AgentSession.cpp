@@ -39,10 +39,4 @@ provider::KOLMCalls& agentCalls() {
     return calls();
 }
 
-provider::KOLMEvents& agentEvents() {
-    requireAgent(RequestSocketPath());
-    requireAgent(EventSocketPath());
-    return *client().events();
-}
-
 }  // namespace krm

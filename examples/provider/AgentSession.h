@@ -13,7 +13,4 @@ namespace krm {
 /// client of the CIM server waits.
 provider::KOLMCalls& agentCalls();
 
-/// The agent's events. Throws as agentCalls() does.
-provider::KOLMEvents& agentEvents();
-
 }  // namespace krm

@@ -1,28 +1,41 @@
 #pragma once
 
-#include <cimple/Error.h>
 #include <cimple/cimple.h>
+#include <cstddef>
+#include <exception>
+#include <string>
+
 #include "CIM/Provider/Include/Exceptions.h"
 #include "CIM/Provider/Include/StatusMapping.h"
 
-#include <exception>
-
 namespace krm {
 
-/// Runs a provider operation and turns what it throws into the operation's status, with the text
-/// for the client. `statusOf` is the mapping of that operation, such as
-/// provider::toGetInstanceStatus: refused access keeps its meaning, an absent agent is a failure.
+/// The longest error text, in bytes, that the framework takes: a longer one ends the process.
+constexpr std::size_t kLongestErrorText = 127;
+
+/// The text, or as many whole UTF-8 characters of it as the framework takes.
+std::string shortened(const char* text);
+
+/// Sets the error text of the operation in progress. Every text goes to the framework through here.
+void setErrorText(const char* text);
+
+/// What an exception says, without the place where it was raised: that is in the trace.
+cimple::String messageOf(const provider::BaseException& failure);
+
+/// Runs a provider operation and turns what it throws into the operation's status and error text.
+/// `statusOf` is the mapping of that operation, such as provider::toGetInstanceStatus: refused
+/// access keeps its meaning, an absent agent is a failure.
 template <class Status, class Operation>
 Status guarded(cimple::uint32 (*statusOf)(provider::CimError), Operation operation) {
     try {
         return operation();
     } catch (const provider::CimErrorException& refusal) {
-        CIMPLE_ERROR(("%s", refusal.toString().c_str()));
+        setErrorText(messageOf(refusal).c_str());
         return static_cast<Status>(statusOf(refusal.getCimError()));
     } catch (const provider::BaseException& failure) {
-        CIMPLE_ERROR(("%s", failure.toString().c_str()));
+        setErrorText(messageOf(failure).c_str());
     } catch (const std::exception& failure) {
-        CIMPLE_ERROR(("%s", failure.what()));
+        setErrorText(failure.what());
     }
     return static_cast<Status>(statusOf(provider::CIM_ERR_FAILED));
 }

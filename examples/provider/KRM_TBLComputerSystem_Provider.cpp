@@ -1,11 +1,14 @@
 #include "KRM_TBLComputerSystem_Provider.h"
 
-#include <cimple/Error.h>
+#include <cimple/log.h>
+
+#include <exception>
 
 #include "AgentSession.h"
 #include "CIM/Provider/Include/HelperComputerSystem.h"
 #include "Guarded.h"
-#include "KRM_TBLConcreteJob.h"
+#include "Modification.h"
+#include "ShutdownJob.h"
 
 namespace krm {
 namespace {
@@ -39,8 +42,18 @@ void identify(KRM_TBLComputerSystem& system, KOLMCalls& calls) {
     }
 }
 
+/// An instance of this module's class with the keys that the library gives.
+cimple::Ref<KRM_TBLComputerSystem> keysOfSystem(KOLMCalls& calls) {
+    const cimple::Ref<KRM_TBLComputerSystem> made = provider::createComputerSystemKeys(&calls);
+    cimple::Ref<KRM_TBLComputerSystem> system(KRM_TBLComputerSystem::create(true));
+    cimple::nullify_properties(system.ptr());
+    system->Name = made->Name;
+    system->CreationClassName = made->CreationClassName;
+    return system;
+}
+
 cimple::Ref<KRM_TBLComputerSystem> readSystem(KOLMCalls& calls) {
-    cimple::Ref<KRM_TBLComputerSystem> system = provider::createComputerSystemKeys(&calls);
+    cimple::Ref<KRM_TBLComputerSystem> system = keysOfSystem(calls);
     const provider::KOLMKey key = provider::createCSKey(&calls);
     system->Caption.set("Computer System");
     system->Description = calls.getChassisModel(key);
@@ -56,9 +69,22 @@ cimple::Ref<KRM_TBLComputerSystem> readSystem(KOLMCalls& calls) {
     return system;
 }
 
-bool isThisMachine(const KRM_TBLComputerSystem* asked, KOLMCalls& calls) {
-    const cimple::Ref<KRM_TBLComputerSystem> system = provider::createComputerSystemKeys(&calls);
-    return cimple::key_eq(asked, system.ptr());
+/// The contact that the request wants. Throws when it would change anything else.
+cimple::Property<cimple::String> wantedContact(const KRM_TBLComputerSystem& now,
+                                               const KRM_TBLComputerSystem* model,
+                                               const KRM_TBLComputerSystem* instance) {
+    using System = KRM_TBLComputerSystem;
+    cimple::Ref<System> wanted = modified(now, model, instance, &System::EnabledState,
+                                          &System::RequestedState, &System::EnabledDefault);
+    const cimple::Property<cimple::String> contact = wanted->PrimaryOwnerContact;
+    wanted->PrimaryOwnerContact = now.PrimaryOwnerContact;
+    const bool isTakenAway = contact.null && !now.PrimaryOwnerContact.null;
+    if (isTakenAway || !cimple::identical(wanted.ptr(), &now)) {
+        provider::traceAndThrow(provider::CimErrorException(__FILE__, __LINE__,
+                                                            "only PrimaryOwnerContact can be set",
+                                                            provider::CIM_ERR_NOT_SUPPORTED));
+    }
+    return contact;
 }
 
 // False for a state that the agent cannot bring about.
@@ -73,6 +99,19 @@ bool requestState(cimple::uint16 state, KOLMCalls& calls) {
         default:
             return false;
     }
+}
+
+/// The request has been made, so a job that cannot be kept is no failure of it.
+cimple::CIM_ConcreteJob* jobOf(const KRM_TBLComputerSystem& system) {
+    const cimple::uint64 now = timeNow();
+    const ShutdownJob job = ShutdownJob::ofRequest(system.Name.value, now);
+    try {
+        keepJob(job);
+    } catch (const std::exception& failure) {
+        using namespace cimple;  // the macro names its helpers without a namespace
+        CIMPLE_WARN(("%s", shortened(failure.what()).c_str()));
+    }
+    return cimple::cast<cimple::CIM_ConcreteJob*>(job.instance(now, 0).steal());
 }
 
 }  // namespace
@@ -123,11 +162,12 @@ Modify_Instance_Status KRM_TBLComputerSystem_Provider::modify_instance(
     const KRM_TBLComputerSystem* model, const KRM_TBLComputerSystem* instance) {
     return krm::guarded<Modify_Instance_Status>(provider::toModifyInstanceStatus, [&] {
         provider::KOLMCalls& calls = krm::agentCalls();
-        if (!krm::isThisMachine(instance, calls)) return MODIFY_INSTANCE_NOT_FOUND;
-        // A client that names no properties means all of them, and leaves most without a value.
-        const Property<String>& contact = instance->PrimaryOwnerContact;
-        if (model->PrimaryOwnerContact.null || contact.null) return MODIFY_INSTANCE_UNSUPPORTED;
-        calls.setConfSystemContact(provider::createCSKey(&calls), contact.value);
+        Ref<KRM_TBLComputerSystem> system = krm::readSystem(calls);
+        if (!key_eq(instance, system.ptr())) return MODIFY_INSTANCE_NOT_FOUND;
+        const Property<String> contact = krm::wantedContact(*system, model, instance);
+        if (!contact.null && contact != system->PrimaryOwnerContact) {
+            calls.setConfSystemContact(provider::createCSKey(&calls), contact.value);
+        }
         return MODIFY_INSTANCE_OK;
     });
 }
@@ -138,9 +178,10 @@ Invoke_Method_Status KRM_TBLComputerSystem_Provider::RequestStateChange(
     Property<uint32>& return_value) {
     return krm::guarded<Invoke_Method_Status>(provider::toInvokeMethodStatus, [&] {
         provider::KOLMCalls& calls = krm::agentCalls();
-        if (!krm::isThisMachine(self, calls)) {
-            CIMPLE_ERROR(("there is no such computer system"));
-            return INVOKE_METHOD_FAILED;
+        const Ref<KRM_TBLComputerSystem> system = krm::keysOfSystem(calls);
+        if (!key_eq(self, system.ptr())) {
+            provider::traceAndThrow(
+                provider::BaseException(__FILE__, __LINE__, "there is no such computer system"));
         }
         if (RequestedState.null) {
             return_value.set(krm::kInvalidParameter);
@@ -149,7 +190,7 @@ Invoke_Method_Status KRM_TBLComputerSystem_Provider::RequestStateChange(
         } else if (!krm::requestState(RequestedState.value, calls)) {
             return_value.set(krm::kNotSupported);
         } else {
-            Job = cast<CIM_ConcreteJob*>(provider::createShutdownJob(self).steal());
+            Job = krm::jobOf(*system);
             return_value.set(krm::kJobStarted);
         }
         return INVOKE_METHOD_OK;

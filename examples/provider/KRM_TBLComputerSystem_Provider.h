@@ -29,13 +29,14 @@ class KRM_TBLComputerSystem_Provider {
     /// Not supported: machines are not made or removed by request.
     Create_Instance_Status create_instance(KRM_TBLComputerSystem* instance);
     Delete_Instance_Status delete_instance(const KRM_TBLComputerSystem* instance);
-    /// Sets PrimaryOwnerContact. Other properties keep what the agent says, so a request without
-    /// that one is not supported.
+    /// Sets PrimaryOwnerContact. A request that would change another property is not supported and
+    /// changes nothing.
     Modify_Instance_Status modify_instance(const KRM_TBLComputerSystem* model,
                                            const KRM_TBLComputerSystem* instance);
 
     /// Asks the agent to shut the machine down (RequestedState 4) or to restart it (10), and gives
-    /// the job that stands for the request. The agent reports nothing but refused access at once.
+    /// the job that stands for the request, an instance of KRM_TBLConcreteJob. The agent reports
+    /// nothing but refused access at once.
     Invoke_Method_Status RequestStateChange(const KRM_TBLComputerSystem* self,
                                             const Property<uint16>& RequestedState,
                                             CIM_ConcreteJob*& Job,

@@ -1,19 +1,42 @@
 #include "KRM_TBLLogEntryIndication_Provider.h"
 
-#include <cimple/Error.h>
+#include <cimple/cimom.h>
 
-#include "AgentSession.h"
+#include <utility>
+
 #include "Guarded.h"
 
 namespace krm {
 namespace {
 
-cimple::KRM_TBLLogEntryIndication* indicationOf(const LogEntry& entry) {
-    auto* indication = cimple::KRM_TBLLogEntryIndication::create(true);
+using cimple::KRM_TBLLogEntryIndication;
+
+void describe(const LogEvent& event, KRM_TBLLogEntryIndication& indication) {
+    switch (event.kind) {
+        case LogEvent::Entry:
+            indication.LogName.set(event.logName);
+            indication.SequenceNumber.set(event.number);
+            break;
+        case LogEvent::AgentUnreachable:
+            indication.Gap.set("Agent unreachable");
+            break;
+        case LogEvent::AgentReachable:
+            indication.Gap.set("Agent reachable");
+            break;
+        case LogEvent::EntriesLost:
+            indication.Gap.set("Entries lost");
+            if (event.number != 0) {
+                indication.LostEntries.set(event.number);
+            }
+            break;
+    }
+}
+
+KRM_TBLLogEntryIndication* indicationOf(const LogEvent& event) {
+    cimple::Ref<KRM_TBLLogEntryIndication> indication(KRM_TBLLogEntryIndication::create(true));
     indication->IndicationTime.set(cimple::Datetime::now());
-    indication->LogName.set(cimple::String(entry.logName));
-    indication->SequenceNumber.set(entry.sequenceNumber);
-    return indication;
+    describe(event, *indication);
+    return indication.steal();
 }
 
 }  // namespace
@@ -21,7 +44,11 @@ cimple::KRM_TBLLogEntryIndication* indicationOf(const LogEntry& entry) {
 
 CIMPLE_NAMESPACE_BEGIN
 
-KRM_TBLLogEntryIndication_Provider::KRM_TBLLogEntryIndication_Provider() {}
+KRM_TBLLogEntryIndication_Provider::KRM_TBLLogEntryIndication_Provider()
+    : KRM_TBLLogEntryIndication_Provider([] { return std::make_unique<krm::EventSource>(); }) {}
+
+KRM_TBLLogEntryIndication_Provider::KRM_TBLLogEntryIndication_Provider(Make_Source make_source)
+    : _make_source(std::move(make_source)) {}
 
 KRM_TBLLogEntryIndication_Provider::~KRM_TBLLogEntryIndication_Provider() {
     disable_indications();
@@ -41,34 +68,29 @@ Enable_Indications_Status KRM_TBLLogEntryIndication_Provider::enable_indications
     disable_indications();
     _indication_handler.reset(indication_handler);
     return krm::guarded<Enable_Indications_Status>(provider::toEnableIndicationsStatus, [&] {
-        _events = &krm::agentEvents();
-        _events->setListener(&_relay);
-        const auto deliver = [handler = indication_handler](const krm::LogEntry& entry) {
-            handler->handle(krm::indicationOf(entry));
-        };
-        if (_relay.start(deliver) && _events->enableEvents()) return ENABLE_INDICATIONS_OK;
-        end();
-        CIMPLE_ERROR(("the agent's events cannot be had"));
-        return ENABLE_INDICATIONS_FAILED;
+        auto feed = std::make_unique<krm::EventFeed>(_make_source());
+        const bool started = feed->start([indication_handler](const krm::LogEvent& event) {
+            indication_handler->handle(krm::indicationOf(event));
+        });
+        if (!started) {
+            provider::traceAndThrow(
+                provider::BaseException(__FILE__, __LINE__, "there can be no thread"));
+        }
+        _feed = std::move(feed);
+        cimom::allow_unload(false);
+        return ENABLE_INDICATIONS_OK;
     });
 }
 
 Disable_Indications_Status KRM_TBLLogEntryIndication_Provider::disable_indications() {
     return krm::guarded<Disable_Indications_Status>(provider::toDisableIndicationsStatus, [&] {
-        end();
+        if (_feed) {
+            _feed.reset();
+            cimom::allow_unload(true);
+        }
         _indication_handler.reset();
         return DISABLE_INDICATIONS_OK;
     });
-}
-
-// Events first: the listener may be called until they have ended.
-void KRM_TBLLogEntryIndication_Provider::end() {
-    if (_events != nullptr) {
-        _events->disableEvents();
-        _events->setListener(nullptr);
-        _events = nullptr;
-    }
-    _relay.stop();
 }
 
 CIMPLE_NAMESPACE_END

@@ -2,30 +2,15 @@
 
 #include <cimple/Thread.h>
 #include <cimple/cimple.h>
-#include <cimple/log.h>
-#include <pthread.h>
 
+#include <exception>
+#include <new>
 #include <utility>
 
 namespace krm {
 namespace {
 
 constexpr size_t kMostWaiting = 1000;
-
-// Through the framework, so that the thread has what delivering needs. Returns 0 on success.
-template <class Thread>
-auto startThread(Thread& thread, void* (*run)(void*), void* argument, int)
-    -> decltype(Thread::create_detached(thread, run, argument)) {
-    return Thread::create_detached(thread, run, argument);
-}
-
-// For a framework whose threads are started in another way.
-template <class Thread>
-int startThread(Thread&, void* (*run)(void*), void* argument, long) {
-    pthread_t thread;
-    const int error = pthread_create(&thread, nullptr, run, argument);
-    return error == 0 ? pthread_detach(thread) : error;
-}
 
 }  // namespace
 
@@ -34,7 +19,7 @@ bool LogEntryRelay::start(Deliver deliver) {
     shared->deliver = std::move(deliver);
     auto forThread = std::make_unique<std::shared_ptr<Shared>>(shared);
     cimple::Thread thread;
-    if (startThread(thread, run, forThread.get(), 0) != 0) {
+    if (cimple::Thread::create_detached(thread, run, forThread.get()) != 0) {
         return false;
     }
     static_cast<void>(forThread.release());  // run() has it now
@@ -58,26 +43,41 @@ void LogEntryRelay::stop() {
     shared->changed.wait(lock, [&] { return shared->ended; });
 }
 
-void LogEntryRelay::onSystemMessageLogEntry(unsigned int sequenceNumber) {
-    add({"System Message Log", sequenceNumber});
-}
-
-void LogEntryRelay::onDriverMonitorLogEntry(unsigned int sequenceNumber) {
-    add({"Driver Monitor Log", sequenceNumber});
-}
-
-void LogEntryRelay::add(const LogEntry& entry) {
+void LogEntryRelay::add(const LogEvent& event) {
     const std::lock_guard<std::mutex> relayLock(mutex_);
     if (!shared_) {
         return;
     }
     const std::lock_guard<std::mutex> lock(shared_->mutex);
     if (shared_->waiting.size() == kMostWaiting) {
+        lose(*shared_, shared_->waiting.front());
         shared_->waiting.pop_front();
-        CIMPLE_WARN(("log events come faster than the CIM server takes them: one is lost"));
     }
-    shared_->waiting.push_back(entry);
+    try {
+        shared_->waiting.push_back(event);
+    } catch (const std::bad_alloc&) {
+        lose(*shared_, event);
+    }
     shared_->changed.notify_all();
+}
+
+// What was lost is older than everything that waits.
+void LogEntryRelay::lose(Shared& shared, const LogEvent& event) {
+    shared.hasLost = true;
+    if (event.kind == LogEvent::Entry) {
+        shared.lost += 1;
+    } else if (event.kind == LogEvent::EntriesLost) {
+        shared.lost += event.number;
+    }
+}
+
+LogEvent LogEntryRelay::takeNext(Shared& shared) {
+    if (std::exchange(shared.hasLost, false)) {
+        return {LogEvent::EntriesLost, nullptr, std::exchange(shared.lost, 0)};
+    }
+    const LogEvent event = shared.waiting.front();
+    shared.waiting.pop_front();
+    return event;
 }
 
 void* LogEntryRelay::run(void* argument) {
@@ -92,11 +92,18 @@ void* LogEntryRelay::run(void* argument) {
             shared.changed.notify_all();
             return nullptr;
         }
-        const LogEntry entry = shared.waiting.front();
-        shared.waiting.pop_front();
+        const LogEvent event = takeNext(shared);
         lock.unlock();
-        shared.deliver(entry);
+        bool delivered = true;
+        try {
+            shared.deliver(event);
+        } catch (const std::exception&) {  // for want of memory
+            delivered = false;
+        }
         lock.lock();
+        if (!delivered) {
+            lose(shared, event);
+        }
     }
 }
 

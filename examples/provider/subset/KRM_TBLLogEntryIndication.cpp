@@ -9,7 +9,9 @@ namespace {
 constexpr auto properties =
     schema::extend(schema::indication<KRM_TBLLogEntryIndication>,
                    CIMPLE_SCHEMA_PROPERTY(KRM_TBLLogEntryIndication, LogName),
-                   CIMPLE_SCHEMA_PROPERTY(KRM_TBLLogEntryIndication, SequenceNumber));
+                   CIMPLE_SCHEMA_PROPERTY(KRM_TBLLogEntryIndication, SequenceNumber),
+                   CIMPLE_SCHEMA_PROPERTY(KRM_TBLLogEntryIndication, Gap),
+                   CIMPLE_SCHEMA_PROPERTY(KRM_TBLLogEntryIndication, LostEntries));
 constexpr auto features = schema::features(properties);
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// A log of the management agent has a new entry.
+/// A log of the management agent has a new entry, or entries may be missing: see repository.mof.
 class KRM_TBLLogEntryIndication : public Instance {
   public:
     // CIM_Indication
@@ -16,6 +16,8 @@ class KRM_TBLLogEntryIndication : public Instance {
     // KRM_TBLLogEntryIndication
     Property<String> LogName;
     Property<uint32> SequenceNumber;
+    Property<String> Gap;
+    Property<uint32> LostEntries;
 
     CIMPLE_CLASS(KRM_TBLLogEntryIndication)
 };

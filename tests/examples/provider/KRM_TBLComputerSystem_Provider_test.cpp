@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <memory>
 #include <string>
@@ -69,6 +70,10 @@ class ComputerSystemProvider : public testing::Test {
         System keys = named(name);
         cimple::nullify_non_keys(keys.ptr());
         return keys;
+    }
+    int modify(const System& model, const System& wanted) {
+        cimple::Error::clear();
+        return provider->modify_instance(model.ptr(), wanted.ptr());
     }
     /// Calls the method as the module does, with the object that holds its parameters.
     int changeState(const System& self, int state = -1, cimple::uint64 timeout = 0) {
@@ -173,6 +178,63 @@ TEST_F(ComputerSystemProvider, SetsNothingElse) {
     EXPECT_EQ(sample.requests(0xE002).size(), 0U);
 }
 
+TEST_F(ComputerSystemProvider, ARequestThatCannotBeMetAsAWholeSetsNothing) {
+    System model = keysOf("SN-7");
+    model->PrimaryOwnerContact.set("");
+    model->ElementName.set("");
+    System wanted = keysOf("SN-7");
+    wanted->PrimaryOwnerContact.set("night shift");
+    wanted->ElementName.set("other");
+    EXPECT_EQ(modify(model, wanted), cimple::MODIFY_INSTANCE_UNSUPPORTED);
+    EXPECT_STREQ(cimple::Error::get(), "message=\"only PrimaryOwnerContact can be set\" cimErr=7");
+    wanted->ElementName.clear();
+    EXPECT_EQ(modify(model, wanted), cimple::MODIFY_INSTANCE_UNSUPPORTED);
+    // A contact cannot be taken away.
+    model->ElementName.clear();
+    wanted->PrimaryOwnerContact.clear();
+    EXPECT_EQ(modify(model, wanted), cimple::MODIFY_INSTANCE_UNSUPPORTED);
+    EXPECT_EQ(sample.requests(0xE002).size(), 0U);
+}
+
+TEST_F(ComputerSystemProvider, WhatIsAsItIsWantedIsNoChange) {
+    System model = keysOf("SN-7");
+    model->PrimaryOwnerContact.set("");
+    model->ElementName.set("");
+    System wanted = keysOf("SN-7");
+    wanted->PrimaryOwnerContact.set("night shift");
+    wanted->ElementName.set("host7");
+    EXPECT_EQ(modify(model, wanted), cimple::MODIFY_INSTANCE_OK);
+    EXPECT_EQ(sample.requests(0xE002).size(), 1U);
+    wanted->PrimaryOwnerContact.set("ops@example.org");
+    EXPECT_EQ(modify(model, wanted), cimple::MODIFY_INSTANCE_OK);
+    EXPECT_EQ(sample.requests(0xE002).size(), 1U);
+    // Nor is a machine without a contact for which none is wanted.
+    sample.forget(0x0204);
+    EXPECT_EQ(modify(named("SN-7"), keysOf("SN-7")), cimple::MODIFY_INSTANCE_OK);
+    EXPECT_EQ(sample.requests(0xE002).size(), 1U);
+}
+
+TEST_F(ComputerSystemProvider, AWholeInstanceSaysNothingOfNullsAndDefaults) {
+    ASSERT_EQ(get(named("SN-7")), cimple::GET_INSTANCE_OK);
+    instance->PrimaryOwnerContact.set("night shift");
+    instance->TimeOfLastStateChange.clear();
+    instance->EnabledState.set(5);
+    instance->RequestedState.set(12);
+    instance->EnabledDefault.set(2);
+    EXPECT_EQ(modify(named("SN-7"), instance), cimple::MODIFY_INSTANCE_OK);
+    EXPECT_EQ(sample.requests(0xE002).size(), 1U);
+    instance->EnabledState.set(3);
+    EXPECT_EQ(modify(named("SN-7"), instance), cimple::MODIFY_INSTANCE_UNSUPPORTED);
+    EXPECT_EQ(sample.requests(0xE002).size(), 1U);
+}
+
+TEST_F(ComputerSystemProvider, AJobThatCannotBeKeptIsGivenAllTheSame) {
+    ::setenv("CIMPLE_HOME", "/nonexistent/directory", 1);
+    EXPECT_EQ(changeState(keysOf("SN-7"), 4), cimple::INVOKE_METHOD_OK);
+    EXPECT_NE(method->Job, nullptr);
+    EXPECT_EQ(sample.requests(0x0205).size(), 1U);
+}
+
 TEST_F(ComputerSystemProvider, ShutsDownAndGivesTheJob) {
     EXPECT_EQ(changeState(keysOf("SN-7"), 4), cimple::INVOKE_METHOD_OK);
     EXPECT_EQ(method->return_value.value, 4096U);
@@ -202,7 +264,7 @@ TEST_F(ComputerSystemProvider, DoesNothingThatItWasNotAskedFor) {
     EXPECT_EQ(method->return_value.value, 1U);
     EXPECT_EQ(method->Job, nullptr);
     EXPECT_EQ(changeState(keysOf("SN-8"), 4), cimple::INVOKE_METHOD_FAILED);
-    EXPECT_STREQ(cimple::Error::get(), "there is no such computer system");
+    EXPECT_STREQ(cimple::Error::get(), "message=\"there is no such computer system\"");
     EXPECT_EQ(method->return_value.null, 1);
     EXPECT_EQ(provider->SetPowerState(keysOf("SN-7").ptr(), {}, {}, method->return_value),
               cimple::INVOKE_METHOD_UNSUPPORTED);

@@ -15,6 +15,8 @@ class SampleAgent {
     }
     /// Refuses this command, and no other any more. 0 refuses none.
     void refuse(unsigned int opcode, unsigned int ext = 0) { refused_ = (opcode << 16) + ext; }
+    /// When the machine was booted, in seconds since the epoch.
+    void boot(unsigned int time) { bootTime_ = time; }
     /// Knows nothing under this extension, and everything else.
     void forget(unsigned int ext) { forgotten_ = ext; }
 
@@ -30,6 +32,7 @@ class SampleAgent {
   private:
     std::atomic<unsigned int> refused_ = 0;
     std::atomic<unsigned int> forgotten_ = 0;
+    std::atomic<unsigned int> bootTime_ = 1'700'000'000;
 
   public:
     ScriptedAgent agent;
@@ -45,7 +48,7 @@ class SampleAgent {
             case 0xE204:
                 return AgentReply::ok(numberData(3));
             case 0x0118:
-                return AgentReply::ok(numberData(1'700'000'000));
+                return AgentReply::ok(numberData(bootTime_));
             case 0x0C00:
             case 0xE001:
                 return textReply(request.ext);

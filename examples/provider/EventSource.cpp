@@ -1,0 +1,113 @@
+#include "EventSource.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <system_error>
+#include <utility>
+
+#include "transport/AgentSocket.h"
+#include "transport/SipJson.h"
+
+namespace krm {
+namespace {
+
+constexpr const char* kClientName = "KRM_sample_provider";
+constexpr int kNoMemory = -9;
+constexpr unsigned int kSystemMessageLog = 0x0B11;
+constexpr unsigned int kDriverMonitorLog = 0x181B;
+
+std::mutex& turns() {
+    static auto* const mutex = new std::mutex;  // a thread may need it when the process ends
+    return *mutex;
+}
+
+const char* logOf(unsigned int opcode) {
+    switch (opcode) {
+        case kSystemMessageLog:
+            return "System Message Log";
+        case kDriverMonitorLog:
+            return "Driver Monitor Log";
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+EventSource::EventSource() : wakeFd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (wakeFd_ < 0) {
+        throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+}
+
+EventSource::~EventSource() {
+    ::close(wakeFd_);
+}
+
+bool EventSource::open() {
+    std::unique_lock<std::mutex> turn(turns());
+    // The library itself would try for ten minutes.
+    if (ProbeAgentSocket(EventSocketPath()) != 0) {
+        return false;
+    }
+    SetClientName(kClientName);
+    fd_ = RegisterForEvents(nullptr);
+    if (fd_ < 0) {
+        return false;
+    }
+    turn_ = std::move(turn);
+    return true;
+}
+
+EventSource::Outcome EventSource::next(LogEvent& event) {
+    pollfd descriptors[] = {{wakeFd_, POLLIN, 0}, {fd_, POLLIN, 0}};
+    if (poll(descriptors, 2, -1) < 0) {
+        return Outcome::Nothing;  // interrupted
+    }
+    if (descriptors[0].revents != 0) {
+        return Outcome::Woken;
+    }
+    SipJson record;
+    const int fd = GetEventJson(fd_, record);
+    if (fd < 0 && fd != kNoMemory) {
+        return Outcome::Closed;
+    }
+    if (record.OpCode() != 0) {
+        return understand(record, event);
+    }
+    // A broken channel has been replaced, maybe under the same number, or there was no memory for
+    // an event, or it was none that can be read.
+    fd_ = fd < 0 ? fd_ : fd;
+    event = {LogEvent::EntriesLost, nullptr, 0};
+    return Outcome::Event;
+}
+
+EventSource::Outcome EventSource::understand(const SipJson& record, LogEvent& event) {
+    const char* const log = logOf(record.OpCode());
+    if (log == nullptr || !record.HasReplyData()) {
+        return Outcome::Nothing;
+    }
+    event = {LogEvent::Entry, log, record.DataDWord()};
+    return Outcome::Event;
+}
+
+void EventSource::close() {
+    UnRegisterForEvents();
+    fd_ = -1;
+    turn_.unlock();
+}
+
+void EventSource::pause(std::chrono::milliseconds limit) {
+    pollfd descriptor = {wakeFd_, POLLIN, 0};
+    poll(&descriptor, 1, static_cast<int>(limit.count()));
+}
+
+void EventSource::wake() {
+    // Fails only when it has been called more often than a number of 64 bits can count.
+    static_cast<void>(eventfd_write(wakeFd_, 1));
+}
+
+}  // namespace krm
