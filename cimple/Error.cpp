@@ -1,8 +1,8 @@
 #include <cimple/Error.h>
 
 #include <cstdarg>
-#include <cstdio>
 
+#include <cimple/Format.h>
 #include <cimple/String.h>
 
 CIMPLE_NAMESPACE_BEGIN
@@ -14,12 +14,12 @@ thread_local String text;
 }  // namespace
 
 void Error::set(const char* format, ...) {
-    char buffer[1024];
+    char buffer[detail::longestText + 1];
     va_list args;
     va_start(args, format);
-    const int length = std::vsnprintf(buffer, sizeof buffer, format, args);
+    detail::formatText(buffer, format, args);
     va_end(args);
-    text.assign(length < 0 ? "" : buffer);
+    text.assign(buffer);
 }
 
 const char* Error::get() {

@@ -2,14 +2,20 @@
 
 #include <cimple/config.h>
 
-/// Sets the error text of the calling thread, as in CIMPLE_ERROR(("no such fan: %u", number)).
-#define CIMPLE_ERROR(ARGS) ::cimple::Error::set ARGS
+/// Sets the error text of the calling thread, as in CIMPLE_ERROR(("no such fan: %u", number)). A
+/// statement with its semicolon, for use within the namespace of the framework.
+#define CIMPLE_ERROR(ARGS) \
+    do {                   \
+        Error::set ARGS;   \
+    } while (0);
 
 CIMPLE_NAMESPACE_BEGIN
 
 /// The text that goes with a failed provider operation. Each thread has one of its own.
 class Error {
   public:
+    /// REQUIRES: the text is shorter than 128 bytes. A longer one is cut; a debug build ends the
+    /// process.
     [[gnu::format(printf, 1, 2)]] static void set(const char* format, ...);
     /// Empty if none is set; valid until the thread changes its text.
     static const char* get();

@@ -94,10 +94,13 @@ bool always(const Meta_Feature*) {
     return true;
 }
 
-/// The property of the other class that has the same name and type.
+/// The property of the other class that has the same name and type. The other class may be the same
+/// one in another module, which has data of its own for it.
 const Meta_Property* counterpart(const Instance* other, const Meta_Property* property) {
     const auto* found = find_property(other->meta_class, property->name);
-    return found && found->operations == property->operations ? found : nullptr;
+    const bool sameType =
+        found && found->type == property->type && found->subscript == property->subscript;
+    return sameType ? found : nullptr;
 }
 
 bool equalFeature(const Instance* a, const Instance* b, const Meta_Feature* feature) {
@@ -145,16 +148,16 @@ bool isListed(const char* name, const char* const* names) {
 
 void printFeature(FILE* file, const Instance* instance, const Meta_Feature* feature) {
     if (const auto* property = asProperty(feature)) {
-        std::fprintf(file, "    %s = ", property->name);
+        std::fprintf(file, "    %s %s = ", type_name[property->type], property->name);
         if (nullOf(instance, property))
-            std::fputs("null", file);
+            std::fputs("NULL", file);
         else
             property->operations->print(file, fieldAt(instance, property->offset));
         std::fputs(";\n", file);
     } else if (const auto* reference = asReference(feature)) {
         const Instance* target = referenceOf(instance, reference);
         std::fprintf(file, "    %s = %s;\n", reference->name,
-                     target ? class_name_of(target) : "null");
+                     target ? class_name_of(target) : "NULL");
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <type_traits>
 
@@ -44,8 +45,10 @@ struct Instance {
 /// pointers either way.
 Instance* create(const Meta_Class* meta_class, bool defaults = false);
 
-/// Frees an instance whatever its count, and gives up its references. Null is ignored.
+/// Frees an instance whatever its count, and gives up its references. A null variable is ignored;
+/// the literal does not compile, as in the framework.
 void destroy(Instance* instance);
+void destroy(std::nullptr_t) = delete;
 
 /// A deep copy with the name space and the objects referred to; its count is 1.
 Instance* clone(const Instance* instance);

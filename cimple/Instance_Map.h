@@ -38,12 +38,9 @@ class Instance_Map {
         return pos == size_t(-1) ? nullptr : instances_[pos];
     }
 
-    /// Takes an instance out of the map and hands it to the caller. REQUIRES: pos < size().
-    CLASS* remove(size_t pos) {
-        CLASS* instance = instances_[pos];
-        instances_.remove(pos);
-        return instance;
-    }
+    /// Takes an instance out of the map. It is not destroyed: whoever wants to keep or to free it
+    /// gets it from the map first. REQUIRES: pos < size().
+    void remove(size_t pos) { instances_.remove(pos); }
 
     size_t size() const { return instances_.size(); }
 
@@ -81,7 +78,8 @@ class Instance_Map {
     Delete_Instance_Status delete_instance(const CLASS* instance) {
         const size_t pos = find(instance);
         if (pos == size_t(-1)) return DELETE_INSTANCE_NOT_FOUND;
-        unref(remove(pos));
+        const Ref<CLASS> removed(instances_[pos]);
+        remove(pos);
         return DELETE_INSTANCE_OK;
     }
 

@@ -109,9 +109,9 @@ enum Provider_Operation {
 /// Whoever runs the enumeration makes a last call of its own with a null instance and the status
 /// that the provider returned.
 typedef bool (*Enum_Instances_Proc)(Instance*, Enum_Instances_Status, void* client_data);
-typedef bool (*Enum_Associator_Names_Proc)(Instance*, Enum_Associator_Names_Status,
+typedef bool (*Enum_Associator_Names_Proc)(const Instance*, Enum_Associator_Names_Status,
                                            void* client_data);
-typedef bool (*Enum_Associators_Proc)(Instance*, Enum_Associators_Status, void* client_data);
+typedef bool (*Enum_Associators_Proc)(const Instance*, Enum_Associators_Status, void* client_data);
 typedef bool (*Enum_References_Proc)(Instance*, Enum_References_Status, void* client_data);
 /// Receives indications and owns them; null ends the subscription.
 typedef bool (*Indication_Proc)(Instance*, void* client_data);
@@ -119,43 +119,45 @@ typedef bool (*Indication_Proc)(Instance*, void* client_data);
 namespace detail {
 
 /// What a provider gives the instances of an enumeration to. Used by one thread at a time.
-template <class CLASS, class STATUS>
+template <class CLASS, class STATUS, class PROC>
 class Enum_Handler {
   public:
-    typedef bool (*Proc)(Instance*, STATUS, void* client_data);
-
-    Enum_Handler(Proc proc, void* client_data) noexcept : proc_(proc), client_data_(client_data) {}
+    Enum_Handler(PROC proc, void* client_data) noexcept : proc_(proc), client_data_(client_data) {}
 
     /// Hands an instance over: the provider must not use it afterwards. False means that no more
     /// are wanted.
     bool handle(CLASS* instance) { return proc_(instance, static_cast<STATUS>(0), client_data_); }
 
   private:
-    Proc proc_;
+    PROC proc_;
     void* client_data_;
 };
 
 }  // namespace detail
 
 template <class CLASS>
-class Enum_Instances_Handler : public detail::Enum_Handler<CLASS, Enum_Instances_Status> {
-    using detail::Enum_Handler<CLASS, Enum_Instances_Status>::Enum_Handler;
+class Enum_Instances_Handler
+    : public detail::Enum_Handler<CLASS, Enum_Instances_Status, Enum_Instances_Proc> {
+    using detail::Enum_Handler<CLASS, Enum_Instances_Status, Enum_Instances_Proc>::Enum_Handler;
 };
 
 template <class CLASS>
 class Enum_Associator_Names_Handler
-    : public detail::Enum_Handler<CLASS, Enum_Associator_Names_Status> {
-    using detail::Enum_Handler<CLASS, Enum_Associator_Names_Status>::Enum_Handler;
+    : public detail::Enum_Handler<CLASS, Enum_Associator_Names_Status, Enum_Associator_Names_Proc> {
+    using detail::Enum_Handler<CLASS, Enum_Associator_Names_Status,
+                               Enum_Associator_Names_Proc>::Enum_Handler;
 };
 
 template <class CLASS>
-class Enum_Associators_Handler : public detail::Enum_Handler<CLASS, Enum_Associators_Status> {
-    using detail::Enum_Handler<CLASS, Enum_Associators_Status>::Enum_Handler;
+class Enum_Associators_Handler
+    : public detail::Enum_Handler<CLASS, Enum_Associators_Status, Enum_Associators_Proc> {
+    using detail::Enum_Handler<CLASS, Enum_Associators_Status, Enum_Associators_Proc>::Enum_Handler;
 };
 
 template <class CLASS>
-class Enum_References_Handler : public detail::Enum_Handler<CLASS, Enum_References_Status> {
-    using detail::Enum_Handler<CLASS, Enum_References_Status>::Enum_Handler;
+class Enum_References_Handler
+    : public detail::Enum_Handler<CLASS, Enum_References_Status, Enum_References_Proc> {
+    using detail::Enum_Handler<CLASS, Enum_References_Status, Enum_References_Proc>::Enum_Handler;
 };
 
 /// What an indication provider delivers to. The provider owns it from enable_indications to

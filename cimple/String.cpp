@@ -116,7 +116,7 @@ void String::append(const char* s) {
 }
 
 void String::append(const char* s, size_t n) {
-    if (!s || n == 0) return;
+    if (!s) return;
     const size_t oldSize = size();
     if (n > maximumCapacity - oldSize) throw std::bad_alloc();
     if (fits(oldSize + n)) {

@@ -38,7 +38,7 @@ class String {
     void assign(const char* s);
     void assign(const char* s, size_t n);
 
-    /// The source may lie inside this string.
+    /// The source may lie inside this string. An empty one makes room for text all the same.
     void append(const String& s);
     void append(const char* s);
     void append(const char* s, size_t n);
@@ -56,7 +56,7 @@ class String {
     const char* c_str() const noexcept { return rep_ ? rep_->text() : ""; }
     size_t size() const noexcept { return rep_ ? rep_->size : 0; }
     bool empty() const noexcept { return size() == 0; }
-    /// 0 for a string that never held text, else a power of two of at least 32.
+    /// 0 for a string that nothing was ever put into, else a power of two of at least 32.
     size_t capacity() const noexcept { return rep_ ? rep_->capacity : 0; }
 
     /// The byte at `pos`; NUL at the end and past it.

@@ -8,8 +8,11 @@
 #include <cstdlib>
 
 #include <cimple/Datetime.h>
+#include <cimple/Format.h>
 
 CIMPLE_NAMESPACE_BEGIN
+
+bool _log_enabled_state = true;
 
 namespace {
 
@@ -29,13 +32,12 @@ void appendToMessages(const String& line) {
 
 }  // namespace
 
-void Log_Site::write(const char* format, ...) const {
-    char text[1024];
+void Log_Call_Frame::write(const char* format, ...) const {
+    char text[detail::longestText + 1];
     va_list args;
     va_start(args, format);
-    const int length = std::vsnprintf(text, sizeof text, format, args);
+    detail::formatText(text, format, args);
     va_end(args);
-    if (length < 0) return;
 
     char place[256];
     std::snprintf(place, sizeof place, " %s %s(%d): ", levelNames[level_], file_, line_);

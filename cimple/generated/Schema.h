@@ -58,12 +58,12 @@ inline void printValue(FILE* file, const Datetime& value) {
 
 template <class T>
 inline void printValue(FILE* file, const Array<T>& value) {
-    std::fputc('{', file);
+    std::fputs("{ ", file);
     for (size_t i = 0; i < value.size(); i++) {
         if (i) std::fputs(", ", file);
         printValue(file, value[i]);
     }
-    std::fputc('}', file);
+    std::fputs(value.size() ? " }" : "}", file);
 }
 
 template <class PROPERTY>

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <type_traits>
+#include <utility>
 
 #include "KRM_TBLConcreteJob.h"
 
@@ -41,11 +42,14 @@ TEST(InstanceMap, RejectsASecondInstanceWithTheKey) {
     EXPECT_EQ(again.count(), 1U);
 }
 
-TEST(InstanceMap, RemoveHandsTheInstanceOut) {
+TEST(InstanceMap, RemoveLeavesTheInstanceAlive) {
+    static_assert(std::is_void_v<decltype(std::declval<Instance_Map<Job>&>().remove(0))>);
     Instance_Map<Job> map;
     map.insert(jobNamed("a").steal());
-    const Ref<Job> removed(map.remove(0));
+    const Ref<Job> removed(map[0]);
+    map.remove(0);
     EXPECT_EQ(map.size(), 0U);
+    EXPECT_EQ(removed.count(), 1U);
     EXPECT_TRUE(removed->InstanceID.value == "a");
 }
 

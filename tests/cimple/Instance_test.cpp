@@ -351,19 +351,21 @@ TEST(Instance, PrintsPropertiesAndKeys) {
     job->StatusDescriptions.set(Array_String::make("ok"));
     job->DeleteOnCompletion.set(true);
     job->RunDay.set(-3);
-    EXPECT_EQ(printed(job.ptr(), true), "KRM_TBLConcreteJob\n{\n    InstanceID = \"id\";\n}\n");
+    EXPECT_EQ(printed(job.ptr(), true),
+              "KRM_TBLConcreteJob\n{\n    string InstanceID = \"id\";\n}\n");
     const std::string all = printed(job.ptr(), false);
     for (const char* line :
-         {"    Name = null;\n", "    OperationalStatus = {2, 17};\n",
-          "    StatusDescriptions = {\"ok\"};\n", "    DeleteOnCompletion = true;\n",
-          "    RunDay = -3;\n", "    JobRunTimes = 1;\n",
-          "    TimeBeforeRemoval = \"00000000000500.000000:000\";\n"}) {
+         {"    string Name = NULL;\n", "    uint16 OperationalStatus = { 2, 17 };\n",
+          "    string StatusDescriptions = { \"ok\" };\n",
+          "    boolean DeleteOnCompletion = true;\n", "    sint8 RunDay = -3;\n",
+          "    uint32 JobRunTimes = 1;\n",
+          "    datetime TimeBeforeRemoval = \"00000000000500.000000:000\";\n"}) {
         EXPECT_NE(all.find(line), std::string::npos) << line;
     }
     EXPECT_NE(printed(requestWithJob().ptr(), false).find("    Job = CIM_ConcreteJob;\n"),
               std::string::npos);
     EXPECT_NE(
-        printed(Ref<ChangeRequest>(ChangeRequest::create()).ptr(), false).find("    Job = null;\n"),
+        printed(Ref<ChangeRequest>(ChangeRequest::create()).ptr(), false).find("    Job = NULL;\n"),
         std::string::npos);
 }
 
@@ -374,5 +376,5 @@ TEST(Instance, PrintWritesToStandardOutput) {
     print(job.ptr(), true);
     std::fflush(stdout);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "KRM_TBLConcreteJob\n{\n    InstanceID = \"id\";\n}\n");
+              "KRM_TBLConcreteJob\n{\n    string InstanceID = \"id\";\n}\n");
 }

@@ -9,6 +9,7 @@
 
 #include "tests/support/TemporaryDirectory.h"
 
+using namespace cimple;
 using testing::ContainsRegex;
 
 namespace {
@@ -47,7 +48,23 @@ TEST(Log, IsSilentWithoutADirectory) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
+TEST(Log, CanBeSwitchedOff) {
+    const varnock::test::TemporaryDirectory home;
+    ::setenv("CIMPLE_HOME", home.path().c_str(), 1);
+    _log_enabled_state = false;
+    CIMPLE_ERR(("dropped"));
+    _log_enabled_state = true;
+    EXPECT_EQ(contents(home.file("messages")), "");
+}
+
+TEST(Log, TextsHaveTheLimitOfErrors) {
+    const varnock::test::TemporaryDirectory home;
+    ::setenv("CIMPLE_HOME", home.path().c_str(), 1);
+    CIMPLE_ERR(("%127s", "x"));
+    EXPECT_THAT(contents(home.file("messages")), testing::HasSubstr(std::string(126, ' ') + "x\n"));
+    EXPECT_DEBUG_DEATH(CIMPLE_ERR(("%128s", "x")), "a text of 128 characters");
+}
+
 TEST(Log, LevelsAreOrdered) {
-    using namespace cimple;
     EXPECT_TRUE(LL_FATAL < LL_ERR && LL_ERR < LL_WARN && LL_WARN < LL_INFO && LL_INFO < LL_DBG);
 }

@@ -243,16 +243,23 @@ TEST(IndicationHandler, DeliversAndMakesALastCallAtTheEnd) {
     EXPECT_EQ(collector.lastCalls, 1);
 }
 
+static_assert(std::is_same_v<Enum_Associator_Names_Proc,
+                             bool (*)(const Instance*, Enum_Associator_Names_Status, void*)>);
+static_assert(std::is_same_v<Enum_Associators_Proc,
+                             bool (*)(const Instance*, Enum_Associators_Status, void*)>);
+static_assert(
+    std::is_same_v<Enum_References_Proc, bool (*)(Instance*, Enum_References_Status, void*)>);
+
 TEST(AssociationHandlers, PassTheirStatusType) {
     int calls = 0;
-    const auto count = [](Instance* instance, auto status, void* data) {
+    const auto count = [](auto* instance, auto status, void* data) {
         ++*static_cast<int*>(data);
-        destroy(instance);
+        unref(instance);
         return status == 0;
     };
-    Enum_Associator_Names_Handler<Instance> names(Enum_Associator_Names_Proc(count), &calls);
-    Enum_Associators_Handler<Instance> objects(Enum_Associators_Proc(count), &calls);
-    Enum_References_Handler<Job> references(Enum_References_Proc(count), &calls);
+    Enum_Associator_Names_Handler<Instance> names(count, &calls);
+    Enum_Associators_Handler<Instance> objects(count, &calls);
+    Enum_References_Handler<Job> references(count, &calls);
     EXPECT_TRUE(names.handle(Job::create()));
     EXPECT_TRUE(objects.handle(Job::create()));
     EXPECT_TRUE(references.handle(Job::create()));

@@ -152,7 +152,8 @@ TEST(RefFunctions, AreNullSafe) {
     ref(static_cast<Job*>(nullptr));
     unref(static_cast<Job*>(nullptr));
     ref(static_cast<const Instance*>(nullptr));
-    destroy(nullptr);
+    Instance* none = nullptr;
+    destroy(none);
     Job::destroy(nullptr);
 }
 

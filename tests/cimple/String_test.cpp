@@ -127,6 +127,13 @@ TEST(String, CapacityIsAPowerOfTwoFrom32On) {
     }
 }
 
+TEST(String, AppendingNothingMakesRoomAsAppendingTextDoes) {
+    String s;
+    s.append("");
+    EXPECT_EQ(s.capacity(), 32U);
+    EXPECT_TRUE(s.empty());
+}
+
 TEST(String, ReserveMakesRoomAndKeepsTheText) {
     String s("abc");
     s.reserve(1000);

@@ -32,6 +32,14 @@ template <class T>
 struct HasLess<T, std::void_t<decltype(std::declval<const T&>() < std::declval<const T&>())>>
     : std::true_type {};
 
+template <class T, class = void>
+struct CanDestroy : std::false_type {};
+template <class T>
+struct CanDestroy<T, std::void_t<decltype(destroy(std::declval<T>()))>> : std::true_type {};
+
+static_assert(CanDestroy<Instance*>() && CanDestroy<KRM_TBLConcreteJob*>());
+static_assert(!CanDestroy<std::nullptr_t>() && !CanDestroy<const Instance*>());
+
 static_assert(HasEqual<Datetime>() && !HasNotEqual<Datetime>() && !HasLess<Datetime>());
 static_assert(HasEqual<Array_uint16>() && !HasNotEqual<Array_uint16>() && !HasLess<Array_uint16>());
 static_assert(HasEqual<String>() && HasNotEqual<String>() && !HasLess<String>());
