@@ -58,6 +58,10 @@ function(varnock_import_cimple prefix mof)
     $<BUILD_INTERFACE:${generated}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/varnock/cimple/generated>)
   target_link_libraries(varnock_cimple_classes PUBLIC ${cimple_library})
+  # genclass gives the classes' data default visibility. Each module has data of its own, so those
+  # that link this library keep it to themselves.
+  set(hide_classes -Wl,--exclude-libs,libvarnock_cimple_classes.a)
+  target_link_options(varnock_cimple_classes INTERFACE ${hide_classes})
 
   add_library(varnock_cimple INTERFACE)
   set_target_properties(varnock_cimple PROPERTIES EXPORT_NAME Cimple)
@@ -71,6 +75,6 @@ function(varnock_import_cimple prefix mof)
   cmake_path(GET cimple_library PARENT_PATH folder)
   set_property(GLOBAL PROPERTY VARNOCK_CIMPLE_TARGETS varnock_cimple varnock_cimple_classes)
   set_property(GLOBAL PROPERTY VARNOCK_CIMPLE_PKG_LIBS
-    -lvarnock_cimple_classes -L${folder} -lcimple)
+    ${hide_classes} -lvarnock_cimple_classes -L${folder} -lcimple)
   set_property(GLOBAL PROPERTY VARNOCK_CIMPLE_PKG_CFLAGS -isystem ${cimple_includes})
 endfunction()

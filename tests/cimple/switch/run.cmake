@@ -49,6 +49,16 @@ endif()
 run(${CMAKE_COMMAND} --build ${build} --target switch_consumer)
 run(${build}/bin/switch_consumer)
 
+# The classes' data belongs to the module that has it: two modules must not share or replace it.
+find_program(nm nm REQUIRED)
+run(${nm} -D --defined-only --demangle ${build}/lib/libswitch_provider.so)
+if(NOT output MATCHES "makeJob")
+  fail("The provider library does not export what it is for:\n${output}")
+endif()
+if(output MATCHES " [BDRVu] [^\n]*cimple::")
+  fail("The provider library exports data of its classes:\n${output}")
+endif()
+
 # Configuring again with the same classes rebuilds nothing.
 run(${CMAKE_COMMAND} ${build})
 run(${CMAKE_COMMAND} --build ${build} --target switch_consumer)
