@@ -10,8 +10,8 @@ CIMPLE_NAMESPACE_BEGIN
 class cimom {
   public:
     /// Whether the server may unload the provider when nobody has called it for a while, as it may
-    /// at first. A provider with a subscription forbids it: being unloaded ends its indications, and
-    /// the client is not told.
+    /// at first. A provider with a subscription forbids it: being unloaded ends its indications,
+    /// and the client is not told.
     static void allow_unload(bool flag);
 };
 

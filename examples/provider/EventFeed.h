@@ -8,7 +8,8 @@
 namespace krm {
 
 /// Delivers the agent's events for as long as a subscription stands, through restarts of the agent:
-/// one that is not there is looked for in the background, after 1, 2, 4 and 8 s, then every 10 s. The client is told when the agent cannot be reached and when it can be again.
+/// one that is not there is looked for in the background, after 1, 2, 4 and 8 s, then every 10 s.
+/// The client is told when the agent cannot be reached and when it can be again.
 ///
 /// Thread-safety: for one thread.
 class EventFeed {

@@ -15,8 +15,8 @@ namespace krm {
 /// has failed when the machine is still running a quarter of an hour later. Before that it is
 /// running. A job that has ended is removed as its two writable properties say.
 struct ShutdownJob {
-    std::string system;                           ///< the Name of the computer system
-    cimple::uint64 submitted = 0;                 ///< microseconds since the epoch
+    std::string system;            ///< the Name of the computer system
+    cimple::uint64 submitted = 0;  ///< microseconds since the epoch
     cimple::Property<cimple::boolean> deleteOnCompletion{true, 0};
     cimple::Property<cimple::Datetime> timeBeforeRemoval{cimple::Datetime(), 0};
 

@@ -133,9 +133,8 @@ TEST_F(EventFeed, FollowsTheAgentThroughItsRestarts) {
     start();
     script.add({Script::Absent, Script::Open, Script::Entry, Script::Closed, Script::Absent,
                 Script::Open, Script::Entry, Script::Broken, Script::Open});
-    EXPECT_THAT(delivered.notes(8),
-                ElementsAre("unreachable", "reachable", "entry", "unreachable", "reachable",
-                            "entry", "unreachable", "reachable"));
+    EXPECT_THAT(delivered.notes(8), ElementsAre("unreachable", "reachable", "entry", "unreachable",
+                                                "reachable", "entry", "unreachable", "reachable"));
     // What had come made the first pause short again.
     EXPECT_THAT(script.notes(6), ElementsAre("1000", "close", "1000", "2000", "close", "1000"));
 }

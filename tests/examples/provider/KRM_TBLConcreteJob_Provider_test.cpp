@@ -82,8 +82,9 @@ TEST_F(ConcreteJobProvider, TheJobOfARequestIsReadBackAndEnds) {
     const cimple::Property<cimple::uint16> restart = {10, 0};
     cimple::Property<cimple::uint32> result;
     cimple::CIM_ConcreteJob* given = nullptr;
-    ASSERT_EQ(systems.RequestStateChange(self.ptr(), restart, given, {cimple::Datetime(), 1}, result),
-              cimple::INVOKE_METHOD_OK);
+    ASSERT_EQ(
+        systems.RequestStateChange(self.ptr(), restart, given, {cimple::Datetime(), 1}, result),
+        cimple::INVOKE_METHOD_OK);
     const Job job(given);
     const Job read = get(job);
     ASSERT_TRUE(read);
