@@ -1,5 +1,5 @@
-# Installation: headers under include/varnock, the shared libraries, the CMake package VarnockCIM
-# and the pkg-config file varnock-cim-provider.
+# Installation: headers under include/varnock, the shared libraries, the CMake package VarnockCIM,
+# the pkg-config file varnock-cim-provider, manual pages, documents and examples.
 include(CMakePackageConfigHelpers)
 
 get_property(headers GLOBAL PROPERTY VARNOCK_PUBLIC_HEADERS)
@@ -38,6 +38,10 @@ install(FILES
 
 list(JOIN VARNOCK_CIMPLE_PKG_LIBS " " VARNOCK_CIMPLE_PKG_LIBS)
 list(JOIN VARNOCK_CIMPLE_PKG_CFLAGS " " VARNOCK_CIMPLE_PKG_CFLAGS)
+# The file tells the prefix from where it lies, so that the prefix can be moved.
+file(RELATIVE_PATH VARNOCK_PKG_PREFIX
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" VARNOCK_PKG_PREFIX "${VARNOCK_PKG_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/varnock-cim-provider.pc.in
   ${PROJECT_BINARY_DIR}/varnock-cim-provider.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/varnock-cim-provider.pc
@@ -46,3 +50,16 @@ install(FILES ${PROJECT_BINARY_DIR}/varnock-cim-provider.pc
 
 file(GLOB man_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/man/*.1)
 install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+
+# As in the tree, so that the links among them hold.
+set(documents ${CMAKE_INSTALL_DATAROOTDIR}/doc/varnock-cim-provider)
+file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE
+  DESTINATION ${documents} COMPONENT documents)
+install(FILES ${pages} DESTINATION ${documents}/docs COMPONENT documents)
+install(FILES examples/first_call.cpp examples/standalone/CMakeLists.txt
+  DESTINATION ${documents}/examples COMPONENT documents)
+install(DIRECTORY examples/provider
+  DESTINATION ${documents}/examples COMPONENT documents
+  PATTERN CMakeLists.txt EXCLUDE
+  PATTERN subset EXCLUDE)

@@ -59,6 +59,11 @@ if(output MATCHES " [BDRVu] [^\n]*cimple::")
   fail("The provider library exports data of its classes:\n${output}")
 endif()
 
+# Installed, it finds the framework where that is, and its own library beside itself.
+run(${CMAKE_COMMAND} --install ${build} --component switch --prefix ${work}/installed)
+file(RENAME ${work}/installed ${work}/moved)
+run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${work}/moved/bin/switch_consumer)
+
 # Configuring again with the same classes rebuilds nothing.
 run(${CMAKE_COMMAND} ${build})
 run(${CMAKE_COMMAND} --build ${build} --target switch_consumer)

@@ -1,0 +1,25 @@
+# Every installation lists under its prefix what it put there, for whoever takes it away again
+# (./dev uninstall). An installation of single components does not.
+set(VARNOCK_MANIFEST ${CMAKE_INSTALL_DATAROOTDIR}/varnock-cim-provider/installed)
+
+# Before the first rule that installs anything.
+function(varnock_begin_manifest)
+  if(NOT PROJECT_IS_TOP_LEVEL)
+    return()
+  endif()
+  # Folders that other projects install to as well, and the prefix itself.
+  set(shared
+    . ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_INCLUDEDIR}
+    ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/cmake ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    ${CMAKE_INSTALL_DATAROOTDIR} ${CMAKE_INSTALL_DATAROOTDIR}/doc
+    ${CMAKE_INSTALL_MANDIR} ${CMAKE_INSTALL_MANDIR}/man1)
+  install(CODE "set(varnock_manifest ${VARNOCK_MANIFEST})\nset(varnock_shared ${shared})")
+  install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/manifest/begin.cmake)
+endfunction()
+
+# After the last one.
+function(varnock_end_manifest)
+  if(PROJECT_IS_TOP_LEVEL)
+    install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/manifest/end.cmake)
+  endif()
+endfunction()
