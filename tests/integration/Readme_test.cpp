@@ -1,0 +1,65 @@
+// What the README tells a reader to type, typed in its order in a fresh clone. Not repeated is what
+// DevTree stands in for: the builds of ./dev demo, test and install, and the tests themselves.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/integration/DevTree.h"
+#include "tests/integration/LibraryFiles.h"
+#include "tests/support/Sanitizers.h"
+
+namespace varnock::test {
+namespace {
+
+using testing::HasSubstr;
+
+/// The blocks of a page for a shell.
+std::string commandsOf(const std::string& page) {
+    std::string commands;
+    bool isCommand = false;
+    for (const std::string& line : linesOf(readFile(page))) {
+        if (line.rfind("```", 0) == 0) {
+            isCommand = line == "```sh";
+        } else if (isCommand) {
+            commands += line + "\n";
+        }
+    }
+    return commands;
+}
+
+TEST(Readme, EveryCommandWorksWhenTypedInOrder) {
+    if (kSanitized) GTEST_SKIP() << "the reader's own build has no sanitizer, but the library does";
+    const DevTree tree;
+    // ./dev installs ninja and no make.
+    tree.stub("make", tree.record + "; exit 1");
+    // Runs in each shell, also in one that the reader starts from another: it ends with the first
+    // command that fails, and what goes on until Ctrl-C ends by itself.
+    writeFile(tree.file("shell"),
+              "set -eE\n"
+              "trap 'echo \"README: failed: $BASH_COMMAND\" >&2' ERR\n"
+              "varnockctl() {\n"
+              "  case \" $* \" in\n"
+              "    ' watch ' | *' --follow '*) command varnockctl --timeout 0.2 \"$@\" ;;\n"
+              "    *) command varnockctl \"$@\" ;;\n"
+              "  esac\n"
+              "}\n");
+    const std::string commands = commandsOf(SOURCE_TREE "/README.md");
+    writeFile(tree.file("typed"), commands + "echo README: the end\n");
+    // Through a pipe, as a terminal: each shell takes its lines and leaves the others.
+    const ProcessResult result =
+        tree.run("cat ../typed | bash", {{"BASH_ENV", tree.file("shell")}});
+
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("README: the end\n"));
+    // These were typed, and none is so by chance.
+    for (const char* command :
+         {"./dev demo", "./dev test", "varnockctl watch", "varnockctl trace", "./dev install"}) {
+        EXPECT_THAT(commands, HasSubstr(command));
+    }
+    EXPECT_THAT(result.out, HasSubstr("dev demo: done"));
+    EXPECT_THAT(result.out, HasSubstr("Kolm::getNumberCPUs(0)"));
+    EXPECT_THAT(result.out, HasSubstr("dev install: installed to " + tree.file("home/.local")));
+    EXPECT_THAT(tree.calls(), HasSubstr("\nctest "));
+}
+
+}  // namespace
+}  // namespace varnock::test
