@@ -51,6 +51,7 @@ void describe(const fs::path& home, const std::string& sockets) {
     setenv("QX_LOG_RINGBUF_DIR", (home / "trace").c_str(), 0);
     setenv("QX_LOG_RINGBUF_WEIGHT", "1", 0);
     setenv("QX_LOG_NOHDR_TOSDTERR", "1", 0);
+    setenv("QX_LOG_RINGBUF_PER_PROCESS", "1", 0);
 }
 
 std::vector<char*> pointers(const std::vector<std::string>& words) {

@@ -32,6 +32,12 @@ namespace {
 constexpr std::size_t kHexBytesShown = 256;
 constexpr std::size_t kHexBytesPerLine = 16;
 constexpr std::int64_t kFreeForInitialisation = 1'048'577;
+constexpr char kFirstLetter = 'a';
+constexpr char kLastLetter = 'z';
+constexpr const char* kProcessLine = "Process PID                : %d\n";
+constexpr const char* kInitialisationFailed =
+    "Error during initialization of the CDebug instance.\n";
+constexpr const char* kInitialisationReason = "Error message: \"%s\"\n";
 
 unsigned int load(const unsigned int& field) {
     return __atomic_load_n(&field, __ATOMIC_RELAXED);
@@ -76,12 +82,10 @@ CDebug::CDebug(const char* name) {
 }
 
 void CDebug::reportFailure() {
-    static constexpr const char* kFailed = "Error during initialization of the CDebug instance.\n";
-    static constexpr const char* kReason = "Error message: \"%s\"\n";
-    PrintToConsole(kFailed);
-    PrintToConsole(kReason, errorText_);
-    syslog(LOG_ERR, "%s", kFailed);
-    syslog(LOG_ERR, kReason, errorText_);
+    PrintToConsole(kInitialisationFailed);
+    PrintToConsole(kInitialisationReason, errorText_);
+    syslog(LOG_ERR, "%s", kInitialisationFailed);
+    syslog(LOG_ERR, kInitialisationReason, errorText_);
 }
 
 CDebug::~CDebug() {
@@ -137,12 +141,16 @@ bool CDebug::readSettings(const char* name) {
 }
 
 void CDebug::identify(const char* name) {
+    identifyProcess();
+    varnock::recordEnvironment();
+    copyText(applicationName_, sizeof applicationName_, name);
+}
+
+void CDebug::identifyProcess() {
     processId_ = getpid();
     snprintf(descriptorListCommand_, sizeof descriptorListCommand_, "ls -l /proc/%d/fd",
              processId_);
     varnock::formatLocalTime(varnock::Clock::instance().wallSecond(), startTime_);
-    varnock::recordEnvironment();
-    copyText(applicationName_, sizeof applicationName_, name);
 }
 
 void CDebug::applySettings() {
@@ -169,9 +177,11 @@ int CDebug::start(bool hasSettings) {
     bool success = true;
     if (!hasSettings || ringBufferSize_ < 1) {
         fallBackToConsole();
+    } else if (settings_.perProcess != 0) {
+        success = openOwnRingBuffer();
     } else {
-        char path[2 * kPathSize + 16];  // room for both texts: a path too long must not be cut
-        snprintf(path, sizeof path, "%s/log.%s_a", settings_.directory, applicationName_);
+        char path[2 * kPathSize + 16];
+        buildPath(kFirstLetter, path);
         success = InitRingBuffer(path, static_cast<long>(ringBufferSize_)) != 0;
     }
     if (settings_.noHeaderToStderr == 0) {
@@ -185,18 +195,62 @@ int CDebug::start(bool hasSettings) {
     return 1;
 }
 
+// The array has room for both texts: a path too long must not be cut.
+void CDebug::buildPath(char letter, char (&path)[2 * kPathSize + 16]) const {
+    snprintf(path, sizeof path, "%s/log.%s_%c", settings_.directory, applicationName_, letter);
+}
+
+/// Takes the first letter whose file no live process uses. Where there is none it shares the last
+/// one that can be used.
+bool CDebug::openOwnRingBuffer() {
+    char path[2 * kPathSize + 16];
+    const auto size = static_cast<long>(settings_.ringBufferSize);
+    bool isOpen = false;
+    char lastInUse = '\0';
+    for (char letter = kFirstLetter; letter <= kLastLetter && !isOpen; ++letter) {
+        bool isInUse = false;
+        buildPath(letter, path);
+        isOpen = openRingBuffer(path, size, &isInUse);
+        lastInUse = isInUse ? letter : lastInUse;
+    }
+    if (!isOpen && lastInUse != '\0') {
+        buildPath(lastInUse, path);
+        isOpen = openRingBuffer(path, size, nullptr);
+    }
+    if (!isOpen) {
+        return false;
+    }
+    // Letters that could not be used are no failure.
+    errorSeverity_ = 0;
+    errorText_[0] = '\0';
+    ringBuffer_->leaveWhenForked();
+    if (ringBuffer_->resumes()) {
+        // Until the next round the file has no other line that says whose entries follow.
+        PrintIt(kRingBuffer, kProcessLine, processId_);
+    }
+    return true;
+}
+
 int CDebug::InitRingBuffer(const char* path, long size) {
     CriticalSectionGuard lock(traceLock());
+    return openRingBuffer(path != nullptr ? path : "", size, nullptr) ? 1 : 0;
+}
+
+/// With `isInUse`, only a file that nobody else uses.
+bool CDebug::openRingBuffer(const char* path, long size, bool* isInUse) {
     char filler[kHeaderRoom];
     SetEntryHeader(filler, sizeof filler);
-    auto opened = RingBufferFile::open(path != nullptr ? path : "", size, startTime_, filler,
-                                       errorText_, sizeof errorText_);
+    auto opened =
+        isInUse == nullptr
+            ? RingBufferFile::open(path, size, startTime_, filler, errorText_, sizeof errorText_)
+            : RingBufferFile::openAlone(path, size, startTime_, filler, *isInUse, errorText_,
+                                        sizeof errorText_);
     if (opened != nullptr || ringBuffer_ == nullptr) {
-        copyText(ringBufferPath_, sizeof ringBufferPath_, path != nullptr ? path : "");
+        copyText(ringBufferPath_, sizeof ringBufferPath_, path);
     }
     if (opened == nullptr) {
         errorSeverity_ = 4;
-        return 0;
+        return false;
     }
     delete std::exchange(ringBuffer_, opened.release());
     ringBufferSize_ = ringBuffer_->size();
@@ -206,7 +260,25 @@ int CDebug::InitRingBuffer(const char* path, long size) {
         ringBuffer_->skipGap();
     }
     PrintIt(kRingBuffer, "### Start of work cycle. (%08d) ###\n", ringBuffer_->opens());
-    return 1;
+    return true;
+}
+
+bool CDebug::hasRingBuffer() {
+    return ringBuffer_ != nullptr && (!ringBuffer_->isLeft() || startInForkedChild());
+}
+
+bool CDebug::startInForkedChild() {
+    identifyProcess();
+    applicationInitDone_ = 0;
+    if (openOwnRingBuffer()) {
+        return true;
+    }
+    delete std::exchange(ringBuffer_, nullptr);
+    fallBackToConsole();
+    // Without the system log, whose lock another thread of the parent may have held at the fork.
+    PrintToConsole(kInitialisationFailed);
+    PrintToConsole(kInitialisationReason, errorText_);
+    return false;
 }
 
 void CDebug::PrintToConsole(const char* format, ...) {
@@ -273,7 +345,7 @@ void CDebug::TraceToRingBuffer(const char* format, va_list arguments) {
     }
     ErrnoKeeper keepErrno;
     CriticalSectionGuard lock(traceLock());
-    if (ringBuffer_ == nullptr) {
+    if (!hasRingBuffer()) {
         return;
     }
     if (const size_t length = buildEntry(format, arguments); length != 0) {
@@ -382,7 +454,7 @@ void CDebug::printCommandLine(unsigned int target) {
 
 void CDebug::SetApplInitDone() {
     CriticalSectionGuard lock(traceLock());
-    if (load(traceTarget_) != kRingBuffer || ringBuffer_ == nullptr || ringBuffer_->wraps() != 0 ||
+    if (load(traceTarget_) != kRingBuffer || !hasRingBuffer() || ringBuffer_->wraps() != 0 ||
         ringBuffer_->freeBytes() < kFreeForInitialisation) {
         return;
     }
@@ -436,7 +508,7 @@ void CDebug::printSettings(unsigned int target) {
     PrintIt(target, "RingBufferDirectory        : %s\n", stored_.directory);
     PrintIt(target, "No Header to stderr        : %d\n", stored_.noHeaderToStderr);
     PrintIt(target, "Internal Debug values      :\n");
-    PrintIt(target, "Process PID                : %d\n", processId_);
+    PrintIt(target, kProcessLine, processId_);
     PrintIt(target, "Trace Target               : %d\n", load(traceTarget_));
     PrintIt(target, "Trace Level                : %d\n", load(traceLevel_));
     PrintIt(target, "Trace Level Saved          : %d\n", savedTraceLevel_);

@@ -19,6 +19,7 @@ struct StoredTraceSettings {
     int weight;            ///< RingBufferSizeWeight
     int noHeaderToStderr;  ///< NoHeaderToStderr
     char directory[260];   ///< RingBufferDirectory
+    int perProcess = 0;    ///< RingBufferPerProcess
 };
 
 /// The settings in force once the environment, the registry and the defaults have been asked.
@@ -29,6 +30,7 @@ struct TraceSettings {
     unsigned int noHeaderToStderr;  ///< 0: the start-up header goes to standard error
     std::int64_t ringBufferSize;    ///< bytes; below 1: no file
     char directory[260];            ///< of the ring-buffer file
+    unsigned int perProcess;        ///< not 0: each live process has a file of its own
 };
 
 namespace test {
@@ -45,6 +47,7 @@ extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_DIR;
 extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_FACTOR;
 extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_WEIGHT;
 extern VARNOCK_EXPORT const char* REGVAL_NO_HDR_TO_STDERR;
+extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_PER_PROCESS;
 
 /// The trace facility: writes each entry to a ring-buffer file that is mapped into memory, or to
 /// standard error. The library and its users write through the one object `Debug`, which sets
@@ -66,6 +69,10 @@ extern VARNOCK_EXPORT const char* REGVAL_NO_HDR_TO_STDERR;
 /// all, and callers' locks are taken before it, never after. Never call it from a signal handler.
 /// Writing to standard error is a cancellation point and may block; writing to the ring buffer
 /// makes no system call.
+///
+/// Processes share one file and write over each other's entries, unless QX_LOG_RINGBUF_PER_PROCESS
+/// or the registry gives each live process a file of its own. A forked child then takes one at its
+/// first entry.
 ///
 /// Two things that a host must know:
 /// - Console entries go to file descriptor 2, whatever is open there. A host that closes it and
@@ -169,8 +176,14 @@ class VARNOCK_EXPORT CDebug {
 
     bool readSettings(const char* name);
     void identify(const char* name);
+    void identifyProcess();
     void applySettings();
     int start(bool hasSettings);
+    void buildPath(char letter, char (&path)[2 * kPathSize + 16]) const;
+    bool openRingBuffer(const char* path, long size, bool* isInUse);
+    bool openOwnRingBuffer();
+    bool hasRingBuffer();
+    bool startInForkedChild();
     void reportInternalError(int number);
     void reportFailure();
     void fallBackToConsole();

@@ -15,6 +15,7 @@ constinit const char* REGVAL_RINGBUF_DIR = "RingBufferDirectory";
 constinit const char* REGVAL_RINGBUF_FACTOR = "RingBufferSizeFactor";
 constinit const char* REGVAL_RINGBUF_WEIGHT = "RingBufferSizeWeight";
 constinit const char* REGVAL_NO_HDR_TO_STDERR = "NoHeaderToStderr";
+constinit const char* REGVAL_RINGBUF_PER_PROCESS = "RingBufferPerProcess";
 
 constinit CDebug::TokVal CDebug::m_TokValTabEnv[43] = {
     {"LD_LIBRARY_PATH", nullptr},
@@ -132,6 +133,7 @@ void readFrom(CRegistry& registry, StoredTraceSettings& settings) {
     settings.factor = storedNumber(registry, REGVAL_RINGBUF_FACTOR);
     settings.weight = storedNumber(registry, REGVAL_RINGBUF_WEIGHT);
     settings.noHeaderToStderr = storedNumber(registry, REGVAL_NO_HDR_TO_STDERR);
+    settings.perProcess = storedNumber(registry, REGVAL_RINGBUF_PER_PROCESS);
 }
 
 enum class Found { nothing, registry, key };
@@ -204,6 +206,8 @@ TraceSettings resolveSettings(const StoredTraceSettings& stored) {
     settings.weight = configuredNumber(kWeightVariable, fromRegistry(stored.weight), 10);
     settings.noHeaderToStderr =
         configuredNumber("QX_LOG_NOHDR_TOSDTERR", fromRegistry(stored.noHeaderToStderr), 0);
+    settings.perProcess =
+        configuredNumber("QX_LOG_RINGBUF_PER_PROCESS", fromRegistry(stored.perProcess), 0);
 
     if (const char* own = getenv(ownWeightName())) {
         settings.weight = static_cast<unsigned int>(atol(own));

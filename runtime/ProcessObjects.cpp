@@ -10,6 +10,7 @@
 #include "runtime/InitPriority.h"
 #include "runtime/Registry.h"
 #include "runtime/RegistryTree.h"
+#include "runtime/RingBufferFile.h"
 #include "runtime/Synchronisation.h"
 #include "runtime/ThreadMonitor.h"
 #include "runtime/TraceLock.h"
@@ -51,6 +52,7 @@ void leaveLocks() VARNOCK_NOT_ANALYSED {
 }
 
 void leaveLocksInChild() {
+    varnock::RingBufferFile::leaveToParent();
     varnock::entryHeader().forgetHost();
     leaveLocks();
 }

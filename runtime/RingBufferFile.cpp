@@ -12,10 +12,12 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <limits>
 #include <new>
 
 #include "runtime/Cancellation.h"
+#include "runtime/Clock.h"
 #include "runtime/FileStream.h"
 
 namespace varnock {
@@ -32,6 +34,10 @@ constexpr std::size_t kLongestPath = 259;
 constexpr std::int64_t kLargestSize = std::numeric_limits<std::int32_t>::max();
 /// A file that cannot grow to its configured size is still used from this length on.
 constexpr std::int64_t kSmallestOldFile = 64 * 1024;
+
+/// How long somebody who makes the file is waited for.
+constexpr int kMakingTries = 2000;
+constexpr std::chrono::milliseconds kMakingPause{1};
 
 constexpr std::size_t kLineLength = 80;
 constexpr std::size_t kFieldsLength = 8 * kLineLength;
@@ -136,11 +142,24 @@ bool allocate(int file, std::int64_t begin, std::int64_t end) {
     return error == 0;
 }
 
+/// Sets or changes the lock of an open file on the whole of it, without waiting.
+bool setLock(int file, short type) {
+    struct flock whole {};
+    whole.l_type = type;
+    whole.l_whence = SEEK_SET;
+    return fcntl(file, F_OFD_SETLK, &whole) == 0;
+}
+
+bool isHeldByOthers(int error) {
+    return error == EAGAIN || error == EACCES;
+}
+
 /// Everything between the name of a trace file and a file that is ready to be mapped.
 class Opening {
   public:
-    Opening(const char* path, std::int64_t size, const char* startTime, std::string_view filler)
-        : path_(path), size_(size), startTime_(startTime), filler_(filler) {}
+    Opening(const char* path, std::int64_t size, const char* startTime, std::string_view filler,
+            bool isAlone)
+        : path_(path), size_(size), startTime_(startTime), filler_(filler), isAlone_(isAlone) {}
     ~Opening() {
         if (file_) {
             undo();
@@ -162,6 +181,8 @@ class Opening {
     int descriptor() const { return file_.get(); }
     FileDescriptor release() { return std::move(file_); }
     bool isNew() const { return isNew_; }
+    /// Somebody else uses the file that was wanted alone.
+    bool isInUse() const { return isInUse_; }
     /// The size in use, which is the file's own when it could not be extended.
     std::int64_t usedSize() const { return usedSize_; }
 
@@ -169,6 +190,10 @@ class Opening {
     void undo();
     bool acceptsArguments();
     bool openFile();
+    bool openOnce();
+    bool lock();
+    bool lockAlone();
+    void lockWithOthers();
     bool create();
     bool reuse();
     bool extend();
@@ -182,6 +207,8 @@ class Opening {
     std::int64_t size_;
     const char* startTime_;
     std::string_view filler_;
+    bool isAlone_;
+    bool isInUse_ = false;
     FileDescriptor file_;
     std::int64_t usedSize_ = size_;
     std::int64_t length_ = 0;
@@ -223,7 +250,29 @@ bool Opening::acceptsArguments() {
     return strlen(path_) <= kLongestPath || fail(kOpeningFailed, ENAMETOOLONG);
 }
 
+/// A file whose maker has failed is gone again by the time that its lock is free.
 bool Opening::openFile() {
+    constexpr int kTries = 10;
+    struct stat status {};
+    for (int tries = 1; status.st_nlink == 0; ++tries) {
+        if (!openOnce() || !lock()) {
+            return false;
+        }
+        if (fstat(file_.get(), &status) != 0) {
+            return fail(kOpeningFailed, errno);
+        }
+        if (status.st_nlink == 0 && tries == kTries) {
+            return fail(kOpeningFailed, ENOENT);
+        }
+    }
+    length_ = status.st_size;
+    hasHoles_ = std::int64_t{status.st_blocks} * 512 < std::min(length_, size_);
+    isShort_ = length_ < RingBufferFile::kRecordSize;
+    isNew_ = isShort_ || isUnfinished();
+    return true;
+}
+
+bool Opening::openOnce() {
     constexpr int kFlags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY | O_NONBLOCK;
     constexpr mode_t kMode = S_IFREG | S_IRWXU;
     file_ = awayFromStandardStreams(::open(path_, kFlags | O_EXCL, kMode));
@@ -238,11 +287,38 @@ bool Opening::openFile() {
     if (!S_ISREG(status.st_mode)) {
         return fail(kOpeningFailed, EINVAL);
     }
-    length_ = status.st_size;
-    hasHoles_ = std::int64_t{status.st_blocks} * 512 < std::min(length_, size_);
-    isShort_ = length_ < RingBufferFile::kRecordSize;
-    isNew_ = isShort_ || isUnfinished();
     return true;
+}
+
+bool Opening::lock() {
+    if (isAlone_) {
+        return lockAlone();
+    }
+    lockWithOthers();
+    return true;
+}
+
+bool Opening::lockAlone() {
+    if (setLock(file_.get(), F_WRLCK)) {
+        return true;
+    }
+    const int error = errno;
+    isInUse_ = isHeldByOthers(error);
+    created_ = false;  // it belongs to whoever was faster
+    return fail(kOpeningFailed, error);
+}
+
+/// Alone if possible, for the file may have to be made. While another process makes it, waits, but
+/// not for ever: one that is stopped must not keep others from starting. They share the file then
+/// without a lock, as they do where there are none.
+void Opening::lockWithOthers() {
+    for (int tries = 1; tries <= kMakingTries; ++tries) {
+        if (setLock(file_.get(), F_WRLCK) || !isHeldByOthers(errno) ||
+            setLock(file_.get(), F_RDLCK)) {
+            return;
+        }
+        Clock::instance().sleepFor(kMakingPause);
+    }
 }
 
 bool Opening::create() {
@@ -349,28 +425,76 @@ bool Opening::extend() {
 
 }  // namespace
 
+constinit RingBufferFile* RingBufferFile::leftWhenForked_ = nullptr;
+
 std::unique_ptr<RingBufferFile> RingBufferFile::open(const char* path, std::int64_t size,
                                                      const char* startTime, std::string_view filler,
                                                      char* failure, std::size_t failureSize) {
+    return openAs(path, size, startTime, filler, nullptr, failure, failureSize);
+}
+
+std::unique_ptr<RingBufferFile> RingBufferFile::openAlone(const char* path, std::int64_t size,
+                                                          const char* startTime,
+                                                          std::string_view filler, bool& isInUse,
+                                                          char* failure, std::size_t failureSize) {
+    return openAs(path, size, startTime, filler, &isInUse, failure, failureSize);
+}
+
+std::unique_ptr<RingBufferFile> RingBufferFile::openAs(const char* path, std::int64_t size,
+                                                       const char* startTime,
+                                                       std::string_view filler, bool* isInUse,
+                                                       char* failure, std::size_t failureSize) {
     CancellationGuard wholeOpening;
-    Opening opening(path, size, startTime, filler);
+    Opening opening(path, size, startTime, filler, isInUse != nullptr);
     std::unique_ptr<RingBufferFile> file(new (std::nothrow) RingBufferFile);
     const bool mapped =
         file == nullptr ? opening.fail(kMappingFailed, ENOMEM)
                         : opening.run() && (file->map(opening.descriptor(), opening.usedSize()) ||
                                             opening.fail(kMappingFailed, errno));
+    if (isInUse != nullptr) {
+        *isInUse = opening.isInUse();
+    }
     if (!mapped) {
         opening.describeFailure(failure, failureSize);
         return nullptr;
     }
     file->takeOver(opening.isNew(), startTime);
     file->file_ = opening.release();
+    // From alone to together with those who wait: the file is ready.
+    setLock(file->file_.get(), F_RDLCK);
     return file;
 }
 
 RingBufferFile::~RingBufferFile() {
+    for (RingBufferFile** link = &leftWhenForked_; *link != nullptr; link = &(*link)->nextLeft_) {
+        if (*link == this) {
+            *link = nextLeft_;
+            break;
+        }
+    }
     if (mapping_ != nullptr) {
         munmap(mapping_, mappedLength_);
+    }
+}
+
+void RingBufferFile::leaveWhenForked() {
+    nextLeft_ = std::exchange(leftWhenForked_, this);
+}
+
+void RingBufferFile::leaveToParent() {
+    while (leftWhenForked_ != nullptr) {
+        std::exchange(leftWhenForked_, leftWhenForked_->nextLeft_)->leave();
+    }
+}
+
+void RingBufferFile::leave() {
+    munmap(std::exchange(mapping_, nullptr), mappedLength_);
+    // The host may have closed the descriptor and have something else under its number by now.
+    struct stat status {};
+    if (fstat(file_.get(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_) {
+        file_.reset();
+    } else {
+        file_.release();
     }
 }
 
@@ -381,6 +505,10 @@ bool RingBufferFile::map(int descriptor, std::int64_t size) {
     if (address == MAP_FAILED) {
         return false;
     }
+    struct stat status {};
+    fstat(descriptor, &status);
+    device_ = status.st_dev;
+    inode_ = status.st_ino;
     mapping_ = static_cast<char*>(address);
     mappedLength_ = length;
     size_ = size;

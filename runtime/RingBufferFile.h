@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -17,8 +19,15 @@ namespace varnock {
 /// write position. Every change is a plain store into the mapping. Another process may truncate the
 /// file under us, which nobody can prevent without a system call per entry.
 ///
-/// Thread-safety: callers hold the trace lock. Two processes on one file are not coordinated; each
-/// keeps a write position of its own.
+/// Whoever has the file mapped holds a read lock on it, and whoever makes it or takes it over alone
+/// holds a write lock meanwhile. These are locks of the open file (F_OFD_SETLK), which the mapping
+/// keeps open: unlike a record lock of the process they are not lost when the host closes another
+/// descriptor of the file, or all descriptors that it does not know, and they keep apart two copies
+/// of the library in one process. Like the mapping itself, a forked child shares them until it has
+/// unmapped the file, see leaveToParent().
+///
+/// Thread-safety: callers hold the trace lock. Two processes that share a file are not coordinated;
+/// each keeps a write position of its own.
 class RingBufferFile {
   public:
     /// Where entries begin: the length of the header, of a filler record, and the alignment of the
@@ -33,9 +42,23 @@ class RingBufferFile {
     static std::unique_ptr<RingBufferFile> open(const char* path, std::int64_t size,
                                                 const char* startTime, std::string_view filler,
                                                 char* failure, std::size_t failureSize);
+    /// The same for a file that nobody else uses. Returns null with `isInUse` set when somebody
+    /// does, at once and without a change to the file.
+    static std::unique_ptr<RingBufferFile> openAlone(const char* path, std::int64_t size,
+                                                     const char* startTime, std::string_view filler,
+                                                     bool& isInUse, char* failure,
+                                                     std::size_t failureSize);
     ~RingBufferFile();
     RingBufferFile(const RingBufferFile&) = delete;
     RingBufferFile& operator=(const RingBufferFile&) = delete;
+
+    /// From now on a forked child does not share the file. Once at most.
+    void leaveWhenForked();
+    /// In a forked child: unmaps and closes the files that it does not share, so that they are free
+    /// as soon as the parent ends. Calls nothing that another thread of the parent may have locked.
+    static void leaveToParent();
+    /// True when leaveToParent() has done so. Nothing can be appended then.
+    bool isLeft() const { return mapping_ == nullptr; }
 
     /// True when writing goes on where the file's last user stopped; false when the file is new or
     /// its position means nothing, and entries begin right behind the header.
@@ -43,7 +66,7 @@ class RingBufferFile {
 
     /// True when an entry of this length ends before the end of the file.
     bool fits(std::size_t length) const { return position_ + toSigned(length) <= size_; }
-    /// Appends one entry. REQUIRES: fits(length).
+    /// Appends one entry. REQUIRES: fits(length), and not isLeft().
     void append(const char* entry, std::size_t length);
     /// Moves the position to a record boundary more than 1024 and at most 2048 bytes further on.
     void skipGap() { position_ = (position_ + 2 * kRecordSize) / kRecordSize * kRecordSize; }
@@ -75,14 +98,24 @@ class RingBufferFile {
   private:
     RingBufferFile() = default;
 
+    static std::unique_ptr<RingBufferFile> openAs(const char* path, std::int64_t size,
+                                                  const char* startTime, std::string_view filler,
+                                                  bool* isInUse, char* failure,
+                                                  std::size_t failureSize);
     static std::int64_t toSigned(std::size_t length) { return static_cast<std::int64_t>(length); }
     bool map(int descriptor, std::int64_t size);
     void takeOver(bool isNew, const char* startTime);
     void beginWrap();
     void ruleOffRound();
     void endWrap();
+    void leave();
+
+    static RingBufferFile* leftWhenForked_;  ///< the first of them
 
     FileDescriptor file_;
+    RingBufferFile* nextLeft_ = nullptr;
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
     char* mapping_ = nullptr;
     std::size_t mappedLength_ = 0;
     std::int64_t size_ = 0;

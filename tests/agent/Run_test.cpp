@@ -83,21 +83,25 @@ TEST_F(RunTest, ShowsTheCommandItsSocketsAndARegistry) {
 
 TEST_F(RunTest, SetsTheTraceApartUnlessTheUserHas) {
     for (const char* name : {"QX_SYSTEM_DIR", "QX_LOG_RINGBUF_DIR", "QX_LOG_RINGBUF_WEIGHT",
-                             "QX_LOG_NOHDR_TOSDTERR"}) {
+                             "QX_LOG_NOHDR_TOSDTERR", "QX_LOG_RINGBUF_PER_PROCESS"}) {
         unsetenv(name);
     }
     const auto process = shell(
-        "echo $QX_LOG_RINGBUF_WEIGHT $QX_LOG_NOHDR_TOSDTERR; test -d $QX_LOG_RINGBUF_DIR && "
+        "echo $QX_LOG_RINGBUF_WEIGHT $QX_LOG_NOHDR_TOSDTERR $QX_LOG_RINGBUF_PER_PROCESS; test -d "
+        "$QX_LOG_RINGBUF_DIR && "
         "test $QX_LOG_RINGBUF_DIR = $QX_RAGD_SOCKET_DIR/trace");
     EXPECT_EQ(process.status, 0);
-    EXPECT_EQ(process.out, "1 1\n");
+    EXPECT_EQ(process.out, "1 1 1\n");
 
-    const auto own = shell("echo $QX_SYSTEM_DIR $QX_LOG_RINGBUF_WEIGHT $QX_LOG_RINGBUF_DIR",
-                           {{"QX_SYSTEM_DIR", "/own/system"},
-                            {"QX_LOG_RINGBUF_WEIGHT", "3"},
-                            {"QX_LOG_RINGBUF_DIR", directory_.path()}});
+    const auto own = shell(
+        "echo $QX_SYSTEM_DIR $QX_LOG_RINGBUF_WEIGHT "
+        "$QX_LOG_RINGBUF_PER_PROCESS $QX_LOG_RINGBUF_DIR",
+        {{"QX_SYSTEM_DIR", "/own/system"},
+         {"QX_LOG_RINGBUF_PER_PROCESS", "0"},
+         {"QX_LOG_RINGBUF_WEIGHT", "3"},
+         {"QX_LOG_RINGBUF_DIR", directory_.path()}});
     EXPECT_EQ(own.status, 0);
-    EXPECT_EQ(own.out, "/own/system 3 " + directory_.path().string() + "\n");
+    EXPECT_EQ(own.out, "/own/system 3 0 " + directory_.path().string() + "\n");
 }
 
 TEST_F(RunTest, PutsTheSocketsWhereTheUserWantsThem) {

@@ -69,7 +69,8 @@ class DebugRingBuffer : public testing::Test {
         tzset();
         setenv("QX_LOG_RINGBUF_DIR", directory_.path().c_str(), 1);
         for (const char* name : {"QX_LOG_DEBUG_LEVEL", "TraceFileLimit", "QX_LOG_RINGBUF_WEIGHT",
-                                 "QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", "QX_LOG_NOHDR_TOSDTERR"}) {
+                                 "QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", "QX_LOG_NOHDR_TOSDTERR",
+                                 "QX_LOG_RINGBUF_PER_PROCESS"}) {
             unsetenv(name);
         }
     }
@@ -765,6 +766,207 @@ TEST_F(DebugRingBuffer, LetsAForkedChildWriteOn) {
     EXPECT_THAT(file().messages(position, file().position()), ElementsAre("parent"));
 }
 
+// --- A file for each process
+
+class DebugOwnFile : public DebugRingBuffer {
+  protected:
+    static constexpr StoredTraceSettings kOwn = {255, 1, 1, 1, "", 1};
+
+    std::string pathOf(char letter) const {
+        return directory_.file(std::string("log.CIM_Provider_") + letter);
+    }
+    bool exists(char letter) const { return std::filesystem::exists(pathOf(letter)); }
+    static std::string processLine(pid_t process) {
+        return "Process PID                : " + std::to_string(process);
+    }
+
+    /// Runs `part` in a forked child and returns its process id.
+    template <typename Part>
+    static pid_t inForkedChild(Part part) {
+        const pid_t child = fork();
+        if (child == 0) {
+            part();
+            _exit(0);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+        return child;
+    }
+};
+
+TEST_F(DebugOwnFile, HasTheFirstLetterThatNobodyUses) {
+    QuietDebug first;
+    QuietDebug second;
+    EXPECT_EQ(init(first, kOwn), 1);
+    EXPECT_EQ(init(second, kOwn), 1);
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*first), pathOf('a'));
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*second), pathOf('b'));
+    EXPECT_EQ(DebugTestAccess::errorSeverity(*second), 0U);
+    EXPECT_EQ(DebugTestAccess::errorText(*second), "");
+    const TraceFile seen(pathOf('b'));
+    EXPECT_EQ(seen.value(0), pathOf('b').substr(0, 43));
+    EXPECT_THAT(seen.messages(), IsSupersetOf({"Ring Buffer Path           : " + pathOf('b'),
+                                               processLine(getpid())}));
+    EXPECT_EQ(seen.messages().back(), "### Start of work cycle. (00000001) ###");
+}
+
+TEST_F(DebugOwnFile, IsAChoiceOfTheEnvironmentToo) {
+    QuietDebug shared;
+    QuietDebug alsoShared;
+    init(shared);
+    setenv("QX_LOG_RINGBUF_PER_PROCESS", "0", 1);
+    init(alsoShared, kOwn);
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*alsoShared), path_);
+    setenv("QX_LOG_RINGBUF_PER_PROCESS", "1", 1);
+    QuietDebug own;
+    init(own);
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*own), pathOf('b'));
+}
+
+TEST_F(DebugOwnFile, IsTakenOverFromADeadProcess) {
+    {
+        QuietDebug dead;
+        init(dead, kOwn);
+        dead->Print(1, "before");
+    }
+    QuietDebug debug;
+    init(debug, kOwn);
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*debug), path_);
+    const auto messages = file().messages();
+    ASSERT_GT(messages.size(), 3U);
+    // What a reopened file says nowhere else before its next round.
+    EXPECT_THAT(
+        std::vector<std::string>(messages.end() - 3, messages.end()),
+        ElementsAre("before", "### Start of work cycle. (00000002) ###", processLine(getpid())));
+    EXPECT_EQ(file().opens(), 2);
+}
+
+TEST_F(DebugOwnFile, SkipsLettersThatAreOfNoUse) {
+    std::filesystem::create_directory(pathOf('a'));
+    std::filesystem::create_symlink("elsewhere", pathOf('b'));
+    QuietDebug debug;
+    EXPECT_EQ(init(debug, kOwn), 1);
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*debug), pathOf('c'));
+    EXPECT_EQ(DebugTestAccess::errorText(*debug), "");
+    EXPECT_FALSE(std::filesystem::exists(directory_.file("elsewhere")));
+}
+
+TEST_F(DebugOwnFile, FailsWithTheLastLetterWhereNoneIsOfUse) {
+    setenv("QX_LOG_RINGBUF_DIR", "/missing", 1);
+    QuietDebug debug;
+    EXPECT_EQ(init(debug, kOwn), 0);
+    EXPECT_EQ(debug->m_bActive, 0U);
+    EXPECT_EQ(DebugTestAccess::switches(*debug).target, 1U);
+    EXPECT_EQ(DebugTestAccess::errorSeverity(*debug), 4U);
+    EXPECT_EQ(DebugTestAccess::errorText(*debug),
+              "Error 2 opening /missing/log.CIM_Provider_z (1048576), try logging to stderr.\n");
+}
+
+TEST_F(DebugOwnFile, IsSharedOnceEveryLetterIsTaken) {
+    std::vector<QuietDebug> all(28);
+    for (QuietDebug& debug : all) {
+        ASSERT_EQ(init(debug, kOwn), 1);
+    }
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*all[25]), pathOf('z'));
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*all[26]), pathOf('z'));
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*all[27]), pathOf('z'));
+    EXPECT_EQ(TraceFile(pathOf('z')).opens(), 3);
+    EXPECT_EQ(DebugTestAccess::errorText(*all[27]), "");
+}
+
+TEST_F(DebugOwnFile, IsSharedWhereTheLettersLeftAreOfNoUse) {
+    for (char letter = 'b'; letter <= 'z'; ++letter) {
+        std::filesystem::create_directory(pathOf(letter));
+    }
+    QuietDebug first;
+    QuietDebug second;
+    EXPECT_EQ(init(first, kOwn), 1);
+    EXPECT_EQ(init(second, kOwn), 1);
+    EXPECT_EQ(DebugTestAccess::ringBufferPath(*second), path_);
+}
+
+TEST_F(DebugOwnFile, IsTakenByAForkedChildWithItsFirstEntry) {
+    QuietDebug debug;
+    init(debug, kOwn);
+    debug->SetApplInitDone();
+    const std::string before = file().bytes();
+    inForkedChild([] {});
+    EXPECT_FALSE(exists('b'));
+    const pid_t child = inForkedChild([&] { debug->Print(1, "child"); });
+    EXPECT_EQ(file().bytes(), before);
+    const auto messages = TraceFile(pathOf('b')).messages();
+    EXPECT_THAT(messages, IsSupersetOf({processLine(child), std::string("child"),
+                                        "Ring Buffer Path           : " + pathOf('b'),
+                                        std::string("Application Init Done      : 0")}));
+    EXPECT_EQ(messages.back(), "child");
+    debug->Print(1, "parent");
+    EXPECT_EQ(file().messages().back(), "parent");
+    EXPECT_FALSE(exists('c'));
+}
+
+TEST_F(DebugOwnFile, OfADeadParentIsFreeForItsChild) {
+    inForkedChild([&] {
+        QuietDebug debug;
+        init(debug, kOwn);
+        int gone[2];
+        if (pipe(gone) != 0) _exit(1);
+        if (fork() != 0) _exit(0);
+        close(gone[1]);
+        char c = 0;
+        if (read(gone[0], &c, 1) != 0) _exit(1);
+        debug->Print(1, "orphan");
+        _exit(0);
+    });
+    while (TraceFile(path_).messages().back() != "orphan") sched_yield();
+    EXPECT_EQ(file().opens(), 2);
+    EXPECT_FALSE(exists('b'));
+}
+
+TEST_F(DebugOwnFile, OfAGrandchildIsItsOwn) {
+    QuietDebug debug;
+    init(debug, kOwn);
+    inForkedChild([&] {
+        inForkedChild([&] { debug->Print(1, "grandchild"); });
+        debug->Print(1, "child");
+        inForkedChild([&] { debug->Print(1, "second grandchild"); });
+    });
+    // The child found the letter free that its first child had.
+    const auto messages = TraceFile(pathOf('b')).messages();
+    EXPECT_THAT(messages, IsSupersetOf({"grandchild", "child"}));
+    EXPECT_EQ(TraceFile(pathOf('c')).messages().back(), "second grandchild");
+}
+
+TEST_F(DebugOwnFile, MayBeMarkedAtOnceByAForkedChild) {
+    QuietDebug debug;
+    init(debug, {255, 2, 2, 1, "", 1});
+    inForkedChild([&] {
+        debug->SetApplInitDone();
+        if (DebugTestAccess::initDone(*debug) != 1) _exit(1);
+    });
+    EXPECT_EQ(TraceFile(pathOf('b')).messages().back(), "### End of initialization. ###");
+}
+
+TEST_F(DebugOwnFile, OfAForkedChildThatFindsNoneIsTheConsole) {
+    QuietDebug debug;
+    init(debug, kOwn);
+    const std::string moved = directory_.path().string() + ".moved";
+    std::filesystem::rename(directory_.path(), moved);
+    inForkedChild([&] {
+        console_.clear();
+        debug->Print(1, "dropped");
+        debug->PrintAlways(0, "always");
+        const auto messages = console_.messages();
+        const bool isRight = messages.size() == 4 &&
+                             messages[1].starts_with("Error message: \"Error 2 opening ") &&
+                             messages[3] == "always" && debug->m_bActive == 0 && systemLog.empty();
+        if (!isRight) _exit(1);
+    });
+    std::filesystem::rename(moved, directory_.path());
+    debug->Print(1, "parent");
+    EXPECT_EQ(file().messages().back(), "parent");
+}
+
 /// Every system call but the end of the process kills it from now on. Reading the clock is let
 /// through: whether it needs a call is the kernel's choice.
 bool forbidSystemCalls() {
@@ -780,10 +982,14 @@ bool forbidSystemCalls() {
            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-TEST_F(DebugRingBuffer, CostsNoSystemCallForAnEntry) {
+class DebugCost : public DebugOwnFile, public testing::WithParamInterface<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(InASharedFileAndInAnOwnOne, DebugCost, testing::Bool());
+
+TEST_P(DebugCost, IsNoSystemCallForAnEntry) {
     if (kSanitized) GTEST_SKIP() << "sanitizers make system calls of their own";
     QuietDebug debug;
-    init(debug);
+    init(debug, GetParam() ? kOwn : kOneUnit);
     const pid_t child = fork();
     if (child == 0) {
         clock_.set(1'700'000'000);
@@ -801,7 +1007,7 @@ TEST_F(DebugRingBuffer, CostsNoSystemCallForAnEntry) {
     ASSERT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
     ASSERT_NE(WEXITSTATUS(status), 2) << "no filter for system calls on this machine";
     EXPECT_EQ(WEXITSTATUS(status), 0);
-    EXPECT_GE(file().wraps(), 1);
+    EXPECT_GE(TraceFile(GetParam() ? pathOf('b') : path_).wraps(), 1);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ using testing::ElementsAre;
 
 StoredTraceSettings nothingStored() {
     StoredTraceSettings stored{};
-    stored.level = stored.factor = stored.weight = stored.noHeaderToStderr = -1;
+    stored.level = stored.factor = stored.weight = stored.noHeaderToStderr = stored.perProcess = -1;
     return stored;
 }
 
@@ -24,9 +24,9 @@ StoredTraceSettings nothingStored() {
 class DebugSettings : public testing::Test {
   protected:
     DebugSettings() {
-        for (const char* name :
-             {"QX_LOG_RINGBUF_DIR", "QX_LOG_DEBUG_LEVEL", "TraceFileLimit", "QX_LOG_RINGBUF_WEIGHT",
-              "QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", "QX_LOG_NOHDR_TOSDTERR"}) {
+        for (const char* name : {"QX_LOG_RINGBUF_DIR", "QX_LOG_DEBUG_LEVEL", "TraceFileLimit",
+                                 "QX_LOG_RINGBUF_WEIGHT", "QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER",
+                                 "QX_LOG_NOHDR_TOSDTERR", "QX_LOG_RINGBUF_PER_PROCESS"}) {
             unsetenv(name);
         }
     }
@@ -42,17 +42,19 @@ TEST_F(DebugSettings, HaveDefaults) {
     EXPECT_EQ(settings.factor, 1U);
     EXPECT_EQ(settings.weight, 10U);
     EXPECT_EQ(settings.noHeaderToStderr, 0U);
+    EXPECT_EQ(settings.perProcess, 0U);
     EXPECT_EQ(settings.ringBufferSize, bytes(10));
 }
 
 TEST_F(DebugSettings, TakeTheRegistryBeforeTheDefault) {
-    StoredTraceSettings stored{5, 2, 3, 1, "/somewhere"};
+    StoredTraceSettings stored{5, 2, 3, 1, "/somewhere", 1};
     const TraceSettings settings = resolveSettings(stored);
     EXPECT_STREQ(settings.directory, "/somewhere");
     EXPECT_EQ(settings.level, 5U);
     EXPECT_EQ(settings.factor, 2U);
     EXPECT_EQ(settings.weight, 3U);
     EXPECT_EQ(settings.noHeaderToStderr, 1U);
+    EXPECT_EQ(settings.perProcess, 1U);
     EXPECT_EQ(settings.ringBufferSize, bytes(6));
 }
 
@@ -62,12 +64,14 @@ TEST_F(DebugSettings, TakeTheEnvironmentBeforeTheRegistry) {
     set("TraceFileLimit", "1");
     set("QX_LOG_RINGBUF_WEIGHT", "7");
     set("QX_LOG_NOHDR_TOSDTERR", "0");
-    const TraceSettings settings = resolveSettings({5, 2, 3, 1, "/somewhere"});
+    set("QX_LOG_RINGBUF_PER_PROCESS", "0");
+    const TraceSettings settings = resolveSettings({5, 2, 3, 1, "/somewhere", 1});
     EXPECT_STREQ(settings.directory, "/elsewhere");
     EXPECT_EQ(settings.level, 3U);
     EXPECT_EQ(settings.factor, 1U);
     EXPECT_EQ(settings.weight, 7U);
     EXPECT_EQ(settings.noHeaderToStderr, 0U);
+    EXPECT_EQ(settings.perProcess, 0U);
 }
 
 TEST_F(DebugSettings, CountAnEmptyVariableAsSet) {

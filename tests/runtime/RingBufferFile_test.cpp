@@ -7,6 +7,7 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -16,7 +17,9 @@
 #include <string>
 #include <utility>
 
+#include "runtime/Clock.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/FakeClock.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceFile.h"
 
@@ -104,6 +107,11 @@ class RingBufferFileTest : public testing::Test {
         return RingBufferFile::open(path.c_str(), size, start, kFiller, failure_, sizeof failure_);
     }
     std::unique_ptr<RingBufferFile> open() { return open(path_); }
+    std::unique_ptr<RingBufferFile> openAlone() {
+        failure_[0] = '\0';
+        return RingBufferFile::openAlone(path_.c_str(), kSize, kLaterStart, kFiller, isInUse_,
+                                         failure_, sizeof failure_);
+    }
     std::unique_ptr<RingBufferFile> reopen(std::int64_t size = kSize) {
         return open(path_, size, kLaterStart);
     }
@@ -127,6 +135,7 @@ class RingBufferFileTest : public testing::Test {
     TemporaryDirectory directory_;
     std::string path_ = directory_.file("log");
     char failure_[256];
+    bool isInUse_ = false;
 };
 
 void append(RingBufferFile& file, const std::string& entry) {
@@ -477,6 +486,7 @@ TEST_F(RingBufferFileTest, SaysThatItIsWholeWithItsLastWrite) {
 }
 
 TEST_F(RingBufferFileTest, CutsNothingFromAFileThatAnotherHasFinishedMeanwhile) {
+    const FakeClock clock;  // the other one waits for the first, but not for ever
     putFile("");
     std::unique_ptr<RingBufferFile> other;
     bool begun = false;
@@ -574,6 +584,227 @@ TEST_F(RingBufferFileTest, RefusesHolesThatCannotBeFilled) {
     onAllocate = [](off_t, off_t) { return ENOSPC; };
     EXPECT_EQ(failToOpen(path_),
               "Error 28 mmap'ing to log file PATH (131072), try logging to stderr.\n");
+}
+
+// --- Other users of the file
+
+/// A lock that another process could hold.
+class OtherLock {
+  public:
+    OtherLock(const std::string& path, short type) : file_(::open(path.c_str(), O_RDWR)) {
+        struct flock whole {};
+        whole.l_type = type;
+        isHeld_ = fcntl(file_.get(), F_OFD_SETLK, &whole) == 0;
+    }
+    bool isHeld() const { return isHeld_; }
+
+  private:
+    FileDescriptor file_;
+    bool isHeld_ = false;
+};
+
+/// A clock whose sleeper something happens to.
+class EventfulClock final : public Clock {
+  public:
+    explicit EventfulClock(std::function<void()> event) : event_(std::move(event)) {
+        replace(this);
+    }
+    ~EventfulClock() override { replace(nullptr); }
+    EventfulClock(const EventfulClock&) = delete;
+    EventfulClock& operator=(const EventfulClock&) = delete;
+
+    void sleepFor(std::chrono::milliseconds) override { event_(); }
+    int poll(pollfd*, nfds_t, int) override { return 0; }
+    int waitUntil(pthread_cond_t*, pthread_mutex_t*, const timespec&) override { return 0; }
+    std::chrono::nanoseconds monotonicTime() override { return {}; }
+    timespec wallTime() override { return {}; }
+
+  private:
+    std::function<void()> event_;
+};
+
+TEST_F(RingBufferFileTest, IsNotHadAloneWhileItIsUsed) {
+    auto user = open();
+    append(*user, "one\n");
+    const std::string before = TraceFile(path_).bytes();
+    EXPECT_EQ(openAlone(), nullptr);
+    EXPECT_TRUE(isInUse_);
+    EXPECT_EQ(TraceFile(path_).bytes(), before);
+    user.reset();
+    auto own = openAlone();
+    ASSERT_NE(own, nullptr) << failure_;
+    EXPECT_FALSE(isInUse_);
+    EXPECT_EQ(own->opens(), 2);
+    EXPECT_EQ(openAlone(), nullptr);
+    EXPECT_TRUE(isInUse_);
+}
+
+TEST_F(RingBufferFileTest, IsSharedWithWhoDoesNotWantItAlone) {
+    const auto own = openAlone();
+    const auto other = reopen();
+    ASSERT_NE(other, nullptr) << failure_;
+    EXPECT_EQ(other->opens(), 2);
+}
+
+TEST_F(RingBufferFileTest, TellsAFileInUseFromOneThatIsOfNoUse) {
+    std::filesystem::create_directory(path_);
+    EXPECT_EQ(openAlone(), nullptr);
+    EXPECT_FALSE(isInUse_);
+    EXPECT_STRNE(failure_, "");
+}
+
+TEST_F(RingBufferFileTest, StaysInUseWhenTheHostClosesDescriptorsThatItDoesNotKnow) {
+    const auto own = openAlone();
+    close(::open(path_.c_str(), O_RDONLY));
+    EXPECT_EQ(openAlone(), nullptr);
+    close(own->descriptor());
+    EXPECT_EQ(openAlone(), nullptr);
+    EXPECT_TRUE(isInUse_);
+}
+
+TEST_F(RingBufferFileTest, IsLeftToWhoeverWasFasterToLockIt) {
+    std::unique_ptr<RingBufferFile> other;
+    bool begun = false;
+    onAllocate = [&](off_t, off_t) -> std::optional<long> {
+        if (!std::exchange(begun, true)) {
+            EXPECT_EQ(openAlone(), nullptr);
+            EXPECT_TRUE(isInUse_);
+        }
+        return std::nullopt;
+    };
+    const auto own = RingBufferFile::openAlone(path_.c_str(), kSize, kStart, kFiller, isInUse_,
+                                               failure_, sizeof failure_);
+    ASSERT_NE(own, nullptr) << failure_;
+    EXPECT_TRUE(begun);
+    append(*own, "one\n");
+    EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one"));
+}
+
+TEST_F(RingBufferFileTest, IsTakenAsItIsOnceItsMakerIsReady) {
+    putFile("");
+    std::optional<OtherLock> maker(std::in_place, path_, F_WRLCK);
+    ASSERT_TRUE(maker->isHeld());
+    int pauses = 0;
+    const EventfulClock clock([&] {
+        if (++pauses == 3) {
+            maker.reset();
+            append(*open(), "made\n");
+        }
+    });
+    const auto file = reopen();
+    ASSERT_NE(file, nullptr) << failure_;
+    EXPECT_EQ(pauses, 3);
+    EXPECT_TRUE(file->resumes());
+    EXPECT_EQ(file->opens(), 2);
+    EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("made"));
+}
+
+TEST_F(RingBufferFileTest, IsNotWaitedForForEver) {
+    append(*open(), "one\n");
+    const OtherLock stopped(path_, F_WRLCK);
+    ASSERT_TRUE(stopped.isHeld());
+    int pauses = 0;
+    const EventfulClock clock([&] { ++pauses; });
+    EXPECT_NE(reopen(), nullptr) << failure_;
+    EXPECT_EQ(pauses, 2000);
+    EXPECT_EQ(openAlone(), nullptr);
+    EXPECT_EQ(pauses, 2000) << "who wants a file alone goes to the next one at once";
+}
+
+TEST_F(RingBufferFileTest, IsOpenedAnewWhenItsMakerHasRemovedIt) {
+    putFile("");
+    std::optional<OtherLock> maker(std::in_place, path_, F_WRLCK);
+    const EventfulClock clock([&] {
+        unlink(path_.c_str());
+        maker.reset();
+    });
+    const auto file = open();
+    ASSERT_NE(file, nullptr) << failure_;
+    append(*file, "one\n");
+    EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one"));
+}
+
+/// Runs a part of a test in a forked child, which goes on when it is told to.
+template <typename Part>
+class ForkedChild {
+  public:
+    explicit ForkedChild(Part part) {
+        EXPECT_EQ(pipe(go_), 0);
+        EXPECT_EQ(pipe(ready_), 0);
+        pid_ = fork();
+        if (pid_ == 0) {
+            tell(ready_);
+            hear(go_);
+            _exit(part() ? 0 : 1);
+        }
+        hear(ready_);
+    }
+    ~ForkedChild() { EXPECT_EQ(finish(), 0); }
+    ForkedChild(const ForkedChild&) = delete;
+    ForkedChild& operator=(const ForkedChild&) = delete;
+
+    int finish() {
+        if (pid_ > 0) {
+            tell(go_);
+            waitpid(std::exchange(pid_, -1), &status_, 0);
+            for (const int end : {go_[0], go_[1], ready_[0], ready_[1]}) close(end);
+        }
+        return status_;
+    }
+
+  private:
+    static void tell(const int (&ends)[2]) { EXPECT_EQ(write(ends[1], "!", 1), 1); }
+    static void hear(const int (&ends)[2]) {
+        char c = 0;
+        EXPECT_EQ(read(ends[0], &c, 1), 1);
+    }
+
+    pid_t pid_ = -1;
+    int status_ = -1;
+    int go_[2];
+    int ready_[2];
+};
+
+TEST_F(RingBufferFileTest, IsFreeWhenTheProcessEndsWhateverItsChildrenDo) {
+    auto own = openAlone();
+    own->leaveWhenForked();
+    const int number = own->descriptor();
+    const ForkedChild child(
+        [&] { return own->isLeft() && own->descriptor() == -1 && fcntl(number, F_GETFD) == -1; });
+    EXPECT_FALSE(own->isLeft());
+    EXPECT_EQ(openAlone(), nullptr);
+    own.reset();
+    EXPECT_NE(openAlone(), nullptr) << failure_;
+}
+
+TEST_F(RingBufferFileTest, StaysInUseWhileAChildSharesIt) {
+    auto shared = open();
+    ForkedChild child([&] { return !shared->isLeft(); });
+    shared.reset();
+    EXPECT_EQ(openAlone(), nullptr);
+    EXPECT_EQ(child.finish(), 0);
+    EXPECT_NE(openAlone(), nullptr) << failure_;
+}
+
+TEST_F(RingBufferFileTest, AChildClosesNothingThatTheHostHasUnderItsNumber) {
+    const auto own = openAlone();
+    own->leaveWhenForked();
+    const int hosts = ::open("/dev/null", O_RDONLY);
+    ASSERT_EQ(dup2(hosts, own->descriptor()), own->descriptor());
+    const int number = own->descriptor();
+    const ForkedChild child([&] { return own->isLeft() && fcntl(number, F_GETFD) != -1; });
+}
+
+TEST_F(RingBufferFileTest, AnyOfSeveralMayEndFirst) {
+    std::unique_ptr<RingBufferFile> files[3];
+    for (auto& file : files) {
+        file = open(directory_.file(std::to_string(&file - files)));
+        file->leaveWhenForked();
+    }
+    files[1].reset();
+    const ForkedChild child([&] { return files[0]->isLeft() && files[2]->isLeft(); });
+    files[2].reset();
+    files[0].reset();
 }
 
 // --- Sizes out of the ordinary
@@ -777,6 +1008,7 @@ TEST_F(RingBufferFileTest, CutsNothingFromAFileThatHadNoLength) {
 }
 
 TEST_F(RingBufferFileTest, TwoMayCreateItAtOnce) {
+    const FakeClock clock;
     std::unique_ptr<RingBufferFile> other;
     bool begun = false;
     onAllocate = [&](off_t, off_t) -> std::optional<long> {

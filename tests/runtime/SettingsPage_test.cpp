@@ -92,8 +92,9 @@ TEST(SettingsPage, KnowsEveryFileThatReadsTheEnvironment) {
 TEST(SettingsPage, NamesEveryValueOfTheRegistry) {
     const Names page = documented();
     std::size_t declared = 0;
-    for (const char* name : {REGVAL_DBG_LEVEL, REGVAL_RINGBUF_DIR, REGVAL_RINGBUF_FACTOR,
-                             REGVAL_RINGBUF_WEIGHT, REGVAL_NO_HDR_TO_STDERR}) {
+    for (const char* name :
+         {REGVAL_DBG_LEVEL, REGVAL_RINGBUF_DIR, REGVAL_RINGBUF_FACTOR, REGVAL_RINGBUF_WEIGHT,
+          REGVAL_NO_HDR_TO_STDERR, REGVAL_RINGBUF_PER_PROCESS}) {
         EXPECT_THAT(page, Contains(name));
         ++declared;
     }
@@ -117,13 +118,14 @@ TEST(SettingsPage, GivesTheDefaultsOfTheCode) {
         unsetenv(name.c_str());
     }
     unsetenv("QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER");
-    const TraceSettings settings = resolveSettings({-1, -1, -1, -1, ""});
+    const TraceSettings settings = resolveSettings({-1, -1, -1, -1, "", -1});
     const std::map<std::string, std::string> expected{
         {"QX_LOG_RINGBUF_DIR", settings.directory},
         {"QX_LOG_DEBUG_LEVEL", std::to_string(settings.level)},
         {"TraceFileLimit", std::to_string(settings.factor)},
         {"QX_LOG_RINGBUF_WEIGHT", std::to_string(settings.weight)},
         {"QX_LOG_NOHDR_TOSDTERR", std::to_string(settings.noHeaderToStderr)},
+        {"QX_LOG_RINGBUF_PER_PROCESS", std::to_string(settings.perProcess)},
         {"QX_RAGD_SOCKET_DIR", agentSocketDirectory()},
         {"QX_SYSTEM_DIR", systemDirectory()},
         {"QX_CPUINFO_FILE", cpuInfoFile()},
