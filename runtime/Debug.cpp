@@ -32,8 +32,6 @@ namespace {
 constexpr std::size_t kHexBytesShown = 256;
 constexpr std::size_t kHexBytesPerLine = 16;
 constexpr std::int64_t kFreeForInitialisation = 1'048'577;
-constexpr char kFirstLetter = 'a';
-constexpr char kLastLetter = 'z';
 constexpr const char* kProcessLine = "Process PID                : %d\n";
 constexpr const char* kInitialisationFailed =
     "Error during initialization of the CDebug instance.\n";
@@ -181,7 +179,7 @@ int CDebug::start(bool hasSettings) {
         success = openOwnRingBuffer();
     } else {
         char path[2 * kPathSize + 16];
-        buildPath(kFirstLetter, path);
+        buildPath(varnock::kFirstTraceLetter, path);
         success = InitRingBuffer(path, static_cast<long>(ringBufferSize_)) != 0;
     }
     if (settings_.noHeaderToStderr == 0) {
@@ -207,7 +205,8 @@ bool CDebug::openOwnRingBuffer() {
     const auto size = static_cast<long>(settings_.ringBufferSize);
     bool isOpen = false;
     char lastInUse = '\0';
-    for (char letter = kFirstLetter; letter <= kLastLetter && !isOpen; ++letter) {
+    for (char letter = varnock::kFirstTraceLetter; letter <= varnock::kLastTraceLetter && !isOpen;
+         ++letter) {
         bool isInUse = false;
         buildPath(letter, path);
         isOpen = openRingBuffer(path, size, &isInUse);
@@ -264,7 +263,10 @@ bool CDebug::openRingBuffer(const char* path, long size, bool* isInUse) {
 }
 
 bool CDebug::hasRingBuffer() {
-    return ringBuffer_ != nullptr && (!ringBuffer_->isLeft() || startInForkedChild());
+    if (ringBuffer_ == nullptr) {
+        return false;
+    }
+    return !ringBuffer_->isLeft() || (!RingBufferFile::isLeftForGood() && startInForkedChild());
 }
 
 bool CDebug::startInForkedChild() {

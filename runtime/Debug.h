@@ -33,6 +33,10 @@ struct TraceSettings {
     unsigned int perProcess;        ///< not 0: each live process has a file of its own
 };
 
+/// With which letters the names of trace files end: "log.<application>_a" to "_z".
+inline constexpr char kFirstTraceLetter = 'a';
+inline constexpr char kLastTraceLetter = 'z';
+
 namespace test {
 class DebugTestAccess;
 }

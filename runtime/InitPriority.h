@@ -7,3 +7,4 @@
 #define VARNOCK_INIT_CPU_INFO 1010      ///< CpuInfoFromOS
 #define VARNOCK_INIT_SWITCH 1020        ///< KOLMSwitch
 #define VARNOCK_INIT_LOCAL_CLIENT 1021  ///< provider::LocalKolmClient
+#define VARNOCK_INIT_LAST 1030          ///< what is to know first that the process ends

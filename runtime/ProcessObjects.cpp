@@ -97,4 +97,11 @@ struct RegistryEnd {
 namespace {
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const TraceLockBuilder traceLockBuilder;
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const ForkHandlers forkHandlers;
+
+// Destroyed first: what the library's own objects trace at the end of a forked child that has not
+// traced anything is not worth a file.
+struct ProcessEnd {
+    ~ProcessEnd() { varnock::RingBufferFile::beLeftForGood(); }
+};
+[[gnu::init_priority(VARNOCK_INIT_LAST)]] const ProcessEnd processEnd;
 }  // namespace

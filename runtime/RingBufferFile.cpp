@@ -426,6 +426,7 @@ bool Opening::extend() {
 }  // namespace
 
 constinit RingBufferFile* RingBufferFile::leftWhenForked_ = nullptr;
+constinit std::atomic<bool> RingBufferFile::isLeftForGood_ = false;
 
 std::unique_ptr<RingBufferFile> RingBufferFile::open(const char* path, std::int64_t size,
                                                      const char* startTime, std::string_view filler,

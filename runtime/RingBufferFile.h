@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -59,6 +60,10 @@ class RingBufferFile {
     static void leaveToParent();
     /// True when leaveToParent() has done so. Nothing can be appended then.
     bool isLeft() const { return mapping_ == nullptr; }
+    /// From now on nobody takes another file in place of one that is left.
+    static void beLeftForGood() { isLeftForGood_ = true; }
+    /// True once that has been said.
+    static bool isLeftForGood() { return isLeftForGood_; }
 
     /// True when writing goes on where the file's last user stopped; false when the file is new or
     /// its position means nothing, and entries begin right behind the header.
@@ -111,6 +116,7 @@ class RingBufferFile {
     void leave();
 
     static RingBufferFile* leftWhenForked_;  ///< the first of them
+    static std::atomic<bool> isLeftForGood_;
 
     FileDescriptor file_;
     RingBufferFile* nextLeft_ = nullptr;

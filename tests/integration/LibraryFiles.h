@@ -20,7 +20,9 @@ class LibraryFiles {
     LibraryFiles() { writeFile(file("registry"), smallRegistry); }
 
     std::string file(const std::string& name) const { return directory_.file(name); }
-    std::string traceFile() const { return file("log.CIM_Provider_a"); }
+    std::string traceFile(char letter = 'a') const {
+        return file(std::string("log.CIM_Provider_") + letter);
+    }
     const std::filesystem::path& path() const { return directory_.path(); }
 
     /// The smallest file that settings can give unless a test says otherwise: it wraps early.

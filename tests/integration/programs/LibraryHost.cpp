@@ -51,6 +51,42 @@ int write(unsigned int threads, unsigned int entries, unsigned int length) {
     return 0;
 }
 
+// "hold": traces an entry and stays until somebody ends it.
+[[noreturn]] int hold() {
+    Debug.PrintIt(2, "held");
+    puts("holding");
+    fflush(stdout);
+    for (;;) pause();
+}
+
+// "children": a forked child that traces nothing and ends as programs do, one that becomes another
+// program, one that traces, and one that does so when this process is gone.
+int haveChildren() {
+    Debug.PrintIt(2, "parent");
+    const auto run = [](auto part) {
+        const pid_t child = fork();
+        if (child == 0) part();
+        waitpid(child, nullptr, 0);
+    };
+    run([] { exit(0); });
+    run([] {
+        execlp("true", "true", nullptr);
+        _exit(1);
+    });
+    run([] {
+        Debug.PrintIt(2, "child");
+        exit(0);
+    });
+    const pid_t parent = getpid();
+    if (fork() == 0) {
+        while (getppid() == parent) sched_yield();
+        Debug.PrintIt(2, "orphan");
+        puts("children");
+        exit(0);
+    }
+    _exit(0);
+}
+
 // "exit": threads trace while the process ends.
 int endWhileThreadsTrace() {
     static std::atomic<int> started = 0;
@@ -195,6 +231,8 @@ int main(int argc, char** argv) {
     if (task == "write" && argc == 5) {
         return write(numberAt(argv, 2), numberAt(argv, 3), numberAt(argv, 4));
     }
+    if (task == "hold") return hold();
+    if (task == "children") return haveChildren();
     if (task == "exit") return endWhileThreadsTrace();
     if (task == "leave") return leave(argc == 3);
     if (task == "fork") return useInForkedChild();
