@@ -57,7 +57,7 @@ Answer runWatch(const Options& options, const WatchOptions& watch);
 
 /// Which entries `trace` shows, and for how long.
 struct TraceOptions {
-    std::string file;                  ///< empty: the one that the library writes
+    std::string file;                  ///< empty: those that the library writes
     bool info = false;                 ///< what the file's header says instead of the entries
     bool follow = false;               ///< goes on with new entries as they come
     std::optional<unsigned int> last;  ///< only so many of the newest
@@ -67,11 +67,12 @@ struct TraceOptions {
     std::optional<std::chrono::milliseconds> timeout;  ///< following ends after that time
 };
 
-/// `trace`: the entries of the ring-buffer file from the oldest to the newest.
+/// `trace`: the entries of the ring-buffer files from the oldest to the newest.
 Answer runTrace(const Options& options, const TraceOptions& trace);
 
-/// The ring-buffer file that the library writes with the settings of this process.
-std::string traceFilePath();
+/// The ring-buffer files that the library writes with the settings of this process, one for each
+/// letter, whether it exists or not.
+std::vector<std::string> traceFilePaths();
 
 /// What the `registry` commands work on. A path may begin with HKLM for HKEY_LOCAL_MACHINE and so
 /// on, and has backslashes, or slashes.

@@ -17,6 +17,7 @@
 #include "cli/RegistryCheck.h"
 #include "cli/RegistryEntries.h"
 #include "cli/RegistryFile.h"
+#include "cli/TraceUsers.h"
 #include "runtime/Debug.h"
 #include "runtime/Version.h"
 #include "transport/AgentSocket.h"
@@ -53,7 +54,9 @@ class Doctor {
     void lookAtRegistry();
     void lookAtSaving();
     void lookAtTrace();
+    void lookAtOwnTraceFile(std::uint64_t size);
     void lookAtTraceFile(const std::string& path, std::uint64_t size);
+    void lookAtSharing(bool hasOwnFiles);
     void lookAtTraceSpace(const std::string& path, std::uint64_t size);
     void lookAtEnvironment();
 
@@ -174,7 +177,52 @@ void Doctor::lookAtTrace() {
             "set QX_LOG_RINGBUF_WEIGHT to a smaller number");
         return;
     }
-    lookAtTraceFile(traceFilePath(), size);
+    const bool hasOwnFiles =
+        traceNumber("QX_LOG_RINGBUF_PER_PROCESS", REGVAL_RINGBUF_PER_PROCESS, 0) != 0;
+    if (hasOwnFiles) {
+        lookAtOwnTraceFile(size);
+    } else {
+        lookAtTraceFile(traceFilePaths().front(), size);
+    }
+    lookAtSharing(hasOwnFiles);
+}
+
+// A letter that is of no use is skipped, so the first one that is of use tells how things are.
+void Doctor::lookAtOwnTraceFile(std::uint64_t size) {
+    const std::vector<std::string> paths = traceFilePaths();
+    const auto mayBeUsed = [](const std::string& path) {
+        struct stat status {};
+        return lstat(path.c_str(), &status) != 0 ||
+               (S_ISREG(status.st_mode) && accessError(path, R_OK | W_OK) == 0);
+    };
+    const auto usable = std::find_if(paths.begin(), paths.end(), mayBeUsed);
+    for (auto path = paths.begin(); usable != paths.end() && path != usable; ++path) {
+        add("trace", State::note, *path + " is of no use to this user, and is skipped",
+            "remove it, or leave it to whoever uses it");
+    }
+    lookAtTraceFile(usable != paths.end() ? *usable : paths.back(), size);
+}
+
+void Doctor::lookAtSharing(bool hasOwnFiles) {
+    const std::vector<std::string> paths = traceFilePaths();
+    const auto users = usersOfTraceFiles(paths);
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        if (users[i].size() < 2) {
+            continue;
+        }
+        std::string names;
+        for (const TraceUser& user : users[i]) {
+            names.append(names.empty() ? "" : ", ")
+                .append(std::to_string(user.process) + " (" + user.name + ")");
+        }
+        add("trace", State::problem,
+            "live processes share " + paths[i] + " and overwrite each other's entries: " + names,
+            hasOwnFiles
+                ? "start them again: each then has a file of its own, as long as there are letters"
+                : "give each a file of its own: set QX_LOG_RINGBUF_PER_PROCESS=1 for them, or "
+                  "varnockctl registry set HKLM/SOFTWARE/Debug/CIM_Provider RingBufferPerProcess 1;"
+                  " then start them again");
+    }
 }
 
 void Doctor::lookAtTraceFile(const std::string& path, std::uint64_t size) {

@@ -30,7 +30,8 @@ constexpr Variable variables[] = {{"QX_RAGD_SOCKET_DIR", Kind::directory},
                                   {"TraceFileLimit", Kind::number, 2},
                                   {"QX_LOG_RINGBUF_WEIGHT", Kind::number},
                                   {"QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", Kind::number},
-                                  {"QX_LOG_NOHDR_TOSDTERR", Kind::number}};
+                                  {"QX_LOG_NOHDR_TOSDTERR", Kind::number},
+                                  {"QX_LOG_RINGBUF_PER_PROCESS", Kind::number}};
 
 constexpr std::string_view tracePrefix = "QX_LOG_";
 // Other programs have a weight of their own.

@@ -19,6 +19,8 @@ class TraceReader {
     /// while there is no file.
     std::unique_ptr<TraceLog> readChanged();
 
+    /// True once a file has been read.
+    bool hasRead() const { return inode_ != 0; }
     /// True when the file of the last call is another one than the call before read.
     bool isReplaced() const { return isReplaced_; }
     const std::string& path() const { return path_; }

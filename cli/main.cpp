@@ -143,9 +143,9 @@ void addWatch(CLI::App& app, CommandLine& line) {
 
 void addTrace(CLI::App& app, CommandLine& line) {
     CLI::App* trace = app.add_subcommand("trace", "the library's trace, oldest entry first");
-    trace->add_option("--file", line.trace.file, "a trace file, else the library's own")
+    trace->add_option("--file", line.trace.file, "a trace file, else all of the library's")
         ->option_text("FILE");
-    trace->add_flag("--info", line.trace.info, "what the header of the file says");
+    trace->add_flag("--info", line.trace.info, "what the header of each file says");
     trace->add_flag("-f,--follow", line.trace.follow, "go on with new entries as they come");
     trace->add_option("-n,--last", line.count, "only the newest N entries")->option_text("N");
     trace->add_option("--since", line.trace.since, "only from a moment on: 10:00, 15m, ...")

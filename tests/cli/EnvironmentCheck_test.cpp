@@ -39,12 +39,12 @@ class EnvironmentCheck : public testing::Test {
 
 TEST_F(EnvironmentCheck, FindsNothingWrongWithGoodValuesAndOtherPrograms) {
     EXPECT_THAT(findingsOf({}), IsEmpty());
-    EXPECT_THAT(
-        findingsOf({"PATH=", "QX_REPO=", "QX_LOG_RINGBUF_WEIGHT_OTHER=x", "nonsense",
-                    "QX_LOG_RINGBUF_DIR=" + directory_.path().string(),
-                    "QX_CPUINFO_FILE=/proc/cpuinfo", "QX_LOG_DEBUG_LEVEL=255",
-                    "QX_LOG_RINGBUF_WEIGHT=-1", "TraceFileLimit=2", "QX_LOG_NOHDR_TOSDTERR=1"}),
-        IsEmpty());
+    EXPECT_THAT(findingsOf({"PATH=", "QX_REPO=", "QX_LOG_RINGBUF_WEIGHT_OTHER=x", "nonsense",
+                            "QX_LOG_RINGBUF_DIR=" + directory_.path().string(),
+                            "QX_CPUINFO_FILE=/proc/cpuinfo", "QX_LOG_DEBUG_LEVEL=255",
+                            "QX_LOG_RINGBUF_WEIGHT=-1", "TraceFileLimit=2",
+                            "QX_LOG_NOHDR_TOSDTERR=1", "QX_LOG_RINGBUF_PER_PROCESS=1"}),
+                IsEmpty());
 }
 
 TEST_F(EnvironmentCheck, TellsWhatNumbersCountAs) {

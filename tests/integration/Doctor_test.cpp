@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <memory>
 
 #include "tests/integration/LibraryFiles.h"
 #include "tests/support/Nobody.h"
@@ -150,6 +152,58 @@ TEST_F(Doctor, TheTraceOfTheRegistryIsLookedAtUnlessTheEnvironmentSaysOtherwise)
     EXPECT_THAT(
         runProcess({"env", "-u", "QX_LOG_RINGBUF_WEIGHT", VARNOCKCTL, "doctor"}, environment).out,
         HasSubstr("goes to standard error alone, as its file is to have no size"));
+}
+
+TEST_F(Doctor, NamesLiveProcessesThatShareATraceFile) {
+    const auto holder = [&] {
+        auto process = std::make_unique<Subprocess>(
+            std::vector<std::string>{LIBRARY_HOST_SHARED, "hold"}, files_.environment());
+        EXPECT_TRUE(process->waitForOutput("holding"));
+        return process;
+    };
+    const auto nameOf = [](const Subprocess& process) {
+        return std::to_string(process.pid()) + " (library_host_sh)";
+    };
+    auto first = holder();
+    EXPECT_EQ(problem(), "");
+    const auto second = holder();
+    const auto& [lower, upper] = std::minmax(
+        first, second, [](const auto& a, const auto& b) { return a->pid() < b->pid(); });
+    EXPECT_EQ(problem(), "problem  trace        live processes share " + files_.traceFile() +
+                             " and overwrite each other's entries: " + nameOf(*lower) + ", " +
+                             nameOf(*upper) + "\n");
+    EXPECT_THAT(doctor().out, HasSubstr("-> give each a file of its own: set "
+                                        "QX_LOG_RINGBUF_PER_PROCESS=1 for them"));
+    EXPECT_EQ(doctor().status, 7);
+    files_.settings["QX_LOG_RINGBUF_PER_PROCESS"] = "1";
+    const auto third = holder();
+    EXPECT_THAT(doctor().out, AllOf(HasSubstr("-> start them again"),
+                                    Not(HasSubstr(std::to_string(third->pid())))));
+    first->signal(SIGKILL);
+    first->wait();
+    EXPECT_EQ(problem(), "");
+}
+
+TEST_F(Doctor, LooksAtTheFirstLetterOfUseWhereEachProcessHasAFileOfItsOwn) {
+    files_.settings["QX_LOG_RINGBUF_PER_PROCESS"] = "1";
+    EXPECT_THAT(doctor().out, HasSubstr("ok       trace        " + files_.traceFile() +
+                                        " is made when a program first loads the library"));
+    ASSERT_EQ(mkdir(files_.traceFile().c_str(), 0700), 0);
+    const ProcessResult result = doctor();
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out,
+                AllOf(HasSubstr("note     trace        " + files_.traceFile() +
+                                " is of no use to this user, and is skipped\n"),
+                      HasSubstr("ok       trace        " + files_.traceFile('b') + " is made")));
+    files_.host({"load"});
+    EXPECT_THAT(doctor().out, HasSubstr(files_.traceFile('b') + " is writable\n"));
+    for (char letter = 'c'; letter <= 'z'; ++letter) {
+        ASSERT_EQ(mkdir(files_.traceFile(letter).c_str(), 0700), 0);
+    }
+    ASSERT_EQ(unlink(files_.traceFile('b').c_str()), 0);
+    ASSERT_EQ(mkdir(files_.traceFile('b').c_str(), 0700), 0);
+    EXPECT_EQ(problem(),
+              "problem  trace        " + files_.traceFile('z') + " is not a regular file\n");
 }
 
 TEST_F(Doctor, ChangesNothing) {

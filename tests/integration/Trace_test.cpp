@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <deque>
+#include <memory>
 
 #include "tests/integration/LibraryFiles.h"
 #include "tests/support/Sanitizers.h"
@@ -254,6 +256,239 @@ TEST_F(Trace, AnEntryCostsNoSystemCall) {
     const auto few = systemCalls(files_, "1");
     ASSERT_THAT(few, Not(IsEmpty()));
     EXPECT_EQ(systemCalls(files_, "100001"), few);
+}
+
+// --- A file for each process
+
+class TraceOfProcesses : public Trace {
+  protected:
+    TraceOfProcesses() { files_.settings["QX_LOG_RINGBUF_PER_PROCESS"] = "1"; }
+
+    Subprocess start(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), LIBRARY_HOST_SHARED);
+        return Subprocess(arguments, files_.environment());
+    }
+    /// A process that has a trace file and lives on.
+    std::unique_ptr<Subprocess> holder() const {
+        auto process = std::make_unique<Subprocess>(
+            std::vector<std::string>{LIBRARY_HOST_SHARED, "hold"}, files_.environment());
+        EXPECT_TRUE(process->waitForOutput("holding"));
+        return process;
+    }
+    bool exists(char letter) const { return access(files_.traceFile(letter).c_str(), F_OK) == 0; }
+    rapidjson::Document json(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), {"-o", "json", "trace"});
+        rapidjson::Document document;
+        document.Parse(files_.varnockctl(arguments).out.c_str());
+        return document;
+    }
+};
+
+TEST_F(TraceOfProcesses, FourThatTraceAtOnceLoseNothing) {
+    constexpr unsigned int entries = 100'000;
+    files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "20";
+    std::deque<Subprocess> writers;
+    for (int i = 0; i < 4; ++i) {
+        writers.emplace_back(std::vector<std::string>{LIBRARY_HOST_SHARED, "write", "1",
+                                                      std::to_string(entries), "20"},
+                             files_.environment());
+    }
+    std::map<int, unsigned int> next;
+    for (Subprocess& writer : writers) {
+        next[writer.pid()] = 0;
+        EXPECT_EQ(writer.wait().out, "written\n");
+    }
+    const ProcessResult result =
+        files_.varnockctl({"--timeout", "120", "trace", "--grep", "entry="});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    const auto lines = linesOf(result.out);
+    EXPECT_EQ(lines.size(), 4 * entries);
+    std::string time;
+    for (const std::string& line : lines) {
+        char letter = 0;
+        int process = 0;
+        unsigned int entry = 0;
+        ASSERT_EQ(sscanf(line.c_str(), "_%c %d ", &letter, &process), 2) << line;
+        const std::size_t number = line.find(": thread=0 entry=");
+        ASSERT_NE(number, line.npos) << line;
+        ASSERT_EQ(sscanf(line.c_str() + number, ": thread=0 entry=%u", &entry), 1) << line;
+        ASSERT_THAT(line, EndsWith(" of=100000 xxxxxxxxxxxxxxxxxxxx."));
+        ASSERT_EQ(next.count(process), 1U) << line;
+        ASSERT_EQ(entry, next[process]++) << line;
+        // All of one day, or nearly.
+        const std::string ofEntry = line.substr(line.find(':') - 9, 15);
+        ASSERT_TRUE(time <= ofEntry || ofEntry.ends_with("00:00:00")) << line;
+        time = ofEntry;
+    }
+    for (const auto& [process, count] : next) EXPECT_EQ(count, entries) << process;
+    EXPECT_FALSE(exists('e'));
+}
+
+TEST_F(TraceOfProcesses, ALetterIsUsedAgainWhenItsProcessWasKilled) {
+    auto first = holder();
+    auto second = holder();
+    first->signal(SIGKILL);
+    first->wait();
+    const auto third = holder();
+    EXPECT_TRUE(exists('b'));
+    EXPECT_FALSE(exists('c'));
+    const rapidjson::Document held = json({"--grep", "^held$"});
+    ASSERT_EQ(held.Size(), 3U);
+    const std::vector<std::pair<std::string, pid_t>> expected{
+        {"log.CIM_Provider_a", first->pid()},
+        {"log.CIM_Provider_a", third->pid()},
+        {"log.CIM_Provider_b", second->pid()}};
+    std::vector<std::pair<std::string, pid_t>> found;
+    for (const auto& entry : held.GetArray()) {
+        found.emplace_back(entry["file"].GetString(), entry["process"].GetInt());
+    }
+    EXPECT_THAT(found, testing::UnorderedElementsAreArray(expected));
+}
+
+TEST_F(TraceOfProcesses, IsLeftToThemByOneThatSharesAFile) {
+    files_.settings["QX_LOG_RINGBUF_PER_PROCESS"] = "0";
+    const auto sharing = holder();
+    files_.settings["QX_LOG_RINGBUF_PER_PROCESS"] = "1";
+    const auto own = holder();
+    EXPECT_TRUE(exists('b'));
+}
+
+TEST_F(TraceOfProcesses, AForkedChildTakesAFileWithItsFirstEntry) {
+    EXPECT_THAT(files_.host({"children"}).out, HasSubstr("children"));
+    EXPECT_EQ(
+        linesOf(
+            files_.varnockctl({"trace", "--file", files_.traceFile('b'), "--grep", "^child$"}).out)
+            .size(),
+        1U);
+    // Those that traced nothing had none, though the library itself traces when they end.
+    EXPECT_EQ(TraceFile(files_.traceFile('b')).opens(), 1);
+    // The one whose parent was gone found the parent's letter free.
+    EXPECT_THAT(linesOf(files_
+                            .varnockctl({"trace", "--file", files_.traceFile(), "--grep",
+                                         "^(parent|child|orphan)$"})
+                            .out),
+                ElementsAre(EndsWith(": parent"), EndsWith(": orphan")));
+    EXPECT_FALSE(exists('c'));
+}
+
+TEST_F(TraceOfProcesses, ChildrenAreForkedWhileAnotherThreadTraces) {
+    files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "10";
+    EXPECT_EQ(files_.host({"fork"}).out, "forked, 0 failures\n");
+    const rapidjson::Document found = json({"--grep", "^child [0-9]+$"});
+    ASSERT_EQ(found.Size(), 20U);
+    for (const auto& entry : found.GetArray()) {
+        EXPECT_EQ(entry["file"], "log.CIM_Provider_b");
+        EXPECT_TRUE(entry["process"].IsInt());
+    }
+}
+
+TEST_F(TraceOfProcesses, ThatStartAtOnceChooseDifferentLetters) {
+    std::deque<Subprocess> all;
+    for (int i = 0; i < 12; ++i) {
+        all.emplace_back(std::vector<std::string>{LIBRARY_HOST_SHARED, "hold"},
+                         files_.environment());
+    }
+    for (Subprocess& process : all) EXPECT_TRUE(process.waitForOutput("holding"));
+    for (char letter = 'a'; letter < 'a' + 12; ++letter) {
+        const TraceFile file(files_.traceFile(letter));
+        EXPECT_EQ(file.opens(), 1) << letter;
+        EXPECT_EQ(file.messages().back(), "held") << letter;
+    }
+    EXPECT_FALSE(exists('a' + 12));
+}
+
+TEST_F(TraceOfProcesses, AreToldApartInEveryFormat) {
+    files_.host({"load"});
+    const auto other = holder();
+    const auto another = holder();
+    const std::vector<std::string> wanted{"trace", "--grep", "^held$"};
+    const auto print = [&](const char* format) {
+        std::vector<std::string> arguments = wanted;
+        arguments.insert(arguments.end(), {"-o", format});
+        return linesOf(files_.varnockctl(arguments).out);
+    };
+    char begin[32];
+    snprintf(begin, sizeof begin, "_a %7d ", other->pid());
+    EXPECT_THAT(print("table"),
+                testing::Contains(AllOf(testing::StartsWith(begin), EndsWith("]: held"))));
+    const auto rows = print("csv");
+    ASSERT_EQ(rows.size(), 3U);
+    EXPECT_EQ(rows[0], "time,host,application,thread,message,file,process");
+    EXPECT_THAT(rows[1], EndsWith(",held,log.CIM_Provider_a," + std::to_string(other->pid())));
+    EXPECT_THAT(print("jsonl"),
+                testing::Contains(HasSubstr("\"file\":\"log.CIM_Provider_b\",\"process\":" +
+                                            std::to_string(another->pid()))));
+    EXPECT_THAT(linesOf(files_.varnockctl({"trace", "--last", "1"}).out),
+                ElementsAre(HasSubstr("]: held")));
+    // A single file as ever.
+    EXPECT_THAT(
+        linesOf(files_.varnockctl({"trace", "--last", "1", "--file", files_.traceFile('b')}).out),
+        ElementsAre(testing::Not(testing::StartsWith("_"))));
+}
+
+TEST_F(TraceOfProcesses, InfoDescribesEachFile) {
+    const auto one = holder();
+    EXPECT_TRUE(json({"--info"}).IsObject());
+    const auto other = holder();
+    const rapidjson::Document info = json({"--info"});
+    ASSERT_TRUE(info.IsArray());
+    ASSERT_EQ(info.Size(), 2U);
+    EXPECT_EQ(info[0]["file"], files_.traceFile('a').c_str());
+    EXPECT_EQ(info[1]["file"], files_.traceFile('b').c_str());
+    EXPECT_EQ(info[1]["opens"].GetInt(), 1);
+    EXPECT_THAT(files_.varnockctl({"trace", "--info"}).out,
+                AllOf(HasSubstr(files_.traceFile('a') + "\n"),
+                      HasSubstr("\n\nfile       " + files_.traceFile('b') + "\n")));
+    EXPECT_EQ(linesOf(files_.varnockctl({"trace", "--info", "-o", "jsonl"}).out).size(), 2U);
+}
+
+TEST_F(TraceOfProcesses, WhatCannotBeReadOfThemIsSaidAndTheRestShown) {
+    const auto one = holder();
+    const auto other = holder();
+    ASSERT_EQ(mkdir(files_.traceFile('q').c_str(), 0700), 0);
+    const ProcessResult result = files_.varnockctl({"trace", "--grep", "^held$"});
+    EXPECT_EQ(result.status, 7);
+    EXPECT_EQ(linesOf(result.out).size(), 2U);
+    EXPECT_EQ(result.err, "varnockctl: " + files_.traceFile('q') + ": not a regular file\n");
+    ASSERT_EQ(unlink(files_.traceFile('a').c_str()), 0);
+    ASSERT_EQ(unlink(files_.traceFile('b').c_str()), 0);
+    ASSERT_EQ(mkdir(files_.traceFile('r').c_str(), 0700), 0);
+    const ProcessResult none = files_.varnockctl({"trace"});
+    EXPECT_EQ(none.status, 9);
+    EXPECT_EQ(none.err, "varnockctl: " + files_.traceFile('q') + ": not a regular file\n");
+}
+
+TEST_F(TraceOfProcesses, TheirOnlyFileIsShownWhateverItsLetter) {
+    ASSERT_EQ(mkdir(files_.traceFile('a').c_str(), 0700), 0);
+    const auto one = holder();
+    ASSERT_EQ(rmdir(files_.traceFile('a').c_str()), 0);
+    EXPECT_THAT(linesOf(files_.varnockctl({"trace", "--last", "1"}).out),
+                ElementsAre(AllOf(EndsWith("]: held"), Not(testing::StartsWith("_")))));
+}
+
+TEST_F(TraceOfProcesses, AreFollowedAndJoinedByOthers) {
+    const auto one = holder();
+    Subprocess follower({VARNOCKCTL, "trace", "--follow"}, files_.environment());
+    Subprocess asRows({VARNOCKCTL, "-o", "csv", "trace", "--follow"}, files_.environment());
+    ASSERT_TRUE(follower.waitForOutput("]: held\n"));
+    ASSERT_TRUE(asRows.waitForOutput(",held\n"));
+    const auto other = holder();
+    char line[64];
+    snprintf(line, sizeof line, "_b %7d ", other->pid());
+    ASSERT_TRUE(follower.waitForOutput(line));
+    ASSERT_TRUE(follower.waitForError(files_.traceFile('b') + ": a new file"));
+    files_.host({"write", "1", "5", "0"});
+    ASSERT_TRUE(follower.waitForOutput("entry=4 of=5"));
+    ASSERT_TRUE(asRows.waitForOutput("entry=4 of=5"));
+    follower.signal(SIGINT);
+    const auto lines = linesOf(follower.wait().out);
+    EXPECT_THAT(lines.front(), Not(testing::StartsWith("_")));
+    EXPECT_THAT(lines.back(), testing::StartsWith("_c "));
+    asRows.signal(SIGINT);
+    const auto rows = linesOf(asRows.wait().out);
+    EXPECT_EQ(rows.front(), "time,host,application,thread,message");
+    EXPECT_EQ(std::count(rows.back().begin(), rows.back().end(), ','), 4);
 }
 
 // A process that dies at any point leaves a trace that can be read up to its last whole entry, and
