@@ -1,0 +1,31 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <memory>
+#include <string>
+
+#include "util/UrlString.h"
+
+namespace varnock::test {
+
+/// A result that its caller frees.
+class Owned {
+  public:
+    explicit Owned(char* text) : text_(text, free) {}
+    std::string text() const { return text_ ? text_.get() : "(null)"; }
+    bool isNull() const { return text_ == nullptr; }
+    const char* get() const { return text_.get(); }
+
+  private:
+    std::unique_ptr<char, void (*)(void*)> text_;
+};
+
+/// The text, whose length is expected to be the one that the string tells.
+inline std::string textOf(const CExtendableString& string) {
+    EXPECT_EQ(string.GetLength(), static_cast<int>(std::string(string.GetText()).size()));
+    return string.GetText();
+}
+
+}  // namespace varnock::test
