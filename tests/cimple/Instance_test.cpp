@@ -98,9 +98,14 @@ TEST(Instance, CreateByMetaClass) {
 }
 
 TEST(Instance, DestroyIgnoresTheCount) {
-    Job* job = Job::create();
+    CIM_ConcreteJob* job = CIM_ConcreteJob::create();
     ref(job);
-    Job::destroy(job);
+    ChangeRequest* request = ChangeRequest::create();
+    request->Job = job;
+    ref(request);
+    ChangeRequest::destroy(request);
+    EXPECT_EQ(Atomic_get(&job->__refs), 1) << "what it refers to is given up";
+    unref(job);
 }
 
 TEST(Instance, CloneIsDeepAndKeepsTheClass) {

@@ -158,9 +158,15 @@ TEST(RefFunctions, AreNullSafe) {
 }
 
 TEST(RefFunctions, TheLastUnrefFrees) {
-    Job* job = Job::create();
+    CIM_ConcreteJob* job = CIM_ConcreteJob::create();
     ref(job);
-    unref(job);
-    EXPECT_EQ(Atomic_get(&job->__refs), 1);
+    auto* request = CIM_EnabledLogicalElement_RequestStateChange_method::create();
+    request->Job = job;
+    ref(request);
+    unref(request);
+    EXPECT_EQ(Atomic_get(&request->__refs), 1);
+    EXPECT_EQ(Atomic_get(&job->__refs), 2);
+    unref(request);
+    EXPECT_EQ(Atomic_get(&job->__refs), 1) << "what it refers to is given up";
     unref(job);
 }

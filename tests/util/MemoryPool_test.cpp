@@ -99,12 +99,20 @@ TEST(MemoryPool, FreesItsOwnBlockWhenDestroyedWithoutReachingTheDerivedClass) {
 }
 
 TEST(MemoryPool, LockingChangesNothing) {
-    CMemoryPool pool;
+    std::vector<const unsigned char*> freed;
+    KeepingPool pool(freed);
+    pool.keep(64);
+    const unsigned char* kept = pool.block();
     pool.LockPool();
     pool.LockPool();
     unsigned char* block = pool.PoolAlloc(1);
+    const unsigned char* handedOut = block;
     pool.PoolFree(block);
     pool.UnlockPool();
+    EXPECT_EQ(freed, std::vector<const unsigned char*>{handedOut});
+    EXPECT_EQ(pool.block(), kept);
+    EXPECT_EQ(pool.size(), 64U);
+    EXPECT_EQ(pool.fill(), 1U);
 }
 
 }  // namespace
