@@ -25,9 +25,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class EventChannelTest : public testing::Test {
+class EventChannel : public testing::Test {
   protected:
-    ~EventChannelTest() override { UnRegisterForEvents(); }
+    ~EventChannel() override { UnRegisterForEvents(); }
 
     void enable() {
         fd = RegisterForEvents(nullptr);
@@ -52,7 +52,7 @@ class EventChannelTest : public testing::Test {
 
 const AgentRecord kEvent{.opcode = 0x0B11, .cabinet = 2, .status = 0, .data = "7"};
 
-TEST_F(EventChannelTest, RegistersWithItsNameAndDescriptor) {
+TEST_F(EventChannel, RegistersWithItsNameAndDescriptor) {
     SetClientName("watcher");
     fd = RegisterForEvents(nullptr);
     SetClientName(nullptr);
@@ -76,7 +76,7 @@ TEST_F(EventChannelTest, RegistersWithItsNameAndDescriptor) {
     EXPECT_TRUE(trace.contains("RegisterForEvents: client registered for events on fd=" + name));
 }
 
-TEST_F(EventChannelTest, ClosesOnUnregistering) {
+TEST_F(EventChannel, ClosesOnUnregistering) {
     enable();
     UnRegisterForEvents();
     agent.awaitOpenConnections(0);
@@ -91,7 +91,7 @@ TEST_F(EventChannelTest, ClosesOnUnregistering) {
                                                          agent.eventSocket() + " (fd=-1) closed"});
 }
 
-TEST_F(EventChannelTest, RemainsOnTheChannelWhenRegisteredAgain) {
+TEST_F(EventChannel, RemainsOnTheChannelWhenRegisteredAgain) {
     enable();
     EXPECT_EQ(RegisterForEvents(nullptr), fd);
     EXPECT_TRUE(trace.contains("OpenEventChannel: WARNING: Event channel already exists on fd=" +
@@ -100,7 +100,7 @@ TEST_F(EventChannelTest, RemainsOnTheChannelWhenRegisteredAgain) {
     EXPECT_EQ(agent.registrations().size(), 2u);
 }
 
-TEST_F(EventChannelTest, TriesForTenMinutesToConnect) {
+TEST_F(EventChannel, TriesForTenMinutesToConnect) {
     agent.stop();
     EXPECT_EQ(RegisterForEvents(nullptr), -1);
     EXPECT_EQ(clock.sleeps(), std::vector<std::chrono::milliseconds>(599, 1s));
@@ -110,7 +110,7 @@ TEST_F(EventChannelTest, TriesForTenMinutesToConnect) {
     EXPECT_TRUE(trace.contains(to + " after 600 retries --> bail out"));
 }
 
-TEST_F(EventChannelTest, IsClosedWhenTheRegistrationFails) {
+TEST_F(EventChannel, IsClosedWhenTheRegistrationFails) {
     agent.handleRegistration([](const AgentRequest&) { return AgentReply::none(); });
     EXPECT_EQ(RegisterForEvents(nullptr), -1);
     EXPECT_EQ(clock.elapsed(), 30s);
@@ -121,7 +121,7 @@ TEST_F(EventChannelTest, IsClosedWhenTheRegistrationFails) {
     enable();
 }
 
-TEST_F(EventChannelTest, IsRefusedByANegativeDescriptorOfTheAgent) {
+TEST_F(EventChannel, IsRefusedByANegativeDescriptorOfTheAgent) {
     agent.handleRegistration([](const AgentRequest&) {
         return AgentReply::ok(bytesData(std::vector<unsigned char>(224, 0xFF)));
     });
@@ -130,7 +130,7 @@ TEST_F(EventChannelTest, IsRefusedByANegativeDescriptorOfTheAgent) {
     agent.awaitOpenConnections(0);
 }
 
-TEST_F(EventChannelTest, NeedsOptionsAndMemoryToRegister) {
+TEST_F(EventChannel, NeedsOptionsAndMemoryToRegister) {
     EXPECT_LT(initEventChannel(5, nullptr, nullptr), 0);
     EXPECT_TRUE(trace.contains(
         "InitEventChannel: ERROR: called with bad parameter pClientOptions = NULL on fd=5"));
@@ -140,7 +140,7 @@ TEST_F(EventChannelTest, NeedsOptionsAndMemoryToRegister) {
     EXPECT_TRUE(trace.contains("InitEventChannel: ERROR No memory available"));
 }
 
-TEST_F(EventChannelTest, DeliversEvents) {
+TEST_F(EventChannel, DeliversEvents) {
     enable();
     agent.pushEvent(kEvent);
     EXPECT_EQ(read(), fd);
@@ -150,7 +150,7 @@ TEST_F(EventChannelTest, DeliversEvents) {
     EXPECT_EQ(clock.elapsed(), 0s);
 }
 
-TEST_F(EventChannelTest, DeliversAnEventRightBehindTheRegistration) {
+TEST_F(EventChannel, DeliversAnEventRightBehindTheRegistration) {
     agent.handleRegistration(
         [](const AgentRequest&) { return AgentReply::registration().with(frame(kEvent)); });
     enable();
@@ -158,7 +158,7 @@ TEST_F(EventChannelTest, DeliversAnEventRightBehindTheRegistration) {
     EXPECT_EQ(event.DataDWord(), 7u);
 }
 
-TEST_F(EventChannelTest, ReadsFrameByFrame) {
+TEST_F(EventChannel, ReadsFrameByFrame) {
     enable();
     AgentRecord second = kEvent;
     second.data = "8";
@@ -174,7 +174,7 @@ TEST_F(EventChannelTest, ReadsFrameByFrame) {
     EXPECT_EQ(event.DataDWord(), 7u);
 }
 
-TEST_F(EventChannelTest, TakesEventsThatComeInPieces) {
+TEST_F(EventChannel, TakesEventsThatComeInPieces) {
     enable();
     agent.push(AgentReply::raw(frame(kEvent)).inPieces(3, 10ms));
     EXPECT_EQ(read(), fd);
@@ -184,7 +184,7 @@ TEST_F(EventChannelTest, TakesEventsThatComeInPieces) {
               1u);
 }
 
-TEST_F(EventChannelTest, TakesTextsWithoutNulAndTextsThatAreNoRecord) {
+TEST_F(EventChannel, TakesTextsWithoutNulAndTextsThatAreNoRecord) {
     enable();
     agent.push(AgentReply::raw(frame(kEvent)).withoutNul());
     EXPECT_EQ(read(), fd);
@@ -194,7 +194,7 @@ TEST_F(EventChannelTest, TakesTextsWithoutNulAndTextsThatAreNoRecord) {
     EXPECT_EQ(event.Status(), 22u);
 }
 
-TEST_F(EventChannelTest, RefusesOtherDescriptors) {
+TEST_F(EventChannel, RefusesOtherDescriptors) {
     trace.setLevel(0);
     for (const int wrong : {-1, INT_MIN, INT_MAX}) {
         EXPECT_EQ(GetEventJson(wrong, event), -1);
@@ -211,7 +211,7 @@ TEST_F(EventChannelTest, RefusesOtherDescriptors) {
     EXPECT_EQ(event.DataDWord(), 7u);
 }
 
-TEST_F(EventChannelTest, ReportsThatTheAgentClosedIt) {
+TEST_F(EventChannel, ReportsThatTheAgentClosedIt) {
     enable();
     agent.closeConnections();
     EXPECT_EQ(read(), -1);
@@ -221,7 +221,7 @@ TEST_F(EventChannelTest, ReportsThatTheAgentClosedIt) {
     EXPECT_EQ(readEvent(fd, event, nullptr).kind, EventRead::Kind::EndOfFile);
 }
 
-TEST_F(EventChannelTest, ReopensWhenAFrameNeverArrives) {
+TEST_F(EventChannel, ReopensWhenAFrameNeverArrives) {
     enable();
     agent.push(AgentReply::raw(frame(kEvent)).cutTo(10));
     EXPECT_GE(fd = read(), 0);
@@ -239,7 +239,7 @@ TEST_F(EventChannelTest, ReopensWhenAFrameNeverArrives) {
     EXPECT_EQ(read(), fd);
 }
 
-TEST_F(EventChannelTest, ReopensWhenTheAgentClosesInMidFrame) {
+TEST_F(EventChannel, ReopensWhenTheAgentClosesInMidFrame) {
     for (const std::size_t bytes : {2u, 4u, 10u}) {
         enable();
         agent.push(AgentReply::raw(frame(kEvent)).cutTo(bytes).thenClose(1ms));
@@ -250,7 +250,7 @@ TEST_F(EventChannelTest, ReopensWhenTheAgentClosesInMidFrame) {
     }
 }
 
-TEST_F(EventChannelTest, ReopensWhenTheLengthIsNonsense) {
+TEST_F(EventChannel, ReopensWhenTheLengthIsNonsense) {
     enable();
     for (const std::uint32_t length : {kLongestEvent + 1, 0xFFFFFFECu, 0xFFFFFFFFu}) {
         name = std::to_string(fd);
@@ -265,13 +265,13 @@ TEST_F(EventChannelTest, ReopensWhenTheLengthIsNonsense) {
     EXPECT_EQ(read(), fd);
 }
 
-TEST_F(EventChannelTest, TakesEventsUpToSixteenMegabytes) {
+TEST_F(EventChannel, TakesEventsUpToSixteenMegabytes) {
     enable();
     agent.push(AgentReply::json(std::string(kLongestEvent - 1, ' ')));
     EXPECT_EQ(read(), fd);
 }
 
-TEST_F(EventChannelTest, ReopensWhenReadingFails) {
+TEST_F(EventChannel, ReopensWhenReadingFails) {
     enable();
     agent.pushEvent(kEvent);
     {
@@ -283,7 +283,7 @@ TEST_F(EventChannelTest, ReopensWhenReadingFails) {
         " failed (inLength=4, InMax=" + std::to_string(frame(kEvent).size()) + ") --> reopen"));
 }
 
-TEST_F(EventChannelTest, GoesOnAfterASignal) {
+TEST_F(EventChannel, GoesOnAfterASignal) {
     enable();
     agent.pushEvent(kEvent);
     const FailingCall failure(PlatformCall::Receive, EINTR);
@@ -293,14 +293,14 @@ TEST_F(EventChannelTest, GoesOnAfterASignal) {
                                " interrupted (errno=EINTR, inLength=0, InMax=4) --> retry=0"));
 }
 
-TEST_F(EventChannelTest, TakesAReadableDescriptorForGranted) {
+TEST_F(EventChannel, TakesAReadableDescriptorForGranted) {
     enable();
     EXPECT_GE(fd = GetEventJson(fd, event), 0);  // nothing there: ten attempts, and a new channel
     EXPECT_EQ(clock.elapsed(), 11s);
     EXPECT_EQ(trace.count("incomplete (inLength=0, InMax=4"), 10u);
 }
 
-TEST_F(EventChannelTest, IsLostWhenItCannotBeReopened) {
+TEST_F(EventChannel, IsLostWhenItCannotBeReopened) {
     enable();
     agent.push(AgentReply::raw(frame(kEvent)).withLength(0xFFFFFFFF).thenClose(1ms));
     agent.later(500ms, [this] { agent.stop(); });
@@ -312,7 +312,7 @@ TEST_F(EventChannelTest, IsLostWhenItCannotBeReopened) {
                                agent.eventSocket() + " --> ignore this event!"));
 }
 
-TEST_F(EventChannelTest, SurvivesTheLackOfAnyMemory) {
+TEST_F(EventChannel, SurvivesTheLackOfAnyMemory) {
     bool failed = true;
     for (std::size_t n = 1; failed; ++n) {
         int result = 0;
@@ -342,7 +342,7 @@ TEST_F(EventChannelTest, SurvivesTheLackOfAnyMemory) {
     }
 }
 
-TEST_F(EventChannelTest, IsNotSharedWithAForkedChild) {
+TEST_F(EventChannel, IsNotSharedWithAForkedChild) {
     enable();
     const pid_t child = fork();
     if (child == 0) {
@@ -361,7 +361,7 @@ TEST_F(EventChannelTest, IsNotSharedWithAForkedChild) {
     EXPECT_EQ(read(), fd);
 }
 
-TEST_F(EventChannelTest, EndsItsWaitsOnAStop) {
+TEST_F(EventChannel, EndsItsWaitsOnAStop) {
     SocketPair wake;
     StopSignal stop(wake.ours());
     enable();
@@ -376,7 +376,7 @@ TEST_F(EventChannelTest, EndsItsWaitsOnAStop) {
     EXPECT_EQ(trace.count("bail out"), 0u);
 }
 
-TEST_F(EventChannelTest, TracesTheRegistrationAtItsLevels) {
+TEST_F(EventChannel, TracesTheRegistrationAtItsLevels) {
     const auto scenario = [this] {
         UnRegisterForEvents();
         fd = RegisterForEvents(nullptr);
@@ -391,7 +391,7 @@ TEST_F(EventChannelTest, TracesTheRegistrationAtItsLevels) {
                   {"OpenEventChannel: WARNING: Event channel already exists on fd=", 0}});
 }
 
-TEST_F(EventChannelTest, TracesRegistrationsThatFailAtTheirLevels) {
+TEST_F(EventChannel, TracesRegistrationsThatFailAtTheirLevels) {
     const auto scenario = [this] {
         agent.handleRegistration([](const AgentRequest&) { return AgentReply::none(); });
         EXPECT_EQ(RegisterForEvents(nullptr), -1);
@@ -415,7 +415,7 @@ TEST_F(EventChannelTest, TracesRegistrationsThatFailAtTheirLevels) {
                   {"ReOpenEventChannel: ERROR: Can't reopen Event Channel to ", 0}});
 }
 
-TEST_F(EventChannelTest, TracesReadingAtItsLevels) {
+TEST_F(EventChannel, TracesReadingAtItsLevels) {
     const auto scenario = [this] {
         UnRegisterForEvents();
         ASSERT_GE(fd = RegisterForEvents(nullptr), 0);
@@ -448,7 +448,7 @@ TEST_F(EventChannelTest, TracesReadingAtItsLevels) {
                   {"GetEventJson: Event Channel reopened on ", 0}});
 }
 
-TEST_F(EventChannelTest, PrintsThatItIsLostWhateverTheLevel) {
+TEST_F(EventChannel, PrintsThatItIsLostWhateverTheLevel) {
     enable();
     trace.setLevel(0);
     agent.push(AgentReply::raw(frame(kEvent)).withLength(0xFFFFFFFF).thenClose(1ms));
@@ -458,7 +458,7 @@ TEST_F(EventChannelTest, PrintsThatItIsLostWhateverTheLevel) {
     EXPECT_TRUE(trace.contains("GetEventJson: ERROR: Can't reopen Event Channel on "));
 }
 
-TEST_F(EventChannelTest, IsClosedWhenTheThreadThatRegistersIsCancelled) {
+TEST_F(EventChannel, IsClosedWhenTheThreadThatRegistersIsCancelled) {
     SKIP_IF_THREAD_EXIT_IS_MISREAD();
     SKIP_IF_CANCELLATION_IS_MISREAD();
     const auto before = openDescriptors();

@@ -102,9 +102,9 @@ class StandStill final : FakeClock::Participant {
     FakeClock& clock_;
 };
 
-class EventThreadTest : public testing::Test {
+class EventThread : public testing::Test {
   protected:
-    ~EventThreadTest() override {
+    ~EventThread() override {
         client.reset();
         UnRegisterForEvents();
     }
@@ -135,7 +135,7 @@ class EventThreadTest : public testing::Test {
 
 using Numbers = std::vector<unsigned int>;
 
-TEST_F(EventThreadTest, DeliversEventsOnAThreadOfItsOwn) {
+TEST_F(EventThread, DeliversEventsOnAThreadOfItsOwn) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     push(1);
     push(2);
@@ -148,7 +148,7 @@ TEST_F(EventThreadTest, DeliversEventsOnAThreadOfItsOwn) {
               3u);
 }
 
-TEST_F(EventThreadTest, TracesHowItIsEnabledAndDisabled) {
+TEST_F(EventThread, TracesHowItIsEnabledAndDisabled) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     const std::string fd = std::to_string(client->EventFd());
     await("Thread_EventMain: Event thread started");
@@ -181,7 +181,7 @@ TEST_F(EventThreadTest, TracesHowItIsEnabledAndDisabled) {
     EXPECT_EQ(clock.elapsed(), 30ms);  // the thread ended within the first step
 }
 
-TEST_F(EventThreadTest, TakesASecondEnablingOrDisablingForDone) {
+TEST_F(EventThread, TakesASecondEnablingOrDisablingForDone) {
     EXPECT_TRUE(client->EnableEvents(0, 0));
     EXPECT_TRUE(trace.contains(
         "EnableEvents: WARNING: Events (and the corresponding infrastructure) for this process has "
@@ -197,7 +197,7 @@ TEST_F(EventThreadTest, TakesASecondEnablingOrDisablingForDone) {
     EXPECT_EQ(trace.count("has been already disabled"), 2u);
 }
 
-TEST_F(EventThreadTest, CanBeEnabledAgainAndAgain) {
+TEST_F(EventThread, CanBeEnabledAgainAndAgain) {
     const auto before = openDescriptors();
     for (unsigned int round = 1; round <= 5; ++round) {
         ASSERT_TRUE(client->EnableEvents(1, 0));
@@ -209,7 +209,7 @@ TEST_F(EventThreadTest, CanBeEnabledAgainAndAgain) {
     }
 }
 
-TEST_F(EventThreadTest, IsStoppedByDisablingRightAfterEnabling) {
+TEST_F(EventThread, IsStoppedByDisablingRightAfterEnabling) {
     for (int round = 0; round < 20; ++round) {
         ASSERT_TRUE(client->EnableEvents(1, 0));
         ASSERT_TRUE(client->EnableEvents(0, 0));
@@ -219,7 +219,7 @@ TEST_F(EventThreadTest, IsStoppedByDisablingRightAfterEnabling) {
     EXPECT_EQ(clock.elapsed(), 600ms);
 }
 
-TEST_F(EventThreadTest, EndsWithTheClient) {
+TEST_F(EventThread, EndsWithTheClient) {
     const auto before = openDescriptors();
     ASSERT_TRUE(client->EnableEvents(1, 0));
     push(1);
@@ -231,7 +231,7 @@ TEST_F(EventThreadTest, EndsWithTheClient) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(EventThreadTest, NeedsAPipe) {
+TEST_F(EventThread, NeedsAPipe) {
     const FailingCall failure(PlatformCall::Pipe, EMFILE);
     EXPECT_FALSE(client->EnableEvents(1, 0));
     EXPECT_TRUE(trace.contains("EnableEvents: WARNING: cannot create pipe for termination-thread"));
@@ -239,7 +239,7 @@ TEST_F(EventThreadTest, NeedsAPipe) {
     EXPECT_TRUE(client->EnableEvents(1, 0));
 }
 
-TEST_F(EventThreadTest, NeedsARegistration) {
+TEST_F(EventThread, NeedsARegistration) {
     const auto before = openDescriptors();
     agent.handleRegistration([](const AgentRequest&) { return AgentReply::none().thenClose(1ms); });
     EXPECT_FALSE(client->EnableEvents(1, 0));
@@ -251,7 +251,7 @@ TEST_F(EventThreadTest, NeedsARegistration) {
     EXPECT_TRUE(client->EnableEvents(1, 0));
 }
 
-TEST_F(EventThreadTest, NeedsAThread) {
+TEST_F(EventThread, NeedsAThread) {
     const auto before = openDescriptors();
     {
         const FailingCall failure(PlatformCall::ThreadCreate, EAGAIN);
@@ -269,7 +269,7 @@ TEST_F(EventThreadTest, NeedsAThread) {
     EXPECT_EQ(client->events(1), Numbers{1});
 }
 
-TEST_F(EventThreadTest, FollowsAnAgentThatRestarts) {
+TEST_F(EventThread, FollowsAnAgentThatRestarts) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     push(1);
     client->events(1);
@@ -285,7 +285,7 @@ TEST_F(EventThreadTest, FollowsAnAgentThatRestarts) {
     EXPECT_EQ(agent.registrations().size(), 2u);
 }
 
-TEST_F(EventThreadTest, WaitsForAnAgentThatIsAway) {
+TEST_F(EventThread, WaitsForAnAgentThatIsAway) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     agent.later(60s, [this] { agent.start(); });
     agent.stop();
@@ -294,7 +294,7 @@ TEST_F(EventThreadTest, WaitsForAnAgentThatIsAway) {
     EXPECT_GE(clock.elapsed(), 60s);
 }
 
-TEST_F(EventThreadTest, FollowsAChannelThatHadToBeReopened) {
+TEST_F(EventThread, FollowsAChannelThatHadToBeReopened) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     agent.push(AgentReply::json("never arrives").cutTo(6));
     await("Event channel has been reopened");
@@ -303,7 +303,7 @@ TEST_F(EventThreadTest, FollowsAChannelThatHadToBeReopened) {
     EXPECT_EQ(clock.elapsed(), 11s);
 }
 
-TEST_F(EventThreadTest, EndsWhenTheAgentDoesNotComeBack) {
+TEST_F(EventThread, EndsWhenTheAgentDoesNotComeBack) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     agent.stop();
     awaitExit();
@@ -318,7 +318,7 @@ TEST_F(EventThreadTest, EndsWhenTheAgentDoesNotComeBack) {
     EXPECT_EQ(client->events(1), Numbers{1});
 }
 
-TEST_F(EventThreadTest, EndsWhenItsChannelIsTakenAway) {
+TEST_F(EventThread, EndsWhenItsChannelIsTakenAway) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     UnRegisterForEvents();
     push(1);
@@ -329,7 +329,7 @@ TEST_F(EventThreadTest, EndsWhenItsChannelIsTakenAway) {
     awaitExit();
 }
 
-TEST_F(EventThreadTest, CanBeDisabledWhileItReconnects) {
+TEST_F(EventThread, CanBeDisabledWhileItReconnects) {
     const StandStill time(clock);
     ASSERT_TRUE(client->EnableEvents(1, 0));
     agent.stop();
@@ -339,7 +339,7 @@ TEST_F(EventThreadTest, CanBeDisabledWhileItReconnects) {
     EXPECT_EQ(clock.elapsed(), 30ms);
 }
 
-TEST_F(EventThreadTest, CanBeDisabledWhileItRegistersAgain) {
+TEST_F(EventThread, CanBeDisabledWhileItRegistersAgain) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     agent.handleRegistration([](const AgentRequest&) { return AgentReply::registration().held(); });
     agent.closeConnections();
@@ -352,7 +352,7 @@ TEST_F(EventThreadTest, CanBeDisabledWhileItRegistersAgain) {
     agent.awaitOpenConnections(0);
 }
 
-TEST_F(EventThreadTest, CanBeDisabledInTheMiddleOfAFrame) {
+TEST_F(EventThread, CanBeDisabledInTheMiddleOfAFrame) {
     const StandStill time(clock);
     ASSERT_TRUE(client->EnableEvents(1, 0));
     agent.push(AgentReply::json("never arrives").cutTo(6));
@@ -362,7 +362,7 @@ TEST_F(EventThreadTest, CanBeDisabledInTheMiddleOfAFrame) {
     EXPECT_EQ(agent.registrations().size(), 1u);
 }
 
-TEST_F(EventThreadTest, RatherEndsThanWaitsAgainAfterASignal) {
+TEST_F(EventThread, RatherEndsThanWaitsAgainAfterASignal) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([this] { clock.failNextPoll(EINTR); });
     push(1);
@@ -370,7 +370,7 @@ TEST_F(EventThreadTest, RatherEndsThanWaitsAgainAfterASignal) {
     EXPECT_TRUE(trace.contains("Thread_EventMain: somebody signaled terminate -> bail out"));
 }
 
-TEST_F(EventThreadTest, GoesOnAfterAWaitThatFoundNothing) {
+TEST_F(EventThread, GoesOnAfterAWaitThatFoundNothing) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([this] { clock.failNextPoll(0); });
     push(1);
@@ -380,7 +380,7 @@ TEST_F(EventThreadTest, GoesOnAfterAWaitThatFoundNothing) {
     EXPECT_EQ(client->events(2), (Numbers{1, 2}));
 }
 
-TEST_F(EventThreadTest, OutlivesAListenerThatThrows) {
+TEST_F(EventThread, OutlivesAListenerThatThrows) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([] { throw std::runtime_error("no more paper"); });
     push(1);
@@ -395,7 +395,7 @@ TEST_F(EventThreadTest, OutlivesAListenerThatThrows) {
     EXPECT_EQ(client->events(3), (Numbers{1, 2, 3}));
 }
 
-TEST_F(EventThreadTest, OutlivesAListenerThatEndsTheThread) {
+TEST_F(EventThread, OutlivesAListenerThatEndsTheThread) {
     SKIP_IF_THREAD_EXIT_IS_MISREAD();
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([] { pthread_exit(nullptr); });
@@ -409,7 +409,7 @@ TEST_F(EventThreadTest, OutlivesAListenerThatEndsTheThread) {
     EXPECT_EQ(client->events(2), (Numbers{1, 2}));
 }
 
-TEST(EventThreadMemoryTest, OutlivesTheLackOfMemory) {
+TEST(EventThreadMemory, OutlivesTheLackOfMemory) {
     ScriptedAgent agent;
     TraceCapture trace;
     Client client;
@@ -431,7 +431,7 @@ TEST(EventThreadMemoryTest, OutlivesTheLackOfMemory) {
     UnRegisterForEvents();
 }
 
-TEST_F(EventThreadTest, IsWaitedForFiveSeconds) {
+TEST_F(EventThread, IsWaitedForFiveSeconds) {
     Gate gate;
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([&] { gate.wait(); });
@@ -451,7 +451,7 @@ TEST_F(EventThreadTest, IsWaitedForFiveSeconds) {
     EXPECT_EQ(client->events(2), (Numbers{1, 2}));
 }
 
-TEST_F(EventThreadTest, MayDisableWhileAnotherThreadWaitsForItToEnableAnew) {
+TEST_F(EventThread, MayDisableWhileAnotherThreadWaitsForItToEnableAnew) {
     Gate gate;
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([&] {
@@ -472,7 +472,7 @@ TEST_F(EventThreadTest, MayDisableWhileAnotherThreadWaitsForItToEnableAnew) {
     EXPECT_EQ(client->events(2), (Numbers{1, 2}));
 }
 
-TEST_F(EventThreadTest, MayDisableWhileAnotherThreadDoes) {
+TEST_F(EventThread, MayDisableWhileAnotherThreadDoes) {
     Gate gate;
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([&] {
@@ -490,7 +490,7 @@ TEST_F(EventThreadTest, MayDisableWhileAnotherThreadDoes) {
     EXPECT_EQ(trace.count("already disabled"), 1u);
 }
 
-TEST_F(EventThreadTest, MayDisableWhileItsClientIsDestroyed) {
+TEST_F(EventThread, MayDisableWhileItsClientIsDestroyed) {
     Gate gate;
     Client* const watched = client.get();
     ASSERT_TRUE(client->EnableEvents(1, 0));
@@ -507,7 +507,7 @@ TEST_F(EventThreadTest, MayDisableWhileItsClientIsDestroyed) {
     EXPECT_EQ(trace.count("Event thread exited"), 1u);
 }
 
-TEST_F(EventThreadTest, IsWaitedForByTheDestructorHoweverLong) {
+TEST_F(EventThread, IsWaitedForByTheDestructorHoweverLong) {
     Gate gate;
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([&] { gate.wait(); });
@@ -520,7 +520,7 @@ TEST_F(EventThreadTest, IsWaitedForByTheDestructorHoweverLong) {
     EXPECT_EQ(trace.count("Event thread exited"), 1u);
 }
 
-TEST_F(EventThreadTest, CanBeDisabledFromInsideAnEvent) {
+TEST_F(EventThread, CanBeDisabledFromInsideAnEvent) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([this] { EXPECT_TRUE(client->EnableEvents(0, 0)); });
     pushTogether(1, 2);
@@ -533,7 +533,7 @@ TEST_F(EventThreadTest, CanBeDisabledFromInsideAnEvent) {
     EXPECT_EQ(client->events(2), (Numbers{1, 3}));
 }
 
-TEST_F(EventThreadTest, CanBeEnabledAnewFromInsideAnEvent) {
+TEST_F(EventThread, CanBeEnabledAnewFromInsideAnEvent) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     client->onEvent([this] {
         client->onEvent(nullptr);
@@ -548,7 +548,7 @@ TEST_F(EventThreadTest, CanBeEnabledAnewFromInsideAnEvent) {
     EXPECT_EQ(trace.count("Event thread exited"), 2u);
 }
 
-TEST_F(EventThreadTest, MayDestroyItsClientFromInsideAnEvent) {
+TEST_F(EventThread, MayDestroyItsClientFromInsideAnEvent) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     Gate destroyed;
     client->onEvent([&] {
@@ -561,7 +561,7 @@ TEST_F(EventThreadTest, MayDestroyItsClientFromInsideAnEvent) {
     EXPECT_EQ(client, nullptr);
 }
 
-TEST_F(EventThreadTest, DoesNotTakeTheHostsSignals) {
+TEST_F(EventThread, DoesNotTakeTheHostsSignals) {
     sigset_t blocked;
     sigemptyset(&blocked);
     ASSERT_TRUE(client->EnableEvents(1, 0));
@@ -575,7 +575,7 @@ TEST_F(EventThreadTest, DoesNotTakeTheHostsSignals) {
     EXPECT_EQ(sigismember(&blocked, SIGSEGV), 0);
 }
 
-TEST_F(EventThreadTest, IsLeftAloneByAForkedChild) {
+TEST_F(EventThread, IsLeftAloneByAForkedChild) {
     SKIP_IF_FORKED_THREADS_ARE_LOST();
     ASSERT_TRUE(client->EnableEvents(1, 0));
     const pid_t child = fork();
@@ -593,7 +593,7 @@ TEST_F(EventThreadTest, IsLeftAloneByAForkedChild) {
     EXPECT_EQ(trace.count("Event thread exited"), 0u);
 }
 
-TEST_F(EventThreadTest, IsThereForAForkedChildToo) {
+TEST_F(EventThread, IsThereForAForkedChildToo) {
     SKIP_IF_FORKED_THREADS_ARE_LOST();
     ASSERT_TRUE(client->EnableEvents(1, 0));
     const pid_t child = fork();
@@ -613,14 +613,14 @@ TEST_F(EventThreadTest, IsThereForAForkedChildToo) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(EventThreadTest, SaysSoWhenItIsStartedWithoutAClient) {
+TEST_F(EventThread, SaysSoWhenItIsStartedWithoutAClient) {
     EXPECT_EQ(CSwitchClient::Thread_EventMain(nullptr), nullptr);
     EXPECT_TRUE(trace.contains(
         "Thread_EventMain: ## ERROR ## internal error on starting pClassContext = (nil)"));
     EXPECT_TRUE(trace.contains("THREAD_RETURN: ## INFO: Thread = 0x"));
 }
 
-TEST_F(EventThreadTest, EndsAtOnceWithoutAPipe) {
+TEST_F(EventThread, EndsAtOnceWithoutAPipe) {
     client->EventMain();
     EXPECT_EQ(trace.messages(),
               (std::vector<std::string>{"Thread_EventMain: Event thread started",
@@ -628,7 +628,7 @@ TEST_F(EventThreadTest, EndsAtOnceWithoutAPipe) {
                                         "Thread_EventMain: Event thread exited"}));
 }
 
-TEST_F(EventThreadTest, NeitherWritesNorClosesAPipeThatWasNotMade) {
+TEST_F(EventThread, NeitherWritesNorClosesAPipeThatWasNotMade) {
     client->WakeupThread_EventMain();
     EXPECT_TRUE(trace.contains(
         "WakeupThread_EventMain: wakeup WakeupThread_EventMain for termination on pipe[-1,0]"));

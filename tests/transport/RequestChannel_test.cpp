@@ -32,9 +32,9 @@ std::string thread() {
 }
 
 /// An agent in virtual time and requests of this thread to it.
-class RequestChannelTest : public testing::Test {
+class ChannelToAgent : public testing::Test {
   protected:
-    ~RequestChannelTest() override { RagdClientDestroyTSD(); }
+    ~ChannelToAgent() override { RagdClientDestroyTSD(); }
 
     /// Sends a command and gives the result; the reply is in `frame_` then.
     int request(unsigned int opcode = 1, unsigned int timeout = 0) {
@@ -52,7 +52,7 @@ class RequestChannelTest : public testing::Test {
     Frame frame_{""};
 };
 
-TEST_F(RequestChannelTest, RegistersBeforeTheFirstRequest) {
+TEST_F(ChannelToAgent, RegistersBeforeTheFirstRequest) {
     expectOk(1);
     expectOk(2);
     EXPECT_TRUE(succeeds(1));
@@ -74,7 +74,7 @@ TEST_F(RequestChannelTest, RegistersBeforeTheFirstRequest) {
     EXPECT_EQ(clock.elapsed(), 0s);
 }
 
-TEST_F(RequestChannelTest, TracesHowItOpens) {
+TEST_F(ChannelToAgent, TracesHowItOpens) {
     expectOk();
     ASSERT_TRUE(succeeds());
     const std::string fd = std::to_string(getThreadSpecificDataJson()->fd);
@@ -87,7 +87,7 @@ TEST_F(RequestChannelTest, TracesHowItOpens) {
               1u);
 }
 
-TEST_F(RequestChannelTest, PrintsOnlyTheRegistrationAtLevelZero) {
+TEST_F(ChannelToAgent, PrintsOnlyTheRegistrationAtLevelZero) {
     trace.setLevel(0);
     expectOk();
     ASSERT_TRUE(succeeds());
@@ -95,7 +95,7 @@ TEST_F(RequestChannelTest, PrintsOnlyTheRegistrationAtLevelZero) {
     EXPECT_TRUE(trace.contains("InitRequestChannel: Request Channel (type=JSON) opened and"));
 }
 
-TEST_F(RequestChannelTest, TracesAtItsLevels) {
+TEST_F(ChannelToAgent, TracesAtItsLevels) {
     const auto scenario = [this] {
         RagdClientDestroyTSD();
         agent.handleRegistration([](const AgentRequest&) { return AgentReply::none(); });
@@ -123,7 +123,7 @@ TEST_F(RequestChannelTest, TracesAtItsLevels) {
                   {"SendRequest: sending request failed (request channel not available)", 0}});
 }
 
-TEST_F(RequestChannelTest, TracesItsEndAtLevelOne) {
+TEST_F(ChannelToAgent, TracesItsEndAtLevelOne) {
     const auto scenario = [this] {
         expectOk();
         EXPECT_TRUE(succeeds());
@@ -134,7 +134,7 @@ TEST_F(RequestChannelTest, TracesItsEndAtLevelOne) {
                   {"DestroyThreadSpecificDataJson: FdRequest = ", 1}});
 }
 
-TEST_F(RequestChannelTest, PrintsThatTheAgentIsAbsentWhateverTheLevel) {
+TEST_F(ChannelToAgent, PrintsThatTheAgentIsAbsentWhateverTheLevel) {
     trace.setLevel(0);
     agent.stop();
     EXPECT_EQ(request(), kNoChannel);
@@ -142,7 +142,7 @@ TEST_F(RequestChannelTest, PrintsThatTheAgentIsAbsentWhateverTheLevel) {
     EXPECT_EQ(trace.count("OpenRequestChannel: ERROR: cannot open Request Channel to "), 1u);
 }
 
-TEST_F(RequestChannelTest, PrintsThatThereIsNoMemoryForItWhateverTheLevel) {
+TEST_F(ChannelToAgent, PrintsThatThereIsNoMemoryForItWhateverTheLevel) {
     expectOk();
     ASSERT_TRUE(succeeds());
     RagdClientDestroyTSD();
@@ -155,7 +155,7 @@ TEST_F(RequestChannelTest, PrintsThatThereIsNoMemoryForItWhateverTheLevel) {
     EXPECT_TRUE(trace.contains("OpenRequestChannel: ERROR: no thread specific data available"));
 }
 
-TEST_F(RequestChannelTest, ReportsTheAgentsDescriptor) {
+TEST_F(ChannelToAgent, ReportsTheAgentsDescriptor) {
     std::vector<unsigned char> block(72);
     block[68] = 77;
     agent.handleRegistration([&](const AgentRequest&) { return AgentReply::ok(bytesData(block)); });
@@ -164,7 +164,7 @@ TEST_F(RequestChannelTest, ReportsTheAgentsDescriptor) {
     EXPECT_TRUE(trace.contains("ragdfd=77)"));
 }
 
-TEST_F(RequestChannelTest, ReadsAShortOptionsBlockAsIfZerosFollowed) {
+TEST_F(ChannelToAgent, ReadsAShortOptionsBlockAsIfZerosFollowed) {
     agent.handleRegistration([](const AgentRequest&) {
         return AgentReply::status(99, bytesData(std::vector<unsigned char>(69, 1)));
     });
@@ -173,7 +173,7 @@ TEST_F(RequestChannelTest, ReadsAShortOptionsBlockAsIfZerosFollowed) {
     EXPECT_TRUE(trace.contains("ragdfd=1)"));
 }
 
-TEST_F(RequestChannelTest, TakesAnyReplyToTheRegistration) {
+TEST_F(ChannelToAgent, TakesAnyReplyToTheRegistration) {
     for (const char* text : {"", "[", "{\"SIP\":5}", "no JSON"}) {
         agent.handleRegistration([&](const AgentRequest&) { return AgentReply::json(text); });
         expectOk();
@@ -183,7 +183,7 @@ TEST_F(RequestChannelTest, TakesAnyReplyToTheRegistration) {
     EXPECT_EQ(trace.count("ragdfd=0)"), 4u);
 }
 
-TEST_F(RequestChannelTest, UsesTheNameThatWasSet) {
+TEST_F(ChannelToAgent, UsesTheNameThatWasSet) {
     const auto registeredName = [this] {
         RagdClientDestroyTSD();
         expectOk();
@@ -207,7 +207,7 @@ TEST_F(RequestChannelTest, UsesTheNameThatWasSet) {
     EXPECT_EQ(registeredName(), padded("Nobody"));
 }
 
-TEST_F(RequestChannelTest, IsNotAvailableWhenTheRegistrationFails) {
+TEST_F(ChannelToAgent, IsNotAvailableWhenTheRegistrationFails) {
     const auto before = openDescriptors();
     agent.handleRegistration([](const AgentRequest&) { return AgentReply::none().thenClose(1ms); });
     EXPECT_EQ(request(), kNoChannel);
@@ -225,7 +225,7 @@ TEST_F(RequestChannelTest, IsNotAvailableWhenTheRegistrationFails) {
     EXPECT_TRUE(succeeds());
 }
 
-TEST_F(RequestChannelTest, IsNotAvailableWithoutMemoryForTheRegistration) {
+TEST_F(ChannelToAgent, IsNotAvailableWithoutMemoryForTheRegistration) {
     RequestChannel channel{openDevice(agent.requestSocket())};
     const ClientOptions options(channel.fd);
     const FailingAllocation failure(1);
@@ -234,7 +234,7 @@ TEST_F(RequestChannelTest, IsNotAvailableWithoutMemoryForTheRegistration) {
     EXPECT_EQ(channel.fd, -1);
 }
 
-TEST_F(RequestChannelTest, NeedsOptionsToRegister) {
+TEST_F(ChannelToAgent, NeedsOptionsToRegister) {
     RequestChannel channel{openDevice(agent.requestSocket())};
     const std::string fd = std::to_string(channel.fd);
     EXPECT_FALSE(initRequestChannel(channel, nullptr, 1000));
@@ -244,7 +244,7 @@ TEST_F(RequestChannelTest, NeedsOptionsToRegister) {
         " --> close it!"));
 }
 
-TEST_F(RequestChannelTest, TriesForTenMinutesToConnect) {
+TEST_F(ChannelToAgent, TriesForTenMinutesToConnect) {
     agent.stop();
     const auto before = openDescriptors();
     EXPECT_EQ(request(), kNoChannel);
@@ -260,7 +260,7 @@ TEST_F(RequestChannelTest, TriesForTenMinutesToConnect) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(RequestChannelTest, WaitsForAnAgentThatComesLate) {
+TEST_F(ChannelToAgent, WaitsForAnAgentThatComesLate) {
     agent.stop();
     agent.later(30s, [this] { agent.start(); });
     expectOk();
@@ -268,7 +268,7 @@ TEST_F(RequestChannelTest, WaitsForAnAgentThatComesLate) {
     EXPECT_EQ(clock.elapsed(), 30s);
 }
 
-TEST_F(RequestChannelTest, WaitsThirtySecondsForAReplyAndThenReconnects) {
+TEST_F(ChannelToAgent, WaitsThirtySecondsForAReplyAndThenReconnects) {
     agent.expect({.opcode = 1, .reply = AgentReply::none()});
     EXPECT_EQ(request(), kTimedOut);
     EXPECT_EQ(clock.elapsed(), 30s);
@@ -281,7 +281,7 @@ TEST_F(RequestChannelTest, WaitsThirtySecondsForAReplyAndThenReconnects) {
     EXPECT_EQ(agent.registrations().size(), 2u);
 }
 
-TEST_F(RequestChannelTest, RaisesAndCapsTheTimeout) {
+TEST_F(ChannelToAgent, RaisesAndCapsTheTimeout) {
     const std::pair<unsigned int, std::chrono::seconds> cases[] = {
         {0, 30s}, {29999, 30s}, {45000, 45s}, {180000, 180s}, {500000, 180s}, {UINT_MAX, 180s}};
     for (const auto& [timeout, waited] : cases) {
@@ -292,7 +292,7 @@ TEST_F(RequestChannelTest, RaisesAndCapsTheTimeout) {
     }
 }
 
-TEST_F(RequestChannelTest, ClosesAfterAReplyThatIsTooLarge) {
+TEST_F(ChannelToAgent, ClosesAfterAReplyThatIsTooLarge) {
     agent.expect({.opcode = 1, .reply = AgentReply::json(std::string(70000, 'x'))});
     EXPECT_EQ(request(), kTransferFailed);
     EXPECT_TRUE(trace.contains("(buffer too small) (inLength=65536, InOutMax=65536"));
@@ -301,7 +301,7 @@ TEST_F(RequestChannelTest, ClosesAfterAReplyThatIsTooLarge) {
     EXPECT_TRUE(succeeds());
 }
 
-TEST_F(RequestChannelTest, WorksAgainAfterEveryKindOfBrokenReply) {
+TEST_F(ChannelToAgent, WorksAgainAfterEveryKindOfBrokenReply) {
     const AgentReply broken[] = {
         AgentReply::none().thenClose(1ms),
         AgentReply::json("reply").cutTo(2).thenClose(1ms),
@@ -323,7 +323,7 @@ TEST_F(RequestChannelTest, WorksAgainAfterEveryKindOfBrokenReply) {
     }
 }
 
-TEST_F(RequestChannelTest, TakesRepliesAsTheyCome) {
+TEST_F(ChannelToAgent, TakesRepliesAsTheyCome) {
     const std::string text = toJson({.opcode = 1, .status = 0});
     const AgentReply odd[] = {
         AgentReply::ok().inPieces(1, 50ms),      AgentReply::ok().inPieces(7, 900ms),
@@ -338,7 +338,7 @@ TEST_F(RequestChannelTest, TakesRepliesAsTheyCome) {
     EXPECT_EQ(agent.registrations().size(), 1u);
 }
 
-TEST_F(RequestChannelTest, ReconnectsToAnAgentThatRestarted) {
+TEST_F(ChannelToAgent, ReconnectsToAnAgentThatRestarted) {
     expectOk();
     ASSERT_TRUE(succeeds());
     agent.stop();
@@ -348,7 +348,7 @@ TEST_F(RequestChannelTest, ReconnectsToAnAgentThatRestarted) {
     EXPECT_TRUE(succeeds());
 }
 
-TEST_F(RequestChannelTest, BelongsToItsThread) {
+TEST_F(ChannelToAgent, BelongsToItsThread) {
     agent.handle([](const AgentRequest&) { return AgentReply::ok(); });
     ASSERT_TRUE(succeeds());
     for (int i = 0; i < 3; ++i) {
@@ -365,7 +365,7 @@ TEST_F(RequestChannelTest, BelongsToItsThread) {
     EXPECT_EQ(agent.requests().back().connection, agent.requests().front().connection);
 }
 
-TEST_F(RequestChannelTest, KeepsRepliesOfManyThreadsApart) {
+TEST_F(ChannelToAgent, KeepsRepliesOfManyThreadsApart) {
     agent.handle(
         [](const AgentRequest& request) { return AgentReply::ok(numberData(request.object)); });
     std::vector<std::thread> threads;
@@ -386,7 +386,7 @@ TEST_F(RequestChannelTest, KeepsRepliesOfManyThreadsApart) {
     EXPECT_EQ(agent.registrations().size(), 8u);
 }
 
-TEST_F(RequestChannelTest, IsClosedOnDemand) {
+TEST_F(ChannelToAgent, IsClosedOnDemand) {
     expectOk();
     ASSERT_TRUE(succeeds());
     RequestChannel* channel = getThreadSpecificDataJson();
@@ -414,7 +414,7 @@ TEST_F(RequestChannelTest, IsClosedOnDemand) {
     EXPECT_TRUE(succeeds());
 }
 
-TEST_F(RequestChannelTest, RefusesFramesThatDoNotFitWithoutConnecting) {
+TEST_F(ChannelToAgent, RefusesFramesThatDoNotFitWithoutConnecting) {
     EXPECT_EQ(SendRequest(nullptr, 65536, 0), kTransferFailed);
     EXPECT_EQ(SendRequest(nullptr, 0, 0), kTransferFailed);
     Frame frame("text", 64);
@@ -428,7 +428,7 @@ TEST_F(RequestChannelTest, RefusesFramesThatDoNotFitWithoutConnecting) {
     EXPECT_TRUE(succeeds());
 }
 
-TEST_F(RequestChannelTest, SurvivesTheLackOfAnyMemory) {
+TEST_F(ChannelToAgent, SurvivesTheLackOfAnyMemory) {
     agent.handle([](const AgentRequest&) { return AgentReply::ok(); });
     bool failed = true;
     for (std::size_t n = 1; failed; ++n) {
@@ -453,7 +453,7 @@ TEST_F(RequestChannelTest, SurvivesTheLackOfAnyMemory) {
               1u);
 }
 
-TEST_F(RequestChannelTest, LeavesNothingBehindWhenItsThreadIsCancelled) {
+TEST_F(ChannelToAgent, LeavesNothingBehindWhenItsThreadIsCancelled) {
     SKIP_IF_THREAD_EXIT_IS_MISREAD();
     SKIP_IF_CANCELLATION_IS_MISREAD();
     const auto before = openDescriptors();
@@ -472,7 +472,7 @@ TEST_F(RequestChannelTest, LeavesNothingBehindWhenItsThreadIsCancelled) {
     EXPECT_TRUE(succeeds());
 }
 
-TEST_F(RequestChannelTest, MayBeCancelledWhileItConnects) {
+TEST_F(ChannelToAgent, MayBeCancelledWhileItConnects) {
     SKIP_IF_THREAD_EXIT_IS_MISREAD();
     agent.stop();
     const auto before = openDescriptors();
@@ -488,7 +488,7 @@ TEST_F(RequestChannelTest, MayBeCancelledWhileItConnects) {
     EXPECT_TRUE(succeeds());
 }
 
-TEST_F(RequestChannelTest, IsNotSharedWithAForkedChild) {
+TEST_F(ChannelToAgent, IsNotSharedWithAForkedChild) {
     agent.handle(
         [](const AgentRequest& request) { return AgentReply::ok(numberData(request.opcode)); });
     ASSERT_GT(request(1), 0);
@@ -510,7 +510,7 @@ TEST_F(RequestChannelTest, IsNotSharedWithAForkedChild) {
     EXPECT_EQ(agent.requests().at(0).connection, agent.requests().at(2).connection);
 }
 
-TEST_F(RequestChannelTest, SaysWhereItIsLookedFor) {
+TEST_F(ChannelToAgent, SaysWhereItIsLookedFor) {
     EXPECT_EQ(RequestSocketPath(), agent.requestSocket());
     EXPECT_EQ(EventSocketPath(), agent.eventSocket());
 }

@@ -26,9 +26,9 @@ class Client : public CSwitchClient {
     using CSwitchClient::StoredReplyWord;
 };
 
-class SwitchClientTest : public testing::Test {
+class SwitchClient : public testing::Test {
   protected:
-    ~SwitchClientTest() override { RagdClientDestroyTSD(); }
+    ~SwitchClient() override { RagdClientDestroyTSD(); }
 
     unsigned int request(AgentReply reply) {
         agent.expect({.opcode = 0x1234, .ext = 5, .object = 6, .cabinet = 7, .reply = reply});
@@ -43,7 +43,7 @@ class SwitchClientTest : public testing::Test {
     SipJson command;
 };
 
-TEST_F(SwitchClientTest, GivesTheReplyInTheSameRecord) {
+TEST_F(SwitchClient, GivesTheReplyInTheSameRecord) {
     EXPECT_EQ(request(AgentReply::ok("513")), 0u);
     EXPECT_EQ(command.Status(), 0u);
     EXPECT_EQ(command.DataWord(), 513u);
@@ -53,14 +53,14 @@ TEST_F(SwitchClientTest, GivesTheReplyInTheSameRecord) {
     EXPECT_EQ(trace.count("Got Unexpected Status"), 0u);
 }
 
-TEST_F(SwitchClientTest, TakesStatusTwelveForSuccess) {
+TEST_F(SwitchClient, TakesStatusTwelveForSuccess) {
     EXPECT_EQ(request(AgentReply::status(12, "1")), 0u);
     EXPECT_EQ(command.Export(),
               R"({"SIP":{"V":1,"CMD":[{"OC":4660,"OE":5,"OI":6,"CA":7,"ST":0,"DA":1}]}})");
     EXPECT_EQ(trace.count("Got Unexpected Status"), 0u);
 }
 
-TEST_F(SwitchClientTest, GivesEveryOtherStatusAsItIs) {
+TEST_F(SwitchClient, GivesEveryOtherStatusAsItIs) {
     // 21 and 255 too, which the record takes for success.
     for (const unsigned int status : {1u, 19u, 21u, 25u, 255u, 0x00040009u, 0xFFFFFFFFu}) {
         EXPECT_EQ(request(AgentReply::status(status)), status);
@@ -75,7 +75,7 @@ TEST_F(SwitchClientTest, GivesEveryOtherStatusAsItIs) {
     EXPECT_TRUE(command.CmdStatusSuccess(21));
 }
 
-TEST_F(SwitchClientTest, GivesTwentyTwoForRepliesWithoutStatus) {
+TEST_F(SwitchClient, GivesTwentyTwoForRepliesWithoutStatus) {
     const std::string texts[] = {
         "",
         "no JSON",
@@ -102,14 +102,14 @@ TEST_F(SwitchClientTest, GivesTwentyTwoForRepliesWithoutStatus) {
     EXPECT_EQ(agent.registrations().size(), 1u);
 }
 
-TEST_F(SwitchClientTest, NeverTakesTheRestOfTheRequestForTheReply) {
+TEST_F(SwitchClient, NeverTakesTheRestOfTheRequestForTheReply) {
     // A short frame without NUL, over a request that reads on as a successful reply.
     agent.expect({.opcode = 1, .status = 0, .reply = AgentReply::json("").withLength(0).cutTo(4)});
     command.SetCmd(1, 0, 0, 0, 0);
     EXPECT_EQ(client.Request(command, 0, 0, 0), 22u);
 }
 
-TEST_F(SwitchClientTest, NegatesTheFailuresOfTheChannel) {
+TEST_F(SwitchClient, NegatesTheFailuresOfTheChannel) {
     EXPECT_EQ(request(AgentReply::none()), 15u);
     EXPECT_EQ(command.Status(), 15u);
     EXPECT_EQ(command.OpCode(), 0x1234u);
@@ -121,7 +121,7 @@ TEST_F(SwitchClientTest, NegatesTheFailuresOfTheChannel) {
     EXPECT_EQ(request(AgentReply::ok()), 0u);
 }
 
-TEST_F(SwitchClientTest, FindsOutThatTheAgentIsAbsent) {
+TEST_F(SwitchClient, FindsOutThatTheAgentIsAbsent) {
     agent.stop();
     command.SetCmd(1, 0, 0, 0, SipJson::noStatus);
     EXPECT_EQ(client.Request(command, 0, 0, 0), 3u);
@@ -130,7 +130,7 @@ TEST_F(SwitchClientTest, FindsOutThatTheAgentIsAbsent) {
     EXPECT_TRUE(trace.contains("Status=0x0003, len="));
 }
 
-TEST_F(SwitchClientTest, AddsTheTwoTimeouts) {
+TEST_F(SwitchClient, AddsTheTwoTimeouts) {
     const auto waits = [this](unsigned short timeout, unsigned int extra) {
         agent.expect({.opcode = 1, .reply = AgentReply::none()});
         command.SetCmd(1, 0, 0, 0, SipJson::noStatus);
@@ -153,7 +153,7 @@ void setCommandOfSize(SipJson& command, std::size_t size) {
     setData(size - setData(0));
 }
 
-TEST_F(SwitchClientTest, SendsTheLargestTextThatIsAccepted) {
+TEST_F(SwitchClient, SendsTheLargestTextThatIsAccepted) {
     setCommandOfSize(command, CSwitchClient::RAGD_BUFFER_MAX);
     const std::string text = command.Export();
     ASSERT_EQ(text.size() + 1, CSwitchClient::RAGD_BUFFER_MAX);
@@ -163,7 +163,7 @@ TEST_F(SwitchClientTest, SendsTheLargestTextThatIsAccepted) {
     EXPECT_EQ(agent.requests().at(0).text, text);
 }
 
-TEST_F(SwitchClientTest, RefusesALongerTextWithoutSendingIt) {
+TEST_F(SwitchClient, RefusesALongerTextWithoutSendingIt) {
     setCommandOfSize(command, CSwitchClient::RAGD_BUFFER_MAX + 1);
     EXPECT_EQ(client.Request(command, 0, 0, 0), 17u);
     EXPECT_EQ(command.Status(), 17u);
@@ -174,7 +174,7 @@ TEST_F(SwitchClientTest, RefusesALongerTextWithoutSendingIt) {
     EXPECT_EQ(trace.count("Receive response"), 0u);
 }
 
-TEST_F(SwitchClientTest, TakesRepliesOfAMegabyte) {
+TEST_F(SwitchClient, TakesRepliesOfAMegabyte) {
     const std::string record = toJson({.opcode = 1, .status = 0, .data = "\"\""});
     const auto reply = [&](std::size_t frameSize) {
         return AgentReply::ok(textData(std::string(frameSize - frame(record).size(), 'y')));
@@ -189,14 +189,14 @@ TEST_F(SwitchClientTest, TakesRepliesOfAMegabyte) {
     EXPECT_EQ(client.Request(command, 0, 0, 0), 9u);
 }
 
-TEST_F(SwitchClientTest, ShowsTheLengthOfTheRequestAfterAFailure) {
+TEST_F(SwitchClient, ShowsTheLengthOfTheRequestAfterAFailure) {
     command.SetCmd(0x1234, 5, 6, 7, SipJson::noStatus);
     const std::string length = std::to_string(command.Export().size() + 1);
     EXPECT_EQ(request(AgentReply::raw("\xFF\xFF")), 9u);
     EXPECT_TRUE(trace.contains("Status=0x0009, len=" + length));
 }
 
-TEST_F(SwitchClientTest, GivesSeventeenWithoutMemory) {
+TEST_F(SwitchClient, GivesSeventeenWithoutMemory) {
     agent.handle([](const AgentRequest&) { return AgentReply::ok("1"); });
     unsigned int memoryFailures = 0;
     bool failed = true;
@@ -217,7 +217,7 @@ TEST_F(SwitchClientTest, GivesSeventeenWithoutMemory) {
     EXPECT_EQ(trace.count("CSwitchClient::Request: ERROR No memory available"), memoryFailures);
 }
 
-TEST_F(SwitchClientTest, IntroducesTheProcessByTheLibrarysName) {
+TEST_F(SwitchClient, IntroducesTheProcessByTheLibrarysName) {
     EXPECT_FALSE(client.IsAttached());
     EXPECT_EQ(client.Attach(), 1);
     EXPECT_TRUE(client.IsAttached());
@@ -226,7 +226,7 @@ TEST_F(SwitchClientTest, IntroducesTheProcessByTheLibrarysName) {
     EXPECT_STREQ(reinterpret_cast<const char*>(block.data()), "CIM_Provider");
 }
 
-TEST_F(SwitchClientTest, EndsRequestsOnDetaching) {
+TEST_F(SwitchClient, EndsRequestsOnDetaching) {
     const pid_t child = fork();  // for good, so in a process of its own
     if (child == 0) {
         Client own("child");
@@ -243,7 +243,7 @@ TEST_F(SwitchClientTest, EndsRequestsOnDetaching) {
     EXPECT_EQ(status, 0);
 }
 
-TEST_F(SwitchClientTest, KeepsTheWordOfOneLegacyReply) {
+TEST_F(SwitchClient, KeepsTheWordOfOneLegacyReply) {
     unsigned char word[] = {0x34, 0x12};
     CSwitchClient& base = client;
     base.Reply(0xE002, 1, 0, 0, 0, word, 2);
@@ -258,7 +258,7 @@ TEST_F(SwitchClientTest, KeepsTheWordOfOneLegacyReply) {
     EXPECT_EQ(client.StoredReplyWord(), 0x1234u);
 }
 
-TEST_F(SwitchClientTest, TakesANameOfItsApplication) {
+TEST_F(SwitchClient, TakesANameOfItsApplication) {
     EXPECT_FALSE(client.SetApplicationName(nullptr));
     EXPECT_TRUE(client.SetApplicationName(""));
     EXPECT_TRUE(client.SetApplicationName(std::string(300, 'n').c_str()));
@@ -268,7 +268,7 @@ TEST_F(SwitchClientTest, TakesANameOfItsApplication) {
 }
 
 #ifdef VARNOCK_HAS_VIRTUAL_SLOTS
-TEST_F(SwitchClientTest, HasItsVirtualOperationsInOrder) {
+TEST_F(SwitchClient, HasItsVirtualOperationsInOrder) {
     using LegacyReply =
         void (CSwitchClient::*)(unsigned short, unsigned short, unsigned short, unsigned short,
                                 unsigned char, unsigned char*, unsigned short);

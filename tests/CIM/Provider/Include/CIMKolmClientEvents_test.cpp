@@ -43,7 +43,7 @@ SipJson& fill(SipJson& event, unsigned int opcode, unsigned int sequenceNumber) 
     return event;
 }
 
-class CCIMKolmClientEventsTest : public testing::Test {
+class CIMKolmClientEvents : public testing::Test {
   protected:
     void deliver(unsigned int opcode, unsigned int sequenceNumber) {
         SipJson event;
@@ -54,7 +54,7 @@ class CCIMKolmClientEventsTest : public testing::Test {
     Recorder listener;
 };
 
-TEST_F(CCIMKolmClientEventsTest, SystemMessageLogEntryGoesToTheListener) {
+TEST_F(CIMKolmClientEvents, SystemMessageLogEntryGoesToTheListener) {
     client.setListener(&listener);
     const TraceCapture trace(5);
     deliver(0x0B11, 0xDEADBEEF);
@@ -68,7 +68,7 @@ TEST_F(CCIMKolmClientEventsTest, SystemMessageLogEntryGoesToTheListener) {
                                       pointerText(&listener) + "->onSystemMessageLogEntry(b11)"}));
 }
 
-TEST_F(CCIMKolmClientEventsTest, DriverMonitorLogEntryGoesToTheListener) {
+TEST_F(CIMKolmClientEvents, DriverMonitorLogEntryGoesToTheListener) {
     client.setListener(&listener);
     const TraceCapture trace(5);
     deliver(0x181B, 17);
@@ -82,7 +82,7 @@ TEST_F(CCIMKolmClientEventsTest, DriverMonitorLogEntryGoesToTheListener) {
                                       pointerText(&listener) + "->onDriverMonitorLogEntry(181b)"}));
 }
 
-TEST_F(CCIMKolmClientEventsTest, UnknownEventIsDropped) {
+TEST_F(CIMKolmClientEvents, UnknownEventIsDropped) {
     client.setListener(&listener);
     const TraceCapture trace(1);
     deliver(0x0B12, 1);
@@ -92,7 +92,7 @@ TEST_F(CCIMKolmClientEventsTest, UnknownEventIsDropped) {
                   "KRM_TBL             : CCIMKolmClient::Event(): unknown OpCode=b12"});
 }
 
-TEST_F(CCIMKolmClientEventsTest, EventWithoutDataIsDropped) {
+TEST_F(CIMKolmClientEvents, EventWithoutDataIsDropped) {
     client.setListener(&listener);
     const TraceCapture trace(1);
     SipJson event(0x0B11, 0, 0, 0, 0);
@@ -103,7 +103,7 @@ TEST_F(CCIMKolmClientEventsTest, EventWithoutDataIsDropped) {
                   "KRM_TBL             : CCIMKolmClient::Event(): !Sip.HasReplyData()"});
 }
 
-TEST_F(CCIMKolmClientEventsTest, EventWithDataButWithoutSuccessIsDropped) {
+TEST_F(CIMKolmClientEvents, EventWithDataButWithoutSuccessIsDropped) {
     client.setListener(&listener);
     SipJson event;
     fill(event, 0x0B11, 1).SetStatus(5);
@@ -114,7 +114,7 @@ TEST_F(CCIMKolmClientEventsTest, EventWithDataButWithoutSuccessIsDropped) {
     EXPECT_TRUE(listener.systemLog.empty());
 }
 
-TEST_F(CCIMKolmClientEventsTest, EventWithoutListenerIsDropped) {
+TEST_F(CIMKolmClientEvents, EventWithoutListenerIsDropped) {
     const TraceCapture trace(1);
     deliver(0x181B, 1);
     deliver(0x0B11, 1);
@@ -122,7 +122,7 @@ TEST_F(CCIMKolmClientEventsTest, EventWithoutListenerIsDropped) {
               std::vector<std::string>(2, "KRM_TBL             : CCIMKolmClient::Event(): !mSel"));
 }
 
-TEST_F(CCIMKolmClientEventsTest, MalformedEventIsDropped) {
+TEST_F(CIMKolmClientEvents, MalformedEventIsDropped) {
     client.setListener(&listener);
     for (const char* text : {"", "{", "5", "[]", "{\"SIP\":{\"V\":1,\"CMD\":[]}}",
                              "{\"SIP\":{\"V\":1,\"CMD\":[{\"OC\":\"x\",\"ST\":0,\"DA\":1}]}}"}) {
@@ -133,7 +133,7 @@ TEST_F(CCIMKolmClientEventsTest, MalformedEventIsDropped) {
     EXPECT_TRUE(listener.systemLog.empty() && listener.driverLog.empty());
 }
 
-TEST_F(CCIMKolmClientEventsTest, SettingAListenerReturnsTheOneBefore) {
+TEST_F(CIMKolmClientEvents, SettingAListenerReturnsTheOneBefore) {
     Recorder second;
     const TraceCapture trace(5);
     EXPECT_EQ(client.setListener(&listener), nullptr);
@@ -146,7 +146,7 @@ TEST_F(CCIMKolmClientEventsTest, SettingAListenerReturnsTheOneBefore) {
                                     tag + pointerText(&second) + ", sel=" + pointerText(nullptr)}));
 }
 
-TEST_F(CCIMKolmClientEventsTest, EventsGoToTheListenerOfTheMoment) {
+TEST_F(CIMKolmClientEvents, EventsGoToTheListenerOfTheMoment) {
     Recorder second;
     client.setListener(&listener);
     deliver(0x0B11, 1);
@@ -168,7 +168,7 @@ class Thrower final : public Recorder {
     }
 };
 
-TEST_F(CCIMKolmClientEventsTest, ProviderExceptionOfTheListenerIsTracedWithItsText) {
+TEST_F(CIMKolmClientEvents, ProviderExceptionOfTheListenerIsTracedWithItsText) {
     Thrower thrower;
     client.setListener(&thrower);
     const TraceCapture trace(1);
@@ -182,7 +182,7 @@ TEST_F(CCIMKolmClientEventsTest, ProviderExceptionOfTheListenerIsTracedWithItsTe
             " failed: HandlerException: file=\"f\" line=1 message=\"m\" id=2"});
 }
 
-TEST_F(CCIMKolmClientEventsTest, OtherExceptionsOfTheListenerAreLeftToTheEventThread) {
+TEST_F(CIMKolmClientEvents, OtherExceptionsOfTheListenerAreLeftToTheEventThread) {
     Thrower thrower;
     client.setListener(&thrower);
     EXPECT_THROW(deliver(0x0B11, 2), std::runtime_error);
@@ -197,14 +197,14 @@ class Canceller final : public Recorder {
     }
 };
 
-TEST_F(CCIMKolmClientEventsTest, CancellationPassesTheListenerCall) {
+TEST_F(CIMKolmClientEvents, CancellationPassesTheListenerCall) {
     Canceller canceller;
     client.setListener(&canceller);
     varnock::test::PosixThread thread([this] { deliver(0x181B, 1); });
     EXPECT_TRUE(thread.join());
 }
 
-TEST_F(CCIMKolmClientEventsTest, NothingIsTracedWhenTraceIsOff) {
+TEST_F(CIMKolmClientEvents, NothingIsTracedWhenTraceIsOff) {
     client.setListener(&listener);
     const TraceCapture trace(0);
     deliver(0x0B11, 1);

@@ -56,7 +56,7 @@ struct Settings {
     AgentReply userGroup = AgentReply::ok(textData("admins"));
 };
 
-class CCIMKolmClientTest : public testing::Test {
+class CIMKolmClient : public testing::Test {
   protected:
     void expectStartUp(const Settings& settings = {}, unsigned int cabinet = 7) {
         agent.expect({.opcode = 0xE204, .reply = settings.cabinetNr});
@@ -72,7 +72,7 @@ class CCIMKolmClientTest : public testing::Test {
     CCIMKolmClient client;
 };
 
-TEST_F(CCIMKolmClientTest, StartsDetachedWithDefaults) {
+TEST_F(CIMKolmClient, StartsDetachedWithDefaults) {
     EXPECT_FALSE(client.IsAttached());
     EXPECT_EQ(client.CabinetNr(), 0u);
     EXPECT_EQ(client.HostName(), "");
@@ -80,7 +80,7 @@ TEST_F(CCIMKolmClientTest, StartsDetachedWithDefaults) {
     EXPECT_TRUE(client.AccountCheck());
 }
 
-TEST_F(CCIMKolmClientTest, FirstAttachReadsTheSettingsInOrder) {
+TEST_F(CIMKolmClient, FirstAttachReadsTheSettingsInOrder) {
     expectStartUp();
     const TraceCapture trace(4);
     EXPECT_EQ(client.Attach("application", 1), 0u);
@@ -95,7 +95,7 @@ TEST_F(CCIMKolmClientTest, FirstAttachReadsTheSettingsInOrder) {
                             "Configured user group (KOLM): \"admins\""));
 }
 
-TEST_F(CCIMKolmClientTest, EverySettingMayBeMissing) {
+TEST_F(CIMKolmClient, EverySettingMayBeMissing) {
     const std::vector<AgentReply> missing = {AgentReply::ok(), AgentReply::status(5),
                                              AgentReply::status(5, numberData(1))};
     for (const AgentReply& nothing : missing) {
@@ -129,7 +129,7 @@ TEST_F(CCIMKolmClientTest, EverySettingMayBeMissing) {
     }
 }
 
-TEST_F(CCIMKolmClientTest, MissingSettingsKeepTheirValuesExceptTheAccountCheck) {
+TEST_F(CIMKolmClient, MissingSettingsKeepTheirValuesExceptTheAccountCheck) {
     expectStartUp();
     client.Init();
     const AgentReply nothing = AgentReply::ok();
@@ -141,7 +141,7 @@ TEST_F(CCIMKolmClientTest, MissingSettingsKeepTheirValuesExceptTheAccountCheck) 
     EXPECT_EQ(client.UserGroup(), "admins");
 }
 
-TEST_F(CCIMKolmClientTest, NumbersAreCutToTheirWidth) {
+TEST_F(CIMKolmClient, NumbersAreCutToTheirWidth) {
     expectStartUp({.cabinetNr = AgentReply::ok(numberData(0xABCD1234)),
                    .accountCheck = AgentReply::ok(numberData(0x100))},
                   0x1234);
@@ -150,7 +150,7 @@ TEST_F(CCIMKolmClientTest, NumbersAreCutToTheirWidth) {
     EXPECT_FALSE(client.AccountCheck());
 }
 
-TEST_F(CCIMKolmClientTest, AnyNonZeroByteMeansThatAccountsAreChecked) {
+TEST_F(CIMKolmClient, AnyNonZeroByteMeansThatAccountsAreChecked) {
     expectStartUp({.accountCheck = AgentReply::ok(numberData(0x80))});
     const TraceCapture trace(4);
     client.Init();
@@ -158,7 +158,7 @@ TEST_F(CCIMKolmClientTest, AnyNonZeroByteMeansThatAccountsAreChecked) {
     EXPECT_THAT(ownMessages(trace), Contains("Account Check enabled"));
 }
 
-TEST_F(CCIMKolmClientTest, TextsThatCannotBeReadKeepTheOldOnesAndAreTraced) {
+TEST_F(CIMKolmClient, TextsThatCannotBeReadKeepTheOldOnesAndAreTraced) {
     expectStartUp();
     client.Init();
     expectStartUp(
@@ -171,7 +171,7 @@ TEST_F(CCIMKolmClientTest, TextsThatCannotBeReadKeepTheOldOnesAndAreTraced) {
     EXPECT_THAT(ownMessages(trace), Contains("Configured user group (KOLM): \"admins\""));
 }
 
-TEST_F(CCIMKolmClientTest, SettingsOfEverySuccessStatusCount) {
+TEST_F(CIMKolmClient, SettingsOfEverySuccessStatusCount) {
     expectStartUp({AgentReply::status(12, numberData(7)), AgentReply::status(21, textData("x")),
                    AgentReply::status(255, numberData(0)), AgentReply::status(0, textData("y"))});
     client.Init();
@@ -181,7 +181,7 @@ TEST_F(CCIMKolmClientTest, SettingsOfEverySuccessStatusCount) {
     EXPECT_EQ(client.UserGroup(), "y");
 }
 
-TEST_F(CCIMKolmClientTest, SecondAttachOnlyCounts) {
+TEST_F(CIMKolmClient, SecondAttachOnlyCounts) {
     expectStartUp();
     EXPECT_EQ(client.Attach("first", 1), 0u);
     agent.verify();
@@ -197,7 +197,7 @@ TEST_F(CCIMKolmClientTest, SecondAttachOnlyCounts) {
     EXPECT_EQ(trace.count(tag + "Detach from SWITCH"), 2u);
 }
 
-TEST_F(CCIMKolmClientTest, AttachThatIsNotAllowedSendsNothingAndDoesNotCount) {
+TEST_F(CIMKolmClient, AttachThatIsNotAllowedSendsNothingAndDoesNotCount) {
     client.AllowAttach(false);
     const TraceCapture trace(4);
     EXPECT_EQ(client.Attach("name", 0), 0x00040001u);
@@ -213,7 +213,7 @@ TEST_F(CCIMKolmClientTest, AttachThatIsNotAllowedSendsNothingAndDoesNotCount) {
     EXPECT_FALSE(client.IsAttached());
 }
 
-TEST_F(CCIMKolmClientTest, AttachedClientIsCountedEvenWhenAttachingIsNotAllowed) {
+TEST_F(CIMKolmClient, AttachedClientIsCountedEvenWhenAttachingIsNotAllowed) {
     expectStartUp();
     client.Attach("name", 1);
     client.AllowAttach(false);
@@ -222,7 +222,7 @@ TEST_F(CCIMKolmClientTest, AttachedClientIsCountedEvenWhenAttachingIsNotAllowed)
     EXPECT_TRUE(client.IsAttached());
 }
 
-TEST_F(CCIMKolmClientTest, DetachWithoutAttachDetachesTheConnectionAllTheSame) {
+TEST_F(CIMKolmClient, DetachWithoutAttachDetachesTheConnectionAllTheSame) {
     client.CSwitchClient::Attach();
     ASSERT_TRUE(client.IsAttached());
     EXPECT_EQ(client.Detach(), 0u);
@@ -230,7 +230,7 @@ TEST_F(CCIMKolmClientTest, DetachWithoutAttachDetachesTheConnectionAllTheSame) {
     EXPECT_EQ(client.Detach(), 0u);
 }
 
-TEST_F(CCIMKolmClientTest, RequestGivesTheStatusUnchanged) {
+TEST_F(CIMKolmClient, RequestGivesTheStatusUnchanged) {
     for (const unsigned int status : {0u, 5u, 19u, 24u, 0x00040009u}) {
         agent.expect({.opcode = 0x0300, .cabinet = 1, .reply = AgentReply::status(status)});
         SipJson record(0x0300, 0, 0, 1, SipJson::noStatus);
@@ -239,7 +239,7 @@ TEST_F(CCIMKolmClientTest, RequestGivesTheStatusUnchanged) {
     }
 }
 
-TEST_F(CCIMKolmClientTest, ThreadsThatAttachTogetherAreAllCounted) {
+TEST_F(CIMKolmClient, ThreadsThatAttachTogetherAreAllCounted) {
     agent.handle([](const AgentRequest&) { return AgentReply::ok(numberData(3)); });
     constexpr int count = 8;
     std::vector<std::thread> threads;
@@ -266,7 +266,7 @@ TEST_F(CCIMKolmClientTest, ThreadsThatAttachTogetherAreAllCounted) {
     EXPECT_FALSE(client.IsAttached());
 }
 
-TEST_F(CCIMKolmClientTest, AttachingAndEnablingEventsMayMeet) {
+TEST_F(CIMKolmClient, AttachingAndEnablingEventsMayMeet) {
     agent.handle([](const AgentRequest&) { return AgentReply::ok(); });
     std::thread other([this] { client.Attach("a name that replaces the first", 1); });
     EXPECT_TRUE(client.enableEvents());
@@ -274,7 +274,7 @@ TEST_F(CCIMKolmClientTest, AttachingAndEnablingEventsMayMeet) {
     EXPECT_TRUE(client.disableEvents());
 }
 
-TEST_F(CCIMKolmClientTest, AttachCancelledDuringTheStartUpReadsStaysAttached) {
+TEST_F(CIMKolmClient, AttachCancelledDuringTheStartUpReadsStaysAttached) {
     SKIP_IF_THREAD_EXIT_IS_MISREAD();
     agent.handle([](const AgentRequest&) { return AgentReply::none(); });
     PosixThread thread([this] { client.Attach("name", 1); });
@@ -352,7 +352,7 @@ class Mailbox final : public provider::KOLMEventsListener {
     std::deque<std::string> entries_;
 };
 
-TEST_F(CCIMKolmClientTest, EventsOfTheAgentReachTheListener) {
+TEST_F(CIMKolmClient, EventsOfTheAgentReachTheListener) {
     Mailbox mailbox;
     client.setListener(&mailbox);
     const TraceCapture trace(5);
@@ -371,7 +371,7 @@ TEST_F(CCIMKolmClientTest, EventsOfTheAgentReachTheListener) {
     EXPECT_TRUE(trace.contains(tag + "CCIMKolmClient::Event(): !Sip.HasReplyData()"));
 }
 
-TEST_F(CCIMKolmClientTest, ListenerThatThrowsGetsTheNextEvent) {
+TEST_F(CIMKolmClient, ListenerThatThrowsGetsTheNextEvent) {
     Mailbox mailbox;
     client.setListener(&mailbox);
     ASSERT_TRUE(client.enableEvents());
@@ -382,7 +382,7 @@ TEST_F(CCIMKolmClientTest, ListenerThatThrowsGetsTheNextEvent) {
     EXPECT_TRUE(client.disableEvents());
 }
 
-TEST_F(CCIMKolmClientTest, ListenerMayBeReplacedWhileEventsArrive) {
+TEST_F(CIMKolmClient, ListenerMayBeReplacedWhileEventsArrive) {
     Mailbox first;
     Mailbox second;
     client.setListener(&first);

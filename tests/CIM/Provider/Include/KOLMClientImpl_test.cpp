@@ -50,10 +50,10 @@ class FakeKolm final : public IVirtualKOLM {
     std::vector<std::string> names;
 };
 
-class KOLMClientImplTest : public testing::Test {
+class ClientOverFakeKolm : public testing::Test {
   protected:
-    KOLMClientImplTest() { current = &kolm; }
-    ~KOLMClientImplTest() override { current = nullptr; }
+    ClientOverFakeKolm() { current = &kolm; }
+    ~ClientOverFakeKolm() override { current = nullptr; }
 
     static int giveFake(IVirtualKOLM** out) {
         *out = current;
@@ -76,9 +76,9 @@ class KOLMClientImplTest : public testing::Test {
     FakeKolm kolm;
 };
 
-FakeKolm* KOLMClientImplTest::current = nullptr;
+FakeKolm* ClientOverFakeKolm::current = nullptr;
 
-TEST_F(KOLMClientImplTest, HoldsOneAttachForItsLife) {
+TEST_F(ClientOverFakeKolm, HoldsOneAttachForItsLife) {
     {
         KOLMClientImpl client("name", giveFake);
         EXPECT_EQ(kolm.attaches, 1);
@@ -92,7 +92,7 @@ TEST_F(KOLMClientImplTest, HoldsOneAttachForItsLife) {
     EXPECT_EQ(kolm.names, std::vector<std::string>{"name"});
 }
 
-TEST_F(KOLMClientImplTest, TracesItsLife) {
+TEST_F(ClientOverFakeKolm, TracesItsLife) {
     const TraceCapture trace(5);
     { const KOLMClientImpl client("name", giveFake); }
     EXPECT_EQ(trace.messages(), (std::vector<std::string>{
@@ -100,7 +100,7 @@ TEST_F(KOLMClientImplTest, TracesItsLife) {
                                     "KRM_TBL             : KOLMClientImpl::~KOLMClientImpl()"}));
 }
 
-TEST_F(KOLMClientImplTest, RaisesWhenThereIsNoWayToTheAgent) {
+TEST_F(ClientOverFakeKolm, RaisesWhenThereIsNoWayToTheAgent) {
     const TraceCapture trace(1);
     EXPECT_THROW(KOLMClientImpl("name", giveNothing), BaseException);
     ASSERT_EQ(trace.messages().size(), 1u);
@@ -110,7 +110,7 @@ TEST_F(KOLMClientImplTest, RaisesWhenThereIsNoWayToTheAgent) {
     EXPECT_TRUE(trace.contains("message=\"KOLMClientImpl(): GetKolmClient() failed\""));
 }
 
-TEST_F(KOLMClientImplTest, FailedAttachIsOnlyTracedAtFirst) {
+TEST_F(ClientOverFakeKolm, FailedAttachIsOnlyTracedAtFirst) {
     kolm.attachResult = KOLM_FAILED;
     const TraceCapture trace(1);
     { const KOLMClientImpl client("name", giveFake); }
@@ -119,7 +119,7 @@ TEST_F(KOLMClientImplTest, FailedAttachIsOnlyTracedAtFirst) {
     EXPECT_EQ(kolm.detaches, 0);
 }
 
-TEST_F(KOLMClientImplTest, EachRequestTriesTheAttachAgain) {
+TEST_F(ClientOverFakeKolm, EachRequestTriesTheAttachAgain) {
     kolm.attachResult = KOLM_ACCESS_DENIED;
     KOLMClientImpl client("name", giveFake);
     const std::string failure = requestFailure(client);
@@ -140,7 +140,7 @@ TEST_F(KOLMClientImplTest, EachRequestTriesTheAttachAgain) {
     EXPECT_EQ(kolm.names, std::vector<std::string>(4, "name"));
 }
 
-TEST_F(KOLMClientImplTest, RefusedRequestRaisesAccessDenied) {
+TEST_F(ClientOverFakeKolm, RefusedRequestRaisesAccessDenied) {
     KOLMClientImpl client("name", giveFake);
     kolm.requestResult = KOLM_ACCESS_DENIED;
     SipJson record;
@@ -159,7 +159,7 @@ TEST_F(KOLMClientImplTest, RefusedRequestRaisesAccessDenied) {
     EXPECT_TRUE(trace.contains("traceAndThrow(): CimErrorException: "));
 }
 
-TEST_F(KOLMClientImplTest, OtherFailuresAreReturned) {
+TEST_F(ClientOverFakeKolm, OtherFailuresAreReturned) {
     KOLMClientImpl client("name", giveFake);
     kolm.requestResult = KOLM_FAILED;
     SipJson record(0x0300, 0, 0, 0, SipJson::noStatus);
@@ -167,7 +167,7 @@ TEST_F(KOLMClientImplTest, OtherFailuresAreReturned) {
     EXPECT_EQ(record.Status(), 77u);
 }
 
-TEST_F(KOLMClientImplTest, GivesTheEventsOfItsWay) {
+TEST_F(ClientOverFakeKolm, GivesTheEventsOfItsWay) {
     KOLMClientImpl client("name", giveFake);
     EXPECT_EQ(client.events(), static_cast<KOLMEvents*>(&KOLMSwitch));
 }

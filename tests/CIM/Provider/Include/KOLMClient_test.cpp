@@ -29,9 +29,9 @@ using varnock::test::TraceCapture;
 
 constexpr unsigned int opcodeNumberFans = 0x0300;
 
-class KOLMClientTest : public testing::Test {
+class ClientOverAgent : public testing::Test {
   protected:
-    KOLMClientTest() {
+    ClientOverAgent() {
         agent.handle([this](const AgentRequest& request) {
             return request.opcode == opcodeNumberFans ? AgentReply::status(fanStatus, numberData(4))
                                                       : AgentReply::ok();
@@ -51,7 +51,7 @@ class KOLMClientTest : public testing::Test {
     ScriptedAgent agent;
 };
 
-TEST_F(KOLMClientTest, TwoClientsAttachOnceAndDetachWithTheLast) {
+TEST_F(ClientOverAgent, TwoClientsAttachOnceAndDetachWithTheLast) {
     {
         const ShPtr<KOLMClient> first = getKOLMClient("first");
         EXPECT_TRUE(KOLMSwitch.IsAttached());
@@ -67,7 +67,7 @@ TEST_F(KOLMClientTest, TwoClientsAttachOnceAndDetachWithTheLast) {
     EXPECT_FALSE(KOLMSwitch.IsAttached());
 }
 
-TEST_F(KOLMClientTest, RequestBecomesTheReply) {
+TEST_F(ClientOverAgent, RequestBecomesTheReply) {
     const ShPtr<KOLMClient> client = getKOLMClient("name");
     SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
     EXPECT_EQ(client->request(record), 0);
@@ -75,13 +75,13 @@ TEST_F(KOLMClientTest, RequestBecomesTheReply) {
     EXPECT_EQ(record.DataByte(), 4u);
 }
 
-TEST_F(KOLMClientTest, NameOfTheClientIsTraced) {
+TEST_F(ClientOverAgent, NameOfTheClientIsTraced) {
     const TraceCapture trace(4);
     const ShPtr<KOLMClient> client = getKOLMClient("Fan_Provider");
     EXPECT_TRUE(trace.contains("KRM_TBL             : Attach Fan_Provider to SWITCH"));
 }
 
-TEST_F(KOLMClientTest, FailedRequestIsReturnedWithItsStatus) {
+TEST_F(ClientOverAgent, FailedRequestIsReturnedWithItsStatus) {
     const ShPtr<KOLMClient> client = getKOLMClient("name");
     for (const unsigned int status : {1u, 19u, 21u, 24u, 25u, 255u}) {
         fanStatus = status;
@@ -93,7 +93,7 @@ TEST_F(KOLMClientTest, FailedRequestIsReturnedWithItsStatus) {
     EXPECT_EQ(askFans(*client), 0);
 }
 
-TEST_F(KOLMClientTest, AccessRefusedIsRaised) {
+TEST_F(ClientOverAgent, AccessRefusedIsRaised) {
     const ShPtr<KOLMClient> client = getKOLMClient("name");
     fanStatus = 262153;
     try {
@@ -110,7 +110,7 @@ TEST_F(KOLMClientTest, AccessRefusedIsRaised) {
     EXPECT_EQ(askFans(*client), 0);
 }
 
-TEST_F(KOLMClientTest, RequestsAfterTheLastDetachFail) {
+TEST_F(ClientOverAgent, RequestsAfterTheLastDetachFail) {
     { const ShPtr<KOLMClient> client = getKOLMClient("name"); }
     const ShPtr<KOLMClient> later = getKOLMClient("later");
     SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
@@ -118,7 +118,7 @@ TEST_F(KOLMClientTest, RequestsAfterTheLastDetachFail) {
     EXPECT_EQ(record.Status(), 3u);
 }
 
-TEST_F(KOLMClientTest, ManyThreadsShareOneClient) {
+TEST_F(ClientOverAgent, ManyThreadsShareOneClient) {
     const ShPtr<KOLMClient> client = getKOLMClient("name");
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
@@ -133,7 +133,7 @@ TEST_F(KOLMClientTest, ManyThreadsShareOneClient) {
     }
 }
 
-TEST_F(KOLMClientTest, ClientsMayComeAndGoInManyThreads) {
+TEST_F(ClientOverAgent, ClientsMayComeAndGoInManyThreads) {
     const ShPtr<KOLMClient> kept = getKOLMClient("kept");
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
@@ -150,13 +150,13 @@ TEST_F(KOLMClientTest, ClientsMayComeAndGoInManyThreads) {
     EXPECT_EQ(askFans(*kept), 0);
 }
 
-TEST_F(KOLMClientTest, EventsAreThoseOfTheSwitch) {
+TEST_F(ClientOverAgent, EventsAreThoseOfTheSwitch) {
     const ShPtr<KOLMClient> client = getKOLMClient("name");
     EXPECT_EQ(client->events(), static_cast<KOLMEvents*>(&KOLMSwitch));
     EXPECT_EQ(LocalKolmClient.kolmEvents(), client->events());
 }
 
-TEST_F(KOLMClientTest, LocalClientCountsRefusedAttachesAsSuccess) {
+TEST_F(ClientOverAgent, LocalClientCountsRefusedAttachesAsSuccess) {
     KOLMSwitch.AllowAttach(false);
     EXPECT_EQ(LocalKolmClient.Attach("name", 1), 0);
     EXPECT_FALSE(KOLMSwitch.IsAttached());
@@ -166,7 +166,7 @@ TEST_F(KOLMClientTest, LocalClientCountsRefusedAttachesAsSuccess) {
     EXPECT_EQ(askFans(*client), 0);
 }
 
-TEST_F(KOLMClientTest, LocalClientAttachesAndDetachesTheSwitch) {
+TEST_F(ClientOverAgent, LocalClientAttachesAndDetachesTheSwitch) {
     EXPECT_EQ(LocalKolmClient.Attach("name", 0), 0);
     EXPECT_EQ(LocalKolmClient.Attach("name", 0), 0);
     EXPECT_EQ(LocalKolmClient.Detach(), 0);
@@ -175,7 +175,7 @@ TEST_F(KOLMClientTest, LocalClientAttachesAndDetachesTheSwitch) {
     EXPECT_FALSE(KOLMSwitch.IsAttached());
 }
 
-TEST_F(KOLMClientTest, LocalClientTellsRefusalFromFailure) {
+TEST_F(ClientOverAgent, LocalClientTellsRefusalFromFailure) {
     EXPECT_EQ(askFans(LocalKolmClient), 0);
     fanStatus = 0x00040009;
     EXPECT_EQ(askFans(LocalKolmClient), 1);
@@ -185,7 +185,7 @@ TEST_F(KOLMClientTest, LocalClientTellsRefusalFromFailure) {
     EXPECT_EQ(askFans(LocalKolmClient), 2);
 }
 
-TEST_F(KOLMClientTest, LackOfMemoryKeepsTheCountRight) {
+TEST_F(ClientOverAgent, LackOfMemoryKeepsTheCountRight) {
     ShPtr<KOLMClient> kept = getKOLMClient("kept");
     const cimple::String name("a name that does not fit into a short string");
     std::size_t failures = 0;
