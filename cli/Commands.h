@@ -103,8 +103,9 @@ Answer registryDelete(const Options& options, const RegistryArguments& arguments
 /// `registry import FILE`: adds what stands in a registry file.
 Answer registryImport(const Options& options, const RegistryArguments& arguments);
 
-/// `doctor`: what the library needs of its surroundings, and how to mend what is wrong.
-Answer runDoctor();
+/// `doctor`: what the library needs of its surroundings, and how to mend what is wrong. An agent
+/// that has not answered after `patience` is stuck.
+Answer runDoctor(std::chrono::milliseconds patience);
 
 /// Asks on a terminal before something is changed; throws Failure (interrupted) on a no. Says yes
 /// where there is no terminal, or with --yes or --dry-run.

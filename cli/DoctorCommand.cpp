@@ -6,9 +6,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <limits>
+#include <memory>
 
+#include "cli/AgentTrial.h"
 #include "cli/Commands.h"
 #include "cli/EnvironmentCheck.h"
 #include "cli/Failure.h"
@@ -18,9 +21,11 @@
 #include "cli/RegistryEntries.h"
 #include "cli/RegistryFile.h"
 #include "cli/TraceUsers.h"
+#include "cli/Verdict.h"
 #include "runtime/Debug.h"
 #include "runtime/Version.h"
 #include "transport/AgentSocket.h"
+#include "transport/SipJson.h"
 
 namespace varnockctl {
 namespace {
@@ -29,6 +34,10 @@ using State = Finding::State;
 
 // Its positions have 32 bits.
 constexpr std::uint64_t largestTraceFile = std::numeric_limits<std::int32_t>::max();
+
+// What mends an agent that is there and does not do its work.
+constexpr const char* restartAgent =
+    "restart the management agent, and look into its own log for what it waits for";
 
 const char* nameOf(State state) {
     return state == State::ok ? "ok" : state == State::note ? "note" : "problem";
@@ -46,11 +55,16 @@ std::string directoryOf(const std::string& path) {
 /// Looks at one thing after the other.
 class Doctor {
   public:
+    explicit Doctor(std::chrono::milliseconds patience) : patience_(patience) {}
+
     Answer run();
 
   private:
     void look();
-    void lookAtSocket(const std::string& path, const char* purpose);
+    void lookAtAgent();
+    bool isReached(const std::string& path, const std::string& purpose);
+    void lookAtRequest(const std::string& path);
+    void judgeReply(const std::string& path, const AgentTrial::Result& reply);
     void lookAtRegistry();
     void lookAtSaving();
     void lookAtTrace();
@@ -66,31 +80,75 @@ class Doctor {
     }
     unsigned int traceNumber(const char* variable, const char* name, unsigned int byDefault);
 
+    const std::chrono::milliseconds patience_;
+    std::shared_ptr<AgentTrial> trial_;
     std::vector<Finding> findings_;
     bool hasRegistry_ = false;
     CRegistryNode registry_;
 };
 
 void Doctor::look() {
-    lookAtSocket(RequestSocketPath(), "requests");
-    lookAtSocket(EventSocketPath(), "events");
+    lookAtAgent();
     lookAtRegistry();
     lookAtTrace();
     lookAtEnvironment();
 }
 
-void Doctor::lookAtSocket(const std::string& path, const char* purpose) {
-    const int error = ProbeAgentSocket(path);
-    if (error == 0) {
-        add("agent", State::ok, "takes " + std::string(purpose) + " at " + path);
-        return;
+void Doctor::lookAtAgent() {
+    const std::string requests = RequestSocketPath();
+    if (isReached(requests, "requests")) {
+        lookAtRequest(requests);
     }
-    const bool isRefused = error == EACCES || error == EPERM;
-    add("agent", State::problem,
-        "cannot be reached for " + std::string(purpose) + " at " + path + ": " + strerror(error),
-        isRefused ? "run as a user who may open this socket"
-                  : "start the management agent, or for a trial: varnock-agent serve --host; where "
-                    "its sockets stand elsewhere, set QX_RAGD_SOCKET_DIR to their directory");
+    const std::string events = EventSocketPath();
+    if (isReached(events, "events")) {
+        add("agent", State::ok, "takes events at " + events);
+    }
+}
+
+bool Doctor::isReached(const std::string& path, const std::string& purpose) {
+    const int error = ProbeAgentSocket(path);
+    if (error != 0) {
+        const bool isRefused = error == EACCES || error == EPERM;
+        add("agent", State::problem,
+            "cannot be reached for " + purpose + " at " + path + ": " + strerror(error),
+            isRefused ? "run as a user who may open this socket"
+                      : "start the management agent, or for a trial: varnock-agent serve --host "
+                        "--dir DIR; where its sockets stand elsewhere, set QX_RAGD_SOCKET_DIR to "
+                        "their directory");
+    }
+    return error == 0;
+}
+
+void Doctor::lookAtRequest(const std::string& path) {
+    trial_ = std::make_shared<AgentTrial>();
+    if (const auto reply = trial_->await(patience_)) {
+        judgeReply(path, *reply);
+    } else {
+        char seconds[32];
+        snprintf(seconds, sizeof seconds, "%g", std::chrono::duration<double>(patience_).count());
+        add("agent", State::problem,
+            "is stuck: listens at " + path + ", but gave no answer within " + seconds + " s",
+            restartAgent);
+    }
+}
+
+void Doctor::judgeReply(const std::string& path, const AgentTrial::Result& reply) {
+    const ExitStatus meaning = exitStatusOf(reply.status);
+    const std::string status = " (" + describeStatus(reply.status) + ")";
+    if (SipJson::CmdStatusSuccess(reply.status) || meaning == ExitStatus::notAvailable) {
+        char trip[32];
+        snprintf(trip, sizeof trip, "%.2f ms",
+                 std::chrono::duration<double, std::milli>(reply.roundTrip).count());
+        add("agent", State::ok, "takes requests at " + path + ", and answered one in " + trip);
+    } else if (meaning == ExitStatus::permission) {
+        add("agent", State::problem, "refuses requests at " + path + status,
+            "run as a user whom the agent answers");
+    } else if (meaning == ExitStatus::refused) {
+        add("agent", State::problem, "refused a request at " + path + status, restartAgent);
+    } else {
+        add("agent", State::problem,
+            "takes requests at " + path + ", but does not answer them" + status, restartAgent);
+    }
 }
 
 void Doctor::lookAtRegistry() {
@@ -276,6 +334,7 @@ void Doctor::lookAtEnvironment() {
 Answer Doctor::run() {
     look();
     Answer answer;
+    answer.held = trial_;
     answer.shown = "findings";
     auto& allocator = answer.document.GetAllocator();
     Json rows(rapidjson::kArrayType);
@@ -304,8 +363,8 @@ Answer Doctor::run() {
 
 }  // namespace
 
-Answer runDoctor() {
-    return Doctor().run();
+Answer runDoctor(std::chrono::milliseconds patience) {
+    return Doctor(patience).run();
 }
 
 }  // namespace varnockctl

@@ -1,24 +1,49 @@
 #include "cli/Interrupts.h"
 
 #include <errno.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <chrono>
+#include <mutex>
 #include <system_error>
+#include <utility>
+
+#include "cli/Watchdog.h"
 
 namespace varnockctl {
 namespace {
 
-std::atomic<const Wakeup*> interruptWakeup;
-std::atomic<bool> interrupted;
+// What a command that ends itself gets, and what printing gets. Together they stay well below the
+// half second in which the process is to be gone.
+constexpr timespec patience{0, 150'000'000};
+constexpr std::chrono::milliseconds lastResort{350};
 
-void onInterrupt(int) {
-    interrupted = true;
-    if (const Wakeup* wakeup = interruptWakeup) {
-        wakeup->wake();
+// Tells the thread that all is over. By default it does nothing, and who else sends it does no
+// harm.
+constexpr int overSignal = SIGURG;
+
+std::atomic<int> interruption;  // the signal
+std::mutex ending;              // guards the two below
+bool endsItself;
+const Wakeup* commandWakeup;
+
+bool isIgnored(int signal) {
+    struct sigaction action {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+ExitStatus statusOf(int signal) {
+    return signal == SIGTERM ? ExitStatus::terminated : ExitStatus::interrupted;
+}
+
+// True when the command ends itself.
+bool wakeCommand() {
+    const std::lock_guard guard(ending);
+    if (commandWakeup != nullptr) {
+        commandWakeup->wake();
     }
+    return endsItself;
 }
 
 }  // namespace
@@ -37,23 +62,89 @@ void Wakeup::wake() const {
     eventfd_write(fd_, 1);
 }
 
-Interrupts::Interrupts(const Wakeup& wakeup) {
-    interruptWakeup = &wakeup;
-    struct sigaction action {};
-    action.sa_handler = onInterrupt;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+InterruptHandler::InterruptHandler(End end) : end_(std::move(end)) {
+    sigemptyset(&signals_);
+    sigaddset(&signals_, overSignal);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        if (!isIgnored(signal)) {
+            sigaddset(&signals_, signal);
+        }
+    }
+    pthread_sigmask(SIG_BLOCK, &signals_, &before_);
+    try {
+        thread_ = std::thread([this] { handle(); });
+    } catch (const std::system_error&) {
+        // Without the thread a signal ends the process as it does by default.
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+}
+
+InterruptHandler::~InterruptHandler() {
+    if (!thread_.joinable()) {
+        return;
+    }
+    isOver_ = true;
+    pthread_kill(thread_.native_handle(), overSignal);
+    thread_.join();
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+// The next signal; 0 when the time is up or all is over.
+int InterruptHandler::take(const timespec* limit) const {
+    while (!isOver_) {
+        const int signal = sigtimedwait(&signals_, nullptr, limit);
+        if (signal < 0 && errno == EAGAIN) {
+            return 0;
+        }
+        if (signal > 0 && signal != overSignal) {
+            return signal;
+        }
+    }
+    return 0;
+}
+
+void InterruptHandler::handle() const {
+    const int signal = take(nullptr);
+    if (signal == 0) {
+        return;
+    }
+    interruption = signal;
+    const auto endNow = [signal] { _exit(static_cast<int>(statusOf(signal))); };
+    try {
+        const Watchdog watchdog(lastResort, endNow);
+        if (wakeCommand()) {
+            take(&patience);
+        }
+        if (!isOver_) {
+            end_(Interrupts::failure());
+        }
+        while (!isOver_) {
+            take(nullptr);
+        }
+    } catch (const std::system_error&) {
+        // There can be no further thread.
+        endNow();
+    }
+}
+
+Interrupts::Interrupts(const Wakeup* wakeup) {
+    const std::lock_guard guard(ending);
+    endsItself = true;
+    commandWakeup = wakeup;
 }
 
 Interrupts::~Interrupts() {
-    signal(SIGINT, SIG_DFL);
-    signal(SIGTERM, SIG_DFL);
-    interruptWakeup = nullptr;
+    const std::lock_guard guard(ending);
+    endsItself = false;
+    commandWakeup = nullptr;
 }
 
 bool Interrupts::happened() {
-    return interrupted;
+    return interruption != 0;
+}
+
+Failure Interrupts::failure() {
+    return {statusOf(interruption), interruption == SIGTERM ? "terminated" : "interrupted"};
 }
 
 }  // namespace varnockctl

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <string>
 
 namespace varnockctl {
@@ -14,7 +13,6 @@ struct Options {
     bool dryRun = false;   ///< print the record of a state-changing call, send nothing
     bool yes = false;      ///< do not ask before a state-changing call
     bool verbose = false;  ///< show the library's trace on standard error
-    std::chrono::milliseconds timeout{10'000};
 };
 
 /// Reads a number, decimal or 0x; throws Failure (usage) naming the option when it is none or

@@ -1,7 +1,6 @@
 #include "cli/Output.h"
 
 #include <libsmartcols/libsmartcols.h>
-#include <stdio.h>
 #include <unistd.h>
 
 #include <memory>
@@ -153,11 +152,6 @@ std::mutex printing;
 size_t itemsPrinted;  // of a list that is printed by and by
 bool printingEnded;
 
-bool write(std::string_view text, Flush flush) {
-    const bool written = fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    return (flush == Flush::later || fflush(stdout) == 0) && written;
-}
-
 std::string itemText(const Json& item, std::string_view line, Format format) {
     switch (format) {
         case Format::json:
@@ -171,15 +165,21 @@ std::string itemText(const Json& item, std::string_view line, Format format) {
     }
 }
 
-// What is left to print of an answer, the failure of a list that has begun included.
+// What is left to print of a list that has begun.
+std::string endOfList(const Answer& answer, bool isFailure, Format format) {
+    const bool isJson = format == Format::json || format == Format::jsonl;
+    const std::string last = isFailure && isJson ? itemText(answer.document, "", format) : "";
+    return format == Format::json ? last + "]\n" : last;
+}
+
 std::string textOf(const Answer& answer, Format format) {
+    const bool isFailure = answer.document.IsObject() && answer.document.HasMember("error");
     if (itemsPrinted != 0) {
-        return format == Format::json ? "]\n" : "";
+        return endOfList(answer, isFailure, format);
     }
     if (format == Format::json) {
         return toString(answer.document, true) + "\n";
     }
-    const bool isFailure = answer.document.IsObject() && answer.document.HasMember("error");
     if (isFailure && format == Format::jsonl) {
         return toString(answer.document, false) + "\n";
     }
@@ -204,7 +204,13 @@ bool printItem(const Json& item, std::string_view line, Format format, Flush flu
     }
     const std::string printed = itemText(item, line, format);
     ++itemsPrinted;
-    return write(printed, flush);
+    return varnock::console::print(printed, flush);
+}
+
+bool isOutputGone() {
+    // Where somebody is printing it will be found out.
+    const std::unique_lock lock(printing, std::try_to_lock);
+    return lock && varnock::console::isOutputGone();
 }
 
 std::string toJsonLines(const Json& value) {
@@ -254,7 +260,8 @@ std::optional<ExitStatus> printFirst(const Answer& answer, Format format) {
     if (std::exchange(printingEnded, true)) {
         return std::nullopt;
     }
-    return write(textOf(answer, format), Flush::now) ? answer.status : ExitStatus::partial;
+    varnock::console::print(textOf(answer, format));
+    return varnock::console::finishOutput("varnockctl") ? answer.status : ExitStatus::outputLost;
 }
 
 ExitStatus print(const Answer& answer, Format format) {
@@ -276,6 +283,11 @@ Answer failureAnswer(ExitStatus status, std::string_view message) {
     answer.document.SetObject();
     add(answer.document, "error", std::move(error), allocator);
     return answer;
+}
+
+Answer failed(const Failure& failure) {
+    varnock::console::say(std::string("varnockctl: ") + failure.what());
+    return failureAnswer(failure.status(), failure.what());
 }
 
 }  // namespace varnockctl

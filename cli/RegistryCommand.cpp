@@ -3,6 +3,7 @@
 #include "cli/Commands.h"
 #include "cli/Console.h"
 #include "cli/Failure.h"
+#include "cli/Interrupts.h"
 #include "cli/Printable.h"
 #include "cli/RegistryCheck.h"
 #include "cli/RegistryEntries.h"
@@ -171,7 +172,11 @@ Answer changeRegistry(const Options& options, const std::string& what, bool forc
     }
     confirm(options, what);
     std::vector<RegistryChange> changes;
+    // With the lock in hand the rest is a moment, and whoever interrupts it hears what became of
+    // it.
+    std::optional<Interrupts> saving;
     changeRegistryFile([&](CRegistryNode& root) {
+        saving.emplace();
         refuseLosses(readRegistryFile(), force);
         changes = makeChanges(root, change);
         return !changes.empty();

@@ -335,8 +335,9 @@ Answer Trace::run() {
     const bool isFiltered =
         !trace_.grep.empty() || !trace_.exclude.empty() || !trace_.since.empty();
     if (Interrupts::happened()) {
-        answer.status = ExitStatus::interrupted;
-    } else if (isDamaged_ || !isRead) {
+        throw Interrupts::failure();
+    }
+    if (isDamaged_) {
         answer.status = ExitStatus::partial;
     } else if (shown_ == 0 && isFiltered) {
         answer.status = ExitStatus::notAvailable;
@@ -367,7 +368,7 @@ bool Trace::wait(Clock::time_point started, const Wakeup& wakeup) {
     }
     pollfd interrupted{wakeup.fd(), POLLIN, 0};
     poll(&interrupted, 1, static_cast<int>(rest.count()));
-    return !Interrupts::happened();
+    return !Interrupts::happened() && !isOutputGone();
 }
 
 bool Trace::showChanges() {

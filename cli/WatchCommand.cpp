@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <memory>
 
 #include "cli/AgentPresence.h"
 #include "cli/Commands.h"
@@ -62,8 +63,8 @@ class EventPrinter final : public CSwitchClient {
   private:
     bool isWanted(const std::string& line) const;
 
-    const Options& options_;
-    const WatchOptions& watch_;
+    const Options options_;
+    const WatchOptions watch_;
     const Wakeup& wakeup_;
     std::atomic<unsigned int> printed_ = 0;
     std::atomic<bool> broken_ = false;
@@ -112,9 +113,9 @@ class Watch {
     void look(bool connectionIsReady);
     void lose();
     void find();
-    Answer end();
+    Answer end() const;
 
-    const WatchOptions& watch_;
+    const WatchOptions watch_;
     const Wakeup wakeup_;
     const Interrupts interrupts_{wakeup_};
     EventPrinter printer_;
@@ -147,8 +148,12 @@ bool Watch::wait() {
     }
     const bool forEver = rest == std::chrono::milliseconds::max();
     const auto limit = std::min<std::chrono::milliseconds::rep>(rest.count(), 1'000'000'000);
-    pollfd descriptors[] = {{wakeup_.fd(), POLLIN, 0}, {presence_.fd(), POLLIN, 0}};
-    poll(descriptors, 2, forEver ? -1 : static_cast<int>(limit));
+    pollfd descriptors[] = {
+        {wakeup_.fd(), POLLIN, 0}, {presence_.fd(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    poll(descriptors, 3, forEver ? -1 : static_cast<int>(limit));
+    if (descriptors[2].revents != 0 && isOutputGone()) {
+        return false;
+    }
     look(descriptors[1].revents != 0);
     return true;
 }
@@ -179,25 +184,20 @@ void Watch::find() {
     }
 }
 
-Answer Watch::end() {
-    printer_.EnableEvents(0, 0);
+// The registration ends with the connection. To wait for the event thread before the answer is
+// printed would be to wait for an agent that is stuck.
+Answer Watch::end() const {
+    if (Interrupts::happened()) {
+        return failed(Interrupts::failure());
+    }
+    if (timedOut_ && watch_.count != 0 && !printer_.isComplete()) {
+        return failed({ExitStatus::timeout, std::to_string(printer_.printed()) + " of " +
+                                                std::to_string(watch_.count) +
+                                                " events came within the time limit"});
+    }
     Answer answer;
     answer.streamed = true;
     answer.document.SetArray();
-    if (Interrupts::happened()) {
-        answer.status = ExitStatus::interrupted;
-    } else if (timedOut_ && watch_.count != 0 && !printer_.isComplete()) {
-        const std::string message = std::to_string(printer_.printed()) + " of " +
-                                    std::to_string(watch_.count) +
-                                    " events came within the time limit";
-        if (printer_.printed() == 0) {
-            throw Failure(ExitStatus::timeout, message);
-        }
-        varnock::console::say("varnockctl: " + message);
-        answer.status = ExitStatus::timeout;
-    } else if (printer_.isDone() && !printer_.isComplete()) {
-        answer.status = ExitStatus::partial;
-    }
     return answer;
 }
 
@@ -211,7 +211,10 @@ Answer Watch::run() {
 }  // namespace
 
 Answer runWatch(const Options& options, const WatchOptions& watch) {
-    return Watch(options, watch).run();
+    const auto watching = std::make_shared<Watch>(options, watch);
+    Answer answer = watching->run();
+    answer.held = watching;
+    return answer;
 }
 
 }  // namespace varnockctl

@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -14,6 +13,7 @@
 #include "cli/Commands.h"
 #include "cli/Console.h"
 #include "cli/Failure.h"
+#include "cli/Interrupts.h"
 #include "cli/Watchdog.h"
 #include "runtime/StartMode.h"
 #include "runtime/Version.h"
@@ -39,12 +39,17 @@ struct CommandLine {
     RegistryArguments registry;
     std::optional<std::string> count;
     const char* late = "no answer within the time limit";
-    bool isEndless = false;
+    bool isEndless = false;    // unless it is given a time limit
+    bool keepsToTime = false;  // ends itself when its time is up
 };
 
 constexpr double defaultTimeout = 10;
-// What a watch gets beyond its time before it is ended from outside.
+// What an agent that is well has answered long before.
+constexpr double doctorPatience = 2;
+// What a command that keeps to its time gets beyond it before it is ended from outside.
 constexpr double grace = 0.5;
+// What is left to end after the answer was printed gets that long.
+constexpr std::chrono::milliseconds afterwards{200};
 
 std::chrono::milliseconds milliseconds(double seconds) {
     return std::chrono::milliseconds(
@@ -127,7 +132,7 @@ void addWatch(CLI::App& app, CommandLine& line) {
         ->allow_extra_args(false);
     watch->add_option("--count", line.count, "end after N events")->option_text("N");
     watch->callback([&line] {
-        line.isEndless = true;
+        line.isEndless = line.keepsToTime = true;
         line.command = [&line] {
             WatchOptions watched = line.watch;
             if (line.count) {
@@ -157,7 +162,7 @@ void addTrace(CLI::App& app, CommandLine& line) {
         ->option_text("REGEX")
         ->allow_extra_args(false);
     trace->callback([&line] {
-        line.isEndless = line.trace.follow;
+        line.isEndless = line.keepsToTime = line.trace.follow;
         line.command = [&line] {
             TraceOptions wanted = line.trace;
             if (line.count) {
@@ -233,7 +238,12 @@ void addRegistry(CLI::App& app, CommandLine& line) {
 
 void addDoctor(CLI::App& app, CommandLine& line) {
     app.add_subcommand("doctor", "what the library needs, and how to mend what is missing")
-        ->callback([&line] { line.command = [] { return runDoctor(); }; });
+        ->callback([&line] {
+            line.keepsToTime = true;
+            line.command = [&line] {
+                return runDoctor(milliseconds(line.timeout.value_or(doctorPatience)));
+            };
+        });
 }
 
 // The command, or the failure it ends in.
@@ -241,21 +251,17 @@ Answer runCommand(const CommandLine& line) {
     try {
         return line.command();
     } catch (const Failure& failure) {
-        varnock::console::say(std::string("varnockctl: ") + failure.what());
-        return failureAnswer(failure.status(), failure.what());
+        return failed(failure);
     } catch (const provider::BaseException& exception) {
-        varnock::console::say(std::string("varnockctl: ") + exception.toString().c_str());
-        return failureAnswer(ExitStatus::refused, exception.toString().c_str());
+        return failed({ExitStatus::refused, exception.toString().c_str()});
     }
 }
 
-// Returns when the command has ended after all.
-void expire(const CommandLine& line) {
-    const std::string message = line.late;
-    const auto status =
-        printFirst(failureAnswer(ExitStatus::timeout, message), line.options.format);
+// Ends the process while the command still runs. Returns when it has ended after all.
+void endWith(const Failure& failure, Format format) {
+    const auto status = printFirst(failureAnswer(failure.status(), failure.what()), format);
     if (status) {
-        varnock::console::say("varnockctl: " + message);
+        varnock::console::say(std::string("varnockctl: ") + failure.what());
         _exit(static_cast<int>(*status));
     }
 }
@@ -265,12 +271,30 @@ int explainUsage(const CLI::App& app, const CLI::ParseError& error, Format forma
     std::ostringstream out;
     std::ostringstream err;
     if (app.exit(error, out, err) == 0) {
-        const std::string text = out.str();
-        fwrite(text.data(), 1, text.size(), stdout);
-        return fflush(stdout) == 0 ? 0 : static_cast<int>(ExitStatus::partial);
+        varnock::console::print(out.str());
+        return varnock::console::finishOutput("varnockctl") ? 0 : varnock::console::outputLost;
     }
     varnock::console::say("varnockctl: " + err.str());
     return static_cast<int>(print(failureAnswer(ExitStatus::usage, error.what()), format));
+}
+
+// Runs the command and prints its answer, or what kept it from coming.
+ExitStatus runInTime(const CommandLine& line) {
+    const Format format = line.options.format;
+    const InterruptHandler interrupts(
+        [format](const Failure& interruption) { endWith(interruption, format); });
+    std::optional<Watchdog> watchdog;
+    if (!line.isEndless || line.timeout) {
+        const double limit = line.timeout.value_or(defaultTimeout) + (line.keepsToTime ? grace : 0);
+        watchdog.emplace(milliseconds(limit), [&line, format] {
+            endWith({ExitStatus::timeout, line.late}, format);
+        });
+    }
+    Answer answer = runCommand(line);
+    const ExitStatus status = print(answer, format);
+    const Watchdog last(afterwards, [status] { _exit(static_cast<int>(status)); });
+    answer.held.reset();
+    return status;
 }
 
 int run(int argc, char** argv) {
@@ -296,12 +320,7 @@ int run(int argc, char** argv) {
     if (line.options.verbose) {
         varnock::console::showTrace();
     }
-    std::optional<Watchdog> watchdog;
-    if (!line.isEndless || line.timeout) {
-        const double limit = line.timeout.value_or(defaultTimeout) + (line.isEndless ? grace : 0);
-        watchdog.emplace(milliseconds(limit), [&line] { expire(line); });
-    }
-    return static_cast<int>(print(runCommand(line), line.options.format));
+    return static_cast<int>(runInTime(line));
 }
 
 }  // namespace

@@ -86,13 +86,29 @@ TEST(Output, AListWithoutItemsIsAnEmptyTable) {
     EXPECT_EQ(printedBy([] { print(endOfList(), Format::table); }), "");
 }
 
-TEST(Output, AFailureEndsAListThatHasBegun) {
+TEST(Output, AFailureIsTheLastItemOfAListThatHasBegun) {
     EXPECT_EQ(printedBy([] {
                   printItem(Json(1), "one", Format::json);
                   EXPECT_EQ(print(failureAnswer(ExitStatus::timeout, "late"), Format::json),
                             ExitStatus::timeout);
               }),
-              "[\n1\n]\n");
+              "[\n1\n,{\"error\":{\"status\":5,\"message\":\"late\"}}\n]\n");
+}
+
+TEST(Output, AFailureIsTheLastLineOfAListOfLines) {
+    EXPECT_EQ(printedBy([] {
+                  printItem(Json(1), "one", Format::jsonl);
+                  print(failureAnswer(ExitStatus::timeout, "late"), Format::jsonl);
+              }),
+              "1\n{\"error\":{\"status\":5,\"message\":\"late\"}}\n");
+}
+
+TEST(Output, AFailureIsNoRowOfAListThatHasBegun) {
+    EXPECT_EQ(printedBy([] {
+                  printItem(Json(1), "one", Format::csv);
+                  print(failureAnswer(ExitStatus::timeout, "late"), Format::csv);
+              }),
+              "value\n1\n");
 }
 
 std::string csvOf(const char* json) {

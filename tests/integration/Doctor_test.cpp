@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +19,7 @@ namespace varnock::test {
 namespace {
 
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -24,6 +27,16 @@ using testing::StartsWith;
 
 class Doctor : public testing::Test {
   protected:
+    Doctor() {
+        agent_.handle([](const AgentRequest&) { return AgentReply::ok(numberData(0)); });
+    }
+    /// The report about an agent that answers its first question so.
+    std::string reportOn(const AgentReply& reply) {
+        agent_.handle([reply](const AgentRequest&) { return reply; });
+        const ProcessResult result = doctor();
+        EXPECT_EQ(result.status, 7) << result.out;
+        return result.out;
+    }
     /// The agent of this test goes with the directory that it makes known in the environment.
     ProcessResult doctor(std::vector<std::string> arguments = {}) const {
         arguments.insert(arguments.begin(), "doctor");
@@ -53,7 +66,8 @@ TEST_F(Doctor, FindsNothingWhereAllIsWell) {
     const ProcessResult result = doctor();
     EXPECT_EQ(result.status, 0) << result.out;
     EXPECT_THAT(findingsOf(result),
-                ElementsAre(StartsWith("ok       agent        takes requests at "),
+                ElementsAre(ContainsRegex("^ok       agent        takes requests at .*/ragdsj, "
+                                          "and answered one in [0-9]+\\.[0-9][0-9] ms$"),
                             StartsWith("ok       agent        takes events at "),
                             "ok       registry     " + files_.file("registry") + " is readable",
                             "ok       trace        " + files_.traceFile() +
@@ -95,6 +109,57 @@ TEST_F(Doctor, SaysThatNoAgentListens) {
                                 ": No such file or directory\n"),
                       HasSubstr("cannot be reached for events at " + files_.file("ragdaj")),
                       HasSubstr("-> start the management agent")));
+}
+
+TEST_F(Doctor, SaysThatTheAgentIsStuck) {
+    agent_.handle([](const AgentRequest&) { return AgentReply::none(); });
+    const ProcessResult result = doctor({"--timeout", "0.05"});
+    EXPECT_EQ(result.status, 7);
+    EXPECT_THAT(result.out,
+                AllOf(HasSubstr("problem  agent        is stuck: listens at " +
+                                agent_.requestSocket() + ", but gave no answer within 0.05 s\n"),
+                      HasSubstr("-> restart the management agent"),
+                      HasSubstr("ok       agent        takes events at "),
+                      HasSubstr("ok       environment")));
+}
+
+TEST_F(Doctor, SaysThatTheAgentIsStuckFromTheRegistrationOn) {
+    agent_.handleRegistration(
+        [](const AgentRequest&) { return AgentReply::registration().cutTo(30); });
+    EXPECT_THAT(doctor({"--timeout", "0.05"}).out, HasSubstr("is stuck: listens at "));
+}
+
+TEST_F(Doctor, SaysThatAnAgentThatTakesNoFurtherConnectionIsStuck) {
+    const int full = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    files_.file("ragdsj").copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(full, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(full, 0), 0);
+    const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    files_.settings["QX_RAGD_SOCKET_DIR"] = files_.path();
+    EXPECT_THAT(doctor({"--timeout", "0.05"}).out,
+                HasSubstr("problem  agent        is stuck: listens at " + files_.file("ragdsj")));
+    close(client);
+    close(full);
+}
+
+TEST_F(Doctor, TellsWhatTheAgentSays) {
+    agent_.handle([](const AgentRequest&) { return AgentReply::status(19); });
+    EXPECT_EQ(doctor().status, 0);
+    EXPECT_THAT(reportOn(AgentReply::status(24)),
+                AllOf(HasSubstr("problem  agent        refuses requests at " +
+                                agent_.requestSocket() + " (status 24: not allowed)\n"),
+                      HasSubstr("-> run as a user whom the agent answers")));
+    EXPECT_THAT(reportOn(AgentReply::status(1)),
+                HasSubstr("refused a request at " + agent_.requestSocket() +
+                          " (status 1: the agent failed the command)\n"));
+    EXPECT_THAT(reportOn(AgentReply::json("no record")),
+                HasSubstr(", but does not answer them (status 22: the reply has no status)\n"));
+    EXPECT_THAT(reportOn(AgentReply::none().thenClose()),
+                HasSubstr("takes requests at " + agent_.requestSocket() +
+                          ", but does not answer them (status "));
 }
 
 TEST_F(Doctor, SaysWhatIsWrongWithTheRegistry) {
