@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstring>
 #include <stdexcept>
 #include <string_view>
@@ -17,7 +18,7 @@
 namespace varnock::agent {
 namespace {
 
-constexpr timeval kPatience{10, 0};
+using Clock = std::chrono::steady_clock;
 
 struct EventName {
     std::string_view name;
@@ -51,7 +52,15 @@ std::runtime_error failure(const std::string& path, const std::string& what) {
     return std::runtime_error(path + ": " + what);
 }
 
-UniqueFd connectTo(const std::string& path) {
+// Lets the calls on the socket wait for no longer than that. False when the time is up.
+bool limitWaits(int fd, Clock::time_point end) {
+    const auto rest = std::chrono::ceil<std::chrono::microseconds>(end - Clock::now()).count();
+    const timeval limit{rest / 1'000'000, rest % 1'000'000};
+    return rest > 0 && setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) == 0 &&
+           setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0;
+}
+
+UniqueFd connectTo(const std::string& path, Clock::time_point end) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
@@ -59,22 +68,25 @@ UniqueFd connectTo(const std::string& path) {
     }
     path.copy(address.sun_path, path.size());
     UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    for (const int option : {SO_SNDTIMEO, SO_RCVTIMEO}) {
-        setsockopt(fd.get(), SOL_SOCKET, option, &kPatience, sizeof kPatience);
-    }
+    limitWaits(fd.get(), end);
     if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         throw failure(path, std::string("no agent can be reached: ") + std::strerror(errno));
     }
     return fd;
 }
 
-std::string exchange(int fd, const std::string& path, const std::string& request) {
+std::string exchange(int fd, const std::string& path, const std::string& request,
+                     Clock::time_point end) {
+    const auto noAnswer = [&] { return failure(path, "the agent does not answer"); };
     std::string_view frame;
     const std::string bytes = encodeFrame(request);
     for (frame = bytes; !frame.empty();) {
+        if (!limitWaits(fd, end)) {
+            throw noAnswer();
+        }
         const ssize_t sent = send(fd, frame.data(), frame.size(), MSG_NOSIGNAL);
         if (sent < 0 && errno != EINTR) {
-            throw failure(path, std::strerror(errno));
+            throw errno == EAGAIN ? noAnswer() : failure(path, std::strerror(errno));
         }
         frame.remove_prefix(sent < 0 ? 0 : static_cast<std::size_t>(sent));
     }
@@ -84,9 +96,9 @@ std::string exchange(int fd, const std::string& path, const std::string& request
             return *text;
         }
         std::array<char, 4096> buffer;
-        const ssize_t count = recv(fd, buffer.data(), buffer.size(), 0);
+        const ssize_t count = limitWaits(fd, end) ? recv(fd, buffer.data(), buffer.size(), 0) : 0;
         if (count == 0 || (count < 0 && errno != EINTR)) {
-            throw failure(path, "the agent does not answer");
+            throw noAnswer();
         }
         reply.append({buffer.data(), count < 0 ? 0 : static_cast<std::size_t>(count)});
     }
@@ -106,12 +118,14 @@ std::string eventRecord(const EventWords& words) {
     return event.Export();
 }
 
-std::string askAgent(const std::string& socket, const std::string& request) {
+std::string askAgent(const std::string& socket, const std::string& request,
+                     std::chrono::milliseconds patience) {
     if (!fitsFrame(request)) {
         throw failure(socket, "the request is longer than a frame");
     }
-    const UniqueFd fd = connectTo(socket);
-    const std::string reply = exchange(fd.get(), socket, request);
+    const auto end = Clock::now() + patience;
+    const UniqueFd fd = connectTo(socket, end);
+    const std::string reply = exchange(fd.get(), socket, request, end);
     constexpr std::string_view done = "ok ";
     if (!reply.starts_with(done)) {
         throw failure(socket, reply);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -20,8 +21,9 @@ struct EventWords {
 std::string eventRecord(const EventWords& words);
 
 /// Sends a request to the agent that listens on the control socket, and returns the text of its
-/// answer. Throws std::runtime_error with the path when it cannot be reached, does not answer in
-/// ten seconds, or says no.
-std::string askAgent(const std::string& socket, const std::string& request);
+/// answer. Throws std::runtime_error with the path when it cannot be reached, has not given its
+/// whole answer in time, or says no.
+std::string askAgent(const std::string& socket, const std::string& request,
+                     std::chrono::milliseconds patience = std::chrono::seconds(10));
 
 }  // namespace varnock::agent

@@ -1,4 +1,7 @@
 // The command line of varnock-agent.
+#include <signal.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
@@ -23,13 +26,17 @@ using namespace varnock::agent;
 
 constexpr int kCannotStart = 1;
 constexpr int kUsage = 2;
+constexpr int kSignalled = 128;
 constexpr unsigned kPermissionBits = 0777;
+// Where programs without QX_RAGD_SOCKET_DIR look for the management agent.
+constexpr const char* kProductionDirectory = "/dev";
 
 struct Options {
     EventWords event;
     std::string control;
     bool host = false;
     std::string directory;
+    bool production = false;
     std::string mode = "600";
     bool keep = false;
 };
@@ -52,20 +59,49 @@ void addCommonOptions(CLI::App& command, Options& options) {
         ->default_str("600");
 }
 
-std::string defaultDirectory() {
-    const char* set = secure_getenv("QX_RAGD_SOCKET_DIR");
-    return set != nullptr ? set : "/dev";
+// Nobody gets the place of the management agent without having asked for it.
+CLI::Option* addPlaceOptions(CLI::App& command, Options& options, const std::string& purpose) {
+    CLI::Option* directory =
+        command.add_option("--dir", options.directory, purpose + " (default: QX_RAGD_SOCKET_DIR)");
+    command
+        .add_flag("--production", options.production,
+                  std::string("The management agent's own place, ") + kProductionDirectory)
+        ->excludes(directory);
+    return directory;
 }
 
-// Help and version go to standard output, everything else to standard error: through the C streams,
+std::string directoryFor(const CLI::App& command, const Options& options) {
+    if (!options.directory.empty()) {
+        return options.directory;
+    }
+    if (options.production) {
+        return kProductionDirectory;
+    }
+    const char* set = secure_getenv("QX_RAGD_SOCKET_DIR");
+    if (set == nullptr) {
+        throw CLI::ValidationError(command.get_name() +
+                                   " needs --dir DIR for the directory of the sockets, or "
+                                   "--production for " +
+                                   kProductionDirectory);
+    }
+    return set;
+}
+
+// The status of a command that has printed.
+int printed() {
+    return varnock::console::finishOutput("varnock-agent") ? EXIT_SUCCESS
+                                                           : varnock::console::outputLost;
+}
+
+// Help and version go to standard output, everything else to standard error: through the C stream,
 // since std::cerr still writes to the stream that stderr was at load.
 int explainUsage(const CLI::App& app, const CLI::ParseError& failure) {
     std::ostringstream out;
     std::ostringstream err;
     const int status = app.exit(failure, out, err);
-    std::fputs(out.str().c_str(), stdout);
     std::fputs(err.str().c_str(), stderr);
-    return status == 0 ? EXIT_SUCCESS : kUsage;
+    varnock::console::print(out.str());
+    return status == 0 ? printed() : kUsage;
 }
 
 // Cuts the words of a command after "--" from the arguments. They are nobody's options.
@@ -77,17 +113,17 @@ std::vector<std::string> cutCommand(std::vector<std::string>& arguments) {
 }
 
 int start(const CLI::App& serving, const Options& options, std::vector<std::string> words) {
+    const std::string directory =
+        serving.parsed() ? directoryFor(serving, options) : options.directory;
     HostMachine machine;
     const mode_t mode = modeOf(options.mode);
     if (serving.parsed()) {
-        const std::string directory =
-            options.directory.empty() ? defaultDirectory() : options.directory;
         return serve(machine, {.directory = directory, .mode = mode});
     }
     RunOptions run{
         .command = std::move(words), .directory = {}, .mode = mode, .keep = options.keep};
-    if (!options.directory.empty()) {
-        run.directory = options.directory;
+    if (!directory.empty()) {
+        run.directory = directory;
     }
     return varnock::agent::run(machine, run);
 }
@@ -101,10 +137,10 @@ struct Controls {
 Controls addControls(CLI::App& app, Options& options) {
     CLI::App* ctl = app.add_subcommand("ctl", "Control a running agent");
     ctl->require_subcommand(1);
-    CLI::Option* directory = ctl->add_option(
-        "--dir", options.directory,
-        "Directory of the agent's sockets (default: QX_RAGD_SOCKET_DIR, else /dev)");
-    ctl->add_option("--socket", options.control, "The agent's control socket")->excludes(directory);
+    CLI::Option* directory = addPlaceOptions(*ctl, options, "Directory of the agent's sockets");
+    ctl->add_option("--socket", options.control, "The agent's control socket")
+        ->excludes(directory)
+        ->excludes(ctl->get_option("--production"));
     CLI::App* event = ctl->add_subcommand("event", "Push an event to those who have registered");
     event
         ->add_option("EVENT", options.event.event,
@@ -121,7 +157,21 @@ Controls addControls(CLI::App& app, Options& options) {
     return {ctl, event};
 }
 
+// Whatever the agent at the other end does, a signal ends the command as a status.
+void endOnSignals() {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        struct sigaction action {};
+        if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {
+            action.sa_handler = [](int number) { _exit(kSignalled + number); };
+            sigaction(signal, &action, nullptr);
+        }
+    }
+}
+
 int control(const Controls& controls, const Options& options) {
+    const std::string socket = options.control.empty()
+                                   ? directoryFor(*controls.ctl, options) + "/" + kControlSocket
+                                   : options.control;
     std::string request = "status ";
     if (controls.event->parsed()) {
         try {
@@ -131,13 +181,9 @@ int control(const Controls& controls, const Options& options) {
             return kUsage;
         }
     }
-    const std::string directory =
-        options.directory.empty() ? defaultDirectory() : options.directory;
-    const std::string socket =
-        options.control.empty() ? directory + "/" + kControlSocket : options.control;
-    const std::string answer = askAgent(socket, request);
-    return std::fputs(answer.c_str(), stdout) >= 0 && std::fflush(stdout) == 0 ? EXIT_SUCCESS
-                                                                               : kCannotStart;
+    endOnSignals();
+    varnock::console::print(askAgent(socket, request));
+    return printed();
 }
 
 int agentMain(std::vector<std::string> arguments) {
@@ -149,8 +195,7 @@ int agentMain(std::vector<std::string> arguments) {
     app.require_subcommand(1);
     CLI::App* serving = app.add_subcommand("serve", "Answer until ended by a signal");
     addCommonOptions(*serving, options);
-    serving->add_option("--dir", options.directory,
-                        "Directory of the sockets (default: QX_RAGD_SOCKET_DIR, else /dev)");
+    addPlaceOptions(*serving, options, "Directory of the sockets");
     CLI::App* running = app.add_subcommand(
         "run", "Run a command beside an agent of its own: run [OPTIONS] -- COMMAND...");
     addCommonOptions(*running, options);
@@ -166,10 +211,11 @@ int agentMain(std::vector<std::string> arguments) {
             throw CLI::ValidationError(running->parsed() ? "run needs a command after --"
                                                          : "-- belongs to run alone");
         }
+        return controls.ctl->parsed() ? control(controls, options)
+                                      : start(*serving, options, words);
     } catch (const CLI::ParseError& failure) {
         return explainUsage(app, failure);
     }
-    return controls.ctl->parsed() ? control(controls, options) : start(*serving, options, words);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <stdexcept>
 #include <thread>
@@ -98,6 +99,31 @@ TEST_F(AskAgent, AnAnswerThatBreaksOffIsNone) {
     }
 }
 
+TEST_F(AskAgent, ADribbleOfBytesIsNoAnswer) {
+    const Listener listener(path_, 0600);
+    fcntl(listener.fd(), F_SETFL, 0);
+    std::thread peer([&] {
+        const UniqueFd client(accept(listener.fd(), nullptr, nullptr));
+        // Each byte comes long before the time is up, and the last one never.
+        const std::string answer = encodeFrame("ok " + std::string(1'000'000, 'x'));
+        std::size_t sent = 0;
+        while (sent < answer.size() - 1 && send(client.get(), &answer[sent], 1, MSG_NOSIGNAL) > 0) {
+            ++sent;
+        }
+        char byte = 0;
+        while (recv(client.get(), &byte, 1, 0) > 0) {
+        }
+    });
+    std::string failure;
+    try {
+        askAgent(path_, "status ", std::chrono::milliseconds(50));
+    } catch (const std::runtime_error& caught) {
+        failure = caught.what();
+    }
+    peer.join();
+    EXPECT_EQ(failure, path_ + ": the agent does not answer");
+}
+
 TEST(CtlCommand, ControlsTheAgentOfItsEnvironment) {
     const auto process = varnock::test::runProcess(
         {VARNOCK_AGENT_PATH, "run", "--", "sh", "-c",
@@ -107,6 +133,20 @@ TEST(CtlCommand, ControlsTheAgentOfItsEnvironment) {
     EXPECT_EQ(process.status, 0) << process.err;
     EXPECT_THAT(process.out, HasSubstr("listeners: 0\ndirectory: "));
     EXPECT_THAT(process.out, HasSubstr("events pushed: 1\n"));
+}
+
+TEST(CtlCommand, EndsOnASignalThoughTheAgentIsStuck) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        const varnock::test::TemporaryDirectory directory;
+        const Listener listener(directory.file(kControlSocket), 0600);
+        fcntl(listener.fd(), F_SETFL, 0);
+        varnock::test::Subprocess process(
+            {VARNOCK_AGENT_PATH, "ctl", "--dir", directory.path(), "status"});
+        const UniqueFd client(accept(listener.fd(), nullptr, nullptr));
+        process.signal(signal);
+        EXPECT_EQ(process.wait().status, 128 + signal);
+        EXPECT_EQ(process.wait().out, "");
+    }
 }
 
 TEST(CtlCommand, SaysThatThereIsNoAgent) {

@@ -8,7 +8,7 @@ namespace {
 using Words = std::vector<const char*>;
 
 varnock::test::ProcessResult agent(const Words& arguments) {
-    std::vector<std::string> command = {VARNOCK_AGENT_PATH};
+    std::vector<std::string> command = {"env", "-u", "QX_RAGD_SOCKET_DIR", VARNOCK_AGENT_PATH};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return varnock::test::runProcess(command);
 }
@@ -49,6 +49,14 @@ TEST(Main, RefusesWrongUsage) {
                                {"ctl", "event", "someLog"},
                                {"ctl", "event", "1", "many"},
                                {"ctl", "event", "1", "2", "--text", "x"},
+                               {"serve", "--host"},
+                               {"serve", "--dir", ""},
+                               {"serve", "--dir", "/tmp", "--production"},
+                               {"run", "--production", "--", "true"},
+                               {"ctl", "status"},
+                               {"ctl", "event", "1"},
+                               {"ctl", "--dir", "/tmp", "--production", "status"},
+                               {"ctl", "--socket", "/tmp/x", "--production", "status"},
                                {"ctl", "--dir", "/tmp", "--socket", "/tmp/x", "status"},
                                {"ctl", "status", "--", "true"},
                                {"--", "true"}}) {
@@ -56,6 +64,17 @@ TEST(Main, RefusesWrongUsage) {
         EXPECT_EQ(process.status, 2) << (words.empty() ? "" : words.back());
         EXPECT_NE(untraced(process.err), "");
         EXPECT_EQ(process.out, "");
+    }
+}
+
+TEST(Main, AsksForThePlaceOfTheSockets) {
+    for (const Words& words : {Words{"serve"}, {"ctl", "status"}}) {
+        const auto process = agent(words);
+        EXPECT_EQ(process.status, 2);
+        EXPECT_EQ(untraced(process.err),
+                  std::string(words[0]) +
+                      " needs --dir DIR for the directory of the sockets, or --production for "
+                      "/dev\nRun with --help for more information.\n");
     }
 }
 

@@ -1,7 +1,10 @@
 #include "agent/Serve.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+
+#include <optional>
 
 #include "tests/agent/AgentFixture.h"
 #include "tests/agent/Processes.h"
@@ -86,6 +89,44 @@ TEST_F(ServeTest, TakesTheDirectoryFromTheEnvironment) {
     setenv("QX_RAGD_SOCKET_DIR", sockets().c_str(), 1);
     const auto agent = serve({});
     EXPECT_TRUE(Client(requests()).connected());
+}
+
+// Runs a script where /dev is an empty directory of its own. Nothing where that is not allowed.
+std::optional<ProcessResult> whereDevIsPrivate(const std::string& script,
+                                               const Subprocess::Environment& environment) {
+    const std::vector<std::string> shell{"unshare", "-rm", "sh", "-c"};
+    const std::string mount = "mount -t tmpfs none /dev 2>/dev/null || exit 77; ";
+    const auto run = [&](const std::string& text) {
+        std::vector<std::string> command = shell;
+        command.insert(command.end(), {mount + text, VARNOCK_AGENT_PATH});
+        return runProcess(command, environment);
+    };
+    if (run("exit 0").status != 0) {
+        return std::nullopt;
+    }
+    return run(script);
+}
+
+TEST_F(ServeTest, TakesTheProductionPlaceWhenAskedAndNeverFromALiveAgent) {
+    // The place that is asked for wins over the environment's.
+    const auto result = whereDevIsPrivate(
+        "\"$0\" serve --production & first=$!; "
+        "until \"$0\" ctl --production status 2>/dev/null; do :; done; ls /dev/ragd*; "
+        "\"$0\" serve --production; echo \"second $?\"; "
+        "kill -9 $first; wait $first; "
+        "\"$0\" serve --production & third=$!; "
+        "until \"$0\" ctl --production status 2>/dev/null | grep \"^process: $third\"; do :; "
+        "done; kill $third; wait $third; echo \"third $?\"; ls /dev/ragd*",
+        {{"QX_RAGD_SOCKET_DIR", sockets()}});
+    if (!result) {
+        GTEST_SKIP() << "no file system may be mounted here";
+    }
+    EXPECT_THAT(result->out, testing::HasSubstr("directory: /dev\n"));
+    EXPECT_THAT(result->out,
+                testing::HasSubstr("\n/dev/ragdaj\n/dev/ragdctl\n/dev/ragdsj\nsecond 1\n"));
+    EXPECT_THAT(result->err, testing::HasSubstr("/dev/ragdsj: another agent is listening there"));
+    EXPECT_THAT(result->out, testing::EndsWith("third 0\n"));
+    EXPECT_TRUE(std::filesystem::is_empty(sockets()));
 }
 
 TEST_F(ServeTest, ServesTheSocketsOfTheServiceManager) {
