@@ -1,12 +1,20 @@
 // Asks the agent for this machine's processors, as a provider would.
 //   varnock-agent run --host -- first_call
 #include <cstdio>
+#include <cstring>
 
 #include "CIM/Provider/Include/Exceptions.h"
 #include "CIM/Provider/Include/KOLMCalls.h"
 #include "CIM/Provider/Include/KOLMClient.h"
+#include "transport/AgentSocket.h"
 
 int main() {
+    // Without an agent every call would try for ten minutes.
+    if (const int error = ProbeAgentSocket(RequestSocketPath())) {
+        std::fprintf(stderr, "no agent at %s: %s\n", RequestSocketPath().c_str(),
+                     std::strerror(error));
+        return 1;
+    }
     try {
         const auto client = provider::getKOLMClient("first_call");
         const auto calls = provider::newKOLMCalls(client.get());
