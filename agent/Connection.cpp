@@ -21,7 +21,7 @@ bool wouldBlock(int error) {
 
 }  // namespace
 
-Connection::Connection(sd_event* loop, UniqueFd fd, Channel channel, Replier& replier,
+Connection::Connection(sd_event* loop, FileDescriptor fd, Channel channel, Replier& replier,
                        const Limits& limits, Dropped dropped)
     : fd_(std::move(fd)),
       session_{channel, fd_.get(), false, {}},

@@ -8,7 +8,7 @@
 #include "agent/EventLoop.h"
 #include "agent/FrameBuffer.h"
 #include "agent/Responder.h"
-#include "agent/UniqueFd.h"
+#include "runtime/FileDescriptor.h"
 
 namespace varnock::agent {
 
@@ -30,8 +30,8 @@ class Connection {
     /// The owner destroys the connection when dropped is called; nothing touches it afterwards.
     using Dropped = std::function<void(Connection&)>;
 
-    Connection(sd_event* loop, UniqueFd fd, Channel channel, Replier& replier, const Limits& limits,
-               Dropped dropped);
+    Connection(sd_event* loop, FileDescriptor fd, Channel channel, Replier& replier,
+               const Limits& limits, Dropped dropped);
 
     const Session& session() const { return session_; }
     /// Queues a frame behind what is waiting. False: too much waits or the peer is gone, and the
@@ -51,7 +51,7 @@ class Connection {
     void drop();
     bool busy() const { return sent_ < output_.size(); }
 
-    UniqueFd fd_;
+    FileDescriptor fd_;
     Session session_;
     Replier& replier_;
     const Limits& limits_;

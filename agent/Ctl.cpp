@@ -3,16 +3,16 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <array>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <cstring>
 #include <stdexcept>
 #include <string_view>
 
 #include "agent/FrameBuffer.h"
-#include "agent/UniqueFd.h"
+#include "runtime/FileDescriptor.h"
+#include "tools/EventNames.h"
+#include "tools/Number.h"
 #include "transport/SipJson.h"
 
 namespace varnock::agent {
@@ -20,32 +20,21 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-struct EventName {
-    std::string_view name;
-    unsigned opcode;
-};
-constexpr std::array kEventNames = {EventName{"systemMessageLog", 0x0B11},
-                                    EventName{"driverMonitorLog", 0x181B}};
-
-unsigned parseNumber(const std::string& text) {
-    const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-    const char* end = text.data() + text.size();
-    unsigned value = 0;
-    const auto parsed =
-        std::from_chars(text.data() + (hexadecimal ? 2 : 0), end, value, hexadecimal ? 16 : 10);
-    if (parsed.ec != std::errc{} || parsed.ptr != end) {
+unsigned numberIn(const std::string& text) {
+    const auto number = parseNumber(text);
+    if (!number) {
         throw std::invalid_argument("\"" + text + "\" is no number from 0 to 4294967295");
     }
-    return value;
+    return *number;
 }
 
 unsigned opcodeOf(const std::string& event) {
     for (const EventName& known : kEventNames) {
         if (event == known.name) {
-            return known.opcode;
+            return static_cast<unsigned>(known.opcode);
         }
     }
-    return parseNumber(event);
+    return numberIn(event);
 }
 
 std::runtime_error failure(const std::string& path, const std::string& what) {
@@ -60,14 +49,14 @@ bool limitWaits(int fd, Clock::time_point end) {
            setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0;
 }
 
-UniqueFd connectTo(const std::string& path, Clock::time_point end) {
+FileDescriptor connectTo(const std::string& path, Clock::time_point end) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path) {
         throw failure(path, std::strerror(ENAMETOOLONG));
     }
     path.copy(address.sun_path, path.size());
-    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    FileDescriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     limitWaits(fd.get(), end);
     if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         throw failure(path, std::string("no agent can be reached: ") + std::strerror(errno));
@@ -107,11 +96,11 @@ std::string exchange(int fd, const std::string& path, const std::string& request
 }  // namespace
 
 std::string eventRecord(const EventWords& words) {
-    SipJson event(opcodeOf(words.event), parseNumber(words.ext), parseNumber(words.object),
-                  parseNumber(words.cabinet), 0);
+    SipJson event(opcodeOf(words.event), numberIn(words.ext), numberIn(words.object),
+                  numberIn(words.cabinet), 0);
     // Setting the data sets the status too.
     if (words.number) {
-        event.SetDataDWord(parseNumber(*words.number), 0);
+        event.SetDataDWord(numberIn(*words.number), 0);
     } else if (words.text) {
         event.SetDataString(words.text->c_str(), 0);
     }
@@ -124,7 +113,7 @@ std::string askAgent(const std::string& socket, const std::string& request,
         throw failure(socket, "the request is longer than a frame");
     }
     const auto end = Clock::now() + patience;
-    const UniqueFd fd = connectTo(socket, end);
+    const FileDescriptor fd = connectTo(socket, end);
     const std::string reply = exchange(fd.get(), socket, request, end);
     constexpr std::string_view done = "ok ";
     if (!reply.starts_with(done)) {

@@ -32,8 +32,8 @@ const sockaddr* generic(const sockaddr_un& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
-UniqueFd newSocket(const std::string& path) {
-    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+FileDescriptor newSocket(const std::string& path) {
+    FileDescriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!fd) {
         throw failure(path, "cannot make a socket", errno);
     }
@@ -49,7 +49,7 @@ void removeStale(const std::string& path, const sockaddr_un& address) {
     if (!S_ISSOCK(found.st_mode)) {
         throw StartError(path + ": stands there already and is no socket");
     }
-    const UniqueFd probe = newSocket(path);
+    const FileDescriptor probe = newSocket(path);
     if (connect(probe.get(), generic(address), sizeof address) == 0 || errno == EAGAIN) {
         throw StartError(path + ": another agent is listening there");
     }
@@ -93,7 +93,7 @@ Listener::Listener(std::string path, mode_t mode) : path_(std::move(path)), own_
     }
 }
 
-Listener::Listener(std::string path, UniqueFd fd)
+Listener::Listener(std::string path, FileDescriptor fd)
     : path_(std::move(path)), fd_(std::move(fd)), own_(false) {
     const int flags = fcntl(fd_.get(), F_GETFL);
     if (flags < 0 || fcntl(fd_.get(), F_SETFL, flags | O_NONBLOCK) != 0) {
@@ -109,8 +109,8 @@ Listener::~Listener() {
     }
 }
 
-UniqueFd lockDirectory(const std::string& directory) {
-    UniqueFd fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+FileDescriptor lockDirectory(const std::string& directory) {
+    FileDescriptor fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!fd) {
         throw failure(directory, "cannot use the directory", errno);
     }
@@ -121,21 +121,21 @@ UniqueFd lockDirectory(const std::string& directory) {
     return fd;
 }
 
-UniqueFd takeInherited(std::vector<UniqueFd>& sockets, const std::string& name) {
-    const auto found = std::find_if(sockets.begin(), sockets.end(), [&](const UniqueFd& fd) {
+FileDescriptor takeInherited(std::vector<FileDescriptor>& sockets, const std::string& name) {
+    const auto found = std::find_if(sockets.begin(), sockets.end(), [&](const FileDescriptor& fd) {
         const std::string path = pathOf(fd.get());
         return path.substr(path.rfind('/') + 1) == name;
     });
     if (found == sockets.end()) {
         return {};
     }
-    UniqueFd fd = std::move(*found);
+    FileDescriptor fd = std::move(*found);
     sockets.erase(found);
     return fd;
 }
 
-std::vector<UniqueFd> inheritedSockets() {
-    std::vector<UniqueFd> sockets;
+std::vector<FileDescriptor> inheritedSockets() {
+    std::vector<FileDescriptor> sockets;
     const int count = sd_listen_fds(1);
     for (int fd = SD_LISTEN_FDS_START; fd < SD_LISTEN_FDS_START + count; ++fd) {
         if (sd_is_socket(fd, AF_UNIX, SOCK_STREAM, 1) > 0) {

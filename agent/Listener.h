@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/UniqueFd.h"
+#include "runtime/FileDescriptor.h"
 
 namespace varnock::agent {
 
@@ -24,7 +24,7 @@ class Listener {
     /// be made.
     Listener(std::string path, mode_t mode);
     /// Takes over a listening socket that the service manager has opened.
-    Listener(std::string path, UniqueFd fd);
+    Listener(std::string path, FileDescriptor fd);
     ~Listener();
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
@@ -34,7 +34,7 @@ class Listener {
 
   private:
     std::string path_;
-    UniqueFd fd_;
+    FileDescriptor fd_;
     bool own_;
     dev_t device_ = 0;
     ino_t inode_ = 0;
@@ -42,12 +42,12 @@ class Listener {
 
 /// Keeps two agents from binding the same directory at the same time: held while the listeners are
 /// made. Throws StartError when another holds it.
-UniqueFd lockDirectory(const std::string& directory);
+FileDescriptor lockDirectory(const std::string& directory);
 
 /// A listening socket of the service manager's whose path ends in name, else an empty one. The
 /// others stay where they are.
-UniqueFd takeInherited(std::vector<UniqueFd>& sockets, const std::string& name);
+FileDescriptor takeInherited(std::vector<FileDescriptor>& sockets, const std::string& name);
 /// The sockets that the service manager has passed to this process; its variables are removed.
-std::vector<UniqueFd> inheritedSockets();
+std::vector<FileDescriptor> inheritedSockets();
 
 }  // namespace varnock::agent

@@ -16,6 +16,7 @@
 #include "agent/Serve.h"
 #include "agent/host/HostMachine.h"
 #include "runtime/StartMode.h"
+#include "tools/Console.h"
 
 // The provider that the agent serves writes to the trace file; the agent's own library must not.
 constinit const varnock::StartMode varnock::startMode = varnock::StartMode::kWithoutFiles;

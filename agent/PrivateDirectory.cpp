@@ -72,8 +72,8 @@ void PrivateDirectory::startGuardian() {
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
-    UniqueFd readEnd(ends[0]);
-    leash_ = UniqueFd(ends[1]);
+    FileDescriptor readEnd(ends[0]);
+    leash_ = FileDescriptor(ends[1]);
     guardian_ = fork();
     if (guardian_ < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "agent/UniqueFd.h"
+#include "runtime/FileDescriptor.h"
 
 namespace varnock::agent {
 
@@ -27,7 +27,7 @@ class PrivateDirectory {
     void startGuardian();
 
     std::filesystem::path path_;
-    UniqueFd leash_;
+    FileDescriptor leash_;
     pid_t guardian_ = -1;
     bool kept_ = false;
 };

@@ -87,8 +87,8 @@ pid_t start(const std::vector<std::string>& command, const BlockedSignals& block
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
-    const UniqueFd readEnd(ends[0]);
-    UniqueFd writeEnd(ends[1]);
+    const FileDescriptor readEnd(ends[0]);
+    FileDescriptor writeEnd(ends[1]);
     const pid_t parent = getpid();
     const pid_t pid = fork();
     if (pid < 0) {

@@ -21,7 +21,7 @@ constexpr mode_t kOwnerOnly = 0600;
 
 Listener openListener(Channel channel, const char* name, ServerOptions& options) {
     const std::string path = options.directory + "/" + name;
-    UniqueFd inherited = takeInherited(options.inherited, name);
+    FileDescriptor inherited = takeInherited(options.inherited, name);
     if (inherited) {
         return {path, std::move(inherited)};
     }
@@ -80,7 +80,7 @@ int Server::onReopen(sd_event_source*, std::uint64_t, void* self) {
 
 void Server::accept(Door& door) {
     for (int count = 0; count < kAcceptedAtOnce; ++count) {
-        UniqueFd client(
+        FileDescriptor client(
             accept4(door.listener.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (client) {
             admit(std::move(client), door);
@@ -93,7 +93,7 @@ void Server::accept(Door& door) {
     }
 }
 
-void Server::admit(UniqueFd client, const Door& door) {
+void Server::admit(FileDescriptor client, const Door& door) {
     if (connections(door.channel) >= limits_.connections) {
         return;
     }

@@ -19,7 +19,7 @@ struct ServerOptions {
     mode_t mode = 0600;
     Limits limits = {};
     /// Listening sockets from the service manager, used instead of making them.
-    std::vector<UniqueFd> inherited = {};
+    std::vector<FileDescriptor> inherited = {};
 };
 
 /// The agent's sockets and all their connections, on one event loop. It listens from its
@@ -57,7 +57,7 @@ class Server {
     static int onReopen(sd_event_source* source, std::uint64_t now, void* door);
 
     void accept(Door& door);
-    void admit(UniqueFd client, const Door& door);
+    void admit(FileDescriptor client, const Door& door);
     void closeForAWhile(Door& door);
     void drop(const Connection& connection);
 
@@ -68,7 +68,7 @@ class Server {
     Limits limits_;
     std::size_t eventsPushed_ = 0;
     std::unordered_map<const Connection*, std::unique_ptr<Connection>> connections_;
-    UniqueFd lock_;  // held while the listeners are made
+    FileDescriptor lock_;  // held while the listeners are made
     Door requests_;
     Door events_;
     Door controls_;

@@ -5,8 +5,8 @@
 #include "cli/CallRunner.h"
 #include "cli/Catalogue.h"
 #include "cli/Commands.h"
-#include "cli/Console.h"
 #include "cli/Failure.h"
+#include "tools/Console.h"
 
 namespace varnockctl {
 namespace {

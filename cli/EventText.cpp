@@ -2,22 +2,13 @@
 
 #include <rapidjson/pointer.h>
 
-#include <array>
 #include <cstdio>
 #include <utility>
 
-#include "transport/AgentProtocol.h"
+#include "tools/EventNames.h"
 
 namespace varnockctl {
 namespace {
-
-struct EventName {
-    varnock::EventOpcode opcode;
-    const char* name;
-};
-constexpr std::array eventNames{
-    EventName{varnock::EventOpcode::kSystemMessageLog, "systemMessageLog"},
-    EventName{varnock::EventOpcode::kDriverMonitorLog, "driverMonitorLog"}};
 
 std::string hexadecimal(unsigned int number) {
     char text[16];
@@ -43,9 +34,9 @@ std::string dataText(const SipJson& event) {
 
 std::string eventName(const SipJson& event) {
     const unsigned int opcode = event.OpCode();
-    for (const EventName& known : eventNames) {
+    for (const varnock::EventName& known : varnock::kEventNames) {
         if (opcode == known.opcode) {
-            return known.name;
+            return std::string(known.name);
         }
     }
     return hexadecimal(opcode);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cli/Console.h"
+#include "tools/Console.h"
 
 namespace varnockctl {
 

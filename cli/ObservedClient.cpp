@@ -5,8 +5,8 @@
 
 #include <iterator>
 
-#include "cli/Console.h"
 #include "cli/Json.h"
+#include "tools/Console.h"
 
 namespace varnockctl {
 

@@ -5,11 +5,11 @@
 #include <string>
 #include <string_view>
 
-#include "cli/Console.h"
 #include "cli/ExitStatus.h"
 #include "cli/Failure.h"
 #include "cli/Json.h"
 #include "cli/Options.h"
+#include "tools/Console.h"
 
 namespace varnockctl {
 

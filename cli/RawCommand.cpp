@@ -3,10 +3,10 @@
 #include "CIM/Provider/Include/Exceptions.h"
 #include "cli/Catalogue.h"
 #include "cli/Commands.h"
-#include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/Session.h"
 #include "cli/Verdict.h"
+#include "tools/Console.h"
 
 namespace varnockctl {
 namespace {

@@ -1,7 +1,6 @@
 #include <algorithm>
 
 #include "cli/Commands.h"
-#include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/Interrupts.h"
 #include "cli/Printable.h"
@@ -9,6 +8,7 @@
 #include "cli/RegistryEntries.h"
 #include "cli/RegistryFile.h"
 #include "cli/TextMatch.h"
+#include "tools/Console.h"
 
 namespace varnockctl {
 namespace {

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "cli/Commands.h"
-#include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/Interrupts.h"
 #include "cli/Printable.h"
@@ -17,6 +16,7 @@
 #include "cli/TraceTime.h"
 #include "runtime/Debug.h"
 #include "runtime/Registry.h"
+#include "tools/Console.h"
 
 namespace varnockctl {
 namespace {

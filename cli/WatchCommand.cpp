@@ -9,13 +9,13 @@
 
 #include "cli/AgentPresence.h"
 #include "cli/Commands.h"
-#include "cli/Console.h"
 #include "cli/EventText.h"
 #include "cli/Failure.h"
 #include "cli/Interrupts.h"
 #include "cli/ObservedClient.h"
 #include "cli/Session.h"
 #include "cli/TextMatch.h"
+#include "tools/Console.h"
 #include "transport/AgentSocket.h"
 #include "transport/SwitchClient.h"
 

@@ -11,12 +11,13 @@
 
 #include "CIM/Provider/Include/Exceptions.h"
 #include "cli/Commands.h"
-#include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/Interrupts.h"
+#include "cli/LibraryTrace.h"
 #include "cli/Watchdog.h"
 #include "runtime/StartMode.h"
 #include "runtime/Version.h"
+#include "tools/Console.h"
 
 // The files of the library are looked at and changed here on behalf of other processes.
 constinit const varnock::StartMode varnock::startMode = varnock::StartMode::kWithoutFiles;
@@ -318,7 +319,7 @@ int run(int argc, char** argv) {
         return explainUsage(app, error, line.options.format);
     }
     if (line.options.verbose) {
-        varnock::console::showTrace();
+        showLibraryTrace();
     }
     return static_cast<int>(runInTime(line));
 }

@@ -14,21 +14,21 @@ namespace varnock {
 /// number that is not listed is a failure, too.
 enum class CommandStatus : std::uint32_t {
     kSuccess = 0,
-    kFailed = 1,           ///< the agent failed the command
-    kInvalid = 2,          ///< the agent refused an argument
-    kNoChannel = 3,        ///< no request channel; given by the client
-    kWrongState = 4,       ///< not possible in this state
-    kHungUp = 6,           ///< the connection broke; given by the client
-    kTransferFailed = 9,   ///< the same, in the middle of a frame; given by the client
-    kSuccessToo = 12,      ///< counts as 0, which the client makes of it
-    kTimedOut = 15,        ///< the agent did not answer in time; given by the client
-    kNoMemory = 17,        ///< or the record is too long for a frame; client and agent
-    kNotAvailable = 19,    ///< an ordinary negative answer: the machine does not have it
-    kSuccessOfRecord = 21, ///< success for the record, a failure for typed calls
-    kMissing = 22,         ///< there is no status in the reply
+    kFailed = 1,            ///< the agent failed the command
+    kInvalid = 2,           ///< the agent refused an argument
+    kNoChannel = 3,         ///< no request channel; given by the client
+    kWrongState = 4,        ///< not possible in this state
+    kHungUp = 6,            ///< the connection broke; given by the client
+    kTransferFailed = 9,    ///< the same, in the middle of a frame; given by the client
+    kSuccessToo = 12,       ///< counts as 0, which the client makes of it
+    kTimedOut = 15,         ///< the agent did not answer in time; given by the client
+    kNoMemory = 17,         ///< or the record is too long for a frame; client and agent
+    kNotAvailable = 19,     ///< an ordinary negative answer: the machine does not have it
+    kSuccessOfRecord = 21,  ///< success for the record, a failure for typed calls
+    kMissing = 22,          ///< there is no status in the reply
     kNotAllowed = 24,
-    kNoSuchObject = 25,    ///< an ordinary negative answer
-    kSuccessUndefined = 255, ///< as 21
+    kNoSuchObject = 25,          ///< an ordinary negative answer
+    kSuccessUndefined = 255,     ///< as 21
     kAccessDenied = 0x00040009,  ///< the client raises "access denied"
 };
 

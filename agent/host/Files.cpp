@@ -8,12 +8,12 @@
 #include <charconv>
 #include <string_view>
 
-#include "agent/UniqueFd.h"
+#include "runtime/FileDescriptor.h"
 
 namespace varnock::agent {
 
 std::optional<std::string> readFile(const std::filesystem::path& path, std::size_t limit) {
-    const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const FileDescriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd) {
         return std::nullopt;
     }
@@ -52,7 +52,7 @@ std::optional<std::string> readLine(const std::filesystem::path& path) {
     return line.empty() ? std::nullopt : std::optional(std::move(line));
 }
 
-std::optional<unsigned> parseNumber(std::string_view text) {
+std::optional<unsigned> parseDecimal(std::string_view text) {
     unsigned number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size()) {
@@ -63,7 +63,7 @@ std::optional<unsigned> parseNumber(std::string_view text) {
 
 std::optional<unsigned> readNumber(const std::filesystem::path& path) {
     const auto line = readLine(path);
-    return line ? parseNumber(*line) : std::nullopt;
+    return line ? parseDecimal(*line) : std::nullopt;
 }
 
 }  // namespace varnock::agent

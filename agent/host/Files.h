@@ -15,7 +15,7 @@ std::optional<std::string> readLine(const std::filesystem::path& path);
 std::optional<unsigned> readNumber(const std::filesystem::path& path);
 
 /// The text as a decimal number; nothing when it is anything else.
-std::optional<unsigned> parseNumber(std::string_view text);
+std::optional<unsigned> parseDecimal(std::string_view text);
 /// The text without the white space around it.
 std::string trimmed(std::string_view text);
 

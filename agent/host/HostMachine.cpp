@@ -83,7 +83,7 @@ Text cpuDescription(HostMachine::Sources& host, const Command& command) {
 
 Number cpuFamily(HostMachine::Sources& host, const Command& command) {
     const Text family = cpuInfo(host, command, "CPUFamilyNumber");
-    return family ? parseNumber(*family) : std::nullopt;
+    return family ? parseDecimal(*family) : std::nullopt;
 }
 
 Number multithreaded(HostMachine::Sources& host, const Command& command) {

@@ -30,7 +30,7 @@ std::string_view cutLine(std::string_view& text) {
 
 // The whole megahertz of "2445.432".
 std::optional<unsigned> wholePart(const std::string& text) {
-    return parseNumber(std::string_view(text).substr(0, text.find('.')));
+    return parseDecimal(std::string_view(text).substr(0, text.find('.')));
 }
 
 }  // namespace
@@ -61,7 +61,7 @@ std::optional<std::string> Processors::info(unsigned cpu, std::string_view name)
     while (!rest.empty()) {
         const auto [key, value] = splitLine(cutLine(rest));
         if (key == "processor") {
-            wanted = parseNumber(value) == cpu;
+            wanted = parseDecimal(value) == cpu;
         } else if (wanted && key == name && !value.empty()) {
             return value;
         }
@@ -79,12 +79,12 @@ std::optional<unsigned> Processors::megahertz(unsigned cpu) const {
 
 std::optional<unsigned> Processors::stepping(unsigned cpu) const {
     const auto text = info(cpu, "stepping");
-    return text ? parseNumber(*text) : std::nullopt;
+    return text ? parseDecimal(*text) : std::nullopt;
 }
 
 std::optional<unsigned> Processors::apicId(unsigned cpu) const {
     const auto text = info(cpu, "apicid");
-    return text ? parseNumber(*text) : std::nullopt;
+    return text ? parseDecimal(*text) : std::nullopt;
 }
 
 }  // namespace varnock::agent

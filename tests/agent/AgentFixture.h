@@ -89,7 +89,7 @@ class Client {
     std::optional<std::string> text() { return frames_.takeText(); }
 
   private:
-    UniqueFd fd_;
+    FileDescriptor fd_;
     bool connected_ = false;
     FrameBuffer frames_;
 };

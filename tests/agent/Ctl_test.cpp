@@ -42,7 +42,7 @@ class ControlPeer {
     explicit ControlPeer(const std::string& path, std::string answer)
         : listener_(path, 0600), thread_([this, answer = std::move(answer)] {
               fcntl(listener_.fd(), F_SETFL, 0);  // waits for its client
-              const UniqueFd client(accept(listener_.fd(), nullptr, nullptr));
+              const FileDescriptor client(accept(listener_.fd(), nullptr, nullptr));
               char byte = 0;
               EXPECT_EQ(recv(client.get(), &byte, 1, 0), 1);
               EXPECT_EQ(send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL),
@@ -103,7 +103,7 @@ TEST_F(AskAgent, ADribbleOfBytesIsNoAnswer) {
     const Listener listener(path_, 0600);
     fcntl(listener.fd(), F_SETFL, 0);
     std::thread peer([&] {
-        const UniqueFd client(accept(listener.fd(), nullptr, nullptr));
+        const FileDescriptor client(accept(listener.fd(), nullptr, nullptr));
         // Each byte comes long before the time is up, and the last one never.
         const std::string answer = encodeFrame("ok " + std::string(1'000'000, 'x'));
         std::size_t sent = 0;
@@ -142,7 +142,7 @@ TEST(CtlCommand, EndsOnASignalThoughTheAgentIsStuck) {
         fcntl(listener.fd(), F_SETFL, 0);
         varnock::test::Subprocess process(
             {VARNOCK_AGENT_PATH, "ctl", "--dir", directory.path(), "status"});
-        const UniqueFd client(accept(listener.fd(), nullptr, nullptr));
+        const FileDescriptor client(accept(listener.fd(), nullptr, nullptr));
         process.signal(signal);
         EXPECT_EQ(process.wait().status, 128 + signal);
         EXPECT_EQ(process.wait().out, "");

@@ -95,11 +95,11 @@ TEST_F(ListenerTest, LeavesASuccessorsSocketAlone) {
 TEST_F(ListenerTest, TakesOverAnInheritedSocketAndDoesNotRemoveIt) {
     const Listener other(directory_.file("ragdaj"), 0600);
     const Listener made(path(), 0600);
-    std::vector<UniqueFd> inherited;
+    std::vector<FileDescriptor> inherited;
     inherited.emplace_back(dup(other.fd()));
     inherited.emplace_back(dup(made.fd()));
     EXPECT_FALSE(takeInherited(inherited, "dsj")) << "the whole name counts";
-    UniqueFd taken = takeInherited(inherited, "ragdsj");
+    FileDescriptor taken = takeInherited(inherited, "ragdsj");
     ASSERT_TRUE(taken);
     EXPECT_EQ(inherited.size(), 1U);
     { const Listener listener(path(), std::move(taken)); }
@@ -108,7 +108,7 @@ TEST_F(ListenerTest, TakesOverAnInheritedSocketAndDoesNotRemoveIt) {
 }
 
 TEST_F(ListenerTest, LetsOneAgentAtATimeStartInADirectory) {
-    UniqueFd lock = lockDirectory(directory_.path());
+    FileDescriptor lock = lockDirectory(directory_.path());
     EXPECT_THROW(lockDirectory(directory_.path()), StartError);
     lock.reset();
     EXPECT_TRUE(lockDirectory(directory_.path()));

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-#include "agent/UniqueFd.h"
+#include "runtime/FileDescriptor.h"
 #include "tests/support/Subprocess.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -47,7 +47,7 @@ class Manager {
 
   private:
     std::string path_;
-    UniqueFd fd_;
+    FileDescriptor fd_;
 };
 
 /// A pipe whose writing end all children inherit: tells when the last of them has ended.
@@ -56,8 +56,8 @@ class Inherited {
     Inherited() {
         int ends[2];
         EXPECT_EQ(pipe(ends), 0);
-        readEnd_ = UniqueFd(ends[0]);
-        writeEnd_ = UniqueFd(ends[1]);
+        readEnd_ = FileDescriptor(ends[0]);
+        writeEnd_ = FileDescriptor(ends[1]);
         fcntl(readEnd_.get(), F_SETFD, FD_CLOEXEC);
     }
     /// Waits until nobody holds the writing end any more.
@@ -68,8 +68,8 @@ class Inherited {
     }
 
   private:
-    UniqueFd readEnd_;
-    UniqueFd writeEnd_;
+    FileDescriptor readEnd_;
+    FileDescriptor writeEnd_;
 };
 
 }  // namespace varnock::agent::test

@@ -130,7 +130,7 @@ TEST_F(ServeTest, TakesTheProductionPlaceWhenAskedAndNeverFromALiveAgent) {
 }
 
 TEST_F(ServeTest, ServesTheSocketsOfTheServiceManager) {
-    UniqueFd door(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    FileDescriptor door(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     requests().copy(address.sun_path, sizeof address.sun_path - 1);
@@ -145,7 +145,7 @@ TEST_F(ServeTest, ServesTheSocketsOfTheServiceManager) {
                       VARNOCK_AGENT_PATH, "serve", "--dir", sockets()},
                      {{"NOTIFY_SOCKET", manager_.path()}});
     EXPECT_NE(manager_.message().find("READY=1"), std::string::npos);
-    UniqueFd blocking(dup(early.fd()));
+    FileDescriptor blocking(dup(early.fd()));
     fcntl(blocking.get(), F_SETFL, 0);
     char byte = 0;
     EXPECT_EQ(recv(blocking.get(), &byte, 1, MSG_PEEK), 1) << "the early client is answered";

@@ -60,7 +60,7 @@ TEST(Activity, KnowsTheTimeOfTheStart) {
     ASSERT_NE(place, std::string::npos);
     const std::string text =
         trimmed(stat.substr(place + 7, stat.find('\n', place + 1) - place - 7));
-    EXPECT_EQ(activity.bootTime(), parseNumber(text));
+    EXPECT_EQ(activity.bootTime(), parseDecimal(text));
     EXPECT_LE(*activity.bootTime(), static_cast<unsigned>(time(nullptr)));
 }
 

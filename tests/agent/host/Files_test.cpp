@@ -43,9 +43,9 @@ TEST_F(FilesTest, ReadsNumbersAndNothingElse) {
     EXPECT_EQ(readNumber(written("2445432\n")), 2445432U);
     EXPECT_EQ(readNumber(written("12 x\n")), std::nullopt);
     EXPECT_EQ(readNumber(written("-1\n")), std::nullopt);
-    EXPECT_EQ(parseNumber("4294967295"), 4294967295U);
-    EXPECT_EQ(parseNumber("4294967296"), std::nullopt);
-    EXPECT_EQ(parseNumber(""), std::nullopt);
+    EXPECT_EQ(parseDecimal("4294967295"), 4294967295U);
+    EXPECT_EQ(parseDecimal("4294967296"), std::nullopt);
+    EXPECT_EQ(parseDecimal(""), std::nullopt);
 }
 
 }  // namespace

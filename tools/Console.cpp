@@ -1,4 +1,4 @@
-#include "cli/Console.h"
+#include "tools/Console.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -7,9 +7,6 @@
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
-
-#include <atomic>
-#include <mutex>
 
 namespace varnock::console {
 namespace {
@@ -49,36 +46,6 @@ int closingError() {
     return copy < 0 || close(copy) == 0 || errno == EINTR ? 0 : errno;
 }
 
-// Plain data without constructors: the stream is in use before any of this program's have run.
-constexpr size_t keptSize = 64 * 1024;
-char kept[keptSize];
-size_t keptLength;
-std::atomic<bool> passThrough;
-// Zero-initialised; the stream's own lock serialises the writers, this one the switch-over.
-constinit std::mutex mutex;
-
-ssize_t takeTrace(void*, const char* text, size_t size) {
-    const std::lock_guard guard(mutex);
-    if (passThrough) {
-        writeAll(STDERR_FILENO, {text, size});
-        return static_cast<ssize_t>(size);
-    }
-    const size_t room = keptSize - keptLength;
-    const size_t taken = size < room ? size : room;
-    __builtin_memcpy(kept + keptLength, text, taken);
-    keptLength += taken;
-    return static_cast<ssize_t>(size);
-}
-
-void takeStderrAway() {
-    cookie_io_functions_t functions{};
-    functions.write = takeTrace;
-    if (FILE* stream = fopencookie(nullptr, "w", functions)) {
-        setvbuf(stream, nullptr, _IOLBF, 0);
-        stderr = stream;
-    }
-}
-
 // The next file that is opened would get the number of a stream that is closed, and then what is
 // printed. What takes its place can neither be read nor written, and programs that are run do not
 // inherit it.
@@ -90,13 +57,9 @@ void occupyStandardDescriptors() {
     }
 }
 
-void begin() {
-    occupyStandardDescriptors();
-    takeStderrAway();
-}
-
 // Runs before the initialisers of every shared library.
-__attribute__((section(".preinit_array"), used)) void (*const beforeLibraries)() = begin;
+__attribute__((section(".preinit_array"),
+               used)) void (*const beforeLibraries)() = occupyStandardDescriptors;
 
 }  // namespace
 
@@ -128,14 +91,11 @@ bool finishOutput(std::string_view program) {
 }
 
 void say(std::string_view line) {
-    writeAll(STDERR_FILENO, std::string(line) + "\n");
+    complain(std::string(line) + "\n");
 }
 
-void showTrace() {
-    const std::lock_guard guard(mutex);
-    writeAll(STDERR_FILENO, {kept, keptLength});
-    keptLength = 0;
-    passThrough = true;
+void complain(std::string_view text) {
+    writeAll(STDERR_FILENO, text);
 }
 
 }  // namespace varnock::console

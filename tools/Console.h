@@ -3,15 +3,10 @@
 #include <string>
 #include <string_view>
 
-/// What the user sees.
+/// What the user of a tool sees.
 ///
-/// Both tools are built with this file. It keeps the numbers of the standard streams: one that was
-/// closed when the program started stays unusable, and no file that is opened later gets its
-/// number.
-///
-/// The library traces to the stream `stderr`, from its load on. A person who asks for one number
-/// does not want to read that, so a program with this file takes the stream away before the library
-/// starts and keeps the text until it says what becomes of it.
+/// A program with this file keeps the numbers of the standard streams: one that was closed when the
+/// program started stays unusable, and no file that is opened later gets its number.
 namespace varnock::console {
 
 /// The exit status of a tool whose standard output could not be written.
@@ -34,8 +29,7 @@ bool finishOutput(std::string_view program);
 
 /// Writes a line to file descriptor 2, past the stream.
 void say(std::string_view line);
-
-/// Passes what is written to the stream through from now on, with what was kept so far first.
-void showTrace();
+/// The same with a text as it stands.
+void complain(std::string_view text);
 
 }  // namespace varnock::console

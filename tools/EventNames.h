@@ -1,0 +1,19 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+#include "transport/AgentProtocol.h"
+
+namespace varnock {
+
+/// An event as people call it.
+struct EventName {
+    std::string_view name;
+    EventOpcode opcode;
+};
+inline constexpr std::array kEventNames{
+    EventName{"systemMessageLog", EventOpcode::kSystemMessageLog},
+    EventName{"driverMonitorLog", EventOpcode::kDriverMonitorLog}};
+
+}  // namespace varnock
