@@ -196,7 +196,7 @@ std::optional<ShutdownJob> ShutdownJob::parse(const std::string& text) {
         return std::nullopt;
     }
     job.timeBeforeRemoval.set(isInterval ? cimple::Datetime(usec) : cimple::Datetime(usec, offset));
-    job.system.assign(std::istreambuf_iterator<char>(in), {});
+    job.system = text.substr(static_cast<size_t>(in.tellg()));
     return job;
 }
 
