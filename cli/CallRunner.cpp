@@ -19,10 +19,11 @@ Outcome thrown(const provider::BaseException& exception, const std::vector<Excha
     return outcome;
 }
 
-bool needsScan(const std::string& name, const CallArguments& arguments) {
-    const ScanUse use = scanUse(name);
-    if (use != ScanUse::forControllers || !arguments.ext) {
-        return use == ScanUse::always;
+// Some calls answer from what openControllerCardSession() has read. The calls object of one command
+// has read nothing, so the cabinet's controllers are read first.
+bool needsScan(const CatalogueRow& row, const CallArguments& arguments) {
+    if (row.controllers == "-" || row.controllers == "always") {
+        return row.controllers == "always";
     }
     const unsigned int componentClass = parseNumber(*arguments.ext, "--ext");
     return componentClass >= 12 && componentClass <= 14;
@@ -31,13 +32,14 @@ bool needsScan(const std::string& name, const CallArguments& arguments) {
 Outcome answered(Session& session, const std::string& name, const CallArguments& arguments,
                  JsonAllocator& allocator) {
     const auto& exchanges = session.client().exchanges();
-    const bool scans = needsScan(name, arguments);
+    const CatalogueRow& row = *findCall(name);
+    const bool scans = needsScan(row, arguments);
     if (scans) {
         session.calls().openControllerCardSession(parseNumber(*arguments.cabinet, "--cabinet"));
     }
     Outcome outcome;
     outcome.value = findTypedCall(name)->run(session.calls(), arguments, allocator);
-    outcome.verdict = judge(*findCall(name), outcome.value, exchanges);
+    outcome.verdict = judge(row, outcome.value, exchanges);
     if (scans && outcome.value.IsNull() && exchanges.back().result == 0) {
         outcome.verdict = {ExitStatus::notAvailable, "no controller of the cabinet tells it"};
     }

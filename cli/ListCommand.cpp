@@ -1,4 +1,5 @@
-#include "cli/CallText.h"
+#include "catalogue/CallText.h"
+#include "cli/CallTable.h"
 #include "cli/Catalogue.h"
 #include "cli/Commands.h"
 #include "cli/Failure.h"
@@ -7,25 +8,30 @@
 namespace varnockctl {
 namespace {
 
+using varnock::catalogue::absentResult;
+using varnock::catalogue::failureText;
+using varnock::catalogue::optionsText;
+
+// Nothing is "-" in the catalogue.
+void addFact(Json& object, const char* name, std::string_view cell, JsonAllocator& allocator) {
+    add(object, name, cell == "-" ? Json() : text(cell, allocator), allocator);
+}
+
 Json rowJson(const CatalogueRow& row, const Call& call, JsonAllocator& allocator) {
     Json out(rapidjson::kObjectType);
     add(out, "name", call.name, allocator);
-    add(out, "options", neededOptions(call), allocator);
-    add(out, "opcode", row.opcode, allocator);
-    add(out, "ext", row.ext, allocator);
-    add(out, "result", row.result, allocator);
+    add(out, "options", optionsText(call.needs), allocator);
+    addFact(out, "opcode", row.opcode, allocator);
+    addFact(out, "ext", row.ext, allocator);
+    addFact(out, "result", row.reply, allocator);
     return out;
 }
 
-const char* scanText(const Call& call) {
-    switch (scanUse(call.name)) {
-        case ScanUse::always:
-            return "yes";
-        case ScanUse::forControllers:
-            return "for --ext 12, 13 and 14";
-        default:
-            return "no";
+const char* scanText(const CatalogueRow& row) {
+    if (row.controllers == "always") {
+        return "yes";
     }
+    return row.controllers == "-" ? "no" : "for --ext 12, 13 and 14";
 }
 
 }  // namespace
@@ -59,20 +65,23 @@ Answer describeCall(const std::string& name) {
     auto& allocator = document.GetAllocator();
     document.SetObject();
     add(document, "name", name, allocator);
-    add(document, "meaning", meaning(*row), allocator);
+    add(document, "meaning", row->description, allocator);
+    add(document, "about", row->componentClass, allocator);
     add(document, "index", Json(row->index), allocator);
-    add(document, "options", neededOptions(*call), allocator);
-    add(document, "arguments", row->arguments, allocator);
+    add(document, "options", optionsText(call->needs), allocator);
+    addFact(document, "arguments", row->arguments, allocator);
     add(document, "returns", row->returnType, allocator);
-    add(document, "opcode", row->opcode, allocator);
-    add(document, "ext", row->ext, allocator);
-    add(document, "object", row->object, allocator);
-    add(document, "cabinet", row->cabinet, allocator);
-    add(document, "result", row->result, allocator);
+    add(document, "value", row->value, allocator);
+    addFact(document, "unit", row->unit, allocator);
+    addFact(document, "opcode", row->opcode, allocator);
+    addFact(document, "ext", row->ext, allocator);
+    addFact(document, "object", row->object, allocator);
+    addFact(document, "cabinet", row->cabinet, allocator);
+    addFact(document, "result", row->reply, allocator);
     add(document, "absent", absentResult(*row), allocator);
-    add(document, "failure", row->failure, allocator);
+    addFact(document, "failure", row->failure, allocator);
     add(document, "onFailure", failureText(*row), allocator);
-    add(document, "readsControllersFirst", scanText(*call), allocator);
+    add(document, "readsControllersFirst", scanText(*row), allocator);
     add(document, "changesState", Json(changesState(*row)), allocator);
     return answer;
 }

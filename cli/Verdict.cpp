@@ -65,7 +65,7 @@ std::string describeStatus(unsigned int status) {
 }
 
 Verdict judge(const CatalogueRow& row, const Json& value, const std::vector<Exchange>& exchanges) {
-    if (row.operation == "passThroughRequest" || !isEmpty(row, value)) {
+    if (row.name == "passThroughRequest" || !isEmpty(row, value)) {
         return {};
     }
     if (exchanges.empty()) {
@@ -84,8 +84,8 @@ Verdict judge(const CatalogueRow& row, const Json& value, const std::vector<Exch
     if (!last.hasData) {
         return {ExitStatus::notAvailable, "the reply holds no data"};
     }
-    const bool fromStream = row.result.starts_with("stream");
-    if (value.IsNull() || (isNumber(row) && !fromStream && !last.isNumber)) {
+    const bool fromNumber = row.reply == "byte" || row.reply == "word" || row.reply == "dword";
+    if (value.IsNull() || (isNumber(row) && fromNumber && !last.isNumber)) {
         return {ExitStatus::unintelligible, "the data of the reply is of another kind"};
     }
     return {};

@@ -119,6 +119,7 @@ function(varnock_test name)
   add_executable(${name} ${TEST_SOURCES})
   varnock_harden(${name})
   target_compile_definitions(${name} PRIVATE
+    VARNOCK_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
     VARNOCK_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
   target_link_libraries(${name} PRIVATE
     varnock_core varnock_test_support GTest::gmock_main ${TEST_LIBRARIES})

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/ReplyExamples.h"
 #include "tests/support/ScriptedAgent.h"
 
 namespace varnockctl {
@@ -19,7 +20,6 @@ using varnock::test::AgentRequest;
 using varnock::test::bytesData;
 using varnock::test::numberData;
 using varnock::test::ScriptedAgent;
-using varnock::test::textData;
 
 using Bytes = std::vector<unsigned char>;
 
@@ -55,62 +55,38 @@ Bytes logEntry() {
     return entry;
 }
 
-// The replies to the commands whose data has a form of its own.
+// The replies whose form only one command has.
 const std::map<unsigned int, Bytes>& blocks() {
     static const std::map<unsigned int, Bytes> replies{
-        {0x0220, {5, 0}},
-        {0x0313, {80}},
-        {0x0523, {1, 0, 2, 0}},
-        {0x0530, {1, 3}},
-        {0x0603, {0x10, 0x0E, 3, 0}},
-        {0x0703, {26}},
-        {0x0940, {1, 0, 0, 0, 2, 0, 0, 0x80, 3, 0, 4, 0}},
-        {0x0B10, logEntry()},
-        {0x0B17, {'u', 'p', 0}},
-        {0x0B1A, {'d', 'n', 0}},
-        {0x0B20, {9, 0}},
-        {0x0C31, Bytes(46, 'Q')},
-        {0x0C50, {2, 0, 1, 0, 0, 0}},
+        {0x0220, {5, 0}},      {0x0940, {1, 0, 0, 0, 2, 0, 0, 0x80, 3, 0, 4, 0}},
+        {0x0B10, logEntry()},  {0x0C31, Bytes(46, 'Q')},
         {0x1401, pciHeader()},
-        {0x1490, {0, 0, 1, 0, 2, 3}},
-        {0x2334, {1, 2}},
     };
     return replies;
 }
 
-std::string_view resultOf(const AgentRequest& request) {
-    char opcode[8];
-    snprintf(opcode, sizeof opcode, "0x%04X", request.opcode);
-    char ext[8];
-    snprintf(ext, sizeof ext, "0x%04X", request.ext);
-    for (const CatalogueRow& row : catalogue()) {
-        const bool isRow = row.opcode == opcode;
-        if (isRow && (row.ext == ext || !row.ext.starts_with("0x") || mentions(row.ext, "+"))) {
-            return row.result;
-        }
+AgentReply scanReply(const AgentRequest& request) {
+    switch (request.opcode) {
+        case 0x0C82:
+            return AgentReply::ok(numberData(1));
+        case 0x0C85:
+            return AgentReply::ok(numberData(3));
+        case 0x0C86:  // one controller of each class
+            return AgentReply::ok(
+                bytesData(component(static_cast<unsigned char>(11 + request.object))));
+        default:
+            return AgentReply::ok();
     }
-    return "";
 }
 
-AgentReply replyTo(const AgentRequest& request) {
-    if (request.opcode == 0x0C82) return AgentReply::ok(numberData(1));
-    if (request.opcode == 0x0C85) return AgentReply::ok(numberData(3));
-    if (request.opcode == 0x0C86) {
-        // One controller of each class.
-        return AgentReply::ok(
-            bytesData(component(static_cast<unsigned char>(11 + request.object))));
-    }
+// What an agent answers to a call that knows all commands.
+AgentReply replyTo(const CatalogueRow& row, const AgentRequest& request) {
+    if (request.opcode >= 0x0C82 && request.opcode <= 0x0C86) return scanReply(request);
     if (const auto block = blocks().find(request.opcode); block != blocks().end()) {
         return AgentReply::ok(bytesData(block->second));
     }
-    const std::string_view result = resultOf(request);
-    if (mentions(result, "string")) return AgentReply::ok(textData("20240131"));
-    if (mentions(result, "MAC") || request.ext == 0x1445) {
-        return AgentReply::ok(bytesData({0, 1, 2, 3, 4, 0xFF}));
-    }
-    if (mentions(result, "byte array")) return AgentReply::ok(bytesData({10, 0, 0, 1}));
-    if (mentions(result, "byte") || mentions(result, "word")) return AgentReply::ok(numberData(5));
-    return AgentReply::ok();
+    const auto example = varnock::test::replyExample(row);
+    return AgentReply::ok(example ? example->data : numberData(5));
 }
 
 CallArguments argumentsOf(const Call& call) {
@@ -120,8 +96,9 @@ CallArguments argumentsOf(const Call& call) {
     if ((call.takes & optionExt) != 0) arguments.ext = "12";
     if ((call.needs & optionValue) != 0) arguments.value = "1";
     if ((call.needs & optionNode) != 0) arguments.node = "root";
-    if (call.name == "getConfMessageLogNoWrap") arguments.object = "0";
-    if (call.name == "passThroughRequest") {
+    const CatalogueRow& row = *findCall(call.name);
+    if (row.sends == "for object 0") arguments.object = "0";
+    if (row.arguments == "SipJson& record") {
         arguments.value = R"({"SIP":{"V":1,"CMD":[{"OC":1536,"CA":0}]}})";
     }
     return arguments;
@@ -163,7 +140,7 @@ void expectForm(std::string_view type, const Json& value, std::string_view name)
     } else if (mentions(type, "String") || mentions(type, "Datetime")) {
         EXPECT_TRUE(value.IsString()) << name;
     } else if (mentions(type, "int8") || mentions(type, "int16") || mentions(type, "int32")) {
-        EXPECT_TRUE(value.IsInt()) << name;
+        EXPECT_TRUE(value.IsInt() || value.IsUint()) << name;
     } else if (mentions(type, "boolean") || type == "void") {
         EXPECT_TRUE(value.IsBool()) << name;
     } else {
@@ -189,30 +166,31 @@ class CallRunner : public testing::Test {
 };
 
 TEST_F(CallRunner, GivesTheResultOfEveryCallInItsForm) {
-    agent_.handle(replyTo);
-    size_t checked = 0;
     for (const Call& call : callTable()) {
         const std::string name(call.name);
         const CatalogueRow& row = *findCall(call.name);
+        agent_.handle([&row](const AgentRequest& request) { return replyTo(row, request); });
         const Outcome outcome = outcomeOf(name, argumentsOf(call));
         EXPECT_FALSE(outcome.threw) << name << ": " << outcome.verdict.reason;
-        if (mentions(name, "InstanceID") && !mentions(name, "getElement")) {
+        const bool hasNoAnswer =
+            row.sends == "no" && row.controllers == "-" && row.returnType != "void";
+        if (hasNoAnswer) {
             EXPECT_TRUE(outcome.value.IsNull()) << name;
             EXPECT_EQ(outcome.verdict.status, ExitStatus::notAvailable) << name;
-        } else if (name == "getLocationKey") {
-            EXPECT_TRUE(outcome.value.IsNull()) << name;
         } else {
             EXPECT_EQ(outcome.verdict.status, ExitStatus::done)
                 << name << ": " << outcome.verdict.reason;
             expectForm(row.returnType, outcome.value, name);
         }
-        ++checked;
     }
-    EXPECT_EQ(checked, 316U);
+}
+
+AgentReply elementReply(const AgentRequest& request) {
+    return replyTo(*findCall("getElementName"), request);
 }
 
 TEST_F(CallRunner, ReadsTheControllersThatACallIsAbout) {
-    agent_.handle(replyTo);
+    agent_.handle(elementReply);
     const CallArguments cabinet{.cabinet = "0", .object = {}, .ext = {}, .value = {}, .node = {}};
     EXPECT_EQ(toString(outcomeOf("getSCSIControllers", cabinet).value, false),
               R"([{"cabinetNr":0,"objectId":1,"opCodeExt":12}])");
@@ -228,7 +206,7 @@ TEST_F(CallRunner, ReadsTheControllersThatACallIsAbout) {
 }
 
 TEST_F(CallRunner, AControllerThatIsNotThereIsNotAvailable) {
-    agent_.handle(replyTo);
+    agent_.handle(elementReply);
     const CallArguments key{.cabinet = "0", .object = "9", .ext = "12", .value = {}, .node = {}};
     const Outcome name = outcomeOf("getElementName", key);
     EXPECT_EQ(name.verdict.status, ExitStatus::notAvailable);
@@ -247,7 +225,7 @@ TEST_F(CallRunner, AnAgentThatScansNothingIsSaidSo) {
 }
 
 TEST_F(CallRunner, OtherElementsNeedNoScan) {
-    agent_.handle(replyTo);
+    agent_.handle(elementReply);
     const CallArguments key{.cabinet = "0", .object = "1", .ext = "2", .value = {}, .node = {}};
     EXPECT_EQ(outcomeOf("getElementName", key).verdict.status, ExitStatus::done);
     EXPECT_EQ(session().client().exchanges().size(), 1U);

@@ -29,8 +29,7 @@ struct CallEntry {
     std::function<void(provider::KOLMCalls&, CallArguments&)> run;  ///< drops the result
 };
 
-/// All typed calls, in the order in which they are listed. Of the two operations of one name the
-/// first is "getUmDiffComponentSubType@0x3306".
+/// All typed calls, under the names of the catalogue and in its order.
 const std::vector<CallEntry>& callTable();
 
 /// Null when there is none of this name.

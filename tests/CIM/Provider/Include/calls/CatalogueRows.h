@@ -1,10 +1,11 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "CIM/Provider/Include/KOLMKey.h"
-#include "tests/support/Catalogue.h"
+#include "catalogue/Table.h"
 
 /// What the rows of the catalogue promise of every call.
 namespace varnock::test {
@@ -17,20 +18,31 @@ inline constexpr unsigned int kNumber = 0x75869708;
 inline constexpr unsigned int kValue = 0xA9BACBDC;
 inline constexpr const char* kText = "a text";
 
+using CatalogueRow = catalogue::Row;
+
 inline const std::vector<CatalogueRow>& rows() {
-    static const auto all = readCatalogue(VARNOCK_TEST_DATA_DIR "/catalogue.tsv");
-    return all;
+    static const auto table = catalogue::Table::read(VARNOCK_SOURCE_DIR "/catalogue/calls.tsv");
+    return table.rows();
 }
 
-inline bool isIn(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
+inline bool isIn(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+/// Whether the call is successive commands.
+inline bool isSequence(const CatalogueRow& row) {
+    return isIn(row.opcode, "/") || isIn(row.object, "/") || isIn(row.object, " to ");
 }
 
 /// Whether the call is one command of its own that a reply can be decoded from.
 inline bool isSimple(const CatalogueRow& row) {
-    return row.hasCommand() && !isIn(row.opcode, "/") && row.result != "none" &&
-           row.operation != "getConfMessageLogNoWrap" && row.operation != "getConfAlarmQORVAId" &&
-           row.operation != "doClearLog";
+    return hasCommand(row) && !isSequence(row) && row.reply != "none";
+}
+
+/// The key that a row's call is tried with: one for which it sends something.
+inline const provider::KOLMKey& keyFor(const CatalogueRow& row) {
+    static const provider::KOLMKey objectZero(kKey.cabinetNr, 0, kKey.opCodeExt);
+    return row.sends == "for object 0" ? objectZero : kKey;
 }
 
 /// What a call gives that got nothing.
@@ -43,25 +55,28 @@ inline std::string nothingOf(const CatalogueRow& row) {
     return "0";
 }
 
+inline bool isSetter(const CatalogueRow& row) {
+    return isIn(row.data, " value");
+}
+
+/// Rows whose failure is an exception.
+inline bool throwsOnFailure(const CatalogueRow& row) {
+    return row.failure == "throws" || row.failure == "throws unless tolerated";
+}
+
 /// The failure message of a row, as a trace or an exception has it.
 inline std::string failureText(const CatalogueRow& row) {
-    const std::string& name = row.operation;
-    if (isIn(row.opcode, "0x0C82 / ")) return name + "(): KolmRequest(CM_VInfoScanOpen) failed";
-    if (name == "doClearLog") return name + "(0): KolmRequest() failed";
-    if (isIn(name, "getStatusTreeNode")) return name + "(a text): KolmRequest() failed";
-    if (row.failure == "throws" && isIn(name, "setConf")) return name + "(): kolmRequest() failed";
-    return row.traceName() + "(): KolmRequest() failed";
+    const std::string name(traceName(row));
+    if (row.reply == "components") return name + "(): KolmRequest(CM_VInfoScanOpen) failed";
+    if (row.object == "0 / 1") return name + "(0): KolmRequest() failed";
+    if (row.data == "text name") return name + "(a text): KolmRequest() failed";
+    if (isSetter(row) && throwsOnFailure(row)) return name + "(): kolmRequest() failed";
+    return name + "(): KolmRequest() failed";
 }
 
 /// Rows whose calls send something and report a failed request.
 inline bool reportsFailure(const CatalogueRow& row) {
-    return row.hasCommand() && row.operation != "getConfAlarmQORVAId" &&
-           row.operation != "getConfMessageLogNoWrap";
-}
-
-/// Rows whose failure is an exception. Two scans only trace that they found nothing to open.
-inline bool throwsOnFailure(const CatalogueRow& row) {
-    return isIn(row.failure, "throws") && !isIn(row.note, "ScanOpen failure only traced");
+    return hasCommand(row) && row.failure != "silent";
 }
 
 }  // namespace varnock::test

@@ -1,0 +1,113 @@
+#include "catalogue/CallText.h"
+
+#include <algorithm>
+
+#include "catalogue/Options.h"
+
+namespace varnock::catalogue {
+
+namespace {
+
+// The page is Markdown, in which these mean something.
+std::string cell(std::string_view text) {
+    std::string out;
+    for (const char c : text) {
+        if (c == '|' || c == '<' || c == '>' || c == '*') {
+            out += '\\';
+        }
+        out += c;
+    }
+    return out;
+}
+
+std::string commandText(const Row& row) {
+    if (!hasCommand(row)) {
+        return "none of its own";
+    }
+    std::string text(row.opcode);
+    if (row.ext != "0x0000") {
+        text.append(", ext ").append(row.ext);
+    }
+    return text.append(", object ").append(row.object).append(", cabinet ").append(row.cabinet);
+}
+
+std::string valueText(const Row& row) {
+    return row.unit == "-" ? std::string(row.value) : std::string(row.unit);
+}
+
+std::string pageRow(const Row& row) {
+    const std::string options = optionsText(optionsNeeded(row));
+    std::string line = "| " + std::to_string(row.index) + " | `" + std::string(row.name);
+    line += (options.empty() ? "" : " " + options) + "` | " + cell(row.returnType) + " | ";
+    line += cell(valueText(row)) + " | " + cell(commandText(row)) + " | ";
+    line += cell(failureText(row)) + " | " + std::string(row.componentClass) + " | ";
+    return line + cell(row.description) + (changesState(row) ? " Changes state." : "") + " |\n";
+}
+
+constexpr std::string_view pageHead = R"md(# The calls
+
+The operations of `provider::KOLMCalls` in the order of the interface, which is binding. This page is
+printed by `./dev docs` from the catalogue of calls; a test compares it. `varnockctl list` and
+`varnockctl describe NAME` show the same.
+
+The call stands as `varnockctl call` takes it. In C++ `--cabinet`, `--object` and `--ext` are the
+members `cabinetNr`, `objectId` and `opCodeExt` of a `KOLMKey`, or a cabinet number alone;
+`--value` is what a setter sets and `--node` the name of a node of the status tree. Value is the unit
+of a quantity, or the kind of value: a coded one is the agent's own number. Several command numbers
+are the successive commands of a sequence. All ones is the cabinet number 0xFFFFFFFF, the system as a
+whole.
+
+| # | Call | Returns | Value | Command | When the request fails | About | What it does or gives |
+|---|---|---|---|---|---|---|---|
+)md";
+
+}  // namespace
+
+std::string absentResult(const Row& row) {
+    const std::string_view type = row.returnType;
+    if (type.starts_with("cimple::Property")) {
+        return "null";
+    }
+    if (type.starts_with("std::vector")) {
+        return "an empty list";
+    }
+    if (type == "KOLMKey") {
+        return "a key of all ones";
+    }
+    if (type == "bool" || type == "cimple::boolean") {
+        return "false";
+    }
+    return type.starts_with("cimple::") ? "0" : "";
+}
+
+std::string failureText(const Row& row) {
+    const std::string absent = absentResult(row);
+    const std::string gives = absent.empty() ? "" : "gives " + absent;
+    const std::string alsoGives = absent.empty() ? "" : ", " + gives;
+    if (row.failure == "throws") {
+        return "throws";
+    }
+    if (row.failure == "throws unless tolerated") {
+        return "throws; at status 19 or 25 " + gives;
+    }
+    if (row.failure == "throws after the first") {
+        return "traced" + alsoGives + "; throws when a later command fails";
+    }
+    if (row.failure == "default unless tolerated") {
+        return "traced, but for status 19 and 25" + alsoGives;
+    }
+    if (row.failure == "default") {
+        return "traced" + alsoGives;
+    }
+    return row.sends == "yes" && !hasCommand(row) ? "the client's result" : gives;
+}
+
+std::string callsPage(const std::vector<Row>& rows) {
+    std::string page(pageHead);
+    for (const Row& row : rows) {
+        page += pageRow(row);
+    }
+    return page;
+}
+
+}  // namespace varnock::catalogue

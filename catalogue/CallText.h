@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "catalogue/Row.h"
+
+/// What there is to say about a call, in words.
+namespace varnock::catalogue {
+
+/// What the call gives when the machine has no answer: "0", "null", "an empty list"; empty for a
+/// call without a result.
+std::string absentResult(const Row& row);
+
+/// What happens when the request fails.
+std::string failureText(const Row& row);
+
+/// docs/calls.md: every call with its arguments, command numbers, result and failure.
+std::string callsPage(const std::vector<Row>& rows);
+
+}  // namespace varnock::catalogue

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "catalogue/Row.h"
+
+/// What the cells of a row may hold, one by one and together.
+namespace varnock::catalogue {
+
+struct Column {
+    const char* name;             ///< in the heading
+    const char* member;           ///< of Row, as text
+    std::string_view Row::*cell;  ///< the same; null for the index
+    const char* pattern;          ///< regular expression for the whole cell
+    const char* meaning;          ///< in the message about a cell that does not match
+};
+
+/// In the order of the heading.
+const std::vector<Column>& columns();
+
+bool isAllowed(const Column& column, std::string_view cell);
+
+/// What does not fit together in a row whose cells are allowed, a sentence for each.
+std::vector<std::string> contradictions(const Row& row);
+
+}  // namespace varnock::catalogue

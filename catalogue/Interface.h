@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "catalogue/Table.h"
+
+/// The two other places in which a call stands: its declaration and its statement.
+namespace varnock::catalogue {
+
+/// A virtual operation as a header declares it.
+struct Operation {
+    int line;
+    std::string name;
+    std::string returnType;  ///< with the header's own type names spelled out
+    std::string arguments;
+    std::string comment;  ///< one line
+};
+
+/// The operations in the text of a header, in their order, without the destructor.
+std::vector<Operation> operationsIn(std::string_view header);
+
+/// The names of the members of Kolm that a source file defines.
+std::vector<std::string> definitionsIn(std::string_view source);
+
+/// A text file under its name in messages.
+struct SourceText {
+    std::string file;
+    std::string text;
+};
+
+/// What is missing, a sentence "file:line: message" for each: rows that the header does not declare
+/// or declares otherwise, operations without a row, rows without a statement in `statements`.
+std::vector<std::string> missingPlaces(const Table& table, const SourceText& header,
+                                       const std::vector<SourceText>& statements);
+
+/// Where the comments of the header say other things than the rows, likewise.
+std::vector<std::string> differingComments(const Table& table, const SourceText& header);
+
+}  // namespace varnock::catalogue

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <algorithm>
+#include <string_view>
+
+namespace varnock::catalogue {
+
+/// Takes the text up to the next separator off the front of `rest`.
+inline std::string_view take(std::string_view& rest, char separator) {
+    const std::size_t end = std::min(rest.find(separator), rest.size());
+    const std::string_view field = rest.substr(0, end);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    return field;
+}
+
+inline bool mentions(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+}  // namespace varnock::catalogue

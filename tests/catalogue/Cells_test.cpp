@@ -1,0 +1,210 @@
+#include "catalogue/Cells.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+
+#include "catalogue/Table.h"
+#include "tests/catalogue/TableText.h"
+
+namespace varnock::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+bool allows(const std::string& name, const std::string& cell) {
+    const auto& columns = catalogue::columns();
+    const auto column = std::find_if(columns.begin(), columns.end(),
+                                     [&](const auto& each) { return each.name == name; });
+    return catalogue::isAllowed(*column, cell);
+}
+
+TEST(Cells, EveryColumnAllowsWhatIsGoodAndNothingElse) {
+    struct Examples {
+        std::vector<std::string> good;
+        std::vector<std::string> bad;
+    };
+    const std::map<std::string, Examples> examples{
+        {"index", {{"0", "315"}, {"", "-", "-1", "x", "1 "}}},
+        {"name",
+         {{"getFanStatus", "getUmDiffComponentSubType@0x3306"},
+          {"", "-", "GetFan", "get fan", "getFan@", "getFan@3306", "getFan()"}}},
+        {"arguments",
+         {{"-", "const KOLMKey& key", "const KOLMKey& key, cimple::uint8 value", "SipJson& record"},
+          {"", "KOLMKey key", "const KOLMKey& key,", "const KOLMKey& key cimple::uint8 value",
+           "int value"}}},
+        {"returns",
+         {{"void", "cimple::uint8", "cimple::Property<cimple::String>", "std::vector<KOLMKey>"},
+          {"", "-", "uint8", "std::vector<int>", "cimple::Property<void>"}}},
+        {"opcode",
+         {{"-", "0x0301", "0xE204 / 0x0220"}, {"", "301", "0x301", "0xe204", "0xE204/0x0220"}}},
+        {"ext",
+         {{"-", "0x0000", "key opCodeExt", "0x0F + (key opCodeExt << 8)", "0x0000 / token",
+           "0x0042 for object 0, else 0x0040"},
+          {"", "0", "key objectId", "argument", "0x0F + key opCodeExt", "0x0042 for object 0"}}},
+        {"object",
+         {{"-", "0", "key objectId", "key cabinetNr", "argument", "0 / 1", "0 / 0 / each / 0",
+           "0 to 19"},
+          {"", "0x00", "key opCodeExt", "all ones", "0 to", "0/1"}}},
+        {"cabinet",
+         {{"-", "0", "key cabinetNr", "argument", "all ones", "0 / answer"},
+          {"", "key objectId", "ones", "0xFFFFFFFF"}}},
+        {"data",
+         {{"-", "byte 0", "dword 0xE7C2", "byte value", "text name", "PCI address"},
+          {"", "byte", "text 0", "word", "name"}}},
+        {"reply",
+         {{"-", "none", "byte", "dword", "string", "byte at 0", "word at 2", "each word", "lines",
+           "word / each word"},
+          {"", "stream", "byte (config)", "byte at", "each dword"}}},
+        {"failure",
+         {{"-", "default", "throws unless tolerated", "throws after the first", "silent"},
+          {"", "throw", "silent unless tolerated"}}},
+        {"sends", {{"yes", "no", "for object 0"}, {"", "-", "sometimes"}}},
+        {"changes", {{"yes", "no"}, {"", "-", "for object 0"}}},
+        {"trace", {{"-", "AgentVersion"}, {"", "getCPUName()"}}},
+        {"entry",
+         {{"-", "()", "(cabinet)", "(cabNr, objId)", "(name, object)", "getFan()"},
+          {"", "(key)", "(", "getFan"}}},
+        {"controllers", {{"-", "always", "for 12 to 14"}, {"", "yes", "for 13"}}},
+        {"options", {{"-", "object", "cabinet object ext"}, {"", "--object", "cabinet,object"}}},
+        {"value", {{"none", "coded", "quantity"}, {"", "-", "number of fans"}}},
+        {"unit", {{"-", "MHz", "agent's unit"}, {"", "?", "1/min"}}},
+        {"class", {{"fan", "PCI device"}, {"", "-", "class 12"}}},
+        {"description",
+         {{"Status of a fan, coded."},
+          {"", "-", "status.", "No stop", "Space .", "Umlaut \xC3\xA4."}}},
+    };
+    for (const catalogue::Column& column : catalogue::columns()) {
+        ASSERT_EQ(examples.count(column.name), 1U) << column.name;
+        for (const std::string& good : examples.at(column.name).good) {
+            EXPECT_TRUE(allows(column.name, good)) << column.name << ": " << good;
+        }
+        for (const std::string& bad : examples.at(column.name).bad) {
+            EXPECT_FALSE(allows(column.name, bad)) << column.name << ": " << bad;
+        }
+    }
+}
+
+std::vector<std::string> contradictionsOf(const Cells& cells) {
+    const std::string text = tableText({cells});
+    catalogue::Row row{};
+    for (const catalogue::Column& column : catalogue::columns()) {
+        if (column.cell != nullptr) row.*column.cell = cells.at(column.name);
+    }
+    return catalogue::contradictions(row);
+}
+
+TEST(Cells, ASoundRowDoesNotContradictItself) {
+    EXPECT_THAT(contradictionsOf(soundRow()), IsEmpty());
+    EXPECT_THAT(contradictionsOf(silentRow()), IsEmpty());
+}
+
+TEST(Cells, ACommandIsWholeOrAbsent) {
+    for (const char* column : {"ext", "object", "cabinet", "reply", "failure"}) {
+        EXPECT_THAT(contradictionsOf(soundRow({{column, "-"}})),
+                    testing::Contains("opcode: a command needs ext, object, cabinet, reply and "
+                                      "failure, too"))
+            << column;
+    }
+    const std::pair<const char*, const char*> cells[] = {{"ext", "0x0000"},
+                                                         {"object", "0"},
+                                                         {"cabinet", "0"},
+                                                         {"data", "byte 0"},
+                                                         {"reply", "byte"}};
+    for (const auto& [column, cell] : cells) {
+        EXPECT_THAT(contradictionsOf(silentRow({{column, cell}})),
+                    ElementsAre("opcode: without one there is no ext, object, cabinet, data and "
+                                "reply"))
+            << column;
+    }
+}
+
+TEST(Cells, WhatSendsHasACommandOrARecord) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"sends", "no"}})),
+                ElementsAre("sends: no, and there is an opcode"));
+    EXPECT_THAT(contradictionsOf(silentRow({{"sends", "yes"}})),
+                ElementsAre("sends: only a call with an opcode or a record of its caller's sends "
+                            "anything"));
+    EXPECT_THAT(contradictionsOf(silentRow({{"sends", "yes"}, {"arguments", "SipJson& record"}})),
+                IsEmpty());
+}
+
+TEST(Cells, ASequenceHasOnePartForEachCommandOrForAll) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"opcode", "0x0001 / 0x0002"}})), IsEmpty());
+    EXPECT_THAT(
+        contradictionsOf(soundRow({{"opcode", "0x0001 / 0x0002"}, {"object", "0 / 1 / 2"}})),
+        ElementsAre("\"0x0001 / 0x0002\" has not as many parts as there are commands"));
+}
+
+TEST(Cells, NumbersComeFromArgumentsThatAreThere) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"arguments", "-"}, {"cabinet", "all ones"}})),
+                testing::Contains("\"key objectId\" is no number without the argument key"));
+    EXPECT_THAT(contradictionsOf(soundRow({{"object", "argument"}})),
+                ElementsAre("object: argument, and there is no argument objectId"));
+    EXPECT_THAT(contradictionsOf(soundRow({{"cabinet", "argument"}})),
+                ElementsAre("cabinet: argument, and there is no argument cabinetNr"));
+    EXPECT_THAT(contradictionsOf(silentRow({{"arguments", "-"}, {"controllers", "always"}})),
+                ElementsAre("controllers: they are those of a cabinet, and there is no argument "
+                            "that names one"));
+}
+
+TEST(Cells, AValueIsSentInItsWidth) {
+    const Cells setter{{"arguments", "const KOLMKey& key, cimple::uint16 value"},
+                       {"returns", "void"},
+                       {"data", "word value"},
+                       {"reply", "none"}};
+    EXPECT_THAT(contradictionsOf(soundRow(setter)), IsEmpty());
+    for (const char* data : {"byte value", "text value", "-"}) {
+        Cells other = setter;
+        other["data"] = data;
+        EXPECT_THAT(contradictionsOf(soundRow(other)),
+                    ElementsAre("data: \"" + std::string(data) +
+                                "\" does not send a value of type cimple::uint16"));
+    }
+    EXPECT_THAT(contradictionsOf(soundRow({{"data", "byte value"}})),
+                ElementsAre("data: there is no argument value to send"));
+    EXPECT_THAT(
+        contradictionsOf(soundRow({{"data", "text name"}})),
+        ElementsAre("data: an argument name is sent as \"text name\", and nothing else is"));
+}
+
+TEST(Cells, QuantitiesHaveAUnitAndOthersHaveNone) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"value", "quantity"}})),
+                ElementsAre("unit: quantities and times have one, others none"));
+    EXPECT_THAT(contradictionsOf(soundRow({{"unit", "MHz"}})),
+                ElementsAre("unit: quantities and times have one, others none"));
+    EXPECT_THAT(contradictionsOf(soundRow({{"value", "time"}, {"unit", "hours"}})), IsEmpty());
+}
+
+TEST(Cells, TheKindOfValueFitsTheResult) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"value", "text"}})),
+                ElementsAre("value: text goes with a result of type String"));
+    EXPECT_THAT(contradictionsOf(soundRow({{"returns", "cimple::Property<cimple::Datetime>"}})),
+                ElementsAre("value: date goes with a result of type Datetime"));
+}
+
+TEST(Cells, ASecondOperationOfANameCarriesItsOpcode) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"name", "getFanStatus@0x0301"}})), IsEmpty());
+    EXPECT_THAT(contradictionsOf(soundRow({{"name", "getFanStatus@0x0302"}})),
+                ElementsAre("name: what stands behind the @ is not the opcode"));
+}
+
+TEST(Cells, ATraceNameIsAnotherName) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"trace", "getFanStatus"}})),
+                ElementsAre("trace: that is the call's name already"));
+}
+
+TEST(Cells, FurtherOptionsAreNewAndHaveAnArgument) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"options", "ext"}})), IsEmpty());
+    EXPECT_THAT(contradictionsOf(soundRow({{"options", "object ext"}})),
+                ElementsAre("options: \"object ext\" repeats what follows from ext, object and "
+                            "cabinet"));
+    EXPECT_THAT(contradictionsOf(silentRow({{"arguments", "-"}, {"options", "ext"}})),
+                ElementsAre("options: \"ext\" has no argument to go into"));
+}
+
+}  // namespace
+}  // namespace varnock::test
