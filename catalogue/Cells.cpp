@@ -93,6 +93,7 @@ class Judge {
         sources();
         data();
         value();
+        reply();
         names();
         options();
         return std::move(faults_);
@@ -181,6 +182,21 @@ class Judge {
                        row_.returnType == "void",
                    std::string("value: ") + kind + " goes with a result of type " + type);
         }
+    }
+
+    // A form of reply that makes one type of result, and the other way round.
+    void reply() {
+        const std::pair<const char*, const char*> forms[] = {
+            {"log entries", "std::vector<LogMessage>"},
+            {"power samples", "std::vector<PowerUsage>"},
+            {"PCI header", "bool"},
+            {"parent", "KOLMKey"}};
+        for (const auto& [form, type] : forms) {
+            expect((row_.reply == form) == (row_.returnType == type),
+                   std::string("reply: ") + form + " goes with a result of type " + type);
+        }
+        expect(row_.reply != "none" || row_.returnType == "void",
+               "reply: none, and there is a result to read");
     }
 
     void names() {

@@ -186,6 +186,16 @@ TEST(Cells, TheKindOfValueFitsTheResult) {
                 ElementsAre("value: date goes with a result of type Datetime"));
 }
 
+TEST(Cells, TheFormOfReplyFitsTheResult) {
+    EXPECT_THAT(
+        contradictionsOf(soundRow({{"reply", "log entries"}})),
+        ElementsAre("reply: log entries goes with a result of type std::vector<LogMessage>"));
+    EXPECT_THAT(contradictionsOf(soundRow({{"returns", "KOLMKey"}, {"value", "key"}})),
+                ElementsAre("reply: parent goes with a result of type KOLMKey"));
+    EXPECT_THAT(contradictionsOf(soundRow({{"reply", "none"}})),
+                ElementsAre("reply: none, and there is a result to read"));
+}
+
 TEST(Cells, ASecondOperationOfANameCarriesItsOpcode) {
     EXPECT_THAT(contradictionsOf(soundRow({{"name", "getFanStatus@0x0301"}})), IsEmpty());
     EXPECT_THAT(contradictionsOf(soundRow({{"name", "getFanStatus@0x0302"}})),
