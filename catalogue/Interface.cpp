@@ -130,8 +130,8 @@ class Comparison {
             return memberName(row) == operation.name;
         });
         if (!known) {
-            faults_.push_back(place(header_, operation) + operation.name +
-                              " has no row in the catalogue; append one");
+            faults_.push_back(place(header_, operation) + operation.name + " has no row in " +
+                              table_.file() + "; append one");
         }
     }
 

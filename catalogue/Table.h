@@ -27,6 +27,8 @@ class Table {
     /// In the order of the interface. They live as long as the table.
     const std::vector<Row>& rows() const { return rows_; }
 
+    /// Its name in messages.
+    const std::string& file() const { return file_; }
     /// "file:line" of a row.
     std::string place(const Row& row) const;
 

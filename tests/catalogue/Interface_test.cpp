@@ -97,7 +97,7 @@ TEST(Interface, SaysThatARowIsMissing) {
         replaced(kHeader, "    virtual ~KOLMCalls",
                  "    virtual int getFanTorque() = 0;\n    virtual ~KOLMCalls");
     EXPECT_THAT(missing(kRows, header, kStatements),
-                ElementsAre("Calls.h:12: getFanTorque has no row in the catalogue; append one"));
+                ElementsAre("Calls.h:12: getFanTorque has no row in calls.tsv; append one"));
 }
 
 TEST(Interface, SaysThatADeclarationIsMissing) {

@@ -106,8 +106,8 @@ TEST(CallTable, NeedsTheOptionsThatACallDependsOn) {
             const bool needed = (call.needs & option.flag) != 0;
             EXPECT_EQ(needed, matters(call, option))
                 << call.name << (needed ? " needs " : " does not need ") << option.name
-                << " by its row in catalogue/calls.tsv, and what it does "
-                << (needed ? "does not depend" : "depends") << " on it";
+                << " by its row in catalogue/calls.tsv, and " << (needed ? "nothing" : "something")
+                << " that it does depends on it";
         }
     }
 }
