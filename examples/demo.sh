@@ -4,6 +4,9 @@
 # does not go as it should ends the tour, with its name and a status that is not 0.
 set -euo pipefail
 
+# Settings of whoever runs the tour would lead it to files that are not its own.
+unset "${!QX_@}" TraceFileLimit
+
 bold='' plain=''
 if [[ -t 1 && -z ${NO_COLOR:-} && ${TERM:-dumb} != dumb ]]; then
   bold=$'\033[1m' plain=$'\033[0m'

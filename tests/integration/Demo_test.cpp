@@ -37,6 +37,17 @@ TEST_F(Demo, ShowsTheMachineATraceAFailureAndAnEvent) {
     EXPECT_THAT(result.out + result.err, Not(HasSubstr("\033")));
 }
 
+TEST_F(Demo, LeavesTheDirectoriesOfItsUserAlone) {
+    const TemporaryDirectory own;
+    writeFile(own.file("registry"), "");
+    const ProcessResult result =
+        tree_.run("export QX_SYSTEM_DIR=" + own.path().string() +
+                  " QX_LOG_RINGBUF_DIR=" + own.path().string() + " TraceFileLimit=0; ./dev demo");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(readFile(own.file("registry")), "");
+    EXPECT_FALSE(std::filesystem::exists(own.file("log.CIM_Provider_a")));
+}
+
 /// A program that does not do as it should in one step, and the step.
 struct Fault {
     const char* name;

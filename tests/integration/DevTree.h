@@ -78,10 +78,11 @@ class DevTree {
                 {"NO_COLOR", ""},
                 {"VARNOCK_TEST_KERNEL", "/dev/null"}};
     }
-    /// Runs a bash command line in the clone.
+    /// Runs a bash command line in the clone, for a person who has set nothing of the library's.
     ProcessResult run(const std::string& command, Subprocess::Environment more = {}) const {
         more.merge(environment());
-        return runProcess({"bash", "-c", "cd \"$0\" && " + command, clone()}, more);
+        return runProcess({"bash", "-c", "unset \"${!QX_@}\"; cd \"$0\" && " + command, clone()},
+                          more);
     }
 
     /// Everything below a folder of directory().
