@@ -8,7 +8,7 @@
 #include "agent/EventLoop.h"
 #include "agent/FrameBuffer.h"
 #include "agent/Responder.h"
-#include "runtime/FileDescriptor.h"
+#include "runtime/files/FileDescriptor.h"
 
 namespace varnock::agent {
 

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "agent/FrameBuffer.h"
-#include "runtime/FileDescriptor.h"
+#include "runtime/files/FileDescriptor.h"
 #include "tools/EventNames.h"
 #include "tools/Number.h"
 #include "transport/SipJson.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/FileDescriptor.h"
+#include "runtime/files/FileDescriptor.h"
 
 namespace varnock::agent {
 

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "runtime/FileDescriptor.h"
+#include "runtime/files/FileDescriptor.h"
 
 namespace varnock::agent {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "cli/CallTable.h"
 #include "cli/Options.h"
-#include "cli/Output.h"
+#include "cli/calls/CallTable.h"
+#include "cli/output/Output.h"
 
 /// The subcommands. Each returns its one document or throws Failure.
 namespace varnockctl {

@@ -6,7 +6,7 @@
 #include <functional>
 #include <thread>
 
-#include "cli/Failure.h"
+#include "cli/output/Failure.h"
 
 namespace varnockctl {
 

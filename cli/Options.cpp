@@ -1,6 +1,6 @@
 #include "cli/Options.h"
 
-#include "cli/Failure.h"
+#include "cli/output/Failure.h"
 #include "tools/Number.h"
 
 namespace varnockctl {

@@ -11,10 +11,10 @@
 
 #include "CIM/Provider/Include/Exceptions.h"
 #include "cli/Commands.h"
-#include "cli/Failure.h"
 #include "cli/Interrupts.h"
-#include "cli/LibraryTrace.h"
 #include "cli/Watchdog.h"
+#include "cli/output/Failure.h"
+#include "cli/output/LibraryTrace.h"
 #include "runtime/StartMode.h"
 #include "runtime/Version.h"
 #include "tools/Console.h"

@@ -101,13 +101,16 @@ function(varnock_precompile_test_framework target)
   target_precompile_headers(${target} REUSE_FROM varnock_test_framework)
 endfunction()
 
-# varnock_test(name [SOURCES a_test.cpp ...] [LIBRARIES target ...] [LABELS unit|fault|...])
+# varnock_test(name [SUB_ROOMS] [SOURCES a_test.cpp ...] [LIBRARIES target ...] [LABELS unit|fault|...])
 # A GoogleTest program whose every test runs as a process of its own. It links the objects of the
 # library, so it can reach internal symbols. Without SOURCES it takes every *_test.cpp of the
-# folder, so that no test can be left out of the build.
+# folder, with SUB_ROOMS also those of the folders below, so that no test can be left out of the
+# build.
 function(varnock_test name)
-  cmake_parse_arguments(TEST "" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
-  if(NOT TEST_SOURCES)
+  cmake_parse_arguments(TEST "SUB_ROOMS" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  if(TEST_SUB_ROOMS)
+    file(GLOB_RECURSE TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
+  elseif(NOT TEST_SOURCES)
     file(GLOB TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
   endif()
   if(NOT TEST_LABELS)

@@ -17,9 +17,9 @@
 #include <string_view>
 
 #include "runtime/Debug.h"
-#include "runtime/FileDescriptor.h"
-#include "runtime/FileStream.h"
-#include "runtime/PlatformPaths.h"
+#include "runtime/files/FileDescriptor.h"
+#include "runtime/files/FileStream.h"
+#include "runtime/files/PlatformPaths.h"
 
 static_assert(offsetof(_Cpu_Data_From_OS_, processor) == 0);
 static_assert(offsetof(_Cpu_Data_From_OS_, initialApicId) == 32);

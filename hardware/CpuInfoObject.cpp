@@ -2,6 +2,6 @@
 // the file.
 #include "hardware/CpuInfo.h"
 #include "runtime/Debug.h"
-#include "runtime/InitPriority.h"
+#include "runtime/process/InitPriority.h"
 
 [[gnu::init_priority(VARNOCK_INIT_CPU_INFO)]] CCpuInfoOS CpuInfoFromOS;

@@ -9,12 +9,12 @@
 #include <memory>
 #include <utility>
 
-#include "runtime/Cancellation.h"
-#include "runtime/Clock.h"
 #include "runtime/Debug.h"
-#include "runtime/MutexGuard.h"
-#include "runtime/PlatformPaths.h"
 #include "runtime/SyncWrappers.h"
+#include "runtime/files/PlatformPaths.h"
+#include "runtime/process/Clock.h"
+#include "runtime/sync/MutexGuard.h"
+#include "runtime/threads/Cancellation.h"
 
 namespace {
 

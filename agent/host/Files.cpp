@@ -8,7 +8,7 @@
 #include <charconv>
 #include <string_view>
 
-#include "runtime/FileDescriptor.h"
+#include "runtime/files/FileDescriptor.h"
 
 namespace varnock::agent {
 

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string>
 
-#include "runtime/FileDescriptor.h"
+#include "runtime/files/FileDescriptor.h"
 #include "tests/support/Subprocess.h"
 #include "tests/support/TemporaryDirectory.h"
 

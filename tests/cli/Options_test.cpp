@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/Failure.h"
+#include "cli/output/Failure.h"
 
 namespace varnockctl {
 namespace {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "runtime/Clock.h"
+#include "runtime/process/Clock.h"
 
 namespace varnock::test {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "runtime/Clock.h"
+#include "runtime/process/Clock.h"
 
 namespace varnock::test {
 

@@ -4,8 +4,8 @@
 
 #include "CIM/Provider/Include/Exceptions.h"
 #include "CIM/Provider/Include/ProviderTrace.h"
-#include "runtime/Cancellation.h"
 #include "runtime/Synchronisation.h"
+#include "runtime/threads/Cancellation.h"
 #include "transport/SipJson.h"
 #include "util/ImpersonateGuard.h"
 #include "util/StringMapper.h"

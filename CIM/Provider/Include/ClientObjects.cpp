@@ -1,6 +1,6 @@
 #include "CIM/Provider/Include/CIMKolmClient.h"
 #include "CIM/Provider/Include/KOLMClient.h"
-#include "runtime/InitPriority.h"
+#include "runtime/process/InitPriority.h"
 
 __attribute__((init_priority(VARNOCK_INIT_SWITCH))) CCIMKolmClient KOLMSwitch;
 

@@ -7,7 +7,7 @@
 #include "CIM/Provider/Include/HelperComputerSystem.h"
 #include "CIM/Provider/Include/KOLMClientImpl.h"
 #include "CIM/Provider/Include/ProviderTrace.h"
-#include "runtime/Cancellation.h"
+#include "runtime/threads/Cancellation.h"
 #include "transport/SipJson.h"
 
 namespace provider {

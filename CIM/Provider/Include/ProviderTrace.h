@@ -1,6 +1,6 @@
 #pragma once
 
-#include "runtime/TraceAt.h"
+#include "runtime/trace/TraceAt.h"
 
 /// Every trace text of the provider layer begins with this tag: traceAt(5, VARNOCK_TRACE_TAG
 /// "..."). Internal, not installed.

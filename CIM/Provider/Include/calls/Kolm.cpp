@@ -2,7 +2,7 @@
 
 #include "CIM/Provider/Include/KOLMClient.h"
 #include "CIM/Provider/Include/ProviderTrace.h"
-#include "runtime/Cancellation.h"
+#include "runtime/threads/Cancellation.h"
 
 namespace varnock::calls {
 

@@ -1,0 +1,370 @@
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <memory>
+
+#include "cli/Commands.h"
+#include "cli/agent/AgentTrial.h"
+#include "cli/calls/Verdict.h"
+#include "cli/doctor/EnvironmentCheck.h"
+#include "cli/doctor/Finding.h"
+#include "cli/output/Failure.h"
+#include "cli/output/Printable.h"
+#include "cli/registry/RegistryCheck.h"
+#include "cli/registry/RegistryEntries.h"
+#include "cli/registry/RegistryFile.h"
+#include "cli/trace/TraceUsers.h"
+#include "runtime/Debug.h"
+#include "runtime/Version.h"
+#include "transport/AgentSocket.h"
+#include "transport/SipJson.h"
+
+namespace varnockctl {
+namespace {
+
+using State = Finding::State;
+
+// Its positions have 32 bits.
+constexpr std::uint64_t largestTraceFile = std::numeric_limits<std::int32_t>::max();
+
+// What mends an agent that is there and does not do its work.
+constexpr const char* restartAgent =
+    "restart the management agent, and look into its own log for what it waits for";
+
+const char* nameOf(State state) {
+    return state == State::ok ? "ok" : state == State::note ? "note" : "problem";
+}
+
+// 0, or the error with which this user may not do that.
+int accessError(const std::string& path, int mode) {
+    return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0 ? 0 : errno;
+}
+
+std::string directoryOf(const std::string& path) {
+    return path.substr(0, path.rfind('/'));
+}
+
+/// Looks at one thing after the other.
+class Doctor {
+  public:
+    explicit Doctor(std::chrono::milliseconds patience) : patience_(patience) {}
+
+    Answer run();
+
+  private:
+    void look();
+    void lookAtAgent();
+    bool isReached(const std::string& path, const std::string& purpose);
+    void lookAtRequest(const std::string& path);
+    void judgeReply(const std::string& path, const AgentTrial::Result& reply);
+    void lookAtRegistry();
+    void lookAtSaving();
+    void lookAtTrace();
+    void lookAtOwnTraceFile(std::uint64_t size);
+    void lookAtTraceFile(const std::string& path, std::uint64_t size);
+    void lookAtSharing(bool hasOwnFiles);
+    void lookAtTraceSpace(const std::string& path, std::uint64_t size);
+    void lookAtEnvironment();
+
+    void add(const char* check, State state, const std::string& text,
+             const std::string& mend = {}) {
+        findings_.push_back({check, state, text, mend});
+    }
+    unsigned int traceNumber(const char* variable, const char* name, unsigned int byDefault);
+
+    const std::chrono::milliseconds patience_;
+    std::shared_ptr<AgentTrial> trial_;
+    std::vector<Finding> findings_;
+    bool hasRegistry_ = false;
+    CRegistryNode registry_;
+};
+
+void Doctor::look() {
+    lookAtAgent();
+    lookAtRegistry();
+    lookAtTrace();
+    lookAtEnvironment();
+}
+
+void Doctor::lookAtAgent() {
+    const std::string requests = RequestSocketPath();
+    if (isReached(requests, "requests")) {
+        lookAtRequest(requests);
+    }
+    const std::string events = EventSocketPath();
+    if (isReached(events, "events")) {
+        add("agent", State::ok, "takes events at " + events);
+    }
+}
+
+bool Doctor::isReached(const std::string& path, const std::string& purpose) {
+    const int error = ProbeAgentSocket(path);
+    if (error != 0) {
+        const bool isRefused = error == EACCES || error == EPERM;
+        add("agent", State::problem,
+            "cannot be reached for " + purpose + " at " + path + ": " + strerror(error),
+            isRefused ? "run as a user who may open this socket"
+                      : "start the management agent, or for a trial: varnock-agent serve --host "
+                        "--dir DIR; where its sockets stand elsewhere, set QX_RAGD_SOCKET_DIR to "
+                        "their directory");
+    }
+    return error == 0;
+}
+
+void Doctor::lookAtRequest(const std::string& path) {
+    trial_ = std::make_shared<AgentTrial>();
+    if (const auto reply = trial_->await(patience_)) {
+        judgeReply(path, *reply);
+    } else {
+        char seconds[32];
+        snprintf(seconds, sizeof seconds, "%g", std::chrono::duration<double>(patience_).count());
+        add("agent", State::problem,
+            "is stuck: listens at " + path + ", but gave no answer within " + seconds + " s",
+            restartAgent);
+    }
+}
+
+void Doctor::judgeReply(const std::string& path, const AgentTrial::Result& reply) {
+    const ExitStatus meaning = exitStatusOf(reply.status);
+    const std::string status = " (" + describeStatus(reply.status) + ")";
+    if (SipJson::CmdStatusSuccess(reply.status) || meaning == ExitStatus::notAvailable) {
+        char trip[32];
+        snprintf(trip, sizeof trip, "%.2f ms",
+                 std::chrono::duration<double, std::milli>(reply.roundTrip).count());
+        add("agent", State::ok, "takes requests at " + path + ", and answered one in " + trip);
+    } else if (meaning == ExitStatus::permission) {
+        add("agent", State::problem, "refuses requests at " + path + status,
+            "run as a user whom the agent answers");
+    } else if (meaning == ExitStatus::refused) {
+        add("agent", State::problem, "refused a request at " + path + status, restartAgent);
+    } else {
+        add("agent", State::problem,
+            "takes requests at " + path + ", but does not answer them" + status, restartAgent);
+    }
+}
+
+void Doctor::lookAtRegistry() {
+    const std::string path = systemFile("registry");
+    try {
+        const RegistryFile file = readRegistryFile();
+        parseRegistry(file.text, registry_);
+        hasRegistry_ = true;
+        const auto problems = checkRegistry(file.text);
+        if (file.isBackup) {
+            add("registry", State::problem, path + " is missing; " + file.path + " is read instead",
+                "cp " + file.path + " " + path);
+        } else if (!problems.empty()) {
+            add("registry", State::problem,
+                path + ":" + std::to_string(problems[0].line) + ": " + problems[0].problem +
+                    (problems.size() > 1 ? ", and more" : ""),
+                "varnockctl registry check names every line; mend these in an editor");
+        } else {
+            add("registry", State::ok, path + " is readable");
+        }
+        lookAtSaving();
+    } catch (const Failure& failure) {
+        const std::string smallest =
+            "mkdir -p " + directoryOf(path) + " && printf '[HKEY_LOCAL_MACHINE]\\n\\n\\n' >" + path;
+        add("registry", State::problem, failure.what(),
+            failure.status() == ExitStatus::permission ? "as its owner: chmod 644 " + path
+            : failure.status() == ExitStatus::notAvailable
+                ? "install one; the smallest is made by: " + smallest
+                : "remove that, and install one");
+    }
+}
+
+void Doctor::lookAtSaving() {
+    const std::string path = systemFile("registry.new");
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        add("registry", State::problem, "cannot be saved: " + path + " is in the way",
+            "remove " + path);
+    } else if (const int error = accessError(directoryOf(path), W_OK | X_OK)) {
+        add("registry", State::note,
+            "this user cannot save it: " + directoryOf(path) + ": " + strerror(error),
+            "change the registry as a user who may write to this directory");
+    }
+}
+
+// As the library settles it: environment, registry, default.
+unsigned int Doctor::traceNumber(const char* variable, const char* name, unsigned int byDefault) {
+    const std::string path =
+        std::string("HKEY_LOCAL_MACHINE\\") + REGPATH_DBGTRACE + "\\" + TovQXObjectName;
+    CRegistryNode* const key = findRegistryKey(registry_, path);
+    const auto stored =
+        key != nullptr && name != nullptr ? findRegistryValue(*key, path, name) : std::nullopt;
+    unsigned int number = ~0U;
+    if (stored && stored->type == REGISTRY_NUMBER) {
+        memcpy(&number, stored->data.data(), sizeof number);
+    }
+    unsigned int settled = 0;
+    Debug.SetConfiguredValue(variable, number, byDefault, &settled);
+    return settled;
+}
+
+void Doctor::lookAtTrace() {
+    if (!hasRegistry_) {
+        add("trace", State::problem, "goes to standard error alone, as there is no registry",
+            "mend the registry");
+        return;
+    }
+    const unsigned int factor =
+        std::min(traceNumber("TraceFileLimit", REGVAL_RINGBUF_FACTOR, 1), 2U);
+    const unsigned int weight =
+        traceNumber("QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", nullptr,
+                    traceNumber("QX_LOG_RINGBUF_WEIGHT", REGVAL_RINGBUF_WEIGHT, 10));
+    const std::uint64_t size =
+        std::uint64_t{factor * weight} * static_cast<std::uint64_t>(getpagesize()) * 256;
+    if (size == 0) {
+        add("trace", State::note, "goes to standard error alone, as its file is to have no size",
+            "unset TraceFileLimit and QX_LOG_RINGBUF_WEIGHT, or give them numbers above 0");
+        return;
+    }
+    if (size > largestTraceFile) {
+        add("trace", State::problem,
+            "its file is to have " + std::to_string(size) + " bytes; it cannot have more than " +
+                std::to_string(largestTraceFile),
+            "set QX_LOG_RINGBUF_WEIGHT to a smaller number");
+        return;
+    }
+    const bool hasOwnFiles =
+        traceNumber("QX_LOG_RINGBUF_PER_PROCESS", REGVAL_RINGBUF_PER_PROCESS, 0) != 0;
+    if (hasOwnFiles) {
+        lookAtOwnTraceFile(size);
+    } else {
+        lookAtTraceFile(traceFilePaths().front(), size);
+    }
+    lookAtSharing(hasOwnFiles);
+}
+
+// A letter that is of no use is skipped, so the first one that is of use tells how things are.
+void Doctor::lookAtOwnTraceFile(std::uint64_t size) {
+    const std::vector<std::string> paths = traceFilePaths();
+    const auto mayBeUsed = [](const std::string& path) {
+        struct stat status {};
+        return lstat(path.c_str(), &status) != 0 ||
+               (S_ISREG(status.st_mode) && accessError(path, R_OK | W_OK) == 0);
+    };
+    const auto usable = std::find_if(paths.begin(), paths.end(), mayBeUsed);
+    for (auto path = paths.begin(); usable != paths.end() && path != usable; ++path) {
+        add("trace", State::note, *path + " is of no use to this user, and is skipped",
+            "remove it, or leave it to whoever uses it");
+    }
+    lookAtTraceFile(usable != paths.end() ? *usable : paths.back(), size);
+}
+
+void Doctor::lookAtSharing(bool hasOwnFiles) {
+    const std::vector<std::string> paths = traceFilePaths();
+    const auto users = usersOfTraceFiles(paths);
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        if (users[i].size() < 2) {
+            continue;
+        }
+        std::string names;
+        for (const TraceUser& user : users[i]) {
+            names.append(names.empty() ? "" : ", ")
+                .append(std::to_string(user.process) + " (" + user.name + ")");
+        }
+        add("trace", State::problem,
+            "live processes share " + paths[i] + " and overwrite each other's entries: " + names,
+            hasOwnFiles
+                ? "start them again: each then has a file of its own, as long as there are letters"
+                : "give each a file of its own: set QX_LOG_RINGBUF_PER_PROCESS=1 for them, or "
+                  "varnockctl registry set HKLM/SOFTWARE/Debug/CIM_Provider RingBufferPerProcess 1;"
+                  " then start them again");
+    }
+}
+
+void Doctor::lookAtTraceFile(const std::string& path, std::uint64_t size) {
+    const std::string other = "set QX_LOG_RINGBUF_DIR to a directory of this user's own";
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) {
+        const std::string directory = directoryOf(path);
+        if (access(directory.c_str(), F_OK) != 0) {
+            add("trace", State::problem, directory + ": " + strerror(errno),
+                "mkdir -p " + directory);
+        } else if (const int error = accessError(directory, W_OK | X_OK)) {
+            add("trace", State::problem, directory + ": " + strerror(error), other);
+        } else {
+            lookAtTraceSpace(path, size);
+        }
+    } else if (!S_ISREG(status.st_mode)) {
+        add("trace", State::problem,
+            path + (S_ISLNK(status.st_mode) ? " is a link, and links are not followed"
+                                            : " is not a regular file"),
+            "remove " + path);
+    } else if (const int error = accessError(path, R_OK | W_OK)) {
+        add("trace", State::problem, path + ": " + strerror(error), other);
+    } else {
+        add("trace", State::ok, path + " is writable");
+    }
+}
+
+void Doctor::lookAtTraceSpace(const std::string& path, std::uint64_t size) {
+    struct statvfs space {};
+    const std::uint64_t free = statvfs(directoryOf(path).c_str(), &space) == 0
+                                   ? std::uint64_t{space.f_bavail} * space.f_frsize
+                                   : size;
+    if (free < size) {
+        add("trace", State::problem,
+            directoryOf(path) + " has " + std::to_string(free) +
+                " bytes left, and the file takes " + std::to_string(size),
+            "make room, or set QX_LOG_RINGBUF_WEIGHT to a smaller number than now");
+    } else {
+        add("trace", State::ok, path + " is made when a program first loads the library");
+    }
+}
+
+void Doctor::lookAtEnvironment() {
+    std::vector<Finding> found = checkEnvironment(environ);
+    if (found.empty()) {
+        add("environment", State::ok, "nothing is wrong with the variables of the library");
+    }
+    findings_.insert(findings_.end(), found.begin(), found.end());
+}
+
+Answer Doctor::run() {
+    look();
+    Answer answer;
+    answer.held = trial_;
+    answer.shown = "findings";
+    auto& allocator = answer.document.GetAllocator();
+    Json rows(rapidjson::kArrayType);
+    for (const Finding& finding : findings_) {
+        Json row(rapidjson::kObjectType);
+        varnockctl::add(row, "check", finding.check, allocator);
+        varnockctl::add(row, "state", nameOf(finding.state), allocator);
+        varnockctl::add(row, "finding", finding.text, allocator);
+        varnockctl::add(row, "mend", finding.mend.empty() ? Json() : text(finding.mend, allocator),
+                        allocator);
+        rows.PushBack(row, allocator);
+        char begin[32];
+        snprintf(begin, sizeof begin, "%-8s %-12s ", nameOf(finding.state), finding.check.c_str());
+        answer.table += begin + printable(finding.text) + '\n';
+        if (!finding.mend.empty()) {
+            answer.table +=
+                std::string(strlen(begin), ' ') + "-> " + printable(finding.mend) + '\n';
+        }
+        answer.status = finding.state == State::problem ? ExitStatus::partial : answer.status;
+    }
+    answer.document.SetObject();
+    varnockctl::add(answer.document, "sound", Json(answer.status == ExitStatus::done), allocator);
+    varnockctl::add(answer.document, "findings", std::move(rows), allocator);
+    return answer;
+}
+
+}  // namespace
+
+Answer runDoctor(std::chrono::milliseconds patience) {
+    return Doctor(patience).run();
+}
+
+}  // namespace varnockctl

@@ -1,0 +1,129 @@
+#include "cli/doctor/EnvironmentCheck.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace varnockctl {
+namespace {
+
+enum class Kind { directory, file, number };
+
+struct Variable {
+    std::string_view name;
+    Kind kind;
+    long maximum = 0;  ///< of a number; 0: any
+};
+
+// What the library reads; docs/settings.md tells what for.
+constexpr Variable variables[] = {{"QX_RAGD_SOCKET_DIR", Kind::directory},
+                                  {"QX_SYSTEM_DIR", Kind::directory},
+                                  {"QX_CPUINFO_FILE", Kind::file},
+                                  {"QX_MEMORY_DEVICE", Kind::file},
+                                  {"QX_LOG_RINGBUF_DIR", Kind::directory},
+                                  {"QX_LOG_DEBUG_LEVEL", Kind::number},
+                                  {"TraceFileLimit", Kind::number, 2},
+                                  {"QX_LOG_RINGBUF_WEIGHT", Kind::number},
+                                  {"QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", Kind::number},
+                                  {"QX_LOG_NOHDR_TOSDTERR", Kind::number},
+                                  {"QX_LOG_RINGBUF_PER_PROCESS", Kind::number}};
+
+constexpr std::string_view tracePrefix = "QX_LOG_";
+// Other programs have a weight of their own.
+constexpr std::string_view weightPrefix = "QX_LOG_RINGBUF_WEIGHT_";
+
+Finding finding(Finding::State state, const std::string& text, const std::string& mend) {
+    return {"environment", state, text, mend};
+}
+
+Finding problem(const std::string& text, const std::string& mend) {
+    return finding(Finding::State::problem, text, mend);
+}
+
+Finding note(const std::string& text, const std::string& mend) {
+    return finding(Finding::State::note, text, mend);
+}
+
+std::string traceVariables() {
+    std::string names;
+    for (const Variable& variable : variables) {
+        if (variable.name.starts_with(tracePrefix)) {
+            names.append(names.empty() ? "" : ", ").append(variable.name);
+        }
+    }
+    return names;
+}
+
+void checkNumber(const Variable& variable, const std::string& value, std::vector<Finding>& found) {
+    const std::string name(variable.name);
+    const std::size_t sign = value.starts_with('-') || value.starts_with('+') ? 1 : 0;
+    const std::size_t digits = value.find_first_not_of("0123456789", sign);
+    if (digits != value.npos || value.size() == sign) {
+        found.push_back(
+            problem(name + " is \"" + value + "\": " +
+                        (digits > sign && digits != value.npos
+                             ? "only the digits before \"" + value.substr(digits) + "\" are read"
+                             : "no number, which counts as 0"),
+                    "set " + name + " to a decimal number, or unset it"));
+    } else if (variable.maximum != 0 && strtol(value.c_str(), nullptr, 10) > variable.maximum) {
+        const std::string maximum = std::to_string(variable.maximum);
+        found.push_back(note(name + " is " + value + ", which counts as " + maximum,
+                             "set " + name + " to at most " + maximum));
+    }
+}
+
+void checkPath(const Variable& variable, const std::string& value, std::vector<Finding>& found) {
+    const std::string name(variable.name);
+    struct stat status {};
+    if (stat(value.c_str(), &status) != 0) {
+        found.push_back(problem(name + " is " + value + ": " + strerror(errno),
+                                "unset " + name + ", or make what it names"));
+    } else if (variable.kind == Kind::directory && !S_ISDIR(status.st_mode)) {
+        found.push_back(problem(name + " is " + value + ", which is no directory",
+                                "unset " + name + ", or set it to a directory"));
+    } else if (value[0] != '/') {
+        found.push_back(note(name + " is " + value + ", seen from each program's own directory",
+                             "set " + name + " to a path that begins with /"));
+    }
+}
+
+void checkVariable(std::string_view name, const std::string& value, std::vector<Finding>& found) {
+    const auto* const known =
+        std::find_if(std::begin(variables), std::end(variables),
+                     [&](const Variable& variable) { return variable.name == name; });
+    if (known == std::end(variables)) {
+        if (name.starts_with(tracePrefix) && !name.starts_with(weightPrefix)) {
+            found.push_back(note(std::string(name) + " is set, and nothing reads it",
+                                 "the variables of the trace are " + traceVariables()));
+        }
+    } else if (value.empty()) {
+        found.push_back(problem(std::string(name) + " is set to nothing, and set it is",
+                                "unset " + std::string(name) + ", or give it a value"));
+    } else if (known->kind == Kind::number) {
+        checkNumber(*known, value, found);
+    } else {
+        checkPath(*known, value, found);
+    }
+}
+
+}  // namespace
+
+std::vector<Finding> checkEnvironment(const char* const* environment) {
+    std::vector<Finding> found;
+    for (; *environment != nullptr; ++environment) {
+        const std::string_view variable = *environment;
+        const std::size_t equals = variable.find('=');
+        if (equals != variable.npos) {
+            checkVariable(variable.substr(0, equals), std::string(variable.substr(equals + 1)),
+                          found);
+        }
+    }
+    return found;
+}
+
+}  // namespace varnockctl

@@ -1,0 +1,55 @@
+#include "cli/output/LibraryTrace.h"
+
+#include <stdio.h>
+
+#include <atomic>
+#include <mutex>
+
+#include "tools/Console.h"
+
+namespace varnockctl {
+namespace {
+
+// Plain data without constructors: the stream is in use before any of this program's have run.
+constexpr size_t keptSize = 64 * 1024;
+char kept[keptSize];
+size_t keptLength;
+std::atomic<bool> passThrough;
+// Zero-initialised; the stream's own lock serialises the writers, this one the switch-over.
+constinit std::mutex mutex;
+
+ssize_t takeTrace(void*, const char* text, size_t size) {
+    const std::lock_guard guard(mutex);
+    if (passThrough) {
+        varnock::console::complain({text, size});
+        return static_cast<ssize_t>(size);
+    }
+    const size_t room = keptSize - keptLength;
+    const size_t taken = size < room ? size : room;
+    __builtin_memcpy(kept + keptLength, text, taken);
+    keptLength += taken;
+    return static_cast<ssize_t>(size);
+}
+
+void takeStderrAway() {
+    cookie_io_functions_t functions{};
+    functions.write = takeTrace;
+    if (FILE* stream = fopencookie(nullptr, "w", functions)) {
+        setvbuf(stream, nullptr, _IOLBF, 0);
+        stderr = stream;
+    }
+}
+
+// Runs before the initialisers of every shared library.
+__attribute__((section(".preinit_array"), used)) void (*const beforeLibraries)() = takeStderrAway;
+
+}  // namespace
+
+void showLibraryTrace() {
+    const std::lock_guard guard(mutex);
+    varnock::console::complain({kept, keptLength});
+    keptLength = 0;
+    passThrough = true;
+}
+
+}  // namespace varnockctl

@@ -1,0 +1,152 @@
+#include "cli/registry/RegistryCheck.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <set>
+
+namespace varnockctl {
+namespace {
+
+constexpr std::size_t maxLength = 1023;
+constexpr std::size_t maxShown = 100;
+
+class Check {
+  public:
+    explicit Check(std::string_view file) : rest_(file) {}
+
+    std::vector<RegistryProblem> run() {
+        while (!open_.empty() && !rest_.empty()) {
+            takeLine();
+        }
+        finish();
+        return std::move(problems_);
+    }
+
+  private:
+    void finish() {
+        if (!hasLocalMachine_) {
+            addMissing("HKEY_LOCAL_MACHINE is missing");
+        }
+        if (!open_.empty()) {
+            addMissing("the file ends before its keys do: the end counts for all that are open");
+            return;
+        }
+        while (rest_.starts_with('\n')) {
+            ++line_;
+            rest_.remove_prefix(1);
+        }
+        if (!rest_.empty()) {
+            ++line_;
+            add(rest_.substr(0, rest_.find('\n')),
+                "behind the empty line that ends the file: not read, as all that follows");
+        }
+    }
+
+    void takeLine() {
+        ++line_;
+        const std::size_t newline = rest_.find('\n');
+        std::string_view line = rest_.substr(0, newline);
+        rest_ = newline != rest_.npos ? rest_.substr(newline + 1) : std::string_view();
+        if (line.size() > maxLength) {
+            add(line, "only the first 1023 characters are read");
+            line = line.substr(0, maxLength);
+        }
+        if (line.find('\0') != line.npos) {
+            add(line, "the line is read up to its NUL byte");
+            line = line.substr(0, line.find('\0'));
+        }
+        if (line.empty()) {
+            open_.pop_back();
+        } else if (line[0] == '[' && line.rfind(']') != line.npos) {
+            takeKey(line);
+        } else {
+            takeValue(line);
+        }
+    }
+
+    void takeKey(std::string_view line) {
+        const std::string name(line.substr(1, line.rfind(']') - 1));
+        if (line.back() != ']') {
+            add(line, "what stands behind the bracket is not read");
+        }
+        enter(line, name);
+        hasLocalMachine_ = hasLocalMachine_ || (open_.size() == 1 && name == "HKEY_LOCAL_MACHINE");
+        open_.emplace_back();
+    }
+
+    void takeValue(std::string_view line) {
+        const std::size_t equals = line.find('=');
+        const std::string_view marked = equals != line.npos ? line.substr(equals) : "";
+        if (marked.starts_with("=d=")) {
+            checkNumber(line, std::string(marked.substr(3)));
+        } else if (marked.starts_with("=b=")) {
+            checkBytes(line, marked.substr(3));
+        } else if (!marked.starts_with("=s=") && !marked.starts_with("=es=")) {
+            add(line, "neither a key nor a value: the line is skipped");
+            return;
+        }
+        if (open_.size() == 1) {
+            problems_.push_back({line_, shown(line), "a value outside of every key", false});
+        }
+        enter(line, std::string(line.substr(0, equals)));
+    }
+
+    void checkNumber(std::string_view line, const std::string& text) {
+        char* end = nullptr;
+        const long number = strtol(text.c_str(), &end, 10);
+        if (end == text.c_str()) {
+            add(line, "no number: the line is skipped");
+        } else if (*end != '\0') {
+            add(line, "what stands behind the number is not read");
+        } else if (number < -2147483648L || number > 4294967295L) {
+            add(line, "only the low 32 bits of the number are read");
+        }
+    }
+
+    void checkBytes(std::string_view line, std::string_view text) {
+        if (text.find_first_not_of("0123456789abcdefABCDEF ") != text.npos) {
+            add(line, "the bytes are read up to the first thing that is none");
+            return;
+        }
+        for (std::size_t begin = 0; begin < text.size();) {
+            const std::size_t end = std::min(text.find(' ', begin), text.size());
+            if (end - begin > 2) {
+                add(line, "only the low 8 bits of each number are read");
+                return;
+            }
+            begin = end + 1;
+        }
+    }
+
+    // Of two entries of one name in a key the last wins, whatever they are.
+    void enter(std::string_view line, const std::string& name) {
+        if (!open_.back().insert(name).second) {
+            add(line, "replaces what stands above under the same name");
+        }
+    }
+
+    void add(std::string_view line, const std::string& problem) {
+        problems_.push_back({line_, shown(line), problem, true});
+    }
+    void addMissing(const std::string& problem) {
+        problems_.push_back({line_ + 1, {}, problem, false});
+    }
+    static std::string shown(std::string_view line) {
+        return std::string(line.substr(0, maxShown));
+    }
+
+    std::string_view rest_;
+    std::size_t line_ = 0;
+    std::vector<std::set<std::string>> open_{1};  // the names in each key that is open
+    bool hasLocalMachine_ = false;
+    std::vector<RegistryProblem> problems_;
+};
+
+}  // namespace
+
+std::vector<RegistryProblem> checkRegistry(std::string_view file) {
+    return Check(file).run();
+}
+
+}  // namespace varnockctl

@@ -1,0 +1,102 @@
+#include "cli/registry/RegistryFile.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+#include <optional>
+
+#include "cli/output/Failure.h"
+#include "runtime/ProfileFile.h"
+#include "runtime/Registry.h"
+
+namespace varnockctl {
+namespace {
+
+using Stream = std::unique_ptr<FILE, decltype(&fclose)>;
+
+Failure failureOf(const std::string& path, int error) {
+    const bool isRefused = error == EACCES || error == EPERM || error == EROFS;
+    return {isRefused ? ExitStatus::permission : ExitStatus::notAvailable,
+            path + ": " + strerror(error)};
+}
+
+std::string readAll(FILE* stream, const std::string& path) {
+    std::string text;
+    char bytes[65536];
+    while (const std::size_t count = fread(bytes, 1, sizeof bytes, stream)) {
+        text.append(bytes, count);
+    }
+    if (ferror(stream) != 0) {
+        throw failureOf(path, errno);
+    }
+    return text;
+}
+
+// Nothing when there is no such file. What is no file is not waited for.
+std::optional<std::string> readFile(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (descriptor < 0 && errno == ENOENT) {
+        return std::nullopt;
+    }
+    const Stream stream(descriptor < 0 ? nullptr : fdopen(descriptor, "r"), fclose);
+    struct stat status {};
+    if (!stream || fstat(descriptor, &status) != 0) {
+        throw failureOf(path, errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure(ExitStatus::unintelligible, path + ": not a regular file");
+    }
+    return readAll(stream.get(), path);
+}
+
+}  // namespace
+
+std::string systemFile(const std::string& name) {
+    char directory[PATH_MAX];
+    GetSystemDirectory(directory, sizeof directory);
+    return std::string(directory) + '/' + name;
+}
+
+RegistryFile readRegistryFile() {
+    for (const bool isBackup : {false, true}) {
+        const std::string path = systemFile(isBackup ? "registry.old" : "registry");
+        if (auto text = readFile(path)) {
+            return {path, std::move(*text), isBackup};
+        }
+    }
+    throw Failure(ExitStatus::notAvailable,
+                  systemFile("registry") + ": there is none; an installation provides it");
+}
+
+RegistryFile readRegistryFile(const std::string& path) {
+    if (path == "-") {
+        return {"standard input", readAll(stdin, "standard input")};
+    }
+    auto text = readFile(path);
+    if (!text) {
+        throw failureOf(path, ENOENT);
+    }
+    return {path, std::move(*text)};
+}
+
+void changeRegistryFile(const std::function<bool(CRegistryNode& root)>& change) {
+    // The library would take the backup for a file that it may not read.
+    readRegistryFile();
+    const std::string path = systemFile("registry");
+    try {
+        if (!CRegistry::UpdateTree([&] { return change(CRegistry::MRoot); })) {
+            throw failureOf(path, ENOENT);
+        }
+    } catch (int) {
+        const Failure failure = failureOf(path, errno);
+        throw Failure(failure.status(), std::string("cannot be saved: ") + failure.what());
+    }
+}
+
+}  // namespace varnockctl

@@ -1,0 +1,432 @@
+#include <poll.h>
+#include <regex.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <deque>
+#include <utility>
+
+#include "cli/Commands.h"
+#include "cli/Interrupts.h"
+#include "cli/output/Failure.h"
+#include "cli/output/Printable.h"
+#include "cli/trace/TraceMerge.h"
+#include "cli/trace/TraceReader.h"
+#include "cli/trace/TraceTime.h"
+#include "runtime/Debug.h"
+#include "runtime/Registry.h"
+#include "tools/Console.h"
+
+namespace varnockctl {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// How often a file that is followed is looked at. Entries are stored without a system call, so
+// nothing tells that there are new ones.
+constexpr std::chrono::milliseconds lookAgain{100};
+// What a person who follows the file sees of the past.
+constexpr unsigned int followedPast = 10;
+
+void say(const std::string& text) {
+    varnock::console::say("varnockctl: " + text);
+}
+
+/// An extended regular expression.
+class Pattern {
+  public:
+    /// Throws Failure (usage).
+    Pattern(const std::string& text, const char* option) {
+        const int error = regcomp(&expression_, text.c_str(), REG_EXTENDED | REG_NOSUB);
+        if (error != 0) {
+            char reason[200];
+            regerror(error, &expression_, reason, sizeof reason);
+            throw Failure(ExitStatus::usage, std::string(option) + ": \"" + text + "\": " + reason);
+        }
+    }
+    ~Pattern() { regfree(&expression_); }
+    Pattern(const Pattern&) = delete;
+    Pattern& operator=(const Pattern&) = delete;
+
+    bool matches(std::string_view text) const {
+        regmatch_t range{};
+        range.rm_eo = static_cast<regoff_t>(text.size());
+        return regexec(&expression_, text.data(), 1, &range, REG_STARTEND) == 0;
+    }
+
+  private:
+    regex_t expression_{};
+};
+
+/// Which entries are wanted.
+class Filter {
+  public:
+    explicit Filter(const TraceOptions& trace) : now_(time(nullptr)) {
+        for (const std::string& text : trace.grep) {
+            wanted_.emplace_back(text, "--grep");
+        }
+        for (const std::string& text : trace.exclude) {
+            unwanted_.emplace_back(text, "--exclude");
+        }
+        if (!trace.since.empty()) {
+            since_ = parseMoment(trace.since, now_);
+        }
+    }
+
+    bool passes(const TraceEntry& entry) const {
+        const auto matches = [&](const Pattern& pattern) { return pattern.matches(entry.message); };
+        return isRecent(entry) &&
+               (wanted_.empty() || std::any_of(wanted_.begin(), wanted_.end(), matches)) &&
+               std::none_of(unwanted_.begin(), unwanted_.end(), matches);
+    }
+
+  private:
+    bool isRecent(const TraceEntry& entry) const {
+        if (!since_) {
+            return true;
+        }
+        const auto moment = traceTime(entry.time, time(nullptr));
+        return moment && *moment >= *since_;
+    }
+
+    time_t now_;
+    std::optional<time_t> since_;
+    std::deque<Pattern> wanted_;
+    std::deque<Pattern> unwanted_;
+};
+
+/// One of the files that are shown.
+struct Source {
+    explicit Source(const std::string& path) : reader(path) {}
+
+    std::string name() const { return reader.path().substr(reader.path().rfind('/') + 1); }
+    /// What stands before an entry that comes from one of several files.
+    std::string label(std::optional<pid_t> process) const {
+        char text[32];
+        snprintf(text, sizeof text, "_%c %7s ", reader.path().back(),
+                 process ? std::to_string(*process).c_str() : "-");
+        return text;
+    }
+
+    TraceReader reader;
+    TracePlace shownUpTo{std::numeric_limits<std::int64_t>::min(), 0};
+};
+
+/// A copy of one of them; empty where it could not be read, or has not changed.
+using Logs = std::vector<std::unique_ptr<TraceLog>>;
+
+Json toJson(const TraceEntry& entry, JsonAllocator& allocator) {
+    const auto moment = traceTime(entry.time, time(nullptr));
+    Json item(rapidjson::kObjectType);
+    add(item, "time", moment ? text(isoTime(*moment), allocator) : Json(), allocator);
+    add(item, "host", entry.host, allocator);
+    add(item, "application", entry.application, allocator);
+    add(item, "thread", entry.thread, allocator);
+    add(item, "message", entry.message, allocator);
+    return item;
+}
+
+Json orNull(const std::optional<std::int64_t>& number) {
+    return number ? Json(*number) : Json();
+}
+
+Json infoOf(const std::string& path, const TraceLog& log, JsonAllocator& allocator) {
+    const TraceHeader& header = log.header();
+    Json info(rapidjson::kObjectType);
+    add(info, "file", path, allocator);
+    add(info, "filePath", header.filePath, allocator);
+    add(info, "firstOpen", header.firstOpen, allocator);
+    add(info, "lastOpen", header.lastOpen, allocator);
+    add(info, "opens", orNull(header.opens), allocator);
+    add(info, "wraps", orNull(header.wraps), allocator);
+    add(info, "size", orNull(header.size), allocator);
+    add(info, "position", orNull(header.position), allocator);
+    const auto& entries = log.entries();
+    add(info, "entries", Json(static_cast<std::uint64_t>(entries.size())), allocator);
+    add(info, "oldest", entries.empty() ? Json() : text(entries.front().time, allocator),
+        allocator);
+    add(info, "newest", entries.empty() ? Json() : text(entries.back().time, allocator), allocator);
+    add(info, "tornBytes", Json(log.tornBytes()), allocator);
+    Json problems(rapidjson::kArrayType);
+    for (const std::string& problem : log.problems()) {
+        problems.PushBack(text(problem, allocator), allocator);
+    }
+    add(info, "problems", std::move(problems), allocator);
+    return info;
+}
+
+bool exists(const std::string& path) {
+    return access(path.c_str(), F_OK) == 0;
+}
+
+/// The files that there are, all that there may be if they are followed, else the first.
+std::vector<Source> sourcesOf(const TraceOptions& trace) {
+    std::vector<Source> sources;
+    if (!trace.file.empty()) {
+        sources.emplace_back(trace.file);
+        return sources;
+    }
+    const std::vector<std::string> paths = traceFilePaths();
+    const bool isThereAny = std::any_of(paths.begin(), paths.end(), exists);
+    for (const std::string& path : paths) {
+        if (exists(path) || (trace.follow && isThereAny)) {
+            sources.emplace_back(path);
+        }
+    }
+    if (sources.empty()) {
+        sources.emplace_back(paths.front());
+    }
+    return sources;
+}
+
+/// Shows files, and what is added to them.
+class Trace {
+  public:
+    Trace(const Options& options, const TraceOptions& trace)
+        : options_(options), trace_(trace), filter_(trace), sources_(sourcesOf(trace)) {}
+
+    Answer info();
+    Answer run();
+
+  private:
+    Logs readAll();
+    void tellDamage(const Source& source, const TraceLog& log);
+    bool show(const Logs& logs, std::optional<unsigned int> last, Flush flush);
+    bool print(const MergedEntry& merged, Flush flush);
+    bool showAll();
+    void follow();
+    bool wait(Clock::time_point started, const Wakeup& wakeup);
+    bool showChanges();
+    void findPlace(Source& source, const TraceLog& log);
+
+    const Options& options_;
+    const TraceOptions& trace_;
+    const Filter filter_;
+    std::vector<Source> sources_;
+    bool isOneOfSeveral_ = false;  ///< an entry is shown with its file and its process
+    std::size_t shown_ = 0;
+    bool isDamaged_ = false;
+};
+
+/// Those files that can be read, of which there must be one. Throws Failure.
+Logs Trace::readAll() {
+    Logs logs(sources_.size());
+    std::vector<Failure> failures;
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < sources_.size(); ++i) {
+        if (sources_.size() > 1 && !exists(sources_[i].reader.path())) {
+            continue;
+        }
+        try {
+            logs[i] = sources_[i].reader.read();
+            ++count;
+        } catch (const Failure& failure) {
+            failures.push_back(failure);
+        }
+    }
+    if (count == 0) {
+        throw failures.empty() ? Failure(ExitStatus::notAvailable, "the trace files are gone")
+                               : failures.front();
+    }
+    for (const Failure& failure : failures) {
+        say(failure.what());
+        isDamaged_ = true;
+    }
+    isOneOfSeveral_ = count > 1;
+    return logs;
+}
+
+Answer Trace::info() {
+    const Logs logs = readAll();
+    Answer answer;
+    auto& allocator = answer.document.GetAllocator();
+    Json all(rapidjson::kArrayType);
+    for (std::size_t i = 0; i < logs.size(); ++i) {
+        if (logs[i] != nullptr) {
+            Json info = infoOf(sources_[i].reader.path(), *logs[i], allocator);
+            answer.table += (answer.table.empty() ? "" : "\n") + toTable(info);
+            all.PushBack(info, allocator);
+            isDamaged_ = isDamaged_ || !logs[i]->problems().empty();
+        }
+    }
+    static_cast<Json&>(answer.document) = isOneOfSeveral_ ? std::move(all) : std::move(all[0]);
+    answer.status = isDamaged_ ? ExitStatus::partial : ExitStatus::done;
+    return answer;
+}
+
+void Trace::tellDamage(const Source& source, const TraceLog& log) {
+    const std::string& path = source.reader.path();
+    for (const std::string& problem : log.problems()) {
+        say(path + ": " + problem);
+        isDamaged_ = true;
+    }
+    if (log.tornBytes() > 0) {
+        say(path + ": left out " + std::to_string(log.tornBytes()) +
+            " bytes of entries that are overwritten in part");
+    }
+}
+
+// False when nobody reads what is printed any more.
+bool Trace::show(const Logs& logs, std::optional<unsigned int> last, Flush flush) {
+    std::vector<std::vector<MergedEntry>> wanted(logs.size());
+    for (std::size_t i = 0; i < logs.size(); ++i) {
+        if (logs[i] == nullptr) {
+            continue;
+        }
+        const auto& entries = logs[i]->entries();
+        const auto processes = isOneOfSeveral_ ? processesOf(entries)
+                                               : std::vector<std::optional<pid_t>>(entries.size());
+        for (std::size_t n = 0; n < entries.size(); ++n) {
+            if (entries[n].place >= sources_[i].shownUpTo && filter_.passes(entries[n])) {
+                wanted[i].push_back({&entries[n], i, processes[n]});
+            }
+        }
+        sources_[i].shownUpTo = logs[i]->end();
+    }
+    const std::vector<MergedEntry> merged = mergedByTime(wanted, time(nullptr));
+    const std::size_t skipped = last && *last < merged.size() ? merged.size() - *last : 0;
+    for (std::size_t i = skipped; i < merged.size(); ++i) {
+        if (!print(merged[i], flush)) {
+            return false;
+        }
+        ++shown_;
+    }
+    return true;
+}
+
+bool Trace::print(const MergedEntry& merged, Flush flush) {
+    const Source& source = sources_[merged.source];
+    JsonDocument document;
+    Json item;
+    if (options_.format != Format::table) {
+        auto& allocator = document.GetAllocator();
+        item = toJson(*merged.entry, allocator);
+        if (isOneOfSeveral_) {
+            add(item, "file", source.name(), allocator);
+            add(item, "process", merged.process ? Json(*merged.process) : Json(), allocator);
+        }
+    }
+    const std::string line = printable(merged.entry->line);
+    return printItem(item, isOneOfSeveral_ ? source.label(merged.process) + line : line,
+                     options_.format, flush);
+}
+
+bool Trace::showAll() {
+    const Logs logs = readAll();
+    for (std::size_t i = 0; i < logs.size(); ++i) {
+        if (logs[i] != nullptr) {
+            tellDamage(sources_[i], *logs[i]);
+        }
+    }
+    const bool isUnlimited = !trace_.follow || trace_.last || !trace_.since.empty();
+    return show(logs, isUnlimited ? trace_.last : followedPast,
+                trace_.follow ? Flush::now : Flush::later);
+}
+
+Answer Trace::run() {
+    const bool isRead = showAll();
+    if (isRead && trace_.follow) {
+        follow();
+    }
+    Answer answer;
+    answer.streamed = true;
+    answer.document.SetArray();
+    const bool isFiltered =
+        !trace_.grep.empty() || !trace_.exclude.empty() || !trace_.since.empty();
+    if (Interrupts::happened()) {
+        throw Interrupts::failure();
+    }
+    if (isDamaged_) {
+        answer.status = ExitStatus::partial;
+    } else if (shown_ == 0 && isFiltered) {
+        answer.status = ExitStatus::notAvailable;
+    }
+    return answer;
+}
+
+void Trace::follow() {
+    const Wakeup wakeup;
+    const Interrupts interrupts(wakeup);
+    const auto started = Clock::now();
+    while (wait(started, wakeup)) {
+        if (!showChanges()) {
+            return;
+        }
+    }
+}
+
+// False when following is over.
+bool Trace::wait(Clock::time_point started, const Wakeup& wakeup) {
+    auto rest = lookAgain;
+    if (trace_.timeout) {
+        const auto end = started + *trace_.timeout;
+        rest = std::min(rest, std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()));
+    }
+    if (rest.count() <= 0) {
+        return false;
+    }
+    pollfd interrupted{wakeup.fd(), POLLIN, 0};
+    poll(&interrupted, 1, static_cast<int>(rest.count()));
+    return !Interrupts::happened() && !isOutputGone();
+}
+
+bool Trace::showChanges() {
+    Logs logs(sources_.size());
+    for (std::size_t i = 0; i < sources_.size(); ++i) {
+        logs[i] = sources_[i].reader.readChanged();
+        if (logs[i] != nullptr) {
+            findPlace(sources_[i], *logs[i]);
+        }
+    }
+    const auto files = std::count_if(sources_.begin(), sources_.end(),
+                                     [](const Source& source) { return source.reader.hasRead(); });
+    // The rows of CSV have the columns of the first one.
+    const bool mayChange = options_.format != Format::csv || shown_ == 0;
+    isOneOfSeveral_ = isOneOfSeveral_ || (files > 1 && mayChange);
+    return show(logs, std::nullopt, Flush::now);
+}
+
+// Behind what has been shown of a file, if that is there still.
+void Trace::findPlace(Source& source, const TraceLog& log) {
+    const std::string& path = source.reader.path();
+    if (source.reader.isReplaced() || log.end().round < source.shownUpTo.round) {
+        say(path + ": a new file");
+        source.shownUpTo = {std::numeric_limits<std::int64_t>::min(), 0};
+    } else if (source.shownUpTo < log.begin()) {
+        say(path + ": entries were overwritten before they could be read");
+    } else if (log.end() < source.shownUpTo) {
+        say(path + ": the position went back; two processes may be writing");
+        source.shownUpTo = log.end();
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> traceFilePaths() {
+    char stored[260] = "";
+    try {
+        CRegistry key((std::string(REGPATH_DBGTRACE) + "\\" + TovQXObjectName).c_str(),
+                      CRegistry::MLocalMachine);
+        if (key.QueryValue(stored, REGVAL_RINGBUF_DIR, sizeof stored) != 0) {
+            stored[0] = '\0';
+        }
+    } catch (int) {
+        // The registry could not be saved, which does not matter here.
+    }
+    char directory[260];
+    Debug.SetConfiguredValue("QX_LOG_RINGBUF_DIR", stored, "/var/log/qxmond", directory,
+                             sizeof directory);
+    std::vector<std::string> paths;
+    for (char letter = varnock::kFirstTraceLetter; letter <= varnock::kLastTraceLetter; ++letter) {
+        paths.push_back(std::string(directory) + "/log." + TovQXObjectName + "_" + letter);
+    }
+    return paths;
+}
+
+Answer runTrace(const Options& options, const TraceOptions& trace) {
+    Trace shown(options, trace);
+    return trace.info ? shown.info() : shown.run();
+}
+
+}  // namespace varnockctl

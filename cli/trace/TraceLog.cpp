@@ -1,0 +1,323 @@
+#include "cli/trace/TraceLog.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+#include <utility>
+
+namespace varnockctl {
+namespace {
+
+constexpr std::size_t lineLength = 80;
+constexpr std::size_t valueColumn = 35;
+constexpr std::size_t valueWidth = 43;
+constexpr std::int64_t recordLength = 1024;
+constexpr auto entriesBegin = static_cast<std::int64_t>(TraceHeader::length);
+
+constexpr std::array<std::string_view, 7> labels{
+    "FilePath                         :", "FirstOpen                        :",
+    "LastOpen                         :", "NumberOpens    (decimal)         :",
+    "WrapCount      (decimal)         :", "RingBufferSize (decimal)         :",
+    "CurrentWritePosition (dec bytes) :"};
+
+constexpr std::int64_t noSeam = std::numeric_limits<std::int64_t>::max();
+
+constexpr std::string_view endOfDescription = "# End of header.";
+constexpr std::string_view endOfInitialisation = "### End of initialization. ###";
+
+std::string valueOf(std::string_view header, std::size_t field) {
+    const std::size_t begin = field * lineLength + valueColumn;
+    std::string_view value =
+        begin < header.size() ? header.substr(begin, valueWidth) : std::string_view();
+    value = value.substr(0, value.find_last_not_of(' ') + 1);
+    return std::string(value);
+}
+
+std::optional<std::int64_t> numberOf(std::string_view header, std::size_t field) {
+    const std::string text = valueOf(header, field);
+    std::int64_t value = 0;
+    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool whole = parsed.ec == std::errc{} && parsed.ptr == text.data() + text.size();
+    return whole && value >= 0 ? std::optional(value) : std::nullopt;
+}
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+constexpr std::array<std::string_view, 12> months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+constexpr std::size_t timeLength = 15;
+
+bool isTime(std::string_view text) {
+    if (text == "mmm dd hh:mm:ss") {
+        return true;  // what stands for a time beyond the calendar
+    }
+    constexpr std::string_view form = "... dd dd:dd:dd";
+    for (std::size_t i = 3; i < timeLength; ++i) {
+        const bool fits =
+            form[i] == 'd' ? isDigit(text[i]) || (i == 4 && text[i] == ' ') : text[i] == form[i];
+        if (!fits) {
+            return false;
+        }
+    }
+    return std::find(months.begin(), months.end(), text.substr(0, 3)) != months.end();
+}
+
+/// Seconds since the year began, in months of 31 days; -1 for what is no time.
+std::int64_t secondsOf(std::string_view time) {
+    const auto month = std::find(months.begin(), months.end(), time.substr(0, 3));
+    if (month == months.end()) {
+        return -1;
+    }
+    const auto number = [&](std::size_t at) {
+        return (time[at] == ' ' ? 0 : time[at] - '0') * 10 + (time[at + 1] - '0');
+    };
+    const std::int64_t days = (month - months.begin()) * 31 + number(4);
+    return ((days * 24 + number(7)) * 60 + number(10)) * 60 + number(13);
+}
+
+/// Times have no year: one that is more than half a year earlier is later.
+bool isEarlier(std::string_view time, std::string_view than) {
+    constexpr std::int64_t halfAYear = 183LL * 24 * 3600;
+    const std::int64_t first = secondsOf(time);
+    const std::int64_t second = secondsOf(than);
+    return first >= 0 && first < second && second - first < halfAYear;
+}
+
+bool isRuled(std::string_view text) {
+    return !text.empty() && text.find_first_not_of('_') == text.npos;
+}
+
+/// What a new file is filled with.
+bool isFiller(const TraceEntry& entry) {
+    return entry.line.size() == recordLength - 1 && isRuled(entry.message);
+}
+
+}  // namespace
+
+TraceHeader TraceHeader::parse(std::string_view bytes) {
+    TraceHeader header;
+    header.isLabelled = true;
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        const std::size_t begin = std::min(i * lineLength, bytes.size());
+        header.isLabelled = header.isLabelled && bytes.substr(begin).starts_with(labels[i]);
+    }
+    header.filePath = valueOf(bytes, 0);
+    header.firstOpen = valueOf(bytes, 1);
+    header.lastOpen = valueOf(bytes, 2);
+    header.opens = numberOf(bytes, 3);
+    header.wraps = numberOf(bytes, 4);
+    header.size = numberOf(bytes, 5);
+    header.position = numberOf(bytes, 6);
+    return header;
+}
+
+std::optional<TraceEntry> parseTraceEntry(std::string_view line) {
+    constexpr std::size_t threadLength = 16;
+    if (line.size() < timeLength + 2 || !isTime(line.substr(0, timeLength)) ||
+        line[timeLength] != ' ') {
+        return std::nullopt;
+    }
+    TraceEntry entry;
+    entry.line = line;
+    entry.time = line.substr(0, timeLength);
+    std::string_view rest = line.substr(timeLength + 1);
+    const std::size_t blank = rest.find(' ');
+    const std::size_t bracket = rest.find('[');
+    if (bracket == rest.npos || blank > bracket || rest.size() < bracket + 1 + threadLength + 3 ||
+        rest.substr(bracket + 1 + threadLength, 3) != "]: ") {
+        return std::nullopt;
+    }
+    entry.host = rest.substr(0, blank);
+    entry.application = rest.substr(blank + 1, bracket - blank - 1);
+    entry.thread = rest.substr(bracket + 1, threadLength);
+    entry.message = rest.substr(bracket + 1 + threadLength + 3);
+    const bool isThread = entry.thread.find_first_not_of("0123456789ABCDEF") == rest.npos;
+    return isThread ? std::optional(entry) : std::nullopt;
+}
+
+TraceLog::TraceLog(std::string bytes, std::optional<std::int64_t> written)
+    : bytes_(std::move(bytes)), header_(TraceHeader::parse(bytes_)) {
+    order(written);
+}
+
+std::string_view TraceLog::lineAt(std::int64_t offset, std::int64_t end) const {
+    const auto length = static_cast<std::size_t>(end - offset);
+    const std::string_view rest =
+        std::string_view(bytes_).substr(static_cast<std::size_t>(offset), length);
+    return rest.substr(0, rest.find('\n'));
+}
+
+void TraceLog::order(std::optional<std::int64_t> written) {
+    const auto length = static_cast<std::int64_t>(bytes_.size());
+    if (!header_.isLabelled) {
+        problems_.emplace_back("the fields at the beginning of the file do not have their labels");
+    }
+    if (!header_.size || *header_.size < entriesBegin) {
+        problems_.emplace_back("the size in the file means nothing");
+    } else if (*header_.size > length) {
+        problems_.emplace_back("the file is shorter than it says");
+    }
+    size_ =
+        std::min(header_.size && *header_.size >= entriesBegin ? *header_.size : length, length);
+    round_ = header_.wraps.value_or(0);
+    if (!header_.wraps) {
+        problems_.emplace_back("the number of wraps in the file means nothing");
+    }
+    if (!header_.position || *header_.position < entriesBegin || *header_.position > size_) {
+        problems_.emplace_back(
+            "the position in the file means nothing: the entries come in the order of the file");
+        orderAsItStands();
+        return;
+    }
+    position_ = *header_.position;
+    // What was being written while the bytes were copied is neither old nor new.
+    const bool moved = written && *written != position_;
+    orderRounds(moved ? std::min(std::max(*written, position_) + longestEntry, size_)
+                      : behindUnfinished());
+}
+
+/// Behind the position: a writer that died while it copied an entry there has left a part of it,
+/// which is to be told from an old entry that begins there by its time.
+std::int64_t TraceLog::behindUnfinished() {
+    const std::string_view line = lineAt(position_, size_);
+    const auto entry = parseTraceEntry(line);
+    const std::string_view newest = newestTime();
+    if (!entry || isFiller(*entry) || newest.empty() || isEarlier(entry->time, newest)) {
+        return position_;
+    }
+    const auto length = static_cast<std::int64_t>(line.size()) + 1;
+    tornBytes_ += length;
+    return std::min(position_ + length, size_);
+}
+
+/// The time of the last entry before the position, empty when there is none.
+std::string_view TraceLog::newestTime() const {
+    const std::string_view round =
+        std::string_view(bytes_).substr(0, static_cast<std::size_t>(position_));
+    for (std::size_t end = round.size(); end > TraceHeader::length;) {
+        const std::size_t begin = round.rfind('\n', end - 2) + 1;
+        if (const auto entry = parseTraceEntry(round.substr(begin, end - 1 - begin))) {
+            return entry->time;
+        }
+        end = begin;
+    }
+    return {};
+}
+
+void TraceLog::orderAsItStands() {
+    // Whoever writes to such a file begins there, as the one who is only just making it does.
+    position_ = entriesBegin;
+    begin_ = {round_, entriesBegin};
+    if (size_ > entriesBegin) {
+        take({entriesBegin, size_, round_, noSeam}, entries_);
+    }
+}
+
+void TraceLog::orderRounds(std::int64_t oldest) {
+    begin_ = {round_ - 1, oldest};
+    for (const Piece& piece : piecesOf(oldest)) {
+        take(piece, entries_);
+    }
+}
+
+/// Where the entries of a round begin whose description ends at an offset: behind an
+/// initialisation that is kept, else at the boundary of a record. The second says whether one is.
+std::pair<std::int64_t, bool> TraceLog::beginOfRound(std::int64_t described,
+                                                     std::int64_t end) const {
+    const auto kept = round_ > 0 ? endOfLine(endOfInitialisation, described, end) : std::nullopt;
+    const std::int64_t aligned = (described + 2 * recordLength) / recordLength * recordLength;
+    return {std::min(kept.value_or(aligned), end), kept.has_value()};
+}
+
+std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
+    const Piece wholeRound{entriesBegin, position_, round_, noSeam};
+    const auto described = endOfLine(endOfDescription, entriesBegin, position_);
+    isPastDescription_ = described.has_value();
+    const auto [begin, isKept] =
+        described ? beginOfRound(*described, position_) : std::pair(position_, false);
+    // A round ends where the next entry did not fit. What remains of older rounds behind it is
+    // ruled off, but not by every writer.
+    Piece before{oldest, size_, round_ - 1, round_ > 0 ? size_ - longestEntry : noSeam};
+    if (!holdsEntries(before)) {
+        return {wholeRound};
+    }
+    std::vector<Piece> pieces;
+    if (described) {
+        if (isKept) {
+            pieces.push_back({*described, begin, round_ - 1, noSeam});
+        }
+        pieces.push_back(before);
+        pieces.push_back({entriesBegin, *described, round_, noSeam});
+        pieces.push_back({begin, position_, round_, noSeam});
+        return pieces;
+    }
+    // The description of the new round is not complete; it has overwritten the one before in part.
+    if (const auto previous = endOfLine(endOfDescription, oldest, size_)) {
+        const auto [previousBegin, wasKept] = beginOfRound(*previous, size_);
+        if (wasKept) {
+            pieces.push_back({*previous, previousBegin, round_ - 1, noSeam});
+        }
+        pieces.push_back({oldest, *previous, round_ - 1, noSeam});
+        before.begin = previousBegin;
+    }
+    pieces.push_back(before);
+    pieces.push_back(wholeRound);
+    return pieces;
+}
+
+bool TraceLog::holdsEntries(const Piece& piece) {
+    std::vector<TraceEntry> entries;
+    const std::int64_t torn = std::exchange(tornBytes_, 0);
+    take(piece, entries);
+    tornBytes_ = torn;
+    return !entries.empty();
+}
+
+/// The offset behind the first entry with this message.
+std::optional<std::int64_t> TraceLog::endOfLine(std::string_view message, std::int64_t begin,
+                                                std::int64_t end) const {
+    const std::string ending = "]: " + std::string(message) + "\n";
+    const std::string_view range =
+        std::string_view(bytes_).substr(0, static_cast<std::size_t>(end));
+    const std::size_t found = range.find(ending, static_cast<std::size_t>(begin));
+    return found != range.npos ? std::optional(static_cast<std::int64_t>(found + ending.size()))
+                               : std::nullopt;
+}
+
+void TraceLog::take(const Piece& piece, std::vector<TraceEntry>& entries) {
+    TraceEntry* current = nullptr;
+    for (std::int64_t offset = piece.begin; offset < piece.end;) {
+        const std::string_view line = lineAt(offset, piece.end);
+        const auto next = offset + static_cast<std::int64_t>(line.size()) + 1;
+        const bool isWhole = next <= piece.end;
+        // The last line of the file alone can be ruled off with nothing but its newline.
+        const bool isNoText = isRuled(line) || (line.empty() && next == size_);
+        auto entry = isWhole ? parseTraceEntry(line) : std::nullopt;
+        if (entry && current != nullptr && offset > piece.firstSeam &&
+            isEarlier(entry->time, current->time)) {
+            break;
+        }
+        if (entry) {
+            current = nullptr;
+            if (!isFiller(*entry)) {
+                entry->place = {piece.round, offset};
+                current = &entries.emplace_back(*entry);
+            }
+        } else if (isWhole && current != nullptr && next - current->place.offset <= longestEntry &&
+                   !isNoText) {
+            // A message of several lines.
+            const std::size_t more = line.size() + 1;
+            current->line = {current->line.data(), current->line.size() + more};
+            current->message = {current->message.data(), current->message.size() + more};
+        } else {
+            current = nullptr;
+            tornBytes_ += isNoText ? 0 : std::min(next, piece.end) - offset;
+        }
+        offset = next;
+    }
+}
+
+}  // namespace varnockctl

@@ -1,0 +1,134 @@
+#include "cli/trace/TraceReader.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "cli/output/Failure.h"
+
+namespace varnockctl {
+
+/// An open trace file.
+class TraceReader::File {
+  public:
+    explicit File(const std::string& path)
+        : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
+        error_ = descriptor_ < 0 || fstat(descriptor_, &status_) != 0 ? errno : 0;
+    }
+    ~File() {
+        if (descriptor_ >= 0) {
+            close(descriptor_);
+        }
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    int error() const { return error_; }
+    bool isRegular() const { return S_ISREG(status_.st_mode); }
+    unsigned long device() const { return status_.st_dev; }
+    unsigned long inode() const { return status_.st_ino; }
+
+    /// Up to so many bytes from the beginning, as far as the file goes.
+    std::string bytes(std::size_t count) const {
+        std::string bytes(count, '\0');
+        std::size_t got = 0;
+        while (got < count) {
+            const ssize_t more =
+                pread(descriptor_, bytes.data() + got, count - got, static_cast<off_t>(got));
+            if (more < 0 && errno == EINTR) {
+                continue;
+            }
+            if (more <= 0) {
+                break;
+            }
+            got += static_cast<std::size_t>(more);
+        }
+        bytes.resize(got);
+        return bytes;
+    }
+    /// All that a trace can have in it. Positions have 32 bits: a file that is longer, and does not
+    /// say how much of it is used, is none.
+    std::string all() const {
+        constexpr std::int64_t longest = std::int64_t{1} << 31;
+        constexpr auto shortest = static_cast<std::int64_t>(TraceHeader::length);
+        const TraceHeader header = this->header();
+        const bool saysSize = header.isLabelled && header.size && *header.size >= shortest;
+        const std::int64_t length = status_.st_size;
+        const std::int64_t used = saysSize ? std::min(*header.size, length) : length;
+        return bytes(static_cast<std::size_t>(used <= longest ? used : shortest));
+    }
+    TraceHeader header() const { return TraceHeader::parse(bytes(TraceHeader::length)); }
+
+  private:
+    int descriptor_;
+    int error_;
+    struct stat status_ {};
+};
+
+namespace {
+
+// Behind every entry stands a newline: a position that was read while it changed shows by that.
+bool isPlausible(const std::string& bytes, const TraceHeader& header) {
+    const std::int64_t position = header.position.value_or(0);
+    const auto size = static_cast<std::int64_t>(bytes.size());
+    return position <= static_cast<std::int64_t>(TraceHeader::length) || position > size ||
+           bytes[static_cast<std::size_t>(position) - 1] == '\n';
+}
+
+}  // namespace
+
+std::unique_ptr<TraceLog> TraceReader::copy(const File& file) {
+    // A writer can go around the whole file while it is copied; the next copy is luckier.
+    constexpr int attempts = 20;
+    for (int attempt = 1;; ++attempt) {
+        std::string bytes = file.all();
+        const TraceHeader before = TraceHeader::parse(bytes);
+        const TraceHeader after = file.header();
+        const bool isWhole = before.wraps == after.wraps && before.position <= after.position &&
+                             isPlausible(bytes, before);
+        if (isWhole || attempt == attempts) {
+            last_ = before;
+            return std::make_unique<TraceLog>(std::move(bytes), after.position);
+        }
+    }
+}
+
+std::unique_ptr<TraceLog> TraceReader::read() {
+    const File file(path_);
+    if (file.error() != 0) {
+        const bool refused = file.error() == EACCES || file.error() == EPERM;
+        throw Failure(refused ? ExitStatus::permission : ExitStatus::notAvailable,
+                      path_ + ": " + strerror(file.error()));
+    }
+    if (!file.isRegular()) {
+        throw Failure(ExitStatus::unintelligible, path_ + ": not a regular file");
+    }
+    isReplaced_ = inode_ != 0 && (inode_ != file.inode() || device_ != file.device());
+    device_ = file.device();
+    inode_ = file.inode();
+    auto log = copy(file);
+    if (!log->header().isLabelled && log->entries().empty()) {
+        throw Failure(ExitStatus::unintelligible, path_ + ": not a trace file");
+    }
+    return log;
+}
+
+std::unique_ptr<TraceLog> TraceReader::readChanged() {
+    const File file(path_);
+    if (file.error() != 0 || !file.isRegular()) {
+        return nullptr;
+    }
+    isReplaced_ = inode_ != file.inode() || device_ != file.device();
+    if (!isReplaced_ && !file.header().differsFrom(last_)) {
+        return nullptr;
+    }
+    device_ = file.device();
+    inode_ = file.inode();
+    return copy(file);
+}
+
+}  // namespace varnockctl

@@ -1,0 +1,122 @@
+#include "cli/trace/TraceUsers.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <utility>
+
+namespace varnockctl {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A line of "/proc/PID/maps" for a file that is mapped for writing, and shared.
+struct Mapping {
+    dev_t device;
+    ino_t inode;
+    std::string path;
+};
+
+std::optional<Mapping> parseMapping(const std::string& line) {
+    // Nearly all of the lines are of another kind, and there may be millions.
+    const std::size_t rights = line.find(' ') + 1;
+    if (rights == 0 || line.size() < rights + 4 || line[rights + 1] != 'w' ||
+        line[rights + 3] != 's') {
+        return std::nullopt;
+    }
+    unsigned int major = 0;
+    unsigned int minor = 0;
+    unsigned long inode = 0;
+    int end = 0;
+    if (sscanf(line.c_str() + rights, "%*s %*x %x:%x %lu %n", &major, &minor, &inode, &end) != 3) {
+        return std::nullopt;
+    }
+    return Mapping{makedev(major, minor), inode, line.substr(rights + static_cast<size_t>(end))};
+}
+
+/// A file as mappings show it.
+class MappedFile {
+  public:
+    explicit MappedFile(const std::string& path) {
+        const std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), free);
+        exists_ = real != nullptr && stat(real.get(), &status_) == 0;
+        path_ = real != nullptr ? real.get() : "";
+    }
+
+    /// By its path or its number: the one differs where a directory is mounted twice, the device of
+    /// the other on file systems that are made of several.
+    bool is(const Mapping& mapping) const {
+        return exists_ && ((mapping.inode == status_.st_ino && mapping.device == status_.st_dev) ||
+                           mapping.path == path_);
+    }
+
+  private:
+    struct stat status_ {};
+    bool exists_ = false;
+    std::string path_;
+};
+
+std::optional<pid_t> processOf(const fs::path& directory) {
+    const std::string name = directory.filename();
+    pid_t process = 0;
+    const auto parsed = std::from_chars(name.data(), name.data() + name.size(), process);
+    return parsed.ec == std::errc{} && parsed.ptr == name.data() + name.size()
+               ? std::optional(process)
+               : std::nullopt;
+}
+
+std::vector<Mapping> mappingsOf(const fs::path& process) {
+    std::vector<Mapping> mappings;
+    std::ifstream maps(process / "maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (auto mapping = parseMapping(line)) {
+            mappings.push_back(std::move(*mapping));
+        }
+    }
+    return mappings;
+}
+
+std::string nameOf(const fs::path& process) {
+    std::string name;
+    std::ifstream comm(process / "comm");
+    std::getline(comm, name);
+    return name;
+}
+
+}  // namespace
+
+std::vector<std::vector<TraceUser>> usersOfTraceFiles(const std::vector<std::string>& paths,
+                                                      const std::string& processes) {
+    const std::vector<MappedFile> files(paths.begin(), paths.end());
+    std::vector<std::vector<TraceUser>> users(files.size());
+    std::error_code error;
+    fs::directory_iterator entry(processes, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        const auto process = processOf(entry->path());
+        if (!process) {
+            continue;
+        }
+        const std::vector<Mapping> mappings = mappingsOf(entry->path());
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            if (std::any_of(mappings.begin(), mappings.end(),
+                            [&](const Mapping& mapping) { return files[i].is(mapping); })) {
+                users[i].push_back({*process, nameOf(entry->path())});
+            }
+        }
+    }
+    for (auto& each : users) {
+        std::sort(each.begin(), each.end(),
+                  [](const TraceUser& a, const TraceUser& b) { return a.process < b.process; });
+    }
+    return users;
+}
+
+}  // namespace varnockctl

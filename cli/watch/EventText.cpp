@@ -1,0 +1,73 @@
+#include "cli/watch/EventText.h"
+
+#include <rapidjson/pointer.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "tools/EventNames.h"
+
+namespace varnockctl {
+namespace {
+
+std::string hexadecimal(unsigned int number) {
+    char text[16];
+    snprintf(text, sizeof text, "0x%04X", number);
+    return text;
+}
+
+// The data as it stands in the record; null when there is none.
+Json dataOf(const SipJson& event, JsonAllocator& allocator) {
+    JsonDocument document;
+    document.Parse(event.Export().c_str());
+    const Json* data = rapidjson::Pointer("/SIP/CMD/0/DA").Get(document);
+    return data != nullptr ? copyValid(*data, allocator) : Json();
+}
+
+std::string dataText(const SipJson& event) {
+    JsonDocument document;
+    const Json data = dataOf(event, document.GetAllocator());
+    return data.IsNull() ? "" : " " + toString(data, false);
+}
+
+}  // namespace
+
+std::string eventName(const SipJson& event) {
+    const unsigned int opcode = event.OpCode();
+    for (const varnock::EventName& known : varnock::kEventNames) {
+        if (opcode == known.opcode) {
+            return std::string(known.name);
+        }
+    }
+    return hexadecimal(opcode);
+}
+
+std::string eventLine(const SipJson& event) {
+    std::string line = eventName(event);
+    if (event.OpCodeExt() != 0) {
+        line += " ext=" + hexadecimal(event.OpCodeExt());
+    }
+    for (const auto& [name, number] :
+         {std::pair{" object=", event.ObjectId()}, std::pair{" cabinet=", event.CabinetNr()},
+          std::pair{" status=", event.Status()}}) {
+        if (number != 0) {
+            line += name + std::to_string(number);
+        }
+    }
+    return line + dataText(event);
+}
+
+Json eventJson(const SipJson& event, const std::string& time, JsonAllocator& allocator) {
+    Json out(rapidjson::kObjectType);
+    add(out, "time", time, allocator);
+    add(out, "event", eventName(event), allocator);
+    add(out, "opcode", Json(event.OpCode()), allocator);
+    add(out, "ext", Json(event.OpCodeExt()), allocator);
+    add(out, "object", Json(event.ObjectId()), allocator);
+    add(out, "cabinet", Json(event.CabinetNr()), allocator);
+    add(out, "status", Json(event.Status()), allocator);
+    add(out, "data", dataOf(event, allocator), allocator);
+    return out;
+}
+
+}  // namespace varnockctl

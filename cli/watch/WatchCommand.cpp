@@ -1,0 +1,220 @@
+#include <poll.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+
+#include "cli/Commands.h"
+#include "cli/Interrupts.h"
+#include "cli/TextMatch.h"
+#include "cli/agent/AgentPresence.h"
+#include "cli/calls/ObservedClient.h"
+#include "cli/calls/Session.h"
+#include "cli/output/Failure.h"
+#include "cli/watch/EventText.h"
+#include "tools/Console.h"
+#include "transport/AgentSocket.h"
+#include "transport/SwitchClient.h"
+
+namespace varnockctl {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// How often an agent that has gone is looked for.
+constexpr std::chrono::milliseconds lookAgain{200};
+
+std::string formatted(const timespec& time, const tm& parts, const char* format, const char* zone) {
+    char text[64];
+    const size_t length = strftime(text, sizeof text, format, &parts);
+    snprintf(text + length, sizeof text - length, ".%06ld%s", time.tv_nsec / 1000, zone);
+    return text;
+}
+
+std::string localTime(const timespec& time) {
+    tm parts{};
+    localtime_r(&time.tv_sec, &parts);
+    return formatted(time, parts, "%Y-%m-%d %H:%M:%S", "");
+}
+
+std::string universalTime(const timespec& time) {
+    tm parts{};
+    gmtime_r(&time.tv_sec, &parts);
+    return formatted(time, parts, "%Y-%m-%dT%H:%M:%S", "Z");
+}
+
+/// Prints the events that are wanted, on the event thread. The other operations are for any.
+class EventPrinter final : public CSwitchClient {
+  public:
+    EventPrinter(const Options& options, const WatchOptions& watch, const Wakeup& wakeup)
+        : CSwitchClient("varnockctl"), options_(options), watch_(watch), wakeup_(wakeup) {}
+    ~EventPrinter() override { StopEventThread(); }
+
+    void Event(SipJson& event) override;
+
+    unsigned int printed() const { return printed_; }
+    /// As many events as were asked for, or nobody reads them any more.
+    bool isDone() const { return isComplete() || broken_; }
+    bool isComplete() const { return watch_.count != 0 && printed_ >= watch_.count; }
+
+  private:
+    bool isWanted(const std::string& line) const;
+
+    const Options options_;
+    const WatchOptions watch_;
+    const Wakeup& wakeup_;
+    std::atomic<unsigned int> printed_ = 0;
+    std::atomic<bool> broken_ = false;
+};
+
+bool EventPrinter::isWanted(const std::string& line) const {
+    const auto isIn = [&](const std::string& text) { return containsIgnoringCase(line, text); };
+    return (watch_.include.empty() ||
+            std::any_of(watch_.include.begin(), watch_.include.end(), isIn)) &&
+           std::none_of(watch_.exclude.begin(), watch_.exclude.end(), isIn);
+}
+
+void EventPrinter::Event(SipJson& event) {
+    const std::string line = eventLine(event);
+    if (options_.wire) {
+        showRecord('<', event.Export());
+    }
+    if (isDone() || !isWanted(line)) {
+        return;
+    }
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    JsonDocument document;
+    const Json item = eventJson(event, universalTime(now), document.GetAllocator());
+    if (printItem(item, localTime(now) + " " + line, options_.format)) {
+        ++printed_;
+    } else {
+        broken_ = true;
+    }
+    if (isDone()) {
+        wakeup_.wake();
+    }
+}
+
+/// Follows the agent through its restarts.
+class Watch {
+  public:
+    Watch(const Options& options, const WatchOptions& watch)
+        : watch_(watch), printer_(options, watch, wakeup_) {}
+
+    Answer run();
+
+  private:
+    void begin();
+    bool wait();
+    void look(bool connectionIsReady);
+    void lose();
+    void find();
+    Answer end() const;
+
+    const WatchOptions watch_;
+    const Wakeup wakeup_;
+    const Interrupts interrupts_{wakeup_};
+    EventPrinter printer_;
+    AgentPresence presence_{RequestSocketPath()};
+    const Clock::time_point started_ = Clock::now();
+    bool agentIsThere_ = false;
+    bool timedOut_ = false;
+};
+
+void Watch::begin() {
+    requireAgent(RequestSocketPath());
+    requireAgent(EventSocketPath());
+    SetClientName("varnockctl");
+    if (!presence_.connect() || !printer_.EnableEvents(1, 0)) {
+        throw Failure(ExitStatus::refused, "the agent does not take a registration for events");
+    }
+    agentIsThere_ = true;
+}
+
+// False when the watch is over.
+bool Watch::wait() {
+    std::chrono::milliseconds rest = agentIsThere_ ? std::chrono::milliseconds::max() : lookAgain;
+    if (watch_.timeout) {
+        const auto end = started_ + *watch_.timeout;
+        rest = std::min(rest, std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()));
+        timedOut_ = rest.count() <= 0;
+    }
+    if (Interrupts::happened() || printer_.isDone() || timedOut_) {
+        return false;
+    }
+    const bool forEver = rest == std::chrono::milliseconds::max();
+    const auto limit = std::min<std::chrono::milliseconds::rep>(rest.count(), 1'000'000'000);
+    pollfd descriptors[] = {
+        {wakeup_.fd(), POLLIN, 0}, {presence_.fd(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    poll(descriptors, 3, forEver ? -1 : static_cast<int>(limit));
+    if (descriptors[2].revents != 0 && isOutputGone()) {
+        return false;
+    }
+    look(descriptors[1].revents != 0);
+    return true;
+}
+
+void Watch::look(bool connectionIsReady) {
+    if (agentIsThere_ && connectionIsReady && presence_.hasGone()) {
+        lose();
+    } else if (!agentIsThere_) {
+        find();
+    }
+}
+
+void Watch::lose() {
+    varnock::console::say("varnockctl: the agent has gone; waiting for it to come back");
+    presence_.disconnect();
+    // The library would look for it as well, but gives up after ten minutes.
+    printer_.EnableEvents(0, 0);
+    agentIsThere_ = false;
+}
+
+void Watch::find() {
+    if (ProbeAgentSocket(EventSocketPath()) == 0 && presence_.connect() &&
+        printer_.EnableEvents(1, 0)) {
+        varnock::console::say("varnockctl: the agent is back");
+        agentIsThere_ = true;
+    } else {
+        presence_.disconnect();
+    }
+}
+
+// The registration ends with the connection. To wait for the event thread before the answer is
+// printed would be to wait for an agent that is stuck.
+Answer Watch::end() const {
+    if (Interrupts::happened()) {
+        return failed(Interrupts::failure());
+    }
+    if (timedOut_ && watch_.count != 0 && !printer_.isComplete()) {
+        return failed({ExitStatus::timeout, std::to_string(printer_.printed()) + " of " +
+                                                std::to_string(watch_.count) +
+                                                " events came within the time limit"});
+    }
+    Answer answer;
+    answer.streamed = true;
+    answer.document.SetArray();
+    return answer;
+}
+
+Answer Watch::run() {
+    begin();
+    while (wait()) {
+    }
+    return end();
+}
+
+}  // namespace
+
+Answer runWatch(const Options& options, const WatchOptions& watch) {
+    const auto watching = std::make_shared<Watch>(options, watch);
+    Answer answer = watching->run();
+    answer.held = watching;
+    return answer;
+}
+
+}  // namespace varnockctl

@@ -1,0 +1,70 @@
+#include "runtime/process/Clock.h"
+
+#include <errno.h>
+
+#include <atomic>
+
+namespace varnock {
+namespace {
+
+class SystemClock final : public Clock {
+  public:
+    constexpr SystemClock() = default;
+
+    void sleepFor(std::chrono::milliseconds duration) override {
+        timespec rest{};
+        rest.tv_sec = static_cast<time_t>(duration.count() / 1000);
+        rest.tv_nsec = static_cast<long>(duration.count() % 1000) * 1'000'000;
+        while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+        }
+    }
+
+    int poll(pollfd* descriptors, nfds_t count, int timeoutMs) override {
+        return ::poll(descriptors, count, timeoutMs);
+    }
+
+    int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                  const timespec& deadline) override {
+        return pthread_cond_timedwait(condition, mutex, &deadline);
+    }
+
+    std::chrono::nanoseconds monotonicTime() override { return read(CLOCK_MONOTONIC); }
+
+    timespec wallTime() override {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        return now;
+    }
+
+    time_t wallSecond() override { return time(nullptr); }
+
+  private:
+    static std::chrono::nanoseconds read(clockid_t id) {
+        timespec now{};
+        clock_gettime(id, &now);
+        return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+    }
+};
+
+// The trace reads the clock before the first constructor and after the last destructor, so the
+// clock is constant-initialised and never destroyed: its destructor would take its functions away.
+union Undestroyed {
+    constexpr Undestroyed() : clock() {}
+    constexpr ~Undestroyed() {}
+    SystemClock clock;
+};
+constinit Undestroyed systemClock;
+constinit std::atomic<Clock*> current{&systemClock.clock};
+
+}  // namespace
+
+Clock& Clock::instance() {
+    return *current.load(std::memory_order_acquire);
+}
+
+Clock* Clock::replace(Clock* clock) {
+    return current.exchange(clock != nullptr ? clock : &systemClock.clock,
+                            std::memory_order_acq_rel);
+}
+
+}  // namespace varnock

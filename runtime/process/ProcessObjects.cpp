@@ -1,0 +1,107 @@
+// The process-wide objects of the runtime, in the order in which they need each other: one file
+// and one priority make the order of definition the order of construction.
+#include <pthread.h>
+
+#include <new>
+
+#include "runtime/CriticalSection.h"
+#include "runtime/Debug.h"
+#include "runtime/Registry.h"
+#include "runtime/Synchronisation.h"
+#include "runtime/ThreadMonitor.h"
+#include "runtime/process/InitPriority.h"
+#include "runtime/registry/RegistryTree.h"
+#include "runtime/trace/EntryHeader.h"
+#include "runtime/trace/RingBufferFile.h"
+#include "runtime/trace/TraceLock.h"
+#include "util/ThreadAnnotations.h"
+
+// Constant-initialised and never destroyed: counters work at any time of the process's life.
+constinit pthread_mutex_t CInterLock::incDecMutex_ = PTHREAD_MUTEX_INITIALIZER;
+constinit CThreadMonitor* pThreadMonitor = nullptr;
+constinit int ThreadCounter = 1;
+constinit int MaxActiveThread = 1;
+
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CCriticalSection CEvent::Spinlock;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CStrMap CEvent::NamedEventMap;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CStrMap CSemaphore::NamedSemaphoreMap;
+
+namespace {
+
+// Zeros are a lock that counts and never blocks, which is what the trace needs while Debug is
+// built.
+alignas(CCriticalSection) constinit unsigned char traceLockStorage[sizeof(CCriticalSection)] = {};
+
+struct TraceLockBuilder {
+    TraceLockBuilder() { new (traceLockStorage) CCriticalSection; }
+};
+
+// A lock that another thread holds at a fork would stay locked in the child for ever, so the
+// forking thread takes them all, in their order. Taken and released in different functions, which
+// the analysis cannot follow.
+void enterLocks() VARNOCK_NOT_ANALYSED {
+    CRegistry::MSpinlock.Enter();
+    CEvent::Spinlock.Enter();
+    varnock::traceLock().Enter();
+}
+
+void leaveLocks() VARNOCK_NOT_ANALYSED {
+    varnock::traceLock().Leave();
+    CEvent::Spinlock.Leave();
+    CRegistry::MSpinlock.Leave();
+}
+
+void leaveLocksInChild() {
+    varnock::RingBufferFile::leaveToParent();
+    varnock::entryHeader().forgetHost();
+    leaveLocks();
+}
+
+struct ForkHandlers {
+    ForkHandlers() { pthread_atfork(enterLocks, leaveLocks, leaveLocksInChild); }
+};
+
+}  // namespace
+
+namespace varnock {
+
+CCriticalSection& traceLock() {
+    return *std::launder(reinterpret_cast<CCriticalSection*>(traceLockStorage));
+}
+
+}  // namespace varnock
+
+constinit CRegistryNode* CRegistry::MLocalMachine = nullptr;
+constinit CRegistryNode* CRegistry::MCurrentUser = nullptr;
+constinit CRegistryNode* CRegistry::MUsers = nullptr;
+constinit CRegistryNode* CRegistry::MClassesRoot = nullptr;
+constinit CRegistryNode* CRegistry::MCurrentConfig = nullptr;
+constinit int CRegistry::MIsSetup = 0;
+constinit int CRegistry::MIsDirty = 0;
+
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CCriticalSection CRegistry::MSpinlock;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CRegistryNode CRegistry::MRoot;
+
+namespace {
+
+// Destroyed right before the root.
+struct RegistryEnd {
+    ~RegistryEnd() { varnock::endRegistry(); }
+};
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const RegistryEnd registryEnd;
+
+}  // namespace
+
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CDebug Debug(TovQXObjectName);
+
+namespace {
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const TraceLockBuilder traceLockBuilder;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const ForkHandlers forkHandlers;
+
+// Destroyed first: what the library's own objects trace at the end of a forked child that has not
+// traced anything is not worth a file.
+struct ProcessEnd {
+    ~ProcessEnd() { varnock::RingBufferFile::beLeftForGood(); }
+};
+[[gnu::init_priority(VARNOCK_INIT_LAST)]] const ProcessEnd processEnd;
+}  // namespace

@@ -1,0 +1,558 @@
+#include "runtime/ProfileFile.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio_ext.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <memory>
+#include <optional>
+
+#include "runtime/files/FileDescriptor.h"
+#include "runtime/files/FileStream.h"
+#include "runtime/files/LineReader.h"
+#include "runtime/files/PlatformPaths.h"
+#include "runtime/process/Clock.h"
+#include "runtime/threads/Cancellation.h"
+#include "runtime/trace/TraceAt.h"
+
+namespace {
+
+using varnock::FileStream;
+using varnock::LineReader;
+using varnock::traceAt;
+
+bool isBlank(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+char* skipBlanks(char* text) {
+    while (isBlank(*text)) ++text;
+    return text;
+}
+
+// Cuts the text before the blanks at its end.
+void trimEnd(char* text, char* end) {
+    while (end > text && isBlank(end[-1])) --end;
+    *end = '\0';
+}
+
+// The header of this very section: "[", the name, "]".
+bool opensSection(const char* line, const char* section) {
+    const std::size_t length = strlen(section);
+    return line[0] == '[' && strncmp(line + 1, section, length) == 0 && line[1 + length] == ']';
+}
+
+/// Places a value or a list into the caller's buffer.
+class Result {
+  public:
+    Result(char* out, unsigned int size) : out_(out), size_(size) { out_[0] = '\0'; }
+
+    bool hasRoom() const { return used_ + 2 < size_; }
+    void placeValue(const char* value) { used_ = append(value, strlen(value), size_ - 1); }
+    void addName(const char* name) { used_ = append(name, strlen(name) + 1, size_ - 2); }
+
+    unsigned int finishValue() {
+        out_[used_] = '\0';
+        return used_;
+    }
+    unsigned int finishList() {
+        out_[used_] = '\0';
+        out_[used_ + 1] = '\0';
+        return used_;
+    }
+
+  private:
+    unsigned int append(const char* text, std::size_t length, unsigned int limit) {
+        const std::size_t count = std::min<std::size_t>(length, limit - used_);
+        memcpy(out_ + used_, text, count);
+        return used_ + static_cast<unsigned int>(count);
+    }
+
+    char* out_;
+    unsigned int size_;
+    unsigned int used_ = 0;
+};
+
+/// What the reader looks for, line by line.
+class Search {
+  public:
+    Search(const char* section, const char* key, Result& result)
+        : section_(section), key_(key), result_(result) {}
+
+    bool foundValue() const { return foundValue_; }
+
+    /// False when the search is over.
+    bool take(char* line) {
+        char* text = skipBlanks(line);
+        if (*text == '\0' || *text == ';') return true;
+        // A semicolon starts a comment inside a value, too.
+        trimEnd(text, text + strcspn(text, ";"));
+        return *text == '[' ? takeHeader(text) : takeKeyLine(text);
+    }
+
+  private:
+    bool takeHeader(char* text) {
+        if (inSection_) return false;
+        if (section_ != nullptr) {
+            inSection_ = opensSection(text, section_);
+        } else if (char* end = strchr(text, ']')) {
+            *end = '\0';
+            result_.addName(text + 1);
+        }
+        return true;
+    }
+
+    bool takeKeyLine(char* text) {
+        char* equals = strchr(text, '=');
+        if (!inSection_ || equals == nullptr) return true;
+        trimEnd(text, equals);
+        if (key_ == nullptr) {
+            result_.addName(text);
+            return true;
+        }
+        if (strcmp(text, key_) != 0) return true;
+        result_.placeValue(skipBlanks(equals + 1));
+        foundValue_ = true;
+        return false;
+    }
+
+    const char* section_;
+    const char* key_;
+    Result& result_;
+    bool inSection_ = false;
+    bool foundValue_ = false;
+};
+
+unsigned int copyDefault(const char* section, const char* key, const char* defaultValue, char* out,
+                         unsigned int size) {
+    if (section == nullptr || key == nullptr || defaultValue == nullptr) return 0;
+    strncpy(out, defaultValue, size);
+    out[size - 1] = '\0';
+    return static_cast<unsigned int>(strlen(out));
+}
+
+bool holdsNewline(const char* text) {
+    return text != nullptr && strchr(text, '\n') != nullptr;
+}
+
+bool writeText(FILE* file, const char* text) {
+    return fputs(text, file) >= 0;
+}
+
+bool writeKeyLine(FILE* file, const char* key, const char* value) {
+    return writeText(file, key) && writeText(file, "=") && writeText(file, value) &&
+           writeText(file, "\n");
+}
+
+std::optional<std::size_t> fileSize(FILE* file) {
+    struct stat status {};
+    if (fstat(fileno(file), &status) != 0 || status.st_size < 0) return std::nullopt;
+    return static_cast<std::size_t>(status.st_size);
+}
+
+/// The change that a call asks for, as the bytes to replace.
+struct Edit {
+    enum class Kind { none, replace, append, appendSection };
+    Kind kind = Kind::none;
+    unsigned int from = 0;
+    unsigned int to = 0;
+    bool leadingNewline = false;
+};
+
+/// Looks through a file for the place of a change.
+class EditSearch {
+  public:
+    EditSearch(const char* section, const char* key, const char* value)
+        : section_(section), key_(key), value_(value) {}
+
+    /// False when the file is too large for the offsets, or cannot be read to its end.
+    bool run(FILE* file, Edit& edit) {
+        LineReader line(file);
+        bool keepOffset = false;
+        for (;;) {
+            // Empty lines and comments belong to the line that follows them.
+            if (!keepOffset) offset_ = line.offset();
+            if (!line.next()) break;
+            // A last line without a newline loses its last character here and therefore is not
+            // found; callers rely on nothing but the newline being cut, which every line that this
+            // library has written does end with.
+            if (!line.hasNewline() && line.length() > 0) line.text()[line.length() - 1] = '\0';
+            keepOffset = line.text()[0] == '\0' || line.text()[0] == ';';
+            end_ = line.offset();
+            if (end_ > std::numeric_limits<unsigned int>::max()) return false;
+            if (!keepOffset && take(line.text(), edit)) return true;
+        }
+        atEnd(end_, edit);
+        return ferror(file) == 0;
+    }
+
+  private:
+    static void replace(Edit& edit, std::size_t from, std::size_t to, bool leadingNewline) {
+        edit = {Edit::Kind::replace, static_cast<unsigned int>(from), static_cast<unsigned int>(to),
+                leadingNewline};
+    }
+
+    // True when the place is found, or there is nothing to do.
+    bool take(char* line, Edit& edit) {
+        if (!inSection_) {
+            inSection_ = opensSection(line, section_);
+            sectionStart_ = offset_;
+            return false;
+        }
+        return line[0] == '[' ? takeNextHeader(edit) : takeKeyLine(line, edit);
+    }
+
+    bool takeNextHeader(Edit& edit) const {
+        if (key_ == nullptr) {
+            replace(edit, sectionStart_, offset_, false);
+        } else if (value_ != nullptr) {
+            replace(edit, offset_, offset_, false);
+        }
+        return true;
+    }
+
+    bool takeKeyLine(char* line, Edit& edit) {
+        char* equals = strchr(line, '=');
+        if (equals == nullptr) return false;
+        ++keyCount_;
+        trimEnd(line, equals);
+        if (key_ == nullptr || strcmp(line, key_) != 0) return false;
+        // The blank line after the section's header stays when its first key is replaced.
+        replace(edit, offset_, end_, keyCount_ < 2);
+        return true;
+    }
+
+    void atEnd(std::size_t end, Edit& edit) const {
+        if (key_ == nullptr) {
+            if (inSection_) replace(edit, sectionStart_, end, false);
+        } else if (value_ != nullptr) {
+            edit.kind = inSection_ ? Edit::Kind::append : Edit::Kind::appendSection;
+        }
+    }
+
+    const char* section_;
+    const char* key_;
+    const char* value_;
+    bool inSection_ = false;
+    unsigned int keyCount_ = 0;
+    std::size_t sectionStart_ = 0;
+    std::size_t offset_ = 0;
+    std::size_t end_ = 0;
+};
+
+/// A file in the making beside the one whose name it is to take, so that neither a full disk nor a
+/// kill leaves half a file. Removed unless it takes the name.
+class NewFile {
+  public:
+    explicit NewFile(const std::string& target) : target_(target), name_(target + ".XXXXXX") {
+        const int made = mkostemp(name_.data(), O_CLOEXEC);
+        isThere_ = made >= 0;
+        varnock::FileDescriptor file = varnock::awayFromStandardStreams(made);
+        if (file) stream_.reset(fdopen(file.get(), "r+e"));
+        if (stream_) file.release();
+    }
+    ~NewFile() {
+        if (isThere_) unlink(name_.c_str());
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    /// Null when none can be made.
+    FILE* stream() const { return stream_.get(); }
+    /// Puts on the disk what was written.
+    bool finish() {
+        return fflush(stream_.get()) == 0 && fsync(fileno(stream_.get())) == 0 &&
+               varnock::closeWritten(std::move(stream_));
+    }
+    /// Takes the target's place. REQUIRES: finish().
+    bool replaceTarget() { return took(rename(name_.c_str(), target_.c_str())); }
+    /// Takes the target's name unless there is a file of this name. REQUIRES: finish().
+    bool becomeTarget() {
+        return took(
+            renameat2(AT_FDCWD, name_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE));
+    }
+
+  private:
+    bool took(int result) {
+        if (result != 0) return false;
+        isThere_ = false;
+        varnock::syncDirectoryOf(target_.c_str());
+        return true;
+    }
+
+    std::string target_;
+    std::string name_;
+    FileStream stream_;
+    bool isThere_ = false;
+};
+
+/// The file that a change is made in: a copy that takes the original's place. Where no copy can be
+/// made, the original itself.
+class EditedFile {
+  public:
+    explicit EditedFile(const char* fileName)
+        : original_(varnock::openRegularFile(fileName, "r+e")) {
+        if (!original_) return;
+        const std::unique_ptr<char, decltype(&free)> resolved(realpath(fileName, nullptr), free);
+        if (resolved) makeCopy(resolved.get());
+    }
+
+    bool isOpen() const { return original_ != nullptr; }
+    /// False when there is no room for a copy: then there is none for the change either.
+    bool isReady() const { return !isFull_; }
+    FILE* stream() const { return copy_ ? copy_->stream() : original_.get(); }
+
+    /// Makes the change the file's contents.
+    bool commit() {
+        if (!copy_) return varnock::closeWritten(std::move(original_));
+        return copy_->finish() && copy_->replaceTarget();
+    }
+
+  private:
+    void makeCopy(const char* target) {
+        copy_.emplace(target);
+        const int descriptor = copy_->stream() != nullptr ? fileno(copy_->stream()) : -1;
+        struct stat status {};
+        const bool alike = descriptor >= 0 && fstat(fileno(original_.get()), &status) == 0 &&
+                           fchown(descriptor, status.st_uid, status.st_gid) == 0 &&
+                           fchmod(descriptor, status.st_mode & 07777U) == 0;
+        isFull_ = alike && !copyContents(descriptor);
+        if (!alike || isFull_) copy_.reset();
+    }
+
+    bool copyContents(int target) const {
+        const int source = fileno(original_.get());
+        char buffer[16384];
+        off_t offset = 0;
+        for (;;) {
+            const ssize_t got = pread(source, buffer, sizeof buffer, offset);
+            if (got <= 0) return got == 0;
+            if (!varnock::writeAt(target, buffer, static_cast<std::size_t>(got), offset))
+                return false;
+            offset += got;
+        }
+    }
+
+    FileStream original_;
+    std::optional<NewFile> copy_;
+    bool isFull_ = false;
+};
+
+// After a failure: what is still in the buffer must not reach the file at its closing.
+void cutBack(FILE* file, std::size_t size) {
+    __fpurge(file);
+    if (ftruncate(fileno(file), static_cast<off_t>(size)) != 0) {
+        traceAt(1, "WritePrivateProfileString: ## WARNING: cannot cut the file: %s\n",
+                strerror(errno));
+    }
+}
+
+bool endsInNewline(FILE* file) {
+    return fseek(file, -1, SEEK_END) != 0 || fgetc(file) == '\n';
+}
+
+bool writeAtEnd(FILE* file, const Edit& edit, const char* section, const char* key,
+                const char* value) {
+    const bool existing = edit.kind == Edit::Kind::append;
+    const bool missingNewline = existing && !endsInNewline(file);
+    const std::optional<std::size_t> size = fileSize(file);
+    if (!size || ferror(file) != 0 || fseek(file, 0, SEEK_END) != 0) return false;
+    const bool opened =
+        existing ? !missingNewline || writeText(file, "\n")
+                 : writeText(file, "\n[") && writeText(file, section) && writeText(file, "]\n\n");
+    const bool written = opened && writeKeyLine(file, key, value) && fflush(file) == 0;
+    if (!written) cutBack(file, *size);
+    return written;
+}
+
+bool apply(FILE* file, const Edit& edit, const char* section, const char* key, const char* value) {
+    if (edit.kind == Edit::Kind::replace) {
+        return CSysBase::WriteLines(file, edit.from, edit.to, value != nullptr ? key : nullptr,
+                                    value, edit.leadingNewline ? 1 : 0) != 0;
+    }
+    return writeAtEnd(file, edit, section, key, value);
+}
+
+int traceAppendError() {
+    traceAt(1, "WritePrivateProfileString: ## WARNING: append open error: %s\n", strerror(errno));
+    return 0;
+}
+
+int appendToFile(const char* section, const char* key, const char* value, const char* fileName) {
+    FileStream file(fopen(fileName, "ae"));
+    if (!file) return traceAppendError();
+    const Edit edit{Edit::Kind::appendSection, 0, 0, false};
+    const bool written =
+        fchmod(fileno(file.get()), 0644) == 0 && writeAtEnd(file.get(), edit, section, key, value);
+    return varnock::closeWritten(std::move(file)) && written ? 1 : 0;
+}
+
+int createFile(const char* section, const char* key, const char* value, const char* fileName) {
+    NewFile file(fileName);
+    // A directory without the right to make a file in tells so, and a name that is too long for the
+    // longer one still has a chance.
+    if (file.stream() == nullptr) return appendToFile(section, key, value, fileName);
+    const Edit edit{Edit::Kind::appendSection, 0, 0, false};
+    if (fchmod(fileno(file.stream()), 0644) != 0 ||
+        !writeAtEnd(file.stream(), edit, section, key, value) || !file.finish()) {
+        return 0;
+    }
+    // There is a file by now, or a link that leads nowhere yet.
+    return file.becomeTarget() ? 1 : appendToFile(section, key, value, fileName);
+}
+
+int changeFile(const char* section, const char* key, const char* value, const char* fileName) try {
+    const varnock::CancellationGuard wholeChange;
+    EditedFile file(fileName);
+    if (!file.isOpen()) {
+        if (key == nullptr || value == nullptr) return 1;
+        return access(fileName, F_OK) == 0 ? traceAppendError()
+                                           : createFile(section, key, value, fileName);
+    }
+    if (!file.isReady()) return 0;
+    Edit edit;
+    if (!EditSearch(section, key, value).run(file.stream(), edit)) return 0;
+    if (edit.kind == Edit::Kind::none) return 1;
+    return apply(file.stream(), edit, section, key, value) && file.commit() ? 1 : 0;
+} catch (const std::bad_alloc&) {
+    return 0;
+}
+
+}  // namespace
+
+unsigned int CSysBase::GetPrivateProfileString(const char* section, const char* key,
+                                               const char* defaultValue, char* out,
+                                               unsigned int size, const char* fileName) {
+    if (out == nullptr || fileName == nullptr || size == 0) return 0;
+    out[0] = '\0';
+    if (size == 1) return 0;
+    Result result(out, size);
+    const FileStream file = varnock::openRegularFile(fileName, "re");
+    if (!file) {
+        traceAt(4, "GetPrivateProfileString: Cannot open %s\n", fileName);
+        out[1] = '\0';
+        return copyDefault(section, key, defaultValue, out, size);
+    }
+    Search search(section, key, result);
+    LineReader line(file.get());
+    while (result.hasRoom() && line.next() && search.take(line.text())) {
+    }
+    if (section == nullptr || key == nullptr) return result.finishList();
+    return search.foundValue() ? result.finishValue()
+                               : copyDefault(section, key, defaultValue, out, size);
+}
+
+int CSysBase::WritePrivateProfileString(const char* section, const char* key, const char* value,
+                                        const char* fileName) {
+    if (section == nullptr) {
+        traceAt(4, "WritePrivateProfileString: ## WARNING: invalid pointer to AppName\n");
+        return 0;
+    }
+    if (fileName == nullptr) {
+        traceAt(4, "WritePrivateProfileString: ## WARNING: invalid pointer to FileName\n");
+        return 0;
+    }
+    traceAt(4, "WritePrivateProfileString(%s, %s, %s, %s)\n", section,
+            key != nullptr ? key : "<nil>", value != nullptr ? value : "<nil>", fileName);
+    int result = 0;
+    if (holdsNewline(section) || holdsNewline(key) || holdsNewline(value)) {
+        traceAt(4, "WritePrivateProfileString: ## WARNING: a name or value holds a newline\n");
+    } else {
+        result = changeFile(section, key, value, fileName);
+    }
+    traceAt(4, "WritePrivateProfileString rc=0x%04x\n", static_cast<unsigned int>(result));
+    return result;
+}
+
+int CSysBase::WriteLines(FILE* file, unsigned int from, unsigned int to, const char* key,
+                         const char* value, int leadingNewline) {
+    const varnock::CancellationGuard wholeChange;
+    const std::optional<std::size_t> size = file != nullptr ? fileSize(file) : std::nullopt;
+    if (!size || *size > std::numeric_limits<unsigned int>::max() || from > to || to > *size) {
+        return 0;
+    }
+    const bool withLine = key != nullptr && value != nullptr;
+    const std::size_t added =
+        (leadingNewline != 0 ? 1 : 0) + (withLine ? strlen(key) + 1 + strlen(value) + 1 : 0);
+    const std::size_t tailSize = *size - to;
+    const std::size_t newSize = from + added + tailSize;
+    const std::unique_ptr<char, decltype(&free)> tail(static_cast<char*>(malloc(tailSize + 1)),
+                                                      free);
+    if (!tail || fseek(file, static_cast<long>(to), SEEK_SET) != 0 ||
+        fread(tail.get(), 1, tailSize, file) != tailSize) {
+        return 0;
+    }
+    // The room must be there before the first byte is overwritten: a full disk would cost the tail.
+    if (newSize > *size && posix_fallocate(fileno(file), 0, static_cast<off_t>(newSize)) != 0) {
+        cutBack(file, *size);
+        return 0;
+    }
+    const bool written = fseek(file, static_cast<long>(from), SEEK_SET) == 0 &&
+                         (leadingNewline == 0 || writeText(file, "\n")) &&
+                         (!withLine || writeKeyLine(file, key, value)) &&
+                         fwrite(tail.get(), 1, tailSize, file) == tailSize && fflush(file) == 0;
+    return written && ftruncate(fileno(file), static_cast<off_t>(newSize)) == 0 ? 1 : 0;
+}
+
+int CSysBase::GetSystemDirectory(char* buffer, unsigned int size) {
+    if (buffer == nullptr || size == 0) return 0;
+    strncpy(buffer, varnock::systemDirectory().c_str(), size);
+    buffer[size - 1] = '\0';
+    return 1;
+}
+
+char* CSysBase::StringToUpper(char* text) {
+    for (char* c = text; c != nullptr && *c != '\0'; ++c) {
+        if (*c >= 'a' && *c <= 'z') *c = static_cast<char>(*c - 'a' + 'A');
+    }
+    return text;
+}
+
+void CSysBase::Sleep(unsigned int milliseconds) {
+    varnock::Clock::instance().sleepFor(std::chrono::milliseconds(milliseconds));
+}
+
+unsigned int CSysBase::GetLastError() {
+    return static_cast<unsigned int>(errno);
+}
+
+int CSysBase::CloseHandle(int descriptor) {
+    return close(descriptor) == 0 ? 1 : 0;
+}
+
+unsigned int GetPrivateProfileString(const char* section, const char* key, const char* defaultValue,
+                                     char* out, unsigned int size, const char* fileName) {
+    return CSysBase::GetPrivateProfileString(section, key, defaultValue, out, size, fileName);
+}
+
+int WritePrivateProfileString(const char* section, const char* key, const char* value,
+                              const char* fileName) {
+    return CSysBase::WritePrivateProfileString(section, key, value, fileName);
+}
+
+int GetSystemDirectory(char* buffer, unsigned int size) {
+    return CSysBase::GetSystemDirectory(buffer, size);
+}
+
+char* _strupr(char* text) {
+    return CSysBase::StringToUpper(text);
+}
+
+void Sleep(unsigned int milliseconds) {
+    CSysBase::Sleep(milliseconds);
+}
+
+unsigned int GetLastError() {
+    return CSysBase::GetLastError();
+}
+
+int CloseHandle(int descriptor) {
+    return CSysBase::CloseHandle(descriptor);
+}

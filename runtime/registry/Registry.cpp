@@ -1,0 +1,479 @@
+#include "runtime/Registry.h"
+
+#include <errno.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <new>
+
+#include "runtime/ProfileFile.h"
+#include "runtime/threads/Cancellation.h"
+#include "runtime/trace/TraceAt.h"
+
+namespace {
+
+using varnock::traceAt;
+
+constexpr long success = 0;
+constexpr long invalid = EINVAL;
+constexpr long noData = ENODATA;
+constexpr long createFailed = -1;
+// The low 32 bits all ones, the high ones zero: a positive number here.
+constexpr long openFailed = 0xFFFFFFFFL;
+
+constexpr const char* uuidPath =
+    "SYSTEM\\CurrentControlSet\\Control\\UUID\\C3681B60-0D26-11D3-8319-00A0C9B61E25";
+
+const char* shown(const char* text) {
+    return text != nullptr ? text : "(null)";
+}
+
+bool isText(unsigned int type) {
+    return type == REGISTRY_STRING || type == REGISTRY_EXPAND;
+}
+
+// The first separator of a path by the rule of walking it; null when it has none.
+const char* separatorIn(const char* path) {
+    const char* backslash = strchr(path, '\\');
+    return backslash != nullptr ? backslash : strchr(path, '/');
+}
+
+// Takes the first component off the front of a path.
+std::string takeComponent(const char*& path) {
+    const char* separator = separatorIn(path);
+    std::string component(path, separator != nullptr ? separator : path + strlen(path));
+    path = separator != nullptr ? separator + 1 : path + component.size();
+    return component;
+}
+
+CRegistryNode* subkeyOf(CRegistryNode* node, const char* name) {
+    void* value = nullptr;
+    return node->find(name, value) == REGISTRY_KEY ? static_cast<CRegistryNode*>(value) : nullptr;
+}
+
+// Null when a component is missing or no key.
+CRegistryNode* walk(CRegistryNode* node, const char* path) {
+    while (node != nullptr && *path != '\0') {
+        node = subkeyOf(node, takeComponent(path).c_str());
+    }
+    return node;
+}
+
+CRegistryNode* createSubkey(CRegistryNode* node, const char* name) {
+    void* value = nullptr;
+    const unsigned int type = node->find(name, value);
+    if (type != 0) return type == REGISTRY_KEY ? static_cast<CRegistryNode*>(value) : nullptr;
+    auto fresh = std::make_unique<CRegistryNode>();
+    node->put(name, REGISTRY_KEY, fresh.get());
+    CRegistry::MIsDirty = 1;
+    return fresh.release();
+}
+
+// Null when a component is a value. An empty component, as a separator at the end leaves it, ends
+// the walk.
+CRegistryNode* walkAndCreate(CRegistryNode* node, const char* path) {
+    while (node != nullptr && *path != '\0') {
+        const std::string component = takeComponent(path);
+        if (component.empty()) break;
+        node = createSubkey(node, component.c_str());
+    }
+    return node;
+}
+
+// Replaces %NAME% by the environment's value; two adjacent percent signs are one, and the text
+// behind one that stays open is taken as it is.
+std::string expand(const char* text) {
+    std::string out;
+    for (;;) {
+        const char* open = strchr(text, '%');
+        if (open == nullptr) return out.append(text);
+        out.append(text, open);
+        const char* close = strchr(open + 1, '%');
+        if (close == nullptr) return out.append(open + 1);
+        const std::string name(open + 1, close);
+        const char* value = name.empty() ? "%" : getenv(name.c_str());
+        out.append(value != nullptr ? value : "");
+        text = close + 1;
+    }
+}
+
+// Copies as much as fits, terminated; REQUIRES size > 0.
+void copyText(char* out, unsigned int size, const char* text) {
+    strncpy(out, text, size);
+    out[size - 1] = '\0';
+}
+
+// A pointer that another thread may be clearing, as it removes the root key.
+CRegistryNode* readRoot(CRegistryNode* const& root) {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    return root;
+}
+
+long erase(CRegistryNode& node, const char* name) {
+    if (!node.erase(name)) return invalid;
+    CRegistry::MIsDirty = 1;
+    return success;
+}
+
+/// The entry of a key at an index among those that pass.
+template <typename Passes>
+unsigned int entryAmong(CRegistryNode& node, unsigned int index, Passes passes, const char*& name,
+                        void*& value) {
+    for (unsigned int i = 0; i < node.entries(); ++i) {
+        const unsigned int type = node.entryAt(i, name, value);
+        if (passes(type) && index-- == 0) return type;
+    }
+    return 0;
+}
+
+void giveName(const char* name, char* out, unsigned int* length) {
+    if (out == nullptr || length == nullptr || *length == 0) return;
+    copyText(out, *length, name);
+    *length = static_cast<unsigned int>(strlen(out));
+}
+
+void giveClass(char* out, unsigned int* length) {
+    if (out == nullptr || length == nullptr || *length == 0) return;
+    *out = '\0';
+    *length = 0;
+}
+
+void giveData(unsigned int type, const void* value, unsigned char* out, unsigned int* length) {
+    if (length == nullptr) return;
+    unsigned int number = 0;
+    const void* data = CRegistryNode::valueData(type, value, number);
+    const unsigned int size = CRegistryNode::valueSize(type, value);
+    const unsigned int fits = std::min(size, *length);
+    if (out != nullptr && *length > 0) {
+        if (fits > 0) memcpy(out, data, fits);
+        if (isText(type)) out[fits > 0 ? fits - 1 : 0] = '\0';
+    }
+    *length = size;
+}
+
+}  // namespace
+
+CRegistry::CRegistry() {
+    InitClass();
+}
+
+CRegistry::CRegistry(CRegistryNode*& key) : CRegistry() {
+    currentKey_ = readRoot(key);
+}
+
+CRegistry::CRegistry(const char* path, CRegistryNode*& root, int access) : CRegistry() {
+    Open(path, readRoot(root), access);
+}
+
+CRegistry::CRegistry(const CRegistry& other) : CRegistry() {
+    *this = other;
+}
+
+CRegistry& CRegistry::operator=(const CRegistry& other) {
+    if (this == &other) return *this;
+    currentKey_ = other.currentKey_;
+    try {
+        openedPath_ = other.openedPath_;
+    } catch (const std::bad_alloc&) {
+        openedPath_.clear();
+    }
+    return *this;
+}
+
+CRegistry::~CRegistry() noexcept(false) {
+    const varnock::CancellationGuard uncancelled;
+    try {
+        FreeClass();
+    } catch (int) {
+        if (std::uncaught_exceptions() == 0) throw;
+    }
+}
+
+void CRegistry::FreeClass() {
+    valueBuffer_ = std::string();
+    openedPath_ = std::string();
+    SaveTree();
+}
+
+// Keeps no exception: a walk that runs out of memory is a failure like any other.
+long CRegistry::openPath(const char* path, CRegistryNode* root) {
+    try {
+        const CriticalSectionGuard guard(MSpinlock);
+        CRegistryNode* const node = walk(root != nullptr ? root : &MRoot, path);
+        if (node == nullptr) return openFailed;
+        openedPath_ = path;
+        currentKey_ = node;
+        return success;
+    } catch (const std::bad_alloc&) {
+        traceAt(2, "\nCRegistry::Open ##ERROR while opening !!!\n");
+        return openFailed;
+    }
+}
+
+long CRegistry::Open(const char* path, CRegistryNode* root, int /*access*/) {
+    traceAt(2, "\nCRegistry::Open \"%s\", hKey = %d\n", shown(path),
+            static_cast<int>(reinterpret_cast<std::intptr_t>(root)));
+    currentKey_ = nullptr;
+    openedPath_.clear();
+    status_ = openPath(path != nullptr ? path : "", root);
+    return status_;
+}
+
+long CRegistry::CreateKey(CRegistryNode* root, const char* path, int, int) {
+    traceAt(2, "CRegistry::CreateKey \"%s\"\n", shown(path));
+    try {
+        const CriticalSectionGuard guard(MSpinlock);
+        CRegistryNode* start = root != nullptr ? root : currentKey_;
+        CRegistryNode* node = walkAndCreate(start, path != nullptr ? path : "");
+        if (node == nullptr) return createFailed;
+        currentKey_ = node;
+        return success;
+    } catch (const std::bad_alloc&) {
+        traceAt(2, "\nCRegistry::Open ##ERROR while opening !!!\n");
+        return createFailed;
+    }
+}
+
+int CRegistry::Close() {
+    return KeepKeyHandle() != nullptr ? 1 : 0;
+}
+
+CRegistryNode* CRegistry::KeepKeyHandle() {
+    CRegistryNode* key = currentKey_;
+    currentKey_ = nullptr;
+    return key;
+}
+
+long CRegistry::DeleteKey(const char* name) {
+    traceAt(2, "CRegistry::DeleteKey \"%s\"\n", shown(name));
+    if (currentKey_ == nullptr || name == nullptr) return invalid;
+    const CriticalSectionGuard guard(MSpinlock);
+    void* value = nullptr;
+    if (currentKey_->find(name, value) != REGISTRY_KEY) return invalid;
+    return erase(*currentKey_, name);
+}
+
+long CRegistry::DeleteValue(const char* name) {
+    traceAt(2, "CRegistry::DeleteValue \"%s\"\n", shown(name));
+    if (currentKey_ == nullptr || name == nullptr) return invalid;
+    const CriticalSectionGuard guard(MSpinlock);
+    return erase(*currentKey_, name);
+}
+
+long CRegistry::NoOfSubKeys(unsigned int* count) {
+    if (currentKey_ == nullptr || count == nullptr) return invalid;
+    const CriticalSectionGuard guard(MSpinlock);
+    *count = 0;
+    for (unsigned int i = 0; i < currentKey_->entries(); ++i) {
+        const char* name = nullptr;
+        void* value = nullptr;
+        if (currentKey_->entryAt(i, name, value) == REGISTRY_KEY) ++*count;
+    }
+    return success;
+}
+
+long CRegistry::EnumKey(char* name, unsigned int* nameLen, unsigned int index, char* cls,
+                        unsigned int* clsLen) {
+    if (currentKey_ == nullptr) return invalid;
+    const CriticalSectionGuard guard(MSpinlock);
+    const char* found = nullptr;
+    void* value = nullptr;
+    const auto isKey = [](unsigned int type) { return type == REGISTRY_KEY; };
+    if (entryAmong(*currentKey_, index, isKey, found, value) == 0) return noData;
+    giveName(found, name, nameLen);
+    giveClass(cls, clsLen);
+    return success;
+}
+
+long CRegistry::EnumKey(char* name, unsigned int nameLen, unsigned int index, char* cls,
+                        unsigned int clsLen) {
+    return EnumKey(name, &nameLen, index, cls, &clsLen);
+}
+
+long CRegistry::EnumVal(char* name, unsigned int* nameLen, unsigned int index,
+                        unsigned int /*type*/, unsigned char* data, unsigned int* dataLen) {
+    if (currentKey_ == nullptr) return invalid;
+    const CriticalSectionGuard guard(MSpinlock);
+    const char* found = nullptr;
+    void* value = nullptr;
+    const auto isValue = [](unsigned int type) {
+        return type >= REGISTRY_STRING && type <= REGISTRY_NUMBER;
+    };
+    const unsigned int type = entryAmong(*currentKey_, index, isValue, found, value);
+    if (type == 0) return noData;
+    giveName(found, name, nameLen);
+    giveData(type, value, data, dataLen);
+    return success;
+}
+
+long CRegistry::EnumVal(char* name, unsigned int nameLen, unsigned int index, unsigned int type,
+                        unsigned char* data, unsigned int dataLen) {
+    return EnumVal(name, &nameLen, index, type, data, &dataLen);
+}
+
+int CRegistry::SetValue(const char* name, const unsigned char* data, unsigned int size,
+                        unsigned int type, CRegistryNode* key) {
+    traceAt(2, "CRegistry::SetValue \"%s\" %d %d\n", shown(name), static_cast<int>(size),
+            static_cast<int>(type));
+    const CriticalSectionGuard guard(MSpinlock);
+    // Before anything else: an attempt that fails makes the next destruction save, too.
+    MIsDirty = 1;
+    CRegistryNode* node = key != nullptr ? key : currentKey_;
+    const bool isNumber = type == REGISTRY_NUMBER;
+    if (node == nullptr || name == nullptr || (data == nullptr && size > 0) ||
+        type < REGISTRY_STRING || type > REGISTRY_NUMBER || (isNumber && size != 4)) {
+        return 0;
+    }
+    void* value = CRegistryNode::makeValue(type, data, size);
+    if (value == nullptr && !isNumber) return 0;
+    try {
+        node->put(name, type, value);
+        return 1;
+    } catch (const std::bad_alloc&) {
+        if (!isNumber) delete[] static_cast<unsigned char*>(value);
+        return 0;
+    }
+}
+
+long CRegistry::SetValue(const char* name, const char* text) {
+    if (text == nullptr) {
+        const CriticalSectionGuard guard(MSpinlock);
+        MIsDirty = 1;  // as for every attempt that fails
+        return invalid;
+    }
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+    const int set = SetValue(name, bytes, static_cast<unsigned int>(strlen(text)),
+                             static_cast<unsigned int>(REGISTRY_STRING));
+    return set != 0 ? success : invalid;
+}
+
+long CRegistry::SetValue(const char* name, unsigned int number) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(&number);
+    const int set =
+        SetValue(name, bytes, sizeof number, static_cast<unsigned int>(REGISTRY_NUMBER));
+    return set != 0 ? success : invalid;
+}
+
+unsigned int CRegistry::GetValueSize(const char* name, CRegistryNode* key) {
+    CRegistryNode* node = key != nullptr ? key : currentKey_;
+    if (node == nullptr) return 0;
+    const CriticalSectionGuard guard(MSpinlock);
+    void* value = nullptr;
+    const unsigned int type = node->find(name, value);
+    return type <= REGISTRY_NUMBER ? CRegistryNode::valueSize(type, value) : 0;
+}
+
+// Hands the data of a value, as it is read, to `take`, which returns whether it is what it wants.
+// False without such a value, and when memory runs out.
+template <typename Take>
+bool CRegistry::read(const char* name, CRegistryNode* key, Take take) try {
+    CRegistryNode* node = key != nullptr ? key : currentKey_;
+    if (node == nullptr) return false;
+    const CriticalSectionGuard guard(MSpinlock);
+    void* value = nullptr;
+    const unsigned int type = node->find(name, value);
+    if (type == 0 || type > REGISTRY_NUMBER) return false;
+    unsigned int number = 0;
+    const void* data = CRegistryNode::valueData(type, value, number);
+    unsigned int size = CRegistryNode::valueSize(type, value);
+    std::string expanded;
+    if (type == REGISTRY_EXPAND && expand_ == 1 && size > 0) {
+        expanded = expand(static_cast<const char*>(data));
+        data = expanded.c_str();
+        size = static_cast<unsigned int>(expanded.size() + 1);
+    }
+    const bool taken = take(type, static_cast<const char*>(data), size);
+    valueSize_ = size;
+    valueType_ = type;
+    return taken;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+char* CRegistry::GetValue(const char* name, CRegistryNode* key) {
+    const auto keep = [this](unsigned int, const char* data, unsigned int size) {
+        valueBuffer_.assign(data, size);
+        return true;
+    };
+    return read(name, key, keep) ? valueBuffer_.data() : nullptr;
+}
+
+// As read(), with the codes and the status of QueryValue().
+template <typename Take>
+long CRegistry::query(const char* name, CRegistryNode* key, Take take) {
+    if (key == nullptr && currentKey_ == nullptr) return status_ = invalid;
+    return status_ = read(name, key, take) ? success : noData;
+}
+
+long CRegistry::QueryValue(std::string& out, const char* name, CRegistryNode* key) {
+    return query(name, key, [&out](unsigned int type, const char* data, unsigned int size) {
+        if (!isText(type)) return false;
+        out.assign(data, size > 0 ? size - 1 : 0);
+        return true;
+    });
+}
+
+long CRegistry::QueryValue(char* out, const char* name, unsigned int* size, CRegistryNode* key) {
+    if (out == nullptr || size == nullptr || *size == 0) return status_ = invalid;
+    return query(name, key, [=](unsigned int type, const char* data, unsigned int available) {
+        if (!isText(type)) return false;
+        copyText(out, *size, available > 0 ? data : "");
+        *size = static_cast<unsigned int>(strlen(out) + 1);
+        return true;
+    });
+}
+
+long CRegistry::QueryValue(char* out, const char* name, unsigned int size, CRegistryNode* key) {
+    return QueryValue(out, name, &size, key);
+}
+
+long CRegistry::QueryValue(unsigned int* out, const char* name, CRegistryNode* key) {
+    if (out == nullptr) return status_ = invalid;
+    return query(name, key, [out](unsigned int type, const char* data, unsigned int) {
+        if (type != REGISTRY_NUMBER) return false;
+        memcpy(out, data, sizeof *out);
+        return true;
+    });
+}
+
+long CRegistry::OpenPointerKey(const char* keyPath, const char* valueName, CRegistryNode* root,
+                               int access) {
+    traceAt(2, "CRegistry::OpenPointer \"%s\"\n", shown(keyPath));
+    if (Open(keyPath, root, access) != success) return createFailed;
+    const char* value = GetValue(valueName);
+    const bool isPointer = value != nullptr && isText(valueType_);
+    Close();
+    status_ = openFailed;
+    const char* separator = isPointer ? separatorIn(value) : nullptr;
+    if (separator == nullptr) return status_;
+    try {
+        std::string rootName(value, separator);
+        _strupr(rootName.data());
+        return Open((rootName + separator).c_str(), &MRoot, access);
+    } catch (const std::bad_alloc&) {
+        return status_;
+    }
+}
+
+long CRegistry::OpenUUIDPointer(const char* valueName, CRegistryNode* root, int access, const char*,
+                                int) {
+    return OpenPointerKey(uuidPath, valueName, root, access);
+}
+
+bool CRegistry::GetProductRegistryRoot(std::string& out, const char* valueName) {
+    bool found = false;
+    // Once more after a failure: the first try may have been the one that loaded the tree.
+    for (int attempt = 0; attempt < 2 && !found; ++attempt) {
+        try {
+            CRegistry key(uuidPath, MLocalMachine);
+            found = key.currentKey_ != nullptr && key.QueryValue(out, valueName) == success;
+        } catch (int) {
+            // The tree could not be saved, which has been printed; what was read counts.
+        }
+    }
+    return found;
+}

@@ -1,0 +1,394 @@
+// Loading and saving the tree of the registry.
+#include "runtime/registry/RegistryTree.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <functional>
+#include <new>
+#include <string>
+
+#include "runtime/Debug.h"
+#include "runtime/Registry.h"
+#include "runtime/files/FileDescriptor.h"
+#include "runtime/files/FileStream.h"
+#include "runtime/files/PlatformPaths.h"
+#include "runtime/threads/Cancellation.h"
+#include "runtime/trace/TraceAt.h"
+
+namespace {
+
+using varnock::FileDescriptor;
+using varnock::FileStream;
+
+constexpr mode_t fileMode = 0644;
+/// Nobody else can open a file that is being written, and so hold its lock for ever.
+constexpr mode_t newFileMode = 0600;
+
+constinit std::atomic<bool> ended{false};
+
+/// Objects look at it before they take the lock.
+std::atomic_ref<int> isSetup() {
+    return std::atomic_ref<int>(CRegistry::MIsSetup);
+}
+
+// Guarded by CRegistry::MSpinlock.
+char currentPath[4096];
+char backupPath[4096];
+char newPath[4096];
+/// UpdateTree() is at work: it saves at its end, and holds the file's lock already.
+bool updating = false;
+
+struct RootKey {
+    const char* name;
+    CRegistryNode** key;
+};
+const RootKey rootKeys[] = {{"HKEY_LOCAL_MACHINE", &CRegistry::MLocalMachine},
+                            {"HKEY_CURRENT_USER", &CRegistry::MCurrentUser},
+                            {"HKEY_USERS", &CRegistry::MUsers},
+                            {"HKEY_CLASSES_ROOT", &CRegistry::MClassesRoot},
+                            {"HKEY_CURRENT_CONFIG", &CRegistry::MCurrentConfig}};
+
+// A path that does not fit names no file: cut, it could name another one of the three.
+void setPath(char (&path)[4096], const std::string& directory, const char* name) {
+    const int length = snprintf(path, sizeof path, "%s/%s", directory.c_str(), name);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) path[0] = '\0';
+}
+
+void buildPaths() {
+    const std::string directory = varnock::systemDirectory();
+    setPath(currentPath, directory, "registry");
+    setPath(backupPath, directory, "registry.old");
+    setPath(newPath, directory, "registry.new");
+}
+
+void findRootKeys() {
+    for (const RootKey& root : rootKeys) {
+        void* node = nullptr;
+        const unsigned int type = CRegistry::MRoot.find(root.name, node);
+        *root.key = type == REGISTRY_KEY ? static_cast<CRegistryNode*>(node) : nullptr;
+    }
+}
+
+/// Messages are printed after the lock has been left: whoever reads standard error may be slow.
+struct LoadResult {
+    bool isMissing = false;
+    bool isBackupMissing = false;
+    char path[4096] = {};
+    char backup[4096] = {};
+    CRegistryNode::Warnings warnings;
+};
+
+void trace(const CRegistryNode::Warnings& warnings) {
+    for (const std::string& warning : warnings) varnock::traceAt(1, "%s", warning.c_str());
+}
+
+void removeAll() {
+    while (CRegistry::MRoot.entries() > 0) {
+        const char* name = nullptr;
+        void* value = nullptr;
+        CRegistry::MRoot.entryAt(CRegistry::MRoot.entries() - 1, name, value);
+        CRegistry::MRoot.erase(std::string(name).c_str());
+    }
+}
+
+// False when the file cannot be read to its end; nothing of it stays in the tree then, since a part
+// of a tree must never replace the file.
+bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
+    const FileStream file = varnock::openRegularFile(path, "re");
+    if (!file) return false;
+    CRegistry::MRoot.restore(file.get(), warnings);
+    if (ferror(file.get()) == 0) return true;
+    removeAll();
+    return false;
+}
+
+bool restoreTree(LoadResult& result) {
+    if (!restoreFrom(currentPath, result.warnings)) {
+        result.isMissing = true;
+        memcpy(result.path, currentPath, sizeof currentPath);
+        if (!restoreFrom(backupPath, result.warnings)) {
+            result.isBackupMissing = true;
+            memcpy(result.backup, backupPath, sizeof backupPath);
+            return false;
+        }
+    }
+    findRootKeys();
+    isSetup().store(1);
+    return true;
+}
+
+void load(LoadResult& result) {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    if (isSetup().load() != 0) return;
+    const varnock::CancellationGuard wholeTree;
+    buildPaths();
+    restoreTree(result);
+}
+
+bool isStillAt(const FileDescriptor& file, const char* path) {
+    struct stat opened {};
+    struct stat named {};
+    return fstat(file.get(), &opened) == 0 && lstat(path, &named) == 0 &&
+           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
+// Waits until no other process has the file, through the host's signals.
+bool lock(const FileDescriptor& file) {
+    int result = 0;
+    do {
+        result = flock(file.get(), LOCK_EX);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+// Opens the new file for this process alone. Another process may have put the file it waits for in
+// place meanwhile, so the name is looked at again under the lock.
+FileStream openNewFile() {
+    constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    for (;;) {
+        FileDescriptor file = varnock::awayFromStandardStreams(open(newPath, flags, newFileMode));
+        if (!file || !lock(file)) return nullptr;
+        if (!isStillAt(file, newPath)) continue;
+        FileStream stream(ftruncate(file.get(), 0) == 0 ? fdopen(file.get(), "we") : nullptr);
+        if (stream) {
+            file.release();
+        } else {
+            const int error = errno;
+            unlink(newPath);
+            errno = error;
+        }
+        return stream;
+    }
+}
+
+// For file systems without links. Without a tree in place of the old one, that comes back.
+bool replaceByRenames() {
+    if (rename(currentPath, backupPath) != 0) return false;
+    if (rename(newPath, currentPath) == 0) return true;
+    const int error = errno;
+    rename(backupPath, currentPath);
+    errno = error;
+    return false;
+}
+
+// Puts the new file in place and keeps the file before as the backup. A link leaves the name
+// "registry" in place all the time.
+bool replaceTree() {
+    if (access(currentPath, F_OK) == 0) {
+        unlink(backupPath);
+        if (link(currentPath, backupPath) != 0) return replaceByRenames();
+    }
+    return rename(newPath, currentPath) == 0;
+}
+
+bool dumpTree(FILE* file, CRegistryNode::Warnings& warnings) try {
+    CRegistry::MRoot.dump(file, warnings);
+    return ferror(file) == 0 && fflush(file) == 0;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+// Renames while the stream still holds the lock.
+bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
+    const bool written =
+        dumpTree(file, warnings) && fchmod(fileno(file), fileMode) == 0 && fsync(fileno(file)) == 0;
+    if (written && replaceTree()) {
+        varnock::syncDirectoryOf(currentPath);
+        return true;
+    }
+    const int error = errno;
+    unlink(newPath);
+    errno = error;
+    return false;
+}
+
+// After a failed load the root keys are entered as they are, null, and nobody can follow them.
+bool enterMissingRoots() try {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    void* node = nullptr;
+    if (CRegistry::MRoot.find(rootKeys[0].name, node) == REGISTRY_KEY) return false;
+    for (const RootKey& root : rootKeys) {
+        if (CRegistry::MRoot.find(root.name, node) != REGISTRY_KEY) {
+            CRegistry::MRoot.put(root.name, REGISTRY_KEY, *root.key);
+        }
+    }
+    return true;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+enum class SaveResult { done, cannotOpen, cannotWrite };
+
+/// How a save went. What there is to print is printed once the locks are left.
+struct Save {
+    SaveResult result = SaveResult::done;
+    int error = 0;  ///< errno of a failure
+    char path[4096] = {};
+    CRegistryNode::Warnings warnings;
+
+    void fail(SaveResult how) {
+        error = errno;
+        result = how;
+    }
+};
+
+void save(Save& saved) {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    // An empty tree of a failed load must never replace a good file.
+    if (updating || CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return;
+    const varnock::CancellationGuard wholeFile;
+    memcpy(saved.path, newPath, sizeof newPath);
+    const FileStream file = openNewFile();
+    if (!file) {
+        saved.fail(SaveResult::cannotOpen);
+    } else if (!writeTree(file.get(), saved.warnings)) {
+        saved.fail(SaveResult::cannotWrite);
+    }
+}
+
+/// Removes the file that is being written unless it has taken its place.
+struct NewFileRemover {
+    bool armed = true;
+    ~NewFileRemover() {
+        if (armed) unlink(newPath);
+    }
+};
+
+struct UpdatingMark {
+    UpdatingMark() { updating = true; }
+    ~UpdatingMark() { updating = false; }
+};
+
+// Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
+// Until it is whole there is none.
+bool reload(LoadResult& result) {
+    isSetup().store(0);
+    removeAll();
+    return restoreTree(result);
+}
+
+bool canBeRead() {
+    return varnock::openRegularFile(currentPath, "re") != nullptr ||
+           varnock::openRegularFile(backupPath, "re") != nullptr;
+}
+
+/// Takes back a change that was not saved: what this process saves later must not bring it.
+struct UnsavedChange {
+    const int dirtyBefore = CRegistry::MIsDirty;
+    bool armed = true;
+    ~UnsavedChange() {
+        if (!armed) return;
+        CRegistry::MIsDirty = dirtyBefore;
+        try {
+            LoadResult alreadyTold;
+            reload(alreadyTold);
+        } catch (const std::bad_alloc&) {
+            // There is no tree now; the next object loads it.
+        }
+    }
+};
+
+// False when there is no tree.
+bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved) {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    const varnock::CancellationGuard wholeFile;
+    if (updating) {  // by this thread, which holds the file's lock and saves at the end
+        change();
+        return true;
+    }
+    const UpdatingMark mark;
+    buildPaths();
+    memcpy(saved.path, newPath, sizeof newPath);
+    if (access(currentPath, F_OK) != 0 && access(backupPath, F_OK) != 0) return false;
+    const FileStream file = openNewFile();
+    if (!file) {
+        saved.fail(SaveResult::cannotOpen);
+        return true;
+    }
+    NewFileRemover remover;
+    if (!canBeRead() || !reload(loaded)) return false;
+    UnsavedChange unsaved;
+    if (!change()) return true;
+    remover.armed = false;
+    unsaved.armed = !writeTree(file.get(), saved.warnings);
+    if (unsaved.armed) saved.fail(SaveResult::cannotWrite);
+    return true;
+}
+
+// Ends both ways to save.
+void report(const Save& saved) {
+    trace(saved.warnings);
+    if (saved.result == SaveResult::done) return;
+    Debug.PrintAlways(0,
+                      saved.result == SaveResult::cannotOpen
+                          ? "CRegistry: ERROR: Cannot open \"%s\" for writing\n"
+                          : "CRegistry: ERROR: Cannot write \"%s\"\n",
+                      saved.path);
+    errno = saved.error;
+    throw int{0};
+}
+
+}  // namespace
+
+void varnock::endRegistry() {
+    ended = true;
+    CRegistryNode::freeDiscarded();
+}
+
+void CRegistry::SetupTree() {
+    if (ended) return;
+    LoadResult result;
+    try {
+        load(result);
+    } catch (const std::bad_alloc&) {
+        Debug.PrintAlways(0, "CRegistry: ERROR: no memory for the registry tree\n");
+    }
+    trace(result.warnings);
+    if (result.isMissing) {
+        Debug.PrintAlways(0, "CRegistry: WARNING: Could not find \"%s\", trying backup\n",
+                          result.path);
+    }
+    if (result.isBackupMissing) {
+        Debug.PrintAlways(0, "CRegistry: ERROR: Could not find \"%s\"\n", result.backup);
+    }
+}
+
+void CRegistry::SaveTree() {
+    if (ended) return;
+    Save saved;
+    save(saved);
+    report(saved);
+}
+
+bool CRegistry::UpdateTree(const std::function<bool()>& change) {
+    if (ended) return false;
+    LoadResult loaded;
+    Save saved;
+    const bool found = update(change, loaded, saved);
+    trace(loaded.warnings);  // what is missing has been printed when the tree was set up
+    report(saved);
+    return found;
+}
+
+void CRegistry::InitClass() {
+    status_ = 0;
+    valueSize_ = 0;
+    valueType_ = 0;
+    expand_ = 1;
+    currentKey_ = nullptr;
+    valueBuffer_.clear();
+    openedPath_.clear();
+    for (unsigned int& word : enumeration_) word = 0;
+    spare_ = 0;
+    if (isSetup().load() == 0) SetupTree();
+    if (!ended && enterMissingRoots()) {
+        Debug.PrintAlways(0, "CRegistry::InitClass() : re-initialize the registry-tree\n");
+    }
+}

@@ -1,0 +1,562 @@
+#include "runtime/Debug.h"
+
+#include <ctype.h>
+#include <cxxabi.h>
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "runtime/Registry.h"
+#include "runtime/StartMode.h"
+#include "runtime/process/Clock.h"
+#include "runtime/threads/Cancellation.h"
+#include "runtime/trace/DebugSettings.h"
+#include "runtime/trace/EntryHeader.h"
+#include "runtime/trace/RingBufferFile.h"
+#include "runtime/trace/TraceFormat.h"
+#include "runtime/trace/TraceLock.h"
+
+using varnock::CancellationGuard;
+using varnock::EntryHeader;
+using varnock::RingBufferFile;
+using varnock::traceLock;
+
+namespace {
+
+constexpr std::size_t kHexBytesShown = 256;
+constexpr std::size_t kHexBytesPerLine = 16;
+constexpr std::int64_t kFreeForInitialisation = 1'048'577;
+constexpr const char* kProcessLine = "Process PID                : %d\n";
+constexpr const char* kInitialisationFailed =
+    "Error during initialization of the CDebug instance.\n";
+constexpr const char* kInitialisationReason = "Error message: \"%s\"\n";
+
+unsigned int load(const unsigned int& field) {
+    return __atomic_load_n(&field, __ATOMIC_RELAXED);
+}
+void store(unsigned int& field, unsigned int value) {
+    __atomic_store_n(&field, value, __ATOMIC_RELAXED);
+}
+
+const char* orNull(const char* text) {
+    return text != nullptr ? text : "(null)";
+}
+
+/// Tracing leaves errno alone: callers trace between a failed call and the look at its reason.
+class ErrnoKeeper {
+  public:
+    ErrnoKeeper() : error_(errno) {}
+    ~ErrnoKeeper() { errno = error_; }
+    ErrnoKeeper(const ErrnoKeeper&) = delete;
+    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+
+  private:
+    int error_;
+};
+
+void copyText(char* out, std::size_t size, const char* text) {
+    const std::size_t length = strnlen(text, size - 1);
+    memcpy(out, text, length);
+    out[length] = '\0';
+}
+
+bool startsWithoutFiles() {
+    return &varnock::startMode != nullptr &&
+           varnock::startMode == varnock::StartMode::kWithoutFiles;
+}
+
+}  // namespace
+
+CDebug::CDebug(const char* name) {
+    if (Init(name) == 0) {
+        reportFailure();
+    }
+}
+
+void CDebug::reportFailure() {
+    PrintToConsole(kInitialisationFailed);
+    PrintToConsole(kInitialisationReason, errorText_);
+    syslog(LOG_ERR, "%s", kInitialisationFailed);
+    syslog(LOG_ERR, kInitialisationReason, errorText_);
+}
+
+CDebug::~CDebug() {
+    CancellationGuard wholeDestructor;
+    CriticalSectionGuard lock(traceLock());
+    store(m_bActive, 0);
+    applicationName_[0] = '\0';
+    argc_ = 0;
+    argv_ = nullptr;
+    store(traceTarget_, kNoTarget);
+    store(traceLevel_, 0);
+    savedTraceLevel_ = 0;
+    delete std::exchange(ringBuffer_, nullptr);
+    ringBufferSize_ = 0;
+}
+
+int CDebug::Init(const char* name) {
+    // The settings are read under the registry's lock, which comes before that of the trace, as in
+    // every thread that forks, or traces while it changes the registry.
+    CriticalSectionGuard registryLock(CRegistry::MSpinlock);
+    CriticalSectionGuard lock(traceLock());
+    if (load(traceTarget_) != kNoTarget || ringBuffer_ != nullptr) {
+        return 1;
+    }
+    bool hasSettings = false;
+    try {
+        hasSettings = readSettings(name);
+    } catch (abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        // The host must live on whatever its registry or its memory are like.
+        reportInternalError(2);
+    }
+    return start(hasSettings);
+}
+
+bool CDebug::readSettings(const char* name) {
+    if (name == nullptr || strcmp(name, TovQXObjectName) != 0) {
+        reportInternalError(1);
+        return false;
+    }
+    identify(name);
+    if (startsWithoutFiles()) {
+        settings_.noHeaderToStderr = 1;
+        return false;
+    }
+    if (!varnock::readStoredSettings(applicationName_, stored_)) {
+        reportInternalError(2);
+        return false;
+    }
+    applySettings();
+    return true;
+}
+
+void CDebug::identify(const char* name) {
+    identifyProcess();
+    varnock::recordEnvironment();
+    copyText(applicationName_, sizeof applicationName_, name);
+}
+
+void CDebug::identifyProcess() {
+    processId_ = getpid();
+    snprintf(descriptorListCommand_, sizeof descriptorListCommand_, "ls -l /proc/%d/fd",
+             processId_);
+    varnock::formatLocalTime(varnock::Clock::instance().wallSecond(), startTime_);
+}
+
+void CDebug::applySettings() {
+    settings_ = varnock::resolveSettings(stored_);
+    ringBufferSize_ = settings_.ringBufferSize;
+    store(traceLevel_, settings_.level);
+    savedTraceLevel_ = settings_.level;
+}
+
+void CDebug::reportInternalError(int number) {
+    errorSeverity_ = 4;
+    snprintf(errorText_, sizeof errorText_,
+             "Internal Error %d during initializing of CDebug, try logging to stderr.\n", number);
+}
+
+void CDebug::fallBackToConsole() {
+    store(m_bActive, 0);
+    store(traceTarget_, kConsole);
+    store(traceLevel_, 0);
+    savedTraceLevel_ = 0;
+}
+
+int CDebug::start(bool hasSettings) {
+    bool success = true;
+    if (!hasSettings || ringBufferSize_ < 1) {
+        fallBackToConsole();
+    } else if (settings_.perProcess != 0) {
+        success = openOwnRingBuffer();
+    } else {
+        char path[2 * kPathSize + 16];
+        buildPath(varnock::kFirstTraceLetter, path);
+        success = InitRingBuffer(path, static_cast<long>(ringBufferSize_)) != 0;
+    }
+    if (settings_.noHeaderToStderr == 0) {
+        WriteLogHeader(kConsole);
+    }
+    if (!success) {
+        fallBackToConsole();
+        return 0;
+    }
+    store(m_bActive, 1);
+    return 1;
+}
+
+// The array has room for both texts: a path too long must not be cut.
+void CDebug::buildPath(char letter, char (&path)[2 * kPathSize + 16]) const {
+    snprintf(path, sizeof path, "%s/log.%s_%c", settings_.directory, applicationName_, letter);
+}
+
+/// Takes the first letter whose file no live process uses. Where there is none it shares the last
+/// one that can be used.
+bool CDebug::openOwnRingBuffer() {
+    char path[2 * kPathSize + 16];
+    const auto size = static_cast<long>(settings_.ringBufferSize);
+    bool isOpen = false;
+    char lastInUse = '\0';
+    for (char letter = varnock::kFirstTraceLetter; letter <= varnock::kLastTraceLetter && !isOpen;
+         ++letter) {
+        bool isInUse = false;
+        buildPath(letter, path);
+        isOpen = openRingBuffer(path, size, &isInUse);
+        lastInUse = isInUse ? letter : lastInUse;
+    }
+    if (!isOpen && lastInUse != '\0') {
+        buildPath(lastInUse, path);
+        isOpen = openRingBuffer(path, size, nullptr);
+    }
+    if (!isOpen) {
+        return false;
+    }
+    // Letters that could not be used are no failure.
+    errorSeverity_ = 0;
+    errorText_[0] = '\0';
+    ringBuffer_->leaveWhenForked();
+    if (ringBuffer_->resumes()) {
+        // Until the next round the file has no other line that says whose entries follow.
+        PrintIt(kRingBuffer, kProcessLine, processId_);
+    }
+    return true;
+}
+
+int CDebug::InitRingBuffer(const char* path, long size) {
+    CriticalSectionGuard lock(traceLock());
+    return openRingBuffer(path != nullptr ? path : "", size, nullptr) ? 1 : 0;
+}
+
+/// With `isInUse`, only a file that nobody else uses.
+bool CDebug::openRingBuffer(const char* path, long size, bool* isInUse) {
+    char filler[kHeaderRoom];
+    SetEntryHeader(filler, sizeof filler);
+    auto opened =
+        isInUse == nullptr
+            ? RingBufferFile::open(path, size, startTime_, filler, errorText_, sizeof errorText_)
+            : RingBufferFile::openAlone(path, size, startTime_, filler, *isInUse, errorText_,
+                                        sizeof errorText_);
+    if (opened != nullptr || ringBuffer_ == nullptr) {
+        copyText(ringBufferPath_, sizeof ringBufferPath_, path);
+    }
+    if (opened == nullptr) {
+        errorSeverity_ = 4;
+        return false;
+    }
+    delete std::exchange(ringBuffer_, opened.release());
+    ringBufferSize_ = ringBuffer_->size();
+    store(traceTarget_, kRingBuffer);
+    if (!ringBuffer_->resumes()) {
+        WriteLogHeader(kRingBuffer);
+        ringBuffer_->skipGap();
+    }
+    PrintIt(kRingBuffer, "### Start of work cycle. (%08d) ###\n", ringBuffer_->opens());
+    return true;
+}
+
+bool CDebug::hasRingBuffer() {
+    if (ringBuffer_ == nullptr) {
+        return false;
+    }
+    return !ringBuffer_->isLeft() || (!RingBufferFile::isLeftForGood() && startInForkedChild());
+}
+
+bool CDebug::startInForkedChild() {
+    identifyProcess();
+    applicationInitDone_ = 0;
+    if (openOwnRingBuffer()) {
+        return true;
+    }
+    delete std::exchange(ringBuffer_, nullptr);
+    fallBackToConsole();
+    // Without the system log, whose lock another thread of the parent may have held at the fork.
+    PrintToConsole(kInitialisationFailed);
+    PrintToConsole(kInitialisationReason, errorText_);
+    return false;
+}
+
+void CDebug::PrintToConsole(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    TraceToConsole(format, arguments);
+    va_end(arguments);
+}
+
+void CDebug::Print(unsigned int level, const char* format, ...) {
+    if (level > load(traceLevel_)) {
+        return;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    trace(load(traceTarget_), format, arguments);
+    va_end(arguments);
+}
+
+void CDebug::PrintIt(unsigned int target, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    trace(target != kNoTarget ? target : load(traceTarget_), format, arguments);
+    va_end(arguments);
+}
+
+void CDebug::PrintAlways(unsigned int /*level*/, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    if (load(traceTarget_) == kRingBuffer) {
+        // An argument list can be walked only once.
+        va_list again;
+        va_copy(again, arguments);
+        TraceToRingBuffer(format, again);
+        va_end(again);
+    }
+    TraceToConsole(format, arguments);
+    va_end(arguments);
+}
+
+void CDebug::trace(unsigned int target, const char* format, va_list arguments) {
+    if (target == kRingBuffer) {
+        TraceToRingBuffer(format, arguments);
+    } else if (target == kConsole) {
+        TraceToConsole(format, arguments);
+    }
+}
+
+void CDebug::TraceToConsole(const char* format, va_list arguments) {
+    if (format == nullptr) {
+        return;
+    }
+    ErrnoKeeper keepErrno;
+    CriticalSectionGuard lock(traceLock());
+    if (buildEntry(format, arguments) != 0) {
+        fputs(entryBuffer_, stderr);
+        fflush(stderr);
+    }
+}
+
+void CDebug::TraceToRingBuffer(const char* format, va_list arguments) {
+    if (format == nullptr) {
+        return;
+    }
+    ErrnoKeeper keepErrno;
+    CriticalSectionGuard lock(traceLock());
+    if (!hasRingBuffer()) {
+        return;
+    }
+    if (const size_t length = buildEntry(format, arguments); length != 0) {
+        appendEntry(length);
+    }
+}
+
+void CDebug::appendEntry(size_t length) {
+    if (ringBuffer_->fits(length)) {
+        ringBuffer_->append(entryBuffer_, length);
+        return;
+    }
+    // The header of a new round does not fit itself: the file is too small for it.
+    if (ringBuffer_->isWrapping()) {
+        return;
+    }
+    char entry[kEntrySize];
+    memcpy(entry, entryBuffer_, length);
+    {
+        RingBufferFile::Wrap wrap(*ringBuffer_);
+        WriteLogHeader(kRingBuffer);
+    }
+    if (ringBuffer_->fits(length)) {
+        ringBuffer_->append(entry, length);
+    }
+}
+
+/// Builds the entry in the entry buffer, newline and terminator included; returns its length
+/// without the terminator, 0 when there is no memory for it.
+size_t CDebug::buildEntry(const char* format, va_list arguments) try {
+    // A header longer than its room is cut by the message that follows.
+    static_assert(EntryHeader::kCapacity <= kEntrySize);
+    const size_t headerLength =
+        std::min(varnock::entryHeader().write(applicationName_, entryBuffer_), kHeaderRoom - 1);
+    char* const message = entryBuffer_ + headerLength;
+    char* end = message + varnock::formatTraceText(message, kMessageRoom, format, arguments);
+    if (end[-1] != '\n') {
+        *end++ = '\n';
+    }
+    *end = '\0';
+    return static_cast<size_t>(end - entryBuffer_);
+} catch (const std::exception&) {
+    return 0;
+}
+
+int CDebug::SetEntryHeader(char* buffer, unsigned long size) {
+    char header[EntryHeader::kCapacity];
+    CriticalSectionGuard lock(traceLock());
+    const size_t length = varnock::entryHeader().write(applicationName_, header);
+    if (buffer != nullptr && size != 0) {
+        copyText(buffer, size, header);
+    }
+    return static_cast<int>(length);
+}
+
+void CDebug::DumpHex(unsigned int level, const unsigned char* data, unsigned long length,
+                     int withOffset, int withAscii) {
+    if (data == nullptr || length == 0 || level > load(traceLevel_)) {
+        return;
+    }
+    const size_t shown = std::min<size_t>(length, kHexBytesShown);
+    char ascii[kHexBytesShown + 1] = {};
+    for (size_t i = 0; withAscii != 0 && i < shown; ++i) {
+        ascii[i] = isprint(data[i]) != 0 ? static_cast<char>(data[i]) : '.';
+    }
+    CriticalSectionGuard linesTogether(traceLock());
+    PrintIt(kNoTarget, "Data: pData=%p, Len=%d, TrLen=%d, ascii=\"%s\"\n",
+            static_cast<const void*>(data), static_cast<int>(length), static_cast<int>(shown),
+            ascii);
+    for (size_t begin = 0; begin < shown; begin += kHexBytesPerLine) {
+        static constexpr char kDigits[] = "0123456789ABCDEF";
+        char line[8 + 3 * kHexBytesPerLine];
+        char* end = line;
+        if (withOffset != 0) {
+            end += snprintf(line, sizeof line, "%04X:", static_cast<unsigned int>(begin));
+        }
+        for (size_t i = begin; i < std::min(begin + kHexBytesPerLine, shown); ++i) {
+            *end++ = ' ';
+            *end++ = kDigits[data[i] >> 4];
+            *end++ = kDigits[data[i] & 0xF];
+        }
+        *end = '\0';
+        PrintIt(kNoTarget, "%s\n", line);
+    }
+}
+
+void CDebug::SetMainParams(int argc, char** argv) {
+    CriticalSectionGuard lock(traceLock());
+    argc_ = argc;
+    argv_ = argv;
+    printCommandLine(kConsole);
+    if (load(traceTarget_) == kRingBuffer) {
+        printCommandLine(kRingBuffer);
+    }
+}
+
+void CDebug::printCommandLine(unsigned int target) {
+    if (argc_ <= 0) {
+        return;
+    }
+    PrintIt(target, "%s Command Line Options:\n", applicationName_);
+    for (int i = 0; argv_ != nullptr && i < argc_; ++i) {
+        PrintIt(target, "argv[%d] = \"%s\"\n", i, orNull(argv_[i]));
+    }
+}
+
+void CDebug::SetApplInitDone() {
+    CriticalSectionGuard lock(traceLock());
+    if (load(traceTarget_) != kRingBuffer || !hasRingBuffer() || ringBuffer_->wraps() != 0 ||
+        ringBuffer_->freeBytes() < kFreeForInitialisation) {
+        return;
+    }
+    PrintIt(kNoTarget, "### End of initialization. ###\n");
+    ringBuffer_->keepWhatIsThere();
+    applicationInitDone_ = 1;
+}
+
+void CDebug::WriteLogHeader(unsigned int target) {
+    CriticalSectionGuard linesTogether(traceLock());
+    printProcess(target);
+    printCommandLine(target);
+    printEnvironment(target);
+    printSettings(target);
+}
+
+void CDebug::printProcess(unsigned int target) {
+    int major = 0;
+    int minor = 0;
+    int build = 0;
+    sscanf(TovQXObjectVersion, "%d.%d-%d", &major, &minor, &build);
+    static constexpr size_t kWeekdayLength = 4;
+    PrintIt(target,
+            "Varnock Agent %s Version=\"%d.%02d-%02d\" Milestone=\"%s\" Built=\"%s\" "
+            "Start=\"%.15s\" Wrap=\"%d\"\n",
+            TovQXObjectName, major, minor, build, TovQXObjectMilestone, TovQXObjectDate,
+            startTime_[0] != '\0' ? startTime_ + kWeekdayLength : "",
+            ringBuffer_ != nullptr ? ringBuffer_->wraps() : 0);
+}
+
+void CDebug::printEnvironment(unsigned int target) {
+    const auto print = [&](const TokVal& row) {
+        PrintIt(target, "%s=%s\n", row.name, row.value != nullptr ? row.value : "NotSet");
+    };
+    PrintIt(target, "Varnock Environment:\n");
+    for (const TokVal* row = m_TokValTabEnv; row->name != nullptr; ++row) {
+        print(*row);
+    }
+    print(varnock::perApplicationWeight());
+    PrintIt(target, "Varnock Configuration File:\n");
+    for (const TokVal* row = m_TokValTabCfg; row->name != nullptr; ++row) {
+        print(*row);
+    }
+}
+
+void CDebug::printSettings(unsigned int target) {
+    PrintIt(target, "Debug values from registry :\n");
+    PrintIt(target, "DebugLevel                 : %d\n", stored_.level);
+    PrintIt(target, "RingBufferSizeFactor       : %d\n", stored_.factor);
+    PrintIt(target, "RingBufferSizeWeight       : %d\n", stored_.weight);
+    PrintIt(target, "RingBufferDirectory        : %s\n", stored_.directory);
+    PrintIt(target, "No Header to stderr        : %d\n", stored_.noHeaderToStderr);
+    PrintIt(target, "Internal Debug values      :\n");
+    PrintIt(target, kProcessLine, processId_);
+    PrintIt(target, "Trace Target               : %d\n", load(traceTarget_));
+    PrintIt(target, "Trace Level                : %d\n", load(traceLevel_));
+    PrintIt(target, "Trace Level Saved          : %d\n", savedTraceLevel_);
+    PrintIt(target, "Application Init Done      : %d\n", applicationInitDone_);
+    PrintIt(target, "Ring Buffer FD             : %d\n",
+            ringBuffer_ != nullptr ? ringBuffer_->descriptor() : -1);
+    PrintIt(target, "Ring Buffer Factor         : %d\n", settings_.factor);
+    PrintIt(target, "Ring Buffer Weight         : %d\n", settings_.weight);
+    PrintIt(target, "Ring Buffer Size           : %d\n", static_cast<int>(ringBufferSize_));
+    PrintIt(target, "Ring Buffer Path           : %s\n", ringBufferPath_);
+    PrintIt(target, "No Header to stderr        : %d\n", settings_.noHeaderToStderr);
+    PrintIt(target, "# End of header.\n");
+}
+
+int CDebug::ForceMaxDebug(int on) {
+    CriticalSectionGuard lock(traceLock());
+    store(traceLevel_, on != 0 ? savedTraceLevel_ : 0);
+    store(m_bActive, static_cast<unsigned int>(on));
+    return 1;
+}
+
+void CDebug::SetConfiguredValue(const char* envName, unsigned int regValue,
+                                unsigned int defaultValue, unsigned int* out) {
+    if (out != nullptr) {
+        *out = varnock::configuredNumber(envName, regValue, defaultValue);
+    }
+}
+
+void CDebug::SetConfiguredValue(const char* envName, const char* regValue, const char* defaultValue,
+                                char* out, unsigned long outSize) {
+    varnock::configuredText(envName, regValue, defaultValue, out, outSize);
+}
+
+void CDebug::BuildAppVarName(char* buffer, unsigned int size) {
+    if (buffer == nullptr || size == 0) {
+        return;
+    }
+    size_t length = strnlen(buffer, size - 1);
+    const auto append = [&](char c) {
+        if (length < size - 1) {
+            buffer[length++] = c;
+        }
+    };
+    append('_');
+    for (const char* c = TovQXObjectName; *c != '\0'; ++c) {
+        append(*c >= 'a' && *c <= 'z' ? static_cast<char>(*c - 'a' + 'A') : *c);
+    }
+    buffer[length] = '\0';
+}

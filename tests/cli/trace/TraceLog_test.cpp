@@ -1,0 +1,360 @@
+#include "cli/trace/TraceLog.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdio.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "cli/trace/TraceReader.h"
+#include "runtime/Debug.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TextFile.h"
+
+namespace varnockctl {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using varnock::test::readFile;
+using varnock::test::TemporaryDirectory;
+using varnock::test::writeFile;
+
+// A file made of parts, for what no writer does on purpose.
+
+std::string field(const std::string& label, const std::string& value) {
+    std::string line = label;
+    line.resize(33, ' ');
+    line += ": " + value;
+    line.resize(78, ' ');
+    return line + "|\n";
+}
+
+std::string number(std::int64_t value) {
+    char text[32];
+    snprintf(text, sizeof text, "%016lld", static_cast<long long>(value));
+    return text;
+}
+
+std::string header(std::int64_t wraps, std::int64_t size, std::int64_t position) {
+    return field("FilePath", "/var/log/x") + field("FirstOpen", "Tue Nov 14 22:13:20 2023") +
+           field("LastOpen", "Wed Nov 15 22:13:20 2023") +
+           field("NumberOpens    (decimal)", number(3)) +
+           field("WrapCount      (decimal)", number(wraps)) +
+           field("RingBufferSize (decimal)", number(size)) +
+           field("CurrentWritePosition (dec bytes)", number(position)) + std::string(78, '-') +
+           "+\n" + std::string(383, ' ') + "\n";
+}
+
+std::string entry(const std::string& message, const std::string& time = "Nov 14 22:13:20") {
+    return time + " host App[00000000F7A51740]: " + message + "\n";
+}
+
+std::vector<std::string> messagesOf(const TraceLog& log) {
+    std::vector<std::string> messages;
+    for (const TraceEntry& entry : log.entries()) messages.emplace_back(entry.message);
+    return messages;
+}
+
+// Header and body; the position lies behind `newest`, the size is that of all.
+std::string file(std::int64_t wraps, const std::string& newest, const std::string& older) {
+    const auto position = static_cast<std::int64_t>(1024 + newest.size());
+    const auto size = position + static_cast<std::int64_t>(older.size());
+    return header(wraps, size, position) + newest + older;
+}
+
+// An entry of the round before.
+std::string earlier(const std::string& message) {
+    return entry(message, "Nov 14 22:13:19");
+}
+
+const std::string description = entry("Varnock Agent") + entry("# End of header.");
+
+// What stands between a description and the record boundary at which a round begins.
+std::string gapBehind(const std::string& text) {
+    const std::size_t begin = 1024 + text.size();
+    return std::string((begin + 2048) / 1024 * 1024 - begin - 1, '_') + "\n";
+}
+const std::string beginning = description + gapBehind(description);
+
+TEST(TraceEntry, IsTakenApart) {
+    const std::string line = "Nov  4 22:13:20 my-host CIM_Provider[00000000F7A51740]: a [b]: c";
+    const auto entry = parseTraceEntry(line);
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->time, "Nov  4 22:13:20");
+    EXPECT_EQ(entry->host, "my-host");
+    EXPECT_EQ(entry->application, "CIM_Provider");
+    EXPECT_EQ(entry->thread, "00000000F7A51740");
+    EXPECT_EQ(entry->message, "a [b]: c");
+    EXPECT_TRUE(parseTraceEntry("Nov 14 22:13:20  App[00000000F7A51740]: "));
+    EXPECT_TRUE(parseTraceEntry("mmm dd hh:mm:ss host App[00000000F7A51740]: x"));
+}
+
+TEST(TraceEntry, IsNothingElse) {
+    for (const char* line :
+         {"", "Nov 14 22:13:20", "Nov 14 22:13:20 ", "Nov 14 22:13:20 host App[00000000F7A51740]:",
+          "Nov 14 22:13:20 host App[00000000F7A5174]: x", "Nov 14 22:13 20 host App[0]: x",
+          "Nox 14 22:13:20 host App[00000000F7A51740]: x",
+          "ov 14 22:13:20 host App[00000000F7A51740]: x",
+          "Nov 14 22:13:20 host App[00000000f7a51740]: x", "Nov 14 22:13:20 hostApp"}) {
+        EXPECT_FALSE(parseTraceEntry(line)) << line;
+    }
+}
+
+TEST(TraceHeader, HasItsFields) {
+    const TraceHeader read = TraceHeader::parse(header(2, 4096, 1500));
+    EXPECT_EQ(read.filePath, "/var/log/x");
+    EXPECT_EQ(read.firstOpen, "Tue Nov 14 22:13:20 2023");
+    EXPECT_EQ(read.lastOpen, "Wed Nov 15 22:13:20 2023");
+    EXPECT_EQ(read.opens, 3);
+    EXPECT_EQ(read.wraps, 2);
+    EXPECT_EQ(read.size, 4096);
+    EXPECT_EQ(read.position, 1500);
+    EXPECT_TRUE(read.isLabelled);
+    const TraceHeader none = TraceHeader::parse("nonsense");
+    EXPECT_FALSE(none.isLabelled);
+    EXPECT_FALSE(none.position);
+}
+
+TEST(TraceLog, AFileThatHasNotWrappedStandsInItsOrder) {
+    const TraceLog log(
+        file(0, beginning + entry("one") + entry("two"), std::string(500, '_') + "\n"));
+    EXPECT_THAT(messagesOf(log), ElementsAre("Varnock Agent", "# End of header.", "one", "two"));
+    EXPECT_EQ(log.tornBytes(), 0);
+    EXPECT_THAT(log.problems(), IsEmpty());
+}
+
+TEST(TraceLog, TheRoundBeforeComesFirst) {
+    const TraceLog log(file(1, beginning + entry("three") + entry("four"),
+                            "n half\n" + entry("one") + entry("two")));
+    EXPECT_THAT(messagesOf(log),
+                ElementsAre("one", "two", "Varnock Agent", "# End of header.", "three", "four"));
+    EXPECT_EQ(log.tornBytes(), 7);
+}
+
+TEST(TraceLog, AnInitialisationThatIsKeptComesFirstOfAll) {
+    const TraceLog log(file(
+        1, beginning + entry("init") + entry("### End of initialization. ###") + entry("three"),
+        earlier("one") + entry("two")));
+    EXPECT_THAT(messagesOf(log), ElementsAre("init", "### End of initialization. ###", "one", "two",
+                                             "Varnock Agent", "# End of header.", "three"));
+}
+
+TEST(TraceLog, ADescriptionThatIsBeingWrittenIsTheNewest) {
+    const std::string old = "alf\n" + entry("# End of header.") + std::string(1100, '_') + "\n";
+    const TraceLog log(file(1, entry("Varnock Agent"), old + entry("one") + entry("two")));
+    EXPECT_EQ(messagesOf(log).back(), "Varnock Agent");
+    EXPECT_EQ(messagesOf(log).front(), "# End of header.");
+    EXPECT_FALSE(log.isPastDescription());
+}
+
+TEST(TraceLog, WhatRemainsBehindTheLastEntryOfARoundIsLeftOut) {
+    const auto expected = ElementsAre("one", "two", "Varnock Agent", "# End of header.", "three");
+    const std::string newest = beginning + entry("three");
+    EXPECT_THAT(messagesOf(TraceLog(file(2, newest, earlier("one") + entry("two") + "____\n"))),
+                expected);
+    EXPECT_THAT(messagesOf(TraceLog(file(2, newest, earlier("one") + entry("two") + "\n"))),
+                expected);
+    // A writer that does not rule it off: an entry that is earlier belongs to an older round.
+    EXPECT_THAT(messagesOf(TraceLog(file(
+                    2, newest, earlier("one") + entry("two") + entry("x", "Nov 13 01:02:03")))),
+                expected);
+}
+
+TEST(TraceLog, AnEntryThatWasNotFinishedIsNotTakenForAnOldOne) {
+    const TraceLog log(file(0, beginning + entry("one"),
+                            "Nov 14 22:13:20 host App[00000000F7A51740]: "
+                            "half" +
+                                std::string(500, '_') + "\n"));
+    EXPECT_THAT(messagesOf(log), ElementsAre("Varnock Agent", "# End of header.", "one"));
+    EXPECT_GT(log.tornBytes(), 500);
+}
+
+TEST(TraceLog, AMessageMayHaveSeveralLines) {
+    const TraceLog log(file(0, entry("first\nsecond") + entry("next"), ""));
+    EXPECT_THAT(messagesOf(log), ElementsAre("first\nsecond", "next"));
+    EXPECT_EQ(log.entries()[0].line,
+              entry("first\nsecond").substr(0, entry("first\nsecond").size() - 1));
+}
+
+TEST(TraceLog, WhatIsBeingWrittenIsLeftOut) {
+    std::string older = entry("torn by the writer");
+    while (older.size() <= 1300) older += entry("old");
+    older += entry("whole");
+    const std::string bytes = file(1, beginning + entry("new"), older);
+    const auto position = *TraceHeader::parse(bytes).position;
+    const TraceLog log(bytes, position + 10);
+    EXPECT_EQ(messagesOf(log).front(), "old");
+    EXPECT_EQ(messagesOf(log).back(), "new");
+    EXPECT_LT(log.entries().size(), 10U);
+}
+
+TEST(TraceLog, APositionThatMeansNothingIsSaid) {
+    for (const std::int64_t position : {0LL, 1023LL, 99'999LL}) {
+        const std::string body = entry("one") + entry("two");
+        const TraceLog log(header(0, 1024 + static_cast<std::int64_t>(body.size()), position) +
+                           body);
+        EXPECT_THAT(messagesOf(log), ElementsAre("one", "two"));
+        EXPECT_EQ(log.problems().size(), 1U);
+        EXPECT_EQ(log.end(), (TracePlace{0, 1024}));
+    }
+}
+
+TEST(TraceLog, AFileThatWasCutShortGivesWhatIsLeft) {
+    std::string bytes = file(1, beginning + entry("new"), earlier("one") + entry("two"));
+    bytes.resize(bytes.size() - 10);
+    const TraceLog cut(bytes);
+    EXPECT_EQ(messagesOf(cut).front(), "one");
+    EXPECT_EQ(messagesOf(cut).back(), "new");
+    EXPECT_EQ(cut.problems().size(), 1U);
+    bytes.resize(1024 + entry("Varnock Agent").size());
+    EXPECT_THAT(messagesOf(TraceLog(bytes)), ElementsAre("Varnock Agent"));
+    EXPECT_THAT(messagesOf(TraceLog("")), IsEmpty());
+}
+
+TEST(TraceLog, AnyBytesAreReadWithoutHarm) {
+    std::mt19937 random(7);
+    const std::string good = file(3, beginning + entry("new"), entry("one") + entry("two"));
+    for (int round = 0; round < 2000; ++round) {
+        std::string bytes = good;
+        for (int i = 0; i < 20; ++i) bytes[random() % bytes.size()] = static_cast<char>(random());
+        bytes.resize(random() % (bytes.size() + 1));
+        const TraceLog log(std::move(bytes), static_cast<std::int64_t>(random() % 5000));
+        EXPECT_LT(log.entries().size(), 100U);
+    }
+}
+
+// What the library itself writes: entries of any lengths, numbered, in small files.
+
+class WrittenTrace : public testing::Test {
+  protected:
+    WrittenTrace() { open(64 * 1024); }
+
+    void open(long size) { ASSERT_EQ(Debug.InitRingBuffer(path_.c_str(), size), 1); }
+
+    void write() {
+        std::string text;
+        const std::size_t length = random_() % 8 == 0 ? random_() % 1000 : random_() % 60;
+        for (std::size_t i = 0; i < length; ++i) {
+            text += static_cast<char>(random_() % 40 == 0 ? '\n' : 'a' + random_() % 26);
+        }
+        // A line of a message that is empty at its end is dropped like any last newline.
+        Debug.PrintIt(2, "n=%d %s.", ++last_, text.c_str());
+    }
+
+    /// The numbers of the entries in the order of the log.
+    static std::vector<int> numbersOf(const TraceLog& log) {
+        std::vector<int> numbers;
+        for (const TraceEntry& entry : log.entries()) {
+            int number = 0;
+            if (sscanf(std::string(entry.message.substr(0, 20)).c_str(), "n=%d ", &number) == 1) {
+                numbers.push_back(number);
+            }
+        }
+        return numbers;
+    }
+
+    void expectInOrder(const TraceLog& log, std::size_t initialisation = 0) {
+        EXPECT_THAT(log.problems(), IsEmpty());
+        for (const TraceEntry& entry : log.entries()) {
+            const bool isWhole = !entry.message.starts_with("n=") || entry.message.ends_with('.');
+            ASSERT_TRUE(isWhole) << entry.message;
+        }
+        std::vector<int> numbers = numbersOf(log);
+        for (std::size_t i = 0; i < initialisation; ++i) {
+            ASSERT_EQ(numbers.front(), static_cast<int>(i + 1));
+            numbers.erase(numbers.begin());
+        }
+        ASSERT_FALSE(numbers.empty());
+        ASSERT_EQ(numbers.back(), last_);
+        for (std::size_t i = 0; i < numbers.size(); ++i) {
+            ASSERT_EQ(numbers[i], last_ - static_cast<int>(numbers.size() - 1 - i));
+        }
+    }
+
+    TemporaryDirectory directory_;
+    std::string path_ = directory_.file("log");
+    std::mt19937 random_{11};
+    int last_ = 0;
+};
+
+TEST_F(WrittenTrace, IsOrderedAtAnyPointOfManyRounds) {
+    for (int step = 0; step < 400; ++step) {
+        for (std::size_t count = random_() % 80 + 1; count > 0; --count) write();
+        const auto log = TraceReader(path_).read();
+        expectInOrder(*log);
+        // All but the description, two gaps and what was torn is there once the file has wrapped.
+        std::size_t bytes = 0;
+        for (const TraceEntry& entry : log->entries()) bytes += entry.line.size() + 1;
+        if (log->header().wraps > 0) {
+            EXPECT_GT(bytes, 64U * 1024 - 1024 - 3 * 2048 - 2 * 1184);
+        }
+    }
+    EXPECT_GT(TraceReader(path_).read()->header().wraps, 30);
+}
+
+TEST_F(WrittenTrace, IsOrderedAcrossReopenings) {
+    for (int step = 0; step < 200; ++step) {
+        for (std::size_t count = random_() % 200 + 1; count > 0; --count) write();
+        open(64 * 1024);
+        expectInOrder(*TraceReader(path_).read());
+    }
+}
+
+TEST_F(WrittenTrace, IsOrderedWithAnInitialisationThatIsKept) {
+    path_ = directory_.file("large");
+    open(3 * 1024 * 1024);
+    for (int i = 0; i < 500; ++i) write();
+    Debug.SetApplInitDone();
+    for (int step = 0; step < 10; ++step) {
+        for (std::size_t count = random_() % 8000 + 1; count > 0; --count) write();
+        const auto log = TraceReader(path_).read();
+        expectInOrder(*log, log->header().wraps > 0 ? 500 : 0);
+    }
+    // A process that keeps nothing overwrites it.
+    open(3 * 1024 * 1024);
+    for (int i = 0; i < 30'000; ++i) write();
+    expectInOrder(*TraceReader(path_).read());
+}
+
+TEST_F(WrittenTrace, IsReadUpToTheLastWholeEntryWhereverTheWriterStopped) {
+    for (int i = 0; i < 2000; ++i) write();
+    const std::string before = readFile(path_);
+    const int lastBefore = last_;
+    const auto position = static_cast<std::size_t>(*TraceHeader::parse(before).position);
+    write();
+    const std::string after = readFile(path_);
+    const auto end = static_cast<std::size_t>(*TraceHeader::parse(after).position);
+    ASSERT_GT(end, position);
+    // The entry is copied first and the position stored then: every state in between.
+    for (std::size_t copied = position; copied <= end; ++copied) {
+        const TraceLog log(before.substr(0, position) + after.substr(position, copied - position) +
+                           before.substr(copied));
+        const std::vector<int> numbers = numbersOf(log);
+        ASSERT_EQ(numbers.back(), lastBefore);
+    }
+}
+
+TEST_F(WrittenTrace, CanBeTakenIntoUseAgainAfterAnyDamage) {
+    for (int i = 0; i < 1000; ++i) write();
+    const std::string whole = readFile(path_);
+    for (int round = 0; round < 100; ++round) {
+        std::string damaged = whole;
+        for (int i = 0; i < 30; ++i) damaged[random_() % 1024] = static_cast<char>(random_());
+        if (round % 2 == 1) damaged.resize(random_() % damaged.size());
+        Debug.InitRingBuffer(directory_.file("other").c_str(), 64 * 1024);
+        writeFile(path_, damaged);
+        open(64 * 1024);
+        last_ = 0;
+        for (int i = 0; i < 3; ++i) write();
+        const auto numbers = numbersOf(*TraceReader(path_).read());
+        ASSERT_GE(numbers.size(), 3U);
+        // Where the position was damaged but possible, more of the old entries may follow it.
+        EXPECT_THAT(numbers, testing::IsSupersetOf({1, 2, 3}));
+    }
+}
+
+}  // namespace
+}  // namespace varnockctl

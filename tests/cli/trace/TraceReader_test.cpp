@@ -1,0 +1,60 @@
+#include "cli/trace/TraceReader.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "cli/output/Failure.h"
+#include "runtime/Debug.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TextFile.h"
+
+namespace varnockctl {
+namespace {
+
+using varnock::test::TemporaryDirectory;
+using varnock::test::writeFile;
+
+class TraceReaderTest : public testing::Test {
+  protected:
+    TraceReaderTest() {
+        Debug.InitRingBuffer(path_.c_str(), 64 * 1024);
+        Debug.PrintIt(2, "one");
+    }
+    static std::string newestOf(const TraceLog& log) {
+        return std::string(log.entries().back().message);
+    }
+
+    TemporaryDirectory directory_;
+    std::string path_ = directory_.file("log");
+    TraceReader reader_{path_};
+};
+
+TEST_F(TraceReaderTest, ReadsAgainWhatHasChanged) {
+    EXPECT_EQ(newestOf(*reader_.read()), "one");
+    EXPECT_EQ(reader_.readChanged(), nullptr);
+    Debug.PrintIt(2, "two");
+    const auto log = reader_.readChanged();
+    ASSERT_NE(log, nullptr);
+    EXPECT_EQ(newestOf(*log), "two");
+    EXPECT_FALSE(reader_.isReplaced());
+}
+
+// Longer than any trace, and than the memory.
+constexpr off_t huge = off_t{8} << 40;
+
+TEST_F(TraceReaderTest, ReadsAHugeFileAsFarAsItIsUsed) {
+    if (truncate(path_.c_str(), huge) != 0) GTEST_SKIP() << "no room for the length of such a file";
+    EXPECT_EQ(newestOf(*reader_.read()), "one");
+}
+
+TEST_F(TraceReaderTest, RefusesAHugeFileThatIsNoTrace) {
+    const std::string other = directory_.file("other");
+    writeFile(other, "");
+    if (truncate(other.c_str(), huge) != 0) GTEST_SKIP() << "no room for the length of such a file";
+    EXPECT_THROW(TraceReader(other).read(), Failure);
+}
+
+}  // namespace
+}  // namespace varnockctl

@@ -1,0 +1,62 @@
+#include "cli/watch/EventText.h"
+
+#include <gtest/gtest.h>
+
+namespace varnockctl {
+namespace {
+
+SipJson& imported(SipJson& event, const char* command) {
+    event.Import((std::string(R"({"SIP":{"V":1,"CMD":[)") + command + "]}}").c_str());
+    return event;
+}
+
+std::string lineOf(const char* command) {
+    SipJson event;
+    return eventLine(imported(event, command));
+}
+
+std::string jsonOf(const char* command) {
+    SipJson event;
+    JsonDocument document;
+    return toString(eventJson(imported(event, command), "now", document.GetAllocator()), false);
+}
+
+TEST(EventText, NamesTheEventsOfTheLogs) {
+    EXPECT_EQ(lineOf(R"({"OC":2833,"CA":0,"ST":0,"DA":7})"), "systemMessageLog 7");
+    EXPECT_EQ(lineOf(R"({"OC":6171,"CA":0,"ST":0,"DA":4294967295})"),
+              "driverMonitorLog 4294967295");
+}
+
+TEST(EventText, ShowsEveryNumberThatIsNot0) {
+    EXPECT_EQ(lineOf(R"({"OC":16,"OE":255,"OI":3,"CA":4,"ST":19,"DA":{"RAW":[1,2]}})"),
+              R"(0x0010 ext=0x00FF object=3 cabinet=4 status=19 {"RAW":[1,2]})");
+    EXPECT_EQ(lineOf(R"({"OC":16,"ST":0})"), "0x0010");
+    // An event without a status reads as this.
+    EXPECT_EQ(lineOf(R"({"OC":16})"), "0x0010 status=22");
+}
+
+TEST(EventText, ShowsAllNumbersAsJson) {
+    EXPECT_EQ(jsonOf(R"({"OC":2833,"ST":0,"DA":7})"),
+              R"({"time":"now","event":"systemMessageLog","opcode":2833,"ext":0,"object":0,)"
+              R"("cabinet":0,"status":0,"data":7})");
+    EXPECT_EQ(jsonOf(R"({"OC":16,"OE":1,"OI":2,"CA":3,"ST":4})"),
+              R"({"time":"now","event":"0x0010","opcode":16,"ext":1,"object":2,)"
+              R"("cabinet":3,"status":4,"data":null})");
+}
+
+TEST(EventText, EscapesWhatIsNoUtf8) {
+    EXPECT_EQ(lineOf("{\"OC\":16,\"ST\":0,\"DA\":\"a\xFFz\"}"), R"(0x0010 "a\\xFFz")");
+    EXPECT_NE(jsonOf("{\"OC\":16,\"DA\":[{\"\xFE\":\"\xFF\"}]}").find(R"([{"\\xFE":"\\xFF"}])"),
+              std::string::npos);
+}
+
+TEST(EventText, TakesWhatIsNoEvent) {
+    SipJson event;
+    for (const char* text : {"", "[]", R"({"SIP":5})", R"({"SIP":{"CMD":[7]}})"}) {
+        event.Import(text);
+        EXPECT_EQ(eventLine(event), "0x0000 status=22") << text;
+    }
+}
+
+}  // namespace
+}  // namespace varnockctl

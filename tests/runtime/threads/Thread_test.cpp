@@ -1,0 +1,256 @@
+#include "runtime/Thread.h"
+
+#include <errno.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+
+#include <atomic>
+#include <ostream>
+#include <string>
+
+#include "runtime/Event.h"
+#include "tests/runtime/threads/ThreadSupport.h"
+#include "tests/support/FailingAllocation.h"
+#include "tests/support/FailingCall.h"
+#include "tests/support/PosixThread.h"
+#include "tests/support/TraceCapture.h"
+
+namespace varnock::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+
+TEST(Thread, RunsTheEntryWithItsArgument) {
+    CThread thread(keepAlive);
+    int value = 0;
+    const auto entry = [](void* argument) -> void* {
+        *static_cast<int*>(argument) = 42;
+        return argument;
+    };
+    ASSERT_TRUE(thread.Start(entry, &value, 0, 0, 0, 0, joinable));
+    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_EQ(value, 42);
+}
+
+TEST(Thread, RunsFromStartToEnd) {
+    CEvent go(0, 1, nullptr);
+    Task task([&] { go.Wait(infinite, 0); });
+    CThread thread(keepAlive);
+    EXPECT_FALSE(thread.IsRunning());
+    ASSERT_TRUE(task.start(thread, joinable));
+    EXPECT_TRUE(thread.IsRunning());
+    go.Set();
+    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_FALSE(thread.IsRunning());
+}
+
+TEST(Thread, AJoinableThreadThatHasEndedDoesNotRunBeforeItIsJoined) {
+    Task task(nothing);
+    CThread thread(keepAlive);
+    task.start(thread, joinable);
+    awaitNotRunning(thread);
+    EXPECT_TRUE(thread.WaitForTermination(infinite));
+}
+
+TEST(Thread, ADetachedThreadDoesNotRunAfterItsEnd) {
+    Task task(nothing);
+    CThread thread(keepAlive);
+    task.start(thread, detached);
+    awaitNotRunning(thread);
+    task.awaitEnd();
+    for (int round = 0; round < 100; ++round) {
+        sched_yield();  // the handle may be dead by now
+        EXPECT_FALSE(thread.IsRunning());
+    }
+}
+
+TEST(Thread, AThreadMayUseItsObjectAtOnce) {
+    for (int round = 0; round < 50; ++round) {
+        CThread thread(keepAlive);
+        std::atomic<bool> running = false;
+        Task task([&] { running = thread.IsRunning(); });
+        task.start(thread, joinable);
+        thread.WaitForTermination(infinite);
+        EXPECT_TRUE(running);
+    }
+}
+
+TEST(Thread, ADetachedThreadMayDestroyItsObject) {
+    for (int round = 0; round < 50; ++round) {
+        auto* thread = new CThread(keepAlive);
+        Task task([thread] { delete thread; });
+        ASSERT_TRUE(task.start(*thread, detached));
+        task.awaitEnd();
+    }
+}
+
+TEST(Thread, AskedForAPriorityItStartsAllTheSame) {
+    const TraceCapture trace;
+    Task task(nothing);
+    CThread thread(keepAlive);
+    EXPECT_TRUE(task.start(thread, joinable, 5));
+    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_THAT(trace.messages(), Contains("ThreadPrio=5 "));
+}
+
+TEST(Thread, APriorityDoesNotChangeTheSchedulingThatTheThreadInherits) {
+    int policy = -1;
+    sched_param parameters{};
+    Task task([&] { pthread_getschedparam(pthread_self(), &policy, &parameters); });
+    CThread thread(keepAlive);
+    EXPECT_TRUE(task.start(thread, joinable, 5));
+    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    int creatorsPolicy = -2;
+    ASSERT_EQ(pthread_getschedparam(pthread_self(), &creatorsPolicy, &parameters), 0);
+    EXPECT_EQ(policy, creatorsPolicy);
+}
+
+TEST(Thread, TakesThePrioritiesOfRoundRobinScheduling) {
+    for (const int priority :
+         {sched_get_priority_min(SCHED_RR), sched_get_priority_max(SCHED_RR)}) {
+        Task task(nothing);
+        CThread thread(killAlive);
+        EXPECT_TRUE(task.start(thread, joinable, static_cast<unsigned long>(priority)));
+    }
+}
+
+TEST(Thread, IsDetachedUnlessWaitable) {
+    for (const int waitable : {detached, joinable}) {
+        int state = -1;
+        Task task([&] {
+            pthread_attr_t attributes;
+            pthread_getattr_np(pthread_self(), &attributes);
+            pthread_attr_getdetachstate(&attributes, &state);
+            pthread_attr_destroy(&attributes);
+        });
+        CThread thread(keepAlive);
+        task.start(thread, waitable);
+        task.awaitEnd();
+        EXPECT_EQ(state, waitable == detached ? PTHREAD_CREATE_DETACHED : PTHREAD_CREATE_JOINABLE);
+        thread.WaitForTermination(infinite);
+    }
+}
+
+TEST(Thread, RefusesAPriorityThatDoesNotExist) {
+    const TraceCapture trace;
+    Task task(nothing);
+    CThread thread(keepAlive);
+    EXPECT_FALSE(task.start(thread, joinable, 1000));
+    EXPECT_THAT(trace.messages(),
+                ElementsAre("ThreadPrio=1000 ",
+                            "pthread_attr_setschedparam failed: error=22 priority=1000"));
+    EXPECT_FALSE(thread.IsRunning());
+    EXPECT_FALSE(task.begun());
+}
+
+struct FailedStart {
+    PlatformCall call;
+    const char* message;
+};
+
+void PrintTo(const FailedStart& start, std::ostream* out) {
+    *out << start.message;
+}
+
+class ThreadStart : public testing::TestWithParam<FailedStart> {};
+
+TEST_P(ThreadStart, TracesWhatFailedAndLeavesTheObjectAsItWas) {
+    CEvent never(0, 1, nullptr);
+    Task first([&] { never.Wait(infinite, 0); });
+    Task second(nothing);
+    CThread thread(keepAlive);
+    first.start(thread, detached);
+    first.awaitBegin();
+    const TraceCapture trace;
+    {
+        const FailingCall failure(GetParam().call, EPERM);
+        const int waitable = GetParam().call == PlatformCall::AttrSetDetachState ? detached : 1;
+        EXPECT_FALSE(second.start(thread, waitable, 7));
+        EXPECT_TRUE(failure.happened());
+    }
+    EXPECT_EQ(trace.messages().back(), GetParam().message);
+    EXPECT_FALSE(second.begun());
+    EXPECT_TRUE(thread.IsRunning());
+    EXPECT_TRUE(thread.Kill(0)) << "the first thread is still known, and known as detached";
+    awaitNotRunning(thread);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachCall, ThreadStart,
+    testing::Values(
+        FailedStart{PlatformCall::AttrInit, "pthread_attr_init failed: 1 "},
+        FailedStart{PlatformCall::AttrSetDetachState, "pthread_attr_setdetachstate failed: 1 "},
+        FailedStart{PlatformCall::AttrSetSchedPolicy, "pthread_attr_setschedpolicy failed: 1 "},
+        FailedStart{PlatformCall::AttrGetSchedParam, "pthread_attr_getschedparam failed: 1 "},
+        FailedStart{PlatformCall::AttrSetSchedParam,
+                    "pthread_attr_setschedparam failed: error=1 priority=7"},
+        FailedStart{PlatformCall::ThreadCreate, "pthread_create failed: 1"}),
+    [](const testing::TestParamInfo<FailedStart>& parameter) {
+        return "Call" + std::to_string(parameter.index);
+    });
+
+TEST(Thread, WithoutMemoryItDoesNotStart) {
+    for (const std::size_t n : {1U, 2U}) {
+        Task task(nothing);
+        CThread thread(keepAlive);
+        const TraceCapture trace(2);
+        const FailingAllocation failure(n);
+        EXPECT_FALSE(task.start(thread, joinable));
+        EXPECT_TRUE(failure.happened());
+        EXPECT_THAT(trace.messages(), Contains("pthread_create failed: 12"));
+        EXPECT_FALSE(thread.IsRunning());
+    }
+}
+
+TEST(Thread, AStartGoesThroughInACancelledThread) {
+    const TraceCapture trace;
+    Task task(nothing);
+    CThread thread(keepAlive);
+    std::atomic<bool> started = false;
+    PosixThread starter([&] {
+        pthread_cancel(pthread_self());
+        started = task.start(thread, joinable);
+        pthread_testcancel();
+    });
+    EXPECT_TRUE(starter.join());
+    EXPECT_TRUE(started);
+    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(task.ended());
+}
+
+TEST(Thread, AnObjectMayBeStartedAgain) {
+    CThread thread(keepAlive);
+    for (int round = 0; round < 3; ++round) {
+        Task task(nothing);
+        ASSERT_TRUE(task.start(thread, joinable));
+        EXPECT_TRUE(thread.WaitForTermination(infinite));
+        EXPECT_TRUE(task.ended());
+    }
+}
+
+TEST(Thread, WrappersReachTheThreadLibrary) {
+    int priority = -1;
+    EXPECT_TRUE(ThreadGetPrio(pthread_self(), &priority));
+    EXPECT_EQ(priority, 0);
+    EXPECT_TRUE(ThreadGetPrio(pthread_self(), nullptr));
+    EXPECT_FALSE(ThreadGetPrio(0, &priority));
+    EXPECT_NE(ThreadEqual(pthread_self(), pthread_self()), 0);
+    EXPECT_EQ(ThreadEqual(pthread_self(), 0), 0);
+    pthread_t thread{};
+    CEvent never(0, 1, nullptr);
+    const auto wait = [](void* event) -> void* {
+        static_cast<CEvent*>(event)->Wait(infinite, 0);
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, wait, &never), 0);
+    EXPECT_EQ(ThreadKill(thread, 0), 0) << "the signal number is ignored";
+    void* result = nullptr;
+    EXPECT_EQ(ThreadJoin(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+}
+
+}  // namespace
+}  // namespace varnock::test

@@ -1,0 +1,212 @@
+#include "transport/record/JsonText.h"
+
+#include <gtest/gtest.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <cmath>
+#include <limits>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "tests/support/FailingAllocation.h"
+
+namespace {
+
+using varnock::JsonDocument;
+using varnock::parseJson;
+using varnock::writeJson;
+using varnock::test::FailingAllocation;
+
+/// What RapidJSON itself makes of the text, as text again; "error" when it refuses it.
+std::string peer(const std::string& text) {
+    JsonDocument document;
+    document.Parse(text.c_str());
+    return document.HasParseError() ? "error" : writeJson(document);
+}
+
+std::string ours(const std::string& text) {
+    JsonDocument document;
+    return parseJson(text, document) ? writeJson(document) : "error";
+}
+
+TEST(JsonText, WritesCompactText) {
+    for (const char* text :
+         {"0", "-1", "255", "256", "4294967295", "18446744073709551615", "-9223372036854775808",
+          "1.5", "0.0", "true", "false", "null", R"("")", R"("a\"\\\n\u0000\u001Fz")", "[]", "{}",
+          "[0,9,10,99,100,255,256,-1,1.5]", R"([[],[[]],{}])",
+          R"({"a":1,"b":[1,{"c":null}],"":""})"})
+        EXPECT_EQ(ours(text), text);
+}
+
+TEST(JsonText, WritesTextsAsTheWriterDoes) {
+    for (unsigned int byte = 0; byte < 256; ++byte) {
+        const std::string text{'a', static_cast<char>(byte), 'z'};
+        JsonDocument document;
+        document.SetString(text.data(), 3, document.GetAllocator());
+        rapidjson::StringBuffer out;
+        rapidjson::Writer<rapidjson::StringBuffer> writer(out);
+        document.Accept(writer);
+        EXPECT_EQ(writeJson(document), out.GetString()) << byte;
+    }
+}
+
+TEST(JsonText, ParsesTextsAsTheParserDoes) {
+    for (const char* text :
+         {R"("")", R"("plain")", R"("a text that is too long to be kept inside of a value")",
+          R"("\u0041\u00e4\u20ac\ud83d\ude00")", R"("\ud83d")", R"("\udc00")", R"("\u12")",
+          R"("a\"b\\c\/d\be\ff\ng\rh\ti")", R"("\x")", R"("open)", R"("open\)", "\"tab\there\"",
+          "\"\xFF\xC3\"", R"({"a\u0062":"c\u0064","a":{"long name of a member, beyond 21":1}})",
+          R"(["one","two\n","three"])", R"({"a" : "b" , "c":"d"})"})
+        EXPECT_EQ(ours(text), peer(text)) << text;
+}
+
+TEST(JsonText, KeepsAZeroInsideAText) {
+    JsonDocument document;
+    ASSERT_TRUE(parseJson(R"("a\u0000b")", document));
+    EXPECT_EQ(std::string(document.GetString(), document.GetStringLength()),
+              std::string("a\0b", 3));
+    EXPECT_EQ(writeJson(document), R"("a\u0000b")");
+}
+
+TEST(JsonText, EndsAtTheFirstZero) {
+    EXPECT_EQ(ours(std::string("[1]\0]", 5)), "[1]");
+    EXPECT_EQ(ours(std::string("[1\0]", 4)), "error");
+    EXPECT_EQ(ours(std::string("\"a\0\"", 4)), "error");
+}
+
+TEST(JsonText, WritesEveryByteOfABlock) {
+    JsonDocument block;
+    block.SetArray();
+    std::string expected = "[";
+    for (unsigned int byte = 0; byte < 300; ++byte) {
+        block.PushBack(byte, block.GetAllocator());
+        expected += (byte == 0 ? "" : ",") + std::to_string(byte);
+    }
+    expected += "]";
+    EXPECT_EQ(writeJson(block), expected);
+    EXPECT_EQ(ours(expected), expected);
+}
+
+TEST(JsonText, WritesNullForWhatIsNoNumber) {
+    JsonDocument list;
+    list.SetArray();
+    list.PushBack(std::numeric_limits<double>::infinity(), list.GetAllocator());
+    list.PushBack(-std::numeric_limits<double>::infinity(), list.GetAllocator());
+    list.PushBack(std::nan(""), list.GetAllocator());
+    list.PushBack(1.0, list.GetAllocator());
+    EXPECT_EQ(writeJson(list), "[null,null,null,1.0]");
+}
+
+TEST(JsonText, ParsesListsAsTheParserDoes) {
+    for (const char* text : {"[1]",
+                             "[1,2]",
+                             "[1,2,]",
+                             "[1,]",
+                             "[,1]",
+                             "[1,,2]",
+                             "[1 ,2]",
+                             "[1, 2]",
+                             "[ 1,2]",
+                             "[1,2 ]",
+                             "[01,2]",
+                             "[1,02]",
+                             "[00,1]",
+                             "[0,0,0]",
+                             "[10,0]",
+                             "[0123,4]",
+                             "[999,1000,9999]",
+                             "[1000,1]",
+                             "[12345678901234567890,1]",
+                             "[1.5,2]",
+                             "[1,2.5]",
+                             "[1,2.5,3]",
+                             "[1e2,3]",
+                             "[1,-2,3]",
+                             "[1,+2]",
+                             "[1,null,2]",
+                             R"([1,"2",3])",
+                             "[1,[2,3],4]",
+                             "[[1,2],[3,4,5],6]",
+                             "[1,2",
+                             "[1,",
+                             "[1",
+                             "[",
+                             "[1,2}",
+                             "[1,2]]",
+                             R"({"a":[1,2],"b":[3]})",
+                             "[1,2,x]",
+                             "[1,{\"a\":[2,3,[4,5]]},6,7]",
+                             "[1:2]",
+                             "[1,2:3]",
+                             "[1\t,\n2]",
+                             "[1,2],3"})
+        EXPECT_EQ(ours(text), peer(text)) << text;
+}
+
+TEST(JsonText, ParsesSmallNumbersAsUnsigned) {
+    JsonDocument document;
+    ASSERT_TRUE(parseJson("[1,22,333,4444,5]", document));
+    ASSERT_EQ(document.Size(), 5u);
+    for (const auto& element : document.GetArray()) EXPECT_TRUE(element.IsUint());
+    EXPECT_EQ(document[1].GetUint(), 22u);
+    EXPECT_EQ(document[2].GetUint(), 333u);
+    EXPECT_EQ(document[3].GetUint(), 4444u);
+}
+
+TEST(JsonText, KeepsTheDocumentWhenTheTextIsRefused) {
+    JsonDocument document;
+    document.SetInt(7);
+    EXPECT_FALSE(parseJson("[1,2,{\"a\":[3,4,", document));
+    EXPECT_TRUE(document.IsInt());
+    EXPECT_TRUE(parseJson("8", document));
+    EXPECT_EQ(document.GetInt(), 8);
+}
+
+TEST(JsonText, KeepsTheDocumentWithoutMemory) {
+    std::string list = "300";
+    std::string members = R"("a":1)";
+    for (int i = 0; i < 200; ++i) {
+        list += ",300";
+        members += ",\"a\":1";
+    }
+    for (const std::string& text :
+         {"[" + list + "]", "{" + members + "}", "\"" + std::string(5000, 'x') + "\""}) {
+        std::size_t failures = 0;
+        for (bool failed = true; failed;) {
+            JsonDocument document;
+            document.SetInt(7);
+            std::string copy = text;
+            {
+                const FailingAllocation failure(failures + 1);
+                try {
+                    EXPECT_TRUE(parseJson(std::move(copy), document));
+                } catch (const std::bad_alloc&) {
+                }
+                failed = failure.happened();
+            }
+            EXPECT_EQ(writeJson(document), failed ? "7" : text);
+            failures += failed ? 1 : 0;
+        }
+        EXPECT_GT(failures, 0u);
+    }
+}
+
+TEST(JsonText, BoundsTheNesting) {
+    JsonDocument document;
+    const std::string deepest(varnock::maxJsonNesting, '[');
+    EXPECT_TRUE(parseJson((deepest + std::string(deepest.size(), ']')).c_str(), document));
+    EXPECT_FALSE(
+        parseJson(("[" + deepest + std::string(deepest.size() + 1, ']')).c_str(), document));
+}
+
+TEST(JsonText, CountsTheListsOfEveryLevel) {
+    std::string text = "1,2,3";
+    for (unsigned int level = 0; level < varnock::maxJsonNesting; ++level)
+        text = "[1,20,300," + text + ",4,5]";
+    EXPECT_EQ(ours(text), peer(text));
+    EXPECT_EQ(ours(text), text);
+}
+
+}  // namespace

@@ -1,0 +1,364 @@
+#include "transport/channel/EventChannel.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <climits>
+#include <exception>
+#include <utility>
+
+#include "runtime/files/FileDescriptor.h"
+#include "runtime/files/PlatformPaths.h"
+#include "runtime/threads/Cancellation.h"
+#include "transport/AgentSocket.h"
+#include "transport/channel/AgentDevice.h"
+#include "transport/channel/FrameIo.h"
+#include "transport/channel/ProcessState.h"
+#include "transport/channel/TransportTrace.h"
+
+namespace varnock {
+namespace {
+
+constexpr std::chrono::milliseconds kReopenPause{1000};
+
+/// Guarded by lockChannels().
+struct EventState {
+    int fd = -1;
+    int daemonFd = -1;
+    int process = 0;             // where the channel was opened
+    ClientOptions registration;  // with which it is registered
+};
+constinit EventState state;
+
+/// The open channel's descriptor or -1. A channel that was opened before a fork() is the parent's:
+/// its events must not come here.
+int currentEventFd() {
+    FileDescriptor parents;  // closed outside of the lock
+    const auto lock = lockChannels();
+    if (state.fd >= 0 && state.process != currentProcess()) {
+        parents = FileDescriptor(std::exchange(state.fd, -1));
+        state.daemonFd = -1;
+    }
+    return state.fd;
+}
+
+void reportConnectFailure(const std::string& path, int number, int error) {
+    traceAlways("OpenEventChannel: Connect to %s failed: errno=%d %s --> retry (%d)\n",
+                path.c_str(), error, strerror(error), number);
+}
+
+/// An event frame on its way in. Its memory is made when its length is known, and exactly the frame
+/// is read: what follows is the next event.
+class EventFrame {
+  public:
+    explicit EventFrame(int fd) : fd_(fd) {}
+
+    /// Takes what is there. BufferFull means that there is no memory for the frame.
+    Transfer pull();
+    bool isEmpty() const { return received_ == 0; }
+    int received() const { return static_cast<int>(received_); }
+    /// How many bytes the frame has, as far as is known.
+    int expected() const { return static_cast<int>(size()); }
+    const char* text() { return buffer_.text(received_); }
+
+  private:
+    static constexpr std::size_t kRoom = 20;
+
+    std::uint64_t size() const {
+        return received_ < kFrameHeader ? kFrameHeader : std::uint64_t{length_} + kFrameHeader;
+    }
+    bool makeRoom();
+
+    const int fd_;
+    unsigned int length_ = 0;
+    std::uint64_t received_ = 0;
+    FrameBuffer buffer_;
+};
+
+bool EventFrame::makeRoom() {
+    if (length_ <= kLongestEvent) {
+        buffer_ = FrameBuffer(std::size_t{length_} + kRoom);
+    }
+    if (buffer_) {
+        *buffer_.frame() = length_;
+    }
+    return static_cast<bool>(buffer_);
+}
+
+Transfer EventFrame::pull() {
+    const std::uint64_t before = received_;
+    if (received_ < kFrameHeader) {
+        const Transfer header = receiveBytes(fd_, &length_, kFrameHeader, received_);
+        if (received_ < kFrameHeader) {
+            return header;
+        }
+        if (!makeRoom()) {
+            return Transfer::BufferFull;
+        }
+    }
+    const Transfer text = received_ < size() ? receiveBytes(fd_, buffer_.bytes(), size(), received_)
+                                             : Transfer::Complete;
+    if (received_ == size()) {
+        return Transfer::Complete;
+    }
+    return received_ == before || text == Transfer::Failed ? text : Transfer::Partial;
+}
+
+/// One attempt; EndOfFile only when the channel ends before the frame has begun.
+Transfer attemptEvent(EventFrame& frame, int fd, unsigned int attempt, const StopSignal* stop) {
+    const Transfer transfer = frame.pull();
+    if (isFinal(transfer) || (transfer == Transfer::EndOfFile && frame.isEmpty())) {
+        return transfer;
+    }
+    if (transfer == Transfer::Interrupted) {
+        traceAt(1,
+                "GetEventJson: Event receiving on fd=%d interrupted (errno=EINTR, inLength=%d, "
+                "InMax=%d) --> retry=%d\n",
+                fd, frame.received(), frame.expected(), attempt);
+    } else {
+        traceAt(1,
+                "GetEventJson: Event receiving on fd=%d incomplete (inLength=%d, InMax=%d, "
+                "RetryCnt=%d) --> continue\n",
+                fd, frame.received(), frame.expected(), attempt);
+    }
+    const Transfer later = spendSecond(fd, POLLIN, stop, [&frame] { return frame.pull(); });
+    return isFinal(later) ? later : Transfer::Partial;
+}
+
+/// The state in which the attempts end.
+Transfer receiveEvent(EventFrame& frame, int fd, const StopSignal* stop) {
+    for (unsigned int attempt = 0; attempt < kEventRetries && !isRequested(stop); ++attempt) {
+        const Transfer transfer = attemptEvent(frame, fd, attempt, stop);
+        if (transfer != Transfer::Partial) {
+            return transfer;
+        }
+    }
+    return Transfer::Partial;
+}
+
+void traceBrokenEvent(Transfer transfer, EventFrame& frame, int fd) {
+    switch (transfer) {
+        case Transfer::Failed:
+            traceAt(1,
+                    "GetEventJson: ERROR: Event receiving on fd=%d failed (inLength=%d, InMax=%d) "
+                    "--> reopen\n",
+                    fd, frame.received(), frame.expected());
+            break;
+        case Transfer::BufferFull:
+            traceAt(1,
+                    "GetEventJson: ERROR: No Memory: Event receiving on fd=%d failed --> reopen\n",
+                    fd);
+            break;
+        default:
+            traceAt(1,
+                    "GetEventJson: ERROR: Event receiving on fd=%d failed: inLength invalid "
+                    "(inLength=%d, InMax=%d) --> reopen\n",
+                    fd, frame.received(), frame.expected());
+            break;
+    }
+}
+
+EventRead reopenBroken(const StopSignal* stop) {
+    const int fd = reOpenEventChannel(stop);
+    const std::string path = eventSocketPath();
+    if (fd < 0) {
+        traceAlways(
+            "GetEventJson: ERROR: Can't reopen Event Channel on %s --> ignore this event!\n",
+            path.c_str());
+        return {EventRead::Kind::Failed, kNotOpened};
+    }
+    traceAlways("GetEventJson: Event Channel reopened on %s, new fd=%d\n", path.c_str(), fd);
+    return {EventRead::Kind::Reopened, fd};
+}
+
+bool isEventChannel(int clientFd) {
+    const int current = currentEventFd();
+    if (clientFd < 0 || clientFd == INT_MAX) {
+        traceAlways(
+            "GetEventJson: ERROR: called with wrong clientfd=%d (s_FdEventChannel=%d) --> ignore "
+            "this event\n",
+            clientFd, current);
+        return false;
+    }
+    if (clientFd != current) {
+        traceAlways(
+            "GetEventJson called with wrong fd=%d (s_FdEventChannel=%d) --> ignore this event\n",
+            clientFd, current);
+        return false;
+    }
+    return true;
+}
+
+/// Makes a new descriptor the event channel. Another thread may have been faster: its channel
+/// stays.
+int adoptEventFd(int fd) {
+    FileDescriptor fresh(fd);  // closed outside of the lock
+    const auto lock = lockChannels();
+    if (state.fd < 0) {
+        state.fd = fresh.release();
+        state.process = currentProcess();
+    }
+    return state.fd;
+}
+
+}  // namespace
+
+EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop) {
+    if (!isEventChannel(clientFd)) {
+        return {EventRead::Kind::Failed, kNotOpened};
+    }
+    EventFrame frame(clientFd);
+    const Transfer transfer = receiveEvent(frame, clientFd, stop);
+    if (transfer == Transfer::Complete) {
+        traceAt(2, "GetEventJson: processing event on fd=%d (inLength=%d)\n", clientFd,
+                frame.received());
+        event.Import(frame.text());
+        return {EventRead::Kind::Delivered, clientFd};
+    }
+    if (transfer == Transfer::EndOfFile) {
+        traceAt(1,
+                "GetEventJson: Event receiving on fd=%d failed EOF (inLength=%d, InMax=%d) --> "
+                "ignore this event!\n",
+                clientFd, frame.received(), frame.expected());
+        return {EventRead::Kind::EndOfFile, kNotOpened};
+    }
+    if (isRequested(stop)) {
+        return {EventRead::Kind::Failed, kNotOpened};
+    }
+    traceBrokenEvent(transfer, frame, clientFd);
+    return reopenBroken(stop);
+}
+
+int openEventChannel(const StopSignal* stop) {
+    if (const int fd = currentEventFd(); fd >= 0) {
+        traceAlways(
+            "OpenEventChannel: WARNING: Event channel already exists on fd=%d --> remain on it!\n",
+            fd);
+        return fd;
+    }
+    const std::string path = eventSocketPath();
+    const int opened = openPatiently(path, &reportConnectFailure, stop);
+    if (opened < 0) {
+        if (!isRequested(stop)) {
+            traceAlways("OpenEventChannel: Connect to %s failed after %d retries --> bail out\n",
+                        path.c_str(), kConnectTries);
+        }
+        return kNotOpened;
+    }
+    const int fd = adoptEventFd(opened);
+    traceAt(2, "OpenEventChannel: Event Channel to %s (fd=%d) opened\n", path.c_str(), fd);
+    return fd;
+}
+
+int initEventChannel(int fd, const ClientOptions* options, const StopSignal* stop) {
+    if (options == nullptr) {
+        traceAlways(
+            "InitEventChannel: ERROR: called with bad parameter pClientOptions = NULL on fd=%d\n",
+            fd);
+        return kNotOpened;
+    }
+    FrameBuffer buffer = registrationFrame(Channel::kEvent, *options);
+    if (!buffer) {
+        traceAt(1, "InitEventChannel: ERROR No memory available\n");
+        return kNotOpened;
+    }
+    // An event may follow right behind the reply; taken along, it would be lost, and its rest be
+    // taken for a frame.
+    const int received = sendRequestOnFd(fd, buffer.frame(), buffer.length() + kRegistrationRoom,
+                                         kEventTimeout, kEventRetries, Surplus::Leave, stop);
+    if (received < 0) {
+        traceAlways("InitEventChannel: Can't initialize Event Channel on fd=%d\n", fd);
+        return kNotOpened;
+    }
+    const int daemonFd = daemonDescriptor(buffer, received);
+    traceAlways(
+        "InitEventChannel: Event Channel (type=JSON) opened and initialized (fd=%d, ragdfd=%d)\n",
+        fd, daemonFd);
+    return daemonFd;
+}
+
+void closeEventChannel() {
+    const CancellationGuard wholeClose;
+    const int fd = [] {
+        const auto lock = lockChannels();
+        state.daemonFd = -1;
+        return std::exchange(state.fd, -1);
+    }();
+    if (fd >= 0) {
+        close(fd);
+    }
+    traceAlways("CloseEventChannel: Event Channel to %s (fd=%d) closed\n",
+                eventSocketPath().c_str(), fd);
+}
+
+int registerForEvents(const StopSignal* stop) {
+    const int fd = openEventChannel(stop);
+    if (fd < 0) {
+        return kNotOpened;
+    }
+    const ClientOptions options(fd);
+    int daemonFd = kNotOpened;
+    try {
+        daemonFd = initEventChannel(fd, &options, stop);
+    } catch (...) {
+        // For want of memory or cancelled: a channel that is registered by half must not stay.
+        closeEventChannel();
+        throw;
+    }
+    if (daemonFd < 0) {
+        closeEventChannel();
+        return kNotOpened;
+    }
+    {
+        const auto lock = lockChannels();
+        state.registration = options;
+        state.daemonFd = daemonFd;
+    }
+    traceAt(2, "RegisterForEvents: client registered for events on fd=%d\n", fd);
+    return fd;
+}
+
+int reOpenEventChannel(const StopSignal* stop) {
+    closeEventChannel();
+    pauseFor(kReopenPause, stop);
+    const int fd = registerForEvents(stop);
+    const std::string path = eventSocketPath();
+    if (fd < 0) {
+        traceAlways("ReOpenEventChannel: ERROR: Can't reopen Event Channel to %s\n", path.c_str());
+    } else {
+        traceAlways("ReOpenEventChannel: Event Channel to %s reopened (fd=%d)\n", path.c_str(), fd);
+    }
+    return fd;
+}
+
+}  // namespace varnock
+
+int RegisterForEvents(void*) try {
+    return varnock::registerForEvents(nullptr);
+} catch (const std::exception&) {
+    return varnock::kTransferFailed;
+}
+
+void UnRegisterForEvents(void) try {
+    using namespace varnock;
+    {
+        const auto lock = lockChannels();
+        state.registration = ClientOptions();
+    }
+    closeEventChannel();
+    traceAt(2, "UnRegisterForEvents: client unregistered for events\n");
+} catch (const std::exception&) {
+    // The channel is closed by then; the lines about it were lost.
+}
+
+int GetEventJson(int clientFd, SipJson& event) try {
+    return varnock::readEvent(clientFd, event, nullptr).fd;
+} catch (const std::exception&) {
+    return varnock::kTransferFailed;
+}
+
+std::string EventSocketPath() {
+    return varnock::eventSocketPath();
+}

@@ -1,0 +1,343 @@
+#include "transport/channel/FrameIo.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+
+#include "runtime/process/Clock.h"
+#include "transport/channel/AgentDevice.h"
+#include "transport/channel/FrameBuffer.h"
+#include "transport/channel/TransportTrace.h"
+
+namespace varnock {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+constexpr nanoseconds kAttempt = std::chrono::seconds{1};
+
+/// Sums with a length word are made in 64 bits: a peer may send any.
+std::uint64_t frameSize(const unsigned int* frame) {
+    return std::uint64_t{frame[0]} + kFrameHeader;
+}
+
+/// Trace texts show sizes as int.
+int shown(std::uint64_t size) {
+    return static_cast<int>(size);
+}
+
+/// One request and its reply.
+class Exchange {
+  public:
+    Exchange(int fd, unsigned int* frame, unsigned int inOutMax, unsigned int timeoutMs,
+             unsigned int retries, Surplus surplus, const StopSignal* stop)
+        : fd_(fd),
+          frame_(frame),
+          buffer_(reinterpret_cast<char*>(frame)),
+          inOutMax_(inOutMax),
+          timeout_(timeoutMs),
+          retries_(retries),
+          surplus_(surplus),
+          stop_(stop),
+          start_(Clock::instance().monotonicTime()) {}
+
+    int send();
+    int receive();
+
+  private:
+    Transfer push();
+    Transfer pull();
+    Transfer sendingAttempt(unsigned int attempt);
+    Transfer receivingAttempt(unsigned int attempt);
+    bool awaitNextByte();
+    milliseconds restOfTimeout() const;
+    int waitingTime() const;
+    Transfer spendSecondOn(short mask, Transfer (Exchange::*move)());
+    std::uint64_t limit() const;
+    bool isComplete() const { return received_ >= kFrameHeader && received_ >= frameSize(frame_); }
+
+    const int fd_;
+    unsigned int* const frame_;
+    char* const buffer_;
+    const std::uint64_t inOutMax_;
+    const milliseconds timeout_;
+    const unsigned int retries_;
+    const Surplus surplus_;
+    const StopSignal* const stop_;
+    const nanoseconds start_;
+    nanoseconds inAttempts_{0};  // time spent in the seconds of the attempts
+    std::uint64_t total_ = 0;    // of the frame while sending
+    std::uint64_t sent_ = 0;
+    std::uint64_t received_ = 0;
+};
+
+/// The seconds of the attempts come on top of the time-out, but only as many as there are attempts:
+/// a peer that reads slowly and then answers slowly has no more.
+milliseconds Exchange::restOfTimeout() const {
+    const auto onTop = std::min<nanoseconds>(inAttempts_, retries_ * kAttempt);
+    const auto waited = Clock::instance().monotonicTime() - start_ - onTop;
+    return timeout_ - std::chrono::floor<milliseconds>(waited);
+}
+
+/// What is left of the time for waiting; never 0, which is no time-out but a mistake.
+int Exchange::waitingTime() const {
+    return static_cast<int>(std::max(restOfTimeout().count(), milliseconds::rep{1}));
+}
+
+Transfer Exchange::spendSecondOn(short mask, Transfer (Exchange::*move)()) {
+    const nanoseconds begin = Clock::instance().monotonicTime();
+    const auto moveOnce = [this, move] { return (this->*move)(); };
+    const Transfer transfer = spendSecond(fd_, mask, stop_, std::cref(moveOnce));
+    inAttempts_ += Clock::instance().monotonicTime() - begin;
+    return transfer;
+}
+
+/// Returns 0 or a result code. A frame that is still incomplete after all attempts is not a
+/// failure: the agent may have understood, and its reply is waited for.
+int Exchange::send() {
+    total_ = frameSize(frame_);
+    for (unsigned int attempt = 0; attempt < retries_; ++attempt) {
+        const unsigned int timeout = attempt == 0 ? static_cast<unsigned int>(timeout_.count())
+                                                  : static_cast<unsigned int>(waitingTime());
+        const int ready = isFdReady(fd_, POLLOUT, timeout, stop_);
+        if (ready != POLLOUT) {
+            return ready;
+        }
+        const Transfer transfer = sendingAttempt(attempt);
+        if (transfer == Transfer::Complete) {
+            return 0;
+        }
+        if (transfer == Transfer::Failed) {
+            return kTransferFailed;
+        }
+    }
+    return 0;
+}
+
+Transfer Exchange::sendingAttempt(unsigned int attempt) {
+    const Transfer transfer = push();
+    if (isFinal(transfer)) {
+        return transfer;
+    }
+    if (transfer == Transfer::Interrupted) {
+        traceAt(1,
+                "SendRequestOnFd: Command sending on fd=%d interrupted (errno=EINTR, outLength=%d, "
+                "InOutMax=%d) --> retry=%d\n",
+                fd_, shown(sent_), shown(total_), shown(attempt));
+    } else {
+        traceAt(1,
+                "SendRequestOnFd: Command sending on fd=%d incomplete (outLength=%d, InOutMax=%d) "
+                "--> continue=%d\n",
+                fd_, shown(sent_), shown(total_), shown(attempt));
+    }
+    return spendSecondOn(POLLOUT, &Exchange::push);
+}
+
+/// One write. A host that ignores nothing must not die of SIGPIPE.
+Transfer Exchange::push() {
+    const ssize_t count = ::send(fd_, buffer_ + sent_, total_ - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (count > 0) {
+        sent_ += static_cast<std::uint64_t>(count);
+        return sent_ == total_ ? Transfer::Complete : Transfer::Partial;
+    }
+    if (count < 0 && errno == EINTR) {
+        return Transfer::Interrupted;
+    }
+    if (count < 0 && errno == EAGAIN) {
+        return Transfer::WouldBlock;
+    }
+    if (count < 0) {
+        traceAt(1,
+                "SendRequestOnFd: Command sending on fd=%d failed (outLength=%d, InOutMax=%d) --> "
+                "bail out\n",
+                fd_, shown(sent_), shown(total_));
+    } else {
+        traceAt(1,
+                "SendRequestOnFd: Command sending on fd=%d failed EOF (outLength=%d, InOutMax=%d): "
+                "--> bail out\n",
+                fd_, shown(sent_), shown(total_));
+    }
+    return Transfer::Failed;
+}
+
+/// Returns the number of bytes or a result code.
+int Exchange::receive() {
+    const int ready = isFdReady(fd_, POLLIN, static_cast<unsigned int>(waitingTime()), stop_);
+    if (ready != POLLIN) {
+        return ready;
+    }
+    for (unsigned int attempt = 0; attempt < retries_; ++attempt) {
+        if (attempt > 0 && !awaitNextByte()) {
+            break;
+        }
+        const Transfer transfer = receivingAttempt(attempt);
+        if (transfer == Transfer::Complete) {
+            return static_cast<int>(received_);
+        }
+        if (transfer == Transfer::Failed) {
+            return kTransferFailed;
+        }
+        if (transfer == Transfer::BufferFull) {
+            break;
+        }
+    }
+    traceAt(1,
+            "SendRequestOnFd: Command receiving on fd=%d failed (inLength=%d, InOutMax=%d, "
+            "pCmdJ->len=%d)\n",
+            fd_, shown(received_), shown(inOutMax_), shown(frame_[0]));
+    return kTransferFailed;
+}
+
+Transfer Exchange::receivingAttempt(unsigned int attempt) {
+    const Transfer transfer = pull();
+    if (isFinal(transfer)) {
+        return transfer;
+    }
+    if (transfer == Transfer::EndOfFile && attempt == 0) {
+        traceAt(1,
+                "SendRequestOnFd: Command receiving on fd=%d failed EOF (inLength=%d, InOutMax=%d) "
+                "--> bail out\n",
+                fd_, shown(received_), shown(inOutMax_));
+        return Transfer::Failed;
+    }
+    if (transfer == Transfer::Interrupted) {
+        traceAt(
+            1,
+            "SendRequestOnFd: Command receiving on fd=%d interrupted (errno=EINTR, inLength=%d, "
+            "InOutMax=%d) --> retry=%d\n",
+            fd_, shown(received_), shown(inOutMax_), shown(attempt));
+    } else {
+        traceAt(1,
+                "SendRequestOnFd: Command receiving on fd=%d incomplete (inLength=%d, InOutMax=%d, "
+                "pCmdJ->len=%d) --> continue=%d\n",
+                fd_, shown(received_), shown(inOutMax_), shown(frame_[0]), shown(attempt));
+    }
+    return spendSecondOn(POLLIN, &Exchange::pull);
+}
+
+/// Waits as long as the request may wait at all: an agent may pause in the middle of a reply.
+bool Exchange::awaitNextByte() {
+    while (restOfTimeout().count() > 0) {
+        short ready = 0;
+        const int result = pollDescriptor(fd_, POLLIN, waitingTime(), stop_, ready);
+        if (result >= 0 || errno != EINTR) {
+            return result > 0;
+        }
+    }
+    return false;
+}
+
+/// Up to where bytes may be taken. Before four bytes have come, the length word is a mixture of
+/// request and reply.
+std::uint64_t Exchange::limit() const {
+    if (surplus_ == Surplus::Drop) {
+        return inOutMax_;
+    }
+    return received_ < kFrameHeader ? kFrameHeader : std::min(frameSize(frame_), inOutMax_);
+}
+
+/// Takes what is there: one read, or two where the first one tells how far to go.
+Transfer Exchange::pull() {
+    Transfer transfer = receiveBytes(fd_, buffer_, limit(), received_);
+    if (transfer == Transfer::Partial && received_ < limit()) {
+        const bool knowsMore = surplus_ == Surplus::Leave && received_ == kFrameHeader;
+        if (knowsMore && receiveBytes(fd_, buffer_, limit(), received_) == Transfer::Failed) {
+            transfer = Transfer::Failed;
+        }
+    }
+    if (transfer == Transfer::Failed) {
+        traceAt(1,
+                "SendRequestOnFd: Command receiving on fd=%d failed (inLength=%d, InOutMax=%d) --> "
+                "bail out\n",
+                fd_, shown(received_), shown(inOutMax_));
+        return transfer;
+    }
+    if (isComplete()) {
+        return Transfer::Complete;
+    }
+    if (received_ == inOutMax_) {
+        // The rest is not read: the channel is closed after this failure, and with it goes what is
+        // still in the socket.
+        traceAt(1,
+                "SendRequestOnFd: Command receiving on fd=%d incomplete (buffer too small) "
+                "(inLength=%d, InOutMax=%d, pCmdJ->len=%d)\n",
+                fd_, shown(received_), shown(inOutMax_), shown(frame_[0]));
+        return Transfer::BufferFull;
+    }
+    return transfer;
+}
+
+}  // namespace
+
+Transfer receiveBytes(int fd, void* buffer, std::uint64_t limit, std::uint64_t& count) {
+    const ssize_t got = recv(fd, static_cast<char*>(buffer) + count, limit - count, MSG_DONTWAIT);
+    if (got > 0) {
+        count += static_cast<std::uint64_t>(got);
+        return Transfer::Partial;
+    }
+    if (got == 0) {
+        return Transfer::EndOfFile;
+    }
+    if (errno == EINTR) {
+        return Transfer::Interrupted;
+    }
+    return errno == EAGAIN ? Transfer::WouldBlock : Transfer::Failed;
+}
+
+Transfer spendSecond(int fd, short mask, const StopSignal* stop,
+                     const std::function<Transfer()>& move) {
+    const nanoseconds end = Clock::instance().monotonicTime() + kAttempt;
+    for (;;) {
+        const auto rest = std::chrono::ceil<milliseconds>(end - Clock::instance().monotonicTime());
+        if (rest.count() <= 0) {
+            return Transfer::Partial;
+        }
+        short ready = 0;
+        const int result = pollDescriptor(fd, mask, static_cast<int>(rest.count()), stop, ready);
+        if (result < 0 && errno == EINTR) {
+            continue;
+        }
+        if (result <= 0 || (ready & mask) == 0) {
+            return Transfer::Partial;
+        }
+        const Transfer transfer = move();
+        if (isFinal(transfer)) {
+            return transfer;
+        }
+        if (transfer == Transfer::EndOfFile || transfer == Transfer::WouldBlock) {
+            // Ready for ever without anything to move: waiting for it would spin.
+            pauseFor(rest, stop);
+        }
+    }
+}
+
+int sendRequestOnFd(int fd, unsigned int* frame, unsigned int inOutMax, unsigned int timeoutMs,
+                    unsigned int retries, Surplus surplus, const StopSignal* stop) {
+    if (fd < 0) {
+        traceAt(1, "SendRequestOnFd: sending request failed (request channel not available)\n");
+        return kNoChannel;
+    }
+    Exchange exchange(fd, frame, inOutMax, timeoutMs, retries, surplus, stop);
+    const int failure = exchange.send();
+    return failure != 0 ? failure : exchange.receive();
+}
+
+bool isUsableFrame(int fd, const unsigned int* frame, unsigned int inOutMax) {
+    const bool readable = frame != nullptr && inOutMax > kFrameHeader;
+    if (readable && frameSize(frame) <= inOutMax) {
+        return true;
+    }
+    traceAt(1,
+            "SendRequestOnFd: Command sending on fd=%d failed (outLength=%d, InOutMax=%d) --> "
+            "bail out\n",
+            fd, 0, readable ? shown(frameSize(frame)) : shown(inOutMax));
+    return false;
+}
+
+}  // namespace varnock

@@ -1,0 +1,77 @@
+#include "transport/client/EventRun.h"
+
+#include <errno.h>
+#include <time.h>
+
+#include "runtime/process/Clock.h"
+#include "runtime/sync/MutexGuard.h"
+#include "transport/channel/ProcessState.h"
+
+namespace varnock {
+namespace {
+
+constexpr int kSteps = 10;
+constexpr long kStepNs = 500'000'000;
+constexpr long kSecondNs = 1'000'000'000;
+
+timespec endOfStep() {
+    timespec end = Clock::instance().wallTime();
+    end.tv_nsec += kStepNs;
+    if (end.tv_nsec >= kSecondNs) {
+        end.tv_nsec -= kSecondNs;
+        ++end.tv_sec;
+    }
+    return end;
+}
+
+thread_local EventRun* runOfThisThread = nullptr;
+
+}  // namespace
+
+EventRun::EventRun(const void* client, int wakeFd, int eventDescriptor)
+    : stop(wakeFd), eventFd(eventDescriptor), client_(client), process_(currentProcess()) {}
+
+EventRun::~EventRun() {
+    pthread_cond_destroy(&ended_);
+    pthread_mutex_destroy(&mutex_);
+}
+
+void EventRun::enter() {
+    runOfThisThread = this;
+    setRunning(true);
+}
+
+void EventRun::leave() {
+    runOfThisThread = nullptr;
+    setRunning(false);
+}
+
+void EventRun::setRunning(bool running) {
+    const MutexGuard lock(mutex_);
+    running_ = running;
+    pthread_cond_broadcast(&ended_);
+}
+
+bool EventRun::isCalledOnOwnThread() const {
+    return runOfThisThread == this;
+}
+
+EventRun* EventRun::ofThisThread(const void* client) {
+    const bool isOurs = runOfThisThread != nullptr && runOfThisThread->client_ == client;
+    return isOurs ? runOfThisThread : nullptr;
+}
+
+bool EventRun::belongsToThisProcess() const {
+    return process_ == currentProcess();
+}
+
+void EventRun::awaitEnd() {
+    const MutexGuard lock(mutex_);
+    for (int step = 0; step < kSteps && running_; ++step) {
+        const timespec end = endOfStep();
+        while (running_ && Clock::instance().waitUntil(&ended_, &mutex_, end) != ETIMEDOUT) {
+        }
+    }
+}
+
+}  // namespace varnock

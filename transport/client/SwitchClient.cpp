@@ -1,0 +1,162 @@
+#include "transport/SwitchClient.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include "runtime/Version.h"
+#include "transport/AgentSocket.h"
+#include "transport/channel/FrameBuffer.h"
+#include "transport/channel/RequestChannel.h"
+#include "transport/channel/TransportTrace.h"
+
+using varnock::CommandStatus;
+using varnock::FrameBuffer;
+using varnock::traceAt;
+
+namespace {
+
+/// The largest text that is accepted makes a frame beyond RAGD_BUFFER_MAX.
+constexpr unsigned int kLargestFrame = CSwitchClient::RAGD_BUFFER_MAX + varnock::kFrameHeader;
+
+/// Operation 0xE002, whose reply Reply() keeps.
+constexpr unsigned short kKeptReply = 0xE002;
+
+/// Writes a failure into the record, which also needs memory.
+unsigned int fail(SipJson& cmd, unsigned int status) {
+    try {
+        cmd.SetStatus(status);
+    } catch (const std::bad_alloc&) {
+        // The caller still gets it as the result.
+    }
+    return status;
+}
+
+unsigned int failForMemory(SipJson& cmd) {
+    traceAt(1, "CSwitchClient::Request: ERROR No memory available\n");
+    return fail(cmd, toNumber(CommandStatus::kNoMemory));
+}
+
+}  // namespace
+
+CSwitchClient::CSwitchClient(const char* applicationName) {
+    if (applicationName != nullptr && *applicationName != '\0') {
+        SetApplicationName(applicationName);
+    }
+}
+
+void CSwitchClient::Reply(unsigned short opcode, unsigned short opcodeExt, unsigned short,
+                          unsigned short, unsigned char, unsigned char* data,
+                          unsigned short dataLength) {
+    unsigned short word = 0;
+    if (opcode == kKeptReply && opcodeExt == 0 && dataLength == sizeof word && data != nullptr) {
+        memcpy(&word, data, sizeof word);
+        storedReplyWord_ = word;
+    }
+}
+
+void CSwitchClient::Reply(SipJson&) {}
+
+void CSwitchClient::Event(SipJson&) {}
+
+bool CSwitchClient::SetApplicationName(const char* name) {
+    if (name == nullptr) {
+        return false;
+    }
+    const std::size_t length = strnlen(name, sizeof applicationName_ - 1);
+    const std::lock_guard lock(nameLock_);
+    memmove(applicationName_, name, length);
+    applicationName_[length] = '\0';
+    return true;
+}
+
+std::string CSwitchClient::applicationName() const {
+    const std::lock_guard lock(nameLock_);
+    return applicationName_;
+}
+
+int CSwitchClient::Attach() {
+    SetClientName(TovQXObjectName);
+    attached_ = 1;
+    return 1;
+}
+
+int CSwitchClient::Detach() {
+    attached_ = 0;
+    OnUnload();
+    return 1;
+}
+
+void CSwitchClient::OnUnload() {
+    RagdClientDestroyTSD();
+    RagdClientDestroyKEY();
+}
+
+bool CSwitchClient::IsAttached() const {
+    return attached_ != 0;
+}
+
+unsigned int CSwitchClient::GetLastError() const {
+    return 0;
+}
+
+unsigned int CSwitchClient::Request(SipJson& cmd, unsigned short timeoutMs, unsigned int,
+                                    unsigned int extraTimeoutMs) {
+    const unsigned int room = UINT_MAX - timeoutMs;
+    try {
+        return exchange(cmd, timeoutMs + std::min(extraTimeoutMs, room));
+    } catch (const std::exception&) {
+        return failForMemory(cmd);
+    }
+}
+
+unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
+    FrameBuffer buffer(kLargestFrame);
+    if (!buffer) {
+        return failForMemory(cmd);
+    }
+    const std::string text = cmd.Export();
+    if (text.size() + 1 > RAGD_BUFFER_MAX) {
+        traceAt(1,
+                "CSwitchClient::Request: ERROR Json-String exceeds memmory buffer, "
+                "JsonStringLen=%d, RAGD_BUFFER_MAX=%d \n",
+                static_cast<int>(text.size() + 1), static_cast<int>(RAGD_BUFFER_MAX));
+        return fail(cmd, toNumber(CommandStatus::kNoMemory));
+    }
+    buffer.put(text);
+    const unsigned int requestLength = buffer.length();
+    const int received =
+        varnock::sendRequest(buffer.frame(), kLargestFrame, RAGD_BUFFER_MAX, timeoutMs);
+    const unsigned int status =
+        received < 0 ? fail(cmd, static_cast<unsigned int>(-received))
+                     : acceptReply(cmd, buffer.text(static_cast<std::size_t>(received)));
+    if (Debug.IsOn(1)) {
+        Debug.Print(1,
+                    "CSwitchClient::Request: Receive response OC=0x%04X, OE=0x%04X, CB=0x%08X, "
+                    "OI=0x%08X, Status=0x%04X, len=%d\n",
+                    cmd.OpCode(), cmd.OpCodeExt(), cmd.CabinetNr(), cmd.ObjectId(), cmd.Status(),
+                    received < 0 ? requestLength : buffer.length());
+    }
+    return status;
+}
+
+unsigned int CSwitchClient::acceptReply(SipJson& cmd, const char* text) {
+    cmd.Import(text);
+    const unsigned int status = cmd.Status();
+    if (status == CommandStatus::kSuccess) {
+        return status;
+    }
+    if (status == CommandStatus::kSuccessToo) {
+        cmd.SetStatus(toNumber(CommandStatus::kSuccess));
+        return cmd.Status();
+    }
+    if (Debug.IsOn(1)) {
+        Debug.Print(1,
+                    "CSwitchClient::Request: Got Unexpected Status of Command OC=0x%04X, "
+                    "OE=0x%04X (Status=0x%02X)\n",
+                    cmd.OpCode(), cmd.OpCodeExt(), status);
+    }
+    return status;
+}

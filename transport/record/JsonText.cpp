@@ -1,0 +1,284 @@
+#include "transport/record/JsonText.h"
+
+#include <rapidjson/reader.h>
+#include <rapidjson/writer.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace varnock {
+
+namespace {
+
+using rapidjson::SizeType;
+
+/// The allocator for stacks, which looks whether there was memory.
+class CheckedHeap : public rapidjson::CrtAllocator {
+  public:
+    void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
+    void* Realloc(void* old, std::size_t oldSize, std::size_t size) {
+        return checked(CrtAllocator::Realloc(old, oldSize, size), size);
+    }
+
+  private:
+    static void* checked(void* memory, std::size_t size) {
+        if (memory == nullptr && size != 0) throw std::bad_alloc();
+        return memory;
+    }
+};
+
+constinit CheckedHeap stackHeap;
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// Parses one text into a document of its own. The events of the parser go through here, which
+/// bounds the nesting while it is read: the parser and the destructor of the values both recurse,
+/// and a hostile text would make them overflow the stack.
+class Loader
+    : public rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator, CheckedHeap> {
+  public:
+    explicit Loader(char* text)
+        : GenericDocument(&jsonHeap, stackCapacity, &stackHeap), stream_(text) {}
+
+    /// False when the text is not one whole document. The text is used up: strings are decoded in
+    /// place before they are copied out of it.
+    bool load() {
+        bool complete = false;
+        auto feed = [&](GenericDocument&) {
+            rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, CheckedHeap> reader(
+                &stackHeap);
+            return complete = !reader.Parse<rapidjson::kParseInsituFlag>(stream_, *this).IsError();
+        };
+        Populate(feed);
+        return complete;
+    }
+
+    /// @name Events of the parser
+    /// Texts are copied, since the one that is parsed does not stay; levels are counted. The base
+    /// handles the others.
+    /// @{
+    bool Key(const char* name, SizeType length, bool) { return String(name, length, true); }
+    bool String(const char* text, SizeType length, bool) {
+        requireMemory(length);
+        return GenericDocument::String(text, length, true);
+    }
+    bool StartObject() { return ++depth_ <= maxJsonNesting && GenericDocument::StartObject(); }
+    bool EndObject(SizeType count) {
+        --depth_;
+        requireMemory(count * sizeof(Member));
+        return GenericDocument::EndObject(count);
+    }
+    bool StartArray() {
+        if (++depth_ > maxJsonNesting) return false;
+        GenericDocument::StartArray();
+        taken_[depth_] = takeSmallNumbers();
+        return true;
+    }
+    bool EndArray(SizeType count) {
+        count += taken_[depth_--];
+        requireMemory(count * sizeof(JsonValue));
+        return GenericDocument::EndArray(count);
+    }
+    /// @}
+
+  private:
+    /// Blocks of bytes are long lists of small numbers, which this reads twice as fast as the
+    /// parser. A number is taken together with its comma, and only in front of another digit:
+    /// everything that can be wrong in a list is left to the parser.
+    SizeType takeSmallNumbers() {
+        SizeType count = 0;
+        for (char* next = stream_.src_; isDigit(*next); ++count) {
+            auto number = digit(next);
+            if (number != 0 && isDigit(*next)) number = 10 * number + digit(next);
+            if (number >= 10 && isDigit(*next)) number = 10 * number + digit(next);
+            if (*next++ != ',' || !isDigit(*next)) break;
+            Uint(number);
+            stream_.src_ = next;
+        }
+        return count;
+    }
+
+    static unsigned int digit(char*& next) { return static_cast<unsigned int>(*next++ - '0'); }
+
+    /// Enough for most replies, so that it need not grow.
+    static constexpr std::size_t stackCapacity = 512;
+
+    rapidjson::InsituStringStream stream_;
+    unsigned int depth_ = 0;
+    /// By level: numbers the parser missed. Not filled before a level has an array, since most
+    /// texts have few.
+    std::array<SizeType, maxJsonNesting + 1> taken_;
+};
+
+/// Output stream of the writer: the string that is returned.
+class TextSink {
+  public:
+    using Ch = char;
+
+    TextSink() { grow(1); }
+    ~TextSink() = default;
+    TextSink(const TextSink&) = delete;
+    TextSink& operator=(const TextSink&) = delete;
+
+    void Put(char c) {
+        if (next_ == end_) grow(1);
+        *next_++ = c;
+    }
+    void Flush() {}
+
+    /// Room for `size` characters at the end of the text; `advance` says how many it has got.
+    char* room(std::size_t size) {
+        if (static_cast<std::size_t>(end_ - next_) < size) grow(size);
+        return next_;
+    }
+    void advance(std::size_t size) { next_ += size; }
+
+    std::string take() {
+        text_.resize(used());
+        return std::move(text_);
+    }
+
+  private:
+    std::size_t used() const { return static_cast<std::size_t>(next_ - text_.data()); }
+
+    void grow(std::size_t size) {
+        const std::size_t before = next_ == nullptr ? 0 : used();
+        text_.resize(std::max<std::size_t>({256, before + size, 2 * before}));
+        next_ = text_.data() + before;
+        end_ = text_.data() + text_.size();
+    }
+
+    std::string text_;
+    char* next_ = nullptr;
+    char* end_ = nullptr;
+};
+
+/// The digits of a byte, so that blocks of bytes are written without any arithmetic.
+struct ByteText {
+    std::array<char, 3> digits;
+    unsigned char length;
+};
+
+constexpr std::array<ByteText, 256> makeByteTexts() {
+    std::array<ByteText, 256> texts{};
+    for (unsigned int byte = 0; byte < texts.size(); ++byte) {
+        ByteText& text = texts[byte];
+        for (unsigned int unit = 100; unit != 0; unit /= 10)
+            if (byte >= unit || unit == 1)
+                text.digits[text.length++] = static_cast<char>('0' + byte / unit % 10);
+    }
+    return texts;
+}
+
+constexpr std::array<ByteText, 256> byteTexts = makeByteTexts();
+
+void write(const JsonValue& value, TextSink& sink);
+
+void writeByte(unsigned int byte, TextSink& sink) {
+    const ByteText& text = byteTexts[byte];
+    std::memcpy(sink.room(text.digits.size()), text.digits.data(), text.digits.size());
+    sink.advance(text.length);
+}
+
+void writeArray(const JsonValue& array, TextSink& sink) {
+    sink.Put('[');
+    bool first = true;
+    for (const JsonValue& element : array.GetArray()) {
+        if (!std::exchange(first, false)) sink.Put(',');
+        if (element.IsUint() && element.GetUint() < byteTexts.size())
+            writeByte(element.GetUint(), sink);
+        else
+            write(element, sink);
+    }
+    sink.Put(']');
+}
+
+void writeObject(const JsonValue& object, TextSink& sink) {
+    sink.Put('{');
+    bool first = true;
+    for (const auto& member : object.GetObject()) {
+        if (!std::exchange(first, false)) sink.Put(',');
+        write(member.name, sink);
+        sink.Put(':');
+        write(member.value, sink);
+    }
+    sink.Put('}');
+}
+
+template <typename Integer>
+void writeInteger(Integer number, TextSink& sink) {
+    constexpr std::size_t longest = std::numeric_limits<Integer>::digits10 + 2;
+    char* const begin = sink.room(longest);
+    sink.advance(
+        static_cast<std::size_t>(std::to_chars(begin, begin + longest, number).ptr - begin));
+}
+
+bool needsNoEscape(char c) {
+    return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\';
+}
+
+/// False, with nothing written, for a text that cannot stand in quotes as it is.
+bool writePlain(const JsonValue& leaf, TextSink& sink) {
+    const char* text = leaf.GetString();
+    const std::size_t length = leaf.GetStringLength();
+    char* next = sink.room(length + 2);
+    *next++ = '"';
+    for (const char* const end = text + length; text != end; ++text) {
+        if (!needsNoEscape(*text)) return false;
+        *next++ = *text;
+    }
+    *next = '"';
+    sink.advance(length + 2);
+    return true;
+}
+
+void writeOther(const JsonValue& leaf, TextSink& sink) {
+    rapidjson::Writer<TextSink> writer(sink);
+    if (leaf.Accept(writer)) return;
+    writer.Reset(sink);  // an infinity, or not a number
+    writer.Null();
+}
+
+/// Nearly all leaves are plain texts and integers, for which a writer is too much.
+void write(const JsonValue& value, TextSink& sink) {
+    if (value.IsString() && writePlain(value, sink)) return;
+    if (value.IsUint64())
+        writeInteger(value.GetUint64(), sink);
+    else if (value.IsInt64())
+        writeInteger(value.GetInt64(), sink);
+    else if (value.IsArray())
+        writeArray(value, sink);
+    else if (value.IsObject())
+        writeObject(value, sink);
+    else
+        writeOther(value, sink);
+}
+
+}  // namespace
+
+void requireMemory(std::size_t size) {
+    constexpr std::size_t smallest = 1024;
+    if (size >= smallest) ::operator delete(::operator new(size + smallest));
+}
+
+bool parseJson(std::string text, JsonDocument& document) {
+    Loader loader(text.data());
+    if (!loader.load()) return false;
+    static_cast<JsonValue&>(document).Swap(loader);
+    return true;
+}
+
+std::string writeJson(const JsonValue& value) {
+    TextSink sink;
+    write(value, sink);
+    return sink.take();
+}
+
+}  // namespace varnock

@@ -1,0 +1,494 @@
+#include "transport/SipJson.h"
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "transport/record/JsonText.h"
+#include "util/StringMapper.h"
+
+namespace {
+
+using Value = SipJson::Value;
+using rapidjson::SizeType;
+
+constexpr std::string_view keyRoot = "SIP";
+constexpr std::string_view keyVersion = "V";
+constexpr std::string_view keyCommands = "CMD";
+constexpr std::string_view keyOpCode = "OC";
+constexpr std::string_view keyOpCodeExt = "OE";
+constexpr std::string_view keyObjectId = "OI";
+constexpr std::string_view keyCabinetNr = "CA";
+constexpr std::string_view keyStatus = "ST";
+constexpr std::string_view keyData = "DA";
+constexpr std::string_view keyBlock = "RAW";
+
+constexpr int documentVersion = 1;
+
+constexpr rapidjson::CrtAllocator& heap = varnock::jsonHeap;
+
+std::string_view textOf(const Value& name) {
+    return {name.GetString(), name.GetStringLength()};
+}
+
+/// Names are two or three characters long, and to compare them by a call takes longer than that.
+bool isName(std::string_view name, std::string_view key) {
+    if (name.size() != key.size()) return false;
+    for (std::size_t i = 0; i < key.size(); ++i)
+        if (name[i] != key[i]) return false;
+    return true;
+}
+
+/// The member `key`, the first of several; null unless `value` is an object that has it.
+const Value* find(const Value& value, std::string_view key) {
+    if (!value.IsObject()) return nullptr;
+    for (const auto& member : value.GetObject())
+        if (isName(textOf(member.name), key)) return &member.value;
+    return nullptr;
+}
+
+Value* find(Value& value, std::string_view key) {
+    return const_cast<Value*>(find(std::as_const(value), key));
+}
+
+/// The array `key` of an object, else null.
+const Value* findArray(const Value& value, std::string_view key) {
+    const Value* found = find(value, key);
+    return found != nullptr && found->IsArray() ? found : nullptr;
+}
+
+/// Throws std::bad_alloc where an object of many members could not grow, which it does by half.
+void requireMemoryFor(const Value& object) {
+    varnock::requireMemory(object.MemberCount() * sizeof(Value::Member) * 3 / 2);
+}
+
+/// Puts a value into an object that has none of this name. REQUIRES: `key` lives as long as the
+/// object.
+void add(Value& object, std::string_view key, Value&& value) {
+    requireMemoryFor(object);
+    object.AddMember(Value(key.data(), static_cast<SizeType>(key.size())), std::move(value), heap);
+}
+
+/// Puts a value into an object: in place of the one already there, else as the last member.
+/// REQUIRES: as for `add`.
+void put(Value& object, std::string_view key, Value&& value) {
+    if (Value* existing = find(object, key))
+        *existing = std::move(value);
+    else
+        add(object, key, std::move(value));
+}
+
+/// Removes every member of this name, so that no duplicate comes to light, and keeps the order of
+/// the others. One pass, since a text from outside can hold duplicates by the ten thousand.
+bool removeMember(Value& object, std::string_view key) {
+    if (find(object, key) == nullptr) return false;
+    requireMemoryFor(object);
+    Value kept(rapidjson::kObjectType);
+    auto member = object.MemberBegin();
+    for (SizeType rest = object.MemberCount(); rest != 0; --rest, ++member)
+        if (textOf(member->name) != key) kept.AddMember(member->name, member->value, heap);
+    object = std::move(kept);
+    return true;
+}
+
+/// An element of a byte block: a negative number counts as its bit pattern, anything else as 0.
+unsigned int blockElement(const Value& element) {
+    if (element.IsUint()) return element.GetUint();
+    return element.IsInt() ? static_cast<unsigned int>(element.GetInt()) : 0;
+}
+
+/// The block of bytes in the data, null when there is none or its first element is no number that
+/// can be a byte.
+const Value* findBlock(const Value& data) {
+    const Value* block = findArray(data, keyBlock);
+    return block != nullptr && !block->Empty() && (*block)[0].IsUint() ? block : nullptr;
+}
+
+Value makeBlock(const std::vector<unsigned char>& bytes) {
+    varnock::requireMemory(bytes.size() * sizeof(Value));
+    Value elements(rapidjson::kArrayType);
+    elements.Reserve(static_cast<SizeType>(bytes.size()), heap);
+    for (const unsigned char byte : bytes) {  // made in place: twice as fast as moved there
+        elements.PushBack(Value(), heap);
+        new (elements.End() - 1) Value(static_cast<unsigned int>(byte));
+    }
+    Value block(rapidjson::kObjectType);
+    add(block, keyBlock, std::move(elements));
+    return block;
+}
+
+/// Little-endian and unmasked, so that an element above 255 carries into the next byte; a position
+/// that is not there counts as 0. Two elements alone are masked.
+unsigned int assembleBlock(const Value& block) {
+    const SizeType size = block.Size();
+    if (size == 2) return (blockElement(block[0]) & 0xFF) | (blockElement(block[1]) & 0xFF) << 8;
+    unsigned int value = 0;
+    for (SizeType i = 0; i < size && i < 4; ++i) value += blockElement(block[i]) << (8 * i);
+    return value;
+}
+
+/// The bytes of a number in its smallest width.
+unsigned int widthOf(std::uint64_t number) {
+    if (number < 0x100) return 1;
+    if (number < 0x10000) return 2;
+    return number <= 0xFFFFFFFF ? 4 : 8;
+}
+
+// Texts end at their first NUL, those with an escaped \u0000 too.
+void appendText(const Value& text, std::vector<unsigned char>& out) {
+    const std::string bytes = CStringMapper::StringToUTF8(text.GetString());
+    out.insert(out.end(), bytes.begin(), bytes.end());
+    out.push_back(0);
+}
+
+unsigned long textSize(const Value& text) {
+    return std::strlen(text.GetString()) + 1;
+}
+
+void blockToBytes(const Value& data, std::vector<unsigned char>& out) {
+    out.clear();
+    const Value* block = findBlock(data);
+    if (block == nullptr) return;
+    out.resize(block->Size());
+    unsigned char* next = out.data();
+    for (const Value& element : block->GetArray())
+        *next++ = static_cast<unsigned char>(blockElement(element));
+}
+
+/// A list ends with an empty text, the way of a double-NUL-terminated string list.
+void listToBytes(const Value& list, std::vector<unsigned char>& out) {
+    out.clear();
+    if (list.Empty() || !list[0].IsString()) return;
+    for (const Value& element : list.GetArray())
+        if (element.IsString()) appendText(element, out);
+    out.push_back(0);
+}
+
+void numberToBytes(std::uint64_t number, std::vector<unsigned char>& out) {
+    out.clear();
+    const unsigned int width = widthOf(number);
+    for (unsigned int i = 0; i < width; ++i)
+        out.push_back(static_cast<unsigned char>(number >> (8 * i)));
+}
+
+/// The size of a list of texts or numbers; its first element says which of the two it is, elements
+/// of another kind do not count.
+unsigned long listSize(const Value& list) {
+    if (list.Empty()) return 0;
+    const bool texts = list[0].IsString();
+    unsigned long size = texts ? 1 : 0;
+    for (const Value& element : list.GetArray()) {
+        if (texts)
+            size += element.IsString() ? textSize(element) : 0;
+        else if (list[0].IsNumber() && element.IsNumber())
+            size += element.IsUint64() ? widthOf(element.GetUint64()) : 8;
+    }
+    return size;
+}
+
+}  // namespace
+
+class SipJson::Document : public varnock::JsonDocument {
+  public:
+    Document() : GenericDocument(&heap, varnock::jsonStackCapacity, &heap) {}
+
+    /// The value that was the array of commands when it was looked for, null when there was none.
+    Value* commands() const { return commands_; }
+    /// Makes the root an empty object.
+    void reset() {
+        commands_ = nullptr;
+        SetObject();
+    }
+    /// To be called whenever the root, or what is directly below it, has changed.
+    void findCommands() {
+        Value* sip = find(*this, keyRoot);
+        commands_ = sip != nullptr ? find(*sip, keyCommands) : nullptr;
+    }
+
+  private:
+    Value* commands_ = nullptr;  ///< nearly every access begins with it
+};
+
+SipJson::SipJson() : document_(std::make_unique<Document>()) {
+    ClassInit();
+}
+
+SipJson::SipJson(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
+                 unsigned int cabinetNr, unsigned int status)
+    : SipJson() {
+    SetCmd(opcode, opcodeExt, objectId, cabinetNr, status);
+}
+
+SipJson::~SipJson() = default;
+
+void SipJson::ClassInit() {
+    document_->reset();
+    commandIndex_ = 0;
+    JsonInit();
+}
+
+void SipJson::JsonInit() {
+    if (!document_->IsObject()) return;
+    Value sip(rapidjson::kObjectType);
+    add(sip, keyVersion, Value(documentVersion));
+    add(sip, keyCommands, Value(rapidjson::kArrayType));
+    put(*document_, keyRoot, std::move(sip));
+    document_->findCommands();
+}
+
+void SipJson::Clear() {
+    if (Value* commands = GetCmds()) commands->Clear();
+    commandIndex_ = 0;
+}
+
+bool SipJson::ClearData() {
+    Value* commands = GetCmds();
+    if (commands == nullptr || commandIndex_ >= commands->Size()) return false;
+    Value& command = (*commands)[commandIndex_];
+    return command.IsObject() && removeMember(command, keyData);
+}
+
+const SipJson::Value* SipJson::GetCmds() const {
+    const Value* commands = document_->commands();
+    return commands != nullptr && commands->IsArray() ? commands : nullptr;
+}
+
+SipJson::Value* SipJson::GetCmds() {
+    return const_cast<Value*>(std::as_const(*this).GetCmds());
+}
+
+SipJson::Value* SipJson::GetCmd() {
+    Value* commands = GetCmds();
+    if (commands == nullptr) return nullptr;
+    if (commandIndex_ >= commands->Size()) {
+        commands->PushBack(Value(rapidjson::kObjectType), heap);
+        while (commandIndex_ >= commands->Size()) commands->PushBack(Value(), heap);
+    }
+    return &(*commands)[commandIndex_];
+}
+
+/// The current command, null when nothing can be set in it.
+SipJson::Value* SipJson::writableCmd() {
+    Value* command = GetCmd();
+    return command != nullptr && command->IsObject() ? command : nullptr;
+}
+
+bool SipJson::SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
+                     unsigned int cabinetNr, unsigned int status) {
+    if (GetCmds() == nullptr) ClassInit();  // a record stays usable whatever it has imported
+    Value& command = GetCmd()->SetObject();
+    add(command, keyOpCode, Value(opcode));
+    if (opcodeExt != 0) add(command, keyOpCodeExt, Value(opcodeExt));
+    if (objectId != 0) add(command, keyObjectId, Value(objectId));
+    add(command, keyCabinetNr, Value(cabinetNr));
+    if (status != noStatus) add(command, keyStatus, Value(status));
+    return true;
+}
+
+bool SipJson::SetStatus(unsigned int status) {
+    Value* command = writableCmd();
+    if (command == nullptr) return false;
+    put(*command, keyStatus, Value(status));
+    return true;
+}
+
+bool SipJson::setData(Value&& data, unsigned int status) {
+    Value* command = writableCmd();
+    if (command == nullptr) return false;
+    put(*command, keyData, std::move(data));
+    put(*command, keyStatus, Value(status));
+    return true;
+}
+
+bool SipJson::SetDataByte(unsigned char value, unsigned int status) {
+    return SetDataDWord(value, status);
+}
+
+bool SipJson::SetDataWord(unsigned short value, unsigned int status) {
+    return SetDataDWord(value, status);
+}
+
+bool SipJson::SetDataDWord(unsigned int value, unsigned int status) {
+    return setData(Value(value), status);
+}
+
+bool SipJson::SetDataString(const char* text, unsigned int status) {
+    if (text == nullptr) text = "";
+    const std::size_t length = std::strlen(text);
+    if (length >= std::numeric_limits<SizeType>::max()) return false;
+    varnock::requireMemory(length);
+    return setData(Value(text, static_cast<SizeType>(length), heap), status);
+}
+
+bool SipJson::SetRequestDataStream(const std::vector<unsigned char>& bytes) {
+    Value* command = writableCmd();
+    if (command == nullptr || bytes.size() > std::numeric_limits<SizeType>::max()) return false;
+    if (bytes.empty())
+        removeMember(*command, keyData);
+    else
+        put(*command, keyData, makeBlock(bytes));
+    removeMember(*command, keyStatus);
+    return true;
+}
+
+unsigned int SipJson::OpCode() const {
+    return number(current(), keyOpCode, 0);
+}
+unsigned int SipJson::OpCodeExt() const {
+    return number(current(), keyOpCodeExt, 0);
+}
+unsigned int SipJson::ObjectId() const {
+    return number(current(), keyObjectId, 0);
+}
+unsigned int SipJson::CabinetNr() const {
+    return number(current(), keyCabinetNr, 0);
+}
+unsigned int SipJson::Status() const {
+    return number(current(), keyStatus, missingStatus);
+}
+
+bool SipJson::Success() const {
+    return CmdStatusSuccess(Status());
+}
+
+bool SipJson::CmdStatusSuccess(unsigned int status) {
+    using varnock::CommandStatus;
+    return status == CommandStatus::kSuccess || status == CommandStatus::kSuccessToo ||
+           status == CommandStatus::kSuccessOfRecord || status == CommandStatus::kSuccessUndefined;
+}
+
+/// The member `key` of command `index`, null when anything on the way to it is missing or of
+/// another kind.
+const SipJson::Value* SipJson::member(int index, std::string_view key) const {
+    const Value* commands = GetCmds();
+    if (commands == nullptr || index < 0) return nullptr;
+    const auto position = static_cast<SizeType>(index);
+    return position < commands->Size() ? find((*commands)[position], key) : nullptr;
+}
+
+const SipJson::Value* SipJson::data(int index) const {
+    return member(index, keyData);
+}
+
+unsigned int SipJson::GetCmdValue(int index, const char* key, unsigned int defaultValue) const {
+    return key != nullptr ? number(index, key, defaultValue) : defaultValue;
+}
+
+unsigned int SipJson::number(int index, std::string_view key, unsigned int defaultValue) const {
+    const Value* value = member(index, key);
+    return value != nullptr && value->IsUint() ? value->GetUint() : defaultValue;
+}
+
+bool SipJson::GetCmdUIntData(int index, unsigned int& out) const {
+    const Value* value = data(index);
+    if (value == nullptr) return false;
+    if (value->IsNumber()) {
+        if (!value->IsInt() && !value->IsUint()) return false;
+        out = blockElement(*value);
+        return true;
+    }
+    const Value* block = findArray(*value, keyBlock);
+    if (block == nullptr || block->Empty()) return false;
+    out = assembleBlock(*block);
+    return true;
+}
+
+unsigned int SipJson::UIntValue() const {
+    unsigned int value = 0;
+    GetCmdUIntData(current(), value);
+    return value;
+}
+
+unsigned int SipJson::DataByte() const {
+    return UIntValue();
+}
+unsigned int SipJson::DataWord() const {
+    return UIntValue();
+}
+unsigned int SipJson::DataDWord() const {
+    return UIntValue();
+}
+
+bool SipJson::GetCmdDataString(int index, std::string& out, unsigned long offset) const {
+    const Value* value = data(index);
+    if (value == nullptr) return false;
+    if (value->IsString()) {
+        if (offset == 0) out = value->GetString();
+        return offset == 0;
+    }
+    if (!value->IsObject() && !value->IsNull()) return false;
+    out.clear();
+    if (value->IsNull()) return true;
+    const Value* block = findBlock(*value);
+    if (block == nullptr || block->Size() <= offset) return false;
+    std::string bytes;
+    bytes.reserve(block->Size() - offset);
+    for (auto i = static_cast<SizeType>(offset); i < block->Size(); ++i)
+        bytes.push_back(static_cast<char>(blockElement((*block)[i])));
+    CStringMapper::UTF8ToString(out, bytes.c_str());
+    return true;
+}
+
+bool SipJson::GetDataString(std::string& out) const {
+    return GetCmdDataString(current(), out, 0);
+}
+
+bool SipJson::GetCmdDataStream(int index, std::vector<unsigned char>& out) const {
+    const Value* value = data(index);
+    if (value == nullptr) return false;
+    if (value->IsObject())
+        blockToBytes(*value, out);
+    else if (value->IsArray())
+        listToBytes(*value, out);
+    else if (value->IsUint64())  // every unsigned number of 32 bits is one of 64 too
+        numberToBytes(value->GetUint64(), out);
+    else if (value->IsString()) {
+        out.clear();
+        appendText(*value, out);
+    } else
+        return false;
+    return true;
+}
+
+bool SipJson::GetDataStream(std::vector<unsigned char>& out) const {
+    return GetCmdDataStream(current(), out);
+}
+
+unsigned long SipJson::GetCmdDataSize(int index) const {
+    const Value* value = data(index);
+    if (value == nullptr) return 0;
+    if (value->IsNumber()) return value->IsInt64() || value->IsUint64() ? 8 : 0;
+    if (value->IsString()) return textSize(*value);
+    if (value->IsBool()) return 1;
+    if (value->IsArray()) return listSize(*value);
+    const Value* block = findArray(*value, keyBlock);
+    return block == nullptr ? 0 : block->Size();
+}
+
+bool SipJson::HasCmdDataSize(int index, unsigned long size, int atLeast) const {
+    const Value* value = data(index);
+    if (value == nullptr) return false;
+    if (size == 0 || value->IsNumber()) return true;
+    const unsigned long present = GetCmdDataSize(index);
+    return atLeast != 0 ? present >= size : present == size;
+}
+
+bool SipJson::HasReplyData() const {
+    return Success() && HasCmdDataSize(current(), 0, 0);
+}
+
+std::string SipJson::Export() const {
+    return CStringMapper::StringToUTF8(varnock::writeJson(*document_).c_str());
+}
+
+void SipJson::Import(const char* text) {
+    std::string local = CStringMapper::UTF8ToString(text);
+    Clear();
+    if (varnock::parseJson(std::move(local), *document_))
+        document_->findCommands();
+    else
+        ClassInit();
+}
