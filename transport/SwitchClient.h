@@ -12,7 +12,8 @@
 
 namespace varnock {
 class EventRun;
-}
+class TerminatePipe;
+}  // namespace varnock
 
 /// The client of the agent: sends command records and waits for their replies, and receives events.
 ///
@@ -109,7 +110,6 @@ class VARNOCK_EXPORT CSwitchClient {
     bool lockEnabling(std::unique_lock<std::mutex>& lock) const;
     bool startEvents();
     bool stopEvents();
-    bool openTerminatePipe();
     bool registerEvents();
     bool startThread();
     std::string applicationName() const;
@@ -126,7 +126,7 @@ class VARNOCK_EXPORT CSwitchClient {
     char applicationName_[256] = {};
     std::atomic<unsigned int> eventsEnabled_{0};
     CThread eventThread_{1};
-    int terminatePipe_[2] = {-1, 0};  // read end, write end; in use while the read end is not -1
+    std::unique_ptr<varnock::TerminatePipe> terminatePipe_;
     std::atomic<int> m_EventKolmFd{-1};
     std::shared_ptr<varnock::EventRun> run_;  // the event thread's, from its start to the next one
     std::mutex enableLock_;                   // one EnableEvents() at a time

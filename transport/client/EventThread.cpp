@@ -1,12 +1,8 @@
 #include <cxxabi.h>
-#include <errno.h>
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <exception>
-#include <utility>
 
 #include "runtime/process/Clock.h"
 #include "runtime/threads/Cancellation.h"
@@ -16,6 +12,7 @@
 #include "transport/channel/EventChannel.h"
 #include "transport/channel/TransportTrace.h"
 #include "transport/client/EventRun.h"
+#include "transport/client/TerminatePipe.h"
 
 using varnock::EventRead;
 using varnock::EventRun;
@@ -152,7 +149,7 @@ bool CSwitchClient::startEvents() {
         run_->isHeldUp = true;
         joinEventThread();
     }
-    if (!openTerminatePipe()) {
+    if (!terminatePipe_->open()) {
         return false;
     }
     PipeGuard pipe(*this);
@@ -160,16 +157,6 @@ bool CSwitchClient::startEvents() {
         return false;
     }
     pipe.keep();
-    return true;
-}
-
-bool CSwitchClient::openTerminatePipe() {
-    if (pipe2(terminatePipe_, O_CLOEXEC) != 0) {
-        traceAt(1, "EnableEvents: WARNING: cannot create pipe for termination-thread\n");
-        return false;
-    }
-    traceAt(1, "EnableEvents: pipe [%d,%d] for termination-thread created\n", terminatePipe_[0],
-            terminatePipe_[1]);
     return true;
 }
 
@@ -187,7 +174,7 @@ bool CSwitchClient::registerEvents() {
 bool CSwitchClient::startThread() {
     const varnock::CancellationGuard wholeStart;
     const std::string name = applicationName();
-    run_ = std::make_shared<EventRun>(this, terminatePipe_[0], m_EventKolmFd);
+    run_ = std::make_shared<EventRun>(this, terminatePipe_->readEnd(), m_EventKolmFd);
     eventThread_.SetThreadName(name.c_str(), kThreadName);
     run_->setRunning(true);
     if (!eventThread_.Start(&Thread_EventMain, this, kPriority, 0, kStackSize, 0, 1)) {
@@ -252,7 +239,7 @@ void CSwitchClient::StopEventThread() {
             return;
         }
         run_->stop.request();
-        if (terminatePipe_[0] != -1) {
+        if (terminatePipe_->isOpen()) {
             WakeupThread_EventMain();
         }
     }
@@ -272,27 +259,11 @@ void CSwitchClient::joinEventThread() {
 }
 
 void CSwitchClient::WakeupThread_EventMain() {
-    traceAt(1,
-            "WakeupThread_EventMain: wakeup WakeupThread_EventMain for termination on "
-            "pipe[%d,%d]\n",
-            terminatePipe_[0], terminatePipe_[1]);
-    if (terminatePipe_[0] != -1 && write(terminatePipe_[1], "WAKE", 4) != 4) {
-        traceAt(1, "WakeupThread_EventMain: ERROR: cannot write to pipe: errno=%d\n", errno);
-    }
+    terminatePipe_->wake();
 }
 
-/// The write end means nothing until the pipe has been made: it begins as 0, the host's standard
-/// input.
 void CSwitchClient::CloseEventTerminatePipe() {
-    const varnock::CancellationGuard wholeClose;
-    if (terminatePipe_[0] == -1) {
-        return;
-    }
-    for (int& end : terminatePipe_) {
-        if (end != -1) {
-            close(std::exchange(end, -1));
-        }
-    }
+    terminatePipe_->close();
 }
 
 void* CSwitchClient::Thread_EventMain(void* context) {
@@ -310,7 +281,9 @@ void* CSwitchClient::Thread_EventMain(void* context) {
 void CSwitchClient::EventMain() {
     // A copy: a listener may destroy this object, after which only the run may be touched.
     const std::shared_ptr<EventRun> run =
-        run_ != nullptr ? run_ : std::make_shared<EventRun>(this, terminatePipe_[0], m_EventKolmFd);
+        run_ != nullptr
+            ? run_
+            : std::make_shared<EventRun>(this, terminatePipe_->readEnd(), m_EventKolmFd);
     run->enter();
     const RunEnd end(*run);
     traceAt(1, "Thread_EventMain: Event thread started\n");

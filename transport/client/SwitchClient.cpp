@@ -11,6 +11,8 @@
 #include "transport/channel/FrameBuffer.h"
 #include "transport/channel/RequestChannel.h"
 #include "transport/channel/TransportTrace.h"
+#include "transport/client/EventRun.h"
+#include "transport/client/TerminatePipe.h"
 
 using varnock::CommandStatus;
 using varnock::FrameBuffer;
@@ -41,7 +43,8 @@ unsigned int failForMemory(SipJson& cmd) {
 
 }  // namespace
 
-CSwitchClient::CSwitchClient(const char* applicationName) {
+CSwitchClient::CSwitchClient(const char* applicationName)
+    : terminatePipe_(std::make_unique<varnock::TerminatePipe>()) {
     if (applicationName != nullptr && *applicationName != '\0') {
         SetApplicationName(applicationName);
     }

@@ -13,6 +13,7 @@
 #include "tests/support/FakeClock.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/transport/ClosedStream.h"
 #include "tests/transport/TransportSupport.h"
 #include "transport/AgentSocket.h"
 #include "transport/channel/TransportTrace.h"
@@ -109,8 +110,7 @@ TEST_F(OpenDevice, PrintsItsFailureWhateverTheLevel) {
 TEST_F(OpenDevice, KeepsAwayFromTheStandardStreams) {
     // A host without standard output prints to whatever has its number.
     const Listener listener(path, 1);
-    const int kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 10);
-    close(STDIN_FILENO);
+    const ClosedStream input(STDIN_FILENO);
     const auto before = openDescriptors();
     const int fd = openDevice(path);
     EXPECT_GT(fd, STDERR_FILENO);
@@ -118,10 +118,6 @@ TEST_F(OpenDevice, KeepsAwayFromTheStandardStreams) {
     EXPECT_EQ(fcntl(fd, F_GETFL) & O_NONBLOCK, O_NONBLOCK);
     close(fd);
     EXPECT_EQ(openDescriptors(), before);
-    if (kept >= 0) {
-        dup2(kept, STDIN_FILENO);
-        close(kept);
-    }
 }
 
 TEST_F(OpenDevice, AProbeTellsAtOnceWhetherAnybodyListens) {

@@ -21,6 +21,7 @@
 #include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/transport/ClosedStream.h"
 #include "tests/transport/TransportSupport.h"
 #include "transport/SwitchClient.h"
 
@@ -237,6 +238,16 @@ TEST_F(EventThread, NeedsAPipe) {
     EXPECT_TRUE(trace.contains("EnableEvents: WARNING: cannot create pipe for termination-thread"));
     EXPECT_TRUE(agent.transcript().empty());
     EXPECT_TRUE(client->EnableEvents(1, 0));
+}
+
+TEST_F(EventThread, KeepsItsPipeAwayFromTheStandardStreams) {
+    agent.stop();  // it would get the free number when it accepts
+    {
+        const ClosedStream input(STDIN_FILENO);
+        EXPECT_FALSE(client->EnableEvents(1, 0));
+    }
+    EXPECT_EQ(trace.count("EnableEvents: pipe ["), 1u);
+    EXPECT_EQ(trace.count("EnableEvents: pipe [0,"), 0u);
 }
 
 TEST_F(EventThread, NeedsARegistration) {
