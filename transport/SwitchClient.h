@@ -2,18 +2,14 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
-#include <string>
 
-#include "runtime/Thread.h"
 #include "transport/AgentProtocol.h"
 #include "transport/SipJson.h"
 #include "util/Export.h"
 
 namespace varnock {
-class EventRun;
-class TerminatePipe;
-}  // namespace varnock
+class EventThread;
+}
 
 /// The client of the agent: sends command records and waits for their replies, and receives events.
 ///
@@ -104,31 +100,13 @@ class VARNOCK_EXPORT CSwitchClient {
     /// What Reply() has stored last.
     unsigned int StoredReplyWord() const { return storedReplyWord_; }
     /// The event connection in use; -1 for none.
-    int EventFd() const { return m_EventKolmFd; }
+    int EventFd() const;
 
   private:
-    bool lockEnabling(std::unique_lock<std::mutex>& lock) const;
-    bool startEvents();
-    bool stopEvents();
-    bool registerEvents();
-    bool startThread();
-    std::string applicationName() const;
-    void dropInheritedEvents();
-    void joinEventThread();
-    bool handleEvent(varnock::EventRun& run);
-    bool followChannel(varnock::EventRun& run, int fd);
-    void deliver(SipJson& event);
     static unsigned int exchange(SipJson& cmd, unsigned int timeoutMs);
     static unsigned int acceptReply(SipJson& cmd, const char* text);
 
     unsigned int storedReplyWord_ = 0;
     std::atomic<unsigned int> attached_{0};
-    char applicationName_[256] = {};
-    std::atomic<unsigned int> eventsEnabled_{0};
-    CThread eventThread_{1};
-    std::unique_ptr<varnock::TerminatePipe> terminatePipe_;
-    std::atomic<int> m_EventKolmFd{-1};
-    std::shared_ptr<varnock::EventRun> run_;  // the event thread's, from its start to the next one
-    std::mutex enableLock_;                   // one EnableEvents() at a time
-    mutable std::mutex nameLock_;             // guards applicationName_
+    std::unique_ptr<varnock::EventThread> eventThread_;
 };

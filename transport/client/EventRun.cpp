@@ -28,8 +28,8 @@ thread_local EventRun* runOfThisThread = nullptr;
 
 }  // namespace
 
-EventRun::EventRun(const void* client, int wakeFd, int eventDescriptor)
-    : stop(wakeFd), eventFd(eventDescriptor), client_(client), process_(currentProcess()) {}
+EventRun::EventRun(const void* owner, int wakeFd, int eventDescriptor)
+    : stop(wakeFd), eventFd(eventDescriptor), owner_(owner), process_(currentProcess()) {}
 
 EventRun::~EventRun() {
     pthread_cond_destroy(&ended_);
@@ -56,8 +56,8 @@ bool EventRun::isCalledOnOwnThread() const {
     return runOfThisThread == this;
 }
 
-EventRun* EventRun::ofThisThread(const void* client) {
-    const bool isOurs = runOfThisThread != nullptr && runOfThisThread->client_ == client;
+EventRun* EventRun::ofThisThread(const void* owner) {
+    const bool isOurs = runOfThisThread != nullptr && runOfThisThread->owner_ == owner;
     return isOurs ? runOfThisThread : nullptr;
 }
 

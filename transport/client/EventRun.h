@@ -10,11 +10,11 @@
 namespace varnock {
 
 /// One run of the event thread, shared by that thread and by those who start and stop it. It
-/// outlives the client, which a listener may destroy.
+/// outlives its owner, which a listener may destroy.
 class EventRun {
   public:
-    /// `client` is whose events the thread serves, `wakeFd` the read end of the termination pipe.
-    EventRun(const void* client, int wakeFd, int eventFd);
+    /// `owner` is the object that runs the thread, `wakeFd` the read end of the termination pipe.
+    EventRun(const void* owner, int wakeFd, int eventFd);
     ~EventRun();
     EventRun(const EventRun&) = delete;
     EventRun& operator=(const EventRun&) = delete;
@@ -28,8 +28,8 @@ class EventRun {
     void setRunning(bool running);
     bool isRunning() const { return running_; }
     bool isCalledOnOwnThread() const;
-    /// The run of this client whose thread is the calling one; else null.
-    static EventRun* ofThisThread(const void* client);
+    /// The run of this owner whose thread is the calling one; else null.
+    static EventRun* ofThisThread(const void* owner);
     /// False in a child made by fork(), where the thread does not exist.
     bool belongsToThisProcess() const;
     /// Waits for the end, up to ten steps of 500 ms.
@@ -39,10 +39,10 @@ class EventRun {
     int eventFd;                        ///< the event thread's own copy
     std::atomic<bool> isJoined{false};  ///< somebody has waited for the thread, or does so
     std::atomic<bool> isHeldUp{false};  ///< somebody who waits for the thread has the lock of
-                                        ///< EnableEvents()
+                                        ///< EventThread::enable()
 
   private:
-    const void* const client_;
+    const void* const owner_;
     const int process_;
     std::atomic<bool> running_{false};
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;

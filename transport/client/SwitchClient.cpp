@@ -5,16 +5,17 @@
 #include <cstring>
 #include <exception>
 #include <new>
+#include <string>
 
 #include "runtime/Version.h"
 #include "transport/AgentSocket.h"
 #include "transport/channel/FrameBuffer.h"
 #include "transport/channel/RequestChannel.h"
 #include "transport/channel/TransportTrace.h"
-#include "transport/client/EventRun.h"
-#include "transport/client/TerminatePipe.h"
+#include "transport/client/EventThread.h"
 
 using varnock::CommandStatus;
+using varnock::EventThread;
 using varnock::FrameBuffer;
 using varnock::traceAt;
 
@@ -44,10 +45,15 @@ unsigned int failForMemory(SipJson& cmd) {
 }  // namespace
 
 CSwitchClient::CSwitchClient(const char* applicationName)
-    : terminatePipe_(std::make_unique<varnock::TerminatePipe>()) {
+    : eventThread_(std::make_unique<EventThread>([this](SipJson& event) { Event(event); })) {
     if (applicationName != nullptr && *applicationName != '\0') {
         SetApplicationName(applicationName);
     }
+}
+
+/// The thread ends before the pointer to it does: a listener may be disabling events meanwhile.
+CSwitchClient::~CSwitchClient() {
+    StopEventThread();
 }
 
 void CSwitchClient::Reply(unsigned short opcode, unsigned short opcodeExt, unsigned short,
@@ -68,16 +74,8 @@ bool CSwitchClient::SetApplicationName(const char* name) {
     if (name == nullptr) {
         return false;
     }
-    const std::size_t length = strnlen(name, sizeof applicationName_ - 1);
-    const std::lock_guard lock(nameLock_);
-    memmove(applicationName_, name, length);
-    applicationName_[length] = '\0';
+    eventThread_->setName(name);
     return true;
-}
-
-std::string CSwitchClient::applicationName() const {
-    const std::lock_guard lock(nameLock_);
-    return applicationName_;
 }
 
 int CSwitchClient::Attach() {
@@ -162,4 +160,33 @@ unsigned int CSwitchClient::acceptReply(SipJson& cmd, const char* text) {
                     cmd.OpCode(), cmd.OpCodeExt(), status);
     }
     return status;
+}
+
+bool CSwitchClient::EnableEvents(int enable, int) {
+    return eventThread_->enable(enable != 0);
+}
+
+void CSwitchClient::WakeupThread_EventMain() {
+    eventThread_->wake();
+}
+
+void CSwitchClient::CloseEventTerminatePipe() {
+    eventThread_->closePipe();
+}
+
+void* CSwitchClient::Thread_EventMain(void* context) {
+    auto* const client = static_cast<CSwitchClient*>(context);
+    return EventThread::entry(client != nullptr ? client->eventThread_.get() : nullptr);
+}
+
+void CSwitchClient::EventMain() {
+    eventThread_->serve();
+}
+
+void CSwitchClient::StopEventThread() {
+    eventThread_->stop();
+}
+
+int CSwitchClient::EventFd() const {
+    return eventThread_->eventFd();
 }

@@ -1,3 +1,5 @@
+#include "transport/client/EventThread.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -622,6 +624,29 @@ TEST_F(EventThread, IsThereForAForkedChildToo) {
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
+}
+
+TEST_F(EventThread, ServesAnyListenerAndEndsWithItsObject) {
+    const auto before = openDescriptors();
+    Gate called;
+    unsigned int number = 0;
+    {
+        varnock::EventThread thread([&](SipJson& event) {
+            number = event.DataDWord();
+            called.open();
+        });
+        thread.setName("Listener");
+        ASSERT_TRUE(thread.enable(true));
+        EXPECT_GE(thread.eventFd(), 0);
+        push(5);
+        called.wait();
+    }
+    EXPECT_EQ(number, 5u);
+    EXPECT_TRUE(trace.contains("(Modulename=Listener, Details=Thread_EventMain started"));
+    EXPECT_EQ(trace.count("Thread_EventMain: Event thread exited"), 1u);
+    UnRegisterForEvents();  // the registration had stayed
+    agent.awaitOpenConnections(0);
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(EventThread, SaysSoWhenItIsStartedWithoutAClient) {

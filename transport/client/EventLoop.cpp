@@ -1,0 +1,138 @@
+#include "transport/client/EventLoop.h"
+
+#include <cxxabi.h>
+#include <poll.h>
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "runtime/process/Clock.h"
+#include "runtime/threads/Cancellation.h"
+#include "transport/channel/AgentDevice.h"
+#include "transport/channel/EventChannel.h"
+#include "transport/channel/TransportTrace.h"
+
+namespace varnock {
+namespace {
+
+constexpr std::chrono::milliseconds kAfterFailure{1000};
+
+enum class Wake { Event, Nothing, Terminate };
+
+/// Waits for an event or for the end. The pipe is looked at first, and a failed wait counts as a
+/// signal on it, an interrupted one too: the thread rather ends than turns in circles.
+Wake awaitWake(const EventRun& run) {
+    pollfd descriptors[2] = {{run.stop.wakeFd(), POLLIN, 0}, {run.eventFd, POLLIN, 0}};
+    const bool isToldToStop = run.stop.requested() || run.stop.wakeFd() < 0;
+    const int ready = isToldToStop ? -1 : Clock::instance().poll(descriptors, 2, -1);
+    if (ready < 0 || descriptors[0].revents != 0) {
+        traceAt(1, "Thread_EventMain: somebody signaled terminate -> bail out\n");
+        return Wake::Terminate;
+    }
+    if (ready == 0) {
+        traceAt(
+            1, "Thread_EventMain: ## WARNING ##: select returned 0 (maybe timeout) --> continue\n");
+        return Wake::Nothing;
+    }
+    return Wake::Event;
+}
+
+/// Ends a run however the thread leaves its loop.
+class RunEnd {
+  public:
+    explicit RunEnd(EventRun& run) : run_(run) {}
+    ~RunEnd() {
+        const CancellationGuard wholeEnd;
+        traceAt(1, "Thread_EventMain: Event thread exited\n");
+        run_.leave();
+    }
+    RunEnd(const RunEnd&) = delete;
+    RunEnd& operator=(const RunEnd&) = delete;
+
+  private:
+    EventRun& run_;
+};
+
+void traceThrown(const char* what) {
+    traceAt(1,
+            "Thread_EventMain: ## ERROR ##: the receiver of the event has thrown (%s) --> "
+            "ignore it\n",
+            what);
+}
+
+}  // namespace
+
+EventLoop::EventLoop(EventRun& run, std::atomic<int>& shownFd, EventListener listener)
+    : run_(run), shownFd_(shownFd), listener_(std::move(listener)) {}
+
+void EventLoop::run() {
+    run_.enter();
+    const RunEnd end(run_);
+    traceAt(1, "Thread_EventMain: Event thread started\n");
+    for (;;) {
+        const Wake wake = awaitWake(run_);
+        if (wake == Wake::Terminate || (wake == Wake::Event && !handleEvent())) {
+            return;
+        }
+    }
+}
+
+/// False when the thread cannot go on.
+bool EventLoop::handleEvent() {
+    try {
+        SipJson event;
+        const EventRead read = readEvent(run_.eventFd, event, &run_.stop);
+        if (read.kind == EventRead::Kind::Delivered) {
+            deliver(event);
+            return true;
+        }
+        // The agent has gone, and will come back: events must not end silently with it.
+        return followChannel(
+            read.kind == EventRead::Kind::EndOfFile ? reOpenEventChannel(&run_.stop) : read.fd);
+    } catch (const std::exception& failure) {
+        traceThrown(failure.what());
+        pauseFor(kAfterFailure, &run_.stop);
+        return true;
+    }
+}
+
+bool EventLoop::followChannel(int fd) {
+    if (run_.stop.requested()) {
+        // Whoever stops the thread may have closed the channel before this one was made.
+        closeEventChannel();
+        return true;
+    }
+    if (fd < 0) {
+        traceAt(1, "Thread_EventMain: ## ERROR ##: GetEventJson failed --> bail out\n");
+        return false;
+    }
+    traceAt(
+        1,
+        "Thread_EventMain: ## WARNING ##: Event channel has been reopened FdOld=%d, FdNew=%d --> "
+        "accept it\n",
+        run_.eventFd, fd);
+    run_.eventFd = fd;
+    shownFd_ = fd;
+    return true;
+}
+
+/// Calls the listener, which may throw or destroy the client.
+void EventLoop::deliver(SipJson& event) const {
+    if (Debug.IsOn(2)) {
+        Debug.Print(2, "EVENT OC=%04X, OE=%04X, Cab=%02X, OId=%04X, Status=%04X, HasReplyData=%d\n",
+                    event.OpCode(), event.OpCodeExt(), event.CabinetNr(), event.ObjectId(),
+                    event.Status(), static_cast<int>(event.HasReplyData()));
+    }
+    try {
+        listener_(event);
+    } catch (const std::exception& thrown) {
+        traceThrown(thrown.what());
+    } catch (const abi::__forced_unwind&) {
+        throw;
+    } catch (...) {
+        traceThrown("no standard exception");
+    }
+}
+
+}  // namespace varnock
