@@ -43,7 +43,7 @@ int Connection::onReady(sd_event_source*, int, std::uint32_t events, void* self)
     try {
         alive = connection->serve(events);
     } catch (const FrameTooLong&) {
-        // The length word of the next frame cannot be found any more.
+        // The start of the next frame can no longer be found.
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "varnock-agent: connection dropped: %s\n", failure.what());
     }
@@ -59,7 +59,7 @@ int Connection::onDeadline(sd_event_source*, std::uint64_t, void* self) {
 }
 
 void Connection::drop() {
-    // The call destroys this connection, and with it the function that it runs in.
+    // The call destroys this connection, including the function object being called.
     const Dropped dropped = dropped_;
     dropped(*this);
 }
@@ -78,7 +78,7 @@ bool Connection::serve(std::uint32_t events) {
         return false;
     }
     watch();
-    // A client that has closed its sending side still gets its replies.
+    // A client that has shut down its sending side still receives its replies.
     return busy() || !inputEnded_;
 }
 
@@ -116,7 +116,7 @@ bool Connection::flush() {
             return wouldBlock(errno);
         }
         sent_ += static_cast<std::size_t>(count);
-        // Whoever reads, however slowly, is waited for anew.
+        // Every read by the client, however slow, restarts the timeout.
         setDeadline(false);
     }
     output_.clear();

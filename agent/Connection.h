@@ -12,30 +12,30 @@
 
 namespace varnock::agent {
 
-/// What one client may take.
+/// Limits for one client.
 struct Limits {
-    /// Connections at a time on each socket; further ones are closed at once.
+    /// Simultaneous connections on each socket; further ones are closed at once.
     std::size_t connections = 512;
-    /// Bytes of events that wait for a client that does not read them.
+    /// Bytes of events queued for a client that does not read them.
     std::size_t queuedEvents = kFrameLimit;
-    /// How long a frame may take to arrive, and how long a client may leave a reply unread.
+    /// Time for a frame to arrive, and for a client to read a reply.
     std::chrono::microseconds patience = std::chrono::seconds(30);
 };
 
-/// One client's connection: cuts its bytes into frames, answers them one after the other, writes
-/// without ever blocking. While a reply is unread nothing more is read, so that a client that only
-/// sends cannot make the agent hoard replies. Lives on the thread of its event loop.
+/// One client's connection: splits its bytes into frames, answers them one after the other and
+/// never blocks on a write. While a reply is unread, no further bytes are read, so that a client
+/// that only sends cannot make replies accumulate. Used only on the thread of its event loop.
 class Connection {
   public:
-    /// The owner destroys the connection when dropped is called; nothing touches it afterwards.
+    /// The owner destroys the connection when `dropped` is called; it is not used afterwards.
     using Dropped = std::function<void(Connection&)>;
 
     Connection(sd_event* loop, FileDescriptor fd, Channel channel, Replier& replier,
                const Limits& limits, Dropped dropped);
 
     const Session& session() const { return session_; }
-    /// Queues a frame behind what is waiting. False: too much waits or the peer is gone, and the
-    /// owner shall drop the connection.
+    /// Appends a frame to the queue. False if the queue is full or the peer has gone; the owner
+    /// must then drop the connection.
     bool push(const std::string& frame);
 
   private:

@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 unsigned numberIn(const std::string& text) {
     const auto number = parseNumber(text);
     if (!number) {
-        throw std::invalid_argument("\"" + text + "\" is no number from 0 to 4294967295");
+        throw std::invalid_argument("\"" + text + "\" is not a number from 0 to 4294967295");
     }
     return *number;
 }
@@ -41,7 +41,7 @@ std::runtime_error failure(const std::string& path, const std::string& what) {
     return std::runtime_error(path + ": " + what);
 }
 
-// Lets the calls on the socket wait for no longer than that. False when the time is up.
+// Limits the waits of the socket's calls to `end`. Returns false once `end` has passed.
 bool limitWaits(int fd, Clock::time_point end) {
     const auto rest = std::chrono::ceil<std::chrono::microseconds>(end - Clock::now()).count();
     const timeval limit{rest / 1'000'000, rest % 1'000'000};
@@ -59,7 +59,7 @@ FileDescriptor connectTo(const std::string& path, Clock::time_point end) {
     FileDescriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     limitWaits(fd.get(), end);
     if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        throw failure(path, std::string("no agent can be reached: ") + std::strerror(errno));
+        throw failure(path, std::string("cannot reach an agent: ") + std::strerror(errno));
     }
     return fd;
 }

@@ -17,12 +17,12 @@ struct EventWords {
     std::string cabinet = "0";
 };
 
-/// The text of the record of an event. Throws std::invalid_argument with a text for the user.
+/// The text of the record of an event. Throws std::invalid_argument with a message for the user.
 std::string eventRecord(const EventWords& words);
 
 /// Sends a request to the agent that listens on the control socket, and returns the text of its
-/// answer. Throws std::runtime_error with the path when it cannot be reached, has not given its
-/// whole answer in time, or says no.
+/// answer. Throws std::runtime_error with the path if the agent cannot be reached, does not
+/// complete its answer in time, or refuses.
 std::string askAgent(const std::string& socket, const std::string& request,
                      std::chrono::milliseconds patience = std::chrono::seconds(10));
 

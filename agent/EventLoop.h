@@ -16,10 +16,10 @@ struct ReleaseSource {
 };
 
 using EventLoop = std::unique_ptr<sd_event, ReleaseLoop>;
-/// A source is disabled when its owner goes, also from within its own callback.
+/// A source is disabled when its owner is destroyed, even within its own callback.
 using EventSource = std::unique_ptr<sd_event_source, ReleaseSource>;
 
-/// Passes a result of sd-event through; a negative one is thrown as std::system_error.
+/// Returns a result of sd-event; throws a negative one as std::system_error.
 inline int checked(int result, const char* what) {
     if (result < 0) {
         throw std::system_error(-result, std::generic_category(), what);

@@ -37,7 +37,8 @@ std::optional<std::string> FrameBuffer::takeText() {
     std::string result(text.substr(0, text.find('\0')));
     start_ += kFrameHeader + length;
     if (start_ == bytes_.size()) {
-        // A single large frame must not keep its memory for the life of the connection.
+        // The memory of a single large frame must not stay allocated for the life of the
+        // connection.
         std::string().swap(bytes_);
         start_ = 0;
     }

@@ -11,7 +11,7 @@
 
 namespace varnock::agent {
 
-/// A peer announced a frame that is longer than the limit.
+/// A peer announced a frame longer than the limit.
 struct FrameTooLong : std::runtime_error {
     FrameTooLong() : std::runtime_error("frame too long") {}
 };
@@ -20,16 +20,15 @@ struct FrameTooLong : std::runtime_error {
 std::string encodeFrame(std::string_view text);
 bool fitsFrame(std::string_view text);
 
-/// Cuts the bytes of a stream into frames, in whatever pieces they come. Holds at most what was
-/// appended, so that its size is bounded as long as takeText() is called after every append().
-/// Not thread-safe.
+/// Splits the bytes of a stream, arriving in any pieces, into frames. Its size is bounded if
+/// takeText() is called after every append(). Not thread-safe.
 class FrameBuffer {
   public:
     void append(std::string_view bytes);
     /// The text of the next complete frame up to its first NUL, or nothing yet. Throws FrameTooLong
-    /// as soon as the length word announces too much; the stream cannot be followed any further.
+    /// as soon as the length word exceeds the limit; the stream is unusable afterwards.
     std::optional<std::string> takeText();
-    /// True when bytes of a frame have come that is not taken yet.
+    /// True if bytes of a frame that was not yet taken have arrived.
     bool holdsBytes() const { return start_ < bytes_.size(); }
 
   private:

@@ -40,7 +40,7 @@ FileDescriptor newSocket(const std::string& path) {
     return fd;
 }
 
-// Only a refused connection proves that nobody listens.
+// Only a refused connection proves that no process is listening.
 void removeStale(const std::string& path, const sockaddr_un& address) {
     struct stat found {};
     if (lstat(path.c_str(), &found) != 0) {
@@ -76,8 +76,8 @@ Listener::Listener(std::string path, mode_t mode) : path_(std::move(path)), own_
     const sockaddr_un address = addressOf(path_);
     removeStale(path_, address);
     fd_ = newSocket(path_);
-    // The file gets the permissions of the descriptor, less the umask: it is never wider than
-    // asked for, not even for a moment.
+    // The file gets the permissions of the descriptor minus the umask, so they are never wider than
+    // requested, not even briefly.
     if (fchmod(fd_.get(), mode) != 0 || bind(fd_.get(), generic(address), sizeof address) != 0) {
         throw failure(path_, "cannot bind", errno);
     }
@@ -114,7 +114,7 @@ FileDescriptor lockDirectory(const std::string& directory) {
     if (!fd) {
         throw failure(directory, "cannot use the directory", errno);
     }
-    // A file system without locks is no reason not to start.
+    // The agent also starts on a file system without locks.
     if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         throw StartError(directory + ": another agent is starting there");
     }

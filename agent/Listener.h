@@ -10,20 +10,20 @@
 
 namespace varnock::agent {
 
-/// The agent cannot start; the text says why and names the path.
+/// The agent cannot start; the text contains the reason and the path.
 struct StartError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A listening socket. One that it made itself it removes at the end, unless another has taken the
-/// place since; one that was handed over it leaves alone.
+/// A listening socket. The destructor removes a socket file that this object created, unless it has
+/// been replaced since; it keeps one received from the service manager.
 class Listener {
   public:
-    /// Binds path with exactly the permissions given. A socket that nobody listens on is replaced.
-    /// Throws StartError when somebody does, when something else stands there, or when it cannot
-    /// be made.
+    /// Binds `path` with exactly the given permissions. A socket without a listener is replaced.
+    /// Throws StartError if another process is listening, if another kind of file exists, or if the
+    /// socket cannot be created.
     Listener(std::string path, mode_t mode);
-    /// Takes over a listening socket that the service manager has opened.
+    /// Takes over a listening socket opened by the service manager.
     Listener(std::string path, FileDescriptor fd);
     ~Listener();
     Listener(const Listener&) = delete;
@@ -40,14 +40,14 @@ class Listener {
     ino_t inode_ = 0;
 };
 
-/// Keeps two agents from binding the same directory at the same time: held while the listeners are
-/// made. Throws StartError when another holds it.
+/// Prevents two agents from binding in the same directory at the same time: held while the
+/// listeners are created. Throws StartError if another process holds it.
 FileDescriptor lockDirectory(const std::string& directory);
 
-/// A listening socket of the service manager's whose path ends in name, else an empty one. The
-/// others stay where they are.
+/// Removes and returns the service manager's socket whose path ends in `name`; empty if there is
+/// none.
 FileDescriptor takeInherited(std::vector<FileDescriptor>& sockets, const std::string& name);
-/// The sockets that the service manager has passed to this process; its variables are removed.
+/// The sockets passed by the service manager; removes its environment variables.
 std::vector<FileDescriptor> inheritedSockets();
 
 }  // namespace varnock::agent

@@ -16,7 +16,7 @@ using Status = CommandStatus;
 /// The cabinet number that addresses no cabinet in particular.
 inline constexpr unsigned kNoCabinet = 0xFFFFFFFF;
 
-/// One command: the numbers that say what is asked, and the record for its data.
+/// One command: the numbers of the request, and the record for its data.
 struct Command {
     unsigned opcode;
     unsigned extension;
@@ -25,8 +25,8 @@ struct Command {
     const SipJson& record;
 };
 
-/// What a machine says to a command: a status, and data unless it is negative or there is none. A
-/// fact converts to its answer; one that is missing to the ordinary negative answer.
+/// The answer to a command: a status, and optional data on success. A fact converts to its answer,
+/// a missing fact to the ordinary negative answer.
 struct Answer {
     using Bytes = std::vector<unsigned char>;
     using Data = std::variant<std::monostate, unsigned, std::string, Bytes>;
@@ -46,8 +46,8 @@ struct Answer {
     Data data;
 };
 
-/// Whatever the agent answers for: the live host, a described machine, a recording. Called on the
-/// thread of the event loop, one command at a time. An exception becomes a negative answer.
+/// The machine for which the agent answers: the live host, a described machine, a recording. Called
+/// on the thread of the event loop, one command at a time. An exception becomes a negative answer.
 class Machine {
   public:
     virtual ~Machine() = default;

@@ -50,23 +50,23 @@ std::string isMode(const std::string& text) {
     const bool octal = !text.empty() && text.size() <= 4 &&
                        text.find_first_not_of("01234567") == std::string::npos &&
                        std::stoul(text, nullptr, 8) <= kPermissionBits;
-    return octal ? "" : "an octal mode of at most 777 is wanted, not \"" + text + "\"";
+    return octal ? "" : "the mode must be octal and at most 777, not \"" + text + "\"";
 }
 
 void addCommonOptions(CLI::App& command, Options& options) {
-    command.add_flag("--host", options.host, "Answer for this machine (the default)");
-    command.add_option("--mode", options.mode, "Permissions of the sockets, octal")
+    command.add_flag("--host", options.host, "answer for this machine (the default)");
+    command.add_option("--mode", options.mode, "octal permissions of the sockets")
         ->check(isMode)
         ->default_str("600");
 }
 
-// Nobody gets the place of the management agent without having asked for it.
+// The directory of the management agent is used only on explicit request.
 CLI::Option* addPlaceOptions(CLI::App& command, Options& options, const std::string& purpose) {
     CLI::Option* directory =
         command.add_option("--dir", options.directory, purpose + " (default: QX_RAGD_SOCKET_DIR)");
     command
         .add_flag("--production", options.production,
-                  std::string("The management agent's own place, ") + kProductionDirectory)
+                  std::string("use the management agent's own directory, ") + kProductionDirectory)
         ->excludes(directory);
     return directory;
 }
@@ -88,14 +88,14 @@ std::string directoryFor(const CLI::App& command, const Options& options) {
     return set;
 }
 
-// The status of a command that has printed.
+// The exit status of a command that has printed its output.
 int printed() {
     return varnock::console::finishOutput("varnock-agent") ? EXIT_SUCCESS
                                                            : varnock::console::outputLost;
 }
 
-// Help and version go to standard output, everything else to standard error: through the C stream,
-// since std::cerr still writes to the stream that stderr was at load.
+// Help and version go to standard output, everything else to standard error. The C stream is used
+// because std::cerr still writes to the stderr stream that existed at load.
 int explainUsage(const CLI::App& app, const CLI::ParseError& failure) {
     std::ostringstream out;
     std::ostringstream err;
@@ -105,7 +105,7 @@ int explainUsage(const CLI::App& app, const CLI::ParseError& failure) {
     return status == 0 ? printed() : kUsage;
 }
 
-// Cuts the words of a command after "--" from the arguments. They are nobody's options.
+// Removes the command after "--" from the arguments and returns it, so that it is not parsed.
 std::vector<std::string> cutCommand(std::vector<std::string>& arguments) {
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");
     std::vector<std::string> command(mark == arguments.end() ? mark : mark + 1, arguments.end());
@@ -129,36 +129,36 @@ int start(const CLI::App& serving, const Options& options, std::vector<std::stri
     return varnock::agent::run(machine, run);
 }
 
-/// What `ctl` is to do.
+/// The parsers of `ctl`.
 struct Controls {
     CLI::App* ctl;
     CLI::App* event;
 };
 
 Controls addControls(CLI::App& app, Options& options) {
-    CLI::App* ctl = app.add_subcommand("ctl", "Control a running agent");
+    CLI::App* ctl = app.add_subcommand("ctl", "control a running agent");
     ctl->require_subcommand(1);
-    CLI::Option* directory = addPlaceOptions(*ctl, options, "Directory of the agent's sockets");
-    ctl->add_option("--socket", options.control, "The agent's control socket")
+    CLI::Option* directory = addPlaceOptions(*ctl, options, "directory of the agent's sockets");
+    ctl->add_option("--socket", options.control, "the agent's control socket")
         ->excludes(directory)
         ->excludes(ctl->get_option("--production"));
-    CLI::App* event = ctl->add_subcommand("event", "Push an event to those who have registered");
+    CLI::App* event = ctl->add_subcommand("event", "push an event to the registered clients");
     event
         ->add_option("EVENT", options.event.event,
                      "systemMessageLog, driverMonitorLog or an operation code")
         ->required();
     CLI::Option* number = event->add_option("NUMBER", options.event.number,
-                                            "Its data, as a rule the number of a log entry");
-    event->add_option("--text", options.event.text, "Its data as text")->excludes(number);
-    event->add_option("--ext", options.event.ext, "Operation code extension");
-    event->add_option("--object", options.event.object, "Object id");
-    event->add_option("--cabinet", options.event.cabinet, "Cabinet number");
+                                            "data of the event, usually the number of a log entry");
+    event->add_option("--text", options.event.text, "data of the event as text")->excludes(number);
+    event->add_option("--ext", options.event.ext, "operation code extension");
+    event->add_option("--object", options.event.object, "object id");
+    event->add_option("--cabinet", options.event.cabinet, "cabinet number");
     event->fallthrough();
-    ctl->add_subcommand("status", "Say what the agent is doing")->fallthrough();
+    ctl->add_subcommand("status", "show what the agent is doing")->fallthrough();
     return {ctl, event};
 }
 
-// Whatever the agent at the other end does, a signal ends the command as a status.
+// A signal ends the command with an exit status, even if the agent is stuck.
 void endOnSignals() {
     for (const int signal : {SIGINT, SIGTERM}) {
         struct sigaction action {};
@@ -192,25 +192,27 @@ int agentMain(std::vector<std::string> arguments) {
     Options options;
     CLI::App app("Answers the commands of the CIM provider library on a development machine.",
                  "varnock-agent");
-    app.set_version_flag("--version", "varnock-agent " VARNOCK_AGENT_VERSION);
+    app.set_help_flag("-h,--help", "print this help and exit");
+    app.set_version_flag("--version", "varnock-agent " VARNOCK_AGENT_VERSION,
+                         "print the version and exit");
     app.require_subcommand(1);
-    CLI::App* serving = app.add_subcommand("serve", "Answer until ended by a signal");
+    CLI::App* serving = app.add_subcommand("serve", "answer until a signal arrives");
     addCommonOptions(*serving, options);
-    addPlaceOptions(*serving, options, "Directory of the sockets");
+    addPlaceOptions(*serving, options, "directory of the sockets");
     CLI::App* running = app.add_subcommand(
-        "run", "Run a command beside an agent of its own: run [OPTIONS] -- COMMAND...");
+        "run", "run a command with a private agent: run [OPTIONS] -- COMMAND...");
     addCommonOptions(*running, options);
     running->add_option("--dir", options.directory,
-                        "Directory of the sockets (default: a private one)");
-    running->add_flag("--keep", options.keep, "Leave the private directory behind");
+                        "directory of the sockets (default: a private one)");
+    running->add_flag("--keep", options.keep, "keep the private directory");
     const Controls controls = addControls(app, options);
-    // CLI11 takes the arguments from the back.
+    // CLI11 expects the arguments in reverse order.
     std::reverse(arguments.begin(), arguments.end());
     try {
         app.parse(arguments);
         if (running->parsed() == words.empty()) {
             throw CLI::ValidationError(running->parsed() ? "run needs a command after --"
-                                                         : "-- belongs to run alone");
+                                                         : "-- is valid only for run");
         }
         return controls.ctl->parsed() ? control(controls, options)
                                       : start(*serving, options, words);

@@ -8,19 +8,19 @@
 
 namespace varnock::agent {
 
-/// A directory of its own, for this user alone, with a path short enough for sockets. It is removed
-/// with its contents at the end, however that comes: a small guardian process waits for the end of
-/// this one and then removes what is left, even when this process was killed.
+/// A temporary directory accessible only to this user, with a path short enough for sockets. It is
+/// always removed with its contents: a small guardian process waits for the end of this process and
+/// removes the rest, even if this process is killed.
 class PrivateDirectory {
   public:
-    /// Forks, so no thread may run yet. Throws std::system_error.
+    /// Forks, so no other thread may be running. Throws std::system_error.
     PrivateDirectory();
     ~PrivateDirectory();
     PrivateDirectory(const PrivateDirectory&) = delete;
     PrivateDirectory& operator=(const PrivateDirectory&) = delete;
 
     const std::filesystem::path& path() const { return path_; }
-    /// Leaves the directory where it is, for looking at it afterwards.
+    /// Keeps the directory for later inspection.
     void keep();
 
   private:

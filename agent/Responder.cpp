@@ -44,7 +44,7 @@ std::string compose(const SipJson& request, const Answer& answer) {
     } else if (const auto* text = std::get_if<std::string>(&answer.data)) {
         reply.SetDataString(text->c_str(), status);
     } else if (const auto* bytes = std::get_if<Answer::Bytes>(&answer.data)) {
-        // Setting a byte block takes the status away.
+        // Setting a byte block removes the status.
         reply.SetRequestDataStream(*bytes);
         reply.SetStatus(status);
     }

@@ -6,13 +6,13 @@
 
 namespace varnock::agent {
 
-/// The sockets of an agent: the two of the library, and the one for those who control the agent.
+/// The sockets of an agent: the two for the library, and the control socket.
 enum class Channel { kRequests, kEvents, kControl };
 
-/// What the agent knows of one connection.
+/// The agent's data about one connection.
 struct Session {
     Channel channel;
-    /// The agent's own descriptor, which a client is told when it registers.
+    /// The agent's own descriptor, reported to a client when it registers.
     int fd;
     bool registered = false;
     std::string client;
@@ -26,13 +26,13 @@ class Replier {
     virtual std::string reply(Session& session, const std::string& request) = 0;
 };
 
-/// Turns the text of a command record into the text of its reply: registration is settled here,
-/// everything else by the machine. Knows nothing of sockets. Not thread-safe.
+/// Turns the text of a command record into the text of its reply: it handles registration itself
+/// and passes other commands to the machine. Independent of sockets. Not thread-safe.
 class Responder final : public Replier {
   public:
     explicit Responder(Machine& machine) : machine_(machine) {}
 
-    /// What cannot be understood or answered gets a negative reply.
+    /// Malformed or unanswerable commands get a negative reply.
     std::string reply(Session& session, const std::string& request) override;
 
   private:

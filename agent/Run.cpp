@@ -29,8 +29,8 @@ constexpr int kNotRunnable = 126;
 constexpr int kSignalled = 128;
 constexpr std::array kForwarded = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 
-// A registry with the one key that settings are made under. Each node ends with an empty line, the
-// root of the file too.
+// A registry with the one key that holds the settings. Each node, the root of the file included,
+// ends with an empty line.
 constexpr const char* kRegistry = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
 
 void furnish(const fs::path& home) {
@@ -46,7 +46,7 @@ void furnish(const fs::path& home) {
 
 void describe(const fs::path& home, const std::string& sockets) {
     setenv("QX_RAGD_SOCKET_DIR", sockets.c_str(), 1);
-    // What the user has set stays: the trace of a command is often what one wants to look at.
+    // Settings of the user are kept: they often serve to look at the trace of the command.
     setenv("QX_SYSTEM_DIR", (home / "system").c_str(), 0);
     setenv("QX_LOG_RINGBUF_DIR", (home / "trace").c_str(), 0);
     setenv("QX_LOG_RINGBUF_WEIGHT", "1", 0);
@@ -63,7 +63,7 @@ std::vector<char*> pointers(const std::vector<std::string>& words) {
     return result;
 }
 
-// Runs in the child. Comes back only if the command cannot be run, with the reason.
+// Runs in the child. Returns only if the command cannot be run, with the errno.
 int execute(const std::vector<std::string>& command, const sigset_t& mask, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) {
@@ -75,7 +75,7 @@ int execute(const std::vector<std::string>& command, const sigset_t& mask, pid_t
     return errno;
 }
 
-/// The command's process and what has become of it.
+/// The command's process and its exit status.
 struct Child {
     pid_t pid = -1;
     int status = 0;
@@ -119,7 +119,7 @@ int onExit(sd_event_source* source, const siginfo_t* info, void* child) {
 }
 
 int onSignal(sd_event_source*, const signalfd_siginfo* info, void* child) {
-    // What the terminal sends goes to the whole foreground group: the command has it already.
+    // A signal of the terminal goes to the whole foreground group: the command already has it.
     if (info->ssi_code != SI_KERNEL) {
         kill(static_cast<Child*>(child)->pid, static_cast<int>(info->ssi_signo));
     }
@@ -159,7 +159,7 @@ int run(Machine& machine, const RunOptions& options) {
         std::fprintf(stderr, "varnock-agent: keeping %s\n", home.path().c_str());
     }
     furnish(home.path());
-    // Absolute, since the command may work in another directory.
+    // Absolute, because the command may change its directory.
     const std::string sockets = fs::absolute(options.directory.value_or(home.path()));
     const EventLoop loop = newEventLoop();
     Server server(loop.get(), machine, {.directory = sockets, .mode = options.mode});

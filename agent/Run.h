@@ -10,19 +10,19 @@
 namespace varnock::agent {
 
 struct RunOptions {
-    /// Program and arguments; the program is looked for in PATH.
+    /// Program and arguments; the program is searched in PATH.
     std::vector<std::string> command;
-    /// Where the sockets stand, else in the private directory.
+    /// Directory of the sockets; by default the private directory.
     std::optional<std::string> directory;
     mode_t mode = 0600;
-    /// Leave the private directory behind, and say where it is.
+    /// Keep the private directory and print its path.
     bool keep = false;
 };
 
-/// Runs a command beside an agent of its own: private sockets, registry and trace file, announced
-/// to the command by its environment. Signals are passed on to it; if the agent dies, the command
-/// is ended. Returns the command's exit status, 128 + n when signal n ended it, 127 when it was not
-/// found, 126 when it could not be run. Throws StartError when the agent cannot start.
+/// Runs a command with a private agent: the command's environment refers to private sockets,
+/// registry and trace file. Signals are forwarded to the command; if the agent dies, the command is
+/// ended. Returns the command's exit status, 128 + n if signal n ended it, 127 if it was not found,
+/// 126 if it could not be run. Throws StartError if the agent cannot start.
 int run(Machine& machine, const RunOptions& options);
 
 }  // namespace varnock::agent

@@ -13,7 +13,7 @@ namespace varnock::agent {
 int serve(Machine& machine, ServerOptions options) {
     const int ends[] = {SIGTERM, SIGINT, SIGHUP};
     const BlockedSignals blocked{SIGTERM, SIGINT, SIGHUP};
-    // Whoever reads our messages may go; that must not leave the sockets behind.
+    // The reader of our messages may go; SIGPIPE must not leave the sockets behind.
     signal(SIGPIPE, SIG_IGN);
     const EventLoop loop = newEventLoop();
     for (const int signal : ends) {
@@ -21,7 +21,7 @@ int serve(Machine& machine, ServerOptions options) {
         // Without a handler a signal ends the loop.
         checked(sd_event_add_signal(loop.get(), &source, signal, nullptr, nullptr),
                 "cannot take signals");
-        // Ahead of all clients, however busy they keep the loop.
+        // Signals take precedence over all clients, however busy the loop is.
         checked(sd_event_source_set_priority(source, SD_EVENT_PRIORITY_IMPORTANT),
                 "cannot take signals");
         checked(sd_event_source_set_floating(source, 1), "cannot take signals");

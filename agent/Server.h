@@ -15,27 +15,27 @@ namespace varnock::agent {
 
 struct ServerOptions {
     std::string directory;
-    /// Permissions of the sockets that the library uses. The control socket is its owner's alone.
+    /// Permissions of the library's sockets. Only the owner can use the control socket.
     mode_t mode = 0600;
     Limits limits = {};
-    /// Listening sockets from the service manager, used instead of making them.
+    /// Listening sockets from the service manager, used instead of new ones.
     std::vector<FileDescriptor> inherited = {};
 };
 
-/// The agent's sockets and all their connections, on one event loop. It listens from its
-/// construction on and answers while the loop runs. Lives on the thread of that loop.
+/// The agent's sockets and all their connections, on one event loop. Listens from its construction
+/// on and answers while the loop runs. Used only on the thread of that loop.
 class Server {
   public:
-    /// Throws StartError when a socket cannot be had. The machine outlives the server.
+    /// Throws StartError if a socket cannot be created. The machine must outlive the server.
     Server(sd_event* loop, Machine& machine, ServerOptions options);
 
-    /// Sends an event to every client that has registered for events, and returns how many these
-    /// are. Clients that leave too many unread are dropped. Not from within Machine::answer(),
-    /// whose own connection it may drop.
+    /// Sends an event to every client that has registered for events, and returns their number.
+    /// Clients with too many unread events are dropped. Must not be called from Machine::answer(),
+    /// because it may drop that command's connection.
     std::size_t pushEvent(const SipJson& event);
 
     std::size_t connections(Channel channel) const;
-    /// How many clients have registered for events.
+    /// The number of clients registered for events.
     std::size_t listeners() const;
     std::size_t eventsPushed() const { return eventsPushed_; }
     const std::string& directory() const { return directory_; }
@@ -68,7 +68,7 @@ class Server {
     Limits limits_;
     std::size_t eventsPushed_ = 0;
     std::unordered_map<const Connection*, std::unique_ptr<Connection>> connections_;
-    FileDescriptor lock_;  // held while the listeners are made
+    FileDescriptor lock_;  // held while the listeners are created
     Door requests_;
     Door events_;
     Door controls_;

@@ -6,7 +6,7 @@
 
 namespace varnock::agent {
 
-/// Blocks signals, as sd-event wants it, for as long as it lives.
+/// Blocks signals during its lifetime, as sd-event requires.
 class BlockedSignals {
   public:
     BlockedSignals(std::initializer_list<int> signals) {
@@ -21,7 +21,7 @@ class BlockedSignals {
     BlockedSignals(const BlockedSignals&) = delete;
     BlockedSignals& operator=(const BlockedSignals&) = delete;
 
-    /// The mask of before, for a child process.
+    /// The previous mask, for a child process.
     const sigset_t& before() const { return before_; }
 
   private:

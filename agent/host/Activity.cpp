@@ -8,7 +8,7 @@
 namespace varnock::agent {
 namespace {
 
-// A tenth of a second: the shortest span that gives a percentage.
+// A tenth of a second: the shortest interval that gives a percentage.
 constexpr unsigned long long kShortestSpan = 10;
 
 unsigned share(unsigned long long part, unsigned long long whole) {
@@ -19,7 +19,7 @@ unsigned share(unsigned long long part, unsigned long long whole) {
 
 unsigned LoadMeter::percent(unsigned cpu, Ticks now) {
     State& state = states_[cpu];
-    // The kernel's counters may run backwards when a processor comes and goes.
+    // The kernel's counters may decrease when a processor goes offline or online.
     if (now.total < state.since.total || now.busy < state.since.busy) {
         state.since = {};
     }

@@ -9,14 +9,14 @@ struct stat_info;
 
 namespace varnock::agent {
 
-/// Clock ticks that a processor has been busy, and all that have gone by.
+/// Busy and total clock ticks of a processor.
 struct Ticks {
     unsigned long long busy;
     unsigned long long total;
 };
 
-/// Load in percent between one question and the next, the first since the start of the machine.
-/// Questions that follow each other too fast to measure get the same answer. Not thread-safe.
+/// Load in percent since the previous request, for the first request since boot. Requests too close
+/// together to measure get the same answer. Not thread-safe.
 class LoadMeter {
   public:
     unsigned percent(unsigned cpu, Ticks now);
@@ -29,8 +29,8 @@ class LoadMeter {
     std::map<unsigned, State> states_;
 };
 
-/// What the kernel counts: memory, load, the time of the start. A count that cannot be read is
-/// missing. Not thread-safe.
+/// Kernel statistics: memory, load, boot time. A value that cannot be read is missing. Not
+/// thread-safe.
 class Activity {
   public:
     std::optional<unsigned> memoryUsedPercent();

@@ -20,7 +20,7 @@ constexpr unsigned kChassis = 3;
 constexpr unsigned kProcessor = 4;
 constexpr unsigned kMemoryDevice = 17;
 
-// Numbers 1 and 2 are "other" and "unknown" in all of these, which say nothing.
+// In all of these, numbers 1 and 2 mean "other" and "unknown" and are omitted.
 constexpr unsigned kFirstName = 3;
 constexpr std::array kChassisTypes = {"Desktop",
                                       "Low Profile Desktop",
@@ -107,14 +107,14 @@ Text nameOf(const Number& number, Names names) {
     return names[index];
 }
 
-// A number that the firmware does not know is one of a few.
+// The firmware uses one of a few values for an unknown number.
 Number unless(const Number& number, std::initializer_list<unsigned> unknown) {
     return number && std::find(unknown.begin(), unknown.end(), *number) == unknown.end()
                ? number
                : std::nullopt;
 }
 
-// A word, or the dword of newer versions for what does not fit.
+// A word, or the dword of newer versions for larger values.
 Number extended(const Number& number, unsigned mark, const Number& large) {
     return number == mark ? (large ? Number(*large & 0x7FFFFFFF) : std::nullopt) : number;
 }
@@ -161,7 +161,7 @@ Component board(const SmbiosStructure& structure) {
 Component enclosure(const SmbiosStructure& structure) {
     constexpr unsigned kLock = 0x80;
     const unsigned type = structure.byte(0x05).value_or(0) & ~kLock;
-    // The number of its order stands behind records of its contents.
+    // Records of the contents precede the order number.
     const unsigned contents = structure.byte(0x13).value_or(0) * structure.byte(0x14).value_or(0);
     return {.designation = {},
             .manufacturer = structure.text(0x04),
@@ -188,7 +188,7 @@ Number megahertzOf(const SmbiosStructure& device, std::size_t offset, std::size_
     return unless(extended(device.word(offset), 0xFFFF, device.dword(large)), {0});
 }
 
-// "1.35 V", as it is written on modules.
+// "1.35 V", as printed on modules.
 Text voltageOf(const SmbiosStructure& device) {
     const Number millivolts = unless(device.word(0x26), {0});
     if (!millivolts) {
@@ -208,7 +208,7 @@ MemoryModule memoryModule(const SmbiosStructure& device) {
     module.manufacturer = device.text(0x17);
     module.serialNumber = device.text(0x18);
     module.assetTag = device.text(0x19);
-    // Makers of memory name a model by its part number.
+    // Memory manufacturers identify a model by its part number.
     module.model = module.partNumber = device.text(0x1A);
     module.version = device.text(0x2B);
     module.mebibytes = mebibytesOf(device);
@@ -273,7 +273,7 @@ std::optional<std::vector<MemoryModule>> memoryModules(const SmbiosTable& table)
     }
     std::vector<MemoryModule> modules;
     for (const SmbiosStructure& socket : sockets) {
-        // A size of 0 is an empty socket.
+        // A size of 0 means an empty socket.
         if (socket.word(0x0C).value_or(0) != 0) {
             modules.push_back(memoryModule(socket));
         }
@@ -291,7 +291,7 @@ std::optional<std::string> systemUuid(const SmbiosTable& table) {
     std::array<unsigned, 16> bytes{};
     const auto uuid =
         found.empty() ? std::span<const std::uint8_t>() : found.front().bytes(8, bytes.size());
-    // All zeros or all ones stand for none.
+    // All zeros or all ones mean none.
     const auto isNone = [&](unsigned value) {
         return std::all_of(uuid.begin(), uuid.end(), [value](auto byte) { return byte == value; });
     };

@@ -32,7 +32,7 @@ const SmbiosTable& Firmware::table() {
     return table_ ? *table_ : none;
 }
 
-// Without a table one component as far as the kernel's texts know it.
+// Without a table, one component with the data of the kernel's files.
 std::vector<Component> Firmware::orTexts(std::vector<Component> components,
                                          const TextNames& names) const {
     if (!components.empty()) {

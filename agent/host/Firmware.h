@@ -10,16 +10,16 @@
 
 namespace varnock::agent {
 
-/// What the firmware says of the machine. Its table is for root alone; without it there are the
-/// texts that the kernel shows one by one ("sys_vendor", "board_name" …), of which serial numbers
-/// and the UUID are for root as well. What cannot be read is not there. Not thread-safe.
+/// The firmware's data about the machine. Only root can read its table; without it the texts of the
+/// kernel's files are used ("sys_vendor", "board_name" …), of which serial numbers and the UUID
+/// also need root. Unreadable data is missing. Not thread-safe.
 class Firmware {
   public:
-    /// Files are looked for under root. The table in memory is that of the running machine, so only
-    /// the real root asks for it.
+    /// Files are searched under `root`. The table in memory belongs to the running machine, so it
+    /// is read only if `root` is the real root directory.
     explicit Firmware(std::filesystem::path root) : root_(std::move(root)) {}
 
-    /// One of the kernel's texts; nothing when it is missing, empty or may not be read.
+    /// A text of the kernel's files; nothing if it is missing, empty or unreadable.
     std::optional<std::string> text(const char* name) const;
 
     std::vector<Component> systems();

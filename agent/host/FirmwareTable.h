@@ -7,11 +7,10 @@
 
 namespace varnock::agent {
 
-/// The firmware's table as the kernel shows it in /sys/firmware/dmi/tables, which is for root
-/// alone.
+/// The firmware's table from /sys/firmware/dmi/tables, which only root can read.
 std::optional<SmbiosTable> tableOfKernel(const std::filesystem::path& root);
-/// The firmware's table in the physical memory of this machine, where a kernel without those files
-/// lets root map it. Firmware that speaks UEFI alone does not leave it where it can be found.
+/// The firmware's table from physical memory, for kernels without those files that let root map it.
+/// UEFI-only firmware does not place the table where it can be found.
 std::optional<SmbiosTable> tableInMemory();
 
 }  // namespace varnock::agent

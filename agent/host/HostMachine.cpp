@@ -36,7 +36,7 @@ using Text = std::optional<std::string>;
 
 /// The host is one cabinet.
 constexpr unsigned kCabinet = 0;
-/// A row for every extension; the handler looks at it.
+/// A row for every extension; the handler checks it.
 constexpr unsigned kAnyExtension = 0xFFFFFFFF;
 constexpr unsigned kComponentText = 0x0C00;
 constexpr unsigned kConfigurationRead = 0xE001;
@@ -44,9 +44,9 @@ constexpr unsigned kConfigurationRead = 0xE001;
 // The processor states of the CIM schema.
 constexpr unsigned kCpuEnabled = 1;
 constexpr unsigned kCpuDisabledByUser = 2;
-/// Linux gives number 0 to the processor that it starts on.
+/// Linux gives the boot processor number 0.
 constexpr unsigned kBootProcessor = 0;
-/// Whoever may open the socket may send commands: the agent looks at no accounts.
+/// Every process that can open the socket may send commands: the agent does not check accounts.
 constexpr unsigned kAccountsUnchecked = 0;
 
 void appendWord(Bytes& bytes, unsigned value) {
@@ -54,7 +54,7 @@ void appendWord(Bytes& bytes, unsigned value) {
     bytes.push_back(static_cast<unsigned char>(value >> 8 & 0xFF));
 }
 
-// The speed in MHz, and the stepping where it is known.
+// The speed in MHz, and the stepping if known.
 std::optional<Bytes> speedAndStepping(const Number& megahertz, const Number& stepping) {
     if (!megahertz) {
         return std::nullopt;
@@ -131,7 +131,7 @@ std::optional<Bytes> macAddress(unsigned number) {
                                                 : std::nullopt;
 }
 
-// Six bytes each: two that nobody uses, the bus as a word, device, function.
+// Six bytes each: two unused, the bus as a word, device, function.
 std::optional<Bytes> pciList(const PciDevices& pci) {
     const auto places = pci.list();
     if (!places) {
@@ -168,8 +168,8 @@ std::optional<Part> numbered(std::vector<Part> parts, unsigned number) {
     return number < parts.size() ? std::optional(std::move(parts[number])) : std::nullopt;
 }
 
-// The firmware numbers the sockets that have a processor, the system the packages in them, and
-// neither says which is which. Both count in one order; with different counts nothing is said.
+// The firmware lists the occupied sockets, the system the packages, without a mapping between them.
+// They are matched in order; if the counts differ, nothing is reported.
 std::optional<Component> socketOf(HostMachine::Sources& host, unsigned cpu) {
     std::vector<Component> sockets = host.firmware.processors();
     const Number before = host.topology.packagesBefore(cpu);
@@ -194,7 +194,7 @@ Number memoryModuleCount(HostMachine::Sources& host) {
     return modules ? Number(static_cast<unsigned>(modules->size())) : std::nullopt;
 }
 
-// A fact about the memory module that the command names.
+// A fact about the memory module addressed by the command.
 template <auto member>
 Answer ofMemoryModule(HostMachine::Sources& host, const Command& command) {
     auto module = memoryModule(host, command);
@@ -207,7 +207,7 @@ std::optional<Bytes> memoryType(HostMachine::Sources& host, const Command& comma
                                   : std::nullopt;
 }
 
-// A component of the firmware's table, by the class in the high byte of a component text.
+// A component of the firmware table, by the class in the high byte of the extension.
 std::optional<Component> component(HostMachine::Sources& host, unsigned componentClass,
                                    unsigned object) {
     switch (componentClass) {
@@ -255,12 +255,12 @@ Text firmwareText(HostMachine::Sources& host, const Command& command) {
     return part ? attributeOf(*part, command.extension & 0xFF) : std::nullopt;
 }
 
-/// Which object ids a command may name.
+/// The object ids that a command may address.
 enum class Objects { kNone, kProcessors, kAny };
 
 using Host = HostMachine::Sources;
 
-/// What is asked, about which objects, and where the answer comes from.
+/// A command, its valid objects, and the function that answers it.
 struct Row {
     unsigned opcode;
     unsigned extension;

@@ -7,18 +7,18 @@
 
 namespace varnock::agent {
 
-/// The machine that the agent runs on. Nothing is read before it is asked for. What the machine
-/// does not have, or does not let the agent read, is answered with the ordinary negative status;
-/// what would change it is not done. Not thread-safe.
+/// The machine that the agent runs on. Data is read on demand. Missing or unreadable data is
+/// answered with the ordinary negative status; so are commands that would change the machine. Not
+/// thread-safe.
 class HostMachine : public Machine {
   public:
-    /// Files are looked for under root, so that tests can show it another machine.
+    /// Files are searched under `root`, so that tests can present another machine.
     explicit HostMachine(const std::filesystem::path& root = "/");
     ~HostMachine() override;
 
     Answer answer(const Command& command) override;
 
-    /// Where the facts come from; public for the table of commands alone.
+    /// The sources of the facts; public only for the table of commands.
     struct Sources;
 
   private:

@@ -24,7 +24,7 @@ struct FreeAddresses {
     void operator()(ifaddrs* list) const { freeifaddrs(list); }
 };
 
-// The bytes at an offset within a socket address; copied, since its alignment is not known.
+// The bytes at an offset within a socket address; copied because its alignment is unknown.
 template <typename Address, typename Field>
 AddressBytes bytesOf(const sockaddr* generic, Field Address::*field) {
     Address address{};
@@ -120,7 +120,7 @@ std::optional<AddressBytes> defaultGateway(std::string_view routes,
             continue;
         }
         best = metric;
-        // The table prints addresses as the numbers that their bytes make in memory.
+        // The table prints addresses as integers in host byte order.
         gateway.emplace(sizeof hop);
         std::memcpy(gateway->data(), &hop, sizeof hop);
     }

@@ -20,18 +20,18 @@ struct InterfaceAddress {
 struct NetworkInterface {
     std::string name;
     unsigned index = 0;
-    /// Hardware address; empty where it has none of six bytes.
+    /// Hardware address; empty unless it has six bytes.
     AddressBytes mac;
     /// IPv4 before IPv6.
     std::vector<InterfaceAddress> addresses;
 };
 
-/// The interfaces of the system in the order of their index, without the loopback. Empty when they
+/// The interfaces of the system in the order of their index, without the loopback. Empty if they
 /// cannot be read.
 std::vector<NetworkInterface> networkInterfaces();
 
-/// The IPv4 default gateway of an interface according to a table in the format of /proc/net/route:
-/// the one of least metric.
+/// The IPv4 default gateway of an interface with the lowest metric, from a table in the format of
+/// /proc/net/route.
 std::optional<AddressBytes> defaultGateway(std::string_view routes, std::string_view interfaceName);
 
 }  // namespace varnock::agent

@@ -6,7 +6,7 @@
 
 namespace varnock::agent {
 
-/// The operating system as its own files describe it. Read anew at every question.
+/// The operating system as described by its files, which are read on each request.
 class OperatingSystem {
   public:
     explicit OperatingSystem(std::filesystem::path root) : root_(std::move(root)) {}
@@ -15,8 +15,7 @@ class OperatingSystem {
     std::optional<std::string> productName() const;
     /// The version of the distribution, else the release of the kernel.
     std::optional<std::string> version() const;
-    /// The number that the CIM schema gives to the distribution for 64-bit machines, else the one
-    /// for Linux.
+    /// The CIM schema's number of the 64-bit distribution, else that of Linux.
     unsigned dmtfType() const;
     /// The machine id in the form of a UUID.
     std::optional<std::string> machineId() const;
@@ -32,7 +31,7 @@ std::optional<std::string> hostName();
 std::optional<std::string> ownGroup();
 /// Seconds since the epoch.
 unsigned systemTime();
-/// Hours that local time is ahead of UTC now, two's complement; nothing where it is not a whole
+/// Current offset of local time from UTC in hours, two's complement; nothing if it is not a whole
 /// number of hours.
 std::optional<unsigned> timeZoneHours();
 

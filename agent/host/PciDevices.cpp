@@ -27,7 +27,7 @@ std::optional<PciPlace> placeOf(const std::string& name) {
     PciPlace place{};
     const int fields = std::sscanf(name.c_str(), "0000:%2hhx:%2hhx.%1hhx", &place.bus,
                                    &place.device, &place.function);
-    // Writing the place again tells whether the name was one, to the last character.
+    // Formatting the address again shows whether the whole name was a valid address.
     return fields == 3 && nameOf(place) == name ? std::optional(place) : std::nullopt;
 }
 

@@ -14,13 +14,12 @@ struct PciPlace {
     auto operator<=>(const PciPlace&) const = default;
 };
 
-/// The PCI functions of segment 0, the only one that a command can address. Read anew at every
-/// question.
+/// The PCI functions of segment 0, the only one that a command can address. Read on each request.
 class PciDevices {
   public:
     explicit PciDevices(std::filesystem::path root) : root_(std::move(root)) {}
 
-    /// In ascending order; nothing when the machine has no PCI bus.
+    /// In ascending order; nothing if the machine has no PCI bus.
     std::optional<std::vector<PciPlace>> list() const;
     /// The 64 bytes of the configuration header.
     std::optional<std::vector<unsigned char>> header(PciPlace place) const;

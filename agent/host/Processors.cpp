@@ -28,7 +28,7 @@ std::string_view cutLine(std::string_view& text) {
     return line;
 }
 
-// The whole megahertz of "2445.432".
+// The integer part of "2445.432".
 std::optional<unsigned> wholePart(const std::string& text) {
     return parseDecimal(std::string_view(text).substr(0, text.find('.')));
 }
@@ -37,7 +37,7 @@ std::optional<unsigned> wholePart(const std::string& text) {
 
 unsigned configuredProcessors() {
     long count = sysconf(_SC_NPROCESSORS_CONF);
-    // Without /sys the C library guesses 1 or 2; the affinity mask then knows better.
+    // Without /sys the C library guesses 1 or 2; the affinity mask is then more reliable.
     cpu_set_t set;
     if (count <= 2 && sched_getaffinity(0, sizeof set, &set) == 0) {
         count = std::max<long>(count, CPU_COUNT(&set));

@@ -9,12 +9,11 @@
 
 namespace varnock::agent {
 
-/// Logical processors that the system is configured for, whether online or not: what
-/// `nproc --all` prints.
+/// The number of configured logical processors, online or not, as printed by `nproc --all`.
 unsigned configuredProcessors();
 
-/// What the kernel's files say of each logical processor. Read anew at every question, since
-/// frequencies change and processors come and go.
+/// Data of the kernel's files about each logical processor. Read on each request, because
+/// frequencies change and processors go offline and online.
 class Processors {
   public:
     explicit Processors(std::filesystem::path root) : root_(std::move(root)) {}

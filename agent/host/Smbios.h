@@ -8,24 +8,24 @@
 
 namespace varnock::agent {
 
-/// Where the firmware's table of structures lies, as its entry point says.
+/// The location of the firmware's table of structures, from its entry point.
 struct SmbiosEntry {
     unsigned major;
     unsigned minor;
     std::uint64_t address;
-    std::uint32_t length;  ///< of the table; version 3 says only that it is not longer
+    std::uint32_t length;  ///< of the table; in version 3 an upper limit
 };
 
 /// Reads the entry point at the beginning of the bytes: that of version 3 ("_SM3_"), of version 2
-/// ("_SM_"), or of before ("_DMI_"). Nothing when it is none or a checksum is wrong.
+/// ("_SM_"), or of older versions ("_DMI_"). Nothing if there is none or a checksum is wrong.
 std::optional<SmbiosEntry> readSmbiosEntry(std::span<const std::uint8_t> bytes);
-/// Looks for the entry point in the firmware's area, at every 16th byte. That of version 3 comes
-/// first.
+/// Searches the firmware's area for the entry point, at every 16th byte. That of version 3 takes
+/// precedence.
 std::optional<SmbiosEntry> findSmbiosEntry(std::span<const std::uint8_t> area);
 
-/// One structure of the table: fields at fixed offsets, and texts behind them that fields count
-/// from 1. Firmware is as old as it likes: a field beyond the end of its structure is not there.
-/// A view into its table.
+/// One structure of the table: fields at fixed offsets, followed by texts, which fields refer to by
+/// number from 1. Old firmware has shorter structures: a field beyond the end is missing. A view
+/// into its table.
 class SmbiosStructure {
   public:
     SmbiosStructure(std::span<const std::uint8_t> fields, std::span<const std::uint8_t> texts)
@@ -35,10 +35,10 @@ class SmbiosStructure {
     std::optional<unsigned> byte(std::size_t offset) const { return number(offset, 1); }
     std::optional<unsigned> word(std::size_t offset) const { return number(offset, 2); }
     std::optional<unsigned> dword(std::size_t offset) const { return number(offset, 4); }
-    /// The bytes at the offset; empty when they are not all there.
+    /// The bytes at the offset; empty if they are incomplete.
     std::span<const std::uint8_t> bytes(std::size_t offset, std::size_t count) const;
-    /// The text whose number stands at the offset, without the white space around it; nothing when
-    /// it is empty.
+    /// The text whose number is at the offset, without surrounding white space; nothing if it is
+    /// empty.
     std::optional<std::string> text(std::size_t offset) const;
 
   private:
@@ -48,8 +48,8 @@ class SmbiosStructure {
     std::span<const std::uint8_t> texts_;
 };
 
-/// The firmware's table, in its order. What follows its end mark, or a structure that is cut off or
-/// broken, is not read. Any bytes are safe.
+/// The structures of the firmware's table, in order. Reading stops at the end mark and at a
+/// truncated or malformed structure. Any bytes are safe.
 class SmbiosTable {
   public:
     SmbiosTable() = default;

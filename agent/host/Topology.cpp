@@ -27,7 +27,7 @@ hwloc_topology* Topology::loaded() {
         return nullptr;
     }
     std::unique_ptr<hwloc_topology, Destroy> owner(topology);
-    // The whole machine, also where a control group lets the agent use only a part of it.
+    // The whole machine, even if a control group restricts the agent to a part of it.
     hwloc_topology_set_flags(topology, HWLOC_TOPOLOGY_FLAG_INCLUDE_DISALLOWED);
     if (!synthetic_.empty() && hwloc_topology_set_synthetic(topology, synthetic_.c_str()) != 0) {
         return nullptr;

@@ -9,27 +9,26 @@ struct hwloc_obj;
 
 namespace varnock::agent {
 
-/// How the processors of the machine hang together, as hwloc finds it. Loaded at the first
-/// question, since that takes longer than everything else at start-up. Logical processors go by the
-/// numbers of the operating system; of one that is offline nothing is known. Not thread-safe.
+/// The processor topology of the machine according to hwloc. Loaded by the first request, because
+/// loading takes longer than the rest of the start-up. Logical processors have the numbers of the
+/// operating system; nothing is known about offline ones. Not thread-safe.
 class Topology {
   public:
-    /// The live host, or a made-up machine in hwloc's synthetic notation.
+    /// The live host, or a synthetic machine in hwloc's notation.
     explicit Topology(std::string synthetic = {}) : synthetic_(std::move(synthetic)) {}
 
     std::optional<unsigned> package(unsigned cpu);
-    /// How many packages there are, and how many of them have a smaller number than the
-    /// processor's.
+    /// The number of packages, and the number of those before the processor's.
     unsigned packages();
     std::optional<unsigned> packagesBefore(unsigned cpu);
     std::optional<unsigned> coresInPackage(unsigned cpu);
-    /// All logical processors of the package, and those that are online.
+    /// The number of logical processors of the package, and of those online.
     std::optional<unsigned> threadsInPackage(unsigned cpu);
     std::optional<unsigned> onlineThreadsInPackage(unsigned cpu);
     std::optional<unsigned> threadsInCore(unsigned cpu);
     /// KiB of the data or unified cache of that level that the processor uses.
     std::optional<unsigned> cacheSize(unsigned cpu, unsigned level);
-    /// What hwloc tells of the package: "CPUVendor", "CPUModel", "CPUFamilyNumber" …
+    /// An hwloc attribute of the package: "CPUVendor", "CPUModel", "CPUFamilyNumber" …
     std::optional<std::string> packageInfo(unsigned cpu, const char* name);
 
   private:

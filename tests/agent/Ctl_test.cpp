@@ -72,7 +72,7 @@ class AskAgent : public testing::Test {
 };
 
 TEST_F(AskAgent, SaysWhichAgentCannotBeReached) {
-    EXPECT_EQ(failureOf(path_), path_ + ": no agent can be reached: No such file or directory");
+    EXPECT_EQ(failureOf(path_), path_ + ": cannot reach an agent: No such file or directory");
     EXPECT_THAT(failureOf(std::string(200, 'x')), HasSubstr("File name too long"));
     EXPECT_THAT(failureOf(path_, std::string(kFrameLimit, 'x')), HasSubstr("longer than a frame"));
 }
@@ -155,7 +155,7 @@ TEST(CtlCommand, SaysThatThereIsNoAgent) {
         varnock::test::runProcess({VARNOCK_AGENT_PATH, "ctl", "--dir", directory.path(), "status"});
     EXPECT_EQ(process.status, 1);
     EXPECT_EQ(untraced(process.err), "varnock-agent: " + directory.file(kControlSocket) +
-                                         ": no agent can be reached: No such file or directory\n");
+                                         ": cannot reach an agent: No such file or directory\n");
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+#include <string>
+
 #include "tests/agent/Processes.h"
 
 namespace varnock::agent::test {
@@ -28,6 +31,26 @@ TEST(Main, HelpsWithEveryCommand) {
         const auto process = agent(words);
         EXPECT_EQ(process.status, 0);
         EXPECT_NE(process.out.find("Usage: varnock-agent"), std::string::npos);
+    }
+}
+
+TEST(Main, DescribesOptionsInLowerCaseWithoutAFullStop) {
+    constexpr std::size_t kDescriptionColumn = 30;
+    for (const Words& words : {Words{"--help"},
+                               {"serve", "--help"},
+                               {"run", "--help"},
+                               {"ctl", "--help"},
+                               {"ctl", "event", "--help"}}) {
+        int described = 0;
+        std::istringstream help(agent(words).out);
+        for (std::string line; std::getline(help, line);) {
+            if (!line.starts_with("  ") || line.size() <= kDescriptionColumn) continue;
+            const char first = line[kDescriptionColumn];
+            EXPECT_FALSE(first >= 'A' && first <= 'Z') << line;
+            EXPECT_FALSE(line.ends_with('.') && !line.ends_with("...")) << line;
+            ++described;
+        }
+        EXPECT_GT(described, 1);
     }
 }
 
