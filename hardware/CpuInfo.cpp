@@ -55,7 +55,7 @@ constexpr NumberKey numberKeys[] = {
     {"initial apicid", &Record::initialApicId},
 };
 
-// The white space of every locale.
+// White space, independent of the locale.
 constexpr bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -70,13 +70,13 @@ std::string_view withoutTrailingSpace(std::string_view text) {
     return text;
 }
 
-/// A key and a value that is not empty, both in the buffer of their line, which is terminated.
+/// A key and a non-empty value, both in the NUL-terminated buffer of their line.
 struct Pair {
     std::string_view key;
     std::string_view value;
 };
 
-// The leading integer; of "2394.000" 2394, of "512 KB" 512.
+// The leading integer: 2394 for "2394.000", 512 for "512 KB".
 std::uint32_t numberOf(std::string_view value) {
     return static_cast<std::uint32_t>(strtol(value.data(), nullptr, 10));
 }
@@ -110,8 +110,8 @@ void store(Record& record, std::string_view key, std::string_view value) {
     }
 }
 
-// A device could go on for ever: it is open, but nothing is read from it. Opening does not wait for
-// the other end of a pipe.
+// A device may be endless: it is opened, but not read. Opening does not wait for the other end of
+// a pipe.
 FileStream openCpuInfo(const char* path) {
     FileDescriptor descriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
@@ -121,14 +121,14 @@ FileStream openCpuInfo(const char* path) {
     FileStream stream(descriptor ? fdopen(descriptor.get(), "r") : nullptr);
     if (stream) {
         descriptor.release();
-        // Nobody else has the stream.
+        // The stream is used by this thread only.
         __fsetlocking(stream.get(), FSETLOCKING_BYCALLER);
         setvbuf(stream.get(), nullptr, _IOFBF, 65536);
     }
     return stream;
 }
 
-// From the first "processor" on, each of them begins a record.
+// Each "processor" line starts a record; lines before the first are skipped.
 std::vector<Record> readRecords(FILE* file) {
     std::vector<Record> records;
     Line buffer;
@@ -253,7 +253,7 @@ int cpuRawRead(unsigned int* eax, unsigned int* ebx, unsigned int* ecx, unsigned
         *eax = *ebx = *ecx = *edx = 0;
         return 0;
     }
-    // Callers may leave *ecx uninitialised, so it chooses no sub-leaf.
+    // Callers may leave *ecx uninitialised, so it does not select the sub-leaf.
     __cpuid_count(leaf, 0, *eax, *ebx, *ecx, *edx);
     return 1;
 }

@@ -8,8 +8,8 @@
 
 #include "util/Export.h"
 
-/// What the operating system says of one logical processor. A number that it does not say is all
-/// ones (0xFFFFFFFF), a text that it does not say is empty.
+/// The operating system's data about one logical processor. An unknown number is all ones
+/// (0xFFFFFFFF), an unknown text is empty.
 struct _Cpu_Data_From_OS_ {
     std::int32_t processor = -1;               ///< number of the logical processor
     std::uint32_t family = 0xFFFFFFFF;         ///< "cpu family"
@@ -28,26 +28,26 @@ struct _Cpu_Data_From_OS_ {
 /// Base of the sources of processor data. Thread-safety: nothing to guard.
 class VARNOCK_EXPORT CCpuInfo {};
 
-/// Processor data read once from "/proc/cpuinfo". Processors that come or go later are not seen.
+/// Processor data read once from "/proc/cpuinfo". Later changes of the processors are not seen.
 ///
 /// An index counts the records in the order of the file, from 0; it is not the processor's number.
-/// Getters of numbers give 0xFFFFFFFF for an index without a record and for what the file does not
-/// say.
+/// Getters of numbers return 0xFFFFFFFF for an index without a record and for data missing in the
+/// file.
 ///
-/// Thread-safety: any thread may call the getters of one object, which never changes. Nothing
-/// throws but std::bad_alloc, and the constructor not even that.
+/// Thread-safety: any thread may call the getters of one object, which never changes. Only
+/// std::bad_alloc is thrown; the constructor never throws.
 class VARNOCK_EXPORT CCpuInfoOS : public CCpuInfo {
   public:
-    /// Reads the file. Without it, or when it cannot be used, there are no records.
+    /// Reads the file. If it is missing or unusable, there are no records.
     CCpuInfoOS();
 
-    /// Appends a record for every processor in the file to `out`. False, with the reason traced and
-    /// `out` as it was, when the file cannot be opened or tells of no processor.
+    /// Appends a record for every processor in the file to `out`. If the file cannot be opened or
+    /// lists no processor, traces the reason, leaves `out` unchanged and returns false.
     static bool GetCpuDataFromOS(std::vector<_Cpu_Data_From_OS_>& out);
 
-    /// Reads on to the next line with a key, a ':' and a value, and gives both without the white
+    /// Reads up to the next line with a key, a ':' and a value, and returns both without the white
     /// space around the ':' and at the end. Lines are read in pieces of at most 511 characters,
-    /// each of which counts as a line. Returns 2, or -1 at the end of the file and without a file.
+    /// each of which counts as a line. Returns 2, or -1 at the end of the file or without a file.
     static int GetAndPrepareLine(FILE* file, std::string& key, std::string& value);
 
     unsigned int GetSizeOfCpuDataTableFromOS() const;              ///< The number of records.
@@ -60,12 +60,12 @@ class VARNOCK_EXPORT CCpuInfoOS : public CCpuInfo {
     unsigned int GetCpuApicIdFromOS(unsigned int i) const;         ///< The APIC id.
     unsigned int GetCpuApicIdInitialFromOS(unsigned int i) const;  ///< The APIC id at power-on.
 
-    /// The size of the cache of that level, in KB on Linux. The file knows one cache, which counts
-    /// as level 2; a question for another level is traced.
+    /// The size of the cache of that level, in KB on Linux. The file lists one cache, which counts
+    /// as level 2; a request for another level is traced.
     unsigned int GetCpuCacheSizeFromOS(unsigned int i, unsigned int level) const;
 
-    /// The maker: "Intel", "AMD", "Cyrix" or "unknown". False, with `out` as it was, for an index
-    /// without a record.
+    /// The manufacturer: "Intel", "AMD", "Cyrix" or "unknown". For an index without a record
+    /// returns false and leaves `out` unchanged.
     bool GetCpuManufacturerFromOS(unsigned int i, std::string& out) const;
 
   private:
@@ -79,9 +79,9 @@ class VARNOCK_EXPORT CCpuInfoOS : public CCpuInfo {
 extern VARNOCK_EXPORT CCpuInfoOS CpuInfoFromOS;
 
 /// Executes the CPUID instruction with sub-leaf 0. `*eax` holds the leaf on entry; on return the
-/// four numbers hold the registers. Returns 1. A leaf above the highest of its range gives four
-/// zeros and 0, a null pointer 0 alone.
+/// four numbers hold the registers. Returns 1. For a leaf above the highest of its range it stores
+/// four zeros and returns 0, for a null pointer it only returns 0.
 ///
-/// Thread-safety: any thread. What it says may differ between the processors that a thread runs on.
+/// Thread-safety: any thread. The result may differ between processors.
 VARNOCK_EXPORT int cpuRawRead(unsigned int* eax, unsigned int* ebx, unsigned int* ecx,
                               unsigned int* edx);

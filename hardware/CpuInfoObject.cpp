@@ -1,5 +1,5 @@
-// In a file of its own, so that a statically linked program that does not ask for it does not read
-// the file.
+// A separate source file, so that a statically linked program that does not use the object does not
+// read /proc/cpuinfo.
 #include "hardware/CpuInfo.h"
 #include "runtime/Debug.h"
 #include "runtime/process/InitPriority.h"

@@ -72,8 +72,8 @@ struct SubClass {
     const char* description;
 };
 
-/// The first row that fits counts, so a row for any interface stands for the others. What has no
-/// row is described by its base class.
+/// The first matching row counts, so a row for any interface covers the remaining ones. A function
+/// without a row is described by its base class.
 constexpr SubClass subClasses[] = {
     {0x00, 0x00, anyInterface, "Early non-VGA device"},
     {0x00, 0x01, anyInterface, "VGA compatible device"},
@@ -244,7 +244,7 @@ unsigned char CPciCommonConfigHeader::GetPrimaryBusNo() const {
     return hasBusNumbers(*this) ? byteAt(*this, offsetPrimaryBus) : 0;
 }
 
-// Without bus numbers it is a flag: callers tell bridges of other layouts by it.
+// Without bus numbers it is a flag: callers use it to recognise bridges of other layouts.
 unsigned char CPciCommonConfigHeader::GetSecondaryBusNo() const {
     if (hasBusNumbers(*this)) return byteAt(*this, offsetSecondaryBus);
     return baseClass == baseClassBridge ? 1 : 0;

@@ -4,7 +4,7 @@
 
 #include "util/Export.h"
 
-/// Where a PCI function stands: segment, bus, device, function. Copies freely; not thread-safe.
+/// The address of a PCI function: segment, bus, device, function. Copyable; not thread-safe.
 class VARNOCK_EXPORT CPciAddress {
   public:
     /// An empty address: bus -1, everything else 0.
@@ -14,7 +14,7 @@ class VARNOCK_EXPORT CPciAddress {
     CPciAddress(unsigned char bus, unsigned char device, unsigned char function,
                 unsigned short segment);
 
-    /// Sets all four numbers; the segment is the last argument though the first field.
+    /// Sets all four numbers; the segment is the last argument although it is the first field.
     void SetAddress(int bus, int device, int function, int segment);
 
     int GetSegmentNo() const;   ///< The segment.
@@ -35,7 +35,7 @@ class VARNOCK_EXPORT CPciAddress {
 /// The common configuration header of the PCI Local Bus Specification: the first 64 bytes of a
 /// function's configuration space, little-endian.
 struct _PCI_COMMON_CONFIG_HEADER {
-    std::uint16_t vendorId;             ///< 0xFFFF where there is no function
+    std::uint16_t vendorId;             ///< 0xFFFF if there is no function
     std::uint16_t deviceId;             ///< the vendor's number of the device
     std::uint16_t command;              ///< command register
     std::uint16_t status;               ///< status register
@@ -54,17 +54,18 @@ struct _PCI_COMMON_CONFIG_HEADER {
 };
 
 /// A typed view of a configuration header, with English descriptions of its class. It adds no
-/// field and nothing virtual: 64 bytes read from a configuration space are one.
+/// fields and no virtual functions, so 64 bytes read from a configuration space can be viewed as
+/// one.
 ///
 /// Layouts: 0 a device, 1 a PCI-to-PCI bridge, 2 a CardBus bridge. Returned texts are constants
-/// that live as long as the library. Only reads: any thread, as long as nobody writes.
+/// of the library. Thread-safety: read-only; any thread, while no thread writes the bytes.
 class VARNOCK_EXPORT CPciCommonConfigHeader : public _PCI_COMMON_CONFIG_HEADER {
   public:
     /// False when the vendor is 0 or 0xFFFF (nothing there) or the device is 0.
     bool IsValid() const;
 
-    /// Bit 0 of the header type: true for layouts 1 and 3, false for a CardBus bridge. Callers sort
-    /// functions by it; it is not a question for the base class.
+    /// Bit 0 of the header type: true for layouts 1 and 3, false for a CardBus bridge. Callers
+    /// classify functions by it; it does not test the base class.
     bool IsPciBrigdeDevice() const;
 
     unsigned short GetVendorId() const;     ///< The vendor.
@@ -73,11 +74,11 @@ class VARNOCK_EXPORT CPciCommonConfigHeader : public _PCI_COMMON_CONFIG_HEADER {
     unsigned short GetSubVendorId() const;  ///< The subsystem's vendor; 0 unless the layout is 0.
     unsigned short GetSubSystemId() const;  ///< The subsystem; 0 unless the layout is 0.
 
-    /// The bus on the near side of a bridge of layout 1 or 2, else 0.
+    /// The primary bus of a bridge of layout 1 or 2, else 0.
     unsigned char GetPrimaryBusNo() const;
 
-    /// The bus on the far side of a bridge of layout 1 or 2. For any other layout a flag and no bus
-    /// number: 1 when the base class is bridge, else 0.
+    /// The secondary bus of a bridge of layout 1 or 2. For any other layout a flag: 1 if the base
+    /// class is bridge, else 0.
     unsigned char GetSecondaryBusNo() const;
 
     /// The kind of bridge as its subclass number: 4 (PCI-to-PCI) for layout 1, 5 (PCMCIA) for

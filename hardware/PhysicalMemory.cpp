@@ -21,7 +21,7 @@ namespace {
 using varnock::CancellationGuard;
 using varnock::MutexGuard;
 
-// A fixed page, whatever the system's is.
+// A fixed page size, independent of the system's.
 constexpr std::uint64_t pageSize = 4096;
 constexpr auto pendingWork = std::chrono::milliseconds(100);
 
@@ -36,7 +36,7 @@ std::uint32_t lastSystemError() {
     return static_cast<std::uint32_t>(errno);
 }
 
-// A mapping beyond the end of an ordinary file succeeds, and ends the process when it is read.
+// A mapping beyond the end of a regular file succeeds, and reading it ends the process with SIGBUS.
 bool endsBefore(int fd, std::uint64_t end) {
     struct stat status {};
     if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return false;
@@ -175,7 +175,7 @@ unsigned char* CDeviceBios::MapPhysicalMemory(unsigned int, unsigned int address
         UnmapPhysicalMemory();
         mapping_ = nullptr;
     }
-    // A derived class may have unmapped without it.
+    // A derived class may have unmapped it by other means.
     closeDevice();
     const std::string path = varnock::memoryDevice();
     fd_ = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
@@ -189,7 +189,7 @@ unsigned char* CDeviceBios::MapPhysicalMemory(unsigned int, unsigned int address
     const auto offset = static_cast<std::uint32_t>(address % pageSize);
     mapBase_ = address - offset;
     mapLength_ = static_cast<std::uint32_t>(length) + offset;
-    // A sum that does not fit would map less than promised.
+    // An overflowing sum would map less than requested.
     mapping_ = mapLength_ >= offset ? mapRegion() : nullptr;
     if (mapping_ == nullptr) {
         if (Debug.IsOn(1)) Debug.Print(1, "\nERROR: mapping of the SMBIOS memory failed\n");

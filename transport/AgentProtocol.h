@@ -5,24 +5,24 @@
 #include <cstring>
 #include <string_view>
 
-/// What both sides of the agent's sockets agree on: statuses, frames, registration and events. The
-/// library, the development agent and the command line take these facts from here.
-/// docs/wire-format.md has an example in bytes.
+/// The protocol of the agent's sockets: statuses, frames, registration and events. The library, the
+/// development agent and the command line share these definitions. docs/wire-format.md has a
+/// byte-level example.
 namespace varnock {
 
-/// The status of a command, "ST" in its record. Those without a remark are the agent's own; a
-/// number that is not listed is a failure, too.
+/// The status of a command, "ST" in its record. The agent sets it unless noted otherwise; a number
+/// that is not listed is also a failure.
 enum class CommandStatus : std::uint32_t {
     kSuccess = 0,
     kFailed = 1,            ///< the agent failed the command
     kInvalid = 2,           ///< the agent refused an argument
-    kNoChannel = 3,         ///< no request channel; given by the client
+    kNoChannel = 3,         ///< no request channel; set by the client
     kWrongState = 4,        ///< not possible in this state
-    kHungUp = 6,            ///< the connection broke; given by the client
-    kTransferFailed = 9,    ///< the same, in the middle of a frame; given by the client
-    kSuccessToo = 12,       ///< counts as 0, which the client makes of it
-    kTimedOut = 15,         ///< the agent did not answer in time; given by the client
-    kNoMemory = 17,         ///< or the record is too long for a frame; client and agent
+    kHungUp = 6,            ///< the connection broke; set by the client
+    kTransferFailed = 9,    ///< the same, within a frame; set by the client
+    kSuccessToo = 12,       ///< success; the client reports it as 0
+    kTimedOut = 15,         ///< the agent did not answer in time; set by the client
+    kNoMemory = 17,         ///< or the record is too long for a frame; set by both sides
     kNotAvailable = 19,     ///< an ordinary negative answer: the machine does not have it
     kSuccessOfRecord = 21,  ///< success for the record, a failure for typed calls
     kMissing = 22,          ///< there is no status in the reply
@@ -52,7 +52,7 @@ inline constexpr std::size_t kFrameLimit = 0x100000;
 constexpr std::size_t frameSize(std::string_view text) {
     return kFrameHeader + text.size() + 1;
 }
-/// Writes the frame of a text. REQUIRES: there is room for frameSize() bytes.
+/// Writes the frame of a text. REQUIRES: space for frameSize() bytes.
 inline void writeFrame(char* out, std::string_view text) {
     const auto length = static_cast<std::uint32_t>(text.size() + 1);
     std::memcpy(out, &length, kFrameHeader);
@@ -62,22 +62,22 @@ inline void writeFrame(char* out, std::string_view text) {
 /// @}
 
 /// @name Registration
-/// The first command on a connection. Its byte block comes back in the reply with the agent's
-/// descriptor in place of the client's.
+/// The first command on a connection. The reply returns its byte block with the agent's descriptor
+/// in place of the client's.
 /// @{
 
 inline constexpr std::uint32_t kRegisterOpcode = 0xFFA0;
 /// The channels, by the operation extension of their registration.
 enum class Channel : std::uint32_t { kRequest = 0x1100, kEvent = 0x1200 };
-/// The byte block: the client's name, padded with zeros, and at an offset of 68 the descriptor of
-/// the sender's end as a 32-bit word; zeros elsewhere.
+/// The byte block: the client's name, padded with zeros, and at offset 68 the descriptor of the
+/// sender's end as a 32-bit word; zeros elsewhere.
 inline constexpr std::size_t kRegistrationSize = 224;
 inline constexpr std::size_t kRegistrationNameSize = 64;
 inline constexpr std::size_t kRegistrationDescriptor = 68;
 /// @}
 
-/// The events that a listener is told of, by operation code. The data is the sequence number of the
-/// log entry.
+/// The events passed to a listener, by operation code. The data is the sequence number of the log
+/// entry.
 enum class EventOpcode : std::uint32_t { kSystemMessageLog = 0x0B11, kDriverMonitorLog = 0x181B };
 
 constexpr bool operator==(std::uint32_t number, EventOpcode event) {

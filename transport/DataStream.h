@@ -4,9 +4,9 @@
 
 #include "util/Export.h"
 
-/// Growable byte buffer of command data: a request's block is assembled in it, a reply's block is
-/// taken out into it. Writes beyond the end grow the buffer, the gap filled with zeros; words are
-/// little-endian. A constructed stream has room for at least 32 bytes.
+/// Growable byte buffer for the block of a request or reply. Writes beyond the end grow the buffer
+/// and fill the gap with zeros; words are little-endian. A constructed stream has a capacity of at
+/// least 32 bytes.
 ///
 /// Not thread-safe: one thread at a time per object.
 /// Errors: sizes beyond what a vector can hold throw `std::length_error`.
@@ -17,21 +17,21 @@ class VARNOCK_EXPORT CDataStream {
     /// A copy of `length` bytes; null gives an empty stream.
     CDataStream(const unsigned char* bytes, unsigned long length);
 
-    CDataStream(const CDataStream& other);             ///< Copies the bytes.
-    CDataStream(CDataStream&& other);                  ///< Takes the bytes and leaves none.
+    CDataStream(const CDataStream& other);  ///< Copies the bytes.
+    CDataStream(CDataStream&& other);       ///< Moves the bytes; the source is then empty.
     CDataStream& operator=(const CDataStream& other);  ///< Copies the bytes.
 
     /// Exchanges the bytes.
     CDataStream& operator=(CDataStream&& other) noexcept;
     ~CDataStream() = default;
 
-    /// Makes the first room, 32 bytes, unless the buffer has some already.
+    /// Allocates the initial 32 bytes unless the buffer is allocated.
     void ClassInit();
 
     /// The number of bytes.
     unsigned long DataSize() const;
 
-    /// Makes the stream empty and keeps its room.
+    /// Makes the stream empty and keeps its capacity.
     void Clear();
 
     /// Makes the stream at least `offset + count` bytes long, new bytes zero. Never shrinks.
@@ -41,27 +41,26 @@ class VARNOCK_EXPORT CDataStream {
     /// until the stream grows. Throws `std::out_of_range` for a negative index.
     unsigned char& operator[](int index);
 
-    /// Copies `count` bytes to `offset`, growing as needed; does nothing when `bytes` is null.
+    /// Copies `count` bytes to `offset`, growing as needed; does nothing if `bytes` is null.
     /// `bytes` may point into this stream.
     CDataStream& SetAt(unsigned long offset, const unsigned char* bytes, unsigned long count);
 
-    /// Replaces the contents; leaves them as they are when `bytes` is null. `bytes` may point into
-    /// this stream.
+    /// Replaces the contents; does nothing if `bytes` is null. `bytes` may point into this stream.
     CDataStream& SetDataStream(const unsigned char* bytes, unsigned long length);
 
     /// Adds one byte at the end.
     void AppendDataByte(unsigned char value);
 
-    /// The byte at `offset` and those behind it, owned by the stream; null from the end on.
+    /// A pointer to the byte at `offset`, owned by the stream; null at or beyond the end.
     const unsigned char* GetDataStream(unsigned long offset) const;
 
-    /// The word at a byte offset. Throws `std::out_of_range` unless both bytes are there.
+    /// The word at a byte offset. Throws `std::out_of_range` unless both bytes exist.
     unsigned short GetDataWordAt(unsigned long byteOffset) const;
 
     /// The word at byte offset `2 * wordIndex`. Throws as `GetDataWordAt`.
     unsigned short GetDataWord(unsigned long wordIndex) const;
 
-    /// The vector itself, as the command record's stream operations take and fill it.
+    /// The underlying vector, for the stream operations of the command record.
     std::vector<unsigned char>& Data() { return data_; }
     const std::vector<unsigned char>& Data() const { return data_; }  ///< The vector, read only.
 

@@ -8,7 +8,7 @@
 #include "transport/AgentProtocol.h"
 #include "util/Export.h"
 
-// Declared here, so that only those who work on the document itself need RapidJSON.
+// Declared here, so that only users of the document itself need RapidJSON.
 namespace rapidjson {
 template <typename CharType>
 struct UTF8;
@@ -21,9 +21,9 @@ class GenericValue;
 /// `{"SIP":{"V":1,"CMD":[{"OC":…,"OE":…,"OI":…,"CA":…,"ST":…,"DA":…}]}}`. docs/wire-format.md
 /// describes the text.
 ///
-/// Accessors read and write the document directly and work on the current command, which is
-/// command 0. A document from outside may have any shape: getters then give their defaults, setters
-/// return false, and no accessor throws anything but `std::bad_alloc`.
+/// Accessors read and write the document directly and use the current command, which is command 0.
+/// An imported document may have any structure: getters then return their defaults, setters return
+/// false, and accessors throw only `std::bad_alloc`.
 ///
 /// Not thread-safe: one thread at a time per object.
 class VARNOCK_EXPORT SipJson {
@@ -31,16 +31,16 @@ class VARNOCK_EXPORT SipJson {
     /// A value of the document; include <rapidjson/document.h> to work with it.
     using Value = rapidjson::GenericValue<rapidjson::UTF8<char>, rapidjson::CrtAllocator>;
 
-    /// The status to pass for "no status".
+    /// The argument for "no status".
     static constexpr unsigned int noStatus = 0xFFFFFFFF;
 
-    /// What a command without status reports.
+    /// The status reported for a command without one.
     static constexpr unsigned int missingStatus = toNumber(varnock::CommandStatus::kMissing);
 
     /// A record without commands.
     SipJson();
 
-    /// A record with one command, as `SetCmd` makes it.
+    /// A record with one command, as created by `SetCmd`.
     SipJson(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
             unsigned int cabinetNr, unsigned int status);
 
@@ -48,55 +48,56 @@ class VARNOCK_EXPORT SipJson {
     SipJson(const SipJson&) = delete;
     SipJson& operator=(const SipJson&) = delete;
 
-    /// Makes the record what the default constructor made it.
+    /// Resets the record to its default-constructed state.
     void ClassInit();
 
-    /// Puts "SIP" with its version and an empty command list into a root that is an object; any
-    /// other root stays as it is.
+    /// Adds "SIP" with its version and an empty command list to a root that is an object; does not
+    /// change any other root.
     void JsonInit();
 
-    /// Drops the commands and keeps the document around them. A document of another shape stays.
+    /// Removes the commands and keeps the rest of the document. Does not change a document with
+    /// another structure.
     void Clear();
 
-    /// Drops the data of the current command; true if there was some.
+    /// Removes the data of the current command; true if it had any.
     bool ClearData();
 
-    /// The array of commands, owned by the record; null when the document has none.
+    /// The array of commands, owned by the record; null if the document has none.
     Value* GetCmds();
     const Value* GetCmds() const;  ///< The same, read only.
 
-    /// The current command, made as an empty object when it is missing; null when the document has
-    /// no array of commands. A command from outside may be something else than an object.
+    /// The current command, created as an empty object if it is missing; null if the document has
+    /// no array of commands. An imported command may be something other than an object.
     Value* GetCmd();
 
     /// @name Setters of the current command
-    /// They make the command when it is missing and return false when it is no object.
+    /// They create the command if it is missing and return false if it is not an object.
     /// @{
 
-    /// Starts the command anew: no data, "OE" and "OI" only when they are not 0, "ST" unless
-    /// `status` is `noStatus`. A document of a wrong shape is replaced; always true.
+    /// Resets the command: no data, "OE" and "OI" only if they are not 0, "ST" unless `status` is
+    /// `noStatus`. Replaces a document with a wrong structure; always true.
     bool SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
                 unsigned int cabinetNr, unsigned int status);
 
-    /// Sets "ST", also to 0.
+    /// Sets "ST", including to 0.
     bool SetStatus(unsigned int status);
 
-    /// Sets the data, a number on the wire whatever its width here, and then the status.
+    /// Sets the data, sent as a number of no particular width, and then the status.
     bool SetDataByte(unsigned char value, unsigned int status);
     bool SetDataWord(unsigned short value, unsigned int status);  ///< As `SetDataByte`.
     bool SetDataDWord(unsigned int value, unsigned int status);   ///< As `SetDataByte`.
 
-    /// Sets the data, the text up to its NUL copied as it is (null: an empty text), and then the
-    /// status. False also for a text of 4 GiB or more.
+    /// Sets the data to an unchanged copy of the text up to its NUL (null: an empty text), and then
+    /// the status. Also false for a text of 4 GiB or more.
     bool SetDataString(const char* text, unsigned int status);
 
-    /// Sets the data to the block of bytes, or drops it when there are none, and removes the
-    /// status. False also for 4 Gi bytes or more.
+    /// Sets the data to the block of bytes, or removes it if there are none, and removes the
+    /// status. Also false for 4 GiB or more.
     bool SetRequestDataStream(const std::vector<unsigned char>& bytes);
     /// @}
 
     /// @name The numbers of the current command
-    /// 0 when absent or no unsigned 32-bit number; `missingStatus` in the case of the status.
+    /// 0 if absent or not an unsigned 32-bit number; for the status `missingStatus`.
     /// @{
     unsigned int OpCode() const;     ///< "OC"
     unsigned int OpCodeExt() const;  ///< "OE"
@@ -115,49 +116,48 @@ class VARNOCK_EXPORT SipJson {
     unsigned int GetCmdValue(int index, const char* key, unsigned int defaultValue) const;
 
     /// The data as a number: a 32-bit number (a negative one as its bit pattern), or a block of
-    /// bytes read as little-endian, of which only the first four count. False, and `out` untouched,
-    /// for anything else.
+    /// bytes read as little-endian, of which only the first four count. For anything else returns
+    /// false and leaves `out` unchanged.
     bool GetCmdUIntData(int index, unsigned int& out) const;
 
-    /// The data of the current command as a number, 0 when it is none. The three others are the
-    /// same under other names: they do not mask.
+    /// The data of the current command as a number, 0 if it is not one. The three others are
+    /// aliases: they do not mask.
     unsigned int UIntValue() const;
     unsigned int DataByte() const;   ///< `UIntValue`
     unsigned int DataWord() const;   ///< `UIntValue`
     unsigned int DataDWord() const;  ///< `UIntValue`
 
-    /// The data as a text: a string (with `offset` 0 alone), a block of bytes from `offset` up to
-    /// its first zero byte, or null, which is an empty text. False for anything else; a block that
-    /// ends before `offset`, or holds no bytes, also empties `out`, the rest leaves it untouched.
+    /// The data as a text: a string (only with `offset` 0), a block of bytes from `offset` up to
+    /// its first zero byte, or null, which is an empty text. False for anything else; then `out` is
+    /// emptied for a block that ends before `offset` or holds no bytes, and unchanged otherwise.
     bool GetCmdDataString(int index, std::string& out, unsigned long offset) const;
 
     /// `GetCmdDataString` of the current command with offset 0.
     bool GetDataString(std::string& out) const;
 
     /// The data as bytes: a block; a string with a zero byte; a list of strings, each with a zero
-    /// byte, and one more; a number, little-endian in its smallest width (1, 2, 4 or 8). False, and
-    /// `out` untouched, for anything else.
+    /// byte, and one more; a number, little-endian in its smallest width (1, 2, 4 or 8). For
+    /// anything else returns false and leaves `out` unchanged.
     bool GetCmdDataStream(int index, std::vector<unsigned char>& out) const;
 
     /// `GetCmdDataStream` of the current command.
     bool GetDataStream(std::vector<unsigned char>& out) const;
 
-    /// The size of the data in bytes, every integer counting 8; 0 when there is none.
+    /// The size of the data in bytes, where every integer counts 8; 0 without data.
     unsigned long GetCmdDataSize(int index) const;
 
-    /// True when command `index` has data and `size` is 0 or the data is a number or of exactly
-    /// that size (`atLeast` not 0: at least that size).
+    /// True if command `index` has data and `size` is 0 or the data is a number or has exactly that
+    /// size (`atLeast` not 0: at least that size).
     bool HasCmdDataSize(int index, unsigned long size, int atLeast) const;
 
-    /// The command succeeded and has data.
+    /// True if the command succeeded and has data.
     bool HasReplyData() const;
 
     /// The document as compact JSON text.
     std::string Export() const;
 
-    /// Replaces the document by the one that `text` holds. A text that does not parse, with
-    /// something behind the document, or nested deeper than 256 levels, leaves a record without
-    /// commands, as does null.
+    /// Replaces the document by the one in `text`. The record has no commands afterwards if the
+    /// text is null, does not parse, has trailing text or is nested deeper than 256 levels.
     void Import(const char* text);
 
   private:

@@ -1,5 +1,5 @@
 #pragma once
 
-/// Marks what the shared library exports; everything else has hidden visibility.
-/// Classes and global objects that users of the library touch carry it, and so do plain functions.
+/// Exports a class, global object or function from the shared library; everything else has hidden
+/// visibility.
 #define VARNOCK_EXPORT __attribute__((visibility("default")))

@@ -2,14 +2,14 @@
 
 /// Marks a scope in which operations of the agent would run under the caller's identity.
 ///
-/// This platform has no impersonation: the guard records the wish and does nothing. It stands
-/// around every operation of the agent all the same, so that a platform that has it needs no
-/// change in the callers.
+/// This platform has no impersonation: the guard records the request and does nothing. It surrounds
+/// every operation of the agent nevertheless, so that callers need no change for a platform with
+/// impersonation.
 ///
-/// Thread-safety: a guard belongs to the thread that made it.
+/// Thread-safety: a guard may be used only by the thread that created it.
 class ImpersonateGuard {
   public:
-    /// Records whether the scope is to run as the caller.
+    /// Records whether the scope should run as the caller.
     explicit ImpersonateGuard(bool impersonate) : impersonate_(impersonate) {}
     ~ImpersonateGuard() {}
     ImpersonateGuard(const ImpersonateGuard&) = delete;

@@ -2,19 +2,19 @@
 
 #include "util/Export.h"
 
-/// Hands out byte buffers. A platform with an allocator of its own overrides the virtual
-/// operations; here they are array new and array delete.
+/// Allocates byte buffers. A platform with its own allocator overrides the virtual operations; here
+/// they use array new and array delete.
 ///
-/// PoolAlloc() does not remember what it hands out: the caller returns every buffer with
-/// PoolFree(). The block that ClassDelete() frees is one that a derived pool keeps for itself.
+/// PoolAlloc() does not track its buffers: the caller returns every buffer with PoolFree().
+/// ClassDelete() frees only the block that a derived pool keeps for itself.
 ///
-/// Thread-safety: none needed for PoolAlloc() and PoolFree() of different buffers; a pool that
-/// keeps a block belongs to one thread.
+/// Thread-safety: any thread may call PoolAlloc() and PoolFree(); a pool that keeps a block may be
+/// used by one thread.
 class VARNOCK_EXPORT CMemoryPool {
   public:
     CMemoryPool() = default;
-    /// Calls ClassDelete(), which reaches only this class's PoolFree() here: a derived pool that
-    /// frees in another way calls ClassDelete() in its own destructor.
+    /// Calls ClassDelete(), which here calls only this class's PoolFree(): a derived pool with its
+    /// own PoolFree() must call ClassDelete() in its destructor.
     virtual ~CMemoryPool();
     CMemoryPool(const CMemoryPool&) = delete;
     CMemoryPool& operator=(const CMemoryPool&) = delete;
@@ -22,7 +22,7 @@ class VARNOCK_EXPORT CMemoryPool {
     /// A buffer of `size` bytes, not initialised; the caller returns it with PoolFree().
     /// Throws std::bad_alloc.
     virtual unsigned char* PoolAlloc(unsigned long size);
-    /// Frees a buffer of PoolAlloc() and sets the caller's pointer to null; null is left alone.
+    /// Frees a buffer of PoolAlloc() and sets the caller's pointer to null; ignores null.
     virtual void PoolFree(unsigned char*& block);
     /// Does nothing: the pool is not shared between threads.
     virtual void LockPool();

@@ -16,24 +16,24 @@
 namespace {
 
 constexpr unsigned int growthStep = 16;
-/// Fewer entries are found as fast by a binary search.
+/// With fewer entries a binary search is as fast.
 constexpr unsigned int smallestIndexed = 256;
-/// To enter an entry in the index costs a fraction of a binary search.
+/// Indexing an entry costs a fraction of a binary search.
 constexpr unsigned int entriesPerSearch = 16;
 constexpr unsigned int maxIndexed = 1U << 30;
-/// Between the place of a key in the index and the slot that it takes. Chance makes 50 in a map of
-/// millions.
+/// Maximum distance between the home slot of a key and the slot it occupies. About 50 occurs by
+/// chance in a map of millions.
 constexpr unsigned int mostSteps = 250;
-/// From a slot that is taken to the next one that is tried: past its neighbours, which are likely
-/// to be taken as well. Odd, so that every slot comes in turn.
+/// Step from an occupied slot to the next candidate: it skips the neighbours, which are likely to
+/// be occupied too. Odd, so that probing visits every slot.
 constexpr unsigned int probeStep = 33;
 
 void storeIfGiven(void** out, void* value) {
     if (out != nullptr) *out = value;
 }
 
-/// Names that differ in their last character alone, which programs often ask for in turn, stand
-/// side by side.
+/// Names that differ only in their last character, which programs often look up in sequence, get
+/// adjacent slots.
 unsigned int hashOf(std::string_view key) {
     if (key.empty()) return 0;
     const auto last = static_cast<unsigned char>(key.back());
@@ -45,7 +45,7 @@ bool keyLess(const CStrMap::Assoc& left, const CStrMap::Assoc& right) {
     return CStrMap::compare(&left, &right) < 0;
 }
 
-/// A store into an object that is being destroyed. Compilers drop plain ones as dead, but late
+/// A store to an object that is being destroyed. Compilers remove plain stores as dead, but late
 /// users of a global map rely on finding it empty.
 template <typename Field>
 void storeLast(Field& field, Field value) {
@@ -54,17 +54,16 @@ void storeLast(Field& field, Field value) {
 
 }  // namespace
 
-/// Memory for many keys and values, in the order in which they came. What is given up is freed with
-/// all the others.
+/// Memory for many keys and values, in insertion order. All of it is freed together.
 class CStrMap::Blocks {
   public:
     char* take(std::size_t size) {
         if (blocks_.empty() || blocks_.back().size - used_ < size) addBlock(size);
         return blocks_.back().memory.get() + std::exchange(used_, used_ + size);
     }
-    /// Searches from the last one, which holds half of all.
+    /// Searches from the last block, which holds half of the memory.
     bool hold(const void* memory) const {
-        const std::less<const void*> less;  // of any two pointers
+        const std::less<const void*> less;  // a total order of pointers
         return std::any_of(blocks_.rbegin(), blocks_.rend(), [=](const Block& block) {
             const char* const begin = block.memory.get();
             return !less(memory, begin) && less(memory, begin + block.size);
@@ -86,7 +85,7 @@ class CStrMap::Blocks {
     }
 
     std::vector<Block> blocks_;
-    std::size_t used_ = 0;  // of the last one
+    std::size_t used_ = 0;  // bytes of the last block
 };
 
 CStrMap::CStrMap()
@@ -144,8 +143,7 @@ CStrMap::Assoc* CStrMap::findAssoc(const char* key) {
     return &entries_[place];
 }
 
-// The place of a key, count_ when it is not there. Programs often ask for names in order, or leave
-// one out.
+// The index of a key, count_ if absent. Programs often look up names in order, or skip one.
 unsigned int CStrMap::search(const char* key) {
     if (holdsKey(expected_, key)) return expected_;
     if (holdsKey(expected_ + 1, key)) return expected_ + 1;
@@ -154,7 +152,7 @@ unsigned int CStrMap::search(const char* key) {
     return holdsKey(place, key) ? place : count_;
 }
 
-// An index of all entries is made once there have been searches enough to pay for it.
+// An index of all entries is built once the number of searches justifies its cost.
 bool CStrMap::hasHashIndex() {
     if (hashSlots_ != nullptr) return true;
     if (count_ < smallestIndexed || ++searches_ < count_ / entriesPerSearch) return false;
@@ -162,8 +160,8 @@ bool CStrMap::hasHashIndex() {
     return makeHashIndex();
 }
 
-// Open addressing, at most half full, valid until an entry moves. False without memory for it, and
-// when too many keys fall on one place.
+// Open addressing, at most half full, valid until an entry moves. False without memory, or if too
+// many keys collide.
 bool CStrMap::makeHashIndex() {
     if (count_ > maxIndexed) return false;
     const unsigned int size = std::bit_ceil(2 * count_);
@@ -235,7 +233,7 @@ void CStrMap::append(const char* key, void* value, void* data) {
 void* CStrMap::appendWithMemory(const char* key, std::size_t size, void* data) {
     if (blocks_ == nullptr) blocks_ = new Blocks;
     const std::size_t keySize = std::strlen(key) + 1;
-    // A byte at least, so that the value lies inside of its block.
+    // At least a byte, so that the value lies inside its block.
     char* const copy = blocks_->take(keySize + std::max<std::size_t>(size, 1));
     std::memcpy(copy, key, keySize);
     void* const memory = copy + keySize;

@@ -6,14 +6,14 @@
 
 /// Converts between the strings of the agent's side and UTF-8.
 ///
-/// Both sides speak UTF-8 on this platform, so each conversion is a copy. Code that passes text
-/// from one side to the other still goes through here: it is the one place where another encoding
-/// would be dealt with. Bytes are never checked or changed.
+/// Both sides use UTF-8 on this platform, so each conversion is a copy. Code that passes text
+/// from one side to the other still uses these functions: another encoding would be handled only
+/// here. Bytes are never checked or changed.
 ///
 /// Thread-safety: any thread may call any operation. Errors: std::bad_alloc only.
 class VARNOCK_EXPORT CStringMapper {
   public:
-    /// Copies `text` to `out`. A null or empty text gives false and leaves `out` unchanged.
+    /// Copies `text` to `out`. For a null or empty text returns false and leaves `out` unchanged.
     static bool UTF8ToString(std::string& out, const char* text);
     /// A copy of `text`; null gives the empty string.
     static std::string UTF8ToString(const char* text);

@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t maxValueBytes = 1024;
 constexpr size_t maxQuotedText = 1024;
-constexpr std::int64_t byteListRoom = 1024;  // with the terminator
+constexpr std::int64_t byteListRoom = 1024;  // including the terminator
 constexpr std::int64_t roomOfByte = 4;       // "255,"
 
 struct Free {
@@ -35,12 +35,12 @@ char* copyOf(std::string_view text) {
     return copy;
 }
 
-// The white space of every locale.
+// White space, independent of the locale.
 bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Up to the first '&' outside of quotes.
+// Up to the first '&' outside quotes.
 size_t lengthOfValue(std::string_view text) {
     bool isQuoted = false;
     for (size_t i = 0; i < text.size(); ++i) {
@@ -50,17 +50,17 @@ size_t lengthOfValue(std::string_view text) {
     return text.size();
 }
 
-// Whether a parameter's name can begin here: behind a separator, with white space between.
+// Whether a parameter name can start here: after a separator and optional white space.
 bool followsSeparator(std::string_view text, size_t at) {
     while (at > 0 && isSpace(text[at - 1])) --at;
     return at > 0 && (text[at - 1] == '&' || text[at - 1] == '?');
 }
 
-// Writes the bytes that a value stands for, at most `limit`, and returns their number.
+// Writes the bytes that a value represents, at most `limit`, and returns their number.
 size_t decodeValue(const char* value, size_t limit, char* out) {
     size_t count = 0;
     bool isQuoted = false;
-    const char* number = value;  // where a number has begun; null behind quotes
+    const char* number = value;  // start of a number; null after quotes
     for (; count < limit; ++value) {
         if (isQuoted) {
             if (*value == '\0') break;
@@ -109,7 +109,7 @@ void CExtendableString::Clear(int start, int count) {
         free(text_);
         text_ = nullptr;
     } else {
-        // In place: this needs no memory.
+        // In place, without allocation.
         memmove(text_ + start, text_ + start + count,
                 static_cast<size_t>(length_ - start - count) + 1);
     }
@@ -148,7 +148,7 @@ bool CExtendableString::Splice(int start, int count,
         Clear(0, -1);
         return true;
     }
-    // Always a new buffer: parts may lie in the old one.
+    // Always a new buffer, because parts may lie in the old one.
     char* const text = static_cast<char*>(malloc(length + 1));
     if (text == nullptr) return false;
     char* end = std::copy_n(GetText(), head, text);
@@ -186,7 +186,7 @@ int CUrlString::GetParamListOffset() const {
     return rest.substr(0, 1) == "?" ? length + 1 : 0;
 }
 
-// A view without data when there is none.
+// A view without data if there is none.
 std::string_view CUrlString::findValue(const char* name) const {
     const std::string_view wanted = viewOf(name);
     if (wanted.empty() || GetParamListOffset() == 0) return {};

@@ -21,7 +21,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-/// A daemon that accepts slowly has a full queue for a moment.
+/// A daemon that accepts slowly temporarily has a full queue.
 constexpr int kQueueTries = 100;
 constexpr milliseconds kQueuePause{10};
 
@@ -41,8 +41,8 @@ int connectOnce(int fd, const std::string& path) {
     return connect(fd, reinterpret_cast<const sockaddr*>(&address), length) == 0 ? 0 : errno;
 }
 
-/// Connects within about a second, whatever the daemon does: a blocking connect would wait for ever
-/// for one that listens but does not accept. Returns 0 or an errno value.
+/// Connects within about a second: a blocking connect would wait forever for a daemon that listens
+/// but does not accept. Returns 0 or an errno value.
 int connectTo(int fd, const std::string& path) {
     for (int attempt = 0;; ++attempt) {
         const int error = connectOnce(fd, path);
@@ -57,7 +57,7 @@ std::chrono::seconds wholeSeconds() {
     return std::chrono::floor<seconds>(Clock::instance().monotonicTime());
 }
 
-/// What a poll that found the descriptor ready says about it.
+/// Evaluates a poll that found the descriptor ready.
 int judge(int fd, short pollMask, short ready) {
     if ((ready & POLLHUP) != 0) {
         traceAlways("IsFdReady: ERROR: Hangup on fd=%d\n", fd);

@@ -5,11 +5,11 @@
 
 #include "transport/channel/StopSignal.h"
 
-/// The descriptor of a connection to the agent: making it and waiting for it. Internal, not
+/// Opening the descriptor of a connection to the agent, and waiting for it. Internal, not
 /// installed.
 namespace varnock {
 
-/// What the transport reports in place of a descriptor or a number of bytes.
+/// Failures, returned in place of a descriptor or a number of bytes.
 enum TransportResult : int {
     kNotOpened = -1,
     kNotConnected = -2,
@@ -20,12 +20,12 @@ enum TransportResult : int {
     kTimedOut = -15,
 };
 
-/// How often, and how long apart, a connection is tried.
+/// Number of connection attempts, and the interval between them.
 inline constexpr int kConnectTries = 600;
 inline constexpr std::chrono::milliseconds kConnectPause{1000};
 
 /// Connects a stream socket, close-on-exec and non-blocking. Returns its descriptor, kNotOpened or
-/// kNotConnected; in the latter case errno says why.
+/// kNotConnected; in the latter case errno has the reason.
 int openDevice(const std::string& path);
 
 /// Repeats openDevice() up to kConnectTries times; calls `report` with the number of the try and
@@ -41,8 +41,8 @@ int pollDescriptor(int fd, short mask, int timeoutMs, const StopSignal* stop, sh
 void pauseFor(std::chrono::milliseconds duration, const StopSignal* stop);
 
 /// Waits until the descriptor is ready for all of `pollMask`. Returns the mask or a
-/// TransportResult. A hang-up counts before data, on purpose: whoever gets a reply can rely on the
-/// agent having still been there, and an agent that answers and closes at once loses its answer.
+/// TransportResult. A hang-up deliberately takes precedence over data: a reply proves that the
+/// agent was still connected, and the answer of an agent that closes at once is lost.
 int isFdReady(int fd, short pollMask, unsigned int timeoutMs, const StopSignal* stop = nullptr);
 
 }  // namespace varnock

@@ -27,13 +27,13 @@ constexpr std::chrono::milliseconds kReopenPause{1000};
 struct EventState {
     int fd = -1;
     int daemonFd = -1;
-    int process = 0;             // where the channel was opened
+    int process = 0;             // that opened the channel
     ClientOptions registration;  // with which it is registered
 };
 constinit EventState state;
 
-/// The open channel's descriptor or -1. A channel that was opened before a fork() is the parent's:
-/// its events must not come here.
+/// The open channel's descriptor or -1. A channel opened before a fork() belongs to the parent: its
+/// events must not be read here.
 int currentEventFd() {
     FileDescriptor parents;  // closed outside of the lock
     const auto lock = lockChannels();
@@ -49,17 +49,17 @@ void reportConnectFailure(const std::string& path, int number, int error) {
                 path.c_str(), error, strerror(error), number);
 }
 
-/// An event frame on its way in. Its memory is made when its length is known, and exactly the frame
-/// is read: what follows is the next event.
+/// An event frame being received. Its memory is allocated once its length is known, and exactly the
+/// frame is read: the next bytes belong to the next event.
 class EventFrame {
   public:
     explicit EventFrame(int fd) : fd_(fd) {}
 
-    /// Takes what is there. BufferFull means that there is no memory for the frame.
+    /// Reads the available bytes. BufferFull means that there is no memory for the frame.
     Transfer pull();
     bool isEmpty() const { return received_ == 0; }
     int received() const { return static_cast<int>(received_); }
-    /// How many bytes the frame has, as far as is known.
+    /// The size of the frame as far as it is known.
     int expected() const { return static_cast<int>(size()); }
     const char* text() { return buffer_.text(received_); }
 
@@ -106,7 +106,7 @@ Transfer EventFrame::pull() {
     return received_ == before || text == Transfer::Failed ? text : Transfer::Partial;
 }
 
-/// One attempt; EndOfFile only when the channel ends before the frame has begun.
+/// One attempt; EndOfFile only if the channel ends before the first byte of the frame.
 Transfer attemptEvent(EventFrame& frame, int fd, unsigned int attempt, const StopSignal* stop) {
     const Transfer transfer = frame.pull();
     if (isFinal(transfer) || (transfer == Transfer::EndOfFile && frame.isEmpty())) {
@@ -127,7 +127,7 @@ Transfer attemptEvent(EventFrame& frame, int fd, unsigned int attempt, const Sto
     return isFinal(later) ? later : Transfer::Partial;
 }
 
-/// The state in which the attempts end.
+/// The final state of the attempts.
 Transfer receiveEvent(EventFrame& frame, int fd, const StopSignal* stop) {
     for (unsigned int attempt = 0; attempt < kEventRetries && !isRequested(stop); ++attempt) {
         const Transfer transfer = attemptEvent(frame, fd, attempt, stop);
@@ -191,8 +191,7 @@ bool isEventChannel(int clientFd) {
     return true;
 }
 
-/// Makes a new descriptor the event channel. Another thread may have been faster: its channel
-/// stays.
+/// Makes a new descriptor the event channel. If another thread was faster, its channel is kept.
 int adoptEventFd(int fd) {
     FileDescriptor fresh(fd);  // closed outside of the lock
     const auto lock = lockChannels();
@@ -264,8 +263,8 @@ int initEventChannel(int fd, const ClientOptions* options, const StopSignal* sto
         traceAt(1, "InitEventChannel: ERROR No memory available\n");
         return kNotOpened;
     }
-    // An event may follow right behind the reply; taken along, it would be lost, and its rest be
-    // taken for a frame.
+    // An event may follow the reply at once; if it were read with the reply, it would be lost, and
+    // its remainder mistaken for a frame.
     const int received = sendRequestOnFd(fd, buffer.frame(), buffer.length() + kRegistrationRoom,
                                          kEventTimeout, kEventRetries, Surplus::Leave, stop);
     if (received < 0) {
@@ -303,7 +302,7 @@ int registerForEvents(const StopSignal* stop) {
     try {
         daemonFd = initEventChannel(fd, &options, stop);
     } catch (...) {
-        // For want of memory or cancelled: a channel that is registered by half must not stay.
+        // Out of memory or cancelled: a half-registered channel must not stay.
         closeEventChannel();
         throw;
     }
@@ -350,7 +349,7 @@ void UnRegisterForEvents(void) try {
     closeEventChannel();
     traceAt(2, "UnRegisterForEvents: client unregistered for events\n");
 } catch (const std::exception&) {
-    // The channel is closed by then; the lines about it were lost.
+    // The channel is already closed; only the trace lines about it are lost.
 }
 
 int GetEventJson(int clientFd, SipJson& event) try {

@@ -6,25 +6,25 @@
 
 /// The event channel of the process. Internal, not installed.
 ///
-/// A stop, where one is given, ends every wait of the operation early, which then fails.
+/// A stop, if given, ends every wait of the operation early; the operation then fails.
 namespace varnock {
 
-/// Milliseconds for each wait of a registration, and attempts for frames that break off.
+/// Milliseconds for each wait of a registration, and attempts for interrupted frames.
 inline constexpr unsigned int kEventTimeout = 30000;
 inline constexpr unsigned int kEventRetries = 10;
-/// A frame that announces more is taken for nonsense.
+/// A frame that announces more is considered invalid.
 inline constexpr unsigned int kLongestEvent = 16U << 20;
 
-/// What came of reading an event.
+/// The result of reading an event.
 struct EventRead {
     enum class Kind {
         Delivered,  ///< the record is filled
-        Reopened,   ///< the channel was broken and is a new one now; there is no event
+        Reopened,   ///< a broken channel was replaced; there is no event
         EndOfFile,  ///< the agent has closed the channel
         Failed,     ///< a wrong descriptor, or the channel could not be reopened
     };
     Kind kind;
-    int fd;  ///< to watch from now on; -1 for the last two
+    int fd;  ///< to poll from now on; -1 for the last two
 };
 
 /// Reads one event from the readable descriptor.

@@ -9,15 +9,14 @@
 /// Internal, not installed.
 namespace varnock {
 
-/// Memory for one frame, a length word and that many bytes of text, and for the frame that is read
-/// over it. What has not been written is uninitialised: clearing a megabyte costs more than a
-/// request.
+/// Memory for one frame, a length word and that many bytes of text, and for the frame read over it.
+/// Unwritten memory is uninitialised: clearing a megabyte costs more than a request.
 class FrameBuffer {
   public:
     /// A buffer without memory.
     FrameBuffer() = default;
-    /// Room for `capacity` bytes, at least a length word, and one more for the NUL that text()
-    /// writes; without memory when there is none.
+    /// Space for `capacity` bytes, at least a length word, and one more for the NUL that text()
+    /// writes; without memory if the allocation fails.
     explicit FrameBuffer(std::size_t capacity);
 
     explicit operator bool() const { return words_ != nullptr; }
@@ -25,11 +24,10 @@ class FrameBuffer {
     char* bytes() { return reinterpret_cast<char*>(words_.get()); }
     unsigned int length() const { return words_[0]; }
 
-    /// Makes the frame of a text: length word, text, NUL. REQUIRES: all of it fits.
+    /// Writes the frame of a text: length word, text, NUL. REQUIRES: all of it fits.
     void put(std::string_view text);
-    /// The text of a frame of which `received` bytes, at least a length word, have come. Whatever
-    /// the peer sent, it ends with a NUL, and nothing that stood in the buffer before is part of
-    /// it.
+    /// The text of a frame of which `received` bytes, at least a length word, have arrived. It
+    /// always ends with a NUL, and never contains earlier contents of the buffer.
     const char* text(std::size_t received);
 
   private:

@@ -22,7 +22,7 @@ using std::chrono::nanoseconds;
 
 constexpr nanoseconds kAttempt = std::chrono::seconds{1};
 
-/// Sums with a length word are made in 64 bits: a peer may send any.
+/// Sums with a length word use 64 bits: a peer may send any length.
 std::uint64_t frameSize(const unsigned int* frame) {
     return std::uint64_t{frame[0]} + kFrameHeader;
 }
@@ -77,15 +77,15 @@ class Exchange {
     std::uint64_t received_ = 0;
 };
 
-/// The seconds of the attempts come on top of the time-out, but only as many as there are attempts:
-/// a peer that reads slowly and then answers slowly has no more.
+/// The seconds of the attempts are added to the time-out, but only one per attempt, so that a peer
+/// that both reads and answers slowly gets no more.
 milliseconds Exchange::restOfTimeout() const {
     const auto onTop = std::min<nanoseconds>(inAttempts_, retries_ * kAttempt);
     const auto waited = Clock::instance().monotonicTime() - start_ - onTop;
     return timeout_ - std::chrono::floor<milliseconds>(waited);
 }
 
-/// What is left of the time for waiting; never 0, which is no time-out but a mistake.
+/// The remaining time for waiting; never 0.
 int Exchange::waitingTime() const {
     return static_cast<int>(std::max(restOfTimeout().count(), milliseconds::rep{1}));
 }
@@ -98,8 +98,8 @@ Transfer Exchange::spendSecondOn(short mask, Transfer (Exchange::*move)()) {
     return transfer;
 }
 
-/// Returns 0 or a result code. A frame that is still incomplete after all attempts is not a
-/// failure: the agent may have understood, and its reply is waited for.
+/// Returns 0 or a result code. A frame still incomplete after all attempts is not a failure: the
+/// agent may have understood it, so the reply is awaited.
 int Exchange::send() {
     total_ = frameSize(frame_);
     for (unsigned int attempt = 0; attempt < retries_; ++attempt) {
@@ -139,7 +139,7 @@ Transfer Exchange::sendingAttempt(unsigned int attempt) {
     return spendSecondOn(POLLOUT, &Exchange::push);
 }
 
-/// One write. A host that ignores nothing must not die of SIGPIPE.
+/// One write. A host that does not ignore SIGPIPE must not die of it.
 Transfer Exchange::push() {
     const ssize_t count = ::send(fd_, buffer_ + sent_, total_ - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count > 0) {
@@ -221,7 +221,7 @@ Transfer Exchange::receivingAttempt(unsigned int attempt) {
     return spendSecondOn(POLLIN, &Exchange::pull);
 }
 
-/// Waits as long as the request may wait at all: an agent may pause in the middle of a reply.
+/// Waits for the request's whole time limit: an agent may pause in the middle of a reply.
 bool Exchange::awaitNextByte() {
     while (restOfTimeout().count() > 0) {
         short ready = 0;
@@ -233,8 +233,8 @@ bool Exchange::awaitNextByte() {
     return false;
 }
 
-/// Up to where bytes may be taken. Before four bytes have come, the length word is a mixture of
-/// request and reply.
+/// The limit for reading. Before four bytes have arrived, the length word is a mixture of request
+/// and reply.
 std::uint64_t Exchange::limit() const {
     if (surplus_ == Surplus::Drop) {
         return inOutMax_;
@@ -242,7 +242,7 @@ std::uint64_t Exchange::limit() const {
     return received_ < kFrameHeader ? kFrameHeader : std::min(frameSize(frame_), inOutMax_);
 }
 
-/// Takes what is there: one read, or two where the first one tells how far to go.
+/// Reads the available bytes: one read, or two if the first one completes the length word.
 Transfer Exchange::pull() {
     Transfer transfer = receiveBytes(fd_, buffer_, limit(), received_);
     if (transfer == Transfer::Partial && received_ < limit()) {
@@ -262,8 +262,7 @@ Transfer Exchange::pull() {
         return Transfer::Complete;
     }
     if (received_ == inOutMax_) {
-        // The rest is not read: the channel is closed after this failure, and with it goes what is
-        // still in the socket.
+        // The rest is not read: the channel is closed after this failure, which discards it.
         traceAt(1,
                 "SendRequestOnFd: Command receiving on fd=%d incomplete (buffer too small) "
                 "(inLength=%d, InOutMax=%d, pCmdJ->len=%d)\n",
@@ -311,7 +310,7 @@ Transfer spendSecond(int fd, short mask, const StopSignal* stop,
             return transfer;
         }
         if (transfer == Transfer::EndOfFile || transfer == Transfer::WouldBlock) {
-            // Ready for ever without anything to move: waiting for it would spin.
+            // Always ready without any bytes to transfer: polling would spin.
             pauseFor(rest, stop);
         }
     }

@@ -5,43 +5,43 @@
 
 #include "transport/channel/StopSignal.h"
 
-/// Moving frames over a connection to the agent. Internal, not installed.
+/// Transferring frames over a connection to the agent. Internal, not installed.
 ///
-/// All transfers are non-blocking; what takes time is waiting, and every wait has a limit. A
-/// transfer that breaks off is taken up again in attempts. Each attempt may spend a second waiting
-/// for the peer, in which bytes are moved as they come.
+/// All transfers are non-blocking, and every wait has a limit. An interrupted transfer is resumed
+/// in attempts. Each attempt may wait a second for the peer and transfers bytes as they arrive.
 namespace varnock {
 
-/// How a transfer stands.
+/// The state of a transfer.
 enum class Transfer {
-    Complete,     ///< the whole frame has been moved
-    Partial,      ///< some bytes have been moved
+    Complete,     ///< the whole frame was transferred
+    Partial,      ///< some bytes were transferred
     WouldBlock,   ///< none, the peer is not ready
-    Interrupted,  ///< none, a signal came
-    EndOfFile,    ///< none will come any more
+    Interrupted,  ///< none, a signal arrived
+    EndOfFile,    ///< none, the peer has closed
     BufferFull,   ///< the frame is larger than the buffer
     Failed,
 };
 
-/// True when there is no point in waiting for more.
+/// True if waiting for more is pointless.
 inline bool isFinal(Transfer transfer) {
     return transfer == Transfer::Complete || transfer == Transfer::BufferFull ||
            transfer == Transfer::Failed;
 }
 
 /// Spends one second on a transfer: repeats `move` whenever the descriptor is ready. Ends early
-/// with a final state, on a hang-up, which the next attempt will meet, and on a stop. When the
-/// descriptor is ready but nothing moves, as at the end of a file, the second is slept out.
+/// with a final state, on a hang-up, which the next attempt detects, and on a stop. If the
+/// descriptor is ready but nothing is transferred, as at the end of a file, it sleeps for the rest
+/// of the second.
 Transfer spendSecond(int fd, short mask, const StopSignal* stop,
                      const std::function<Transfer()>& move);
 
-/// One read of what follows the first `count` bytes, up to `limit`: `count` grows by what came.
+/// One read after the first `count` bytes, up to `limit`; increments `count` by the bytes read.
 Transfer receiveBytes(int fd, void* buffer, std::uint64_t limit, std::uint64_t& count);
 
-/// Whose are the bytes behind the reply?
+/// Treatment of the bytes after the reply.
 enum class Surplus {
-    Drop,   ///< nobody's: they are taken with the reply and counted
-    Leave,  ///< the next frame's: they stay in the socket
+    Drop,   ///< they are read with the reply and counted
+    Leave,  ///< they belong to the next frame and stay in the socket
 };
 
 /// Sends the frame and reads the reply over it. Returns the number of bytes received, at least the
@@ -53,8 +53,8 @@ int sendRequestOnFd(int fd, unsigned int* frame, unsigned int inOutMax, unsigned
                     unsigned int retries, Surplus surplus = Surplus::Drop,
                     const StopSignal* stop = nullptr);
 
-/// True when the frame fits into its buffer, and so does the beginning of any reply. Else the
-/// caller gets kTransferFailed; this traces it as a failure to send on `fd`.
+/// True if the frame and the beginning of any reply fit into the buffer. Otherwise the caller
+/// returns kTransferFailed; this function traces it as a failure to send on `fd`.
 bool isUsableFrame(int fd, const unsigned int* frame, unsigned int inOutMax);
 
 }  // namespace varnock

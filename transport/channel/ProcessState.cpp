@@ -15,7 +15,7 @@ namespace {
 constinit std::mutex channelLock;
 std::atomic<int> processId{0};
 
-// A lock that another thread holds at the fork would stay locked in the child for ever.
+// A lock held by another thread during the fork would stay locked in the child.
 void lockAll() {
     keyLock.lock();
     channelLock.lock();
@@ -29,7 +29,7 @@ void unlockAll() {
 void startChild() {
     processId.store(getpid(), std::memory_order_relaxed);
     channelLock.unlock();
-    // Its writer is known by a thread id that the child does not have.
+    // The lock identifies its writer by a thread id that does not exist in the child.
     new (&keyLock) std::shared_mutex;
 }
 
@@ -45,7 +45,7 @@ std::unique_lock<std::mutex> lockChannels() {
     return std::unique_lock(channelLock);
 }
 
-// Asked for with every request, so it costs no system call.
+// Called by every request, so it makes no system call.
 int currentProcess() {
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once(&once, &prepareForForks);

@@ -49,7 +49,7 @@ void createKey() {
     traceAt(2, "InitBufferKeys: s_BufferKey = 0x%08X\n", key);
 }
 
-/// Makes the key, once in a process: a key that has been deleted is not made again.
+/// Creates the key once per process: a deleted key is not created again.
 void initBufferKeys() {
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once(&once, &createKey);
@@ -61,13 +61,13 @@ RequestChannel* lookUpChannel() {
                                : nullptr;
 }
 
-/// Puts a channel into the thread's slot. Returns 0 or an errno value.
+/// Stores a channel in the thread's slot. Returns 0 or an errno value.
 int storeChannel(RequestChannel* channel) {
     const std::shared_lock lock(keyLock);
     return bufferKey != kNoKey ? pthread_setspecific(bufferKey, channel) : EINVAL;
 }
 
-/// The parent of a forked process goes on using the connection; its replies must not come here.
+/// The parent of a forked process keeps using the connection; its replies must not be read here.
 void dropForeignDescriptor(RequestChannel& channel) {
     if (channel.fd >= 0 && channel.process != currentProcess()) {
         const CancellationGuard wholeClose;
@@ -132,7 +132,7 @@ int openRequestChannel(RequestChannel* channel) {
                     path.c_str(), threadNumber());
         return kNotOpened;
     }
-    // Before the registration, which is a request itself and would open again without end.
+    // Before the registration, which is itself a request and would otherwise open recursively.
     channel->fd = fd;
     channel->process = currentProcess();
     traceAt(1,
@@ -203,7 +203,7 @@ int sendRequest(unsigned int* frame, unsigned int frameRoom, unsigned int replyR
     try {
         result = sendRequestOnFd(fd, frame, replyRoom, timeout, channel->retries);
     } catch (const std::exception&) {
-        // For want of memory: a reply that is still to come must not be the next request's.
+        // Out of memory: the next request must not receive a reply that is still pending.
         closeRequestChannel(*channel);
         throw;
     }

@@ -9,25 +9,25 @@ namespace varnock {
 /// ends.
 struct RequestChannel {
     int fd = -1;
-    unsigned int timeout = 30000;  ///< milliseconds that a request waits at least
+    unsigned int timeout = 30000;  ///< minimum wait of a request in milliseconds
     unsigned int retries = 10;
-    int process = 0;  ///< where it was opened
+    int process = 0;  ///< that opened it
 };
 
-/// The most milliseconds that a request waits.
+/// The maximum wait of a request in milliseconds.
 inline constexpr unsigned int kLongestTimeout = 180000;
 
-/// The calling thread's channel, made if necessary; null when there can be none.
+/// The calling thread's channel, created if necessary; null if that fails.
 RequestChannel* getThreadSpecificDataJson();
-/// Closes and frees a channel; also the end of every thread that had one.
+/// Closes and frees a channel; also runs at the end of a thread with a channel.
 void destroyThreadSpecificDataJson(void* channel);
-/// Connects and registers unless that is done. Returns the descriptor or kNotOpened.
+/// Connects and registers unless already done. Returns the descriptor or kNotOpened.
 int openRequestChannel(RequestChannel* channel);
-/// Registers the calling thread's channel; closes it when that fails.
+/// Registers the calling thread's channel; closes it on failure.
 bool initRequestChannel(RequestChannel& channel, const ClientOptions* options,
                         unsigned int timeoutMs);
 void closeRequestChannel(RequestChannel& channel);
-/// SendRequest() for a frame that may take `frameRoom` bytes and a reply that may take `replyRoom`.
+/// SendRequest() for a frame of up to `frameRoom` bytes and a reply of up to `replyRoom` bytes.
 int sendRequest(unsigned int* frame, unsigned int frameRoom, unsigned int replyRoom,
                 unsigned int timeoutMs);
 

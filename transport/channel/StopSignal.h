@@ -5,7 +5,7 @@
 /// Internal, not installed.
 namespace varnock {
 
-/// Asks the event thread to leave, wherever it waits. Thread-safety: any thread may ask.
+/// Asks the event thread to exit, wherever it waits. Thread-safety: any thread may call it.
 class StopSignal {
   public:
     /// `wakeFd` becomes readable when the request is made, and stays so.
@@ -20,7 +20,7 @@ class StopSignal {
     const int wakeFd_;
 };
 
-/// For waits that somebody may or may not be able to end.
+/// For waits with an optional stop.
 inline bool isRequested(const StopSignal* stop) {
     return stop != nullptr && stop->requested();
 }

@@ -9,7 +9,7 @@
 /// Internal, not installed.
 namespace varnock {
 
-/// Traces what must be seen whatever the level.
+/// Traces regardless of the level.
 template <typename... Arguments>
 void traceAlways(const char* format, Arguments... arguments) {
     Debug.PrintAlways(0, format, arguments...);

@@ -62,7 +62,7 @@ unsigned char& CDataStream::operator[](int index) {
     return data_[position];
 }
 
-// Compared with std::less, which orders pointers of different buffers too.
+// std::less also orders pointers into different buffers.
 bool CDataStream::holds(const unsigned char* address) const {
     const std::less<const unsigned char*> before;
     return !before(address, data_.data()) && before(address, data_.data() + data_.size());
@@ -102,7 +102,7 @@ const unsigned char* CDataStream::GetDataStream(unsigned long offset) const {
 
 unsigned short CDataStream::GetDataWordAt(unsigned long byteOffset) const {
     const unsigned int low = data_.at(byteOffset);
-    // The last offset of all would wrap round to the first byte; at() above has refused it.
+    // The largest offset would wrap around to the first byte, but at() above has refused it.
     const unsigned int high = data_.at(byteOffset + 1);
     return static_cast<unsigned short>(low | high << 8);
 }

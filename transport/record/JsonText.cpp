@@ -17,7 +17,7 @@ namespace {
 
 using rapidjson::SizeType;
 
-/// The allocator for stacks, which looks whether there was memory.
+/// The allocator for stacks, which checks for allocation failure.
 class CheckedHeap : public rapidjson::CrtAllocator {
   public:
     void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
@@ -38,17 +38,17 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// Parses one text into a document of its own. The events of the parser go through here, which
-/// bounds the nesting while it is read: the parser and the destructor of the values both recurse,
-/// and a hostile text would make them overflow the stack.
+/// Parses one text into its own document. Handling the parser's events bounds the nesting while the
+/// text is read: the parser and the values' destructor both recurse, and a hostile text would make
+/// them overflow the stack.
 class Loader
     : public rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator, CheckedHeap> {
   public:
     explicit Loader(char* text)
         : GenericDocument(&jsonHeap, stackCapacity, &stackHeap), stream_(text) {}
 
-    /// False when the text is not one whole document. The text is used up: strings are decoded in
-    /// place before they are copied out of it.
+    /// False if the text is not one whole document. Modifies the text: strings are decoded in place
+    /// before they are copied.
     bool load() {
         bool complete = false;
         auto feed = [&](GenericDocument&) {
@@ -61,8 +61,8 @@ class Loader
     }
 
     /// @name Events of the parser
-    /// Texts are copied, since the one that is parsed does not stay; levels are counted. The base
-    /// handles the others.
+    /// Strings are copied, because the parsed text does not outlive the call; levels are counted.
+    /// The base class handles the other events.
     /// @{
     bool Key(const char* name, SizeType length, bool) { return String(name, length, true); }
     bool String(const char* text, SizeType length, bool) {
@@ -90,8 +90,8 @@ class Loader
 
   private:
     /// Blocks of bytes are long lists of small numbers, which this reads twice as fast as the
-    /// parser. A number is taken together with its comma, and only in front of another digit:
-    /// everything that can be wrong in a list is left to the parser.
+    /// parser. It reads a number together with its comma, and only before another digit: the parser
+    /// handles everything that can be wrong in a list.
     SizeType takeSmallNumbers() {
         SizeType count = 0;
         for (char* next = stream_.src_; isDigit(*next); ++count) {
@@ -107,13 +107,13 @@ class Loader
 
     static unsigned int digit(char*& next) { return static_cast<unsigned int>(*next++ - '0'); }
 
-    /// Enough for most replies, so that it need not grow.
+    /// Enough for most replies without growing.
     static constexpr std::size_t stackCapacity = 512;
 
     rapidjson::InsituStringStream stream_;
     unsigned int depth_ = 0;
-    /// By level: numbers the parser missed. Not filled before a level has an array, since most
-    /// texts have few.
+    /// Per level: numbers not seen by the parser. Filled only once a level has an array, because
+    /// most texts have few.
     std::array<SizeType, maxJsonNesting + 1> taken_;
 };
 
@@ -133,7 +133,7 @@ class TextSink {
     }
     void Flush() {}
 
-    /// Room for `size` characters at the end of the text; `advance` says how many it has got.
+    /// Space for `size` characters at the end of the text; `advance` commits the written ones.
     char* room(std::size_t size) {
         if (static_cast<std::size_t>(end_ - next_) < size) grow(size);
         return next_;
@@ -160,7 +160,7 @@ class TextSink {
     char* end_ = nullptr;
 };
 
-/// The digits of a byte, so that blocks of bytes are written without any arithmetic.
+/// The digits of a byte, so that blocks of bytes are written without arithmetic.
 struct ByteText {
     std::array<char, 3> digits;
     unsigned char length;
@@ -224,7 +224,7 @@ bool needsNoEscape(char c) {
     return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\';
 }
 
-/// False, with nothing written, for a text that cannot stand in quotes as it is.
+/// Writes nothing and returns false for a text that needs escapes.
 bool writePlain(const JsonValue& leaf, TextSink& sink) {
     const char* text = leaf.GetString();
     const std::size_t length = leaf.GetStringLength();
@@ -242,11 +242,11 @@ bool writePlain(const JsonValue& leaf, TextSink& sink) {
 void writeOther(const JsonValue& leaf, TextSink& sink) {
     rapidjson::Writer<TextSink> writer(sink);
     if (leaf.Accept(writer)) return;
-    writer.Reset(sink);  // an infinity, or not a number
+    writer.Reset(sink);  // an infinity or NaN
     writer.Null();
 }
 
-/// Nearly all leaves are plain texts and integers, for which a writer is too much.
+/// Nearly all leaves are plain texts and integers, which need no writer.
 void write(const JsonValue& value, TextSink& sink) {
     if (value.IsString() && writePlain(value, sink)) return;
     if (value.IsUint64())

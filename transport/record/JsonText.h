@@ -6,7 +6,7 @@
 
 /// The JSON text of a command document, both ways. Internal.
 ///
-/// Stateless: any thread, on documents of its own.
+/// Thread-safety: stateless; any thread, on its own documents.
 namespace varnock {
 
 /// The command document: UTF-8, its values on the heap.
@@ -14,27 +14,27 @@ using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::Cr
 /// A value in it.
 using JsonValue = JsonDocument::ValueType;
 
-/// The room of a document's own stack, in bytes.
+/// The capacity of a document's own stack, in bytes.
 constexpr std::size_t jsonStackCapacity = 128;
 
-/// The allocator of all documents. It has no state: it is malloc and free.
+/// The stateless allocator of all documents: malloc and free.
 inline rapidjson::CrtAllocator jsonHeap;
 
-/// Throws std::bad_alloc where no block of this size can be had. RapidJSON does not look whether
-/// its allocator gave it any; asking first keeps an exhausted host alive. Small blocks are not
-/// asked for: a host that cannot have them is at its end anyway.
+/// Throws std::bad_alloc if a block of this size cannot be allocated. RapidJSON does not check its
+/// allocations; testing first keeps an exhausted host alive. Small blocks are not tested: a host
+/// without them cannot continue anyway.
 void requireMemory(std::size_t size);
 
-/// How deep a text may be nested.
+/// The maximum nesting of a text.
 constexpr unsigned int maxJsonNesting = 256;
 
-/// Replaces the document by the one that `text` holds, up to its first NUL. False, and the document
-/// as it was, when the text is not one whole document or is nested more deeply than
-/// `maxJsonNesting`. Throws std::bad_alloc, with the document as it was.
+/// Replaces the document by the one in `text`, up to its first NUL. Returns false if the text is
+/// not one whole document or is nested more deeply than `maxJsonNesting`. Throws std::bad_alloc.
+/// The document is unchanged on failure.
 bool parseJson(std::string text, JsonDocument& document);
 
-/// The value as compact text: members in their order, no white space. Bytes that are no UTF-8 go
-/// through as they are; a number that JSON cannot express becomes null.
+/// The value as compact text: members in order, no white space. Bytes that are not UTF-8 are copied
+/// unchanged; a number that JSON cannot represent becomes null.
 std::string writeJson(const JsonValue& value);
 
 }  // namespace varnock

@@ -34,7 +34,7 @@ std::string_view textOf(const Value& name) {
     return {name.GetString(), name.GetStringLength()};
 }
 
-/// Names are two or three characters long, and to compare them by a call takes longer than that.
+/// Names have two or three characters; comparing them inline is faster than a call.
 bool isName(std::string_view name, std::string_view key) {
     if (name.size() != key.size()) return false;
     for (std::size_t i = 0; i < key.size(); ++i)
@@ -60,20 +60,19 @@ const Value* findArray(const Value& value, std::string_view key) {
     return found != nullptr && found->IsArray() ? found : nullptr;
 }
 
-/// Throws std::bad_alloc where an object of many members could not grow, which it does by half.
+/// Throws std::bad_alloc if an object with many members cannot grow, which it does by half.
 void requireMemoryFor(const Value& object) {
     varnock::requireMemory(object.MemberCount() * sizeof(Value::Member) * 3 / 2);
 }
 
-/// Puts a value into an object that has none of this name. REQUIRES: `key` lives as long as the
-/// object.
+/// Adds a value to an object without a member of this name. REQUIRES: `key` outlives the object.
 void add(Value& object, std::string_view key, Value&& value) {
     requireMemoryFor(object);
     object.AddMember(Value(key.data(), static_cast<SizeType>(key.size())), std::move(value), heap);
 }
 
-/// Puts a value into an object: in place of the one already there, else as the last member.
-/// REQUIRES: as for `add`.
+/// Sets a value in an object: replaces the existing one, or appends a member. REQUIRES: as for
+/// `add`.
 void put(Value& object, std::string_view key, Value&& value) {
     if (Value* existing = find(object, key))
         *existing = std::move(value);
@@ -81,8 +80,8 @@ void put(Value& object, std::string_view key, Value&& value) {
         add(object, key, std::move(value));
 }
 
-/// Removes every member of this name, so that no duplicate comes to light, and keeps the order of
-/// the others. One pass, since a text from outside can hold duplicates by the ten thousand.
+/// Removes every member of this name, so that no duplicate becomes visible, and keeps the order of
+/// the others. One pass, because an imported text can contain many thousand duplicates.
 bool removeMember(Value& object, std::string_view key) {
     if (find(object, key) == nullptr) return false;
     requireMemoryFor(object);
@@ -100,8 +99,7 @@ unsigned int blockElement(const Value& element) {
     return element.IsInt() ? static_cast<unsigned int>(element.GetInt()) : 0;
 }
 
-/// The block of bytes in the data, null when there is none or its first element is no number that
-/// can be a byte.
+/// The block of bytes in the data; null if there is none or its first element cannot be a byte.
 const Value* findBlock(const Value& data) {
     const Value* block = findArray(data, keyBlock);
     return block != nullptr && !block->Empty() && (*block)[0].IsUint() ? block : nullptr;
@@ -111,7 +109,8 @@ Value makeBlock(const std::vector<unsigned char>& bytes) {
     varnock::requireMemory(bytes.size() * sizeof(Value));
     Value elements(rapidjson::kArrayType);
     elements.Reserve(static_cast<SizeType>(bytes.size()), heap);
-    for (const unsigned char byte : bytes) {  // made in place: twice as fast as moved there
+    for (const unsigned char byte :
+         bytes) {  // constructed in place, which is twice as fast as moving
         elements.PushBack(Value(), heap);
         new (elements.End() - 1) Value(static_cast<unsigned int>(byte));
     }
@@ -120,8 +119,8 @@ Value makeBlock(const std::vector<unsigned char>& bytes) {
     return block;
 }
 
-/// Little-endian and unmasked, so that an element above 255 carries into the next byte; a position
-/// that is not there counts as 0. Two elements alone are masked.
+/// Little-endian and unmasked, so that an element above 255 carries into the next byte; a missing
+/// position counts as 0. Only a block of exactly two elements is masked.
 unsigned int assembleBlock(const Value& block) {
     const SizeType size = block.Size();
     if (size == 2) return (blockElement(block[0]) & 0xFF) | (blockElement(block[1]) & 0xFF) << 8;
@@ -158,7 +157,7 @@ void blockToBytes(const Value& data, std::vector<unsigned char>& out) {
         *next++ = static_cast<unsigned char>(blockElement(element));
 }
 
-/// A list ends with an empty text, the way of a double-NUL-terminated string list.
+/// A list ends with an empty text, as in a double-NUL-terminated string list.
 void listToBytes(const Value& list, std::vector<unsigned char>& out) {
     out.clear();
     if (list.Empty() || !list[0].IsString()) return;
@@ -174,8 +173,8 @@ void numberToBytes(std::uint64_t number, std::vector<unsigned char>& out) {
         out.push_back(static_cast<unsigned char>(number >> (8 * i)));
 }
 
-/// The size of a list of texts or numbers; its first element says which of the two it is, elements
-/// of another kind do not count.
+/// The size of a list of texts or numbers; the first element determines the kind, elements of
+/// another kind do not count.
 unsigned long listSize(const Value& list) {
     if (list.Empty()) return 0;
     const bool texts = list[0].IsString();
@@ -195,21 +194,21 @@ class SipJson::Document : public varnock::JsonDocument {
   public:
     Document() : GenericDocument(&heap, varnock::jsonStackCapacity, &heap) {}
 
-    /// The value that was the array of commands when it was looked for, null when there was none.
+    /// The cached array of commands; null if there was none.
     Value* commands() const { return commands_; }
     /// Makes the root an empty object.
     void reset() {
         commands_ = nullptr;
         SetObject();
     }
-    /// To be called whenever the root, or what is directly below it, has changed.
+    /// Must be called whenever the root or its direct members have changed.
     void findCommands() {
         Value* sip = find(*this, keyRoot);
         commands_ = sip != nullptr ? find(*sip, keyCommands) : nullptr;
     }
 
   private:
-    Value* commands_ = nullptr;  ///< nearly every access begins with it
+    Value* commands_ = nullptr;  ///< cached for nearly every access
 };
 
 SipJson::SipJson() : document_(std::make_unique<Document>()) {
@@ -270,7 +269,7 @@ SipJson::Value* SipJson::GetCmd() {
     return &(*commands)[commandIndex_];
 }
 
-/// The current command, null when nothing can be set in it.
+/// The current command; null if it is not an object.
 SipJson::Value* SipJson::writableCmd() {
     Value* command = GetCmd();
     return command != nullptr && command->IsObject() ? command : nullptr;
@@ -278,7 +277,7 @@ SipJson::Value* SipJson::writableCmd() {
 
 bool SipJson::SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
                      unsigned int cabinetNr, unsigned int status) {
-    if (GetCmds() == nullptr) ClassInit();  // a record stays usable whatever it has imported
+    if (GetCmds() == nullptr) ClassInit();  // the record stays usable after any import
     Value& command = GetCmd()->SetObject();
     add(command, keyOpCode, Value(opcode));
     if (opcodeExt != 0) add(command, keyOpCodeExt, Value(opcodeExt));
@@ -360,8 +359,7 @@ bool SipJson::CmdStatusSuccess(unsigned int status) {
            status == CommandStatus::kSuccessOfRecord || status == CommandStatus::kSuccessUndefined;
 }
 
-/// The member `key` of command `index`, null when anything on the way to it is missing or of
-/// another kind.
+/// The member `key` of command `index`; null if anything on its path is missing or of another kind.
 const SipJson::Value* SipJson::member(int index, std::string_view key) const {
     const Value* commands = GetCmds();
     if (commands == nullptr || index < 0) return nullptr;
@@ -443,7 +441,7 @@ bool SipJson::GetCmdDataStream(int index, std::vector<unsigned char>& out) const
         blockToBytes(*value, out);
     else if (value->IsArray())
         listToBytes(*value, out);
-    else if (value->IsUint64())  // every unsigned number of 32 bits is one of 64 too
+    else if (value->IsUint64())  // includes every unsigned 32-bit number
         numberToBytes(value->GetUint64(), out);
     else if (value->IsString()) {
         out.clear();

@@ -22,8 +22,8 @@ constexpr unsigned int extAccountCheck = 0x3812;
 constexpr unsigned int extUserGroup = 0x3813;
 
 void callListener(KOLMEventsListener* listener, unsigned int opcode, unsigned int sequenceNumber) {
-    // Both traces show the operation code where the sequence number would be expected; readers of
-    // the trace rely on it.
+    // Both traces show the operation code in place of the sequence number; readers of the trace
+    // rely on it.
     if (opcode == varnock::EventOpcode::kSystemMessageLog) {
         traceAt(5, VARNOCK_TRACE_TAG "CCIMKolmClient::Event(): %p->onSystemMessageLogEntry(%x)",
                 static_cast<void*>(listener), opcode);
@@ -35,7 +35,7 @@ void callListener(KOLMEventsListener* listener, unsigned int opcode, unsigned in
     }
 }
 
-// The event thread drops what a listener throws, but only here its text is known.
+// The event thread drops what a listener throws, but only here is its text known.
 void notify(KOLMEventsListener* listener, unsigned int opcode, unsigned int sequenceNumber) {
     try {
         callListener(listener, opcode, sequenceNumber);
@@ -51,7 +51,8 @@ CCIMKolmClient::CCIMKolmClient()
     : CSwitchClient("KRM_TBL_genmod"), applicationName_("KRM_TBL_genmod") {}
 
 CCIMKolmClient::~CCIMKolmClient() {
-    // The event thread calls Event() of this class, so it must be gone before the base takes over.
+    // The event thread calls Event() of this class, so it must end before the base class is
+    // destroyed.
     const varnock::CancellationGuard uncancelled;
     StopEventThread();
 }
@@ -121,7 +122,7 @@ void CCIMKolmClient::Init() {
     readUserGroup();
 }
 
-// True when the record now holds a reply with data. A failure is not reported.
+// True if the record now holds a reply with data. A failure is not reported.
 bool CCIMKolmClient::readSetting(SipJson& record, unsigned int opcode, unsigned int opcodeExt,
                                  unsigned int cabinet) {
     record.SetCmd(opcode, opcodeExt, 0, cabinet, SipJson::noStatus);
@@ -166,7 +167,7 @@ void CCIMKolmClient::readUserGroup() {
     }
 }
 
-// A reply whose data is no text leaves the field alone.
+// A reply without text leaves the field unchanged.
 void CCIMKolmClient::readText(const SipJson& record, std::string& field) {
     std::string text;
     if (record.GetDataString(text)) {

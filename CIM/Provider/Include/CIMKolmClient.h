@@ -8,15 +8,15 @@
 #include "transport/SwitchClient.h"
 #include "util/Export.h"
 
-/// The process's connection to the agent: counts who is attached, reads the node's settings on the
-/// first attach and hands the agent's events to the listener.
+/// The process's connection to the agent: counts attaches, reads the node's settings on the first
+/// attach and passes the agent's events to the listener.
 ///
 /// Thread-safety: any thread may call any operation.
 class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOLMEvents {
   public:
     /// Result of Attach(): attached before, or attaching is not allowed.
     static constexpr unsigned int alreadyAttached = 0x00040001;
-    /// The result that means that the agent refused for lack of rights.
+    /// The result of an access that the agent denied.
     static constexpr unsigned int accessRefused = toNumber(varnock::CommandStatus::kAccessDenied);
 
     CCIMKolmClient();
@@ -29,8 +29,8 @@ class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOL
     unsigned int Detach();
     /// Sends the command, which becomes the reply. Returns its status; 0 is success.
     unsigned int KolmRequest(SipJson& command, int reserved);
-    /// Reads the node's settings from the agent. What cannot be read keeps its value, except that
-    /// accounts are checked when the agent does not say.
+    /// Reads the node's settings from the agent. A setting that cannot be read keeps its value,
+    /// except that account checks are enabled if the agent does not answer.
     void Init();
 
     /// While attaching is not allowed, Attach() leaves a detached client detached.
@@ -44,8 +44,8 @@ class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOL
     /// The result code for the status of a command, as management providers report it.
     static unsigned int cmdStatus2hResult(unsigned int status);
 
-    /// Called by the event thread for each event; hands it to the listener. A BaseException of the
-    /// listener is traced and dropped, any other passes on to the event thread, which does the
+    /// Called by the event thread for each event; passes it to the listener. A BaseException of the
+    /// listener is traced and dropped; other exceptions reach the event thread, which does the
     /// same.
     void Event(SipJson& event) override;
     bool enableEvents() override;
@@ -75,5 +75,5 @@ class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOL
     mutable std::mutex mutex_;
 };
 
-/// Built when the library is loaded, destroyed at exit; attached while a KOLMClient lives.
+/// Constructed when the library is loaded, destroyed at exit; attached while a KOLMClient exists.
 extern VARNOCK_EXPORT CCIMKolmClient KOLMSwitch;

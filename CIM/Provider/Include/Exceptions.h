@@ -10,10 +10,10 @@
 /// provider::BaseException for all of them, or HandlerExceptionInfo or CimErrorExceptionInfo for
 /// the number alone.
 ///
-/// Thread-safety: plain values; one object is to be used by one thread at a time.
+/// Thread-safety: plain values; one object may be used by one thread at a time.
 namespace provider {
 
-/// DMTF status codes of CIM operations. Any other number can be carried too.
+/// DMTF status codes of CIM operations. An exception may also carry any other number.
 enum CimError : int {
     CIM_ERR_OK = 0,
     CIM_ERR_FAILED = 1,
@@ -46,7 +46,7 @@ class VARNOCK_EXPORT BaseException {
     cimple::String message_;
 };
 
-/// What a HandlerException tells to those who do not know its class.
+/// The part of a HandlerException that can be caught without knowing its class.
 class VARNOCK_EXPORT HandlerExceptionInfo {
   public:
     /// The provider's own number.
@@ -54,10 +54,10 @@ class VARNOCK_EXPORT HandlerExceptionInfo {
     virtual ~HandlerExceptionInfo();
 };
 
-/// What a CimErrorException tells to those who do not know its class.
+/// The part of a CimErrorException that can be caught without knowing its class.
 class VARNOCK_EXPORT CimErrorExceptionInfo {
   public:
-    /// The status code that the CIM operation is to end with.
+    /// The status code with which the CIM operation ends.
     virtual CimError getCimError() const = 0;
     virtual ~CimErrorExceptionInfo();
 };
@@ -78,7 +78,7 @@ class VARNOCK_EXPORT HandlerException : public BaseException, public HandlerExce
     int id_;
 };
 
-/// A failure with the status code that the CIM operation is to end with.
+/// A failure with the status code with which the CIM operation ends.
 class VARNOCK_EXPORT CimErrorException : public BaseException, public CimErrorExceptionInfo {
   public:
     /// `file` as in BaseException.
@@ -94,7 +94,7 @@ class VARNOCK_EXPORT CimErrorException : public BaseException, public CimErrorEx
     CimError cimError_;
 };
 
-/// The one way to raise: traces the exception, then throws it as type T.
+/// The only way to raise an exception: traces it, then throws it as type T.
 template <class T>
 [[noreturn]] void traceAndThrow(T exception) {
     exception.trace();

@@ -13,14 +13,14 @@ namespace {
 
 constexpr const char* sourceName = "CIM/Provider/Include/HelperComputerSystem";
 
-// Callers look for this place in the exception's text, so it does not follow the source.
+// Callers search for this place in the exception's text, so it must not follow the source.
 constexpr int nameIsNullLine = 17;
 
 constexpr cimple::uint16 jobStateRunning = 4;
 constexpr cimple::uint16 operationalStatusOk = 2;
 constexpr const char* neverRemoved = "22001231235959.999999+000";
 
-// Unsigned, so that any number of seconds has a result; before the epoch it is a huge one.
+// Unsigned, so that any number of seconds has a result; a time before the epoch gives a huge one.
 cimple::Datetime timestamp(unsigned long seconds, int utcOffsetMinutes) {
     return cimple::Datetime(static_cast<cimple::uint64>(seconds) * 1000000u, utcOffsetMinutes);
 }
@@ -90,7 +90,7 @@ cimple::Datetime toDatetime(long seconds, int utcOffsetMinutes) {
 
 cimple::Datetime toDatetime(cimple::String text) {
     cimple::Datetime result;
-    // The parser classifies characters without regard to their sign.
+    // The parser passes characters to isdigit() without converting them to unsigned.
     if (isAscii(text.c_str())) {
         result.set(text.c_str());
     }

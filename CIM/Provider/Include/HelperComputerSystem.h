@@ -17,13 +17,13 @@ class KRM_TBLConcreteJob;
 /// Keys and jobs of the node's computer system, and conversions between agent and CIM values.
 /// To use the instances, include the headers of their classes.
 ///
-/// Thread-safety: any thread may call any of them; they keep no state.
+/// Thread-safety: any thread may call any of them; they are stateless.
 namespace provider {
 
 class KOLMCalls;
 
 /// The key of the node itself: its cabinet number, object 0, extension 0. Throws BaseException when
-/// the agent does not tell the number, or `calls` is null.
+/// the agent does not report the number, or `calls` is null.
 VARNOCK_EXPORT KOLMKey createCSKey(KOLMCalls* calls);
 /// A new instance with its keys set and everything else null. Throws BaseException when the agent
 /// knows no serial number of the chassis, which is the instance's name.
@@ -34,13 +34,13 @@ VARNOCK_EXPORT cimple::Ref<cimple::KRM_TBLComputerSystem> createComputerSystemKe
 VARNOCK_EXPORT cimple::Ref<cimple::KRM_TBLConcreteJob> createShutdownJob(
     const cimple::KRM_TBLComputerSystem* system);
 
-/// The timestamp of so many seconds since the epoch, UTC offset 0.
+/// The timestamp of a number of seconds since the epoch, UTC offset 0.
 VARNOCK_EXPORT cimple::Datetime toDatetime(long seconds);
-/// The timestamp of `seconds` given in local time, carrying the UTC offset. When `seconds` is not
-/// above the offset, the offset is dropped and the result is toDatetime(seconds): CIM cannot show
-/// a time before the epoch.
+/// The timestamp of `seconds` given in local time, with the UTC offset. If `seconds` does not
+/// exceed the offset, the offset is dropped and the result is toDatetime(seconds): CIM cannot
+/// represent a time before the epoch.
 VARNOCK_EXPORT cimple::Datetime toDatetime(long seconds, int utcOffsetMinutes);
-/// The timestamp or interval of a CIM datetime text; the zero interval when it is none.
+/// The timestamp or interval of a CIM datetime text; the zero interval if the text is not valid.
 VARNOCK_EXPORT cimple::Datetime toDatetime(cimple::String text);
 
 /// From UTF-8 to the agent's encoding.

@@ -106,8 +106,8 @@ KOLMEvents* KOLMClientImpl::events() {
     return client_->kolmEvents();
 }
 
-// No lock is held while attaching sends its requests. Of two threads that attach at the same time,
-// the later gives its attach back, so the client holds one in the end.
+// No lock is held while attaching sends its requests. If two threads attach at the same time, the
+// later one undoes its attach, so that the client holds exactly one.
 void KOLMClientImpl::attachIfNecessary() {
     if (attached_) {
         return;

@@ -36,24 +36,24 @@ class VARNOCK_EXPORT KOLMEventsListener {
     ~KOLMEventsListener() = default;
 };
 
-/// Switches the delivery of the agent's events on and off and says who gets them.
+/// Enables and disables the delivery of the agent's events, and sets their listener.
 ///
 /// Thread-safety: any thread may call any operation.
 class VARNOCK_EXPORT KOLMEvents {
   public:
-    /// Registers this process for events and starts the event thread. True when events are on,
-    /// also when they were on before.
+    /// Registers this process for events and starts the event thread. True if events are enabled,
+    /// even if they were before.
     virtual bool enableEvents() = 0;
     /// Ends the event thread. Returns true.
     virtual bool disableEvents() = 0;
-    /// Replaces the listener and returns the one before; null for none. The listener is not owned.
-    /// It takes no lock, so an event may still be on its way to the old one: call disableEvents()
-    /// before deleting a listener.
+    /// Replaces the listener, which is not owned, and returns the previous one; null for none.
+    /// Takes no lock, so an event may still reach the old listener: call disableEvents() before
+    /// deleting it.
     virtual KOLMEventsListener* setListener(KOLMEventsListener* listener) = 0;
     virtual ~KOLMEvents();
 };
 
-/// A way to the agent. The results are those of KolmResult.
+/// A connection to the agent. The results are those of KolmResult.
 class VARNOCK_EXPORT IVirtualKOLM {
   public:
     /// Attaches the application of this name; `impersonate` other than 0 asks for operations under
@@ -63,21 +63,21 @@ class VARNOCK_EXPORT IVirtualKOLM {
     virtual int Detach() = 0;
     /// Sends the command and turns it into the reply.
     virtual int KolmRequest(SipJson& command) = 0;
-    /// The events that come this way; not to be deleted.
+    /// The events of this connection; must not be deleted.
     virtual KOLMEvents* kolmEvents() = 0;
 
   protected:
     ~IVirtualKOLM() = default;
 };
 
-/// The way to the agent of this machine, through the process-wide KOLMSwitch.
+/// The connection to the agent of this machine, through the process-wide KOLMSwitch.
 ///
 /// Thread-safety: any thread may call any operation.
 class VARNOCK_EXPORT CLocalKOLM : public IVirtualKOLM {
   public:
     constexpr CLocalKOLM() = default;
-    /// Attaching counts: each success needs a Detach(). Already attached and attaching not allowed
-    /// are successes too, so that a client made in either state is usable as soon as it can be.
+    /// Attaches are counted: each success needs a Detach(). "Already attached" and "attaching not
+    /// allowed" count as success, so that a client created in either state works once it can.
     int Attach(std::string name, int impersonate) override;
     int Detach() override;
     int KolmRequest(SipJson& command) override;
@@ -86,10 +86,10 @@ class VARNOCK_EXPORT CLocalKOLM : public IVirtualKOLM {
     virtual ~CLocalKOLM();
 };
 
-/// Built when the library is loaded, destroyed at exit.
+/// Constructed when the library is loaded, destroyed at exit.
 extern VARNOCK_EXPORT CLocalKOLM LocalKolmClient;
 
-/// Says which way to the agent there is. Thread-safety: any thread may ask.
+/// Returns the connection to the agent. Thread-safety: any thread may call it.
 class VARNOCK_EXPORT KolmClientFactory {
   public:
     /// Stores &LocalKolmClient in *out and returns KOLM_SUCCESS; KOLM_INVALID_ARGUMENT when out is
@@ -97,9 +97,9 @@ class VARNOCK_EXPORT KolmClientFactory {
     static int GetKolmClient(IVirtualKOLM** out);
 };
 
-/// The command client that providers hold. It keeps the process attached to the agent for as long
-/// as it lives. Keep one alive while the process sends requests: when the last one goes, the
-/// request connections of the process end for good.
+/// The command client that providers hold. It keeps the process attached to the agent during its
+/// lifetime. Keep one alive while the process sends requests: after the last one is destroyed, the
+/// process cannot open request connections again.
 ///
 /// Thread-safety: any thread may call any operation; each thread has its own connection.
 class VARNOCK_EXPORT KOLMClient {
@@ -113,14 +113,14 @@ class VARNOCK_EXPORT KOLMClient {
     virtual KOLMEvents* events() = 0;
     virtual ~KOLMClient();
 
-    /// True for the statuses 19 and 25: an ordinary negative answer, not an error to raise.
+    /// True for the statuses 19 and 25: an ordinary negative answer, not an error.
     static bool notThrowStatus(SipJson& reply);
 };
 
-/// Makes a client and attaches it to the agent under the given name. The first client of a process
-/// reads the node's settings with four requests, so this may block while the agent is absent.
-/// A failed attach is traced and tried again by each request.
-/// Throws BaseException when there is no way to the agent, std::bad_alloc when there is no memory.
+/// Creates a client and attaches it to the agent under the given name. The first client of a
+/// process reads the node's settings with four requests, so this may block while the agent is
+/// absent. A failed attach is traced and retried by each request. Throws BaseException if there is
+/// no connection to the agent, std::bad_alloc without memory.
 VARNOCK_EXPORT ShPtr<KOLMClient> getKOLMClient(const cimple::String& name);
 
 }  // namespace provider

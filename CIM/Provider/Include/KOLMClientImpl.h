@@ -7,16 +7,16 @@
 
 namespace provider {
 
-/// The client that getKOLMClient() hands out. It holds one attach, from its construction or its
-/// first successful request on until it goes. Internal, not installed.
+/// The client that getKOLMClient() returns. It holds one attach from its construction, or its first
+/// successful request, until its destruction. Internal, not installed.
 ///
 /// Thread-safety: any thread may call any operation.
 class KOLMClientImpl final : public KOLMClient {
   public:
-    /// Stores a way to the agent and returns a KolmResult.
+    /// Stores a connection to the agent and returns a KolmResult.
     using Factory = int (*)(IVirtualKOLM** out);
 
-    /// Attaches; a failure to do so is traced only. Throws BaseException when the factory fails.
+    /// Attaches; a failure to attach is only traced. Throws BaseException if the factory fails.
     explicit KOLMClientImpl(std::string name, Factory factory = KolmClientFactory::GetKolmClient);
     KOLMClientImpl(const KOLMClientImpl&) = delete;
     KOLMClientImpl& operator=(const KOLMClientImpl&) = delete;

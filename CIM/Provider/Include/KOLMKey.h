@@ -5,7 +5,7 @@
 namespace provider {
 
 /// The address of a managed object in agent commands. A plain value: copies are independent, and
-/// one object is to be used by one thread at a time.
+/// one object may be used by one thread at a time.
 struct KOLMKey {
     /// Stores the numbers as they are.
     KOLMKey(unsigned int cabinetNr_, unsigned int objectId_, unsigned int opCodeExt_)

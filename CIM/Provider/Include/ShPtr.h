@@ -6,7 +6,7 @@
 
 /// Reference-counted owner of one object; the last owner deletes it through its destructor.
 ///
-/// Each copy names the same Core, a separately allocated record of object and count. A default
+/// All copies share one Core, a separately allocated record of object and count. A default
 /// constructed or moved-from ShPtr has no Core and holds null.
 ///
 /// Thread-safety: the count is atomic, so copies in different threads may be made, assigned and
@@ -17,22 +17,22 @@ class ShPtr {
   public:
     /// Null.
     ShPtr() = default;
-    /// Takes ownership. When the Core cannot be allocated the object is deleted and the failure
-    /// (std::bad_alloc) passes on.
+    /// Takes ownership. If the Core cannot be allocated, the object is deleted and std::bad_alloc
+    /// is thrown.
     explicit ShPtr(T* object) {
         std::unique_ptr<T> owner(object);
         core_ = new Core(object);
         owner.release();
     }
-    /// One more owner.
+    /// Adds an owner.
     ShPtr(const ShPtr& other) : core_(other.core_) {
         if (core_ != nullptr) {
             core_->count.fetch_add(1, std::memory_order_relaxed);
         }
     }
-    /// Leaves null behind.
+    /// Leaves the source null.
     ShPtr(ShPtr&& other) noexcept : core_(std::exchange(other.core_, nullptr)) {}
-    /// Releases what it held.
+    /// Releases the previous object.
     ShPtr& operator=(ShPtr other) noexcept {
         std::swap(core_, other.core_);
         return *this;
@@ -57,7 +57,7 @@ class ShPtr {
     };
 
     void release() {
-        // What other owners did to the object happens before its deletion.
+        // All accesses by other owners happen before the deletion.
         if (core_ != nullptr && core_->count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
             delete core_->object;
             delete core_;

@@ -16,7 +16,7 @@ struct Row {
     uint32 status;
 };
 
-/// Success is 0 for every operation. An error without a row is the operation's `failed`.
+/// Success is 0 for every operation. An error without a row maps to the operation's `failed`.
 uint32 toStatus(const char* function, CimError error, std::span<const Row> rows, uint32 failed) {
     if (error == CIM_ERR_OK) {
         return 0;

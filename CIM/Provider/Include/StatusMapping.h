@@ -5,11 +5,11 @@
 #include "CIM/Provider/Include/Exceptions.h"
 #include "util/Export.h"
 
-/// From the CIM error of an exception to the CIMPLE status of the operation that it ended.
+/// Maps the CIM error of an exception to the CIMPLE status of the operation that it ended.
 ///
-/// The sets are uneven because the operations' statuses are: an error without a status of its own
-/// there becomes the operation's "failed", and unless it is CIM_ERR_FAILED the code is traced at
-/// level 1. Never fails. Thread-safety: any thread may call any of them.
+/// Operations differ in their statuses. An error for which the operation has no status becomes its
+/// "failed" status, and its code is traced at level 1 unless it is CIM_ERR_FAILED. Never fails.
+/// Thread-safety: any thread may call any of them.
 namespace provider {
 
 /// 4, 6 and 7 have statuses.

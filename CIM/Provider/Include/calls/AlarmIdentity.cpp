@@ -13,7 +13,7 @@ constexpr unsigned int kLastObject = 19;
 constexpr unsigned long kRecordSize = 46;
 constexpr unsigned long kTextOffset = 6;
 
-// The text of an identity record; nothing for a reply that is none.
+// The text of an identity record; nothing for any other reply.
 std::optional<cimple::String> identityIn(const SipJson& reply) {
     CDataStream stream;
     if (!CallEngine::readStream(reply, stream) || stream.DataSize() != kRecordSize) {
@@ -32,12 +32,11 @@ Text Kolm::getConfAlarmQORVAId() {
         for (unsigned int object = 0;;) {
             record.SetCmd(0x0C31, 0, object, kAllOnes, kAllOnes);
             record.SetDataDWord(kIdentityMark, 0);
-            engine_.request(record);  // only the record tells whether to go on
+            engine_.request(record);  // only the record shows whether to continue
             const std::optional<cimple::String> identity = identityIn(record);
             ++object;
-            // Tested before the text is looked at, so what object 19 answers is dropped.
-            // Deliberate: the search has always ended there, and a text at that object is none that
-            // callers have ever seen.
+            // Deliberate: the test precedes the text, so the answer of object 19 is dropped. The
+            // search has always ended there, and callers have never seen a text of that object.
             if (object > kLastObject) {
                 traceAt(1, VARNOCK_TRACE_TAG
                         "getConfAlarmQORVAId(): QORVA ID not found after 20 tries");

@@ -1,4 +1,4 @@
-// The cabinets: the server's own and the storage extensions that the agent has found.
+// The cabinets: the server's own cabinet and the storage extensions found by the agent.
 
 #include "CIM/Provider/Include/ProviderTrace.h"
 #include "CIM/Provider/Include/calls/Kolm.h"
@@ -7,7 +7,7 @@ namespace varnock::calls {
 
 namespace {
 
-// A list of an odd size is none at all.
+// A list of odd size counts as empty.
 std::vector<uint16> extensionCabinets(const SipJson& reply) {
     CDataStream stream;
     CallEngine::readStream(reply, stream);

@@ -160,7 +160,7 @@ Result CallEngine::value(const Command& command, OnFailure onFailure,
     });
 }
 
-// The component texts and the settings show no number in their entry line, whatever they address.
+// The entry lines of component texts and settings show no number.
 template <class Result>
 Result CallEngine::plainItem(unsigned int opcode, const Item& item,
                              Result (*decode)(const SipJson&)) const {
@@ -243,7 +243,7 @@ void CallEngine::fail(const char* name, OnFailure onFailure) {
         case throwUnlessTolerated:
             raise(name, "KolmRequest() failed");
         case throwAsSetter:
-            // Spelled with a small k, unlike all others: callers tell a failed setter by it.
+            // Spelled with a small k, unlike all others: callers recognise a failed setter by it.
             raise(name, "kolmRequest() failed");
     }
 }

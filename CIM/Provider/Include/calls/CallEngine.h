@@ -18,14 +18,14 @@ namespace varnock::calls {
 
 using provider::KOLMKey;
 
-/// The value of a configuration item; null when it could not be read.
+/// The value of a configuration item; null if it could not be read.
 template <class Value>
 using Setting = cimple::Property<Value>;
 
-/// No cabinet and no status. As an object of a reply: there is none.
+/// No cabinet and no status; as the object of a reply, no object.
 inline constexpr unsigned int kAllOnes = 0xFFFFFFFF;
 
-/// The object and cabinet that a command addresses, and which of them the entry line shows.
+/// The object and cabinet that a command addresses, and which of them appear in the entry line.
 struct Target {
     enum class Shown { nothing, cabinet, component };
 
@@ -55,7 +55,7 @@ inline Target wholeSystem(unsigned int object = 0) {
     return {object, kAllOnes, Target::Shown::nothing};
 }
 
-/// All there is to know about a command: the name in the trace, its numbers and where it goes.
+/// A command: its name in the trace, its numbers and its target.
 struct Command {
     const char* name;
     unsigned int opcode;
@@ -63,17 +63,16 @@ struct Command {
     Target target;
 };
 
-/// A text of a component or an item of the configuration, whose opcode is given by the kind of
-/// call.
+/// A text of a component or an item of the configuration. The kind of call determines the opcode.
 struct Item {
     const char* name;
     unsigned int extension;
     Target target;
 };
 
-/// What a call does when its request fails. "Tolerated" is an ordinary negative answer of the
-/// agent, which counts as an answer without data. The setters spell their text differently, so they
-/// have a style of their own.
+/// The reaction of a call to a failed request. "Tolerated" is an ordinary negative answer of the
+/// agent, which counts as an answer without data. Setters have their own style because their text
+/// is spelled differently.
 enum class OnFailure {
     giveDefault,
     giveDefaultUnlessTolerated,
@@ -86,7 +85,7 @@ using enum OnFailure;
 /// Sends the commands of the typed calls and decodes the replies: entry trace, record, request,
 /// failure style, decoding.
 ///
-/// Thread-safety: it keeps no state but the client; any thread may call any operation.
+/// Thread-safety: its only state is the client; any thread may call any operation.
 class CallEngine {
   public:
     explicit CallEngine(provider::KOLMClient* client) : client_(client) {}
@@ -99,10 +98,10 @@ class CallEngine {
     Bytes bytes(const Command& command) const;
     Text macText(const Command& command) const;
     void action(const Command& command) const;
-    void actionWithZero(const Command& command) const;  // carries the byte 0 as data
+    void actionWithZero(const Command& command) const;  // with the byte 0 as data
 
-    /// A value that `decode` takes from the byte stream of the reply; it is called only when there
-    /// is one.
+    /// A value that `decode` extracts from the byte stream of the reply; not called without a
+    /// stream.
     template <class Result>
     Result stream(const Command& command, Result (*decode)(CDataStream&),
                   OnFailure onFailure = giveDefault) const {
@@ -115,36 +114,36 @@ class CallEngine {
         });
     }
 
-    // A text of a component: the class in the high byte of the extension, the attribute in the low
-    // one. A date that cannot be understood is null.
+    // A text of a component: the class is in the high byte of the extension, the attribute in the
+    // low byte. An invalid date is null.
     Text componentText(const Item& item) const;
     Date componentDate(const Item& item) const;
 
-    // An item of the configuration, read.
+    // Reading an item of the configuration.
     Setting<uint8> settingByte(const Item& item) const;
     Setting<uint16> settingWord(const Item& item) const;
     Setting<uint32> settingDword(const Item& item) const;
     Setting<boolean> settingFlag(const Item& item) const;
-    Setting<sint32> settingNumber(const Item& item) const;  // as it comes, not cut to a width
+    Setting<sint32> settingNumber(const Item& item) const;  // not cut to a width
     Text settingText(const Item& item) const;
     Bytes settingBytes(const Item& item) const;
     Text settingMacText(const Item& item) const;
 
-    // An item of the configuration, written. The success of a write needs a reply that says so.
+    // Writing an item of the configuration. A write succeeds only if the reply confirms it.
     void setByte(const Item& item, uint8 value) const;
     void setWord(const Item& item, uint16 value, OnFailure onFailure = throwAsSetter) const;
     void setDword(const Item& item, uint32 value) const;
     void setText(const Item& item, const cimple::String& value) const;
 
-    /// A text for which no command is known: sends nothing.
+    /// A text without a known command: sends nothing.
     static Text alwaysNull(const char* name);
 
-    // For the calls that are more than one command.
+    // For calls with more than one command.
 
     /// The client's request. Without a client every request fails.
     int request(SipJson& record) const;
-    /// Requests; true when the caller is to go on with the reply. A failure is traced or thrown as
-    /// told.
+    /// Sends a request; true if the caller should process the reply. A failure is traced or thrown,
+    /// as requested.
     bool send(const char* name, SipJson& record, OnFailure onFailure) const;
     /// "Kolm::<name>()" at level 5.
     static void traceEntry(const char* name);
@@ -152,10 +151,10 @@ class CallEngine {
     static void traceFailure(const char* name);
     /// Throws "<name>(): <what>".
     [[noreturn]] static void raise(const char* name, const char* what);
-    /// Takes the byte stream out of a reply; false when there is none.
+    /// Extracts the byte stream of a reply; false if there is none.
     static bool readStream(const SipJson& record, CDataStream& stream);
 
-    /// Runs the body of a call. A standard exception that leaves it, for want of memory as a rule,
+    /// Runs the body of a call. A standard exception that leaves it, usually std::bad_alloc,
     /// becomes the failure of the call.
     template <class Body>
     static auto guarded(const char* name, OnFailure onFailure, const Body& body)

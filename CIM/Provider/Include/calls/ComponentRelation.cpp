@@ -1,4 +1,4 @@
-// Which component holds another.
+// The component that contains another one.
 
 #include "CIM/Provider/Include/calls/Kolm.h"
 
@@ -6,8 +6,7 @@ namespace varnock::calls {
 
 namespace {
 
-// Words: class, object and, if it is there, the cabinet; all ones stands for the cabinet of the
-// question.
+// Words: class, object and optionally the cabinet; all ones means the cabinet of the request.
 std::optional<KOLMKey> parentOf(CDataStream& stream) {
     if (stream.DataSize() < 4) {
         return std::nullopt;

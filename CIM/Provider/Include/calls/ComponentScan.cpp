@@ -18,9 +18,9 @@ constexpr unsigned int kComponentInfo = 0x0C86;
 constexpr unsigned long kKindOffset = 2;
 constexpr unsigned long kTextsOffset = 6;
 
-// The NUL-terminated texts of a component record, ten at most. The remaining count starts with the
-// size of the whole record, not with that of the texts, so it alone would run six bytes too far:
-// records have always been split with it, and the cursor keeps the reading inside.
+// The NUL-terminated texts of a component record, at most ten. The remaining count starts with the
+// size of the whole record, not of the texts, so on its own it would read six bytes too far:
+// records have always been split with it, and the cursor keeps the reads inside.
 std::vector<std::string> identityTexts(const CDataStream& record) {
     std::vector<std::string> texts;
     const unsigned long size = record.DataSize();
@@ -65,7 +65,7 @@ void ComponentScan::visitAndClose(const std::function<void(const ScannedComponen
     try {
         visitAll(visit);
     } catch (...) {
-        // A cancellation passes here too, but is no exception object: the thread sends no more.
+        // Cancellation also passes here, but without an exception object: the thread sends no more.
         if (std::current_exception() != nullptr) {
             closeAfterFailure();
         }
@@ -103,7 +103,7 @@ void ComponentScan::visitAll(const std::function<void(const ScannedComponent&)>&
         }
         traceAt(5, VARNOCK_TRACE_TAG "%S(): KolmRequest(CM_VInfoComponentInfo) failed", call_);
         if (record_.Status() == varnock::CommandStatus::kNoChannel) {
-            break;  // each of the others would wait for a channel just as long
+            break;  // each other record would also wait for a channel
         }
     }
 }
@@ -125,7 +125,7 @@ void ComponentScan::close() {
 }
 
 void ComponentScan::closeAfterFailure() {
-    // The failure that ended the scan is the one to report.
+    // The failure that ended the scan is reported instead.
     try {
         close();
     } catch (const provider::BaseException&) {

@@ -9,18 +9,18 @@
 
 namespace varnock::calls {
 
-/// What a component scan says about one component.
+/// The result of a component scan for one component.
 struct ScannedComponent {
     unsigned int index;
-    std::optional<uint8> kind;       ///< none when the record is too short to hold one
-    std::vector<std::string> texts;  ///< the identity texts, ten in a record of the known version
+    std::optional<uint8> kind;       ///< absent if the record is too short
+    std::vector<std::string> texts;  ///< the identity texts, ten in the known record version
 };
 
-/// A component scan: the agent opens it and gives a token, tells the number of components, gives
-/// one record for each, and keeps the scan until it is closed. The texts name the call on whose
-/// behalf it runs.
+/// A component scan: the agent opens it and returns a token, reports the number of components,
+/// returns one record for each, and keeps the scan until it is closed. Trace and failure texts name
+/// the calling typed call.
 ///
-/// Thread-safety: one scan is to be used by one thread.
+/// Thread-safety: one scan may be used by one thread.
 class ComponentScan {
   public:
     enum class Opened { yes, requestFailed, noToken };
@@ -29,14 +29,14 @@ class ComponentScan {
         : engine_(engine), call_(call), cabinet_(cabinetNr) {}
 
     Opened open();
-    /// open() for the calls that do without a scan when there is none: false after a trace of
-    /// level 1.
+    /// open() for calls that can work without a scan: on failure it traces at level 1 and returns
+    /// false.
     bool openOrTrace();
-    /// Calls `visit` for every component that can be read and closes the scan, whatever happens.
-    /// Throws BaseException when the agent does not tell the number.
-    /// REQUIRES: open() gave yes.
+    /// Calls `visit` for every component that can be read, and always closes the scan. Throws
+    /// BaseException if the agent does not report the number.
+    /// REQUIRES: open() returned true.
     void visitAndClose(const std::function<void(const ScannedComponent&)>& visit);
-    /// True for ten texts; otherwise traces that the record is of another version.
+    /// True for ten texts; otherwise traces that the record has another version.
     bool isKnownVersion(const ScannedComponent& component) const;
 
   private:

@@ -42,8 +42,8 @@ bool isInCalendar(const std::string& digits) {
 }
 
 bool isCimDatetime(const std::string& text) {
-    // The parser of the framework hands every character to isdigit(), where a negative one is
-    // undefined.
+    // The framework's parser passes every character to isdigit(), which is undefined for negative
+    // values.
     return text.size() == kCimDatetimeLength && std::all_of(text.begin(), text.end(), [](char c) {
                return isDigit(c) || c == '.' || c == ':' || c == '+' || c == '-';
            });
@@ -145,7 +145,7 @@ Date manufactureDate(const cimple::String& text) {
         candidate = *digits + "000000.000000+000";
     }
     cimple::Datetime date;
-    // The microseconds are unsigned; a time before the epoch comes out as one in the far future.
+    // The microseconds are unsigned; a time before the epoch becomes one in the far future.
     const bool understood =
         isCimDatetime(candidate) && date.set(candidate.c_str()) && date.usec() <= INT64_MAX;
     return understood ? propertyOf(date) : nothing<Date>();

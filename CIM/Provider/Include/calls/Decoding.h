@@ -13,7 +13,7 @@
 #include "transport/DataStream.h"
 #include "transport/SipJson.h"
 
-/// From the agent's data to the values of the calls. Streams come from outside: every read looks at
+/// Converts the agent's data to the values of the calls. Streams are untrusted: every read checks
 /// the size first.
 namespace varnock::calls {
 
@@ -28,7 +28,7 @@ using Text = cimple::Property<cimple::String>;
 using Date = cimple::Property<cimple::Datetime>;
 using Bytes = cimple::Property<cimple::Array<uint8>>;
 
-/// What a call gives that got nothing: 0, null or empty.
+/// The result of a call without data: 0, null or empty.
 template <class Result>
 Result nothing() {
     if constexpr (!std::is_void_v<Result>) {
@@ -48,12 +48,12 @@ cimple::Property<Value> propertyOf(const Value& value) {
     return property;
 }
 
-/// The number of a reply, cut to its width, which the record does not do.
+/// The number of a reply, cut to its width; the record does not cut it.
 uint8 asByte(const SipJson& reply);
 uint16 asWord(const SipJson& reply);
 uint32 asDword(const SipJson& reply);
 
-/// The little-endian number at this offset; 0 when the stream ends before it.
+/// The little-endian number at this offset; 0 if the stream is too short.
 uint8 byteAt(const CDataStream& stream, unsigned long offset);
 uint16 wordAt(CDataStream& stream, unsigned long offset);
 uint32 dwordAt(CDataStream& stream, unsigned long offset);
@@ -75,11 +75,11 @@ std::vector<uint16> words(CDataStream& stream);
 /// Every byte of the stream, in order.
 Bytes addressBytes(const CDataStream& stream);
 
-/// The first six bytes as hexadecimal digits, fewer when there are fewer; null when all are zero.
+/// Up to the first six bytes as hexadecimal digits; null if all are zero.
 Text macAddress(const CDataStream& stream);
 
-/// The NUL-terminated texts of the stream, one a line; null for an empty stream. The empty text
-/// that ends a list of texts is no line.
+/// The NUL-terminated texts of the stream, one per line; null for an empty stream. The empty text
+/// that ends a list of texts gives no line.
 Text lines(CDataStream& stream);
 
 /// A date of manufacture: a CIM datetime, or YYYYMMDD, YYYY-MM-DD or YYYY/MM/DD as midnight. Null

@@ -1,5 +1,5 @@
-// The element table: the texts of a component whose class stands in the key. Those of controllers
-// come from what openControllerCardSession() has read, all others from the agent.
+// The element table: the texts of a component whose class is given by the key. Texts of controllers
+// come from the data read by openControllerCardSession(), all others from the agent.
 
 #include "CIM/Provider/Include/ProviderTrace.h"
 #include "CIM/Provider/Include/calls/Kolm.h"
@@ -39,7 +39,7 @@ Text Kolm::elementText(const ElementText& wanted, const KOLMKey& key) const {
     const auto find = [&] {
         const bool cached = IdentityCache::keeps(key.opCodeExt);
         if (!cached && wanted.attribute) {
-            // The class is a whole number; what does not fit above the attribute falls off.
+            // The class may have any value; bits that do not fit above the attribute are dropped.
             const unsigned int extension = (key.opCodeExt << 8) + *wanted.attribute;
             return engine_.componentText({wanted.call, extension, component(key)});
         }

@@ -12,7 +12,7 @@ bool IdentityCache::keeps(unsigned int componentClass) {
 void IdentityCache::add(Classes scanned) {
     const std::lock_guard lock(mutex_);
     for (auto& [componentClass, objects] : scanned) {
-        // What was known before is moved behind what is new: merging keeps the first of two.
+        // Old entries are merged into the new ones: merging keeps existing entries.
         objects.merge(std::move(classes_[componentClass]));
         classes_[componentClass] = std::move(objects);
     }

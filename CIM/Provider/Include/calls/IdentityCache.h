@@ -21,8 +21,8 @@ enum ControllerClass : unsigned int {
     kWanControllers = 14
 };
 
-/// The identity texts of the controllers that were read, by class and object. Nothing is ever taken
-/// out.
+/// The identity texts of the controllers that were read, by class and object. Entries are never
+/// removed.
 ///
 /// Thread-safety: any thread may call any operation.
 class IdentityCache {
@@ -33,9 +33,9 @@ class IdentityCache {
 
     static bool keeps(unsigned int componentClass);
 
-    /// Adds the controllers of one scan; the texts of an object that is there already are replaced.
+    /// Adds the controllers of one scan; the texts of an existing object are replaced.
     void add(Classes scanned);
-    /// A text of an object; null when the object was not read or has no such text.
+    /// A text of an object; null if the object was not read or lacks the text.
     Text find(unsigned int componentClass, unsigned int object, unsigned int index) const;
     /// The objects of a class, in their order.
     std::vector<unsigned int> objects(unsigned int componentClass) const;

@@ -15,21 +15,21 @@ using provider::PciDeviceInfo;
 using provider::PowerUsage;
 using provider::UmDiffAlternate;
 
-/// The catalogue of typed calls over one client. The bodies stand in files by family: one row of a
-/// table for a call that is one command, and a file by its subject for each of the others.
+/// The catalogue of typed calls over one client. The bodies are in one file per family; a call with
+/// one command is one statement, the others have a file for their subject.
 ///
-/// Thread-safety: as provider::KOLMCalls says; the time zone does not change after construction.
+/// Thread-safety: as for provider::KOLMCalls; the time zone does not change after construction.
 class Kolm final : public provider::KOLMCalls {
   public:
     explicit Kolm(provider::KOLMClient* client);
     ~Kolm() override;
 
-    // The overrides of all operations, derived from the catalogue of calls.
+    // The overrides of all operations, generated from the catalogue of calls.
 #include "catalogue/KolmOverrides.inc"
 
   private:
-    /// A text of the element table: what the cache calls it and, for the classes outside of the
-    /// cache, the attribute that the agent is asked for.
+    /// A text of the element table: its name in the cache and, for classes not in the cache, the
+    /// attribute requested from the agent.
     struct ElementText {
         const char* call;
         const char* label;

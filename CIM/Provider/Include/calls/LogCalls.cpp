@@ -8,8 +8,8 @@ namespace varnock::calls {
 
 namespace {
 
-// An entry: its whole length in 2 bytes, sequence number, message number and time in 4 each,
-// severity in 1, then the text to its NUL or the end of the entry.
+// An entry: its total length in 2 bytes, sequence number, message number and time in 4 bytes each,
+// severity in 1 byte, then the text up to its NUL or the end of the entry.
 constexpr unsigned long kEntryHead = 15;
 
 provider::LogMessage entryAt(CDataStream& stream, unsigned long begin, unsigned long length) {

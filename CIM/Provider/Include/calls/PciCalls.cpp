@@ -1,4 +1,4 @@
-// PCI devices: the list of them, and the configuration header of one.
+// PCI devices: their list, and the configuration header of a device.
 
 #include <cstring>
 
@@ -13,13 +13,13 @@ namespace {
 constexpr unsigned long kListEntrySize = 6;
 constexpr uint32 kDeviceKeyBase = 0x05000000;
 
-// An entry: 2 bytes not used, a word of segment and bus, device, function.
+// An entry: 2 unused bytes, a word with segment and bus, device, function.
 std::vector<uint32> deviceKeys(CDataStream& list) {
     std::vector<uint32> keys;
     for (unsigned long begin = 0; list.DataSize() - begin >= kListEntrySize;
          begin += kListEntrySize) {
-        // A plain sum: a word above 0xFF runs over into the top byte. Deliberate; the keys of such
-        // devices are known so.
+        // Deliberately a plain sum: a word above 0xFF overflows into the top byte, and callers know
+        // the keys of such devices in this form.
         keys.push_back(kDeviceKeyBase + (uint32{wordAt(list, begin + 2)} << 16) +
                        (uint32{byteAt(list, begin + 4)} << 8) + byteAt(list, begin + 5));
     }
@@ -37,8 +37,8 @@ PciAddress addressOf(const KOLMKey& key) {
             static_cast<uint8>(key.objectId)};
 }
 
-// A copy, since the bytes of the stream need not lie as a header has to. Nothing for a header that
-// is not valid.
+// A copy, because the bytes of the stream may not be aligned for a header. Nothing if the header is
+// not valid.
 std::optional<CPciCommonConfigHeader> headerIn(const SipJson& reply) {
     CDataStream stream;
     CPciCommonConfigHeader header{};

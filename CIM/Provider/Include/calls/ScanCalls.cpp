@@ -1,4 +1,4 @@
-// What the agent's component scan tells: identities and controllers.
+// Results of the agent's component scan: identities and controllers.
 
 #include <cstdlib>
 #include <utility>
@@ -11,7 +11,7 @@ namespace varnock::calls {
 
 namespace {
 
-// Records of these kinds hold no identity texts.
+// Records of these kinds contain no identity texts.
 bool isWithoutIdentity(uint8 kind) {
     return (kind >= 0xA0 && kind <= 0xA4) || kind == 0xA9;
 }

@@ -6,7 +6,7 @@ namespace varnock::calls {
 
 namespace {
 
-// There are two watchdogs, and the key's object tells which of them is meant.
+// There are two watchdogs; the key's object selects one.
 unsigned int choose(const KOLMKey& key, unsigned int itemOfOthers, unsigned int itemOfObjectZero) {
     return key.objectId != 0 ? itemOfOthers : itemOfObjectZero;
 }
@@ -16,8 +16,8 @@ unsigned int choose(const KOLMKey& key, unsigned int itemOfOthers, unsigned int 
 Setting<boolean> Kolm::getConfMessageLogNoWrap(const KOLMKey& key) {
     constexpr const char* kCall = "getConfMessageLogNoWrap";
     if (key.objectId != 0) {
-        // Only the log with object 0 can wrap; callers rely on an answer for the others without an
-        // agent.
+        // Only the log with object 0 can wrap; callers rely on an answer for the others even
+        // without an agent.
         CallEngine::traceEntry(kCall);
         return propertyOf<boolean>(true);
     }

@@ -1,4 +1,4 @@
-// Configuration items, read. The setting calls with more than one item are in SettingChoices.cpp.
+// Reading configuration items. Setting calls with more than one item are in SettingChoices.cpp.
 
 #include "CIM/Provider/Include/calls/Kolm.h"
 
@@ -117,7 +117,7 @@ Setting<uint32> Kolm::getConfSysShutdownStartDelay() {
     return engine_.settingDword({"getConfSysShutdownStartDelay", 0x1700, wholeSystem()});
 }
 
-// The system about itself
+// System information
 Setting<uint16> Kolm::getConfCIMRecordLogLanguage(const KOLMKey& key) {
     return engine_.settingWord({"getConfCIMRecordLogLanguage", 0x000E, inCabinet(key)});
 }

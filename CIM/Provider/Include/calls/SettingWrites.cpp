@@ -1,4 +1,4 @@
-// Configuration items, written. The items without a component ignore their key.
+// Writing configuration items. Items without a component ignore their key.
 
 #include "CIM/Provider/Include/calls/Kolm.h"
 
@@ -44,9 +44,9 @@ void Kolm::setConfSysShutdownStartDelay(const KOLMKey&, uint32 value) {
     engine_.setDword({"setConfSysShutdownStartDelay", 0x1700, wholeSystem()}, value);
 }
 
-// The system about itself
-// The one setter that does not throw, deliberately: callers set the language in passing and go on
-// without it.
+// System information
+// Deliberately the only setter that does not throw: callers set the language incidentally and
+// continue without it.
 void Kolm::setConfCIMRecordLogLanguage(const KOLMKey& key, uint16 value) {
     engine_.setWord({"setConfCIMRecordLogLanguage", 0x000E, inCabinet(key)}, value, giveDefault);
 }

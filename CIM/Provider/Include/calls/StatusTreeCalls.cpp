@@ -1,4 +1,4 @@
-// The agent's status tree. Its nodes are named by text, which travels as the data of the command.
+// The agent's status tree. Nodes are named by text, which is sent as the data of the command.
 
 #include "CIM/Provider/Include/HelperComputerSystem.h"
 #include "CIM/Provider/Include/ProviderTrace.h"
