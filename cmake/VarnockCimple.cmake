@@ -1,11 +1,11 @@
-# A CIMPLE framework that is installed, as the target cimple::cimple.
+# An installed CIMPLE framework as the target cimple::cimple.
 
 set(VARNOCK_GENCLASS_OPTIONS "" CACHE STRING
   "More options for genclass of VARNOCK_CIMPLE_ROOT, such as -M or -I for the CIM schema")
 
-# Runs genclass in an empty directory and copies what it wrote to `directory`, where files that did
-# not change keep their time. It writes a pair of files for each class, its ancestors and the
-# classes referred to; which ones is known only afterwards, so this happens when CMake runs.
+# Runs genclass in an empty directory and copies its output to `directory`, where unchanged files keep
+# their time. It writes a pair of files for each class, its ancestors and the classes it refers to.
+# Their names are known only afterwards, so it runs at configure time.
 function(varnock_generate_classes prefix mof directory)
   find_program(genclass genclass PATHS ${prefix}/bin NO_DEFAULT_PATH NO_CACHE REQUIRED)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${mof} ${genclass})
@@ -38,8 +38,8 @@ function(varnock_generate_classes prefix mof directory)
   file(REMOVE_RECURSE ${fresh})
 endfunction()
 
-# cimple::cimple from the framework under `prefix`, with the classes that its genclass makes of `mof`.
-# Headers are system headers, because those of the framework are not free of warnings.
+# cimple::cimple from the framework under `prefix`, with the classes that its genclass generates from
+# `mof`. Headers are system headers, because those of the framework cause warnings.
 function(varnock_import_cimple prefix mof)
   find_path(cimple_includes cimple/cimple.h
     PATHS ${prefix}/include NO_DEFAULT_PATH NO_CACHE REQUIRED)
@@ -58,8 +58,8 @@ function(varnock_import_cimple prefix mof)
     $<BUILD_INTERFACE:${generated}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/varnock/cimple/generated>)
   target_link_libraries(varnock_cimple_classes PUBLIC ${cimple_library})
-  # genclass gives the classes' data default visibility. Each module has data of its own, so those
-  # that link this library keep it to themselves.
+  # genclass gives the class data default visibility. Each module has its own class data, so modules
+  # that link this library hide it.
   set(hide_classes -Wl,--exclude-libs,libvarnock_cimple_classes.a)
   target_link_options(varnock_cimple_classes INTERFACE ${hide_classes})
 

@@ -10,7 +10,7 @@ foreach(header IN LISTS headers)
     COMPONENT development)
 endforeach()
 
-# cimple::cimple says itself what of it is installed, and what pkg-config tells of it.
+# cimple::cimple defines its installed parts and its pkg-config entry.
 get_property(cimple_targets GLOBAL PROPERTY VARNOCK_CIMPLE_TARGETS)
 get_property(VARNOCK_CIMPLE_PKG_LIBS GLOBAL PROPERTY VARNOCK_CIMPLE_PKG_LIBS)
 get_property(VARNOCK_CIMPLE_PKG_CFLAGS GLOBAL PROPERTY VARNOCK_CIMPLE_PKG_CFLAGS)
@@ -38,7 +38,7 @@ install(FILES
 
 list(JOIN VARNOCK_CIMPLE_PKG_LIBS " " VARNOCK_CIMPLE_PKG_LIBS)
 list(JOIN VARNOCK_CIMPLE_PKG_CFLAGS " " VARNOCK_CIMPLE_PKG_CFLAGS)
-# The file tells the prefix from where it lies, so that the prefix can be moved.
+# The file derives the prefix from its own location, so that the prefix can be moved.
 file(RELATIVE_PATH VARNOCK_PKG_PREFIX
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" VARNOCK_PKG_PREFIX "${VARNOCK_PKG_PREFIX}")
@@ -51,7 +51,7 @@ install(FILES ${PROJECT_BINARY_DIR}/varnock-cim-provider.pc
 file(GLOB man_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/man/*.1)
 install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 
-# As in the tree, so that the links among them hold.
+# The same layout as in the source tree, so that links between documents work.
 set(documents ${CMAKE_INSTALL_DATAROOTDIR}/doc/varnock-cim-provider)
 file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE

@@ -1,8 +1,8 @@
-# Every installation lists under its prefix what it put there, for whoever takes it away again
-# (./dev uninstall). An installation of single components does not.
+# Every installation writes a list of its files under its prefix, for ./dev uninstall. An installation
+# of single components does not.
 set(VARNOCK_MANIFEST ${CMAKE_INSTALL_DATAROOTDIR}/varnock-cim-provider/installed)
 
-# Before the first rule that installs anything.
+# Call before the first install rule.
 function(varnock_begin_manifest)
   if(NOT PROJECT_IS_TOP_LEVEL)
     return()
@@ -17,7 +17,7 @@ function(varnock_begin_manifest)
   install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/manifest/begin.cmake)
 endfunction()
 
-# After the last one.
+# Call after the last install rule.
 function(varnock_end_manifest)
   if(PROJECT_IS_TOP_LEVEL)
     install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/manifest/end.cmake)

@@ -2,7 +2,7 @@
 
 set(VARNOCK_SANITIZE "" CACHE STRING "Sanitizers for every target, as in -fsanitize=")
 option(VARNOCK_COVERAGE "Instrument for coverage" OFF)
-# On in the presets for development alone: a newer compiler's new warning is nothing to a user.
+# Enabled only in the development presets: new warnings of newer compilers must not stop a user.
 option(VARNOCK_WARNINGS_AS_ERRORS "Warnings are errors" OFF)
 
 # Warnings, sanitizers and coverage: every target of this project calls this.
@@ -38,8 +38,8 @@ function(varnock_source_root target scope)
   target_compile_options(${target} ${scope} $<BUILD_INTERFACE:-iquote${PROJECT_SOURCE_DIR}>)
 endfunction()
 
-# A shared library that leaves no symbol open. Not for clang's sanitizers: their runtime is linked
-# into the program and serves its libraries from there.
+# A shared library without undefined symbols. Not for clang's sanitizers: their runtime is linked into
+# the program and used from there by its libraries.
 function(varnock_closed_library target)
   if(NOT (VARNOCK_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES Clang))
     target_link_options(${target} PRIVATE LINKER:-z,defs)
@@ -67,8 +67,8 @@ function(varnock_room)
   set_property(GLOBAL APPEND PROPERTY VARNOCK_PUBLIC_HEADERS ${ROOM_PUBLIC_HEADERS})
 endfunction()
 
-# The directories of a test, fuzz or benchmark program are there before the library's start looks for
-# its files: by CTest or by hand, such a program touches none of the machine's.
+# Creates the directories of a test, fuzz or benchmark program before the library starts, so that the
+# program never touches files of the machine, in CTest or on its own.
 function(varnock_private_start target)
   if(NOT TARGET private_start)
     add_executable(private_start ${PROJECT_SOURCE_DIR}/tests/support/private_start.cpp)
@@ -84,8 +84,8 @@ function(varnock_private_start target)
   add_dependencies(${target} private_start)
 endfunction()
 
-# The framework's headers are most of what a test costs to compile: they are compiled once for all
-# programs. The clang preset goes without, and so finds an include that is missing.
+# The framework's headers dominate the compile time of a test, so they are precompiled once for all
+# programs. The clang preset does without and thus finds missing includes.
 function(varnock_precompile_test_framework target)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     return()
@@ -104,8 +104,7 @@ endfunction()
 # varnock_test(name [SUB_ROOMS] [SOURCES a_test.cpp ...] [LIBRARIES target ...] [LABELS unit|fault|...])
 # A GoogleTest program whose every test runs as a process of its own. It links the objects of the
 # library, so it can reach internal symbols. Without SOURCES it takes every *_test.cpp of the
-# folder, with SUB_ROOMS also those of the folders below, so that no test can be left out of the
-# build.
+# folder, with SUB_ROOMS also of the folders below, so that no test is missing from the build.
 function(varnock_test name)
   cmake_parse_arguments(TEST "SUB_ROOMS" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
   if(TEST_SUB_ROOMS)
@@ -136,8 +135,8 @@ function(varnock_test name)
 endfunction()
 
 # varnock_program_linked_both_ways(name source tests)
-# A program that `tests` run: NAME_STATIC has the library's objects in it, NAME_SHARED loads the
-# library. The tests find the files under these names.
+# A program run by `tests`: NAME_STATIC contains the library's objects, NAME_SHARED loads the library.
+# The tests find the files under these names.
 function(varnock_program_linked_both_ways name source tests)
   set(linkages static shared)
   set(libraries varnock_core varnock_cim_provider)

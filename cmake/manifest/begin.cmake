@@ -1,4 +1,4 @@
-# Which of the folders in varnock_shared this installation is going to make.
+# The folders in varnock_shared that this installation will create.
 set(varnock_root "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
 set(varnock_made "")
 foreach(folder IN LISTS varnock_shared)

@@ -1,8 +1,8 @@
-# Writes the manifest: a path below the prefix on each line, those of folders with a slash at the
-# end. Shared folders are among them only if they were not there before.
+# Writes the manifest: one path below the prefix per line, folders with a trailing slash. It contains
+# shared folders only if this installation created them.
 cmake_minimum_required(VERSION 3.25)
 
-# What an earlier installation put there and this one did not is still to be taken away.
+# Files of an earlier installation stay in the manifest.
 set(entries "")
 if(EXISTS "${varnock_root}/${varnock_manifest}")
   file(STRINGS "${varnock_root}/${varnock_manifest}" entries)
