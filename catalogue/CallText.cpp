@@ -8,7 +8,7 @@ namespace varnock::catalogue {
 
 namespace {
 
-// The page is Markdown, in which these mean something.
+// Characters with a meaning in Markdown.
 std::string cell(std::string_view text) {
     std::string out;
     for (const char c : text) {

@@ -5,14 +5,14 @@
 
 #include "catalogue/Row.h"
 
-/// What there is to say about a call, in words.
+/// Descriptions of a call in words.
 namespace varnock::catalogue {
 
-/// What the call gives when the machine has no answer: "0", "null", "an empty list"; empty for a
+/// The result of the call if the machine has no answer: "0", "null", "an empty list"; empty for a
 /// call without a result.
 std::string absentResult(const Row& row);
 
-/// What happens when the request fails.
+/// The effect of a failed request.
 std::string failureText(const Row& row);
 
 /// docs/calls.md: every call with its arguments, command numbers, result and failure.

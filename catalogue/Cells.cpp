@@ -20,7 +20,7 @@ namespace {
     "const cimple::String& (value|name)|PciDeviceInfo& info|UmDiffAlternate|SipJson& record)"
 #define VALUE "cimple::(boolean|uint8|uint16|uint32|sint32|String|Datetime|Array<cimple::uint8>)"
 #define RECORD "(KOLMKey|IdentityInfo|LogMessage|PowerUsage)"
-// One, or the successive ones of a sequence.
+// One command, or the successive ones of a sequence.
 #define SEQUENCE(one) "(" one ")( / (" one "))*"
 
 const std::vector<Column>& allColumns() {
@@ -82,7 +82,7 @@ std::size_t partsOf(std::string_view cell) {
     return static_cast<std::size_t>(std::count(cell.begin(), cell.end(), '/')) + 1;
 }
 
-// Takes the sentences of one row.
+// Collects the messages about one row.
 class Judge {
   public:
     explicit Judge(const Row& row) : row_(row), parameters_(parametersOf(row)) {}
@@ -125,7 +125,7 @@ class Judge {
         }
     }
 
-    // Every cell of a sequence has one part for all commands, or one for each.
+    // Every cell of a sequence has one part for all commands, or one per command.
     void sequence() {
         const std::string_view cells[] = {row_.opcode, row_.ext, row_.object, row_.cabinet};
         std::size_t commands = 1;
@@ -184,7 +184,7 @@ class Judge {
         }
     }
 
-    // A form of reply that makes one type of result, and the other way round.
+    // A form of reply with one possible result type, and vice versa.
     void reply() {
         const std::pair<const char*, const char*> forms[] = {
             {"log entries", "std::vector<LogMessage>"},

@@ -6,7 +6,7 @@
 
 #include "catalogue/Row.h"
 
-/// What the cells of a row may hold, one by one and together.
+/// The rules for the cells of a row, for each cell and for combinations.
 namespace varnock::catalogue {
 
 struct Column {
@@ -22,7 +22,7 @@ const std::vector<Column>& columns();
 
 bool isAllowed(const Column& column, std::string_view cell);
 
-/// What does not fit together in a row whose cells are allowed, a sentence for each.
+/// Contradictions between the cells of a row whose cells are valid, one sentence each.
 std::vector<std::string> contradictions(const Row& row);
 
 }  // namespace varnock::catalogue

@@ -5,7 +5,7 @@
 
 #include "catalogue/Row.h"
 
-/// The files that are derived from the table, for the build folder.
+/// The files generated from the table, for the build folder.
 namespace varnock::catalogue {
 
 /// The overrides of calls/Kolm.h.
@@ -14,8 +14,8 @@ std::string overridesText(const std::vector<Row>& rows);
 /// The rows as initialisers of Row, for the tools.
 std::string rowsText(const std::vector<Row>& rows);
 
-/// A line VARNOCK_CALL(name, options taken, options needed, member, type of the member pointer) for
-/// each call; who includes them defines the macro.
+/// A line VARNOCK_CALL(name, options accepted, options required, member, type of the member
+/// pointer) for each call; the including file defines the macro.
 std::string membersText(const std::vector<Row>& rows);
 
 }  // namespace varnock::catalogue

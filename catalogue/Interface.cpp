@@ -39,7 +39,7 @@ class Lines {
 };
 
 void append(std::string& text, std::string_view more) {
-    // A line that ends with an open bracket was broken there.
+    // A line that ends with an open bracket continues on the next line.
     text.append(text.empty() || text.back() == '(' ? "" : " ").append(more);
 }
 
@@ -78,7 +78,7 @@ std::string place(const SourceText& header, const Operation& operation) {
     return header.file + ":" + std::to_string(operation.line) + ": ";
 }
 
-// Compares what the header declares with what the table lists.
+// Compares the declarations of the header with the rows of the table.
 class Comparison {
   public:
     Comparison(const Table& table, const SourceText& header)
@@ -135,7 +135,7 @@ class Comparison {
         }
     }
 
-    // Users reach the operations by their position.
+    // Compiled users call the operations by position.
     void order() {
         const auto& rows = table_.rows();
         for (std::size_t i = 0; i < std::min(rows.size(), operations_.size()); ++i) {
@@ -191,7 +191,7 @@ std::vector<std::string> definitionsIn(std::string_view source) {
     std::vector<std::string> names;
     for (Lines lines(source); lines.next();) {
         const std::string_view line = lines.line();
-        // A definition begins at the margin, a call does not.
+        // A definition starts in the first column, a call does not.
         const std::size_t found = line.find(owner);
         const bool isDefinition = found != std::string_view::npos && line.front() != ' ' &&
                                   (found == 0 || line[found - 1] == ' ');
@@ -240,7 +240,7 @@ std::vector<std::string> differingComments(const Table& table, const SourceText&
             continue;
         }
         rest.remove_prefix(row.description.size());
-        // How a call fails is a column of its own, and a last sentence of the comment.
+        // The failure has its own column, and a last sentence in the comment.
         if (rest.starts_with(" Throws") != row.failure.starts_with("throws")) {
             faults.push_back(place(header, operations[i]) + "the comment of " +
                              std::string(row.name) + " does not end with whether it throws, as " +

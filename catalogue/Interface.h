@@ -6,10 +6,10 @@
 
 #include "catalogue/Table.h"
 
-/// The two other places in which a call stands: its declaration and its statement.
+/// The two other places of a call: its declaration and its statement.
 namespace varnock::catalogue {
 
-/// A virtual operation as a header declares it.
+/// A virtual operation as declared by a header.
 struct Operation {
     int line;
     std::string name;
@@ -30,12 +30,12 @@ struct SourceText {
     std::string text;
 };
 
-/// What is missing, a sentence "file:line: message" for each: rows that the header does not declare
-/// or declares otherwise, operations without a row, rows without a statement in `statements`.
+/// The faults, as "file:line: message": rows that the header does not declare or declares
+/// differently, operations without a row, rows without a statement in `statements`.
 std::vector<std::string> missingPlaces(const Table& table, const SourceText& header,
                                        const std::vector<SourceText>& statements);
 
-/// Where the comments of the header say other things than the rows, likewise.
+/// The differences between the comments of the header and the rows, in the same form.
 std::vector<std::string> differingComments(const Table& table, const SourceText& header);
 
 }  // namespace varnock::catalogue

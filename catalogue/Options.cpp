@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned int kWholeKey = optionCabinet | optionObject | optionExt;
 
-// What an argument is made of.
+// The options that form an argument.
 unsigned int optionsFor(const Parameter& parameter) {
     constexpr std::pair<std::string_view, unsigned int> sources[] = {
         {"key", kWholeKey},     {"cabinetNr", optionCabinet}, {"objectId", optionObject},
@@ -42,7 +42,7 @@ unsigned int optionsFollowing(const Row& row) {
         {"key opCodeExt", optionExt}};
     unsigned int options = 0;
     for (const Parameter& parameter : parametersOf(row)) {
-        // Only of a key may parts be left out.
+        // Only the parts of a key may be omitted.
         options |= parameter.name == "key" ? 0 : optionsFor(parameter);
     }
     for (const auto& [member, option] : members) {

@@ -5,7 +5,7 @@
 
 #include "catalogue/Row.h"
 
-/// The options by which a call is made from the command line. They follow from the row.
+/// The command-line options of a call, derived from its row.
 namespace varnock::catalogue {
 
 /// Flags.
@@ -17,13 +17,13 @@ enum Option : unsigned int {
     optionNode = 16,
 };
 
-/// The options that the arguments of the call have a place for.
+/// The options that the arguments of the call accept.
 unsigned int optionsTaken(const Row& row);
 
-/// Those of them that the call cannot do without.
+/// The accepted options that the call requires.
 unsigned int optionsNeeded(const Row& row);
 
-/// Those that cannot be left out because ext, object or cabinet are made of them.
+/// The options required because ext, object or cabinet use them.
 unsigned int optionsFollowing(const Row& row);
 
 /// The options named in a cell of the column "options".

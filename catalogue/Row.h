@@ -4,11 +4,11 @@
 
 namespace varnock::catalogue {
 
-/// A row of calls.tsv: what there is to know about one typed call. README.md says what each cell
-/// may hold; "-" stands for nothing. The texts are views, into the table's text or of literals.
+/// A row of calls.tsv: the facts about one typed call. README.md describes the cells; "-" means
+/// none. The texts are views, into the table's text or of literals.
 struct Row {
     int index;              ///< position in the interface
-    std::string_view name;  ///< unique: of two operations of one name, one has "@" and its opcode
+    std::string_view name;  ///< unique: the second operation of a name appends "@" and its opcode
     std::string_view arguments;
     std::string_view returnType;
     std::string_view opcode;
@@ -40,12 +40,12 @@ constexpr std::string_view traceName(const Row& row) {
     return row.trace == "-" ? memberName(row) : row.trace;
 }
 
-/// False for the calls that send nothing, and for the one that sends its caller's record.
+/// False for calls that send nothing, and for the call that sends its caller's record.
 constexpr bool hasCommand(const Row& row) {
     return row.opcode != "-";
 }
 
-/// True for calls that set something, clear a log or ask for a shutdown.
+/// True for calls that set something, clear a log or request a shutdown.
 constexpr bool changesState(const Row& row) {
     return row.changes == "yes";
 }

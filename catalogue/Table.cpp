@@ -14,7 +14,7 @@ namespace varnock::catalogue {
 
 namespace {
 
-constexpr int kFirstLine = 2;  // behind the heading
+constexpr int kFirstLine = 2;  // after the heading
 
 std::string heading() {
     std::string line;
@@ -79,7 +79,7 @@ void checkLine(std::string_view line, int index, Faults& faults) {
         }
     }
     if (!sound) {
-        return;  // the cells together make sense only when each of them does
+        return;  // combinations are checked only if every cell is valid
     }
     for (const std::string& contradiction : contradictions(rowOf(line, index))) {
         fault(contradiction);
@@ -96,7 +96,7 @@ void checkNames(const std::vector<Row>& rows, Faults& faults) {
     }
 }
 
-// A record without a name is known as one that changes something by its opcode.
+// For a record without a name, the opcode shows whether it changes state.
 void checkOpcodes(const std::vector<Row>& rows, Faults& faults) {
     std::map<std::string_view, const Row*> first;
     for (const Row& row : rows) {

@@ -10,7 +10,7 @@
 
 namespace varnock::catalogue {
 
-/// What is wrong with a file: a line "file:line: message" for each fault.
+/// The faults of a file: a line "file:line: message" for each.
 class Malformed : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -19,12 +19,12 @@ class Malformed : public std::runtime_error {
 /// The rows of a table of calls, all of them checked.
 class Table {
   public:
-    /// Throws Malformed with every fault of the text; `file` is its name in the messages.
+    /// Throws Malformed with all faults of the text; `file` is its name in the messages.
     Table(std::string_view text, std::string file);
-    /// Likewise; a file that cannot be read is malformed, too.
+    /// The same; an unreadable file is also malformed.
     static Table read(const std::string& path);
 
-    /// In the order of the interface. They live as long as the table.
+    /// In the order of the interface; valid during the lifetime of the table.
     const std::vector<Row>& rows() const { return rows_; }
 
     /// Its name in messages.
@@ -33,12 +33,12 @@ class Table {
     std::string place(const Row& row) const;
 
   private:
-    std::unique_ptr<const std::string> text_;  // does not move with the table: the rows point to it
+    std::unique_ptr<const std::string> text_;  // must not move with the table: the rows point to it
     std::string file_;
     std::vector<Row> rows_;
 };
 
-/// The whole of a file. Throws Malformed when it cannot be read.
+/// The contents of a file. Throws Malformed if it cannot be read.
 std::string readFile(const std::string& path);
 
 }  // namespace varnock::catalogue

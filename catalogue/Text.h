@@ -5,7 +5,7 @@
 
 namespace varnock::catalogue {
 
-/// Takes the text up to the next separator off the front of `rest`.
+/// Removes the text up to the next separator from the front of `rest` and returns it.
 inline std::string_view take(std::string_view& rest, char separator) {
     const std::size_t end = std::min(rest.find(separator), rest.size());
     const std::string_view field = rest.substr(0, end);

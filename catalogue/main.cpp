@@ -1,4 +1,4 @@
-// Checks the catalogue of calls and derives from it what would otherwise be typed again.
+// Checks the catalogue of calls and generates files from it.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -27,7 +27,7 @@ std::vector<SourceText> sourcesIn(const std::string& folder) {
     return sources;
 }
 
-// Leaves a file alone that is as it should be, so that nothing is compiled again for it.
+// Does not touch an unchanged file, so that it causes no recompilation.
 void write(const std::filesystem::path& path, const std::string& text) {
     if (std::filesystem::exists(path) && readFile(path.string()) == text) {
         return;

@@ -14,9 +14,9 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// A growing array. Copies are deep and made at once. Storage grows to exactly what is needed (at
-/// least 8 elements), so `reserve` before adding many elements one by one. Positions past the end
-/// are cut to it, except in `operator[]`. Functions that need memory throw std::bad_alloc. Distinct
+/// A growable array. Copies are deep and immediate. Storage grows to exactly the required size (at
+/// least 8 elements), so call `reserve` before adding many elements one by one. Positions past the
+/// end are clamped, except in `operator[]`. Functions that allocate throw std::bad_alloc. Distinct
 /// objects may be used by distinct threads.
 template <class T>
 class Array {
@@ -42,7 +42,7 @@ class Array {
     size_t size() const noexcept { return rep_ ? rep_->size : 0; }
     size_t capacity() const noexcept { return rep_ ? rep_->capacity : minimumCapacity; }
 
-    /// Null while no element was ever stored.
+    /// Null if no element was ever stored.
     T* data() noexcept { return rep_ ? elementsOf(rep_) : nullptr; }
     const T* data() const noexcept { return rep_ ? elementsOf(rep_) : nullptr; }
 
@@ -106,7 +106,7 @@ class Array {
     void swap(Array& x) noexcept { std::swap(rep_, x.rep_); }
 
     /// size_t(-1) if no element equals `x`. Otherwise the position of the first one for class
-    /// types, but always 1 for scalar types: as in the framework, the result then only says that
+    /// types, but always 1 for scalar types: as in the framework, the result then only shows that
     /// there is one, and callers that need the position use a loop.
     size_t find(const T& x) const {
         for (size_t i = 0; i < size(); i++) {
@@ -126,7 +126,7 @@ class Array {
     }
 
   private:
-    /// Stands before the elements.
+    /// Precedes the elements.
     struct alignas(std::max_align_t) Rep {
         size_t size;
         size_t capacity;
@@ -150,7 +150,7 @@ class Array {
         return array;
     }
 
-    /// `n`, if that many elements more are possible at all.
+    /// `n`, if that many more elements are possible.
     size_t checked(size_t n) const {
         if (n > maximumCapacity - size()) throw std::bad_alloc();
         return n;
@@ -162,14 +162,14 @@ class Array {
                place < reinterpret_cast<std::uintptr_t>(data() + size());
     }
 
-    /// Makes one more element. REQUIRES: size() < capacity().
+    /// Appends an element. REQUIRES: size() < capacity().
     template <class... From>
     void construct(From&&... from) {
         ::new (static_cast<void*>(stored() + rep_->size)) T(std::forward<From>(from)...);
         rep_->size++;
     }
 
-    /// Only plain values may be moved by the allocator.
+    /// Only trivial values may be moved by the allocator.
     void grow(size_t capacity) {
         if constexpr (std::is_trivially_copyable_v<T>) {
             rep_ = makeRep(rep_, size(), capacity);

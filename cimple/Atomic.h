@@ -4,7 +4,7 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// A reference count. All functions may be called from several threads at once.
+/// A reference count. Any thread may call any function.
 struct Atomic {
     int n;
 };
@@ -21,7 +21,7 @@ inline void Atomic_inc(Atomic* atomic) {
     __atomic_fetch_add(&atomic->n, 1, __ATOMIC_RELAXED);
 }
 
-/// Takes one off; true for the caller that takes the last one.
+/// Decrements the count; true if it is then 0.
 inline bool Atomic_dec_and_test(Atomic* atomic) {
     return __atomic_sub_fetch(&atomic->n, 1, __ATOMIC_ACQ_REL) == 0;
 }

@@ -24,8 +24,8 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// True if a text has the right length, digits and separators. Whether its three last digits suit
-/// an interval is left open.
+/// True if a text has the right length, digits and separators. Does not check whether its last
+/// three digits are valid for an interval.
 bool isWellFormed(const char* s) {
     if (!s || ::strnlen(s, textLength + 1) != textLength) return false;
     for (size_t i = 0; i < textLength; i++) {

@@ -8,10 +8,10 @@ CIMPLE_NAMESPACE_BEGIN
 
 /// A CIM datetime: a timestamp or an interval, in microseconds.
 ///
-/// A timestamp counts from 1970-01-01 00:00:00 UTC. Its offset (minutes) is only carried along and
-/// printed, it never takes part in the arithmetic. Digits of a text are local time of the process
-/// both ways, so a text is the same after a round trip under every time zone, whereas `usec` for
-/// one text depends on the zone. All arithmetic is unsigned: a time before 1970 wraps round.
+/// A timestamp counts from 1970-01-01 00:00:00 UTC. Its offset (minutes) is only stored and
+/// printed; the arithmetic ignores it. The digits of a text are local time of the process in both
+/// directions, so a text survives a round trip in every time zone, while its `usec` depends on the
+/// zone. All arithmetic is unsigned: a time before 1970 wraps around.
 ///
 /// Copies share one state. Distinct objects may be used by distinct threads, except that `usec(x)`
 /// and `offset(x)` change all copies.
@@ -24,7 +24,7 @@ struct Datetime {
     static const uint64 HOUR;
     static const uint64 DAY;
 
-    /// Bytes that `ascii` writes at most, with the NUL.
+    /// The maximum number of bytes that `ascii` writes, including the NUL.
     enum { BUFFER_SIZE = 32 };
 
     /// The interval 0.
@@ -43,8 +43,8 @@ struct Datetime {
     void set(uint64 usec, sint32 offset);
     void set(uint64 usec);
     /// Takes `yyyymmddHHMMSS.mmmmmmsutc` or `ddddddddHHMMSS.mmmmmm:000`, 25 characters. The ranges
-    /// of the digits are not checked, a date is normalised. False for anything else, also for CIM
-    /// wildcards and null; the value then stays as it was.
+    /// of the digits are not checked, a date is normalised. For anything else, including CIM
+    /// wildcards and null, returns false and leaves the value unchanged.
     bool set(const char* s);
     void clear() { set(uint64(0)); }
 
@@ -65,8 +65,8 @@ struct Datetime {
     /// Changes this object and every copy that shares its state.
     void offset(sint32 offset) noexcept { rep_->offset = offset; }
 
-    /// The text, `yyyy/mm/dd HH:MM:SS.mmmmmmsutc` or `dddddddd HH MM SS.mmmmmm:000` if pretty; cut
-    /// to the buffer where a huge year or offset does not fit.
+    /// The text, `yyyy/mm/dd HH:MM:SS.mmmmmmsutc` or `dddddddd HH MM SS.mmmmmm:000` if pretty;
+    /// truncated to the buffer if a huge year or offset does not fit.
     void ascii(char buffer[BUFFER_SIZE], bool pretty = false) const;
     String ascii(bool pretty = false) const;
     /// Writes the text and a line end.

@@ -11,11 +11,11 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// The text that goes with a failed provider operation. Each thread has one of its own.
+/// The text of a failed provider operation. Each thread has its own.
 class Error {
   public:
-    /// REQUIRES: the text is shorter than 128 bytes. A longer one is cut; a debug build ends the
-    /// process.
+    /// REQUIRES: the text is shorter than 128 bytes. A longer one is truncated; a debug build ends
+    /// the process.
     [[gnu::format(printf, 1, 2)]] static void set(const char* format, ...);
     /// Empty if none is set; valid until the thread changes its text.
     static const char* get();

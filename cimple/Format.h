@@ -7,13 +7,13 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// What the parts of the framework share among themselves; not installed.
+/// Internal to the framework; not installed.
 namespace detail {
 
-/// The longest text that the framework can format: a longer one ends the process there.
+/// The longest text that the real framework can format: a longer one ends the process.
 constexpr size_t longestText = 127;
 
-/// Formats into `text`, as vsnprintf does. A longer text than the framework bears is cut; a debug
+/// Formats into `text`, like vsnprintf. A text too long for the framework is truncated; a debug
 /// build ends the process instead, so that a test finds the caller.
 void formatText(char (&text)[longestText + 1], const char* format, va_list args);
 

@@ -59,7 +59,8 @@ uint8 nullOf(const Instance* instance, const Meta_Property* property) {
     return *static_cast<const uint8*>(fieldAt(instance, property->null_offset));
 }
 
-/// All pointers to generated classes look alike, so any of them is accessed as one to Instance.
+/// All pointers to generated classes have the same representation, so each is accessed as an
+/// Instance pointer.
 Instance* referenceOf(const Instance* instance, const Meta_Reference* reference) {
     Instance* target;
     std::memcpy(&target, fieldAt(instance, reference->offset), sizeof target);
@@ -94,8 +95,8 @@ bool always(const Meta_Feature*) {
     return true;
 }
 
-/// The property of the other class that has the same name and type. The other class may be the same
-/// one in another module, which has data of its own for it.
+/// The property of the other class with the same name and type. The other class may be the same
+/// class in another module, which has its own class data.
 const Meta_Property* counterpart(const Instance* other, const Meta_Property* property) {
     const auto* found = find_property(other->meta_class, property->name);
     const bool sameType =

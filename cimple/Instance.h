@@ -10,7 +10,7 @@
 #include <cimple/Property.h>
 #include <cimple/String.h>
 
-/// What every instance carries as its first word.
+/// The first word of every instance.
 #define CIMPLE_INSTANCE_MAGIC 0xF00DFACE
 
 CIMPLE_NAMESPACE_BEGIN
@@ -20,9 +20,9 @@ template <class CLASS>
 struct Lifetime;
 }
 
-/// The base of all generated classes and of the objects that carry method parameters. Instances
-/// live on the heap with a count of references. Counting is safe between threads, all else needs a
-/// lock of the caller's.
+/// The base of all generated classes and of the objects with method parameters. Instances are on
+/// the heap and reference-counted. The count is thread-safe; everything else needs a lock of the
+/// caller.
 struct Instance {
     uint32 __magic;
     Atomic __refs;
@@ -40,20 +40,20 @@ struct Instance {
     friend struct detail::Lifetime<Instance>;
 };
 
-/// A new instance with a count of 1. With defaults all properties are null but those with a default
-/// in the MOF, which get it; without, all are zero or empty and none is null. References are null
-/// pointers either way.
+/// A new instance with a count of 1. With defaults, properties have their default of the MOF and
+/// are otherwise null; without, all are zero or empty and none is null. References are always null
+/// pointers.
 Instance* create(const Meta_Class* meta_class, bool defaults = false);
 
-/// Frees an instance whatever its count, and gives up its references. A null variable is ignored;
-/// the literal does not compile, as in the framework.
+/// Frees an instance regardless of its count, and releases its references. A null variable is
+/// ignored; the literal does not compile, as in the framework.
 void destroy(Instance* instance);
 void destroy(std::nullptr_t) = delete;
 
-/// A deep copy with the name space and the objects referred to; its count is 1.
+/// A deep copy including the name space and the referenced objects; its count is 1.
 Instance* clone(const Instance* instance);
 
-/// A copy of the keys alone, all else null, without the name space.
+/// A copy of only the keys; everything else is null, without the name space.
 Instance* key_clone(const Instance* instance);
 
 template <class CLASS>
@@ -62,7 +62,7 @@ inline void ref(const CLASS* instance) {
     if (base) Atomic_inc(&const_cast<Instance*>(base)->__refs);
 }
 
-/// Gives up one reference; the last one frees the instance.
+/// Releases one reference; the last one frees the instance.
 template <class CLASS>
 inline void unref(const CLASS* instance) {
     auto* base = const_cast<Instance*>(static_cast<const Instance*>(instance));
@@ -73,21 +73,21 @@ inline const char* class_name_of(const Instance* instance) {
     return instance->meta_class->name;
 }
 
-/// Write an instance as text, null properties too.
+/// Write an instance as text, including null properties.
 void print(const Instance* instance, bool keys_only = false);
 void fprint(FILE* file, const Instance* instance, bool keys_only = false);
 
-/// These change null states only. Values stay, references are not touched.
+/// These change only null states, neither values nor references.
 void nullify_properties(Instance* instance);
 void nullify_keys(Instance* instance);
 void nullify_non_keys(Instance* instance);
 void de_nullify_properties(Instance* instance);
 void de_nullify_keys(Instance* instance);
 
-/// Makes the properties null that `names` (ended by a null pointer) does not list.
+/// Makes all properties null that are not in `names` (ended by a null pointer).
 void filter_properties(Instance* instance, const char* const* names, bool keep_keys = true);
 
-/// Makes all properties empty and null, and gives up the references.
+/// Makes all properties empty and null, and releases the references.
 void clear(Instance* instance);
 
 /// True if both have the same keys with the same types, null states and values. The classes may
@@ -100,15 +100,15 @@ bool identical(const Instance* a, const Instance* b);
 /// False if a key property is null or a key reference is a null pointer.
 bool keys_non_null(const Instance* instance);
 
-/// Copy the features that both classes have with one type: all of them, those that are non-null in
-/// `model` (keys too), or the keys. Objects referred to are cloned.
+/// Copy the features that both classes have with the same type: all of them, those that are
+/// non-null in `model` (including keys), or the keys. Referenced objects are cloned.
 void copy(Instance* dest, const Instance* src);
 void copy(Instance* dest, const Instance* src, const Instance* model);
 void copy_keys(Instance* dest, const Instance* src);
 
 namespace detail {
 
-/// True if `meta_class` is `ancestor` or derives from it. Names are compared in any case.
+/// True if `meta_class` is `ancestor` or derives from it. Names are compared ignoring case.
 bool derives(const Meta_Class* meta_class, const Meta_Class* ancestor);
 
 template <class CLASS>
@@ -150,7 +150,7 @@ struct is_a {
 
 namespace detail {
 
-/// Lets the meta data make and free the objects of a class, whose constructor is private.
+/// Lets the meta data create and free the objects of a class, whose constructor is private.
 template <class CLASS>
 struct Lifetime {
     static Instance* construct() { return new CLASS(); }

@@ -6,8 +6,8 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// A store of instances with distinct keys that owns them, in the order of their insertion.
-/// Look-ups are linear. Needs a lock of the caller's.
+/// Owns instances with distinct keys, in insertion order. Look-ups are linear. Needs a lock of the
+/// caller.
 template <class CLASS>
 class Instance_Map {
   public:
@@ -16,8 +16,8 @@ class Instance_Map {
     Instance_Map& operator=(const Instance_Map&) = delete;
     ~Instance_Map() { clear(); }
 
-    /// Takes the instance over and gives its position; size_t(-1), and the instance stays with the
-    /// caller, if there is one with its keys already.
+    /// Takes the instance over and returns its position. If its keys exist already, returns
+    /// size_t(-1) and the caller keeps the instance.
     size_t insert(CLASS* instance) {
         if (find(instance) != size_t(-1)) return size_t(-1);
         instances_.append(instance);
@@ -32,14 +32,14 @@ class Instance_Map {
         return size_t(-1);
     }
 
-    /// The instance with the keys of `model`, null if there is none. It stays with the map.
+    /// The instance with the keys of `model`, null if there is none. The map keeps ownership.
     CLASS* lookup(const CLASS* model) {
         const size_t pos = find(model);
         return pos == size_t(-1) ? nullptr : instances_[pos];
     }
 
-    /// Takes an instance out of the map. It is not destroyed: whoever wants to keep or to free it
-    /// gets it from the map first. REQUIRES: pos < size().
+    /// Removes an instance from the map without destroying it: get it from the map before, to keep
+    /// or free it. REQUIRES: pos < size().
     void remove(size_t pos) { instances_.remove(pos); }
 
     size_t size() const { return instances_.size(); }
@@ -53,7 +53,8 @@ class Instance_Map {
         instances_.clear();
     }
 
-    /// The operations of a provider on what the map holds. Instances given and returned are clones.
+    /// The operations of a provider on the map's contents. Stored and returned instances are
+    /// clones.
     Get_Instance_Status get_instance(const CLASS* model, CLASS*& instance) {
         const CLASS* found = lookup(model);
         if (!found) return GET_INSTANCE_NOT_FOUND;

@@ -9,7 +9,7 @@ CIMPLE_NAMESPACE_BEGIN
 
 struct Instance;
 
-/// The description of a CIM class: its features with the inherited ones first.
+/// The description of a CIM class: its features, inherited ones first.
 struct Meta_Class {
     const char* name;
     /// Null for a root class.
@@ -19,12 +19,12 @@ struct Meta_Class {
     size_t num_keys;
     /// Bytes of an instance.
     size_t size;
-    /// Make and free an instance. Made ones are all zero and empty and have no count yet.
+    /// Create and free an instance. A new one is all zero and empty and has no count yet.
     Instance* (*construct)();
     void (*destruct)(Instance*);
 };
 
-/// The feature of the name (in any case); null if there is none or it is of another kind.
+/// The feature of that name (ignoring case); null if there is none or it is of another kind.
 const Meta_Property* find_property(const Meta_Class* meta_class, const char* name);
 const Meta_Reference* find_reference(const Meta_Class* meta_class, const char* name);
 const Meta_Method* find_method(const Meta_Class* meta_class, const char* name);

@@ -2,7 +2,7 @@
 
 #include <cimple/config.h>
 
-/// Flags of a feature: a key property (always this bit), and the kind of the feature.
+/// Flags of a feature: key property (always this bit), and the kind of the feature.
 #define CIMPLE_FLAG_PROPERTY (1U << 0)
 #define CIMPLE_FLAG_REFERENCE (1U << 1)
 #define CIMPLE_FLAG_METHOD (1U << 2)
@@ -10,8 +10,8 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// What a class consists of: a property, a reference or a method, as its flags say. All meta data
-/// are constants and may be read by any thread.
+/// A member of a class: a property, a reference or a method, according to its flags. All meta data
+/// is constant and may be read by any thread.
 struct Meta_Feature {
     uint32 flags;
     const char* name;

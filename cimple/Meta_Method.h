@@ -7,7 +7,7 @@ CIMPLE_NAMESPACE_BEGIN
 struct Meta_Class;
 
 struct Meta_Method : Meta_Feature {
-    /// The class of the objects that carry the parameters and the return value.
+    /// The class of the objects with the parameters and the return value.
     const Meta_Class* meta_class;
 };
 

@@ -7,7 +7,7 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// How the values of one C++ type of property are handled. The pointers are to its `Property<T>`.
+/// Operations on properties of one C++ type. The pointers are to its `Property<T>`.
 struct Property_Operations {
     void (*assign)(void* to, const void* from);
     bool (*equal)(const void* a, const void* b);
@@ -19,11 +19,11 @@ struct Meta_Property : Meta_Feature {
     Type type;
     /// 0: scalar, -1: array.
     sint16 subscript;
-    /// Places of the `Property<T>` and of its null byte in the instance.
+    /// Offsets of the `Property<T>` and of its null byte in the instance.
     uint32 offset;
     uint32 null_offset;
     const Property_Operations* operations;
-    /// Sets the default value of the MOF; null if that has none.
+    /// Sets the default value of the MOF; null if there is none.
     void (*set_default)(void* property);
 };
 

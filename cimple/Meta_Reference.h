@@ -7,11 +7,11 @@ CIMPLE_NAMESPACE_BEGIN
 struct Meta_Class;
 
 struct Meta_Reference : Meta_Feature {
-    /// The class of the objects referred to.
+    /// The class of the referenced objects.
     const Meta_Class* meta_class;
-    /// Always 0: arrays of references occur in the parameters of methods only.
+    /// Always 0: arrays of references occur only in method parameters.
     sint16 subscript;
-    /// Place of the pointer in the instance.
+    /// Offset of the pointer in the instance.
     uint32 offset;
 };
 

@@ -4,9 +4,9 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// A value of a CIM property with its null state. An aggregate without constructor: the fields of a
-/// local scalar one are not initialised before `set` or `clear`. A plain value: distinct objects
-/// may be used by distinct threads.
+/// A value of a CIM property with its null state. An aggregate without a constructor: the fields of
+/// a local scalar property are uninitialised before `set` or `clear`. Distinct objects may be used
+/// by distinct threads.
 template <class T>
 struct Property {
     T value;
@@ -25,7 +25,7 @@ struct Property {
     }
 };
 
-/// Equal if null states and values both agree. The values count even when both are null.
+/// Equal if null states and values are both equal. The values count even if both are null.
 template <class T>
 inline bool operator==(const Property<T>& a, const Property<T>& b) {
     return a.null == b.null && a.value == b.value;

@@ -84,7 +84,7 @@ enum Enum_Associators_Status {
     ENUM_ASSOCIATORS_ACCESS_DENIED = 172,
 };
 
-/// What the framework asks of a provider.
+/// The messages of the framework to a provider.
 enum Provider_Operation {
     OPERATION_GET_META_CLASS,
     OPERATION_CREATE_PROVIDER,
@@ -105,9 +105,9 @@ enum Provider_Operation {
     OPERATION_ENUM_ASSOCIATORS,
 };
 
-/// Receive what a provider enumerates. They own the instances; false means that no more are wanted.
-/// Whoever runs the enumeration makes a last call of its own with a null instance and the status
-/// that the provider returned.
+/// Receive the instances that a provider enumerates, and own them; false means that no more are
+/// wanted. The caller of the enumeration makes the last call, with a null instance and the status
+/// returned by the provider.
 typedef bool (*Enum_Instances_Proc)(Instance*, Enum_Instances_Status, void* client_data);
 typedef bool (*Enum_Associator_Names_Proc)(const Instance*, Enum_Associator_Names_Status,
                                            void* client_data);
@@ -118,14 +118,14 @@ typedef bool (*Indication_Proc)(Instance*, void* client_data);
 
 namespace detail {
 
-/// What a provider gives the instances of an enumeration to. Used by one thread at a time.
+/// Receives the instances of an enumeration from a provider. Used by one thread at a time.
 template <class CLASS, class STATUS, class PROC>
 class Enum_Handler {
   public:
     Enum_Handler(PROC proc, void* client_data) noexcept : proc_(proc), client_data_(client_data) {}
 
-    /// Hands an instance over: the provider must not use it afterwards. False means that no more
-    /// are wanted.
+    /// Takes ownership of an instance: the provider must not use it afterwards. False means that no
+    /// more are wanted.
     bool handle(CLASS* instance) { return proc_(instance, static_cast<STATUS>(0), client_data_); }
 
   private:
@@ -160,7 +160,7 @@ class Enum_References_Handler
     using detail::Enum_Handler<CLASS, Enum_References_Status, Enum_References_Proc>::Enum_Handler;
 };
 
-/// What an indication provider delivers to. The provider owns it from enable_indications to
+/// Receives the indications of a provider, which owns it from enable_indications to
 /// disable_indications. Used by one thread at a time.
 template <class CLASS>
 class Indication_Handler {
@@ -172,7 +172,7 @@ class Indication_Handler {
     /// Makes the last call.
     ~Indication_Handler() { proc_(nullptr, client_data_); }
 
-    /// Hands an indication over: the provider must not use it afterwards.
+    /// Takes ownership of an indication: the provider must not use it afterwards.
     bool handle(CLASS* indication) { return proc_(indication, client_data_); }
 
   private:

@@ -6,14 +6,14 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// A counted pointer to an instance. Counting is safe between threads, one Ref object is not.
+/// A counted pointer to an instance. The count is thread-safe, a Ref object is not.
 template <class T>
 class Ref {
   public:
     Ref() noexcept : ptr_(nullptr) {}
     Ref(const Ref& x) noexcept : ptr_(x.ptr_) { ref(ptr_); }
-    /// Takes over the reference of the caller, so the count stays. An instance that is not of class
-    /// T gives a null Ref and still belongs to the caller.
+    /// Takes over the reference of the caller, so the count is unchanged. For an instance that is
+    /// not of class T the Ref is null, and the caller keeps the instance.
     template <class U>
     Ref(U* instance) : ptr_(as(instance)) {}
     ~Ref() { unref(ptr_); }
@@ -24,7 +24,7 @@ class Ref {
     }
 
     void reset() { reset(static_cast<T*>(nullptr)); }
-    /// Shares the instance: the count goes up, the caller keeps its own reference.
+    /// Shares the instance: increments the count, the caller keeps its own reference.
     void reset(T* instance) {
         ref(instance);
         T* old = ptr_;
@@ -39,7 +39,7 @@ class Ref {
     T* ptr() noexcept { return ptr_; }
     const T* ptr() const noexcept { return ptr_; }
 
-    /// Hands the reference to the caller and becomes null.
+    /// Passes the reference to the caller and becomes null.
     T* steal() noexcept {
         T* instance = ptr_;
         ptr_ = nullptr;

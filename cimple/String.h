@@ -4,12 +4,12 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// A counted, NUL-terminated byte string that is copied on write: copies share one buffer until one
-/// of them is changed.
+/// A reference-counted, NUL-terminated byte string with copy-on-write: copies share one buffer
+/// until one of them is changed.
 ///
 /// Distinct objects may be used by distinct threads even while they share a buffer; one object
-/// needs a lock of the caller's. A null `const char*` counts as the empty string. Positions and
-/// counts past the end are cut to it. Functions that need memory throw std::bad_alloc.
+/// needs a lock of the caller. A null `const char*` counts as the empty string. Positions and
+/// counts past the end are clamped. Functions that allocate throw std::bad_alloc.
 class String {
   public:
     String() noexcept : rep_(nullptr) {}
@@ -30,7 +30,7 @@ class String {
         return *this;
     }
 
-    /// Makes room for `n` bytes.
+    /// Reserves space for `n` bytes.
     void reserve(size_t n);
 
     /// The source may lie inside this string.
@@ -38,7 +38,7 @@ class String {
     void assign(const char* s);
     void assign(const char* s, size_t n);
 
-    /// The source may lie inside this string. An empty one makes room for text all the same.
+    /// The source may lie inside this string. Allocates a buffer even for an empty source.
     void append(const String& s);
     void append(const char* s);
     void append(const char* s, size_t n);
@@ -49,23 +49,23 @@ class String {
 
     String substr(size_t pos, size_t n = size_t(-1));
 
-    /// Makes the string empty. A buffer that is not shared is kept.
+    /// Makes the string empty. Keeps an unshared buffer.
     void clear();
 
     /// Valid until the string is changed or destroyed.
     const char* c_str() const noexcept { return rep_ ? rep_->text() : ""; }
     size_t size() const noexcept { return rep_ ? rep_->size : 0; }
     bool empty() const noexcept { return size() == 0; }
-    /// 0 for a string that nothing was ever put into, else a power of two of at least 32.
+    /// 0 for a string that never had a buffer, else a power of two of at least 32.
     size_t capacity() const noexcept { return rep_ ? rep_->capacity : 0; }
 
-    /// The byte at `pos`; NUL at the end and past it.
+    /// The byte at `pos`; NUL at or past the end.
     char operator[](size_t pos) const noexcept { return pos < size() ? rep_->text()[pos] : '\0'; }
-    /// Changes the byte at `pos`; nothing happens past the end.
+    /// Changes the byte at `pos`; does nothing past the end.
     void set(size_t pos, char c);
 
-    /// Strings compare in their whole length; with a `const char*` the first NUL ends both; with a
-    /// length the sizes must agree.
+    /// Strings compare by their whole length; with a `const char*` the first NUL ends both; with a
+    /// length the sizes must be equal.
     bool equal(const String& s) const noexcept;
     bool equal(const char* s) const noexcept;
     bool equal(const char* s, size_t n) const noexcept;

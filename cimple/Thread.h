@@ -6,13 +6,12 @@ CIMPLE_NAMESPACE_BEGIN
 
 typedef void* (*Thread_Proc)(void*);
 
-/// A thread of a provider. Only threads made here have what delivering an indication needs, as the
-/// thread has that made them. Nothing is kept: the object is only the place that a thread is made
-/// through.
+/// Creates threads of a provider. Only these threads inherit from their creator the context that is
+/// needed to deliver indications. Stateless.
 class Thread {
   public:
-    /// Runs `proc(arg)` in a thread of its own, which nobody waits for. Returns 0, or an errno
-    /// value when there can be no more threads.
+    /// Runs `proc(arg)` in a detached thread. Returns 0, or an errno value if the thread cannot be
+    /// created.
     static int create_detached(Thread& thread, Thread_Proc proc, void* arg);
 };
 

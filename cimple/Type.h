@@ -73,7 +73,7 @@ inline Type type_of(const Datetime&) {
     return DATETIME;
 }
 
-/// Sets a value to zero. Those of the class types stand with their classes.
+/// Sets a value to zero. The overloads for class types are in their own headers.
 inline void __clear(boolean& value) {
     value = false;
 }

@@ -4,20 +4,20 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// What a provider asks of the CIM server.
+/// Requests of a provider to the CIM server.
 ///
 /// Thread-safety: any thread may call any operation.
 class cimom {
   public:
-    /// Whether the server may unload the provider when nobody has called it for a while, as it may
-    /// at first. A provider with a subscription forbids it: being unloaded ends its indications,
-    /// and the client is not told.
+    /// Sets whether the server may unload the provider when it is idle; initially it may. A
+    /// provider with a subscription must forbid it: unloading ends its indications without
+    /// informing the client.
     static void allow_unload(bool flag);
 };
 
 namespace detail {
 
-/// What the last cimom::allow_unload() said: for whoever plays the server.
+/// The argument of the last cimom::allow_unload(), for code that acts as the server.
 bool mayUnload();
 
 }  // namespace detail

@@ -2,12 +2,12 @@
 
 #include <cstddef>
 
-/// Opens the namespace of the framework. Everything in it is visible outside the library that
-/// defines it, also where the compiler is told to hide symbols.
+/// Opens the namespace of the framework. Its contents are visible outside the defining library,
+/// even if the compiler hides symbols by default.
 #define CIMPLE_NAMESPACE_BEGIN namespace [[gnu::visibility("default")]] cimple {
 #define CIMPLE_NAMESPACE_END }
 
-/// Marks an argument as not used on purpose.
+/// Marks an argument as deliberately unused.
 #define CIMPLE_UNUSED(X) static_cast<void>(X)
 
 #define CIMPLE_UINT8_MAX (static_cast<::cimple::uint8>(255))

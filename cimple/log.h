@@ -9,14 +9,14 @@ enum Log_Level { LL_FATAL, LL_ERR, LL_WARN, LL_INFO, LL_DBG };
 /// Whether the macros below log at all.
 extern bool _log_enabled_state;
 
-/// A place in the source that logs; the macros below make one. `write` appends a line to the file
-/// "messages" in the directory that the environment variable CIMPLE_HOME names; without that
-/// directory the text is dropped. May be used by several threads and processes at once.
+/// A logging position in the source, created by the macros below. `write` appends a line to the
+/// file "messages" in the directory CIMPLE_HOME (environment variable); without that directory the
+/// text is dropped. May be used by several threads and processes at once.
 class Log_Call_Frame {
   public:
     Log_Call_Frame(Log_Level level, const char* file, int line) noexcept
         : level_(level), file_(file), line_(line) {}
-    /// REQUIRES: as Error::set().
+    /// REQUIRES: as for Error::set().
     [[gnu::format(printf, 2, 3)]] void write(const char* format, ...) const;
 
   private:

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# The tour that ./dev demo gives: this machine through the typed calls, a program and its trace, a
-# call that fails, an event. Needs varnock-agent, varnockctl and first_call in the path. A step that
-# does not go as it should ends the tour, with its name and a status that is not 0.
+# The demonstration of ./dev demo: this machine through the typed calls, a program and its trace, a
+# call that fails, an event. Needs varnock-agent, varnockctl and first_call in the path. Stops at the
+# first step that fails, with its name and a non-zero status.
 set -euo pipefail
 
-# Settings of whoever runs the tour would lead it to files that are not its own.
+# Settings of the user would make the demonstration use other files than its own.
 unset "${!QX_@}" TraceFileLimit
 
 bold='' plain=''
@@ -22,7 +22,7 @@ trap 'printf "demo: this step failed: %s\n" "$step" >&2' ERR
 heading varnock-agent run --host -- varnockctl inventory
 varnock-agent run --host -- varnockctl inventory
 
-# The library traces what a program does with it. Of that, what was asked and what came back.
+# The library traces the program's calls. The filter selects requests and responses.
 both='first_call && varnockctl trace --grep "Kolm::get|Receive response"'
 heading "varnock-agent run --host -- sh -c '$both'"
 varnock-agent run --host -- sh -c "$both"

@@ -18,8 +18,8 @@ void requireAgent(const std::string& path) {
     }
 }
 
-// The client and the calls are never destroyed, on purpose. The requests of a process end for good
-// with its last client, and a CIM server may unload this module and load it again.
+// The client and the calls are deliberately never destroyed. After its last client is destroyed, a
+// process cannot send requests again, but a CIM server may unload this module and load it again.
 
 provider::KOLMClient& client() {
     static auto* const kept =

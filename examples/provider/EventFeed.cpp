@@ -17,12 +17,12 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kFirstPause{1000};
 constexpr milliseconds kLongestPause{10000};
-// How long stop() waits for a thread that the library may be holding up.
+// How long stop() waits for a thread that may be blocked in the library.
 constexpr milliseconds kPatience{1000};
 
 }  // namespace
 
-/// What the feed and its thread share. The thread may outlive the feed.
+/// State shared by the feed and its thread. The thread may outlive the feed.
 struct EventFeed::Shared {
     explicit Shared(std::unique_ptr<EventSource> from) : source(std::move(from)) {}
 
@@ -53,7 +53,7 @@ bool EventFeed::start(LogEntryRelay::Deliver deliver) {
         shared_->relay.stop();
         return false;
     }
-    static_cast<void>(forThread.release());  // run() has it now
+    static_cast<void>(forThread.release());  // run() owns it now
     return true;
 }
 
@@ -71,7 +71,7 @@ void EventFeed::stop() {
 
 namespace {
 
-// For want of memory, too, the next attempt may be the better one.
+// Even without memory, the next attempt may succeed.
 bool opened(EventSource& source) {
     try {
         return source.open();
@@ -88,7 +88,7 @@ EventSource::Outcome nextOf(EventSource& source, LogEvent& event) {
     }
 }
 
-/// Hands events on until the agent has gone or somebody calls wake(). True if anything came.
+/// Delivers events until the agent disappears or wake() is called. True if any event arrived.
 bool relayEvents(EventSource& source, LogEntryRelay& relay) {
     for (bool came = false;; came = true) {
         LogEvent event{};

@@ -7,9 +7,9 @@
 
 namespace krm {
 
-/// Delivers the agent's events for as long as a subscription stands, through restarts of the agent:
-/// one that is not there is looked for in the background, after 1, 2, 4 and 8 s, then every 10 s.
-/// The client is told when the agent cannot be reached and when it can be again.
+/// Delivers the agent's events during a subscription, through restarts of the agent: if the agent
+/// is absent, it retries in the background after 1, 2, 4 and 8 s, then every 10 s. The client is
+/// informed when the agent becomes unreachable and when it is reachable again.
 ///
 /// Thread-safety: for one thread.
 class EventFeed {
@@ -19,11 +19,11 @@ class EventFeed {
     EventFeed(const EventFeed&) = delete;
     EventFeed& operator=(const EventFeed&) = delete;
 
-    /// Begins, once. To be called on a thread of the framework, whose context those that deliver
-    /// take over. False when there can be no thread.
+    /// Starts, once. Must be called on a thread of the framework, whose context the delivering
+    /// threads inherit. False if no thread can be created.
     bool start(LogEntryRelay::Deliver deliver);
-    /// Ends for good. Nothing is delivered when it returns. A registration that the agent does not
-    /// answer is not waited for: it ends by itself later and disturbs no other feed.
+    /// Ends the feed. Nothing is delivered after it returns. Does not wait for a registration that
+    /// the agent does not answer: that ends later by itself and does not affect other feeds.
     void stop();
 
   private:

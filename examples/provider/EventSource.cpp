@@ -20,7 +20,7 @@ constexpr unsigned int kSystemMessageLog = 0x0B11;
 constexpr unsigned int kDriverMonitorLog = 0x181B;
 
 std::mutex& turns() {
-    static auto* const mutex = new std::mutex;  // a thread may need it when the process ends
+    static auto* const mutex = new std::mutex;  // a thread may still need it at exit
     return *mutex;
 }
 
@@ -49,7 +49,7 @@ EventSource::~EventSource() {
 
 bool EventSource::open() {
     std::unique_lock<std::mutex> turn(turns());
-    // The library itself would try for ten minutes.
+    // The library itself would retry for ten minutes.
     if (ProbeAgentSocket(EventSocketPath()) != 0) {
         return false;
     }
@@ -78,8 +78,8 @@ EventSource::Outcome EventSource::next(LogEvent& event) {
     if (record.OpCode() != 0) {
         return understand(record, event);
     }
-    // A broken channel has been replaced, maybe under the same number, or there was no memory for
-    // an event, or it was none that can be read.
+    // A broken channel was replaced, perhaps by one with the same descriptor, or there was no
+    // memory for an event, or the event was malformed.
     fd_ = fd < 0 ? fd_ : fd;
     event = {LogEvent::EntriesLost, nullptr, 0};
     return Outcome::Event;
@@ -106,7 +106,7 @@ void EventSource::pause(std::chrono::milliseconds limit) {
 }
 
 void EventSource::wake() {
-    // Fails only when it has been called more often than a number of 64 bits can count.
+    // Fails only after more calls than a 64-bit counter can hold.
     static_cast<void>(eventfd_write(wakeFd_, 1));
 }
 

@@ -9,17 +9,17 @@ class SipJson;
 
 namespace krm {
 
-/// The agent's events as they come in over the event channel of the process. The channel is read
-/// here and not with KOLMEvents, because only who reads it learns that it broke and that events are
+/// The agent's events from the event channel of the process. It is read here and not with
+/// KOLMEvents, because only the reader of the channel learns that it broke and that events are
 /// missing.
 ///
-/// Thread-safety: the operations are for one thread, wake() for any. Sources that are open at the
-/// same time take turns: the later one waits until the earlier is closed.
+/// Thread-safety: the operations are for one thread, wake() for any. Only one source is open at a
+/// time: opening a second one waits until the first is closed.
 class EventSource {
   public:
     enum class Outcome {
-        Event,    ///< there is one
-        Nothing,  ///< what came is of no interest
+        Event,    ///< an event arrived
+        Nothing,  ///< no event of interest
         Closed,   ///< the agent has gone
         Woken,    ///< by wake()
     };
@@ -29,15 +29,15 @@ class EventSource {
     EventSource(const EventSource&) = delete;
     EventSource& operator=(const EventSource&) = delete;
 
-    /// Registers for events. False when the agent is not there.
+    /// Registers for events. False if the agent is absent.
     virtual bool open();
     /// Waits for the next event. REQUIRES: open.
     virtual Outcome next(LogEvent& event);
-    /// The registration ends; so does what was open.
+    /// Ends the registration and closes the channel.
     virtual void close();
     /// Waits until the time has passed or wake() is called.
     virtual void pause(std::chrono::milliseconds limit);
-    /// Ends the waiting, now and from now on.
+    /// Ends the current wait and all later ones.
     virtual void wake();
 
   private:

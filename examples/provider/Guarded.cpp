@@ -16,7 +16,7 @@ std::string shortened(const char* text) {
     if (result.size() <= kLongestErrorText) {
         return result;
     }
-    // A character has three such bytes at most; text that has more is not UTF-8.
+    // A character has at most three such bytes; text with more is not UTF-8.
     std::size_t end = kLongestErrorText;
     while (end > kLongestErrorText - 3 && continuesCharacter(result[end])) {
         --end;

@@ -10,20 +10,20 @@
 
 namespace krm {
 
-/// The longest error text, in bytes, that the framework takes: a longer one ends the process.
+/// The longest error text in bytes that the framework accepts: a longer one ends the process.
 constexpr std::size_t kLongestErrorText = 127;
 
-/// The text, or as many whole UTF-8 characters of it as the framework takes.
+/// The text, cut to as many whole UTF-8 characters as the framework accepts.
 std::string shortened(const char* text);
 
-/// Sets the error text of the operation in progress. Every text goes to the framework through here.
+/// Sets the error text of the current operation. All texts for the framework pass through here.
 void setErrorText(const char* text);
 
-/// What an exception says, without the place where it was raised: that is in the trace.
+/// The message of an exception, without the place where it was raised, which is in the trace.
 cimple::String messageOf(const provider::BaseException& failure);
 
-/// Runs a provider operation and turns what it throws into the operation's status and error text.
-/// `statusOf` is the mapping of that operation, such as provider::toGetInstanceStatus: refused
+/// Runs a provider operation and converts its exceptions to the operation's status and error text.
+/// `statusOf` is the mapping of that operation, such as provider::toGetInstanceStatus: denied
 /// access keeps its meaning, an absent agent is a failure.
 template <class Status, class Operation>
 Status guarded(cimple::uint32 (*statusOf)(provider::CimError), Operation operation) {

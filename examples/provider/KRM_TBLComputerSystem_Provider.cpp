@@ -42,7 +42,7 @@ void identify(KRM_TBLComputerSystem& system, KOLMCalls& calls) {
     }
 }
 
-/// An instance of this module's class with the keys that the library gives.
+/// An instance of this module's class with the keys from the library.
 cimple::Ref<KRM_TBLComputerSystem> keysOfSystem(KOLMCalls& calls) {
     const cimple::Ref<KRM_TBLComputerSystem> made = provider::createComputerSystemKeys(&calls);
     cimple::Ref<KRM_TBLComputerSystem> system(KRM_TBLComputerSystem::create(true));
@@ -69,7 +69,7 @@ cimple::Ref<KRM_TBLComputerSystem> readSystem(KOLMCalls& calls) {
     return system;
 }
 
-/// The contact that the request wants. Throws when it would change anything else.
+/// The requested contact. Throws if the request would change anything else.
 cimple::Property<cimple::String> wantedContact(const KRM_TBLComputerSystem& now,
                                                const KRM_TBLComputerSystem* model,
                                                const KRM_TBLComputerSystem* instance) {
@@ -87,7 +87,7 @@ cimple::Property<cimple::String> wantedContact(const KRM_TBLComputerSystem& now,
     return contact;
 }
 
-// False for a state that the agent cannot bring about.
+// False for a state that the agent cannot establish.
 bool requestState(cimple::uint16 state, KOLMCalls& calls) {
     switch (state) {
         case kShutDown:
@@ -101,7 +101,7 @@ bool requestState(cimple::uint16 state, KOLMCalls& calls) {
     }
 }
 
-/// The request has been made, so a job that cannot be kept is no failure of it.
+/// The request has already been sent, so it does not fail if the job cannot be stored.
 cimple::CIM_ConcreteJob* jobOf(const KRM_TBLComputerSystem& system) {
     const cimple::uint64 now = timeNow();
     const ShutdownJob job = ShutdownJob::ofRequest(system.Name.value, now);

@@ -6,9 +6,9 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// The computer system that this machine is: one instance, read from the management agent each time
-/// it is asked for. The operations report a refused access as access denied, everything else that
-/// goes wrong, an absent agent too, as a failure with its text.
+/// The computer system of this machine: one instance, read from the management agent at each
+/// request. The operations report a refused access as access denied, and every other error,
+/// including an absent agent, as a failure with its text.
 ///
 /// Thread-safety: the framework calls one operation at a time.
 class KRM_TBLComputerSystem_Provider {
@@ -18,7 +18,7 @@ class KRM_TBLComputerSystem_Provider {
     KRM_TBLComputerSystem_Provider();
     ~KRM_TBLComputerSystem_Provider();
 
-    /// Does not ask for the agent, which may start later than the CIM server.
+    /// Does not contact the agent, which may start later than the CIM server.
     Load_Status load();
     Unload_Status unload();
 
@@ -26,7 +26,7 @@ class KRM_TBLComputerSystem_Provider {
                                      KRM_TBLComputerSystem*& instance);
     Enum_Instances_Status enum_instances(const KRM_TBLComputerSystem* model,
                                          Enum_Instances_Handler<KRM_TBLComputerSystem>* handler);
-    /// Not supported: machines are not made or removed by request.
+    /// Not supported: machines are not created or removed by request.
     Create_Instance_Status create_instance(KRM_TBLComputerSystem* instance);
     Delete_Instance_Status delete_instance(const KRM_TBLComputerSystem* instance);
     /// Sets PrimaryOwnerContact. A request that would change another property is not supported and
@@ -35,8 +35,8 @@ class KRM_TBLComputerSystem_Provider {
                                            const KRM_TBLComputerSystem* instance);
 
     /// Asks the agent to shut the machine down (RequestedState 4) or to restart it (10), and gives
-    /// the job that stands for the request, an instance of KRM_TBLConcreteJob. The agent reports
-    /// nothing but refused access at once.
+    /// the job that represents the request, an instance of KRM_TBLConcreteJob. The agent reports
+    /// only refused access at once.
     Invoke_Method_Status RequestStateChange(const KRM_TBLComputerSystem* self,
                                             const Property<uint16>& RequestedState,
                                             CIM_ConcreteJob*& Job,

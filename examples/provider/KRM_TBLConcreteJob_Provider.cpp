@@ -13,7 +13,7 @@ namespace {
 
 using cimple::KRM_TBLConcreteJob;
 
-/// 0 when the agent is not there or does not know.
+/// 0 if the agent is absent or does not know it.
 cimple::uint32 bootTime() {
     try {
         provider::KOLMCalls& calls = agentCalls();
@@ -25,13 +25,13 @@ cimple::uint32 bootTime() {
     }
 }
 
-/// As the library has it for the other operations.
+/// As in the library's mappings of the other operations.
 cimple::uint32 toDeleteInstanceStatus(provider::CimError error) {
     return error == provider::CIM_ERR_ACCESS_DENIED ? cimple::DELETE_INSTANCE_ACCESS_DENIED
                                                     : cimple::DELETE_INSTANCE_FAILED;
 }
 
-/// The job that there is, and what it looks like now.
+/// The stored job, and its current instance.
 struct Found {
     ShutdownJob job;
     cimple::Ref<KRM_TBLConcreteJob> instance;
@@ -55,7 +55,7 @@ std::optional<Found> find(const KRM_TBLConcreteJob* keys) {
     return found && cimple::key_eq(keys, found->instance.ptr()) ? found : std::nullopt;
 }
 
-/// What the job is to be. Throws when the request would change more than can be set.
+/// The modified job. Throws if the request would change other properties.
 ShutdownJob changed(Found& found, const KRM_TBLConcreteJob* model,
                     const KRM_TBLConcreteJob* instance) {
     using Job = KRM_TBLConcreteJob;

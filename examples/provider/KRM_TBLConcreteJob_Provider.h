@@ -6,8 +6,8 @@
 
 CIMPLE_NAMESPACE_BEGIN
 
-/// The job of the last request to shut this machine down or to restart it, as ShutdownJob.h tells
-/// its life. An absent agent is no failure here: it goes down before the CIM server does.
+/// The job of the last request to shut down or restart this machine; ShutdownJob.h describes its
+/// life cycle. An absent agent is not a failure here: it stops before the CIM server does.
 ///
 /// Thread-safety: the framework calls one operation at a time.
 class KRM_TBLConcreteJob_Provider {
@@ -24,16 +24,16 @@ class KRM_TBLConcreteJob_Provider {
                                      KRM_TBLConcreteJob*& instance);
     Enum_Instances_Status enum_instances(const KRM_TBLConcreteJob* model,
                                          Enum_Instances_Handler<KRM_TBLConcreteJob>* handler);
-    /// Not supported: jobs are made by requests.
+    /// Not supported: requests create jobs.
     Create_Instance_Status create_instance(KRM_TBLConcreteJob* instance);
-    /// Forgets the job. The request stands.
+    /// Removes the job without cancelling the request.
     Delete_Instance_Status delete_instance(const KRM_TBLConcreteJob* instance);
     /// Sets DeleteOnCompletion and TimeBeforeRemoval. A request that would change another property
     /// is not supported and changes nothing.
     Modify_Instance_Status modify_instance(const KRM_TBLConcreteJob* model,
                                            const KRM_TBLConcreteJob* instance);
 
-    /// Not supported: the agent cannot take a request back.
+    /// Not supported: the agent cannot cancel a request.
     Invoke_Method_Status KillJob(const KRM_TBLConcreteJob* self,
                                  const Property<boolean>& DeleteOnKill,
                                  Property<uint32>& return_value);

@@ -22,7 +22,7 @@ bool LogEntryRelay::start(Deliver deliver) {
     if (cimple::Thread::create_detached(thread, run, forThread.get()) != 0) {
         return false;
     }
-    static_cast<void>(forThread.release());  // run() has it now
+    static_cast<void>(forThread.release());  // run() owns it now
     const std::lock_guard<std::mutex> lock(mutex_);
     shared_ = std::move(shared);
     return true;
@@ -61,7 +61,7 @@ void LogEntryRelay::add(const LogEvent& event) {
     shared_->changed.notify_all();
 }
 
-// What was lost is older than everything that waits.
+// Lost entries are older than all queued ones.
 void LogEntryRelay::lose(Shared& shared, const LogEvent& event) {
     shared.hasLost = true;
     if (event.kind == LogEvent::Entry) {
@@ -97,7 +97,7 @@ void* LogEntryRelay::run(void* argument) {
         bool delivered = true;
         try {
             shared.deliver(event);
-        } catch (const std::exception&) {  // for want of memory
+        } catch (const std::exception&) {  // no memory
             delivered = false;
         }
         lock.lock();

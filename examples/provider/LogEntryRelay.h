@@ -10,10 +10,10 @@
 
 namespace krm {
 
-/// Takes events on any thread and hands them on in their order on a thread of the CIMPLE framework:
-/// indications may be delivered on such a thread alone, and a CIM server that takes its time holds
-/// up no further event. Of a thousand events that wait the oldest gives way, and the client is told
-/// how many entries were lost before it is told of the next.
+/// Accepts events on any thread and delivers them in order on a thread of the CIMPLE framework:
+/// indications may be delivered only on such a thread, and a slow CIM server does not delay further
+/// events. The queue holds a thousand events; if it is full, the oldest is dropped, and the client
+/// learns how many entries were lost before the next one.
 ///
 /// Thread-safety: start() and stop() are for one thread, add() for any.
 class LogEntryRelay {
@@ -26,16 +26,17 @@ class LogEntryRelay {
     LogEntryRelay(const LogEntryRelay&) = delete;
     LogEntryRelay& operator=(const LogEntryRelay&) = delete;
 
-    /// Delivers from now on. To be called on a thread of the framework, whose context the relay's
-    /// own takes over. False when there can be no thread.
+    /// Starts the delivery. Must be called on a thread of the framework, whose context the relay's
+    /// thread inherits. False if no thread can be created.
     bool start(Deliver deliver);
-    /// Drops what waits and returns when nothing is being delivered any more.
+    /// Drops the queued events; nothing is delivered after it returns.
     void stop();
     /// Does nothing while stopped.
     void add(const LogEvent& event);
 
   private:
-    // What the relay and its thread share. The thread may outlive the relay by a few instructions.
+    // State shared by the relay and its thread. The thread may outlive the relay by a few
+    // instructions.
     struct Shared {
         std::mutex mutex;
         std::condition_variable changed;
@@ -52,7 +53,7 @@ class LogEntryRelay {
     static LogEvent takeNext(Shared& shared);
 
     std::shared_ptr<Shared> shared_;
-    std::mutex mutex_;  // guards shared_ against those who add
+    std::mutex mutex_;  // guards shared_ against add()
 };
 
 }  // namespace krm

@@ -2,13 +2,13 @@
 
 namespace krm {
 
-/// What a client is told: an entry of a log, or that entries may be missing.
+/// A message for the client: an entry of a log, or that entries may be missing.
 struct LogEvent {
     enum Kind {
-        Entry,             ///< the log has a new entry of this number
-        AgentUnreachable,  ///< from now on no entries are told of
-        AgentReachable,    ///< from now on they are again; those in between were not
-        EntriesLost,       ///< so many entries came and were dropped; 0 is an unknown number
+        Entry,             ///< the log has a new entry with this number
+        AgentUnreachable,  ///< from now on no entries are reported
+        AgentReachable,    ///< entries are reported again; those in between were not
+        EntriesLost,       ///< number of dropped entries; 0 if unknown
     };
     Kind kind;
     const char* logName;  ///< of an entry, else null

@@ -4,7 +4,7 @@
 
 namespace krm {
 
-/// False for a request that gives a whole instance: its model has no property that is null.
+/// False for a request with a whole instance: its model has no null property.
 template <class Class>
 bool namesProperties(const Class* model) {
     cimple::Ref<Class> all(model->clone());
@@ -19,9 +19,9 @@ void forgetDefault(Class& instance, const Class& defaults, Property Class::*prop
     }
 }
 
-/// `now` as a request to modify it would have it. A request that names properties sets all of them,
-/// to null too. One that gives a whole instance says nothing of a property that is null in it, and
-/// of one that has the default of its class, which the CIM server may have put there: these are
+/// `now` after a request to modify it. A request with a property list sets all listed properties,
+/// also to null. A request with a whole instance leaves properties unchanged that are null in it,
+/// or that have the default of the class, which the CIM server may have inserted: these are
 /// `withDefault`. All instances are of classes of this module.
 template <class Class, class... Properties>
 cimple::Ref<Class> modified(const Class& now, const Class* model, const Class* instance,

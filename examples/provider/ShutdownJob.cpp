@@ -38,7 +38,7 @@ constexpr uint16 kStatusOk = 2;
 constexpr uint16 kStatusError = 6;
 constexpr uint16 kStatusCompleted = 17;
 
-/// The job that the library makes, as an instance of this module's class.
+/// The job created by the library, as an instance of this module's class.
 cimple::Ref<KRM_TBLConcreteJob> newJob(const std::string& system) {
     cimple::Ref<KRM_TBLComputerSystem> named(KRM_TBLComputerSystem::create(true));
     named->Name.set(cimple::String(system.c_str()));
@@ -100,7 +100,7 @@ using Change = std::function<void(std::string&)>;
 
 void changeFile(const std::string& path, const Change& change) {
     const Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    // The lock goes with the descriptor.
+    // Closing the descriptor releases the lock.
     if (file < 0 || flock(file, LOCK_EX) != 0) {
         fail(path);
     }
@@ -112,7 +112,7 @@ void changeFile(const std::string& path, const Change& change) {
     }
 }
 
-/// Lets `change` work on what is kept, with everybody else locked out.
+/// Calls `change` with the stored job under an exclusive lock.
 void changeKept(const Change& change) {
     static std::mutex mutex;
     static std::string memory;
