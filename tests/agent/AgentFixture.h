@@ -53,7 +53,7 @@ class FakeMachine : public Machine {
     int calls = 0;
 };
 
-/// A client without manners: it sends what it likes and reads when it likes, never blocking.
+/// A badly behaved client: it sends any bytes and reads at any time, never blocking.
 class Client {
   public:
     explicit Client(const std::string& path)
@@ -69,13 +69,13 @@ class Client {
     void close() { fd_.reset(); }
     void endSending() const { shutdown(fd_.get(), SHUT_WR); }
 
-    /// Sends what fits now; the number of bytes that went.
+    /// Sends as much as fits now; returns the number of bytes sent.
     std::size_t send(std::string_view bytes) const {
         const ssize_t count = ::send(fd_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
         return count < 0 ? 0 : static_cast<std::size_t>(count);
     }
 
-    /// Takes in what is there now. False once the agent has closed the connection.
+    /// Reads the available bytes. False once the agent has closed the connection.
     bool receive() {
         char buffer[65536];
         for (;;) {
@@ -112,7 +112,7 @@ inline std::string registrationText(unsigned extension, const std::string& name,
     return record.Export();
 }
 
-/// A server on a loop that the test turns by hand: no thread, no waiting for time to pass.
+/// A server on a loop that the test runs step by step: no thread, no real waiting.
 class ServerTest : public testing::Test {
   protected:
     void start(Limits limits = {}) {
@@ -124,12 +124,12 @@ class ServerTest : public testing::Test {
     std::string events() const { return directory_.file("ragdaj"); }
     std::string controls() const { return directory_.file(kControlSocket); }
 
-    /// Lets the server do everything that it can do now.
+    /// Lets the server process everything that is ready.
     void pump() {
         while (checked(sd_event_run(loop_.get(), 0), "loop") > 0) {
         }
     }
-    /// Lets the server work until something has happened; the test's own time limit ends it else.
+    /// Runs the server until the condition holds; otherwise the test's time limit ends it.
     template <typename Predicate>
     void pumpUntil(Predicate happened) {
         while (!happened()) {
@@ -142,7 +142,7 @@ class ServerTest : public testing::Test {
             pump();
         }
     }
-    /// The next reply; nothing when the agent gives none.
+    /// The next reply; nothing if the agent sends none.
     std::optional<std::string> reply(Client& client) {
         pump();
         client.receive();

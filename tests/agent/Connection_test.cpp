@@ -88,7 +88,7 @@ TEST_F(ConnectionTest, DoesNotHoardRepliesForAClientThatOnlySends) {
     }
     waiting.erase(0, greedy.send(waiting));
     pump();
-    // What does not fit into the socket is not even asked of the machine.
+    // While replies do not fit into the socket, the machine is not called.
     EXPECT_LT(machine_.calls, kRequests / 2);
     Client bystander(requests());
     EXPECT_EQ(ask(bystander, FakeMachine::kNumber), kNumberReply);

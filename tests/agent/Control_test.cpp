@@ -60,7 +60,7 @@ TEST_F(ControlTest, RefusesWhatItDoesNotKnow) {
 }
 
 TEST_F(ControlTest, RefusesAnEventThatGrowsBeyondAFrame) {
-    // Each of these numbers is written in more digits than it came with.
+    // Each of these numbers is written with more digits than it was received with.
     std::string numbers = "1E9";
     for (int count = 1; count < 100'000; ++count) {
         numbers += ",1E9";

@@ -36,7 +36,7 @@ TEST(Ctl, RefusesWhatIsNoNumber) {
     }
 }
 
-/// One connection on a control socket, answered as the test says.
+/// One connection on a control socket, with answers chosen by the test.
 class ControlPeer {
   public:
     explicit ControlPeer(const std::string& path, std::string answer)
@@ -104,7 +104,7 @@ TEST_F(AskAgent, ADribbleOfBytesIsNoAnswer) {
     fcntl(listener.fd(), F_SETFL, 0);
     std::thread peer([&] {
         const FileDescriptor client(accept(listener.fd(), nullptr, nullptr));
-        // Each byte comes long before the time is up, and the last one never.
+        // Each byte arrives long before the timeout, the last one never.
         const std::string answer = encodeFrame("ok " + std::string(1'000'000, 'x'));
         std::size_t sent = 0;
         while (sent < answer.size() - 1 && send(client.get(), &answer[sent], 1, MSG_NOSIGNAL) > 0) {

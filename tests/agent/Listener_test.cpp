@@ -19,7 +19,7 @@ class ListenerTest : public testing::Test {
         EXPECT_EQ(lstat(path().c_str(), &found), 0);
         return found.st_mode & 0777;
     }
-    // What a killed agent leaves behind.
+    // The socket left behind by a killed agent.
     void leaveStaleSocket() const {
         const pid_t child = fork();
         if (child == 0) {

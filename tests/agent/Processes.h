@@ -14,8 +14,7 @@
 
 namespace varnock::agent::test {
 
-/// Standard error without the lines of the library's trace, which go there when a machine has no
-/// registry.
+/// Standard error without the library's trace lines, which go there if a machine has no registry.
 inline std::string untraced(const std::string& errors) {
     std::istringstream lines(errors);
     std::string result;
@@ -27,7 +26,7 @@ inline std::string untraced(const std::string& errors) {
     return result;
 }
 
-/// Receives what a service tells its manager.
+/// Receives the messages of a service to its manager.
 class Manager {
   public:
     explicit Manager(const varnock::test::TemporaryDirectory& directory)
@@ -50,7 +49,7 @@ class Manager {
     FileDescriptor fd_;
 };
 
-/// A pipe whose writing end all children inherit: tells when the last of them has ended.
+/// A pipe whose write end all children inherit: detects the end of the last of them.
 class Inherited {
   public:
     Inherited() {
@@ -60,7 +59,7 @@ class Inherited {
         writeEnd_ = FileDescriptor(ends[1]);
         fcntl(readEnd_.get(), F_SETFD, FD_CLOEXEC);
     }
-    /// Waits until nobody holds the writing end any more.
+    /// Waits until no process holds the write end.
     void waitForAll() {
         writeEnd_.reset();
         char byte = 0;

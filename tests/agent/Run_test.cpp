@@ -14,7 +14,7 @@ using varnock::test::Subprocess;
 
 class RunTest : public testing::Test {
   protected:
-    // Private directories are made here, so that the test sees what is left of them.
+    // Private directories are created here, so that the test can check what is left of them.
     RunTest() {
         std::filesystem::create_directories(parent());
         setenv("TMPDIR", parent().c_str(), 1);
@@ -147,13 +147,13 @@ TEST_F(RunTest, LeavesNothingBehindWhenItIsKilled) {
     EXPECT_FALSE(nothingLeft());
     process.signal(SIGKILL);
     EXPECT_EQ(process.wait().status, 128 + SIGKILL);
-    // The command, and whoever tidies up.
+    // The command, and the guardian that cleans up.
     inherited.waitForAll();
     EXPECT_TRUE(nothingLeft());
 }
 
 TEST_F(RunTest, GivesTheCommandItsSignalsBack) {
-    // A shell that waits in vain for a blocked signal would not end.
+    // A shell that waits for a blocked signal would never end.
     EXPECT_EQ(shell("kill -TERM $$; sleep 1000").status, 128 + SIGTERM);
     EXPECT_EQ(shell("kill -USR1 $$; sleep 1000").status, 128 + SIGUSR1);
 }

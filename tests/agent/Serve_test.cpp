@@ -23,7 +23,7 @@ class ServeTest : public testing::Test {
     std::string sockets() const { return directory_.file("s"); }
     std::string requests() const { return sockets() + "/ragdsj"; }
 
-    // Starts an agent and waits until it says that it is ready.
+    // Starts an agent and waits until it reports that it is ready.
     std::unique_ptr<Subprocess> serve(std::vector<std::string> options) {
         options.insert(options.begin(), {VARNOCK_AGENT_PATH, "serve"});
         auto agent = std::make_unique<Subprocess>(
@@ -91,7 +91,7 @@ TEST_F(ServeTest, TakesTheDirectoryFromTheEnvironment) {
     EXPECT_TRUE(Client(requests()).connected());
 }
 
-// Runs a script where /dev is an empty directory of its own. Nothing where that is not allowed.
+// Runs a script with a private empty /dev. Nothing if that is not permitted.
 std::optional<ProcessResult> whereDevIsPrivate(const std::string& script,
                                                const Subprocess::Environment& environment) {
     const std::vector<std::string> shell{"unshare", "-rm", "sh", "-c"};
@@ -108,7 +108,7 @@ std::optional<ProcessResult> whereDevIsPrivate(const std::string& script,
 }
 
 TEST_F(ServeTest, TakesTheProductionPlaceWhenAskedAndNeverFromALiveAgent) {
-    // The place that is asked for wins over the environment's.
+    // The option takes precedence over the environment.
     const auto result = whereDevIsPrivate(
         "\"$0\" serve --production & first=$!; "
         "until \"$0\" ctl --production status 2>/dev/null; do :; done; ls /dev/ragd*; "
@@ -139,7 +139,7 @@ TEST_F(ServeTest, ServesTheSocketsOfTheServiceManager) {
     Client early(requests());
     early.send(requestFrame(0xE204));
 
-    // As the service manager leaves it: descriptor 3, open across exec, named for this process.
+    // As passed by the service manager: descriptor 3, open across exec, announced for this process.
     ASSERT_EQ(dup2(door.get(), 9), 9);
     Subprocess agent({"sh", "-c", "LISTEN_PID=$$ LISTEN_FDS=1 exec \"$0\" \"$@\" 3<&9 9<&-",
                       VARNOCK_AGENT_PATH, "serve", "--dir", sockets()},

@@ -66,7 +66,7 @@ TEST_F(ServerTest, ClosesConnectionsAboveTheLimitAndServesTheOthers) {
     EXPECT_TRUE(closed(clients[3]));
     EXPECT_TRUE(closed(clients[9]));
     EXPECT_EQ(ask(clients[2], FakeMachine::kNumber), kNumberReply);
-    // The events have a limit of their own.
+    // Events have their own limit.
     Client listener(events());
     EXPECT_FALSE(closed(listener));
     clients[0].close();

@@ -8,7 +8,7 @@ using cimple::Error;
 
 namespace cimple {
 
-/// The macros name their helpers unqualified, so code that uses them stands here.
+/// The macros use unqualified names, so code that uses them is in this namespace.
 static void setTwelve() {
     CIMPLE_ERROR(("code %d", 12));
 }

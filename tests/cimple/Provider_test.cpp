@@ -55,7 +55,7 @@ static_assert(OPERATION_ENABLE_INDICATIONS == 11 && OPERATION_DISABLE_INDICATION
 static_assert(OPERATION_GET_REPOSITORY == 13 && OPERATION_ENUM_ASSOCIATOR_NAMES == 14);
 static_assert(OPERATION_ENUM_REFERENCES == 15 && OPERATION_ENUM_ASSOCIATORS == 16);
 
-/// A provider as generators make them, with one job in it.
+/// A provider like a generated one, with one job.
 class JobProvider {
   public:
     typedef Job Class;
@@ -97,7 +97,7 @@ class JobProvider {
     Instance_Map<Job> map_;
 };
 
-/// Indications need a class of their own in the schema; for the handler any class serves.
+/// Indications need their own class in the schema; the handler works with any class.
 class JobWatcher {
   public:
     ~JobWatcher() { disable_indications(); }
@@ -119,7 +119,7 @@ class JobWatcher {
     std::unique_ptr<Indication_Handler<Job>> handler_;
 };
 
-/// What the framework does with the instances that it is given.
+/// The framework's handling of the received instances.
 struct Collector {
     std::vector<std::string> ids;
     std::vector<int> statuses;

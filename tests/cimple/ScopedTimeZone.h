@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-/// Another local time zone for the span of a test. Not for tests with threads.
+/// Another local time zone during a test. Not for tests with threads.
 class ScopedTimeZone {
   public:
     explicit ScopedTimeZone(const char* zone) {

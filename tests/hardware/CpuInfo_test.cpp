@@ -33,7 +33,7 @@ constexpr unsigned int notKnown = 0xFFFFFFFF;
 static_assert(std::is_empty_v<CCpuInfo>);
 static_assert(std::is_base_of_v<CCpuInfo, CCpuInfoOS>);
 
-/// The processors of a file that stands in for "/proc/cpuinfo".
+/// The processors of a file used instead of "/proc/cpuinfo".
 class CpuInfo : public testing::Test {
   protected:
     static void use(const std::string& path) { setenv("QX_CPUINFO_FILE", path.c_str(), 1); }
@@ -148,7 +148,8 @@ TEST_F(CpuInfo, KnowsOnlyTheNumbersOfAnArmServer) {
 TEST_F(CpuInfo, KeysAreComparedWithTheirCase) {
     const CCpuInfoOS info = recorded("armv7-board");
     ASSERT_EQ(info.GetNumberLogicalCPUsFromOS(), 2U);
-    // The paragraph of the board follows the last processor: "Model" and "Revision" are none of it.
+    // The paragraph of the board follows the last processor: its "Model" and "Revision" are
+    // ignored.
     EXPECT_EQ(info.GetCpuModelFromOS(1), notKnown);
     EXPECT_EQ(info.GetCpuStepFromOS(1), notKnown);
 }
@@ -158,7 +159,7 @@ TEST_F(CpuInfo, ReadsAPowerServerWhoseProcessorNumbersHaveGaps) {
     ASSERT_EQ(info.GetNumberLogicalCPUsFromOS(), 4U);
     EXPECT_EQ(info.GetCpuStepFromOS(0), 2U) << "\"revision\" counts as the stepping";
     EXPECT_EQ(info.GetCpuSpeedFromOS(0), notKnown) << "\"clock\" is another key";
-    // What follows the last processor belongs to it; "IBM,9009-41A" has no leading number.
+    // Lines after the last processor belong to it; "IBM,9009-41A" has no leading number.
     EXPECT_EQ(info.GetCpuModelFromOS(2), notKnown);
     EXPECT_EQ(info.GetCpuModelFromOS(3), 0U);
     std::vector<_Cpu_Data_From_OS_> records;
@@ -395,7 +396,7 @@ TEST_F(CpuInfoLines, SkipsLinesWithoutColonOrValue) {
 }
 
 TEST_F(CpuInfoLines, ReadsLongLinesInPiecesOf511Characters) {
-    // The first piece ends behind 511 characters; the second has a key of its own.
+    // The first piece ends after 511 characters; the second has its own key.
     const std::string first = "flags: " + std::string(504, 'x');
     EXPECT_THAT(pairs(first + "tail: y\nnext: z\n"),
                 ElementsAre("flags=" + std::string(504, 'x'), "tail=y", "next=z"));
@@ -427,7 +428,7 @@ TEST_F(CpuInfoLines, ThereIsNothingToReadWithoutAFile) {
 
 using Registers = std::array<unsigned int, 4>;
 
-/// A thread of its own processor: some leaves say which one it is.
+/// A thread pinned to one processor: some leaves identify the processor.
 class CpuRawRead : public testing::Test {
   protected:
     CpuRawRead() {

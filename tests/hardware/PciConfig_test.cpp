@@ -60,7 +60,7 @@ TEST(PciAddress, KeepsSegmentBusDeviceFunctionInThisOrder) {
 
 // --- Header -------------------------------------------------------------------------------------
 
-/// 64 bytes of configuration space, each its own offset, and the header made of them.
+/// 64 bytes of configuration space, each with its offset as value, and the header made of them.
 struct ConfigSpace {
     std::array<unsigned char, 64> bytes;
 

@@ -73,7 +73,7 @@ class Device : public CDeviceIo {
     using CDeviceIo::threadSpecific_;
 };
 
-/// Tells when it is destroyed.
+/// Records its destruction.
 class Shared : public CDeviceIoExtensionData {
   public:
     explicit Shared(bool& destroyed) : destroyed_(destroyed) {}
@@ -151,7 +151,7 @@ TEST(DeviceIo, HasNothingPendingOnThisPlatform) {
 
 // --- Handles of threads -------------------------------------------------------------------------
 
-/// A device with handles of its threads.
+/// A device with a handle per thread.
 class ThreadDevice : public testing::Test {
   protected:
     ThreadDevice() {
@@ -340,7 +340,7 @@ TEST(DeviceIoExtensionData, CountsThreadsThatComeAndGoTogether) {
 
 #ifdef VARNOCK_HAS_VIRTUAL_SLOTS
 TEST(DeviceBios, KeepsTheOrderOfItsVirtualOperations) {
-    // The destructor takes the first two places.
+    // The destructor occupies the first two slots.
     EXPECT_EQ(virtualSlot(&CDeviceBiosBase::MapPhysicalMemory), 2U);
     EXPECT_EQ(virtualSlot(&CDeviceBiosBase::UnmapPhysicalMemory), 3U);
     EXPECT_EQ(virtualSlot(&CDeviceBios::MapPhysicalMemory), 2U);
@@ -357,7 +357,7 @@ TEST(PciSlotMapping, FreesItsTable) {
     mapping.m_pTable = new unsigned char[3];
 }
 
-/// An ordinary file of one mebibyte stands in for the device: each byte tells its place.
+/// A regular file of one mebibyte replaces the device: each byte identifies its position.
 class PhysicalMemory : public testing::Test {
   protected:
     static constexpr unsigned int size = 0x100000;
@@ -569,7 +569,7 @@ TEST_F(PhysicalMemory, AThreadThatIsCancelledReleasesItsMapping) {
         CDeviceBios bios;
         EXPECT_NE(bios.MapPhysicalMemory(0, 0, 0x10), nullptr);
         pthread_cancel(pthread_self());
-        // Neither of these is left half-way.
+        // Neither of these is interrupted.
         EXPECT_NE(bios.MapPhysicalMemory(0, 0x1000, 0x10), nullptr);
         EXPECT_TRUE(bios.UnmapPhysicalMemory());
         EXPECT_NE(bios.MapPhysicalMemory(0, 0x2000, 0x10), nullptr);
@@ -583,7 +583,7 @@ TEST_F(PhysicalMemory, AThreadThatIsCancelledReleasesItsMapping) {
 
 // --- Disconnecting ------------------------------------------------------------------------------
 
-/// A device that counts its unmappings and closes its handle like any other.
+/// A device that counts its unmap calls and closes its handle normally.
 class Counting : public CDeviceBiosBase {
   public:
     unsigned char* MapPhysicalMemory(unsigned int, unsigned int, unsigned long) override {

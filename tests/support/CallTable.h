@@ -10,7 +10,7 @@
 
 namespace varnock::test {
 
-/// Something for every argument that a typed call can take; a call takes what it needs.
+/// Values for every argument of a typed call; a call uses those it needs.
 struct CallArguments {
     provider::KOLMKey key{0, 0, 0};
     cimple::uint32 number = 0;  ///< of a call that takes one number and no key
@@ -20,8 +20,8 @@ struct CallArguments {
     SipJson* record = nullptr;
 };
 
-/// One typed call: its name, its place in the virtual table, and a way to call it that gives its
-/// result as text (see CallTable.cpp): "null", "'text'", "7", "[1 2]", "void".
+/// One typed call: its name, its position in the virtual table, and a function that calls it and
+/// returns the result as text (see CallTable.cpp): "null", "'text'", "7", "[1 2]", "void".
 struct CallEntry {
     std::string_view name;
     std::size_t slot;
@@ -32,7 +32,7 @@ struct CallEntry {
 /// All typed calls, under the names of the catalogue and in its order.
 const std::vector<CallEntry>& callTable();
 
-/// Null when there is none of this name.
+/// Null if there is no call with this name.
 const CallEntry* findCall(std::string_view name);
 
 }  // namespace varnock::test

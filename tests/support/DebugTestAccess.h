@@ -11,7 +11,7 @@ namespace varnock::test {
 /// tests use TraceCapture.
 class DebugTestAccess {
   public:
-    /// What decides whether and where an entry is written.
+    /// The settings that determine whether and where an entry is written.
     struct Switches {
         unsigned int target;
         unsigned int level;
@@ -23,7 +23,7 @@ class DebugTestAccess {
 
     /// Init() on an object filled with zeros, with these settings in place of the registry's.
     static int init(CDebug& debug, const StoredTraceSettings& stored);
-    /// What the constructor does when Init() fails.
+    /// The constructor's reaction to a failure of Init().
     static void reportFailure(CDebug& debug) { debug.reportFailure(); }
 
     static const RingBufferFile* ringBuffer(const CDebug& debug) { return debug.ringBuffer_; }

@@ -7,8 +7,8 @@ void __lsan_enable() __attribute__((weak));
 
 namespace varnock::test {
 
-/// What this thread allocates in the scope may leak: the leak sanitizer, if there is one, does not
-/// report it. For tests of operations that keep something for good, as they are meant to.
+/// The leak sanitizer, if any, does not report leaks of this thread's allocations in the scope. For
+/// tests of operations that deliberately keep memory.
 class DeliberateLeak {
   public:
     DeliberateLeak() {

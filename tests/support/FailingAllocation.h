@@ -5,7 +5,7 @@
 namespace varnock::test {
 
 /// Makes one allocation of the calling thread fail: the n-th operator new from construction on (1
-/// is the next) throws std::bad_alloc, or gives null in its nothrow form. A loop over n visits
+/// is the next) throws std::bad_alloc, or returns null in its nothrow form. A loop over n visits
 /// every allocation of an operation:
 ///
 ///     for (std::size_t n = 1;; ++n) {

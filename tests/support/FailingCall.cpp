@@ -15,13 +15,13 @@ struct Plan {
     PlatformCall call{};
     int error = 0;
     unsigned int before = 0;  // calls that succeed first
-    unsigned int left = 0;    // calls that fail then
+    unsigned int left = 0;    // calls that then fail
     bool happened = false;
 };
 
 thread_local Plan plan;
 
-/// The error with which this call fails, if it does.
+/// The error of this call, if it is to fail.
 std::optional<int> failureOf(PlatformCall call) {
     if (plan.left == 0 || plan.call != call) {
         return std::nullopt;

@@ -10,11 +10,11 @@ namespace {
 using std::chrono::nanoseconds;
 using std::chrono::seconds;
 
-// Monotonic and calendar time start at values that no test can take for "unset".
+// Monotonic and calendar time start at values that no test can mistake for "unset".
 constexpr nanoseconds kMonotonicStart = seconds(1'000);
 constexpr nanoseconds kWallStart = seconds(1'400'000'000);
 
-/// How long a thread really waits before it looks again whether the others have gone on.
+/// How long a thread really waits before it checks the others again.
 constexpr int kSliceMs = 1;
 
 timespec toTimespec(nanoseconds time) {
@@ -107,7 +107,7 @@ int FakeClock::pollVirtually(pollfd* descriptors, nfds_t count,
                              std::optional<nanoseconds> deadline) {
     for (;;) {
         const Participant::Standing others = standing();
-        // Asked after the others: what they did before they became idle is seen here.
+        // Checked after the others, so that their effects before they became idle are visible.
         const bool idle = others.state == Participant::State::Idle;
         const bool timeIsUp = idle && deadline && nanoseconds(now_) >= *deadline;
         const bool movesTime = idle && (deadline || others.due);
@@ -173,7 +173,7 @@ void FakeClock::reach(nanoseconds time) {
     }
 }
 
-/// Moves the time to the target. What is due until then has been done when this returns.
+/// Moves the time to the target. Everything due until then is done when this returns.
 void FakeClock::moveTo(nanoseconds target) {
     for (;;) {
         const Participant::Standing others = standing();

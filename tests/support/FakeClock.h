@@ -11,21 +11,23 @@
 
 namespace varnock::test {
 
-/// Virtual time for one test: it moves only when somebody sleeps or a wait runs out, so that ten
-/// minutes of retries pass in milliseconds. In force from construction to destruction.
+/// Virtual time for one test: it moves only when a thread sleeps or a wait times out, so that ten
+/// minutes of retries pass in milliseconds. Active from construction to destruction.
 ///
 ///     FakeClock clock;
 ///     ScriptedAgent agent(clock);  // optional: a peer that takes part in the virtual time
 ///     ... EXPECT_EQ(clock.sleeps().size(), 599u);
 ///
 /// - sleepFor() moves the time and returns.
-/// - poll() sees the real readiness of real descriptors. Nothing ready, it runs out in virtual time
-///   only when all participants are idle, that is, when nothing can come any more without the time
-///   moving; before that it waits really. Without participants it runs out at once. A poll without
-///   limit waits really for ever.
-/// - waitUntil() waits really for the signal, and runs out when the time has been moved beyond its
-///   deadline by advance() or by another thread. After expireWaits() it runs out at once and moves
-///   the time to its deadline. It may wake without a signal, as condition variables do.
+/// - poll() checks the real readiness of real descriptors. If none is ready, it times out in
+/// virtual
+///   time only once all participants are idle, that is, when nothing can happen until the time
+///   moves; before that it waits in real time. Without participants it times out at once. A poll
+///   without a limit waits in real time forever.
+/// - waitUntil() waits in real time for the signal, and times out when advance() or another thread
+/// has
+///   moved the time beyond its deadline. After expireWaits() it times out at once and moves the
+///   time to its deadline. It may wake spuriously, as condition variables do.
 ///
 /// Thread-safety: any thread may call any operation.
 class FakeClock final : public Clock {
@@ -37,9 +39,9 @@ class FakeClock final : public Clock {
     class Participant {
       public:
         enum class State {
-            Idle,     ///< does nothing until the time moves or somebody sends it something
-            Working,  ///< has input or commands that it has not handled yet
-            Held,     ///< waits for the test; polls must not run out meanwhile, sleeps may
+            Idle,     ///< does nothing until the time moves or it receives something
+            Working,  ///< has unhandled input or commands
+            Held,     ///< waits for the test; polls must not time out meanwhile, sleeps may
         };
         struct Standing {
             State state = State::Idle;
@@ -47,7 +49,7 @@ class FakeClock final : public Clock {
         };
         virtual ~Participant() = default;
         virtual Standing standing() = 0;
-        /// The time has reached `now`; what is due becomes work.
+        /// The time has reached `now`; actions that are due become work.
         virtual void reach(nanoseconds now) = 0;
     };
 
@@ -56,9 +58,9 @@ class FakeClock final : public Clock {
     FakeClock(const FakeClock&) = delete;
     FakeClock& operator=(const FakeClock&) = delete;
 
-    /// Moves the time, as a sleep does that is not recorded.
+    /// Moves the time like a sleep, without recording one.
     void advance(milliseconds duration);
-    /// From now on waitUntil() runs out at once; false: waits for signals again.
+    /// From now on waitUntil() times out at once; false: waits for signals again.
     void expireWaits(bool expire = true);
     /// The next poll, with a limit or not and in any thread, fails with this errno after that much
     /// virtual time; with 0 it returns 0 instead. Calls queue up.
@@ -66,7 +68,7 @@ class FakeClock final : public Clock {
 
     /// Every sleepFor() so far, in order.
     std::vector<milliseconds> sleeps() const;
-    /// The limit of every poll() above 0 that ran out, in order.
+    /// The limits above 0 of all poll() calls that timed out, in order.
     std::vector<milliseconds> expiredPolls() const;
     /// Virtual time since construction.
     milliseconds elapsed() const;

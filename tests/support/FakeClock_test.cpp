@@ -24,7 +24,7 @@ struct Stream {
     int ends[2] = {-1, -1};
 };
 
-/// A peer that writes into a stream at a virtual time of its own.
+/// A peer that writes to a stream at a chosen virtual time.
 class Writer final : public FakeClock::Participant {
   public:
     Writer(FakeClock& clock, const Stream& stream) : clock_(clock), stream_(stream) {
@@ -159,7 +159,7 @@ TEST(FakeClock, FailsPollsAsTold) {
     EXPECT_EQ(clock.poll(nullptr, 0, 1), 0);
 }
 
-/// A condition and a flag, as every timed wait of the library has them.
+/// A condition and a flag, as in every timed wait of the library.
 struct Signal {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     pthread_cond_t condition = PTHREAD_COND_INITIALIZER;

@@ -4,8 +4,8 @@
 
 namespace varnock::test {
 
-/// A wall clock that stands still where the test puts it; everything else is as it was before. In
-/// force from construction to destruction; owned by one thread.
+/// A wall clock stopped at a time chosen by the test; all else is unchanged. Active from
+/// construction to destruction; owned by one thread.
 class FixedClock final : public Clock {
   public:
     explicit FixedClock(time_t now) : now_(now), before_(replace(this)) {}

@@ -11,10 +11,10 @@
 
 namespace varnock::test {
 
-/// A user without any rights of its own.
+/// An unprivileged user.
 inline constexpr uid_t kNobody = 65534;
 
-/// A command as root runs it in that user's name.
+/// The command with which root runs a program as that user.
 inline std::vector<std::string> asNobody(const std::vector<std::string>& command) {
     std::vector<std::string> all{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
     all.insert(all.end(), command.begin(), command.end());
@@ -23,7 +23,7 @@ inline std::vector<std::string> asNobody(const std::vector<std::string>& command
 
 }  // namespace varnock::test
 
-/// For the first line of a test that runs a program in another user's name.
+/// For the first line of a test that runs a program as another user.
 #define SKIP_IF_NOT_RUN_AS_NOBODY(program)                                                         \
     if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";                       \
     if (varnock::test::runProcess(varnock::test::asNobody({"test", "-x", (program)})).status != 0) \

@@ -8,7 +8,7 @@
 
 namespace varnock::test {
 
-/// A thread that can be cancelled, and tells whether it was. Joined at the latest when destroyed.
+/// A thread that can be cancelled, and reports whether it was. The destructor joins it.
 class PosixThread {
   public:
     explicit PosixThread(std::function<void()> body) : body_(std::move(body)) {

@@ -1,6 +1,6 @@
 // Part of every test, fuzz and benchmark program. The library reads the registry and opens its
-// trace file before main() runs, so the directories of a test must be there earlier: a program that
-// was started without them starts again by way of `private_start`, or not at all.
+// trace file before main() runs, so the directories of a test must exist earlier: a program started
+// without them restarts through `private_start`, or fails.
 #include "tests/support/PrivateStart.h"
 
 #include <elf.h>
@@ -27,7 +27,7 @@ BEFORE_LIBRARIES unsigned long countOf(char** pointers) {
     return count;
 }
 
-/// The file that this program was started from. The kernel leaves its name behind the environment.
+/// The file of this program. The kernel stores its name after the environment.
 BEFORE_LIBRARIES const char* programFile(char** environmentEnd) {
     const auto* entry = reinterpret_cast<const Elf64_auxv_t*>(environmentEnd + 1);
     for (; entry->a_type != AT_NULL; ++entry) {

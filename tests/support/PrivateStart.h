@@ -1,4 +1,4 @@
 #pragma once
 
-/// Set for a program that has directories of its own: the directory that holds them.
+/// The variable with the parent directory of the program's private directories.
 #define VARNOCK_PRIVATE_DIRECTORY "VARNOCK_TEST_DIRECTORY"

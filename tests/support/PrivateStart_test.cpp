@@ -28,7 +28,7 @@ std::string valueOf(const char* name) {
     return value != nullptr ? value : "";
 }
 
-/// The command as a person starts it, whose environment names the machine's directories.
+/// The command as started by a user, with the machine's directories in the environment.
 ProcessResult byHand(std::vector<std::string> command, const std::string& temporary = "/tmp") {
     command.insert(command.begin(), {"env", "-u", VARNOCK_PRIVATE_DIRECTORY});
     return runProcess(command, {{"QX_SYSTEM_DIR", "/etc/qxmond"},

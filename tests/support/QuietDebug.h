@@ -6,8 +6,7 @@
 
 namespace varnock::test {
 
-/// A trace object in the state it has before its constructor has run: all zeros. Destroyed at the
-/// end like any other.
+/// A trace object in its state before construction: all zeros. Destroyed normally.
 class QuietDebug {
   public:
     QuietDebug() = default;

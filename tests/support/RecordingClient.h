@@ -12,7 +12,7 @@
 
 namespace varnock::test {
 
-/// What a RecordingClient does with a request.
+/// The reaction of a RecordingClient to a request.
 struct ScriptedReply {
     int result = provider::KOLM_SUCCESS;
     unsigned int status = 0;
@@ -42,7 +42,7 @@ struct ScriptedReply {
     }
 };
 
-/// A command client without an agent: it records what it is sent and replies as the test says.
+/// A command client without an agent: it records requests and sends replies chosen by the test.
 ///
 ///     RecordingClient client;
 ///     client.replyWith(ScriptedReply::of(7));
@@ -70,7 +70,7 @@ class RecordingClient final : public provider::KOLMClient {
         const std::lock_guard lock(mutex_);
         return script_.empty();
     }
-    /// The records sent since the last time, as JSON text.
+    /// The records sent since the last call, as JSON text.
     std::vector<std::string> takeSent() {
         const std::lock_guard lock(mutex_);
         return std::exchange(sent_, {});
@@ -111,8 +111,8 @@ class RecordingClient final : public provider::KOLMClient {
     std::vector<std::string> sent_;
 };
 
-/// The JSON text of a command record as it is sent. `data` is what follows the cabinet: members in
-/// their order, each with a comma before it.
+/// The JSON text of a command record as sent. `data` holds the members after the cabinet, in order,
+/// each preceded by a comma.
 inline std::string commandText(unsigned int opcode, unsigned int extension, unsigned int object,
                                unsigned int cabinet, const std::string& data = "") {
     const auto unlessZero = [](const char* key, unsigned int value) {

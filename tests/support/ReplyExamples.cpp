@@ -19,7 +19,7 @@ std::optional<ReplyExample> numberExample(const catalogue::Row& row) {
     return {{kWide, kWide}};
 }
 
-// "byte at N", "word at N": a stream whose bytes tell where they stand.
+// "byte at N", "word at N": a stream in which each byte identifies its position.
 ReplyExample offsetExample(std::string_view reply) {
     constexpr unsigned int first = 16;
     unsigned int offset = 0;

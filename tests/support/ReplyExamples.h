@@ -7,14 +7,14 @@
 
 namespace varnock::test {
 
-/// A reply that fits a call.
+/// A matching reply for a call.
 struct ReplyExample {
     std::string data;    ///< JSON text
-    std::string result;  ///< what the call makes of it, as callTable() shows it
+    std::string result;  ///< the result of the call, as text of callTable()
 };
 
-/// An example for the form of reply that the row names. Nothing for the forms that only one call
-/// has, whose tests know them, and for calls that read no reply.
+/// An example for the row's form of reply. Nothing for forms of a single call, which have their own
+/// tests, and for calls that read no reply.
 std::optional<ReplyExample> replyExample(const catalogue::Row& row);
 
 }  // namespace varnock::test

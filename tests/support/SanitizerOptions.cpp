@@ -2,8 +2,8 @@
 
 extern "C" const char* __asan_default_options();
 
-/// A cancelled thread unwinds past frames whose shadow stays marked, and then the sanitizer itself
-/// stumbles over the marks when it asks for the alternate signal stack. It needs none here.
+/// A cancelled thread unwinds past frames whose shadow memory stays poisoned, which makes the
+/// sanitizer itself fail when it sets the alternate signal stack. None is needed here.
 extern "C" const char* __asan_default_options() {
     return "use_sigaltstack=0";
 }

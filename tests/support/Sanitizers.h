@@ -18,12 +18,12 @@ inline constexpr bool kThreadSanitizer = __has_feature(thread_sanitizer);
 inline constexpr bool kThreadSanitizer = false;
 #endif
 
-/// A sanitizer stands between the test and the system, and does things of its own.
+/// A sanitizer intercepts system functions, and makes calls of its own.
 inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
 
 }  // namespace varnock::test
 
-/// What the sanitizers cannot follow: for the first line of a test.
+/// For the first line of a test that sanitizers cannot handle.
 #define SKIP_IF_THREAD_EXIT_IS_MISREAD()                                                      \
     if (varnock::test::kAddressSanitizer)                                                     \
     GTEST_SKIP() << "the address sanitizer takes the stack of a thread that is unwound by a " \

@@ -40,7 +40,7 @@ std::optional<unsigned int> member(const rapidjson::Value& object, const char* n
     return found->value.GetUint();
 }
 
-/// Reads the first command of a document; false when the text is no command document.
+/// Reads the first command of a document; false if the text is not a command document.
 bool parse(const std::string& text, AgentRequest& request) {
     rapidjson::Document document;
     document.Parse(text.c_str());
@@ -269,7 +269,7 @@ struct ScriptedAgent::Connection {
     }
 };
 
-/// What the agent waits for: its wake-up call, the listeners, the connections.
+/// The agent's poll set: its wake-up descriptor, the listeners, the connections.
 struct ScriptedAgent::PollSet {
     std::vector<pollfd> descriptors;
     std::vector<int> connections;  // ids, for the descriptors behind the first three
@@ -290,7 +290,7 @@ void ScriptedAgent::launch() {
     wakeFd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     openSockets();
     setenv("QX_RAGD_SOCKET_DIR", directory().c_str(), 1);
-    // Signals are for the threads of the test.
+    // Signals are handled by the threads of the test.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
@@ -433,7 +433,7 @@ void ScriptedAgent::awaitOpenConnections(int count) {
     settled([this, count] { return openConnections() == count; }, "open connections");
 }
 
-/// True when the condition came about; else fails the test.
+/// True if the condition became true; otherwise fails the test.
 bool ScriptedAgent::settled(const std::function<bool()>& condition, const char* what) {
     std::unique_lock lock(mutex_);
     if (!changed_.wait_for(lock, kPatience, condition)) {
@@ -539,8 +539,8 @@ void ScriptedAgent::run() {
     }
 }
 
-/// One round of work. The lock is held from taking the wake-up call to the end of what it asks for,
-/// so nobody sees the agent idle in between.
+/// One round of work. The lock is held from the wake-up to the end of the requested work, so that
+/// the agent never appears idle in between.
 void ScriptedAgent::serve() {
     std::uint64_t calls = 0;
     if (read(wakeFd_, &calls, sizeof calls) > 0) {
@@ -759,7 +759,7 @@ void ScriptedAgent::advance(Connection& connection) {
     }
 }
 
-/// True when the step is done.
+/// True if the step is done.
 bool ScriptedAgent::perform(Connection& connection, Step& step) {
     switch (step.kind) {
         case Step::Kind::Write: {

@@ -43,7 +43,7 @@ std::string frame(const AgentRecord& record);
 /// One record as it arrived.
 struct AgentRequest : AgentRecord {
     int connection = -1;    ///< numbered from 0 in the order of acceptance, over both sockets
-    bool onEvents = false;  ///< came in on the socket for events
+    bool onEvents = false;  ///< arrived on the socket for events
     std::string text;       ///< the JSON text, byte for byte
 
     /// The elements of a byte block {"RAW":[...]}; empty for data of another form.
@@ -51,9 +51,9 @@ struct AgentRequest : AgentRecord {
     bool isRegistration() const { return opcode == 0xFFA0 && (ext == 0x1100 || ext == 0x1200); }
 };
 
-/// What the agent does about a request: which bytes it answers, and how it delivers them. The
-/// modifiers change the object and return it, so they can be chained; those with a time count in
-/// virtual time and need an agent that was made with a FakeClock.
+/// The agent's reaction to a request: the bytes of the answer, and their delivery. The modifiers
+/// change the object and return it, so they can be chained; times are virtual and need an agent
+/// with a FakeClock.
 ///
 ///     AgentReply::ok(numberData(513)).inPieces(1, 1500ms)
 ///     AgentReply::status(19)
@@ -72,25 +72,25 @@ class AgentReply {
     static AgentReply raw(std::string bytes);
     /// Nothing: the connection stays open and silent.
     static AgentReply none();
-    /// What a registration is answered with: its options block with the agent's descriptor in it.
+    /// The answer to a registration: its options block with the agent's descriptor.
     static AgentReply registration();
 
-    /// Another length word than the right one.
+    /// Replaces the length word by another one.
     AgentReply& withLength(std::uint32_t length);
     /// The text without its NUL; the length word fits.
     AgentReply& withoutNul();
     /// Further bytes in the same write.
     AgentReply& with(std::string bytes);
-    /// Of all these bytes only the first `count`.
+    /// Only the first `count` of all these bytes.
     AgentReply& cutTo(std::size_t count);
     /// In writes of `size` bytes with a pause between two of them.
     AgentReply& inPieces(std::size_t size, milliseconds pause);
-    /// Delivered that much later.
+    /// Delivers after this delay.
     AgentReply& after(milliseconds delay);
-    /// Delivered when the test calls ScriptedAgent::release().
+    /// Delivers when the test calls ScriptedAgent::release().
     AgentReply& held();
-    /// Then closes the connection. With a delay the client surely has read everything before; with
-    /// 0 it may see data and hang-up together or one after the other.
+    /// Then closes the connection. With a delay the client has read everything before; with 0 it
+    /// may see data and hang-up together or one after the other.
     AgentReply& thenClose(milliseconds delay = milliseconds(0));
     /// Then reads nothing more from this connection.
     AgentReply& thenIgnoresInput();
@@ -112,8 +112,8 @@ class AgentReply {
     bool ignoresInput_ = false;
 };
 
-/// One request that must come, and its answer. All members of the request must be equal; no status
-/// means that "ST" must be absent, empty data that "DA" must be.
+/// One expected request, and its answer. All members of the request must be equal; without a status
+/// "ST" must be absent, with empty data "DA" must be absent.
 ///
 ///     agent.expect({.opcode = 0x0204, .ext = 1, .reply = AgentReply::ok("2")});
 struct ExpectedCall {
@@ -126,14 +126,14 @@ struct ExpectedCall {
     AgentReply reply = AgentReply::ok();
 };
 
-/// The agent's end of the real sockets "ragdsj" and "ragdaj", in a directory of its own that
-/// QX_RAGD_SOCKET_DIR names from construction to destruction. It runs on a thread of its own and
+/// The agent's end of the real sockets "ragdsj" and "ragdaj", in a private directory to which
+/// QX_RAGD_SOCKET_DIR is set from construction to destruction. It runs on its own thread and
 /// answers registrations by itself.
 ///
-/// Requests are answered from the expectations, in the order in which they were given over all
-/// connections; once these are used up, by the handler; without one, a request is a failure of the
-/// test and answered with status 1. verify(), at the latest the destructor, fails the test for
-/// every expected request that did not come and every request that was not expected.
+/// Requests are answered from the expectations, in their order over all connections; once these are
+/// used up, by the handler; without a handler, a request fails the test and is answered with status
+/// 1. verify(), called at the latest by the destructor, fails the test for every missing and every
+/// unexpected request.
 ///
 /// The easy form, for tests that care only about commands and data:
 ///
@@ -143,11 +143,11 @@ struct ExpectedCall {
 ///         AgentReply::status(19);
 ///     });
 ///
-/// With a FakeClock the agent takes part in its virtual time: waits of the library run out exactly
+/// With a FakeClock the agent takes part in its virtual time: waits of the library time out exactly
 /// when the agent has nothing left to do.
 ///
-/// Thread-safety: any thread may call any operation; a handler, which runs on the agent's thread,
-/// too. Destroy what uses the sockets before the agent, and the agent before the clock.
+/// Thread-safety: any thread may call any operation, including a handler, which runs on the agent's
+/// thread. Destroy users of the sockets before the agent, and the agent before the clock.
 class ScriptedAgent final : private FakeClock::Participant {
   public:
     using milliseconds = std::chrono::milliseconds;
@@ -163,7 +163,7 @@ class ScriptedAgent final : private FakeClock::Participant {
     void handle(Handler handler);
     /// Answers registrations in place of AgentReply::registration().
     void handleRegistration(Handler handler);
-    /// Fails the test for what did not come or was not expected, and forgets it.
+    /// Fails the test for missing and unexpected requests, and clears them.
     void verify();
 
     /// Sends an event on the newest registered event connection, or as soon as there is one.
@@ -173,11 +173,11 @@ class ScriptedAgent final : private FakeClock::Participant {
     void release();
     /// Closes all connections; the sockets stay.
     void closeConnections();
-    /// The agent goes away: connections closed, sockets removed.
+    /// Stops the agent: closes connections, removes sockets.
     void stop();
-    /// The agent comes back on the same paths.
+    /// Restarts the agent on the same paths.
     void start();
-    /// Does something on the agent's thread when that much virtual time has passed.
+    /// Runs a function on the agent's thread after this much virtual time.
     void later(milliseconds delay, std::function<void()> action);
 
     /// Everything received so far, registrations included.
@@ -185,12 +185,12 @@ class ScriptedAgent final : private FakeClock::Participant {
     /// Everything received so far except registrations.
     std::vector<AgentRequest> requests() const;
     std::vector<AgentRequest> registrations() const;
-    /// Every byte that came on a connection.
+    /// Every byte received on a connection.
     std::string bytesReceived(int connection) const;
-    /// Connections that are open now.
+    /// The number of open connections.
     int openConnections() const;
 
-    /// Wait really until it is so; a wait of a minute fails the test.
+    /// Wait in real time for the condition; a wait of a minute fails the test.
     void awaitRequests(std::size_t count);
     void awaitOpenConnections(int count);
 

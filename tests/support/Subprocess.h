@@ -10,7 +10,7 @@
 
 namespace varnock::test {
 
-/// What a finished process left behind.
+/// The result of a finished process.
 struct ProcessResult {
     int status = 0;  ///< exit status, 128 + n for signal n
     std::string out;
@@ -24,7 +24,7 @@ class Subprocess {
     using Environment = std::map<std::string, std::string>;
 
     /// Starts `command` (looked up in PATH) with the variables added to this process's environment.
-    /// Throws std::system_error when it cannot be started.
+    /// Throws std::system_error if it cannot be started.
     explicit Subprocess(const std::vector<std::string>& command,
                         const Environment& environment = {});
     /// Kills the process if it still runs.
@@ -34,11 +34,11 @@ class Subprocess {
 
     pid_t pid() const { return pid_; }
     void signal(int number) const;
-    /// Reads standard output until it holds `text`; false when it ends before.
+    /// Reads standard output until it contains `text`; false if it ends before.
     bool waitForOutput(std::string_view text) { return waitFor(text, out_, result_.out); }
     /// The same of standard error.
     bool waitForError(std::string_view text) { return waitFor(text, err_, result_.err); }
-    /// Waits for the end and returns what was written, with what was read before.
+    /// Waits for the end and returns all output, including output read before.
     const ProcessResult& wait();
 
   private:

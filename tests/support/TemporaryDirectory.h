@@ -5,7 +5,7 @@
 
 namespace varnock::test {
 
-/// A directory of its own for one test, removed with its contents at the end.
+/// A private directory for one test, removed with its contents at the end.
 class TemporaryDirectory {
   public:
     TemporaryDirectory();

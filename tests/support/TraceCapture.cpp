@@ -26,7 +26,7 @@ bool isThreadDigit(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
 }
 
-/// Length of "[0123456789ABCDEF]: " at this place of the line, 0 when something else stands there.
+/// Length of "[0123456789ABCDEF]: " at this position of the line, 0 for anything else.
 std::size_t threadTagLength(std::string_view rest) {
     constexpr std::size_t kLength = kThreadDigits + 4;
     if (rest.size() < kLength || rest[0] != '[' || rest.substr(kThreadDigits + 1, 3) != "]: ") {
@@ -52,7 +52,7 @@ TraceCapture::TraceCapture(unsigned int level)
     : before_(DebugTestAccess::switches(Debug)),
       standardError_(orThrow(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3), "standard error")),
       memory_(orThrow(memfd_create("trace", MFD_CLOEXEC), "memfd_create")) {
-    // Appending is atomic, also when a forked child writes at the same time.
+    // Appending is atomic, even if a forked child writes at the same time.
     orThrow(fcntl(memory_, F_SETFL, O_APPEND), "fcntl");
     fflush(stderr);
     orThrow(dup2(memory_, STDERR_FILENO), "dup2");

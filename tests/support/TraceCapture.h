@@ -9,12 +9,11 @@
 
 namespace varnock::test {
 
-/// Captures the trace of the global `Debug` for as long as it lives.
+/// Captures the trace of the global `Debug` during its lifetime.
 ///
-/// Makes the trace active at the given level and directs it to standard error, which goes into
-/// memory meanwhile: nothing reaches the terminal, and what anybody else writes to standard error
-/// is captured too. The destructor restores everything. Captures may nest; the innermost one gets
-/// the entries.
+/// Activates the trace at the given level and directs it to standard error, which goes to memory
+/// meanwhile: nothing reaches the terminal, and all other output to standard error is captured too.
+/// The destructor restores everything. Captures may nest; the innermost one gets the entries.
 ///
 ///     TraceCapture trace;                       // level 255: everything
 ///     EXPECT_EQ(OpenFile("/nowhere"), -1);
@@ -27,8 +26,8 @@ namespace varnock::test {
 /// its message. A message has lost the newlines at its start and end, and is cut to 1024 bytes. A
 /// message with newlines inside is several lines, of which the first has a header.
 ///
-/// Thread-safety: any number of threads may trace meanwhile; the capture itself belongs to one
-/// thread at a time. Creating and reading never fails because of what is traced: no pipe fills up.
+/// Thread-safety: any number of threads may trace meanwhile; the capture itself may be used by one
+/// thread at a time. The amount of trace output is unlimited: no pipe fills up.
 class TraceCapture {
   public:
     explicit TraceCapture(unsigned int level = 255);
@@ -36,17 +35,17 @@ class TraceCapture {
     TraceCapture(const TraceCapture&) = delete;
     TraceCapture& operator=(const TraceCapture&) = delete;
 
-    /// All that was written since the start or the last clear().
+    /// All output since the start or the last clear().
     std::string text() const;
     /// text() by lines, without their newlines.
     std::vector<std::string> lines() const;
     /// lines() without their headers.
     std::vector<std::string> messages() const;
-    /// True when some message holds `text`.
+    /// True if a message contains `text`.
     bool contains(std::string_view text) const { return count(text) != 0; }
-    /// The number of messages that hold `text`.
+    /// The number of messages that contain `text`.
     std::size_t count(std::string_view text) const;
-    /// Forgets what was captured so far.
+    /// Discards the captured output.
     void clear();
     /// Changes the level.
     void setLevel(unsigned int level);
@@ -58,7 +57,7 @@ class TraceCapture {
     std::size_t begin_ = 0;
 };
 
-/// The message of an entry: the line without its header. A line without header stays whole.
+/// The message of an entry: the line without its header, if it has one.
 std::string withoutEntryHeader(const std::string& line);
 
 }  // namespace varnock::test

@@ -6,7 +6,7 @@
 
 namespace varnock::test {
 
-/// The bytes of a ring-buffer file as they were when it was read, taken apart for tests.
+/// A snapshot of a ring-buffer file, parsed for tests.
 class TraceFile {
   public:
     explicit TraceFile(const std::string& path);

@@ -18,7 +18,7 @@
 namespace varnock::test {
 namespace {
 
-/// Where a call has the file that it works on.
+/// The arguments of a call that identify its file.
 struct Row {
     long number;
     const char* name;
@@ -28,7 +28,7 @@ struct Row {
     bool changes;
 };
 
-// What the C library uses for files here; calls on memory and sockets do not matter.
+// The file calls used by the C library; calls on memory and sockets do not matter.
 constexpr Row rows[] = {
     {SYS_read, "read", 0, -1, -1, false},
     {SYS_pread64, "pread64", 0, -1, -1, false},
@@ -76,7 +76,7 @@ unsigned long long argument(const user_regs_struct& registers, int index) {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// A file in memory that takes what the process prints.
+/// A file in memory for the output of the process.
 class Captured {
   public:
     Captured() : file_(memfd_create("output", MFD_CLOEXEC)) {
@@ -205,7 +205,7 @@ class Tracer {
 
     std::string textAt(unsigned long long address) const {
         std::string text;
-        // Word by word, so that nothing behind the end of the text is needed.
+        // Word by word, so that memory after the end of the text need not be readable.
         for (; text.size() < PATH_MAX; address += sizeof(long)) {
             errno = 0;
             const long word = ptrace(PTRACE_PEEKDATA, process_, address, nullptr);
@@ -223,7 +223,7 @@ class Tracer {
     std::string directory_;
     const std::function<Fate(std::size_t, const FileCall&)>& decide_;
     bool entering_ = false;
-    std::optional<Fate> fate_;  // of the call that is being made
+    std::optional<Fate> fate_;  // of the current call
 };
 
 }  // namespace

@@ -11,7 +11,7 @@
 
 namespace varnock::test {
 
-/// The destructor takes two places. Gives npos for an operation that is not virtual.
+/// The destructor occupies two slots. Returns npos for a non-virtual operation.
 inline constexpr std::size_t notVirtual = static_cast<std::size_t>(-1);
 
 template <typename MemberPointer>

@@ -1,5 +1,5 @@
-// private_start PROGRAM [ARGUMENT...]: runs a test program with directories of its own, so that it
-// touches no file of the machine, whoever runs it. They are removed when it has ended.
+// private_start PROGRAM [ARGUMENT...]: runs a test program with private directories, so that it
+// touches no file of the machine. They are removed when it has ended.
 #include <errno.h>
 #include <signal.h>
 #include <stdio.h>
@@ -43,7 +43,7 @@ class Directories {
         for (const char* part : {"system", "trace", "sockets", "home", "tmp"}) {
             fs::create_directory(root_ / part);
         }
-        // Other users reach what a test opens for them further down.
+        // Other users must be able to reach files below that a test makes accessible.
         for (const fs::path& path : {root_, root_ / "tmp"}) {
             fs::permissions(path,
                             fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec);
@@ -62,7 +62,7 @@ class Directories {
     fs::path root_;
 };
 
-/// The settings of whoever started the test would change what it finds.
+/// The settings of the user would influence the test.
 void forgetSettings() {
     std::vector<std::string> names;
     for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -93,7 +93,7 @@ int run(char** command) {
         _exit(kCannotStart);
     }
     program = child;
-    // A terminal sends these to the program as well.
+    // A terminal also sends these to the program.
     signal(SIGINT, SIG_IGN);
     signal(SIGQUIT, SIG_IGN);
     signal(SIGTERM, passOn);
@@ -103,7 +103,7 @@ int run(char** command) {
     return status;
 }
 
-/// Ends as the program did, so that whoever started it sees the signal that killed it.
+/// Ends like the program, so that the caller sees the signal that killed it.
 int endAs(int status) {
     if (WIFEXITED(status)) return WEXITSTATUS(status);
     const rlimit noCore{0, 0};

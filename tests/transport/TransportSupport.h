@@ -25,7 +25,7 @@ inline auto openDescriptors() {
                          std::filesystem::directory_iterator());
 }
 
-/// Expects a scenario, which is run anew at every level, to print each text at its level and above.
+/// Runs a scenario at every level and expects each text at its own level and above.
 inline void expectLevels(TraceCapture& trace, const std::function<void()>& scenario,
                          const std::vector<std::pair<std::string, unsigned int>>& texts) {
     for (unsigned int level = 0; level <= 3; ++level) {
@@ -59,9 +59,9 @@ struct SocketPair {
     void peerSends(const std::string& bytes) const {
         EXPECT_EQ(write(peer(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     }
-    /// What has come to the peer so far.
+    /// The bytes received by the peer so far.
     std::string peerReceived() const { return received(peer()); }
-    /// What has come to us and was not read.
+    /// The bytes sent to us but not read yet.
     std::string leftOver() const { return received(ours()); }
 
     int ends[2] = {-1, -1};

@@ -173,14 +173,14 @@ TEST(ExtendableString, ClearsWithoutMemory) {
     EXPECT_EQ(textOf(string), "156");
 }
 
-/// Gets at the parts of a change.
+/// Gives access to the parts of a change.
 class Spliced : public CExtendableString {
   public:
     using CExtendableString::Splice;
 };
 
 TEST(ExtendableString, RefusesMoreThanTheLargestLength) {
-    // The parts share one block of half a gibibyte, which nobody reads.
+    // The parts share one block of half a gibibyte, which is never read.
     const std::size_t size = std::size_t{INT_MAX} / 4 + 1;
     const std::unique_ptr<char, void (*)(void*)> block(static_cast<char*>(calloc(size, 1)), free);
     if (block == nullptr) GTEST_SKIP() << "not enough memory";

@@ -2,8 +2,8 @@
 
 namespace varnock::test {
 
-/// How many calls of malloc by this thread succeed before one fails, which sets it back to -1.
-/// Below 0: all of them.
+/// The number of malloc calls of this thread that succeed before one fails and resets it to -1.
+/// Below 0: all calls succeed.
 extern constinit thread_local int allocationsLeft;
 
 }  // namespace varnock::test

@@ -12,7 +12,7 @@ namespace {
 
 using varnock::test::FailingAllocation;
 
-/// A pool that keeps a block of its own and notes what is freed through the virtual operation.
+/// A pool that keeps its own block and records buffers freed through the virtual operation.
 class KeepingPool : public CMemoryPool {
   public:
     explicit KeepingPool(std::vector<const unsigned char*>& freed) : freed_(freed) {}
@@ -95,7 +95,7 @@ TEST(MemoryPool, FreesItsOwnBlockWhenDestroyedWithoutReachingTheDerivedClass) {
         KeepingPool pool(freed);
         pool.keep(64);
     }
-    EXPECT_TRUE(freed.empty());  // that nothing leaks is for the leak sanitizer to say
+    EXPECT_TRUE(freed.empty());  // the leak sanitizer checks that nothing leaks
 }
 
 TEST(MemoryPool, LockingChangesNothing) {

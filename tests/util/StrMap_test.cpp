@@ -20,7 +20,7 @@ namespace {
 using varnock::test::FailingAllocation;
 using varnock::test::PosixThread;
 
-/// Reaches what the map offers to derived classes.
+/// Gives access to the map's protected operations.
 class OpenMap : public CStrMap {
   public:
     using CStrMap::append;
@@ -402,7 +402,7 @@ TEST(StrMap, ChangesOfALargeMapAreSeenBetweenLookups) {
         const int i = static_cast<int>(random() % 300);
         const std::string key = numbered(i);
         const auto at = static_cast<std::size_t>(i);
-        // Long stretches without a change, so that both ways of searching take turns.
+        // Long phases without a change, so that both search methods are used.
         const auto action = (step / 500) % 2 == 0 ? random() % 3 : 2;
         if (action == 0) {
             map.add(key.c_str(), slot(i), nullptr, nullptr);
@@ -415,7 +415,7 @@ TEST(StrMap, ChangesOfALargeMapAreSeenBetweenLookups) {
     }
 }
 
-// A lookup looks first behind the one before it.
+// A lookup first tries the entry after the previous one.
 TEST(StrMap, FindsNamesAskedForInEveryOrder) {
     for (const int count : {1, 2, 3, 10, 300}) {
         OpenMap map;
@@ -470,7 +470,7 @@ TEST(StrMap, ReplacedValuesAreFoundInALargeMap) {
     EXPECT_EQ(data, slot(9));
 }
 
-/// Fills a map and asks for every key.
+/// Fills a map and looks up every key.
 void fillAndSearch(OpenMap& map) {
     for (int i = 0; i < 300; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
     for (int i = 0; i < 300; ++i) map.lookup(numbered(i).c_str(), nullptr);

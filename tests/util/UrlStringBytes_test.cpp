@@ -108,7 +108,7 @@ TEST(UrlString, StoresTheNumbersThatFitInto1023Characters) {
     EXPECT_EQ(setBytes(std::vector<unsigned char>(256, 255)), full);
     EXPECT_EQ(setBytes(std::vector<unsigned char>(257, 255)), full);
     EXPECT_EQ(setBytes(std::vector<unsigned char>(100000, 255)), full);
-    // 1023 characters end behind a comma here, which would stand for nothing.
+    // 1023 characters would end after a comma here, which would have no number after it.
     const std::string digits = setBytes(std::vector<unsigned char>(2000, 1));
     EXPECT_EQ(digits.size(), 1023U);
     EXPECT_EQ(digits.substr(1018), "1,1,1");

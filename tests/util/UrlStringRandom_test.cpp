@@ -16,15 +16,15 @@
 namespace varnock::test {
 namespace {
 
-/// One parameter as it was set, and what it must read back as.
+/// One parameter as set, and its expected value when read back.
 struct Expected {
     bool isNumber;
     int number;
     std::string bytes;
 };
 
-/// Sets random parameters and reads them back. Names are in capitals, which no value has, and none
-/// begins with another, so each finds its own value.
+/// Sets random parameters and reads them back. Names use capitals, which no value contains, and no
+/// name is a prefix of another, so each finds its own value.
 class RoundTrip {
   public:
     explicit RoundTrip(unsigned int seed) : random_(seed) {}
@@ -55,7 +55,7 @@ class RoundTrip {
         }
         return out;
     }
-    // Anything that can stand in quotes, apart from the letters of names.
+    // Any character allowed in quotes, except the letters of names.
     std::string quotable(unsigned int most) {
         std::string out = bytes(most);
         for (char& c : out) {
@@ -131,7 +131,7 @@ class RoundTrip {
     std::mt19937 random_;
 };
 
-// VARNOCK_ROUNDS asks for more of them.
+// VARNOCK_ROUNDS increases their number.
 TEST(UrlString, RandomParametersReadBackAsTheyWereSet) {
     const char* wanted = getenv("VARNOCK_ROUNDS");
     const unsigned long rounds = wanted != nullptr ? strtoul(wanted, nullptr, 10) : 5000;

@@ -10,7 +10,7 @@
 
 namespace varnock::test {
 
-/// A result that its caller frees.
+/// A result that the caller must free.
 class Owned {
   public:
     explicit Owned(char* text) : text_(text, free) {}
@@ -22,7 +22,7 @@ class Owned {
     std::unique_ptr<char, void (*)(void*)> text_;
 };
 
-/// The text, whose length is expected to be the one that the string tells.
+/// The text; expects its length to match the one reported by the string.
 inline std::string textOf(const CExtendableString& string) {
     EXPECT_EQ(string.GetLength(), static_cast<int>(std::string(string.GetText()).size()));
     return string.GetText();

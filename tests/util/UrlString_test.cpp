@@ -69,7 +69,7 @@ TEST(UrlString, KnowsWhereTheListBegins) {
 
 // --- Finding ------------------------------------------------------------------------------------
 
-/// "offset length", or "none" when all three operations agree that there is no such value.
+/// "offset length", or "none" if all three operations agree that there is no such value.
 std::string found(const char* text, const char* name) {
     CUrlString url(text);
     int length = -1;
@@ -122,7 +122,7 @@ TEST(UrlString, MatchesTheNameAsAPrefix) {
     EXPECT_EQ(found("job:?abc:2&a:1", "a"), "2") << "the first match counts";
     EXPECT_EQ(found("job:?abc:2&a:1", "abcd"), "none");
     EXPECT_EQ(found("job:?abc:2&a:1", "bc"), "none");
-    // The value is behind the first colon, even that of the next parameter.
+    // The value follows the first colon, even if that belongs to the next parameter.
     EXPECT_EQ(found("job:?ab&c:1", "a"), "1");
     EXPECT_EQ(found("job:?a:b:1", "a:b"), "b:1");
 }
@@ -148,7 +148,7 @@ TEST(UrlString, AValueRunsToTheNextSeparatorOutsideOfQuotes) {
     EXPECT_EQ(found("?a:1,\"&\",2&b:1", "a"), "1,\"&\",2");
     EXPECT_EQ(found("?a:\"x&b:1", "a"), "\"x&b:1") << "an open quote runs to the end";
     EXPECT_EQ(found("?a:\"x\"\"&\"&b:1", "a"), "\"x\"\"&\"");
-    // Names are looked for inside of quotes as well.
+    // Names are also found inside quotes.
     EXPECT_EQ(found("?a:\"x&b:1\"&b:2", "b"), "1\"&b:2");
 }
 

@@ -113,7 +113,7 @@ TEST(Components, DescribeTheMemoryModulesThatAreThere) {
     EXPECT_EQ(first.formFactor, "DIMM");
     EXPECT_EQ(first.voltage, "1.2 V");
     EXPECT_EQ(first.description, "DDR4 DIMM");
-    // An old firmware that knows little.
+    // Old firmware with few fields.
     const MemoryModule& second = all->at(1);
     EXPECT_EQ(second.designation, "DIMM B1");
     EXPECT_EQ(second.mebibytes, 512U);

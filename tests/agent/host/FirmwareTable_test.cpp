@@ -16,7 +16,7 @@ std::string textOf(const SmbiosBytes& bytes) {
     return {bytes.begin(), bytes.end()};
 }
 
-/// The kernel's files, and a file of 2 MiB that stands in for the physical memory.
+/// The kernel's files, and a file of 2 MiB as a substitute for physical memory.
 class FirmwareTable : public testing::Test {
   protected:
     FirmwareTable() {

@@ -82,7 +82,7 @@ TEST_F(HostMachineTest, AnswersTheFirmwareTexts) {
     EXPECT_EQ(number(ask(machine_, 0x0D00)), 1U);
 }
 
-/// The same with a firmware's table that the kernel shows.
+/// The same with a firmware table in the kernel's files.
 class FirmwareMachineTest : public HostMachineTest {
   protected:
     FirmwareMachineTest() { writeTable(typicalFirmware()); }
@@ -149,7 +149,7 @@ TEST_F(FirmwareMachineTest, AnswersOfTheMemoryModules) {
     for (const auto& [extension, expected] : rows) {
         EXPECT_EQ(text(ask(machine_, kText, extension)), expected) << extension;
     }
-    // What no table says.
+    // Facts missing in the table.
     for (const unsigned opcode : {0x0701U, 0x0705U, 0x0707U}) {
         expectNegative(ask(machine_, opcode));
     }

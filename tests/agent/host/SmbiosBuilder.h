@@ -10,7 +10,7 @@ namespace varnock::agent {
 
 using SmbiosBytes = std::vector<std::uint8_t>;
 
-/// Writes a firmware's table and its entry points byte by byte.
+/// Builds a firmware table and its entry points byte by byte.
 class SmbiosBuilder {
   public:
     /// A structure with zeros up to `length`; fields are then set by their offsets.

@@ -201,8 +201,8 @@ bool holds(const SmbiosBytes& bytes, const std::string& text) {
     return std::string(bytes.begin(), bytes.end()).find(text) != std::string::npos;
 }
 
-// Reads everything that a table could be asked for, and expects that it fits together and comes
-// from these bytes. That nothing is read beside them is for the sanitizers to say.
+// Reads everything from a table, and expects that it is consistent and comes from these bytes. The
+// sanitizers detect reads outside them.
 void expectSound(const SmbiosBytes& bytes) {
     const SmbiosTable table(bytes, kVersion28);
     const std::size_t smallest = 4 + 2;  // a header and the end of the texts

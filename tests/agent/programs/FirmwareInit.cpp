@@ -1,6 +1,5 @@
-// The first and only program of a virtual machine: it reads the firmware's table out of the
-// physical memory and out of the kernel's files, says on the console what stands there, and
-// switches the machine off.
+// The only program of a virtual machine: it reads the firmware table from physical memory and from
+// the kernel's files, prints both to the console, and powers the machine off.
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/mount.h>

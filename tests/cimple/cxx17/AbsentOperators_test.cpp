@@ -1,4 +1,5 @@
-// C++20 makes operators of others, so what the framework does not offer shows only in C++17.
+// C++20 synthesises operators from others, so operators missing in the framework show only in
+// C++17.
 #include <cimple/cimple.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Says how many processors the library knows at every time of a process's life.
+// Prints the number of processors known to the library at each stage of a process.
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -17,14 +17,14 @@ struct Reporter {
     ~Reporter() { report("static-end"); }
 };
 
-// An ordinary static object: the library's are there for all of its life.
+// An ordinary static object: the library's objects exist during its whole lifetime.
 const Reporter reporter;
 
 }  // namespace
 
 int main() {
     report("main");
-    // The file was read at load; what happens to it later is not seen.
+    // The file was read at load time; later changes are not seen.
     setenv("QX_CPUINFO_FILE", "/nowhere", 1);
     report("later");
     return 0;

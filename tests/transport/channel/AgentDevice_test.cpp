@@ -108,7 +108,7 @@ TEST_F(OpenDevice, PrintsItsFailureWhateverTheLevel) {
 }
 
 TEST_F(OpenDevice, KeepsAwayFromTheStandardStreams) {
-    // A host without standard output prints to whatever has its number.
+    // A host without standard output would print to whatever file gets its descriptor number.
     const Listener listener(path, 1);
     const ClosedStream input(STDIN_FILENO);
     const auto before = openDescriptors();
@@ -127,7 +127,7 @@ TEST_F(OpenDevice, AProbeTellsAtOnceWhetherAnybodyListens) {
     {
         const Listener listener(path, 0);
         EXPECT_EQ(ProbeAgentSocket(path), 0);
-        // Its queue is full now, and still it listens.
+        // Its queue is full now, but it is still listening.
         EXPECT_EQ(ProbeAgentSocket(path), 0);
     }
     EXPECT_EQ(ProbeAgentSocket(path), ECONNREFUSED);

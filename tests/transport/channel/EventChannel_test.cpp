@@ -346,8 +346,8 @@ TEST_F(EventChannel, IsNotSharedWithAForkedChild) {
     enable();
     const pid_t child = fork();
     if (child == 0) {
-        Clock::replace(nullptr);                // the agent's thread is not here
-        const auto before = openDescriptors();  // the parent's channel gives way to the own one
+        Clock::replace(nullptr);                // the child does not have the agent's thread
+        const auto before = openDescriptors();  // the child's own channel replaces the parent's
         const bool refused = GetEventJson(fd, event) == -1;
         const int own = RegisterForEvents(nullptr);
         _exit(refused && own >= 0 && openDescriptors() == before ? 0 : 1);

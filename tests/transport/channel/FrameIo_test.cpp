@@ -29,7 +29,7 @@ TEST(FrameBuffer, HoldsALengthWordAndTheText) {
 TEST(FrameBuffer, EndsTheTextWhereTheFrameEnds) {
     FrameBuffer buffer(16);
     buffer.put("0123456789");
-    // A reply over it, without a NUL: the rest of the request is no part of it.
+    // A reply over it, without a NUL: the rest of the request is not part of it.
     memcpy(buffer.bytes(), "\3\0\0\0abcdef", 10);
     EXPECT_STREQ(buffer.text(10), "abc");
     memcpy(buffer.bytes(), "\377\377\377\377abcdef", 10);
@@ -50,8 +50,8 @@ TEST(FrameBuffer, IsEmptyWithoutMemory) {
 
 class SendRequestOnFd : public testing::Test {
   protected:
-    /// The request "request" with a buffer of `size` bytes; the reply is in the socket already, or
-    /// never comes.
+    /// The request "request" with a buffer of `size` bytes; the reply is already in the socket, or
+    /// never arrives.
     int send(unsigned int timeout = 30000, Surplus surplus = Surplus::Drop) {
         return sendRequestOnFd(pair.ours(), request.data(), limit, timeout, 10, surplus);
     }
@@ -170,7 +170,7 @@ TEST_F(SendRequestOnFd, FailsOnAReplyLargerThanTheBuffer) {
 }
 
 TEST_F(SendRequestOnFd, FailsOnALengthThatCanNeverBeReached) {
-    // Four more than this is no number of 32 bits any more.
+    // Adding four to this overflows 32 bits.
     for (const char* length : {"\377\377\377\377", "\374\377\377\377", "\373\377\377\377"}) {
         request = Frame("request", 4096);
         pair.peerSends(std::string(length, 4) + "reply");
@@ -297,7 +297,7 @@ TEST_F(SendRequestOnFd, TracesAtLevelOne) {
                   {"SendRequestOnFd: Command sending on fd=-7 failed", 1}});
 }
 
-// Nothing may be waited for longer than the timeout and the seconds of the attempts together.
+// No wait may exceed the sum of the timeout and the seconds of the attempts.
 
 TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatDribbles) {
     EXPECT_EQ(sendToAnAgentThatDribbles(), kTransferFailed);

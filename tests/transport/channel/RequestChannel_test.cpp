@@ -36,7 +36,7 @@ class ChannelToAgent : public testing::Test {
   protected:
     ~ChannelToAgent() override { RagdClientDestroyTSD(); }
 
-    /// Sends a command and gives the result; the reply is in `frame_` then.
+    /// Sends a command and returns the result; the reply is then in `frame_`.
     int request(unsigned int opcode = 1, unsigned int timeout = 0) {
         frame_ = Frame(AgentRecord{.opcode = opcode});
         return SendRequest(frame_.data(), frame_.size(), timeout);
@@ -407,7 +407,7 @@ TEST_F(ChannelToAgent, IsClosedOnDemand) {
               "DestroyThreadSpecificDataJson: FdRequest = " + std::to_string(fd) + " closed");
 
     trace.clear();
-    RagdClientDestroyTSD();  // looks, but makes no new one
+    RagdClientDestroyTSD();  // finds none, and creates none
     EXPECT_EQ(trace.messages().size(), 1u);
     EXPECT_TRUE(trace.contains("RagdClientDestroyTSD: pthrdata = (nil), s_BufferKey = 0x"));
     expectOk();
@@ -494,9 +494,9 @@ TEST_F(ChannelToAgent, IsNotSharedWithAForkedChild) {
     ASSERT_GT(request(1), 0);
     const pid_t child = fork();
     if (child == 0) {
-        Clock::replace(nullptr);  // the agent's thread is not here
+        Clock::replace(nullptr);  // the child does not have the agent's thread
         Frame frame(AgentRecord{.opcode = 2});
-        const auto before = openDescriptors();  // the parent's connection gives way to the own one
+        const auto before = openDescriptors();  // the child's own connection replaces the parent's
         const bool answered = SendRequest(frame.data(), frame.size(), 0) > 0 &&
                               frame.text().find("\"DA\":2}") != std::string::npos;
         _exit(answered && openDescriptors() == before ? 0 : 1);
@@ -515,8 +515,8 @@ TEST_F(ChannelToAgent, SaysWhereItIsLookedFor) {
     EXPECT_EQ(EventSocketPath(), agent.eventSocket());
 }
 
-// What follows is about the key, of which a process has one, once. Each test runs in a process of
-// its own, and as the only test of the program.
+// The following tests use the key, which a process creates only once. Each test runs in its own
+// process, as the only test of the program.
 
 void inOwnProcess(const std::function<void()>& body) {
     if (testing::UnitTest::GetInstance()->test_to_run_count() > 1) {

@@ -21,7 +21,7 @@ std::string document() {
     return varnock::test::pageFrom("wire-format.md", "## A worked example");
 }
 
-/// The bytes of a dump: an offset, up to 16 bytes and what they read as.
+/// The bytes of a dump: an offset, up to 16 bytes and their characters.
 std::string bytesOf(const std::string& dump) {
     std::string bytes;
     std::istringstream lines(dump);

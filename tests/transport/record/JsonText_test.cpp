@@ -19,7 +19,7 @@ using varnock::parseJson;
 using varnock::writeJson;
 using varnock::test::FailingAllocation;
 
-/// What RapidJSON itself makes of the text, as text again; "error" when it refuses it.
+/// The text after parsing and writing by RapidJSON itself; "error" if it refuses the text.
 std::string peer(const std::string& text) {
     JsonDocument document;
     document.Parse(text.c_str());

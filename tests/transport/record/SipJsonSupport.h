@@ -48,7 +48,7 @@ inline bool hasNoStream(const SipJson& record) {
     return !read;
 }
 
-/// Expects what is read where there is nothing.
+/// Expects the defaults that are read from missing data.
 inline void expectDefaults(const SipJson& record) {
     EXPECT_EQ(record.OpCode(), 0u);
     EXPECT_EQ(record.OpCodeExt(), 0u);

@@ -130,7 +130,7 @@ struct TextCase {
     const char* data;
     unsigned long offset;
     bool read;
-    const char* text;  ///< "kept" where the output is left alone
+    const char* text;  ///< "kept" if the output is unchanged
 };
 
 class SipJsonText : public testing::TestWithParam<TextCase> {};
