@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <limits>
 #include <memory>
 
 #include "cli/Commands.h"
@@ -24,6 +23,7 @@
 #include "cli/trace/TraceUsers.h"
 #include "runtime/Debug.h"
 #include "runtime/Version.h"
+#include "runtime/trace/TraceFileFormat.h"
 #include "transport/AgentSocket.h"
 #include "transport/SipJson.h"
 
@@ -32,8 +32,7 @@ namespace {
 
 using State = Finding::State;
 
-// Its positions have 32 bits.
-constexpr std::uint64_t largestTraceFile = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t largestTraceFile = varnock::tracefile::kLargestSize;
 
 // What mends an agent that is there and does not do its work.
 constexpr const char* restartAgent =

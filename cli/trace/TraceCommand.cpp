@@ -16,6 +16,7 @@
 #include "cli/trace/TraceTime.h"
 #include "runtime/Debug.h"
 #include "runtime/Registry.h"
+#include "runtime/trace/TraceFileFormat.h"
 #include "tools/Console.h"
 
 namespace varnockctl {
@@ -419,7 +420,9 @@ std::vector<std::string> traceFilePaths() {
                              sizeof directory);
     std::vector<std::string> paths;
     for (char letter = varnock::kFirstTraceLetter; letter <= varnock::kLastTraceLetter; ++letter) {
-        paths.push_back(std::string(directory) + "/log." + TovQXObjectName + "_" + letter);
+        char path[2 * sizeof directory];
+        varnock::tracefile::makePath(path, sizeof path, directory, TovQXObjectName, letter);
+        paths.emplace_back(path);
     }
     return paths;
 }

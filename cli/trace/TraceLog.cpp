@@ -9,27 +9,14 @@
 namespace varnockctl {
 namespace {
 
-constexpr std::size_t lineLength = 80;
-constexpr std::size_t valueColumn = 35;
-constexpr std::size_t valueWidth = 43;
-constexpr std::int64_t recordLength = 1024;
-constexpr auto entriesBegin = static_cast<std::int64_t>(TraceHeader::length);
-
-constexpr std::array<std::string_view, 7> labels{
-    "FilePath                         :", "FirstOpen                        :",
-    "LastOpen                         :", "NumberOpens    (decimal)         :",
-    "WrapCount      (decimal)         :", "RingBufferSize (decimal)         :",
-    "CurrentWritePosition (dec bytes) :"};
+using namespace varnock::tracefile;
 
 constexpr std::int64_t noSeam = std::numeric_limits<std::int64_t>::max();
 
-constexpr std::string_view endOfDescription = "# End of header.";
-constexpr std::string_view endOfInitialisation = "### End of initialization. ###";
-
 std::string valueOf(std::string_view header, std::size_t field) {
-    const std::size_t begin = field * lineLength + valueColumn;
+    const std::size_t begin = offsetOfValue(field);
     std::string_view value =
-        begin < header.size() ? header.substr(begin, valueWidth) : std::string_view();
+        begin < header.size() ? header.substr(begin, kValueWidth) : std::string_view();
     value = value.substr(0, value.find_last_not_of(' ') + 1);
     return std::string(value);
 }
@@ -48,14 +35,13 @@ bool isDigit(char c) {
 
 constexpr std::array<std::string_view, 12> months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-constexpr std::size_t timeLength = 15;
 
 bool isTime(std::string_view text) {
-    if (text == "mmm dd hh:mm:ss") {
-        return true;  // what stands for a time beyond the calendar
+    if (text == kNoTime) {
+        return true;
     }
     constexpr std::string_view form = "... dd dd:dd:dd";
-    for (std::size_t i = 3; i < timeLength; ++i) {
+    for (std::size_t i = 3; i < kTimeLength; ++i) {
         const bool fits =
             form[i] == 'd' ? isDigit(text[i]) || (i == 4 && text[i] == ' ') : text[i] == form[i];
         if (!fits) {
@@ -92,7 +78,7 @@ bool isRuled(std::string_view text) {
 
 /// What a new file is filled with.
 bool isFiller(const TraceEntry& entry) {
-    return entry.line.size() == recordLength - 1 && isRuled(entry.message);
+    return entry.line.size() == kRecordSize - 1 && isRuled(entry.message);
 }
 
 }  // namespace
@@ -100,40 +86,41 @@ bool isFiller(const TraceEntry& entry) {
 TraceHeader TraceHeader::parse(std::string_view bytes) {
     TraceHeader header;
     header.isLabelled = true;
-    for (std::size_t i = 0; i < labels.size(); ++i) {
-        const std::size_t begin = std::min(i * lineLength, bytes.size());
-        header.isLabelled = header.isLabelled && bytes.substr(begin).starts_with(labels[i]);
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+        const std::size_t begin = std::min(i * kLineLength, bytes.size());
+        header.isLabelled = header.isLabelled && bytes.substr(begin).starts_with(kLabels[i]);
     }
-    header.filePath = valueOf(bytes, 0);
-    header.firstOpen = valueOf(bytes, 1);
-    header.lastOpen = valueOf(bytes, 2);
-    header.opens = numberOf(bytes, 3);
-    header.wraps = numberOf(bytes, 4);
-    header.size = numberOf(bytes, 5);
-    header.position = numberOf(bytes, 6);
+    header.filePath = valueOf(bytes, kFilePath);
+    header.firstOpen = valueOf(bytes, kFirstOpen);
+    header.lastOpen = valueOf(bytes, kLastOpen);
+    header.opens = numberOf(bytes, kNumberOpens);
+    header.wraps = numberOf(bytes, kWrapCount);
+    header.size = numberOf(bytes, kRingBufferSize);
+    header.position = numberOf(bytes, kCurrentWritePosition);
     return header;
 }
 
 std::optional<TraceEntry> parseTraceEntry(std::string_view line) {
-    constexpr std::size_t threadLength = 16;
-    if (line.size() < timeLength + 2 || !isTime(line.substr(0, timeLength)) ||
-        line[timeLength] != ' ') {
+    constexpr std::string_view behindThread = kBehindThread;
+    if (line.size() < kTimeLength + 2 || !isTime(line.substr(0, kTimeLength)) ||
+        line[kTimeLength] != ' ') {
         return std::nullopt;
     }
     TraceEntry entry;
     entry.line = line;
-    entry.time = line.substr(0, timeLength);
-    std::string_view rest = line.substr(timeLength + 1);
+    entry.time = line.substr(0, kTimeLength);
+    std::string_view rest = line.substr(kTimeLength + 1);
     const std::size_t blank = rest.find(' ');
     const std::size_t bracket = rest.find('[');
-    if (bracket == rest.npos || blank > bracket || rest.size() < bracket + 1 + threadLength + 3 ||
-        rest.substr(bracket + 1 + threadLength, 3) != "]: ") {
+    if (bracket == rest.npos || blank > bracket ||
+        !rest.substr(std::min(bracket + 1 + kThreadDigits, rest.size()))
+             .starts_with(behindThread)) {
         return std::nullopt;
     }
     entry.host = rest.substr(0, blank);
     entry.application = rest.substr(blank + 1, bracket - blank - 1);
-    entry.thread = rest.substr(bracket + 1, threadLength);
-    entry.message = rest.substr(bracket + 1 + threadLength + 3);
+    entry.thread = rest.substr(bracket + 1, kThreadDigits);
+    entry.message = rest.substr(bracket + 1 + kThreadDigits + behindThread.size());
     const bool isThread = entry.thread.find_first_not_of("0123456789ABCDEF") == rest.npos;
     return isThread ? std::optional(entry) : std::nullopt;
 }
@@ -155,18 +142,18 @@ void TraceLog::order(std::optional<std::int64_t> written) {
     if (!header_.isLabelled) {
         problems_.emplace_back("the fields at the beginning of the file do not have their labels");
     }
-    if (!header_.size || *header_.size < entriesBegin) {
+    if (!header_.size || *header_.size < kEntriesBegin) {
         problems_.emplace_back("the size in the file means nothing");
     } else if (*header_.size > length) {
         problems_.emplace_back("the file is shorter than it says");
     }
     size_ =
-        std::min(header_.size && *header_.size >= entriesBegin ? *header_.size : length, length);
+        std::min(header_.size && *header_.size >= kEntriesBegin ? *header_.size : length, length);
     round_ = header_.wraps.value_or(0);
     if (!header_.wraps) {
         problems_.emplace_back("the number of wraps in the file means nothing");
     }
-    if (!header_.position || *header_.position < entriesBegin || *header_.position > size_) {
+    if (!header_.position || *header_.position < kEntriesBegin || *header_.position > size_) {
         problems_.emplace_back(
             "the position in the file means nothing: the entries come in the order of the file");
         orderAsItStands();
@@ -209,10 +196,10 @@ std::string_view TraceLog::newestTime() const {
 
 void TraceLog::orderAsItStands() {
     // Whoever writes to such a file begins there, as the one who is only just making it does.
-    position_ = entriesBegin;
-    begin_ = {round_, entriesBegin};
-    if (size_ > entriesBegin) {
-        take({entriesBegin, size_, round_, noSeam}, entries_);
+    position_ = kEntriesBegin;
+    begin_ = {round_, kEntriesBegin};
+    if (size_ > kEntriesBegin) {
+        take({kEntriesBegin, size_, round_, noSeam}, entries_);
     }
 }
 
@@ -227,14 +214,13 @@ void TraceLog::orderRounds(std::int64_t oldest) {
 /// initialisation that is kept, else at the boundary of a record. The second says whether one is.
 std::pair<std::int64_t, bool> TraceLog::beginOfRound(std::int64_t described,
                                                      std::int64_t end) const {
-    const auto kept = round_ > 0 ? endOfLine(endOfInitialisation, described, end) : std::nullopt;
-    const std::int64_t aligned = (described + 2 * recordLength) / recordLength * recordLength;
-    return {std::min(kept.value_or(aligned), end), kept.has_value()};
+    const auto kept = round_ > 0 ? endOfLine(kEndOfInitialisation, described, end) : std::nullopt;
+    return {std::min(kept.value_or(behindDescription(described)), end), kept.has_value()};
 }
 
 std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
-    const Piece wholeRound{entriesBegin, position_, round_, noSeam};
-    const auto described = endOfLine(endOfDescription, entriesBegin, position_);
+    const Piece wholeRound{kEntriesBegin, position_, round_, noSeam};
+    const auto described = endOfLine(kEndOfDescription, kEntriesBegin, position_);
     isPastDescription_ = described.has_value();
     const auto [begin, isKept] =
         described ? beginOfRound(*described, position_) : std::pair(position_, false);
@@ -250,12 +236,12 @@ std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
             pieces.push_back({*described, begin, round_ - 1, noSeam});
         }
         pieces.push_back(before);
-        pieces.push_back({entriesBegin, *described, round_, noSeam});
+        pieces.push_back({kEntriesBegin, *described, round_, noSeam});
         pieces.push_back({begin, position_, round_, noSeam});
         return pieces;
     }
     // The description of the new round is not complete; it has overwritten the one before in part.
-    if (const auto previous = endOfLine(endOfDescription, oldest, size_)) {
+    if (const auto previous = endOfLine(kEndOfDescription, oldest, size_)) {
         const auto [previousBegin, wasKept] = beginOfRound(*previous, size_);
         if (wasKept) {
             pieces.push_back({*previous, previousBegin, round_ - 1, noSeam});
@@ -279,7 +265,7 @@ bool TraceLog::holdsEntries(const Piece& piece) {
 /// The offset behind the first entry with this message.
 std::optional<std::int64_t> TraceLog::endOfLine(std::string_view message, std::int64_t begin,
                                                 std::int64_t end) const {
-    const std::string ending = "]: " + std::string(message) + "\n";
+    const std::string ending = kBehindThread + std::string(message) + "\n";
     const std::string_view range =
         std::string_view(bytes_).substr(0, static_cast<std::size_t>(end));
     const std::size_t found = range.find(ending, static_cast<std::size_t>(begin));

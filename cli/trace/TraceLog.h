@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/trace/TraceFileFormat.h"
+
 namespace varnockctl {
 
 /// The fields at the beginning of a trace file; a number that is none is absent.
@@ -20,7 +22,7 @@ struct TraceHeader {
     std::optional<std::int64_t> position;
     bool isLabelled = false;  ///< every field has its label
 
-    static constexpr std::size_t length = 1024;
+    static constexpr auto length = static_cast<std::size_t>(varnock::tracefile::kEntriesBegin);
     /// Reads whatever bytes there are.
     static TraceHeader parse(std::string_view bytes);
     /// True when the writer has done something between the two.
@@ -75,7 +77,7 @@ class TraceLog {
     bool isPastDescription() const { return isPastDescription_; }
 
     /// An entry is never longer.
-    static constexpr std::int64_t longestEntry = 1184;
+    static constexpr std::int64_t longestEntry = varnock::tracefile::kLongestEntry;
 
   private:
     struct Piece {

@@ -4,15 +4,15 @@
 #include <limits>
 
 #include "cli/trace/TraceTime.h"
+#include "runtime/trace/TraceFileFormat.h"
 
 namespace varnockctl {
 namespace {
 
-constexpr std::string_view workCycle = "### Start of work cycle. (";
-constexpr std::string_view endOfDescription = "# End of header.";
-constexpr std::string_view processLine = "Process PID                : ";
+using namespace varnock::tracefile;
 
 std::optional<pid_t> processIn(std::string_view message) {
+    constexpr std::string_view processLine = kProcessLine;
     pid_t process = 0;
     if (!message.starts_with(processLine)) {
         return std::nullopt;
@@ -28,7 +28,7 @@ std::optional<pid_t> processIn(std::string_view message) {
 bool beginsProcess(const std::vector<TraceEntry>& entries, std::size_t cycle) {
     const bool isDescribedBehind =
         cycle + 1 < entries.size() && processIn(entries[cycle + 1].message).has_value();
-    return isDescribedBehind || cycle == 0 || entries[cycle - 1].message != endOfDescription;
+    return isDescribedBehind || cycle == 0 || entries[cycle - 1].message != kEndOfDescription;
 }
 
 /// The entries of one list, with the moment of the next.
@@ -71,7 +71,7 @@ std::vector<std::optional<pid_t>> processesOf(const std::vector<TraceEntry>& ent
     std::size_t begin = 0;  // of what the process has written
     std::optional<pid_t> process;
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        if (entries[i].message.starts_with(workCycle) && beginsProcess(entries, i)) {
+        if (entries[i].message.starts_with(kWorkCycle) && beginsProcess(entries, i)) {
             begin = i;
             process.reset();
         }

@@ -9,8 +9,11 @@
 #include <algorithm>
 
 #include "cli/output/Failure.h"
+#include "runtime/trace/TraceFileFormat.h"
 
 namespace varnockctl {
+
+using namespace varnock::tracefile;
 
 /// An open trace file.
 class TraceReader::File {
@@ -53,13 +56,12 @@ class TraceReader::File {
     /// All that a trace can have in it. Positions have 32 bits: a file that is longer, and does not
     /// say how much of it is used, is none.
     std::string all() const {
-        constexpr std::int64_t longest = std::int64_t{1} << 31;
-        constexpr auto shortest = static_cast<std::int64_t>(TraceHeader::length);
+        constexpr std::int64_t longest = roundUpToRecords(kLargestSize);
         const TraceHeader header = this->header();
-        const bool saysSize = header.isLabelled && header.size && *header.size >= shortest;
+        const bool saysSize = header.isLabelled && header.size && *header.size >= kEntriesBegin;
         const std::int64_t length = status_.st_size;
         const std::int64_t used = saysSize ? std::min(*header.size, length) : length;
-        return bytes(static_cast<std::size_t>(used <= longest ? used : shortest));
+        return bytes(static_cast<std::size_t>(used <= longest ? used : kEntriesBegin));
     }
     TraceHeader header() const { return TraceHeader::parse(bytes(TraceHeader::length)); }
 
@@ -75,7 +77,7 @@ namespace {
 bool isPlausible(const std::string& bytes, const TraceHeader& header) {
     const std::int64_t position = header.position.value_or(0);
     const auto size = static_cast<std::int64_t>(bytes.size());
-    return position <= static_cast<std::int64_t>(TraceHeader::length) || position > size ||
+    return position <= kEntriesBegin || position > size ||
            bytes[static_cast<std::size_t>(position) - 1] == '\n';
 }
 

@@ -19,6 +19,7 @@
 #include "runtime/trace/DebugSettings.h"
 #include "runtime/trace/EntryHeader.h"
 #include "runtime/trace/RingBufferFile.h"
+#include "runtime/trace/TraceFileFormat.h"
 #include "runtime/trace/TraceFormat.h"
 #include "runtime/trace/TraceLock.h"
 
@@ -26,13 +27,14 @@ using varnock::CancellationGuard;
 using varnock::EntryHeader;
 using varnock::RingBufferFile;
 using varnock::traceLock;
+namespace tracefile = varnock::tracefile;
 
 namespace {
 
 constexpr std::size_t kHexBytesShown = 256;
 constexpr std::size_t kHexBytesPerLine = 16;
 constexpr std::int64_t kFreeForInitialisation = 1'048'577;
-constexpr const char* kProcessLine = "Process PID                : %d\n";
+constexpr const char* kProcessLineFormat = "%s%d\n";
 constexpr const char* kInitialisationFailed =
     "Error during initialization of the CDebug instance.\n";
 constexpr const char* kInitialisationReason = "Error message: \"%s\"\n";
@@ -195,7 +197,7 @@ int CDebug::start(bool hasSettings) {
 
 // The array has room for both texts: a path too long must not be cut.
 void CDebug::buildPath(char letter, char (&path)[2 * kPathSize + 16]) const {
-    snprintf(path, sizeof path, "%s/log.%s_%c", settings_.directory, applicationName_, letter);
+    tracefile::makePath(path, sizeof path, settings_.directory, applicationName_, letter);
 }
 
 /// Takes the first letter whose file no live process uses. Where there is none it shares the last
@@ -225,7 +227,7 @@ bool CDebug::openOwnRingBuffer() {
     ringBuffer_->leaveWhenForked();
     if (ringBuffer_->resumes()) {
         // Until the next round the file has no other line that says whose entries follow.
-        PrintIt(kRingBuffer, kProcessLine, processId_);
+        PrintIt(kRingBuffer, kProcessLineFormat, tracefile::kProcessLine, processId_);
     }
     return true;
 }
@@ -258,7 +260,7 @@ bool CDebug::openRingBuffer(const char* path, long size, bool* isInUse) {
         WriteLogHeader(kRingBuffer);
         ringBuffer_->skipGap();
     }
-    PrintIt(kRingBuffer, "### Start of work cycle. (%08d) ###\n", ringBuffer_->opens());
+    PrintIt(kRingBuffer, "%s%08d) ###\n", tracefile::kWorkCycle, ringBuffer_->opens());
     return true;
 }
 
@@ -380,6 +382,7 @@ void CDebug::appendEntry(size_t length) {
 size_t CDebug::buildEntry(const char* format, va_list arguments) try {
     // A header longer than its room is cut by the message that follows.
     static_assert(EntryHeader::kCapacity <= kEntrySize);
+    static_assert(kEntrySize == tracefile::kLongestEntry);
     const size_t headerLength =
         std::min(varnock::entryHeader().write(applicationName_, entryBuffer_), kHeaderRoom - 1);
     char* const message = entryBuffer_ + headerLength;
@@ -460,7 +463,7 @@ void CDebug::SetApplInitDone() {
         ringBuffer_->freeBytes() < kFreeForInitialisation) {
         return;
     }
-    PrintIt(kNoTarget, "### End of initialization. ###\n");
+    PrintIt(kNoTarget, "%s\n", tracefile::kEndOfInitialisation);
     ringBuffer_->keepWhatIsThere();
     applicationInitDone_ = 1;
 }
@@ -510,7 +513,7 @@ void CDebug::printSettings(unsigned int target) {
     PrintIt(target, "RingBufferDirectory        : %s\n", stored_.directory);
     PrintIt(target, "No Header to stderr        : %d\n", stored_.noHeaderToStderr);
     PrintIt(target, "Internal Debug values      :\n");
-    PrintIt(target, kProcessLine, processId_);
+    PrintIt(target, kProcessLineFormat, tracefile::kProcessLine, processId_);
     PrintIt(target, "Trace Target               : %d\n", load(traceTarget_));
     PrintIt(target, "Trace Level                : %d\n", load(traceLevel_));
     PrintIt(target, "Trace Level Saved          : %d\n", savedTraceLevel_);
@@ -522,7 +525,7 @@ void CDebug::printSettings(unsigned int target) {
     PrintIt(target, "Ring Buffer Size           : %d\n", static_cast<int>(ringBufferSize_));
     PrintIt(target, "Ring Buffer Path           : %s\n", ringBufferPath_);
     PrintIt(target, "No Header to stderr        : %d\n", settings_.noHeaderToStderr);
-    PrintIt(target, "# End of header.\n");
+    PrintIt(target, "%s\n", tracefile::kEndOfDescription);
 }
 
 int CDebug::ForceMaxDebug(int on) {

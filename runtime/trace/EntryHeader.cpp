@@ -30,7 +30,7 @@ void formatLocalTime(time_t time, char (&text)[kTimeTextSize]) {
     const int error = errno;
     tm parts{};
     if (localtime_r(&time, &parts) == nullptr || asctime_r(&parts, text) == nullptr) {
-        strcpy(text, "www mmm dd hh:mm:ss yyyy\n");
+        snprintf(text, sizeof text, "www %s yyyy\n", tracefile::kNoTime);
     }
     errno = error;
 }
@@ -70,7 +70,8 @@ void EntryHeader::refreshTime(time_t now) {
 }
 
 void EntryHeader::refreshThread(pthread_t thread) {
-    snprintf(tag_, sizeof tag_, "[%016X]: ", static_cast<std::uint32_t>(thread));
+    snprintf(tag_, sizeof tag_, "[%0*X%s", static_cast<int>(tracefile::kThreadDigits),
+             static_cast<std::uint32_t>(thread), tracefile::kBehindThread);
     thread_ = thread;
 }
 

@@ -5,6 +5,8 @@
 
 #include <cstddef>
 
+#include "runtime/trace/TraceFileFormat.h"
+
 /// The header of a trace entry, "Mmm dd hh:mm:ss host application[thread]: ". Internal.
 namespace varnock {
 
@@ -25,7 +27,8 @@ void shortenHostName(const char* node, char (&text)[kShortHostSize]);
 class EntryHeader {
   public:
     /// Longest header: time, host, an application name of 259 characters, thread.
-    static constexpr std::size_t kCapacity = 15 + 1 + 32 + 1 + 259 + 1 + 16 + 3 + 1;
+    static constexpr std::size_t kCapacity =
+        tracefile::kTimeLength + 1 + 32 + 1 + 259 + 1 + tracefile::kThreadDigits + 3 + 1;
 
     constexpr EntryHeader() = default;
 
@@ -36,8 +39,8 @@ class EntryHeader {
     void forgetHost() { hostLength_ = 0; }
 
   private:
-    static constexpr std::size_t kTimeLength = 15;
-    static constexpr std::size_t kTagLength = 1 + 16 + 3;
+    static constexpr std::size_t kTimeLength = tracefile::kTimeLength;
+    static constexpr std::size_t kTagLength = 1 + tracefile::kThreadDigits + 3;
 
     void refreshTime(time_t now);
     void refreshHost();

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <limits>
 #include <new>
 
 #include "runtime/files/FileStream.h"
@@ -21,6 +20,9 @@
 #include "runtime/threads/Cancellation.h"
 
 namespace varnock {
+
+using namespace tracefile;
+
 namespace {
 
 constexpr const char* kOpeningFailed = "Error %d opening %s (%d), try logging to stderr.\n";
@@ -31,7 +33,6 @@ constexpr const char* kMappingFailed =
     "Error %d mmap'ing to log file %s (%d), try logging to stderr.\n";
 
 constexpr std::size_t kLongestPath = 259;
-constexpr std::int64_t kLargestSize = std::numeric_limits<std::int32_t>::max();
 /// A file that cannot grow to its configured size is still used from this length on.
 constexpr std::int64_t kSmallestOldFile = 64 * 1024;
 
@@ -39,34 +40,13 @@ constexpr std::int64_t kSmallestOldFile = 64 * 1024;
 constexpr int kMakingTries = 2000;
 constexpr std::chrono::milliseconds kMakingPause{1};
 
-constexpr std::size_t kLineLength = 80;
-constexpr std::size_t kFieldsLength = 8 * kLineLength;
-constexpr std::size_t kBlankLineLength = 384;
-constexpr std::size_t kValueColumn = 35;
-constexpr std::size_t kValueWidth = 43;
+constexpr std::size_t kRecordLength = static_cast<std::size_t>(kRecordSize);
+/// The fields, and the line that rules them off.
+constexpr std::size_t kFieldsLength = (kFieldCount + 1) * kLineLength;
+constexpr std::size_t kBlankLineLength = kRecordLength - kFieldsLength;
 /// One more than the value area is wide: a long path covers the bar that ends its line.
 constexpr std::size_t kLongestText = kValueWidth + 1;
-constexpr std::size_t kDigits = 16;
-constexpr std::size_t kRecordLength = static_cast<std::size_t>(RingBufferFile::kRecordSize);
 constexpr std::size_t kBlockRecords = 16;
-
-enum Field : std::size_t {
-    kFilePath,
-    kFirstOpen,
-    kLastOpen,
-    kNumberOpens,
-    kWrapCount,
-    kRingBufferSize,
-    kCurrentWritePosition,
-    kFieldCount,
-};
-
-constexpr std::string_view kLabels[kFieldCount] = {
-    "FilePath                         :", "FirstOpen                        :",
-    "LastOpen                         :", "NumberOpens    (decimal)         :",
-    "WrapCount      (decimal)         :", "RingBufferSize (decimal)         :",
-    "CurrentWritePosition (dec bytes) :",
-};
 
 /// The last eight decimal digits as characters, the first one in the lowest byte. Halves, pairs and
 /// single digits are split side by side, each with one multiplication in place of a division.
@@ -80,7 +60,7 @@ std::uint64_t eightDigits(std::uint32_t value) {
 }
 
 char* valueOf(char* header, Field field) {
-    return header + field * kLineLength + kValueColumn;
+    return header + offsetOfValue(field);
 }
 
 void putText(char* header, Field field, std::string_view text) {
@@ -92,10 +72,10 @@ void putNumber(char* header, Field field, std::int32_t value) {
     // Every entry comes by here, and readers look at the file meanwhile: two whole stores.
     const auto number = static_cast<std::uint32_t>(value);
     const std::uint64_t digits[] = {eightDigits(number / 100'000'000), eightDigits(number)};
-    static_assert(sizeof digits == kDigits);
+    static_assert(sizeof digits == kNumberDigits);
     char* const text = valueOf(header, field);
-    memcpy(text, digits, kDigits);
-    text[kDigits] = ' ';
+    memcpy(text, digits, kNumberDigits);
+    text[kNumberDigits] = ' ';
 }
 
 /// The number of a field, 0 when it is none that this class writes.
@@ -110,11 +90,6 @@ std::int32_t readNumber(char* header, Field field) {
 std::string_view withoutNewline(const char* text) {
     const std::string_view all(text);
     return all.substr(0, all.find('\n'));
-}
-
-std::int64_t roundUpToRecords(std::int64_t length) {
-    constexpr std::int64_t kRecord = RingBufferFile::kRecordSize;
-    return (length + kRecord - 1) / kRecord * kRecord;
 }
 
 /// True when the process may make files of this length: beyond its limit, writing ends it with
@@ -267,7 +242,7 @@ bool Opening::openFile() {
     }
     length_ = status.st_size;
     hasHoles_ = std::int64_t{status.st_blocks} * 512 < std::min(length_, size_);
-    isShort_ = length_ < RingBufferFile::kRecordSize;
+    isShort_ = length_ < kEntriesBegin;
     isNew_ = isShort_ || isUnfinished();
     return true;
 }
@@ -330,8 +305,7 @@ bool Opening::create() {
     }
     char lines[kFieldsLength];
     makeHeader(lines);
-    return writeHeader(lines) &&
-           (fill(RingBufferFile::kRecordSize, end) || fail(kFillingFailed, errno)) &&
+    return writeHeader(lines) && (fill(kEntriesBegin, end) || fail(kFillingFailed, errno)) &&
            (writeAt(file_.get(), lines, kLineLength, 0) || fail(kFieldsFailed, errno));
 }
 
@@ -501,7 +475,7 @@ void RingBufferFile::leave() {
 
 bool RingBufferFile::map(int descriptor, std::int64_t size) {
     // The header belongs to the mapping even where the size is too small for any entry.
-    const auto length = static_cast<std::size_t>(std::max(size, kRecordSize));
+    const auto length = static_cast<std::size_t>(std::max(size, kEntriesBegin));
     void* address = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     if (address == MAP_FAILED) {
         return false;
@@ -513,7 +487,7 @@ bool RingBufferFile::map(int descriptor, std::int64_t size) {
     mapping_ = static_cast<char*>(address);
     mappedLength_ = length;
     size_ = size;
-    position_ = kRecordSize;
+    position_ = kEntriesBegin;
     return true;
 }
 
@@ -532,8 +506,8 @@ void RingBufferFile::takeOver(bool isNew, const char* startTime) {
         putNumber(mapping_, kRingBufferSize, static_cast<std::int32_t>(size_));
     }
     const std::int64_t position = readNumber(mapping_, kCurrentWritePosition);
-    resumes_ = position >= kRecordSize && position <= size_;
-    position_ = resumes_ ? position : kRecordSize;
+    resumes_ = position >= kEntriesBegin && position <= size_;
+    position_ = resumes_ ? position : kEntriesBegin;
 }
 
 void RingBufferFile::append(const char* entry, std::size_t length) {
@@ -549,7 +523,7 @@ void RingBufferFile::beginWrap() {
     wrapping_ = true;
     ruleOffRound();
     wraps_ = wraps_ == kLargestSize ? 0 : wraps_ + 1;
-    position_ = kRecordSize;
+    position_ = kEntriesBegin;
     // A reader that found the new round with the old position would take the round before for it,
     // and skip what is written next. So the two are stored side by side, ahead of the first entry.
     putNumber(mapping_, kWrapCount, wraps_);

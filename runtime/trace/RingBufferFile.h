@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "runtime/files/FileDescriptor.h"
+#include "runtime/trace/TraceFileFormat.h"
 
 namespace varnock {
 
@@ -31,10 +32,6 @@ namespace varnock {
 /// each keeps a write position of its own.
 class RingBufferFile {
   public:
-    /// Where entries begin: the length of the header, of a filler record, and the alignment of the
-    /// first entry.
-    static constexpr std::int64_t kRecordSize = 1024;
-
     /// Opens or creates the file and counts the open in it. `filler` is the entry header that the
     /// records of a new file begin with. Returns null and the reason in `failure` when the file
     /// cannot be used; a file made by this call is then gone again.
@@ -74,7 +71,7 @@ class RingBufferFile {
     /// Appends one entry. REQUIRES: fits(length), and not isLeft().
     void append(const char* entry, std::size_t length);
     /// Moves the position to a record boundary more than 1024 and at most 2048 bytes further on.
-    void skipGap() { position_ = (position_ + 2 * kRecordSize) / kRecordSize * kRecordSize; }
+    void skipGap() { position_ = tracefile::behindDescription(position_); }
     /// From now on a wrap returns to the current position and keeps what lies before it.
     void keepWhatIsThere() { restart_ = position_; }
 
