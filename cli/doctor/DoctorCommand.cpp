@@ -24,6 +24,7 @@
 #include "runtime/Debug.h"
 #include "runtime/Version.h"
 #include "runtime/trace/TraceFileFormat.h"
+#include "runtime/trace/TraceSettings.h"
 #include "transport/AgentSocket.h"
 #include "transport/SipJson.h"
 
@@ -77,7 +78,7 @@ class Doctor {
              const std::string& mend = {}) {
         findings_.push_back({check, state, text, mend});
     }
-    unsigned int traceNumber(const char* variable, const char* name, unsigned int byDefault);
+    varnock::TraceSettings traceSettings();
 
     const std::chrono::milliseconds patience_;
     std::shared_ptr<AgentTrial> trial_;
@@ -193,20 +194,22 @@ void Doctor::lookAtSaving() {
     }
 }
 
-// As the library settles it: environment, registry, default.
-unsigned int Doctor::traceNumber(const char* variable, const char* name, unsigned int byDefault) {
-    const std::string path =
-        std::string("HKEY_LOCAL_MACHINE\\") + REGPATH_DBGTRACE + "\\" + TovQXObjectName;
+// As the library settles them, but for the directory: traceFilePaths() has it.
+varnock::TraceSettings Doctor::traceSettings() {
+    char keyPath[260];
+    varnock::makeTraceKeyPath(keyPath, TovQXObjectName);
+    const std::string path = std::string("HKEY_LOCAL_MACHINE\\") + keyPath;
     CRegistryNode* const key = findRegistryKey(registry_, path);
-    const auto stored =
-        key != nullptr && name != nullptr ? findRegistryValue(*key, path, name) : std::nullopt;
-    unsigned int number = ~0U;
-    if (stored && stored->type == REGISTRY_NUMBER) {
-        memcpy(&number, stored->data.data(), sizeof number);
-    }
-    unsigned int settled = 0;
-    Debug.SetConfiguredValue(variable, number, byDefault, &settled);
-    return settled;
+    varnock::StoredTraceSettings stored = varnock::kNothingStored;
+    varnock::takeStoredNumbers(stored, [&](const char* name) {
+        const auto value = key != nullptr ? findRegistryValue(*key, path, name) : std::nullopt;
+        int number = varnock::kNoStoredNumber;
+        if (value && value->type == REGISTRY_NUMBER) {
+            memcpy(&number, value->data.data(), sizeof number);
+        }
+        return number;
+    });
+    return varnock::resolveSettings(stored);
 }
 
 void Doctor::lookAtTrace() {
@@ -215,13 +218,8 @@ void Doctor::lookAtTrace() {
             "mend the registry");
         return;
     }
-    const unsigned int factor =
-        std::min(traceNumber("TraceFileLimit", REGVAL_RINGBUF_FACTOR, 1), 2U);
-    const unsigned int weight =
-        traceNumber("QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", nullptr,
-                    traceNumber("QX_LOG_RINGBUF_WEIGHT", REGVAL_RINGBUF_WEIGHT, 10));
-    const std::uint64_t size =
-        std::uint64_t{factor * weight} * static_cast<std::uint64_t>(getpagesize()) * 256;
+    const varnock::TraceSettings settings = traceSettings();
+    const auto size = static_cast<std::uint64_t>(settings.ringBufferSize);
     if (size == 0) {
         add("trace", State::note, "goes to standard error alone, as its file is to have no size",
             "unset TraceFileLimit and QX_LOG_RINGBUF_WEIGHT, or give them numbers above 0");
@@ -234,8 +232,7 @@ void Doctor::lookAtTrace() {
             "set QX_LOG_RINGBUF_WEIGHT to a smaller number");
         return;
     }
-    const bool hasOwnFiles =
-        traceNumber("QX_LOG_RINGBUF_PER_PROCESS", REGVAL_RINGBUF_PER_PROCESS, 0) != 0;
+    const bool hasOwnFiles = settings.perProcess != 0;
     if (hasOwnFiles) {
         lookAtOwnTraceFile(size);
     } else {

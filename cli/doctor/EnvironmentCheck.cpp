@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/trace/TraceSettings.h"
+
 namespace varnockctl {
 namespace {
 
@@ -20,22 +22,31 @@ struct Variable {
     long maximum = 0;  ///< of a number; 0: any
 };
 
+std::string ownWeightVariable() {
+    char name[64];
+    varnock::makeOwnWeightVariable(name);
+    return name;
+}
+
 // What the library reads; docs/settings.md tells what for.
-constexpr Variable variables[] = {{"QX_RAGD_SOCKET_DIR", Kind::directory},
-                                  {"QX_SYSTEM_DIR", Kind::directory},
-                                  {"QX_CPUINFO_FILE", Kind::file},
-                                  {"QX_MEMORY_DEVICE", Kind::file},
-                                  {"QX_LOG_RINGBUF_DIR", Kind::directory},
-                                  {"QX_LOG_DEBUG_LEVEL", Kind::number},
-                                  {"TraceFileLimit", Kind::number, 2},
-                                  {"QX_LOG_RINGBUF_WEIGHT", Kind::number},
-                                  {"QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", Kind::number},
-                                  {"QX_LOG_NOHDR_TOSDTERR", Kind::number},
-                                  {"QX_LOG_RINGBUF_PER_PROCESS", Kind::number}};
+const std::vector<Variable>& variables() {
+    static const std::string ownWeight = ownWeightVariable();
+    static const std::vector<Variable> all{
+        {"QX_RAGD_SOCKET_DIR", Kind::directory},
+        {"QX_SYSTEM_DIR", Kind::directory},
+        {"QX_CPUINFO_FILE", Kind::file},
+        {"QX_MEMORY_DEVICE", Kind::file},
+        {varnock::kTraceDirectoryVariable, Kind::directory},
+        {varnock::kTraceLevelVariable, Kind::number},
+        {varnock::kTraceFactorVariable, Kind::number, varnock::kLargestTraceFactor},
+        {varnock::kTraceWeightVariable, Kind::number},
+        {ownWeight, Kind::number},
+        {varnock::kTraceNoHeaderVariable, Kind::number},
+        {varnock::kTracePerProcessVariable, Kind::number}};
+    return all;
+}
 
 constexpr std::string_view tracePrefix = "QX_LOG_";
-// Other programs have a weight of their own.
-constexpr std::string_view weightPrefix = "QX_LOG_RINGBUF_WEIGHT_";
 
 Finding finding(Finding::State state, const std::string& text, const std::string& mend) {
     return {"environment", state, text, mend};
@@ -51,7 +62,7 @@ Finding note(const std::string& text, const std::string& mend) {
 
 std::string traceVariables() {
     std::string names;
-    for (const Variable& variable : variables) {
+    for (const Variable& variable : variables()) {
         if (variable.name.starts_with(tracePrefix)) {
             names.append(names.empty() ? "" : ", ").append(variable.name);
         }
@@ -93,11 +104,13 @@ void checkPath(const Variable& variable, const std::string& value, std::vector<F
 }
 
 void checkVariable(std::string_view name, const std::string& value, std::vector<Finding>& found) {
-    const auto* const known =
-        std::find_if(std::begin(variables), std::end(variables),
+    const auto known =
+        std::find_if(variables().begin(), variables().end(),
                      [&](const Variable& variable) { return variable.name == name; });
-    if (known == std::end(variables)) {
-        if (name.starts_with(tracePrefix) && !name.starts_with(weightPrefix)) {
+    if (known == variables().end()) {
+        // Other programs have a weight of their own.
+        const std::string othersWeight = std::string(varnock::kTraceWeightVariable) + '_';
+        if (name.starts_with(tracePrefix) && !name.starts_with(othersWeight)) {
             found.push_back(note(std::string(name) + " is set, and nothing reads it",
                                  "the variables of the trace are " + traceVariables()));
         }

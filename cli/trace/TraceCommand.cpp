@@ -17,6 +17,7 @@
 #include "runtime/Debug.h"
 #include "runtime/Registry.h"
 #include "runtime/trace/TraceFileFormat.h"
+#include "runtime/trace/TraceSettings.h"
 #include "tools/Console.h"
 
 namespace varnockctl {
@@ -405,23 +406,21 @@ void Trace::findPlace(Source& source, const TraceLog& log) {
 }  // namespace
 
 std::vector<std::string> traceFilePaths() {
-    char stored[260] = "";
+    varnock::StoredTraceSettings stored = varnock::kNothingStored;
     try {
-        CRegistry key((std::string(REGPATH_DBGTRACE) + "\\" + TovQXObjectName).c_str(),
-                      CRegistry::MLocalMachine);
-        if (key.QueryValue(stored, REGVAL_RINGBUF_DIR, sizeof stored) != 0) {
-            stored[0] = '\0';
-        }
+        char keyPath[sizeof stored.directory];
+        varnock::makeTraceKeyPath(keyPath, TovQXObjectName);
+        CRegistry key(keyPath, CRegistry::MLocalMachine);
+        varnock::takeStoredDirectory(stored, key);
     } catch (int) {
         // The registry could not be saved, which does not matter here.
     }
-    char directory[260];
-    Debug.SetConfiguredValue("QX_LOG_RINGBUF_DIR", stored, "/var/log/qxmond", directory,
-                             sizeof directory);
+    const varnock::TraceSettings settings = varnock::resolveSettings(stored);
     std::vector<std::string> paths;
     for (char letter = varnock::kFirstTraceLetter; letter <= varnock::kLastTraceLetter; ++letter) {
-        char path[2 * sizeof directory];
-        varnock::tracefile::makePath(path, sizeof path, directory, TovQXObjectName, letter);
+        char path[2 * sizeof settings.directory];
+        varnock::tracefile::makePath(path, sizeof path, settings.directory, TovQXObjectName,
+                                     letter);
         paths.emplace_back(path);
     }
     return paths;

@@ -22,6 +22,7 @@
 #include "runtime/trace/TraceFileFormat.h"
 #include "runtime/trace/TraceFormat.h"
 #include "runtime/trace/TraceLock.h"
+#include "runtime/trace/TraceSettings.h"
 
 using varnock::CancellationGuard;
 using varnock::EntryHeader;

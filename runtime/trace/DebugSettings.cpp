@@ -1,13 +1,12 @@
 #include "runtime/trace/DebugSettings.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 #include <iterator>
 
 #include "runtime/Registry.h"
+#include "runtime/trace/TraceSettings.h"
 
 constinit const char* REGPATH_DBGTRACE = "SOFTWARE\\Debug";
 constinit const char* REGVAL_DBG_LEVEL = "DebugLevel";
@@ -54,10 +53,10 @@ constinit CDebug::TokVal CDebug::m_TokValTabEnv[43] = {
     {"QX_SCS_PROVIDER_TRACE", nullptr},
     {"QX_SCS_NOSIGNAL", nullptr},
     {"QX_SCS_DEBUG_LEVEL", nullptr},
-    {"QX_LOG_RINGBUF_DIR", nullptr},
-    {"QX_LOG_DEBUG_LEVEL", nullptr},
-    {"QX_LOG_RINGBUF_WEIGHT", nullptr},
-    {"QX_LOG_NOHDR_TOSDTERR", nullptr},
+    {varnock::kTraceDirectoryVariable, nullptr},
+    {varnock::kTraceLevelVariable, nullptr},
+    {varnock::kTraceWeightVariable, nullptr},
+    {varnock::kTraceNoHeaderVariable, nullptr},
     {"ZUL_QX_HOME", nullptr},
     {"ZUL_SYSLOG_FIFO", nullptr},
     {nullptr, nullptr},
@@ -69,7 +68,7 @@ constinit CDebug::TokVal CDebug::m_TokValTabCfg[14] = {
     {"ShutdownDelay", nullptr},
     {"UserGroup", nullptr},
     {"ScanTapeDevices", nullptr},
-    {"TraceFileLimit", nullptr},
+    {varnock::kTraceFactorVariable, nullptr},
     {"NoAccountCheck", nullptr},
     {"InventoryRescan", nullptr},
     {"CDPollInterval", nullptr},
@@ -83,16 +82,12 @@ constinit CDebug::TokVal CDebug::m_TokValTabCfg[14] = {
 namespace varnock {
 namespace {
 
-constexpr const char* kWeightVariable = "QX_LOG_RINGBUF_WEIGHT";
-constexpr unsigned int kLargestFactor = 2;
-
 constinit char weightVariableName[48] = {};
 constinit CDebug::TokVal weightVariable = {weightVariableName, nullptr};
 
 /// Put together at each use: the trace needs it before any constructor has run.
 const char* ownWeightName() {
-    strncpy(weightVariableName, kWeightVariable, sizeof weightVariableName - 1);
-    CDebug::BuildAppVarName(weightVariableName, sizeof weightVariableName);
+    makeOwnWeightVariable(weightVariableName);
     return weightVariableName;
 }
 
@@ -110,30 +105,14 @@ void record(CDebug::TokVal& row, char*& copy) {
     row.value = copy != nullptr ? copy : value;
 }
 
-std::int64_t pageSize() {
-    const long size = sysconf(_SC_PAGESIZE);
-    return size < 1 ? 4096 : size;
-}
-
-unsigned int fromRegistry(int value) {
-    return static_cast<unsigned int>(value);
-}
-
 int storedNumber(CRegistry& registry, const char* name) {
     unsigned int number = 0;
-    return registry.QueryValue(&number, name) == 0 ? static_cast<int>(number) : -1;
+    return registry.QueryValue(&number, name) == 0 ? static_cast<int>(number) : kNoStoredNumber;
 }
 
 void readFrom(CRegistry& registry, StoredTraceSettings& settings) {
-    if (registry.QueryValue(settings.directory, REGVAL_RINGBUF_DIR, sizeof settings.directory) !=
-        0) {
-        settings.directory[0] = '\0';
-    }
-    settings.level = storedNumber(registry, REGVAL_DBG_LEVEL);
-    settings.factor = storedNumber(registry, REGVAL_RINGBUF_FACTOR);
-    settings.weight = storedNumber(registry, REGVAL_RINGBUF_WEIGHT);
-    settings.noHeaderToStderr = storedNumber(registry, REGVAL_NO_HDR_TO_STDERR);
-    settings.perProcess = storedNumber(registry, REGVAL_RINGBUF_PER_PROCESS);
+    takeStoredDirectory(settings, registry);
+    takeStoredNumbers(settings, [&](const char* name) { return storedNumber(registry, name); });
 }
 
 enum class Found { nothing, registry, key };
@@ -181,7 +160,7 @@ const CDebug::TokVal& perApplicationWeight() {
 
 bool readStoredSettings(const char* application, StoredTraceSettings& settings) {
     char path[260];
-    snprintf(path, sizeof path, "%s\\%s", REGPATH_DBGTRACE, application);
+    makeTraceKeyPath(path, application);
     Found found = Found::nothing;
     try {
         readExisting(path, settings, found);
@@ -193,31 +172,6 @@ bool readStoredSettings(const char* application, StoredTraceSettings& settings) 
         // The tree could not be saved, which has been printed. What was read counts.
     }
     return found != Found::nothing;
-}
-
-TraceSettings resolveSettings(const StoredTraceSettings& stored) {
-    TraceSettings settings{};
-    configuredText("QX_LOG_RINGBUF_DIR", stored.directory, "/var/log/qxmond", settings.directory,
-                   sizeof settings.directory);
-    settings.level = configuredNumber("QX_LOG_DEBUG_LEVEL", fromRegistry(stored.level), 255);
-    // The factor has the name of a key of the agent's configuration file, and the last variable
-    // is spelt TOSDTERR: installations set them under these names.
-    settings.factor = configuredNumber("TraceFileLimit", fromRegistry(stored.factor), 1);
-    settings.weight = configuredNumber(kWeightVariable, fromRegistry(stored.weight), 10);
-    settings.noHeaderToStderr =
-        configuredNumber("QX_LOG_NOHDR_TOSDTERR", fromRegistry(stored.noHeaderToStderr), 0);
-    settings.perProcess =
-        configuredNumber("QX_LOG_RINGBUF_PER_PROCESS", fromRegistry(stored.perProcess), 0);
-
-    if (const char* own = getenv(ownWeightName())) {
-        settings.weight = static_cast<unsigned int>(atol(own));
-    }
-    if (settings.factor > kLargestFactor) {
-        settings.factor = kLargestFactor;
-    }
-    // The product wraps at 32 bits before it is widened, as it always has.
-    settings.ringBufferSize = std::int64_t{settings.weight * settings.factor} * pageSize() * 256;
-    return settings;
 }
 
 unsigned int configuredNumber(const char* variable, unsigned int stored, unsigned int byDefault) {

@@ -4,16 +4,13 @@
 
 #include "runtime/Debug.h"
 
-/// Where the settings of the trace come from: the environment first, the registry second, the
-/// built-in default last. Internal.
+/// What the library alone does with the settings of the trace, which TraceSettings.h settles.
+/// Internal.
 namespace varnock {
 
 /// Reads what the registry holds for this application, creating its key if it is missing. False
 /// when there is no registry to read.
 bool readStoredSettings(const char* application, StoredTraceSettings& settings);
-
-/// Settles every setting, and the size of the ring-buffer file that follows from them.
-TraceSettings resolveSettings(const StoredTraceSettings& stored);
 
 /// Fills the values of both token tables and perApplicationWeight() from the environment.
 void recordEnvironment();

@@ -74,7 +74,7 @@ inline constexpr std::size_t kLongestEntry = 1184;
 
 inline constexpr char kEndOfDescription[] = "# End of header.";
 inline constexpr char kEndOfInitialisation[] = "### End of initialization. ###";
-inline constexpr char kWorkCycle[] = "### Start of work cycle. (";      ///< the number follows
+inline constexpr char kWorkCycle[] = "### Start of work cycle. (";       ///< the number follows
 inline constexpr char kProcessLine[] = "Process PID                : ";  ///< the number follows
 
 /// The path of the file with this letter, cut if there is no room for it.

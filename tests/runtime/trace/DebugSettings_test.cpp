@@ -1,4 +1,5 @@
 #include "runtime/trace/DebugSettings.h"
+#include "runtime/trace/TraceSettings.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -13,6 +13,7 @@
 #include "runtime/Debug.h"
 #include "runtime/files/PlatformPaths.h"
 #include "runtime/trace/DebugSettings.h"
+#include "runtime/trace/TraceSettings.h"
 #include "tests/support/CodeBlocks.h"
 
 namespace varnock::test {
