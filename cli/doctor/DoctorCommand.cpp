@@ -23,6 +23,7 @@
 #include "cli/trace/TraceUsers.h"
 #include "runtime/Debug.h"
 #include "runtime/Version.h"
+#include "runtime/registry/RegistryFormat.h"
 #include "runtime/trace/TraceFileFormat.h"
 #include "runtime/trace/TraceSettings.h"
 #include "transport/AgentSocket.h"
@@ -152,7 +153,7 @@ void Doctor::judgeReply(const std::string& path, const AgentTrial::Result& reply
 }
 
 void Doctor::lookAtRegistry() {
-    const std::string path = systemFile("registry");
+    const std::string path = systemFile(varnock::registryformat::kFile);
     try {
         const RegistryFile file = readRegistryFile();
         parseRegistry(file.text, registry_);
@@ -182,7 +183,7 @@ void Doctor::lookAtRegistry() {
 }
 
 void Doctor::lookAtSaving() {
-    const std::string path = systemFile("registry.new");
+    const std::string path = systemFile(varnock::registryformat::kNewFile);
     struct stat status {};
     if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
         add("registry", State::problem, "cannot be saved: " + path + " is in the way",
@@ -198,7 +199,7 @@ void Doctor::lookAtSaving() {
 varnock::TraceSettings Doctor::traceSettings() {
     char keyPath[260];
     varnock::makeTraceKeyPath(keyPath, TovQXObjectName);
-    const std::string path = std::string("HKEY_LOCAL_MACHINE\\") + keyPath;
+    const std::string path = std::string(varnock::registryformat::kLocalMachine) + '\\' + keyPath;
     CRegistryNode* const key = findRegistryKey(registry_, path);
     varnock::StoredTraceSettings stored = varnock::kNothingStored;
     varnock::takeStoredNumbers(stored, [&](const char* name) {

@@ -1,14 +1,18 @@
 #include "cli/registry/RegistryCheck.h"
 
 #include <stdlib.h>
+#include <string.h>
 
 #include <algorithm>
 #include <set>
 
+#include "runtime/registry/RegistryFormat.h"
+
 namespace varnockctl {
 namespace {
 
-constexpr std::size_t maxLength = 1023;
+using namespace varnock::registryformat;
+
 constexpr std::size_t maxShown = 100;
 
 class Check {
@@ -26,7 +30,7 @@ class Check {
   private:
     void finish() {
         if (!hasLocalMachine_) {
-            addMissing("HKEY_LOCAL_MACHINE is missing");
+            addMissing(std::string(kLocalMachine) + " is missing");
         }
         if (!open_.empty()) {
             addMissing("the file ends before its keys do: the end counts for all that are open");
@@ -48,9 +52,9 @@ class Check {
         const std::size_t newline = rest_.find('\n');
         std::string_view line = rest_.substr(0, newline);
         rest_ = newline != rest_.npos ? rest_.substr(newline + 1) : std::string_view();
-        if (line.size() > maxLength) {
-            add(line, "only the first 1023 characters are read");
-            line = line.substr(0, maxLength);
+        if (line.size() > kLongestLine) {
+            add(line, "only the first " + std::to_string(kLongestLine) + " characters are read");
+            line = line.substr(0, kLongestLine);
         }
         if (line.find('\0') != line.npos) {
             add(line, "the line is read up to its NUL byte");
@@ -71,18 +75,18 @@ class Check {
             add(line, "what stands behind the bracket is not read");
         }
         enter(line, name);
-        hasLocalMachine_ = hasLocalMachine_ || (open_.size() == 1 && name == "HKEY_LOCAL_MACHINE");
+        hasLocalMachine_ = hasLocalMachine_ || (open_.size() == 1 && name == kLocalMachine);
         open_.emplace_back();
     }
 
     void takeValue(std::string_view line) {
         const std::size_t equals = line.find('=');
         const std::string_view marked = equals != line.npos ? line.substr(equals) : "";
-        if (marked.starts_with("=d=")) {
-            checkNumber(line, std::string(marked.substr(3)));
-        } else if (marked.starts_with("=b=")) {
-            checkBytes(line, marked.substr(3));
-        } else if (!marked.starts_with("=s=") && !marked.starts_with("=es=")) {
+        if (marked.starts_with(kNumberMarker)) {
+            checkNumber(line, std::string(marked.substr(strlen(kNumberMarker))));
+        } else if (marked.starts_with(kBinaryMarker)) {
+            checkBytes(line, marked.substr(strlen(kBinaryMarker)));
+        } else if (!marked.starts_with(kStringMarker) && !marked.starts_with(kExpandMarker)) {
             add(line, "neither a key nor a value: the line is skipped");
             return;
         }

@@ -13,9 +13,12 @@
 #include <utility>
 
 #include "cli/output/Failure.h"
+#include "runtime/registry/RegistryFormat.h"
 
 namespace varnockctl {
 namespace {
+
+using namespace varnock::registryformat;
 
 constexpr std::pair<const char*, unsigned int> typeNames[] = {{"string", REGISTRY_STRING},
                                                               {"expand", REGISTRY_EXPAND},
@@ -23,11 +26,11 @@ constexpr std::pair<const char*, unsigned int> typeNames[] = {{"string", REGISTR
                                                               {"number", REGISTRY_NUMBER},
                                                               {"key", REGISTRY_KEY}};
 
-constexpr std::pair<const char*, const char*> rootNames[] = {{"HKLM", "HKEY_LOCAL_MACHINE"},
-                                                             {"HKCU", "HKEY_CURRENT_USER"},
-                                                             {"HKU", "HKEY_USERS"},
-                                                             {"HKCR", "HKEY_CLASSES_ROOT"},
-                                                             {"HKCC", "HKEY_CURRENT_CONFIG"}};
+constexpr std::pair<const char*, const char*> rootNames[] = {{"HKLM", kLocalMachine},
+                                                             {"HKCU", kCurrentUser},
+                                                             {"HKU", kUsers},
+                                                             {"HKCR", kClassesRoot},
+                                                             {"HKCC", kCurrentConfig}};
 
 // A file of keys within keys can have paths of some hundred thousand parts each.
 constexpr std::size_t maxPathBytes = std::size_t{64} << 20;
@@ -83,17 +86,6 @@ std::optional<std::string> parseNumberBytes(const std::string& text) {
     return std::string(reinterpret_cast<const char*>(&bits), sizeof bits);
 }
 
-// Takes the first part off a path, by the rule by which the library walks it.
-std::string takePart(std::string& path) {
-    std::size_t separator = path.find('\\');
-    if (separator == path.npos) {
-        separator = path.find('/');
-    }
-    std::string part = path.substr(0, separator);
-    path = separator != path.npos ? path.substr(separator + 1) : std::string();
-    return part;
-}
-
 CRegistryNode* subkey(CRegistryNode& node, const std::string& name) {
     void* value = nullptr;
     return node.find(name.c_str(), value) == REGISTRY_KEY ? static_cast<CRegistryNode*>(value)
@@ -101,11 +93,10 @@ CRegistryNode* subkey(CRegistryNode& node, const std::string& name) {
 }
 
 void checkKeyName(const std::string& name) {
-    constexpr std::size_t maxLength = 1021;  // beside the brackets
-    if (name.size() > maxLength || name.find('\n') != name.npos) {
-        throw Failure(ExitStatus::usage,
-                      "the file cannot hold this key: a name has at most 1021 characters and no "
-                      "newline");
+    if (name.size() > kLongestKeyName || name.find('\n') != name.npos) {
+        throw Failure(ExitStatus::usage, "the file cannot hold this key: a name has at most " +
+                                             std::to_string(kLongestKeyName) +
+                                             " characters and no newline");
     }
 }
 
@@ -204,16 +195,16 @@ std::optional<std::string> parseRegistryData(unsigned int type, const std::strin
 
 CRegistryNode* findRegistryKey(CRegistryNode& root, const std::string& path) {
     CRegistryNode* node = &root;
-    for (std::string rest = path; node != nullptr && !rest.empty();) {
-        node = subkey(*node, takePart(rest));
+    for (std::string_view rest = path; node != nullptr && !rest.empty();) {
+        node = subkey(*node, std::string(takeComponent(rest)));
     }
     return node;
 }
 
 CRegistryNode* createRegistryKey(CRegistryNode& root, const std::string& path) {
     CRegistryNode* node = &root;
-    for (std::string rest = path; node != nullptr && !rest.empty();) {
-        const std::string part = takePart(rest);
+    for (std::string_view rest = path; node != nullptr && !rest.empty();) {
+        const std::string part(takeComponent(rest));
         node = part.empty() ? nullptr : createSubkey(*node, part);
     }
     return node;
@@ -231,8 +222,8 @@ std::optional<RegistryEntry> findRegistryValue(CRegistryNode& node, const std::s
 
 std::string normalRegistryPath(const std::string& path) {
     std::string normal;
-    for (std::string rest = path; !rest.empty();) {
-        std::string part = takePart(rest);
+    for (std::string_view rest = path; !rest.empty();) {
+        std::string part(takeComponent(rest));
         if (normal.empty()) {
             part = rootName(part);
         }
@@ -310,9 +301,9 @@ void putRegistryValue(CRegistryNode& node, const RegistryEntry& value) {
     CRegistryNode read;
     parseRegistry(registryText(written), read);
     if (findRegistryValue(read, value.key, *value.name) != value) {
-        throw Failure(ExitStatus::usage,
-                      "the file cannot hold this value: a line has at most 1023 characters, a name "
-                      "no =, and neither a newline");
+        throw Failure(ExitStatus::usage, "the file cannot hold this value: a line has at most " +
+                                             std::to_string(kLongestLine) +
+                                             " characters, a name no =, and neither a newline");
     }
     put(node, value);
 }

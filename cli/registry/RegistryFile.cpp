@@ -14,9 +14,12 @@
 #include "cli/output/Failure.h"
 #include "runtime/ProfileFile.h"
 #include "runtime/Registry.h"
+#include "runtime/registry/RegistryFormat.h"
 
 namespace varnockctl {
 namespace {
+
+using namespace varnock::registryformat;
 
 using Stream = std::unique_ptr<FILE, decltype(&fclose)>;
 
@@ -65,13 +68,13 @@ std::string systemFile(const std::string& name) {
 
 RegistryFile readRegistryFile() {
     for (const bool isBackup : {false, true}) {
-        const std::string path = systemFile(isBackup ? "registry.old" : "registry");
+        const std::string path = systemFile(isBackup ? kBackup : kFile);
         if (auto text = readFile(path)) {
             return {path, std::move(*text), isBackup};
         }
     }
     throw Failure(ExitStatus::notAvailable,
-                  systemFile("registry") + ": there is none; an installation provides it");
+                  systemFile(kFile) + ": there is none; an installation provides it");
 }
 
 RegistryFile readRegistryFile(const std::string& path) {
@@ -88,7 +91,7 @@ RegistryFile readRegistryFile(const std::string& path) {
 void changeRegistryFile(const std::function<bool(CRegistryNode& root)>& change) {
     // The library would take the backup for a file that it may not read.
     readRegistryFile();
-    const std::string path = systemFile("registry");
+    const std::string path = systemFile(kFile);
     try {
         if (!CRegistry::UpdateTree([&] { return change(CRegistry::MRoot); })) {
             throw failureOf(path, ENOENT);

@@ -9,14 +9,18 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <string_view>
 
 #include "runtime/ProfileFile.h"
+#include "runtime/registry/RegistryFormat.h"
 #include "runtime/threads/Cancellation.h"
 #include "runtime/trace/TraceAt.h"
 
 namespace {
 
 using varnock::traceAt;
+using varnock::registryformat::separatorIn;
+using varnock::registryformat::takeComponent;
 
 constexpr long success = 0;
 constexpr long invalid = EINVAL;
@@ -36,29 +40,15 @@ bool isText(unsigned int type) {
     return type == REGISTRY_STRING || type == REGISTRY_EXPAND;
 }
 
-// The first separator of a path by the rule of walking it; null when it has none.
-const char* separatorIn(const char* path) {
-    const char* backslash = strchr(path, '\\');
-    return backslash != nullptr ? backslash : strchr(path, '/');
-}
-
-// Takes the first component off the front of a path.
-std::string takeComponent(const char*& path) {
-    const char* separator = separatorIn(path);
-    std::string component(path, separator != nullptr ? separator : path + strlen(path));
-    path = separator != nullptr ? separator + 1 : path + component.size();
-    return component;
-}
-
 CRegistryNode* subkeyOf(CRegistryNode* node, const char* name) {
     void* value = nullptr;
     return node->find(name, value) == REGISTRY_KEY ? static_cast<CRegistryNode*>(value) : nullptr;
 }
 
 // Null when a component is missing or no key.
-CRegistryNode* walk(CRegistryNode* node, const char* path) {
-    while (node != nullptr && *path != '\0') {
-        node = subkeyOf(node, takeComponent(path).c_str());
+CRegistryNode* walk(CRegistryNode* node, std::string_view path) {
+    while (node != nullptr && !path.empty()) {
+        node = subkeyOf(node, std::string(takeComponent(path)).c_str());
     }
     return node;
 }
@@ -75,9 +65,9 @@ CRegistryNode* createSubkey(CRegistryNode* node, const char* name) {
 
 // Null when a component is a value. An empty component, as a separator at the end leaves it, ends
 // the walk.
-CRegistryNode* walkAndCreate(CRegistryNode* node, const char* path) {
-    while (node != nullptr && *path != '\0') {
-        const std::string component = takeComponent(path);
+CRegistryNode* walkAndCreate(CRegistryNode* node, std::string_view path) {
+    while (node != nullptr && !path.empty()) {
+        const std::string component(takeComponent(path));
         if (component.empty()) break;
         node = createSubkey(node, component.c_str());
     }
@@ -448,12 +438,13 @@ long CRegistry::OpenPointerKey(const char* keyPath, const char* valueName, CRegi
     const bool isPointer = value != nullptr && isText(valueType_);
     Close();
     status_ = openFailed;
-    const char* separator = isPointer ? separatorIn(value) : nullptr;
-    if (separator == nullptr) return status_;
+    const std::string_view target = isPointer ? value : "";
+    const std::size_t separator = separatorIn(target);
+    if (separator == target.npos) return status_;
     try {
-        std::string rootName(value, separator);
-        _strupr(rootName.data());
-        return Open((rootName + separator).c_str(), &MRoot, access);
+        std::string path(target.substr(0, separator));
+        _strupr(path.data());
+        return Open(path.append(target.substr(separator)).c_str(), &MRoot, access);
     } catch (const std::bad_alloc&) {
         return status_;
     }

@@ -12,12 +12,14 @@
 
 #include "runtime/Registry.h"
 #include "runtime/files/LineReader.h"
+#include "runtime/registry/RegistryFormat.h"
 #include "runtime/trace/TraceAt.h"
 
 namespace {
 
 using varnock::LineReader;
 using varnock::traceAt;
+using namespace varnock::registryformat;
 
 constexpr std::size_t countSize = sizeof(std::uint32_t);
 
@@ -26,10 +28,10 @@ struct Marker {
     unsigned int type;
 };
 // In the order in which they are tried.
-constexpr Marker markers[] = {{"=s=", REGISTRY_STRING},
-                              {"=es=", REGISTRY_EXPAND},
-                              {"=d=", REGISTRY_NUMBER},
-                              {"=b=", REGISTRY_BINARY}};
+constexpr Marker markers[] = {{kStringMarker, REGISTRY_STRING},
+                              {kExpandMarker, REGISTRY_EXPAND},
+                              {kNumberMarker, REGISTRY_NUMBER},
+                              {kBinaryMarker, REGISTRY_BINARY}};
 
 void* typeSlot(unsigned int type) {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(type));
@@ -121,18 +123,18 @@ void appendValue(std::string& line, unsigned int type, const void* value) {
         const auto bits = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(value));
         char* const end =
             std::to_chars(number, number + sizeof number, static_cast<std::int32_t>(bits)).ptr;
-        line.append("=d=").append(number, end);
+        line.append(kNumberMarker).append(number, end);
     } else if (type == REGISTRY_BINARY) {
         unsigned int unused = 0;
         const auto* bytes =
             static_cast<const unsigned char*>(CRegistryNode::valueData(type, value, unused));
-        line.append("=b=");
+        line.append(kBinaryMarker);
         for (unsigned int i = 0; i < CRegistryNode::valueSize(type, value); ++i) {
             const char shown[] = {digits[bytes[i] >> 4], digits[bytes[i] & 0xF], ' '};
             line.append(shown, sizeof shown);
         }
     } else {
-        line.append(type == REGISTRY_STRING ? "=s=" : "=es=");
+        line.append(type == REGISTRY_STRING ? kStringMarker : kExpandMarker);
         line.append(static_cast<const char*>(value));
     }
 }
@@ -147,7 +149,7 @@ bool comesBack(std::string_view name, std::string_view line) {
 // The line "[name]" must come back whole: cut, it would be no key, and what stands in the key would
 // belong to its parent.
 bool keyComesBack(std::string_view name) {
-    return !holds(name, '\n') && name.size() + 2 <= varnock::LineReader::maxLength;
+    return !holds(name, '\n') && name.size() <= kLongestKeyName;
 }
 
 }  // namespace
@@ -155,9 +157,7 @@ bool keyComesBack(std::string_view name) {
 /// The text of a tree on its way to the file, in large pieces. Errors show in the stream.
 class CRegistryNode::Output {
   public:
-    explicit Output(FILE* file) : file_(file) {
-        text_.reserve(pieceSize + varnock::LineReader::maxLength + 1);
-    }
+    explicit Output(FILE* file) : file_(file) { text_.reserve(pieceSize + kLongestLine + 1); }
 
     void addValue(const char* name, unsigned int type, const void* value, Warnings& warnings) {
         const std::size_t begin = text_.size();
@@ -170,7 +170,7 @@ class CRegistryNode::Output {
             text_.resize(begin);
             return;
         }
-        if (line.size() > varnock::LineReader::maxLength) {
+        if (line.size() > kLongestLine) {
             warn(warnings, "a value is too long and will be cut when it is read again", name);
         }
         text_ += '\n';

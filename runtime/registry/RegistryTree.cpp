@@ -19,6 +19,7 @@
 #include "runtime/files/FileDescriptor.h"
 #include "runtime/files/FileStream.h"
 #include "runtime/files/PlatformPaths.h"
+#include "runtime/registry/RegistryFormat.h"
 #include "runtime/threads/Cancellation.h"
 #include "runtime/trace/TraceAt.h"
 
@@ -26,6 +27,7 @@ namespace {
 
 using varnock::FileDescriptor;
 using varnock::FileStream;
+namespace registryformat = varnock::registryformat;
 
 constexpr mode_t fileMode = 0644;
 /// Nobody else can open a file that is being written, and so hold its lock for ever.
@@ -49,11 +51,11 @@ struct RootKey {
     const char* name;
     CRegistryNode** key;
 };
-const RootKey rootKeys[] = {{"HKEY_LOCAL_MACHINE", &CRegistry::MLocalMachine},
-                            {"HKEY_CURRENT_USER", &CRegistry::MCurrentUser},
-                            {"HKEY_USERS", &CRegistry::MUsers},
-                            {"HKEY_CLASSES_ROOT", &CRegistry::MClassesRoot},
-                            {"HKEY_CURRENT_CONFIG", &CRegistry::MCurrentConfig}};
+const RootKey rootKeys[] = {{registryformat::kLocalMachine, &CRegistry::MLocalMachine},
+                            {registryformat::kCurrentUser, &CRegistry::MCurrentUser},
+                            {registryformat::kUsers, &CRegistry::MUsers},
+                            {registryformat::kClassesRoot, &CRegistry::MClassesRoot},
+                            {registryformat::kCurrentConfig, &CRegistry::MCurrentConfig}};
 
 // A path that does not fit names no file: cut, it could name another one of the three.
 void setPath(char (&path)[4096], const std::string& directory, const char* name) {
@@ -63,9 +65,9 @@ void setPath(char (&path)[4096], const std::string& directory, const char* name)
 
 void buildPaths() {
     const std::string directory = varnock::systemDirectory();
-    setPath(currentPath, directory, "registry");
-    setPath(backupPath, directory, "registry.old");
-    setPath(newPath, directory, "registry.new");
+    setPath(currentPath, directory, registryformat::kFile);
+    setPath(backupPath, directory, registryformat::kBackup);
+    setPath(newPath, directory, registryformat::kNewFile);
 }
 
 void findRootKeys() {
