@@ -14,10 +14,12 @@
 #include "runtime/ProfileFile.h"
 #include "runtime/registry/RegistryFormat.h"
 #include "runtime/threads/Cancellation.h"
+#include "runtime/trace/ShownText.h"
 #include "runtime/trace/TraceAt.h"
 
 namespace {
 
+using varnock::shown;
 using varnock::traceAt;
 using varnock::registryformat::separatorIn;
 using varnock::registryformat::takeComponent;
@@ -31,10 +33,6 @@ constexpr long openFailed = 0xFFFFFFFFL;
 
 constexpr const char* uuidPath =
     "SYSTEM\\CurrentControlSet\\Control\\UUID\\C3681B60-0D26-11D3-8319-00A0C9B61E25";
-
-const char* shown(const char* text) {
-    return text != nullptr ? text : "(null)";
-}
 
 bool isText(unsigned int type) {
     return type == REGISTRY_STRING || type == REGISTRY_EXPAND;

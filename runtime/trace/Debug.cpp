@@ -19,6 +19,7 @@
 #include "runtime/trace/DebugSettings.h"
 #include "runtime/trace/EntryHeader.h"
 #include "runtime/trace/RingBufferFile.h"
+#include "runtime/trace/ShownText.h"
 #include "runtime/trace/TraceFileFormat.h"
 #include "runtime/trace/TraceFormat.h"
 #include "runtime/trace/TraceLock.h"
@@ -45,10 +46,6 @@ unsigned int load(const unsigned int& field) {
 }
 void store(unsigned int& field, unsigned int value) {
     __atomic_store_n(&field, value, __ATOMIC_RELAXED);
-}
-
-const char* orNull(const char* text) {
-    return text != nullptr ? text : "(null)";
 }
 
 /// Tracing leaves errno alone: callers trace between a failed call and the look at its reason.
@@ -454,7 +451,7 @@ void CDebug::printCommandLine(unsigned int target) {
     }
     PrintIt(target, "%s Command Line Options:\n", applicationName_);
     for (int i = 0; argv_ != nullptr && i < argc_; ++i) {
-        PrintIt(target, "argv[%d] = \"%s\"\n", i, orNull(argv_[i]));
+        PrintIt(target, "argv[%d] = \"%s\"\n", i, varnock::shown(argv_[i]));
     }
 }
 
