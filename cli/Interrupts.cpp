@@ -5,11 +5,11 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <mutex>
 #include <system_error>
 #include <utility>
 
 #include "cli/Watchdog.h"
+#include "util/Mutex.h"
 
 namespace varnockctl {
 namespace {
@@ -24,9 +24,9 @@ constexpr std::chrono::milliseconds lastResort{350};
 constexpr int overSignal = SIGURG;
 
 std::atomic<int> interruption;  // the signal
-std::mutex ending;              // guards the two below
-bool endsItself;
-const Wakeup* commandWakeup;
+varnock::Mutex ending;
+bool endsItself VARNOCK_GUARDED_BY(ending);
+const Wakeup* commandWakeup VARNOCK_GUARDED_BY(ending);
 
 bool isIgnored(int signal) {
     struct sigaction action {};
@@ -39,7 +39,7 @@ ExitStatus statusOf(int signal) {
 
 // True when the command ends itself.
 bool wakeCommand() {
-    const std::lock_guard guard(ending);
+    const varnock::ScopedLock guard(ending);
     if (commandWakeup != nullptr) {
         commandWakeup->wake();
     }
@@ -128,13 +128,13 @@ void InterruptHandler::handle() const {
 }
 
 Interrupts::Interrupts(const Wakeup* wakeup) {
-    const std::lock_guard guard(ending);
+    const varnock::ScopedLock guard(ending);
     endsItself = true;
     commandWakeup = wakeup;
 }
 
 Interrupts::~Interrupts() {
-    const std::lock_guard guard(ending);
+    const varnock::ScopedLock guard(ending);
     endsItself = false;
     commandWakeup = nullptr;
 }

@@ -6,8 +6,9 @@ namespace varnockctl {
 
 Watchdog::Watchdog(std::chrono::milliseconds limit, std::function<void()> expired)
     : thread_([this, limit, expired = std::move(expired)] {
-          std::unique_lock lock(mutex_);
-          if (!ended_.wait_for(lock, limit, [this] { return done_; })) {
+          varnock::ScopedLock lock(mutex_);
+          if (!ended_.wait_for(lock, limit,
+                               [this]() VARNOCK_REQUIRES(mutex_) { return done_; })) {
               lock.unlock();
               expired();
           }
@@ -15,7 +16,7 @@ Watchdog::Watchdog(std::chrono::milliseconds limit, std::function<void()> expire
 
 Watchdog::~Watchdog() {
     {
-        const std::lock_guard lock(mutex_);
+        const varnock::ScopedLock lock(mutex_);
         done_ = true;
     }
     ended_.notify_one();

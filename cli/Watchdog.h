@@ -3,8 +3,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
+
+#include "util/Mutex.h"
 
 namespace varnockctl {
 
@@ -17,9 +18,9 @@ class Watchdog {
     Watchdog& operator=(const Watchdog&) = delete;
 
   private:
-    std::mutex mutex_;
-    std::condition_variable ended_;
-    bool done_ = false;
+    varnock::Mutex mutex_;
+    std::condition_variable_any ended_;
+    bool done_ VARNOCK_GUARDED_BY(mutex_) = false;
     std::thread thread_;
 };
 

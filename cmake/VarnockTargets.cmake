@@ -12,6 +12,7 @@ function(varnock_harden target)
     -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wunused -Wnull-dereference
     -Wdouble-promotion -Wformat=2 -Wno-format-nonliteral -Wimplicit-fallthrough
     $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wduplicated-branches;-Wlogical-op>
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety;-Wthread-safety-beta>
     $<$<BOOL:${VARNOCK_WARNINGS_AS_ERRORS}>:-Werror>)
   # The stores that mark a global object as destroyed are read later on purpose: without this flag
   # the compiler removes them as dead.

@@ -13,13 +13,12 @@
 #include "runtime/SyncWrappers.h"
 #include "runtime/files/PlatformPaths.h"
 #include "runtime/process/Clock.h"
-#include "runtime/sync/MutexGuard.h"
 #include "runtime/threads/Cancellation.h"
 
 namespace {
 
 using varnock::CancellationGuard;
-using varnock::MutexGuard;
+using varnock::ScopedLock;
 
 // A fixed page size, independent of the system's.
 constexpr std::uint64_t pageSize = 4096;
@@ -57,16 +56,15 @@ CDeviceIoExtensionData::~CDeviceIoExtensionData() {
     for (const int i : {0, 1}) {
         if (hasKey_[i]) pthread_key_delete(keys_[i]);
     }
-    MutexDestroy(&mutex_);
 }
 
 void CDeviceIoExtensionData::close() {
-    const MutexGuard guard(mutex_);
+    const ScopedLock guard(mutex_);
     if (guard.owns()) closed_ = true;
 }
 
 unsigned int CDeviceIoExtensionData::getConnectCount() {
-    const MutexGuard guard(mutex_);
+    const ScopedLock guard(mutex_);
     return guard.owns() ? connectCount_ : 0;
 }
 
@@ -76,7 +74,7 @@ int CDeviceIoExtensionData::getThreadSpecificValue() {
 
 int CDeviceIoExtensionData::setThreadSpecificValue(int fd) {
     if (fd < 0 || !hasKey_[0]) return EINVAL;
-    const MutexGuard guard(mutex_);
+    const ScopedLock guard(mutex_);
     if (!guard.owns()) return EINVAL;
     const bool isNew = getThreadSpecificValue() < 0;
     const int error = pthread_setspecific(keys_[0], toValue(fd));
@@ -85,7 +83,7 @@ int CDeviceIoExtensionData::setThreadSpecificValue(int fd) {
 }
 
 void CDeviceIoExtensionData::clearThreadSpecificValue() {
-    const MutexGuard guard(mutex_);
+    const ScopedLock guard(mutex_);
     if (guard.owns() && connectCount_ > 0) --connectCount_;
     for (const int i : {0, 1}) {
         if (hasKey_[i]) pthread_setspecific(keys_[i], nullptr);

@@ -7,6 +7,7 @@
 
 #include "runtime/ProfileFile.h"
 #include "util/Export.h"
+#include "util/Mutex.h"
 
 /// State shared by the threads that use one device with a descriptor each.
 ///
@@ -38,10 +39,12 @@ class VARNOCK_EXPORT CDeviceIoExtensionData {
     void clearThreadSpecificValue();
 
   protected:
-    pthread_key_t keys_[2] = {};                         ///< valid as far as hasKey_ says
-    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;  ///< guards the following members
-    std::uint32_t connectCount_ = 0;                     ///< threads that have a descriptor
-    bool closed_ = false;                                ///< the device is closed
+    pthread_key_t keys_[2] = {};  ///< valid as far as hasKey_ says
+    varnock::Mutex mutex_;
+    /// Threads that have a descriptor.
+    std::uint32_t connectCount_ VARNOCK_GUARDED_BY(mutex_) = 0;
+    /// The device is closed.
+    bool closed_ VARNOCK_GUARDED_BY(mutex_) = false;
 
   private:
     bool hasKey_[2] = {};

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "util/Export.h"
+#include "util/Mutex.h"
 
 /// The record of one thread in the monitor. Its mutex guards all fields; they are public so that a
 /// host can show them.
@@ -89,9 +90,9 @@ class VARNOCK_EXPORT CThreadMonitor {
     bool SetEntryStatusExited();
 
   private:
-    pthread_mutex_t mutex_;  // guards what follows, and the two counters of the process
-    unsigned int count_;     // entries in use
-    std::array<CThreadMonitorEntry, maxEntries> entries_;
+    varnock::Mutex mutex_;  // guards the two counters of the process too
+    unsigned int count_ VARNOCK_GUARDED_BY(mutex_);  // entries in use
+    std::array<CThreadMonitorEntry, maxEntries> entries_ VARNOCK_GUARDED_BY(mutex_);
 };
 
 /// The monitor of the process, null unless the host has made one.

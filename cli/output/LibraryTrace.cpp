@@ -2,24 +2,23 @@
 
 #include <stdio.h>
 
-#include <atomic>
-#include <mutex>
 
 #include "tools/Console.h"
+#include "util/Mutex.h"
 
 namespace varnockctl {
 namespace {
 
 // Plain data without constructors: the stream is in use before any of this program's have run.
 constexpr size_t keptSize = 64 * 1024;
-char kept[keptSize];
-size_t keptLength;
-std::atomic<bool> passThrough;
-// Zero-initialised; the stream's own lock serialises the writers, this one the switch-over.
-constinit std::mutex mutex;
+// The stream's own lock serialises the writers, this one the switch-over.
+constinit varnock::Mutex mutex;
+char kept[keptSize] VARNOCK_GUARDED_BY(mutex);
+size_t keptLength VARNOCK_GUARDED_BY(mutex);
+bool passThrough VARNOCK_GUARDED_BY(mutex);
 
 ssize_t takeTrace(void*, const char* text, size_t size) {
-    const std::lock_guard guard(mutex);
+    const varnock::ScopedLock guard(mutex);
     if (passThrough) {
         varnock::console::complain({text, size});
         return static_cast<ssize_t>(size);
@@ -46,7 +45,7 @@ __attribute__((section(".preinit_array"), used)) void (*const beforeLibraries)()
 }  // namespace
 
 void showLibraryTrace() {
-    const std::lock_guard guard(mutex);
+    const varnock::ScopedLock guard(mutex);
     varnock::console::complain({kept, keptLength});
     keptLength = 0;
     passThrough = true;

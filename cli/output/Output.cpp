@@ -4,12 +4,13 @@
 #include <unistd.h>
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "util/Mutex.h"
 
 namespace varnockctl {
 namespace {
@@ -148,11 +149,12 @@ std::string csvRow(const Json& first, const Json& row) {
     return line + '\n';
 }
 
-std::mutex printing;
-size_t itemsPrinted;  // of a list that is printed by and by
-bool printingEnded;
+varnock::Mutex printing;  // one thread at a time is in the console
+size_t itemsPrinted VARNOCK_GUARDED_BY(printing);  // of a list that is printed by and by
+bool printingEnded VARNOCK_GUARDED_BY(printing);
 
-std::string itemText(const Json& item, std::string_view line, Format format) {
+std::string itemText(const Json& item, std::string_view line, Format format)
+    VARNOCK_REQUIRES(printing) {
     switch (format) {
         case Format::json:
             return (itemsPrinted == 0 ? "[\n" : ",") + toString(item, false) + '\n';
@@ -166,13 +168,14 @@ std::string itemText(const Json& item, std::string_view line, Format format) {
 }
 
 // What is left to print of a list that has begun.
-std::string endOfList(const Answer& answer, bool isFailure, Format format) {
+std::string endOfList(const Answer& answer, bool isFailure, Format format)
+    VARNOCK_REQUIRES(printing) {
     const bool isJson = format == Format::json || format == Format::jsonl;
     const std::string last = isFailure && isJson ? itemText(answer.document, "", format) : "";
     return format == Format::json ? last + "]\n" : last;
 }
 
-std::string textOf(const Answer& answer, Format format) {
+std::string textOf(const Answer& answer, Format format) VARNOCK_REQUIRES(printing) {
     const bool isFailure = answer.document.IsObject() && answer.document.HasMember("error");
     if (itemsPrinted != 0) {
         return endOfList(answer, isFailure, format);
@@ -198,7 +201,7 @@ std::string textOf(const Answer& answer, Format format) {
 }  // namespace
 
 bool printItem(const Json& item, std::string_view line, Format format, Flush flush) {
-    const std::lock_guard guard(printing);
+    const varnock::ScopedLock guard(printing);
     if (printingEnded) {
         return false;
     }
@@ -209,8 +212,12 @@ bool printItem(const Json& item, std::string_view line, Format format, Flush flu
 
 bool isOutputGone() {
     // Where somebody is printing it will be found out.
-    const std::unique_lock lock(printing, std::try_to_lock);
-    return lock && varnock::console::isOutputGone();
+    if (!printing.try_lock()) {
+        return false;
+    }
+    const bool isGone = varnock::console::isOutputGone();
+    printing.unlock();
+    return isGone;
 }
 
 std::string toJsonLines(const Json& value) {
@@ -256,7 +263,7 @@ std::string toTable(const Json& value) {
 }
 
 std::optional<ExitStatus> printFirst(const Answer& answer, Format format) {
-    const std::lock_guard guard(printing);
+    const varnock::ScopedLock guard(printing);
     if (std::exchange(printingEnded, true)) {
         return std::nullopt;
     }

@@ -14,6 +14,7 @@
 
 using varnock::CancellationGuard;
 using varnock::MutexGuard;
+using varnock::ScopedLock;
 using varnock::threadNumber;
 using varnock::traceAt;
 
@@ -127,20 +128,17 @@ void recordExit(Entry& entry) {
 
 }  // namespace
 
-CThreadMonitor::CThreadMonitor() : count_(0), entries_{} {
-    MutexInit(&mutex_);
-}
+CThreadMonitor::CThreadMonitor() : count_(0), entries_{} {}
 
 CThreadMonitor::~CThreadMonitor() {
     for (Entry& entry : std::span(entries_).first(count_)) {
         MutexDestroy(&entry.mutex);
     }
-    MutexDestroy(&mutex_);
 }
 
 CThreadMonitorEntry* CThreadMonitor::RegisterEntry() {
     const CancellationGuard uncancelled;
-    const MutexGuard lock(mutex_);
+    const ScopedLock lock(mutex_);
     if (count_ >= maxEntries) {
         traceAt(1,
                 "CTHREADMONITOR::RegisterEntry(): WARNING: cannot create an entry in "
@@ -166,7 +164,7 @@ CThreadMonitorEntry* CThreadMonitor::RegisterEntry() {
 bool CThreadMonitor::SetEntryStatus(CThreadMonitorEntry* entry, unsigned int status) {
     const CancellationGuard uncancelled;
     if ((status & Running) != 0) {
-        const MutexGuard lock(mutex_);
+        const ScopedLock lock(mutex_);
         countStart();
     }
     if (entry == nullptr) {
@@ -243,7 +241,7 @@ bool CThreadMonitor::SetEntryName(CThreadMonitorEntry* entry, const char* debugN
 
 bool CThreadMonitor::SetEntryStatusExited() {
     const CancellationGuard uncancelled;
-    const MutexGuard lock(mutex_);
+    const ScopedLock lock(mutex_);
     const pthread_t self = ThreadSelf();
     for (Entry& entry : std::span(entries_).first(count_)) {
         const MutexGuard entryLock(entry.mutex);

@@ -12,14 +12,14 @@ namespace varnock {
 namespace {
 
 constexpr const char* kNobody = "Nobody";
-char nameBuffer[kRegistrationNameSize];  // guarded by lockChannels()
+char nameBuffer[kRegistrationNameSize] VARNOCK_GUARDED_BY(channelLock);
 std::atomic<const char*> clientName{kNobody};
 
 }  // namespace
 
 ClientOptions::ClientOptions(int fd) {
     setFd(fd);
-    const auto lock = lockChannels();
+    const ChannelsHeld lock;
     const char* name = clientName;
     memcpy(block_, name, strnlen(name, kRegistrationNameSize));
 }
@@ -71,7 +71,7 @@ void SetClientName(const char* name) {
         clientName = kNobody;
         return;
     }
-    const auto lock = lockChannels();
+    const ChannelsHeld lock;
     const std::size_t length = strnlen(name, kRegistrationNameSize - 1);
     memcpy(nameBuffer, name, length);
     memset(nameBuffer + length, 0, kRegistrationNameSize - length);

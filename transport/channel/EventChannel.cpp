@@ -23,20 +23,19 @@ namespace {
 
 constexpr std::chrono::milliseconds kReopenPause{1000};
 
-/// Guarded by lockChannels().
 struct EventState {
     int fd = -1;
     int daemonFd = -1;
     int process = 0;             // that opened the channel
     ClientOptions registration;  // with which it is registered
 };
-constinit EventState state;
+constinit EventState state VARNOCK_GUARDED_BY(channelLock);
 
 /// The open channel's descriptor or -1. A channel opened before a fork() belongs to the parent: its
 /// events must not be read here.
 int currentEventFd() {
     FileDescriptor parents;  // closed outside of the lock
-    const auto lock = lockChannels();
+    const ChannelsHeld lock;
     if (state.fd >= 0 && state.process != currentProcess()) {
         parents = FileDescriptor(std::exchange(state.fd, -1));
         state.daemonFd = -1;
@@ -194,7 +193,7 @@ bool isEventChannel(int clientFd) {
 /// Makes a new descriptor the event channel. If another thread was faster, its channel is kept.
 int adoptEventFd(int fd) {
     FileDescriptor fresh(fd);  // closed outside of the lock
-    const auto lock = lockChannels();
+    const ChannelsHeld lock;
     if (state.fd < 0) {
         state.fd = fresh.release();
         state.process = currentProcess();
@@ -281,7 +280,7 @@ int initEventChannel(int fd, const ClientOptions* options, const StopSignal* sto
 void closeEventChannel() {
     const CancellationGuard wholeClose;
     const int fd = [] {
-        const auto lock = lockChannels();
+        const ChannelsHeld lock;
         state.daemonFd = -1;
         return std::exchange(state.fd, -1);
     }();
@@ -311,7 +310,7 @@ int registerForEvents(const StopSignal* stop) {
         return kNotOpened;
     }
     {
-        const auto lock = lockChannels();
+        const ChannelsHeld lock;
         state.registration = options;
         state.daemonFd = daemonFd;
     }
@@ -343,7 +342,7 @@ int RegisterForEvents(void*) try {
 void UnRegisterForEvents(void) try {
     using namespace varnock;
     {
-        const auto lock = lockChannels();
+        const ChannelsHeld lock;
         state.registration = ClientOptions();
     }
     closeEventChannel();

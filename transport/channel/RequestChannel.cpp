@@ -8,9 +8,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
-#include <mutex>
 #include <new>
-#include <shared_mutex>
 #include <utility>
 
 #include "runtime/files/PlatformPaths.h"
@@ -26,10 +24,10 @@ namespace {
 
 constexpr pthread_key_t kNoKey = 0xFFFFFFFF;
 
-pthread_key_t bufferKey = kNoKey;  // guarded by keyLock
+pthread_key_t bufferKey VARNOCK_GUARDED_BY(keyLock) = kNoKey;
 
 pthread_key_t shownKey() {
-    const std::shared_lock lock(keyLock);
+    const KeyInUse lock;
     return bufferKey;
 }
 
@@ -43,7 +41,7 @@ void createKey() {
         return;
     }
     {
-        const std::lock_guard lock(keyLock);
+        const KeyChange lock;
         bufferKey = key;
     }
     traceAt(2, "InitBufferKeys: s_BufferKey = 0x%08X\n", key);
@@ -56,14 +54,14 @@ void initBufferKeys() {
 }
 
 RequestChannel* lookUpChannel() {
-    const std::shared_lock lock(keyLock);
+    const KeyInUse lock;
     return bufferKey != kNoKey ? static_cast<RequestChannel*>(pthread_getspecific(bufferKey))
                                : nullptr;
 }
 
 /// Stores a channel in the thread's slot. Returns 0 or an errno value.
 int storeChannel(RequestChannel* channel) {
-    const std::shared_lock lock(keyLock);
+    const KeyInUse lock;
     return bufferKey != kNoKey ? pthread_setspecific(bufferKey, channel) : EINVAL;
 }
 
@@ -242,7 +240,7 @@ int RagdClientDestroyKEY(void) {
     traceAt(1, "RagdClientDestroyKEY: s_BufferKey = 0x%08X\n", shownKey());
     int error = 0;
     {
-        const std::lock_guard lock(keyLock);
+        const KeyChange lock;
         if (bufferKey != kNoKey) {
             error = pthread_key_delete(bufferKey);
             bufferKey = error == 0 ? kNoKey : bufferKey;

@@ -69,7 +69,7 @@ unsigned int CCIMKolmClient::Attach(std::string name, int impersonate) {
 // True on a new attach.
 bool CCIMKolmClient::attachSwitch(std::string name, int impersonate, unsigned int& result) {
     const varnock::CancellationGuard uncancelled;
-    const std::lock_guard lock(mutex_);
+    const varnock::ScopedLock lock(mutex_);
     applicationName_ = std::move(name);
     impersonate_ = impersonate;
     if (IsAttached()) {
@@ -100,7 +100,7 @@ bool CCIMKolmClient::attachSwitch(std::string name, int impersonate, unsigned in
 unsigned int CCIMKolmClient::Detach() {
     traceAt(4, VARNOCK_TRACE_TAG "Detach from SWITCH");
     const varnock::CancellationGuard uncancelled;
-    const std::lock_guard lock(mutex_);
+    const varnock::ScopedLock lock(mutex_);
     if (attachCount_ != 0 && CInterLock::LockedDecrement(&attachCount_) != 0) {
         return 0;
     }
@@ -141,7 +141,7 @@ void CCIMKolmClient::readCabinetNr() {
 void CCIMKolmClient::readHostName() {
     SipJson record;
     if (readSetting(record, opcodeConfiguration, extHostName, CabinetNr())) {
-        readText(record, hostName_);
+        readText(record, &CCIMKolmClient::hostName_);
         traceAt(4, VARNOCK_TRACE_TAG "Host Name = %s", HostName().c_str());
     }
 }
@@ -160,7 +160,7 @@ void CCIMKolmClient::readAccountCheck() {
 void CCIMKolmClient::readUserGroup() {
     SipJson record;
     if (readSetting(record, opcodeConfiguration, extUserGroup, CabinetNr())) {
-        readText(record, userGroup_);
+        readText(record, &CCIMKolmClient::userGroup_);
         traceAt(4, VARNOCK_TRACE_TAG "Configured user group (KOLM): \"%s\"", UserGroup().c_str());
     } else {
         traceAt(4, VARNOCK_TRACE_TAG "No configured user group ");
@@ -168,12 +168,12 @@ void CCIMKolmClient::readUserGroup() {
 }
 
 // A reply without text leaves the field unchanged.
-void CCIMKolmClient::readText(const SipJson& record, std::string& field) {
+void CCIMKolmClient::readText(const SipJson& record, std::string CCIMKolmClient::*field) {
     std::string text;
     if (record.GetDataString(text)) {
         std::string converted = CStringMapper::StringToUTF8(text.c_str());
-        const std::lock_guard lock(mutex_);
-        field = std::move(converted);
+        const varnock::ScopedLock lock(mutex_);
+        this->*field = std::move(converted);
     }
 }
 
@@ -186,12 +186,12 @@ unsigned int CCIMKolmClient::CabinetNr() const {
 }
 
 std::string CCIMKolmClient::HostName() const {
-    const std::lock_guard lock(mutex_);
+    const varnock::ScopedLock lock(mutex_);
     return hostName_;
 }
 
 std::string CCIMKolmClient::UserGroup() const {
-    const std::lock_guard lock(mutex_);
+    const varnock::ScopedLock lock(mutex_);
     return userGroup_;
 }
 

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <string>
 
 #include "CIM/Provider/Include/KOLMClient.h"
 #include "transport/SwitchClient.h"
 #include "util/Export.h"
+#include "util/Mutex.h"
 
 /// The process's connection to the agent: counts attaches, reads the node's settings on the first
 /// attach and passes the agent's events to the listener.
@@ -60,19 +60,20 @@ class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOL
     void readHostName();
     void readAccountCheck();
     void readUserGroup();
-    void readText(const SipJson& record, std::string& field);
+    void readText(const SipJson& record, std::string CCIMKolmClient::*field);
+
+    // Serialises attaching and detaching too. Never held while a request is sent.
+    mutable varnock::Mutex mutex_;
+    std::string applicationName_ VARNOCK_GUARDED_BY(mutex_);
+    std::string userGroup_ VARNOCK_GUARDED_BY(mutex_);
+    std::string hostName_ VARNOCK_GUARDED_BY(mutex_);
+    long attachCount_ VARNOCK_GUARDED_BY(mutex_) = 0;
 
     std::atomic<int> attachAllowed_ = 1;
     std::atomic<int> impersonate_ = 0;
-    std::string applicationName_;
-    std::string userGroup_;
     std::atomic<int> accountCheck_ = 1;
-    std::string hostName_;
     std::atomic<unsigned int> cabinetNr_ = 0;
-    long attachCount_ = 0;
     std::atomic<provider::KOLMEventsListener*> listener_ = nullptr;
-    // Guards attaching and detaching, and the texts. Never held while a request is sent.
-    mutable std::mutex mutex_;
 };
 
 /// Constructed when the library is loaded, destroyed at exit; attached while a KOLMClient exists.

@@ -10,7 +10,7 @@ bool IdentityCache::keeps(unsigned int componentClass) {
 }
 
 void IdentityCache::add(Classes scanned) {
-    const std::lock_guard lock(mutex_);
+    const ScopedLock lock(mutex_);
     for (auto& [componentClass, objects] : scanned) {
         // Old entries are merged into the new ones: merging keeps existing entries.
         objects.merge(std::move(classes_[componentClass]));
@@ -20,7 +20,7 @@ void IdentityCache::add(Classes scanned) {
 
 Text IdentityCache::find(unsigned int componentClass, unsigned int object,
                          unsigned int index) const {
-    const std::lock_guard lock(mutex_);
+    const ScopedLock lock(mutex_);
     const auto objects = classes_.find(componentClass);
     if (objects == classes_.end() || index >= kIdentityTexts) {
         return nothing<Text>();
@@ -30,7 +30,7 @@ Text IdentityCache::find(unsigned int componentClass, unsigned int object,
 }
 
 std::vector<unsigned int> IdentityCache::objects(unsigned int componentClass) const {
-    const std::lock_guard lock(mutex_);
+    const ScopedLock lock(mutex_);
     std::vector<unsigned int> result;
     if (const auto objects = classes_.find(componentClass); objects != classes_.end()) {
         for (const auto& [object, texts] : objects->second) {

@@ -4,10 +4,10 @@
 
 #include <array>
 #include <map>
-#include <mutex>
 #include <vector>
 
 #include "CIM/Provider/Include/calls/Decoding.h"
+#include "util/Mutex.h"
 
 namespace varnock::calls {
 
@@ -41,8 +41,8 @@ class IdentityCache {
     std::vector<unsigned int> objects(unsigned int componentClass) const;
 
   private:
-    mutable std::mutex mutex_;
-    Classes classes_;
+    mutable Mutex mutex_;
+    Classes classes_ VARNOCK_GUARDED_BY(mutex_);
 };
 
 }  // namespace varnock::calls
