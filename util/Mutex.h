@@ -35,8 +35,7 @@ class VARNOCK_LOCK Mutex {
 /// Thread-safety: a lock belongs to the thread that made it.
 class VARNOCK_SCOPED_LOCK ScopedLock {
   public:
-    explicit ScopedLock(Mutex& mutex) VARNOCK_ACQUIRE(mutex)
-        : mutex_(mutex), owns_(mutex.lock()) {}
+    explicit ScopedLock(Mutex& mutex) VARNOCK_ACQUIRE(mutex) : mutex_(mutex), owns_(mutex.lock()) {}
     ~ScopedLock() VARNOCK_RELEASE() {
         if (owns_) {
             mutex_.unlock();

@@ -19,12 +19,14 @@
 /// A function that takes the lock and keeps it.
 #define VARNOCK_ACQUIRE(...) VARNOCK_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 /// The same for readers, of whom there may be several.
-#define VARNOCK_ACQUIRE_SHARED(...) VARNOCK_THREAD_ANNOTATION(acquire_shared_capability(__VA_ARGS__))
+#define VARNOCK_ACQUIRE_SHARED(...) \
+    VARNOCK_THREAD_ANNOTATION(acquire_shared_capability(__VA_ARGS__))
 /// A function that has taken the lock when it returns `...`, true or false.
 #define VARNOCK_TRY_ACQUIRE(...) VARNOCK_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
 /// A function that releases the lock.
 #define VARNOCK_RELEASE(...) VARNOCK_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 /// The same for a reader.
-#define VARNOCK_RELEASE_SHARED(...) VARNOCK_THREAD_ANNOTATION(release_shared_capability(__VA_ARGS__))
+#define VARNOCK_RELEASE_SHARED(...) \
+    VARNOCK_THREAD_ANNOTATION(release_shared_capability(__VA_ARGS__))
 /// A function that the analysis cannot check; a comment says why.
 #define VARNOCK_NOT_ANALYSED VARNOCK_THREAD_ANNOTATION(no_thread_safety_analysis)

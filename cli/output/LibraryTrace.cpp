@@ -2,7 +2,6 @@
 
 #include <stdio.h>
 
-
 #include "tools/Console.h"
 #include "util/Mutex.h"
 

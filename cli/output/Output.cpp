@@ -149,7 +149,7 @@ std::string csvRow(const Json& first, const Json& row) {
     return line + '\n';
 }
 
-varnock::Mutex printing;  // one thread at a time is in the console
+varnock::Mutex printing;                           // one thread at a time is in the console
 size_t itemsPrinted VARNOCK_GUARDED_BY(printing);  // of a list that is printed by and by
 bool printingEnded VARNOCK_GUARDED_BY(printing);
 
