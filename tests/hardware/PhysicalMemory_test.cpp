@@ -78,8 +78,10 @@ class Shared : public CDeviceIoExtensionData {
   public:
     explicit Shared(bool& destroyed) : destroyed_(destroyed) {}
     ~Shared() override { destroyed_ = true; }
-    using CDeviceIoExtensionData::closed_;
-    using CDeviceIoExtensionData::connectCount_;
+    bool isClosed() {
+        const varnock::ScopedLock lock(mutex_);
+        return closed_;
+    }
     using CDeviceIoExtensionData::keys_;
 
   private:
@@ -211,7 +213,7 @@ TEST_F(ThreadDevice, SharedDataStaysForTheThreadsThatStillHaveAHandle) {
     PosixThread([&] { EXPECT_EQ(shared_->setThreadSpecificValue(fd), 0); }).join();
     device_.reset();
     EXPECT_FALSE(destroyed_);
-    EXPECT_TRUE(shared_->closed_);
+    EXPECT_TRUE(shared_->isClosed());
     EXPECT_TRUE(isOpen(fd));
     close(fd);
     delete shared_;
@@ -224,7 +226,7 @@ TEST_F(ThreadDevice, AKeptHandleIsNotClosedButTheSharedDataIs) {
     device_.reset();
     EXPECT_TRUE(isOpen(fd));
     EXPECT_FALSE(destroyed_);
-    EXPECT_TRUE(shared_->closed_);
+    EXPECT_TRUE(shared_->isClosed());
     close(fd);
     delete shared_;
 }
@@ -243,7 +245,7 @@ TEST(DeviceIo, SharedDataOfASharedHandleIsNotItsOwn) {
         device.extensionData_ = &shared;
     }
     EXPECT_FALSE(destroyed);
-    EXPECT_FALSE(shared.closed_);
+    EXPECT_FALSE(shared.isClosed());
 }
 
 TEST(DeviceIoExtensionData, StoresADescriptorPlusOneUnderItsFirstKey) {
@@ -289,7 +291,7 @@ TEST(DeviceIoExtensionData, ChangesNothingWithoutItsMutex) {
         shared.clearThreadSpecificValue();
         EXPECT_TRUE(failure.happened());
     }
-    EXPECT_FALSE(shared.closed_);
+    EXPECT_FALSE(shared.isClosed());
     EXPECT_EQ(shared.getConnectCount(), 1U);
     EXPECT_EQ(shared.getThreadSpecificValue(), -1) << "the values are the thread's own";
 }
