@@ -150,7 +150,7 @@ std::string csvRow(const Json& first, const Json& row) {
 }
 
 varnock::Mutex printing;                           // one thread at a time is in the console
-size_t itemsPrinted VARNOCK_GUARDED_BY(printing);  // of a list that is printed by and by
+size_t itemsPrinted VARNOCK_GUARDED_BY(printing);  // of the list that is printed item by item
 bool printingEnded VARNOCK_GUARDED_BY(printing);
 
 std::string itemText(const Json& item, std::string_view line, Format format)

@@ -29,10 +29,10 @@ struct Answer {
 
 using varnock::console::Flush;
 
-/// Prints one item of a list whose items come by and by: `line` for a table, with -o jsonl a line
-/// of its own, with -o csv a row below the names, and with -o json a list that print() ends, so
-/// that the whole is one document. With both kinds of JSON a failure that ends the list is its last
-/// item. Returns false when nothing can be written any more, also once print() was called.
+/// Prints one item of a list whose items arrive one at a time: `line` for a table, with -o jsonl a
+/// line of its own, with -o csv a row below the names, and with -o json a list that print() ends,
+/// so that the whole is one document. With both kinds of JSON a failure that ends the list is its
+/// last item. Returns false when nothing can be written any more, also once print() was called.
 bool printItem(const Json& item, std::string_view line, Format format, Flush flush = Flush::now);
 
 /// True when it is known that nobody can read further items.

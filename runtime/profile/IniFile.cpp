@@ -83,7 +83,7 @@ const char* CIniFile::GetEnum(const char* section) {
 
 const char* CIniFile::GetNextEnum() {
     if (valid_ == 0 || enumCursor_ == nullptr) return "";
-    // An empty string is the end of the list, and stays it.
+    // An empty string ends the list; the cursor does not move past it.
     if (*enumCursor_ != '\0') enumCursor_ += strlen(enumCursor_) + 1;
     return enumCursor_;
 }

@@ -35,7 +35,7 @@ class EntryHeader {
     /// Writes the header for the calling thread at the present time, terminated; returns its
     /// length. REQUIRES: `text` has room for kCapacity characters.
     std::size_t write(const char* application, char* text);
-    /// Reads the host name anew at the next entry: a forked child may live in another namespace.
+    /// Reads the host name again at the next entry: a forked child may live in another namespace.
     void forgetHost() { hostLength_ = 0; }
 
   private:

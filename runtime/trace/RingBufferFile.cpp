@@ -201,7 +201,7 @@ void Opening::undo() {
     if (created_) {
         unlink(path_);
     } else if (isNew_ && isUnfinished() && ftruncate(file_.get(), 0) != 0) {
-        // It stays, and the next open makes it anew.
+        // The file stays; the next open rewrites it.
     }
 }
 

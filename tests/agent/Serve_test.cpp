@@ -119,7 +119,7 @@ TEST_F(ServeTest, TakesTheProductionPlaceWhenAskedAndNeverFromALiveAgent) {
         "done; kill $third; wait $third; echo \"third $?\"; ls /dev/ragd*",
         {{"QX_RAGD_SOCKET_DIR", sockets()}});
     if (!result) {
-        GTEST_SKIP() << "no file system may be mounted here";
+        GTEST_SKIP() << "a private /dev needs a mount namespace, which this user may not create";
     }
     EXPECT_THAT(result->out, testing::HasSubstr("directory: /dev\n"));
     EXPECT_THAT(result->out,

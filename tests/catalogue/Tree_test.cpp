@@ -56,7 +56,7 @@ TEST(Tree, TheCommentsOfTheHeaderAreTheDescriptions) {
 TEST(Tree, ThePageOfTheCallsIsCurrent) {
     EXPECT_TRUE(catalogue::readFile(kRoot + "docs/calls.md") ==
                 catalogue::callsPage(table().rows()))
-        << "docs/calls.md is not what the catalogue says; ./dev docs prints it anew";
+        << "docs/calls.md differs from the catalogue; run ./dev docs";
 }
 
 TEST(Tree, DescriptionsSayUnitsAndCodes) {

@@ -495,7 +495,8 @@ TEST_F(CpuRawRead, GivesZerosAboveTheHighestLeafOfEachRange) {
 }
 
 TEST_F(CpuRawRead, NeverChoosesASubLeafByWhatStandsInEcx) {
-    if (__get_cpuid_max(0, nullptr) < 4) GTEST_SKIP() << "no leaf with sub-leaves";
+    if (__get_cpuid_max(0, nullptr) < 4)
+        GTEST_SKIP() << "this processor has no CPUID leaf 4, the first one with sub-leaves";
     EXPECT_EQ(read(4).second, intrinsic(4));
 }
 

@@ -223,12 +223,15 @@ TEST(CommandLine, ListsAndDescribesCalls) {
     EXPECT_EQ(speed["unit"], "revolutions per minute");
 }
 
-// The tools hold facts: no text of a header, and no remarks of the people who worked on the table.
+// The tools hold facts, not the text of the files from which these are derived.
 TEST(CommandLine, TheToolsHoldNoTextOfTheSources) {
+    const std::string table = readFile(VARNOCK_SOURCE_DIR "/catalogue/calls.tsv");
+    const std::string columns = table.substr(0, table.find('\n'));
+    ASSERT_NE(columns.find('\t'), std::string::npos);
     for (const char* tool : {VARNOCKCTL, VARNOCK_AGENT}) {
         const std::string program = readFile(tool);
-        for (const char* text : {"#pragma once", "virtual void ", "class VARNOCK_EXPORT",
-                                 "decision =", "layout open", "no command known"}) {
+        for (const std::string& text : {std::string("#pragma once"), std::string("virtual void "),
+                                        std::string("class VARNOCK_EXPORT"), columns}) {
             EXPECT_EQ(program.find(text), std::string::npos) << tool << " holds: " << text;
         }
     }

@@ -60,7 +60,7 @@ TEST(HostAgent, TheInventoryHasEveryPartOfThisMachine) {
 TEST(HostAgent, ListsThePciFunctionsThatTheKernelKnows) {
     const std::filesystem::path devices("/sys/bus/pci/devices");
     if (!std::filesystem::exists(devices)) {
-        GTEST_SKIP() << "this machine has no PCI bus";
+        GTEST_SKIP() << "the kernel lists no PCI bus in /sys, so there is nothing to compare with";
     }
     const auto expected = std::distance(std::filesystem::directory_iterator(devices), {});
     const auto document = documentOf(onThisMachine(
@@ -101,7 +101,7 @@ void expectAsTheKernelSays(const rapidjson::Value& info) {
 
 TEST(HostAgent, ReadsThePciHeadersAsTheKernelDoes) {
     if (!std::filesystem::exists("/sys/bus/pci/devices")) {
-        GTEST_SKIP() << "this machine has no PCI bus";
+        GTEST_SKIP() << "the kernel lists no PCI bus in /sys, so there is nothing to compare with";
     }
     // One document for each function of the list, all from one agent.
     const ProcessResult result =

@@ -81,7 +81,9 @@ class PowerCut : public testing::TestWithParam<Change> {
         runProcess({LIBRARY_HOST_STATIC, "load"}, files_.environment());
     }
     void SetUp() override {
-        if (!mayTrace()) GTEST_SKIP() << "no process may be traced here";
+        if (!mayTrace())
+            GTEST_SKIP() << "ptrace is not permitted here, and it is what stops the program at a "
+                            "system call";
         reference_ = run([](std::size_t, const FileCall&) { return Fate{}; });
         ASSERT_EQ(reference_.status, 0) << reference_.err;
         after_ = left();

@@ -27,7 +27,9 @@ std::string commandsOf(const std::string& page) {
 }
 
 TEST(Readme, EveryCommandWorksWhenTypedInOrder) {
-    if (kSanitized) GTEST_SKIP() << "the reader's own build has no sanitizer, but the library does";
+    if (kSanitized)
+        GTEST_SKIP()
+            << "the reader's program is built without the sanitizer that this library needs";
     const DevTree tree;
     // ./dev installs ninja and no make.
     tree.stub("make", tree.record + "; exit 1");

@@ -204,7 +204,7 @@ TEST(StandardOutputAlone, ErrorsThatComeWhenItIsClosedCount) {
                          "-e",     "inject=close:error=EDQUOT:when=2+",
                          "sh"};
     if (runProcess({"strace", "-qq", "-o", directory.file("calls"), "true"}).status != 0) {
-        GTEST_SKIP() << "there is no strace here, or nothing may be traced";
+        GTEST_SKIP() << "strace, which injects the error, is not installed or not permitted";
     }
     for (const char* tool : {VARNOCKCTL, VARNOCK_AGENT}) {
         Command command = traced;

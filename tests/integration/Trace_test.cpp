@@ -250,7 +250,7 @@ std::vector<std::string> systemCalls(const LibraryFiles& files, const char* entr
 TEST_F(Trace, AnEntryCostsNoSystemCall) {
     if (kSanitized) GTEST_SKIP() << "sanitizers make system calls of their own";
     if (runProcess({"strace", "-o", "/dev/null", "true"}).status != 0) {
-        GTEST_SKIP() << "there is no strace here, or nothing may be traced";
+        GTEST_SKIP() << "strace, which counts the system calls, is not installed or not permitted";
     }
     files_.host({"load"});
     const auto few = systemCalls(files_, "1");

@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kAfterFailure{1000};
 enum class Wake { Event, Nothing, Terminate };
 
 /// Waits for an event or for the end. The pipe is looked at first, and a failed wait counts as a
-/// signal on it, an interrupted one too: the thread rather ends than turns in circles.
+/// signal on it, an interrupted one too: the thread exits rather than spin.
 Wake awaitWake(const EventRun& run) {
     pollfd descriptors[2] = {{run.stop.wakeFd(), POLLIN, 0}, {run.eventFd, POLLIN, 0}};
     const bool isToldToStop = run.stop.requested() || run.stop.wakeFd() < 0;

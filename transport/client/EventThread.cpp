@@ -67,8 +67,8 @@ std::string EventThread::name() const {
     return name_;
 }
 
-/// False when the lock cannot be had: the caller is the event thread, and who has the lock is
-/// enabling events anew and waits for that thread to end.
+/// False when the lock cannot be taken: the caller is the event thread, and the lock holder is
+/// re-enabling events and waits for that thread to end.
 bool EventThread::lock(std::unique_lock<std::mutex>& enabling) const {
     const EventRun* own = EventRun::ofThisThread(this);
     if (own == nullptr) {

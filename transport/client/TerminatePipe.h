@@ -8,7 +8,7 @@ namespace varnock {
 /// The pipe that wakes the event thread for its end. Closed on destruction.
 class TerminatePipe {
   public:
-    /// Makes the pipe anew, away from the standard streams. False, traced, when it cannot be made;
+    /// Creates a new pipe, away from the standard streams. False, traced, when it cannot be made;
     /// it is closed then.
     bool open();
     bool isOpen() const { return static_cast<bool>(readEnd_); }

@@ -116,7 +116,8 @@ TEST_F(FirmwareTest, DoesNotAskTheMemoryOfThisMachineAboutAnother) {
     setenv("QX_MEMORY_DEVICE", root_.file("memory").c_str(), 1);
     EXPECT_TRUE(firmware_.boards().empty());
     if (std::filesystem::exists("/sys/firmware/dmi/tables")) {
-        GTEST_SKIP() << "this machine's kernel shows its own table";
+        GTEST_SKIP()
+            << "this kernel exports the firmware's own table, which is read before the memory";
     }
     Firmware here("/");
     EXPECT_EQ(here.boards().size(), 2U);

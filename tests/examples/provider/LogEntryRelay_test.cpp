@@ -110,7 +110,7 @@ TEST_F(LogEntryRelay, TellsHowManyOfMoreThanAThousandWereLost) {
     EXPECT_EQ(texts[1], "lost 2");
     EXPECT_EQ(texts[2], "System Message Log 3");
     EXPECT_EQ(texts[1001], "System Message Log 1002");
-    // The count starts anew.
+    // The count is reset.
     addEntry(2000);
     EXPECT_EQ(deliveries.await(1003).back(), "System Message Log 2000");
 }
