@@ -91,7 +91,7 @@ std::string directoryFor(const CLI::App& command, const Options& options) {
 // The exit status of a command that has printed its output.
 int printed() {
     return varnock::console::finishOutput("varnock-agent") ? EXIT_SUCCESS
-                                                           : varnock::console::outputLost;
+                                                           : varnock::console::kOutputLost;
 }
 
 // Help and version go to standard output, everything else to standard error. The C stream is used

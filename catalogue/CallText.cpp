@@ -44,7 +44,7 @@ std::string pageRow(const Row& row) {
     return line + cell(row.description) + (changesState(row) ? " Changes state." : "") + " |\n";
 }
 
-constexpr std::string_view pageHead = R"md(# The calls
+constexpr std::string_view kPageHead = R"md(# The calls
 
 The operations of `provider::KOLMCalls` in the order of the interface, which is binding. This page is
 printed by `./dev docs` from the catalogue of calls; a test compares it. `varnockctl list` and
@@ -103,7 +103,7 @@ std::string failureText(const Row& row) {
 }
 
 std::string callsPage(const std::vector<Row>& rows) {
-    std::string page(pageHead);
+    std::string page(kPageHead);
     for (const Row& row : rows) {
         page += pageRow(row);
     }

@@ -16,12 +16,12 @@ namespace {
 
 // What a command that ends itself gets, and what printing gets. Together they stay well below the
 // half second in which the process is to be gone.
-constexpr timespec patience{0, 150'000'000};
-constexpr std::chrono::milliseconds lastResort{350};
+constexpr timespec kPatience{0, 150'000'000};
+constexpr std::chrono::milliseconds kLastResort{350};
 
 // Tells the thread that all is over. By default it does nothing, and who else sends it does no
 // harm.
-constexpr int overSignal = SIGURG;
+constexpr int kOverSignal = SIGURG;
 
 std::atomic<int> interruption;  // the signal
 varnock::Mutex ending;
@@ -64,7 +64,7 @@ void Wakeup::wake() const {
 
 InterruptHandler::InterruptHandler(End end) : end_(std::move(end)) {
     sigemptyset(&signals_);
-    sigaddset(&signals_, overSignal);
+    sigaddset(&signals_, kOverSignal);
     for (const int signal : {SIGINT, SIGTERM}) {
         if (!isIgnored(signal)) {
             sigaddset(&signals_, signal);
@@ -84,7 +84,7 @@ InterruptHandler::~InterruptHandler() {
         return;
     }
     isOver_ = true;
-    pthread_kill(thread_.native_handle(), overSignal);
+    pthread_kill(thread_.native_handle(), kOverSignal);
     thread_.join();
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
@@ -96,7 +96,7 @@ int InterruptHandler::take(const timespec* limit) const {
         if (signal < 0 && errno == EAGAIN) {
             return 0;
         }
-        if (signal > 0 && signal != overSignal) {
+        if (signal > 0 && signal != kOverSignal) {
             return signal;
         }
     }
@@ -111,9 +111,9 @@ void InterruptHandler::handle() const {
     interruption = signal;
     const auto endNow = [signal] { _exit(static_cast<int>(statusOf(signal))); };
     try {
-        const Watchdog watchdog(lastResort, endNow);
+        const Watchdog watchdog(kLastResort, endNow);
         if (wakeCommand()) {
-            take(&patience);
+            take(&kPatience);
         }
         if (!isOver_) {
             end_(Interrupts::failure());

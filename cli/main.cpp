@@ -44,13 +44,13 @@ struct CommandLine {
     bool keepsToTime = false;  // ends itself when its time is up
 };
 
-constexpr double defaultTimeout = 10;
+constexpr double kDefaultTimeout = 10;
 // What an agent that is well has answered long before.
-constexpr double doctorPatience = 2;
+constexpr double kDoctorPatience = 2;
 // What a command that keeps to its time gets beyond it before it is ended from outside.
-constexpr double grace = 0.5;
+constexpr double kGrace = 0.5;
 // What is left to end after the answer was printed gets that long.
-constexpr std::chrono::milliseconds afterwards{200};
+constexpr std::chrono::milliseconds kAfterwards{200};
 
 std::chrono::milliseconds milliseconds(double seconds) {
     return std::chrono::milliseconds(
@@ -242,7 +242,7 @@ void addDoctor(CLI::App& app, CommandLine& line) {
         ->callback([&line] {
             line.keepsToTime = true;
             line.command = [&line] {
-                return runDoctor(milliseconds(line.timeout.value_or(doctorPatience)));
+                return runDoctor(milliseconds(line.timeout.value_or(kDoctorPatience)));
             };
         });
 }
@@ -273,7 +273,7 @@ int explainUsage(const CLI::App& app, const CLI::ParseError& error, Format forma
     std::ostringstream err;
     if (app.exit(error, out, err) == 0) {
         varnock::console::print(out.str());
-        return varnock::console::finishOutput("varnockctl") ? 0 : varnock::console::outputLost;
+        return varnock::console::finishOutput("varnockctl") ? 0 : varnock::console::kOutputLost;
     }
     varnock::console::say("varnockctl: " + err.str());
     return static_cast<int>(print(failureAnswer(ExitStatus::usage, error.what()), format));
@@ -286,14 +286,15 @@ ExitStatus runInTime(const CommandLine& line) {
         [format](const Failure& interruption) { endWith(interruption, format); });
     std::optional<Watchdog> watchdog;
     if (!line.isEndless || line.timeout) {
-        const double limit = line.timeout.value_or(defaultTimeout) + (line.keepsToTime ? grace : 0);
+        const double limit =
+            line.timeout.value_or(kDefaultTimeout) + (line.keepsToTime ? kGrace : 0);
         watchdog.emplace(milliseconds(limit), [&line, format] {
             endWith({ExitStatus::timeout, line.late}, format);
         });
     }
     Answer answer = runCommand(line);
     const ExitStatus status = print(answer, format);
-    const Watchdog last(afterwards, [status] { _exit(static_cast<int>(status)); });
+    const Watchdog last(kAfterwards, [status] { _exit(static_cast<int>(status)); });
     answer.held.reset();
     return status;
 }

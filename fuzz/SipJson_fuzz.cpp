@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr char emptyRecord[] = R"({"SIP":{"V":1,"CMD":[]}})";
+constexpr char kEmptyRecord[] = R"({"SIP":{"V":1,"CMD":[]}})";
 
 void require(bool holds, const char* what) {
     if (holds) return;
@@ -45,10 +45,10 @@ std::size_t nesting(const std::string& text) {
 
 /// The text that the record must export after it has imported this one.
 std::string expected(const std::string& text) {
-    if (nesting(text) > 256) return emptyRecord;
+    if (nesting(text) > 256) return kEmptyRecord;
     rapidjson::Document document;
     document.Parse(text.c_str());
-    if (document.HasParseError()) return emptyRecord;
+    if (document.HasParseError()) return kEmptyRecord;
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     document.Accept(writer);

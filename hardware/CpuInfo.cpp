@@ -31,10 +31,10 @@ using Record = _Cpu_Data_From_OS_;
 using varnock::FileDescriptor;
 using varnock::FileStream;
 
-constexpr unsigned int notKnown = 0xFFFFFFFF;
-constexpr unsigned int cacheLevelOfFile = 2;
-constexpr int endOfFile = -1;
-constexpr int keyAndValue = 2;
+constexpr unsigned int kNotKnown = 0xFFFFFFFF;
+constexpr unsigned int kCacheLevelOfFile = 2;
+constexpr int kEndOfFile = -1;
+constexpr int kKeyAndValue = 2;
 
 using Line = std::array<char, 512>;
 
@@ -43,7 +43,7 @@ struct NumberKey {
     std::uint32_t Record::*member;
 };
 
-constexpr NumberKey numberKeys[] = {
+constexpr NumberKey kNumberKeys[] = {
     {"cpu family", &Record::family},
     {"model", &Record::model},
     {"stepping", &Record::stepping},
@@ -102,7 +102,7 @@ void store(Record& record, std::string_view key, std::string_view value) {
         record.vendorId = value;
         return;
     }
-    for (const NumberKey& number : numberKeys) {
+    for (const NumberKey& number : kNumberKeys) {
         if (key == number.key) {
             record.*number.member = numberOf(value);
             return;
@@ -177,17 +177,17 @@ bool CCpuInfoOS::GetCpuDataFromOS(std::vector<Record>& out) {
 }
 
 int CCpuInfoOS::GetAndPrepareLine(FILE* file, std::string& key, std::string& value) {
-    if (file == nullptr) return endOfFile;
+    if (file == nullptr) return kEndOfFile;
     Line buffer;
     const auto pair = nextPair(file, buffer);
-    if (!pair) return endOfFile;
+    if (!pair) return kEndOfFile;
     key = pair->key;
     value = pair->value;
-    return keyAndValue;
+    return kKeyAndValue;
 }
 
 unsigned int CCpuInfoOS::field(unsigned int i, std::uint32_t Record::*member) const {
-    return i < count_ ? records_[i].*member : notKnown;
+    return i < count_ ? records_[i].*member : kNotKnown;
 }
 
 unsigned int CCpuInfoOS::GetSizeOfCpuDataTableFromOS() const {
@@ -219,13 +219,13 @@ unsigned int CCpuInfoOS::GetCpuApicIdInitialFromOS(unsigned int i) const {
 }
 
 unsigned int CCpuInfoOS::GetCpuCacheSizeFromOS(unsigned int i, unsigned int level) const {
-    if (i >= count_) return notKnown;
-    if (level == cacheLevelOfFile) return records_[i].cacheSize;
+    if (i >= count_) return kNotKnown;
+    if (level == kCacheLevelOfFile) return records_[i].cacheSize;
     if (Debug.IsOn(3)) {
         Debug.Print(3, "GetCpuCacheSizeFromOS:  : No data for CPU %d CacheLevel %d\n",
                     static_cast<int>(i), static_cast<int>(level));
     }
-    return notKnown;
+    return kNotKnown;
 }
 
 bool CCpuInfoOS::GetCpuManufacturerFromOS(unsigned int i, std::string& out) const {

@@ -27,23 +27,23 @@ static_assert(std::is_trivially_copyable_v<CPciCommonConfigHeader>);
 
 namespace {
 
-constexpr int layoutDevice = 0;
-constexpr int layoutPciBridge = 1;
-constexpr int layoutCardBusBridge = 2;
-constexpr unsigned char baseClassBridge = 0x06;
-constexpr unsigned char baseClassOther = 0xFF;
+constexpr int kLayoutDevice = 0;
+constexpr int kLayoutPciBridge = 1;
+constexpr int kLayoutCardBusBridge = 2;
+constexpr unsigned char kBaseClassBridge = 0x06;
+constexpr unsigned char kBaseClassOther = 0xFF;
 
 // Offsets in the configuration space.
-constexpr std::size_t offsetPrimaryBus = 24;
-constexpr std::size_t offsetSecondaryBus = 25;
-constexpr std::size_t offsetSubVendorId = 44;
-constexpr std::size_t offsetSubSystemId = 46;
+constexpr std::size_t kOffsetPrimaryBus = 24;
+constexpr std::size_t kOffsetSecondaryBus = 25;
+constexpr std::size_t kOffsetSubVendorId = 44;
+constexpr std::size_t kOffsetSubSystemId = 46;
 
-constexpr char unknown[] = "Unknown";
+constexpr char kUnknown[] = "Unknown";
 
 /// By base class.
-constexpr const char* baseClasses[] = {
-    unknown,
+constexpr const char* kBaseClasses[] = {
+    kUnknown,
     "Mass storage controller",             // 0x01
     "Network controller",                  // 0x02
     "Display controller",                  // 0x03
@@ -63,7 +63,7 @@ constexpr const char* baseClasses[] = {
     "Signal processing controller",        // 0x11
 };
 
-constexpr int anyInterface = -1;
+constexpr int kAnyInterface = -1;
 
 struct SubClass {
     unsigned char baseClass;
@@ -74,93 +74,93 @@ struct SubClass {
 
 /// The first matching row counts, so a row for any interface covers the remaining ones. A function
 /// without a row is described by its base class.
-constexpr SubClass subClasses[] = {
-    {0x00, 0x00, anyInterface, "Early non-VGA device"},
-    {0x00, 0x01, anyInterface, "VGA compatible device"},
-    {0x01, 0x00, anyInterface, "SCSI controller"},
-    {0x01, 0x01, anyInterface, "IDE controller"},
-    {0x01, 0x02, anyInterface, "Floppy disk controller"},
-    {0x01, 0x03, anyInterface, "IPI controller"},
-    {0x01, 0x04, anyInterface, "RAID controller"},
-    {0x01, 0x05, anyInterface, "ATA controller"},
-    {0x01, 0x06, anyInterface, "SATA controller"},
-    {0x01, 0x07, anyInterface, "SAS controller"},
-    {0x02, 0x00, anyInterface, "Ethernet controller"},
-    {0x02, 0x01, anyInterface, "Token ring controller"},
-    {0x02, 0x02, anyInterface, "FDDI controller"},
-    {0x02, 0x03, anyInterface, "ATM controller"},
+constexpr SubClass kSubClasses[] = {
+    {0x00, 0x00, kAnyInterface, "Early non-VGA device"},
+    {0x00, 0x01, kAnyInterface, "VGA compatible device"},
+    {0x01, 0x00, kAnyInterface, "SCSI controller"},
+    {0x01, 0x01, kAnyInterface, "IDE controller"},
+    {0x01, 0x02, kAnyInterface, "Floppy disk controller"},
+    {0x01, 0x03, kAnyInterface, "IPI controller"},
+    {0x01, 0x04, kAnyInterface, "RAID controller"},
+    {0x01, 0x05, kAnyInterface, "ATA controller"},
+    {0x01, 0x06, kAnyInterface, "SATA controller"},
+    {0x01, 0x07, kAnyInterface, "SAS controller"},
+    {0x02, 0x00, kAnyInterface, "Ethernet controller"},
+    {0x02, 0x01, kAnyInterface, "Token ring controller"},
+    {0x02, 0x02, kAnyInterface, "FDDI controller"},
+    {0x02, 0x03, kAnyInterface, "ATM controller"},
     {0x03, 0x00, 0, "VGA compatible controller"},
-    {0x03, 0x00, anyInterface, "8514 compatible controller"},
-    {0x03, 0x01, anyInterface, "XGA controller"},
-    {0x03, 0x02, anyInterface, "3D controller"},
-    {0x04, 0x00, anyInterface, "Video device"},
-    {0x04, 0x01, anyInterface, "Audio device"},
-    {0x04, 0x02, anyInterface, "Telephony device"},
-    {0x05, 0x00, anyInterface, "RAM controller"},
-    {0x05, 0x01, anyInterface, "Flash memory controller"},
-    {0x06, 0x00, anyInterface, "Host bridge"},
-    {0x06, 0x01, anyInterface, "ISA bridge"},
-    {0x06, 0x02, anyInterface, "EISA bridge"},
-    {0x06, 0x03, anyInterface, "MCA bridge"},
-    {0x06, 0x04, anyInterface, "PCI-to-PCI bridge"},
-    {0x06, 0x05, anyInterface, "PCMCIA bridge"},
-    {0x06, 0x06, anyInterface, "NuBus bridge"},
-    {0x06, 0x07, anyInterface, "CardBus bridge"},
-    {0x06, 0x08, anyInterface, "RACEWay bridge"},
+    {0x03, 0x00, kAnyInterface, "8514 compatible controller"},
+    {0x03, 0x01, kAnyInterface, "XGA controller"},
+    {0x03, 0x02, kAnyInterface, "3D controller"},
+    {0x04, 0x00, kAnyInterface, "Video device"},
+    {0x04, 0x01, kAnyInterface, "Audio device"},
+    {0x04, 0x02, kAnyInterface, "Telephony device"},
+    {0x05, 0x00, kAnyInterface, "RAM controller"},
+    {0x05, 0x01, kAnyInterface, "Flash memory controller"},
+    {0x06, 0x00, kAnyInterface, "Host bridge"},
+    {0x06, 0x01, kAnyInterface, "ISA bridge"},
+    {0x06, 0x02, kAnyInterface, "EISA bridge"},
+    {0x06, 0x03, kAnyInterface, "MCA bridge"},
+    {0x06, 0x04, kAnyInterface, "PCI-to-PCI bridge"},
+    {0x06, 0x05, kAnyInterface, "PCMCIA bridge"},
+    {0x06, 0x06, kAnyInterface, "NuBus bridge"},
+    {0x06, 0x07, kAnyInterface, "CardBus bridge"},
+    {0x06, 0x08, kAnyInterface, "RACEWay bridge"},
     {0x07, 0x00, 0, "Generic XT compatible serial port"},
     {0x07, 0x00, 1, "16450 compatible serial port"},
     {0x07, 0x00, 2, "16550 compatible serial port"},
-    {0x07, 0x00, anyInterface, "Serial port"},
+    {0x07, 0x00, kAnyInterface, "Serial port"},
     {0x07, 0x01, 0, "Generic XT compatible parallel port"},
     {0x07, 0x01, 1, "Bidirectional parallel port"},
     {0x07, 0x01, 2, "ECP 1.X compliant parallel port"},
-    {0x07, 0x01, anyInterface, "Parallel port"},
-    {0x07, 0x02, anyInterface, "Multi serial controller"},
-    {0x07, 0x03, anyInterface, "Modem"},
+    {0x07, 0x01, kAnyInterface, "Parallel port"},
+    {0x07, 0x02, kAnyInterface, "Multi serial controller"},
+    {0x07, 0x03, kAnyInterface, "Modem"},
     {0x08, 0x00, 0, "Generic 8259 PIC"},
     {0x08, 0x00, 1, "ISA PIC"},
     {0x08, 0x00, 2, "EISA PIC"},
-    {0x08, 0x00, anyInterface, "PIC"},
+    {0x08, 0x00, kAnyInterface, "PIC"},
     {0x08, 0x01, 0, "Generic 8237 DMA"},
     {0x08, 0x01, 1, "ISA DMA"},
     {0x08, 0x01, 2, "EISA DMA"},
-    {0x08, 0x01, anyInterface, "DMA"},
+    {0x08, 0x01, kAnyInterface, "DMA"},
     {0x08, 0x02, 0, "Generic 8254 system timer"},
     {0x08, 0x02, 1, "ISA system timer"},
     {0x08, 0x02, 2, "EISA system timer"},
-    {0x08, 0x02, anyInterface, "System timer"},
+    {0x08, 0x02, kAnyInterface, "System timer"},
     {0x08, 0x03, 0, "Generic RTC"},
     {0x08, 0x03, 1, "ISA RTC"},
-    {0x08, 0x03, anyInterface, "RTC"},
-    {0x08, 0x04, anyInterface, "PCI hot-plug controller"},
-    {0x09, 0x00, anyInterface, "Keyboard controller"},
-    {0x09, 0x01, anyInterface, "Digitizer (pen)"},
-    {0x09, 0x02, anyInterface, "Mouse controller"},
-    {0x09, 0x03, anyInterface, "Scanning controller"},
-    {0x09, 0x04, anyInterface, "Game controller"},
-    {0x0B, 0x00, anyInterface, "386"},
-    {0x0B, 0x01, anyInterface, "486"},
-    {0x0B, 0x02, anyInterface, "Pentium"},
-    {0x0B, 0x10, anyInterface, "Alpha"},
-    {0x0B, 0x20, anyInterface, "PowerPC"},
-    {0x0B, 0x40, anyInterface, "Co-processor"},
-    {0x0C, 0x00, anyInterface, "Firewire (IEEE 1394)"},
-    {0x0C, 0x01, anyInterface, "ACCESS.bus"},
-    {0x0C, 0x02, anyInterface, "SSA"},
-    {0x0C, 0x03, anyInterface, "Universal Serial Bus (USB)"},
-    {0x0C, 0x04, anyInterface, "Fibre Channel"},
-    {0x0C, 0x05, anyInterface, "SM Bus"},
-    {0x0D, 0x00, anyInterface, "iRDA controller"},
-    {0x0D, 0x01, anyInterface, "Consumer IR controller"},
-    {0x0D, 0x02, anyInterface, "RF controller"},
-    {0x0E, 0x00, anyInterface, "I2O controller"},
-    {0x0F, 0x00, anyInterface, "Satellite TV controller"},
-    {0x0F, 0x01, anyInterface, "Satellite audio controller"},
-    {0x0F, 0x02, anyInterface, "Satellite voice controller"},
-    {0x0F, 0x03, anyInterface, "Satellite data controller"},
-    {0x10, 0x00, anyInterface, "Network and computing en/decryption"},
-    {0x10, 0x01, anyInterface, "Entertainment en/decryption"},
-    {0x11, 0x00, anyInterface, "DPIO module"},
+    {0x08, 0x03, kAnyInterface, "RTC"},
+    {0x08, 0x04, kAnyInterface, "PCI hot-plug controller"},
+    {0x09, 0x00, kAnyInterface, "Keyboard controller"},
+    {0x09, 0x01, kAnyInterface, "Digitizer (pen)"},
+    {0x09, 0x02, kAnyInterface, "Mouse controller"},
+    {0x09, 0x03, kAnyInterface, "Scanning controller"},
+    {0x09, 0x04, kAnyInterface, "Game controller"},
+    {0x0B, 0x00, kAnyInterface, "386"},
+    {0x0B, 0x01, kAnyInterface, "486"},
+    {0x0B, 0x02, kAnyInterface, "Pentium"},
+    {0x0B, 0x10, kAnyInterface, "Alpha"},
+    {0x0B, 0x20, kAnyInterface, "PowerPC"},
+    {0x0B, 0x40, kAnyInterface, "Co-processor"},
+    {0x0C, 0x00, kAnyInterface, "Firewire (IEEE 1394)"},
+    {0x0C, 0x01, kAnyInterface, "ACCESS.bus"},
+    {0x0C, 0x02, kAnyInterface, "SSA"},
+    {0x0C, 0x03, kAnyInterface, "Universal Serial Bus (USB)"},
+    {0x0C, 0x04, kAnyInterface, "Fibre Channel"},
+    {0x0C, 0x05, kAnyInterface, "SM Bus"},
+    {0x0D, 0x00, kAnyInterface, "iRDA controller"},
+    {0x0D, 0x01, kAnyInterface, "Consumer IR controller"},
+    {0x0D, 0x02, kAnyInterface, "RF controller"},
+    {0x0E, 0x00, kAnyInterface, "I2O controller"},
+    {0x0F, 0x00, kAnyInterface, "Satellite TV controller"},
+    {0x0F, 0x01, kAnyInterface, "Satellite audio controller"},
+    {0x0F, 0x02, kAnyInterface, "Satellite voice controller"},
+    {0x0F, 0x03, kAnyInterface, "Satellite data controller"},
+    {0x10, 0x00, kAnyInterface, "Network and computing en/decryption"},
+    {0x10, 0x01, kAnyInterface, "Entertainment en/decryption"},
+    {0x11, 0x00, kAnyInterface, "DPIO module"},
 };
 
 int layoutOf(const CPciCommonConfigHeader& header) {
@@ -168,7 +168,7 @@ int layoutOf(const CPciCommonConfigHeader& header) {
 }
 
 bool hasBusNumbers(const CPciCommonConfigHeader& header) {
-    return layoutOf(header) == layoutPciBridge || layoutOf(header) == layoutCardBusBridge;
+    return layoutOf(header) == kLayoutPciBridge || layoutOf(header) == kLayoutCardBusBridge;
 }
 
 unsigned char byteAt(const CPciCommonConfigHeader& header, std::size_t offset) {
@@ -181,7 +181,7 @@ unsigned short wordAt(const CPciCommonConfigHeader& header, std::size_t offset) 
 
 bool fits(const SubClass& row, const CPciCommonConfigHeader& header) {
     return row.baseClass == header.baseClass && row.subClass == header.subClass &&
-           (row.programmingInterface == anyInterface ||
+           (row.programmingInterface == kAnyInterface ||
             row.programmingInterface == header.programmingInterface);
 }
 
@@ -233,27 +233,27 @@ unsigned char CPciCommonConfigHeader::GetRevisionId() const {
 }
 
 unsigned short CPciCommonConfigHeader::GetSubVendorId() const {
-    return layoutOf(*this) == layoutDevice ? wordAt(*this, offsetSubVendorId) : 0;
+    return layoutOf(*this) == kLayoutDevice ? wordAt(*this, kOffsetSubVendorId) : 0;
 }
 
 unsigned short CPciCommonConfigHeader::GetSubSystemId() const {
-    return layoutOf(*this) == layoutDevice ? wordAt(*this, offsetSubSystemId) : 0;
+    return layoutOf(*this) == kLayoutDevice ? wordAt(*this, kOffsetSubSystemId) : 0;
 }
 
 unsigned char CPciCommonConfigHeader::GetPrimaryBusNo() const {
-    return hasBusNumbers(*this) ? byteAt(*this, offsetPrimaryBus) : 0;
+    return hasBusNumbers(*this) ? byteAt(*this, kOffsetPrimaryBus) : 0;
 }
 
 // Without bus numbers it is a flag: callers use it to recognise bridges of other layouts.
 unsigned char CPciCommonConfigHeader::GetSecondaryBusNo() const {
-    if (hasBusNumbers(*this)) return byteAt(*this, offsetSecondaryBus);
-    return baseClass == baseClassBridge ? 1 : 0;
+    if (hasBusNumbers(*this)) return byteAt(*this, kOffsetSecondaryBus);
+    return baseClass == kBaseClassBridge ? 1 : 0;
 }
 
 unsigned int CPciCommonConfigHeader::GetSecondaryBusType() const {
-    if (layoutOf(*this) == layoutPciBridge) return 4;
-    if (layoutOf(*this) == layoutCardBusBridge) return 5;
-    return baseClass == baseClassBridge ? subClass : 0xFFFFFFFF;
+    if (layoutOf(*this) == kLayoutPciBridge) return 4;
+    if (layoutOf(*this) == kLayoutCardBusBridge) return 5;
+    return baseClass == kBaseClassBridge ? subClass : 0xFFFFFFFF;
 }
 
 unsigned char CPciCommonConfigHeader::GetInterruptLine() const {
@@ -270,13 +270,13 @@ const char* CPciCommonConfigHeader::GetSubClassDescription() const {
 }
 
 const char* CPciCommonConfigHeader::GetPciBaseClassDescription(unsigned char baseClass) {
-    if (baseClass == baseClassOther) return "Other";
-    return baseClass < std::size(baseClasses) ? baseClasses[baseClass] : unknown;
+    if (baseClass == kBaseClassOther) return "Other";
+    return baseClass < std::size(kBaseClasses) ? kBaseClasses[baseClass] : kUnknown;
 }
 
 const char* CPciCommonConfigHeader::GetPciSubClassDescription(
     const CPciCommonConfigHeader& header) {
-    for (const SubClass& row : subClasses)
+    for (const SubClass& row : kSubClasses)
         if (fits(row, header)) return row.description;
     return GetPciBaseClassDescription(header.baseClass);
 }

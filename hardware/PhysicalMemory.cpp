@@ -21,8 +21,8 @@ using varnock::CancellationGuard;
 using varnock::ScopedLock;
 
 // A fixed page size, independent of the system's.
-constexpr std::uint64_t pageSize = 4096;
-constexpr auto pendingWork = std::chrono::milliseconds(100);
+constexpr std::uint64_t kPageSize = 4096;
+constexpr auto kPendingWork = std::chrono::milliseconds(100);
 
 void* toValue(int fd) {
     return reinterpret_cast<void*>(static_cast<std::intptr_t>(fd) + 1);
@@ -40,8 +40,8 @@ bool endsBefore(int fd, std::uint64_t end) {
     struct stat status {};
     if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return false;
     const std::uint64_t pages =
-        (static_cast<std::uint64_t>(status.st_size) + pageSize - 1) / pageSize;
-    return end > pages * pageSize;
+        (static_cast<std::uint64_t>(status.st_size) + kPageSize - 1) / kPageSize;
+    return end > pages * kPageSize;
 }
 
 }  // namespace
@@ -123,7 +123,7 @@ bool CDeviceIo::closeOfThread() {
 
 bool CDeviceIo::closeShared() {
     if (handle_ < 0) return true;
-    if (CancelIo()) varnock::Clock::instance().sleepFor(pendingWork);
+    if (CancelIo()) varnock::Clock::instance().sleepFor(kPendingWork);
     const bool closed = CloseHandle(handle_) == 1;
     lastError_ = closed ? 0 : lastSystemError();
     if (Debug.IsOn(5)) Debug.Print(5, "\nCDeviceIo::Close: Device closed, fd=%d", handle_);
@@ -184,7 +184,7 @@ unsigned char* CDeviceBios::MapPhysicalMemory(unsigned int, unsigned int address
     if (Debug.IsOn(3)) {
         Debug.Print(3, "CDeviceBios (Map) : opened DMI device %s on %d\n", path.c_str(), fd_);
     }
-    const auto offset = static_cast<std::uint32_t>(address % pageSize);
+    const auto offset = static_cast<std::uint32_t>(address % kPageSize);
     mapBase_ = address - offset;
     mapLength_ = static_cast<std::uint32_t>(length) + offset;
     // An overflowing sum would map less than requested.

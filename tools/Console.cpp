@@ -29,7 +29,7 @@ int writeAll(int descriptor, std::string_view text) {
     return 0;
 }
 
-constexpr size_t bufferSize = 64 * 1024;
+constexpr size_t kBufferSize = 64 * 1024;
 std::string unwritten;
 int outputError;
 
@@ -59,13 +59,13 @@ void occupyStandardDescriptors() {
 
 // Runs before the initialisers of every shared library.
 __attribute__((section(".preinit_array"),
-               used)) void (*const beforeLibraries)() = occupyStandardDescriptors;
+               used)) void (*const kBeforeLibraries)() = occupyStandardDescriptors;
 
 }  // namespace
 
 bool print(std::string_view text, Flush flush) {
     unwritten += text;
-    if (flush == Flush::now || unwritten.size() >= bufferSize) {
+    if (flush == Flush::now || unwritten.size() >= kBufferSize) {
         flushOutput();
     }
     return outputError == 0;

@@ -10,7 +10,7 @@
 namespace varnock::console {
 
 /// The exit status of a tool whose standard output could not be written.
-inline constexpr int outputLost = 10;
+inline constexpr int kOutputLost = 10;
 
 /// Whether others may be waiting for what is printed, or more is coming at once.
 enum class Flush { now, later };

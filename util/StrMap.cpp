@@ -15,18 +15,18 @@
 
 namespace {
 
-constexpr unsigned int growthStep = 16;
+constexpr unsigned int kGrowthStep = 16;
 /// With fewer entries a binary search is as fast.
-constexpr unsigned int smallestIndexed = 256;
+constexpr unsigned int kSmallestIndexed = 256;
 /// Indexing an entry costs a fraction of a binary search.
-constexpr unsigned int entriesPerSearch = 16;
-constexpr unsigned int maxIndexed = 1U << 30;
+constexpr unsigned int kEntriesPerSearch = 16;
+constexpr unsigned int kMaxIndexed = 1U << 30;
 /// Maximum distance between the home slot of a key and the slot it occupies. About 50 occurs by
 /// chance in a map of millions.
-constexpr unsigned int mostSteps = 250;
+constexpr unsigned int kMostSteps = 250;
 /// Step from an occupied slot to the next candidate: it skips the neighbours, which are likely to
 /// be occupied too. Odd, so that probing visits every slot.
-constexpr unsigned int probeStep = 33;
+constexpr unsigned int kProbeStep = 33;
 
 void storeIfGiven(void** out, void* value) {
     if (out != nullptr) *out = value;
@@ -75,10 +75,10 @@ class CStrMap::Blocks {
         std::unique_ptr<char[]> memory;
         std::size_t size;
     };
-    static constexpr std::size_t firstSize = 128;
+    static constexpr std::size_t kFirstSize = 128;
 
     void addBlock(std::size_t atLeast) {
-        const std::size_t usual = blocks_.empty() ? firstSize : 2 * blocks_.back().size;
+        const std::size_t usual = blocks_.empty() ? kFirstSize : 2 * blocks_.back().size;
         const std::size_t size = std::max(usual, atLeast);
         blocks_.push_back({std::make_unique_for_overwrite<char[]>(size), size});
         used_ = 0;
@@ -155,7 +155,7 @@ unsigned int CStrMap::search(const char* key) {
 // An index of all entries is built once the number of searches justifies its cost.
 bool CStrMap::hasHashIndex() {
     if (hashSlots_ != nullptr) return true;
-    if (count_ < smallestIndexed || ++searches_ < count_ / entriesPerSearch) return false;
+    if (count_ < kSmallestIndexed || ++searches_ < count_ / kEntriesPerSearch) return false;
     searches_ = 0;
     return makeHashIndex();
 }
@@ -163,7 +163,7 @@ bool CStrMap::hasHashIndex() {
 // Open addressing, at most half full, valid until an entry moves. False without memory, or if too
 // many keys collide.
 bool CStrMap::makeHashIndex() {
-    if (count_ > maxIndexed) return false;
+    if (count_ > kMaxIndexed) return false;
     const unsigned int size = std::bit_ceil(2 * count_);
     std::unique_ptr<HashSlot[]> slots(new (std::nothrow) HashSlot[size]());
     if (slots == nullptr) return false;
@@ -171,8 +171,8 @@ bool CStrMap::makeHashIndex() {
     for (unsigned int place = 0; place < count_; ++place) {
         const unsigned int hash = hashOf(entries_[place].key);
         unsigned int at = hash & mask;
-        for (unsigned int steps = 0; slots[at].number != 0; at = (at + probeStep) & mask) {
-            if (++steps > mostSteps) return false;
+        for (unsigned int steps = 0; slots[at].number != 0; at = (at + kProbeStep) & mask) {
+            if (++steps > kMostSteps) return false;
         }
         slots[at] = {hash, place + 1};
     }
@@ -183,7 +183,7 @@ bool CStrMap::makeHashIndex() {
 
 unsigned int CStrMap::findHashed(const char* key) const {
     const unsigned int hash = hashOf(key);
-    for (unsigned int at = hash & hashMask_;; at = (at + probeStep) & hashMask_) {
+    for (unsigned int at = hash & hashMask_;; at = (at + kProbeStep) & hashMask_) {
         const HashSlot slot = hashSlots_[at];
         if (slot.number == 0) return count_;
         if (slot.hash == hash && holdsKey(slot.number - 1, key)) return slot.number - 1;
@@ -197,7 +197,7 @@ void CStrMap::dropHashIndex() {
 
 void CStrMap::reserveOne() {
     if (count_ < capacity_) return;
-    const unsigned int reported = count_ + growthStep;
+    const unsigned int reported = count_ + kGrowthStep;
     if (reported > allocated_) {
         const unsigned int wanted = std::max(reported, 2 * count_);
         Assoc* grown = new Assoc[wanted];

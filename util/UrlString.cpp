@@ -13,10 +13,10 @@
 
 namespace {
 
-constexpr size_t maxValueBytes = 1024;
-constexpr size_t maxQuotedText = 1024;
-constexpr std::int64_t byteListRoom = 1024;  // including the terminator
-constexpr std::int64_t roomOfByte = 4;       // "255,"
+constexpr size_t kMaxValueBytes = 1024;
+constexpr size_t kMaxQuotedText = 1024;
+constexpr std::int64_t kByteListRoom = 1024;  // including the terminator
+constexpr std::int64_t kRoomOfByte = 4;       // "255,"
 
 struct Free {
     void operator()(char* text) const { free(text); }
@@ -242,7 +242,7 @@ int CUrlString::GetParamByteStream(const char* name, unsigned char* out, int max
     if (value.data() == nullptr || out == nullptr) return 0;
     const OwnedText text(copyOf(value));
     int count = static_cast<int>(
-        std::min(std::int64_t{maxBytes} + skip, static_cast<std::int64_t>(maxValueBytes)));
+        std::min(std::int64_t{maxBytes} + skip, static_cast<std::int64_t>(kMaxValueBytes)));
     const OwnedText bytes(StringFromString(text.get(), &count));
     if (bytes == nullptr || count <= skip) return 0;
     count = std::min(count - skip, maxBytes);
@@ -254,7 +254,7 @@ char* CUrlString::StringFromString(const char* value, int* length) {
     if (value == nullptr) return nullptr;
     const size_t wanted =
         length != nullptr ? static_cast<size_t>(std::max(*length, 0)) : strlen(value);
-    const size_t limit = std::min(wanted, maxValueBytes);
+    const size_t limit = std::min(wanted, kMaxValueBytes);
     char* const bytes = static_cast<char*>(malloc(limit + 1));
     if (bytes == nullptr) return nullptr;
     const size_t count = decodeValue(value, limit, bytes);
@@ -270,16 +270,16 @@ void CUrlString::SetParamVal(const char* name, const char* value) {
 }
 
 void CUrlString::SetParamStringVal(const char* name, const char* text) {
-    setValue(name, "\"", viewOf(text).substr(0, maxQuotedText));
+    setValue(name, "\"", viewOf(text).substr(0, kMaxQuotedText));
 }
 
 void CUrlString::SetParamByteStream(const char* name, const unsigned char* bytes, int count) {
-    std::array<char, byteListRoom> list;
+    std::array<char, kByteListRoom> list;
     if (bytes == nullptr) count = 0;
-    const std::int64_t room = std::min(count * roomOfByte, byteListRoom) - 1;
+    const std::int64_t room = std::min(count * kRoomOfByte, kByteListRoom) - 1;
     std::int64_t used = 0;
     for (int i = 0; i < count; ++i) {
-        std::array<char, roomOfByte> item{','};
+        std::array<char, kRoomOfByte> item{','};
         const char* const end = std::to_chars(&item[1], item.end(), bytes[i]).ptr;
         const char* const begin = i == 0 ? &item[1] : item.data();
         if (used + (end - begin) > room) break;

@@ -11,17 +11,17 @@
 namespace varnock::bench {
 namespace {
 
-constexpr int sections = 100;
-constexpr int keysEach = 99;  // 10,000 lines with the headers
+constexpr int kSections = 100;
+constexpr int kKeysEach = 99;  // 10,000 lines with the headers
 
 /// The file, for the life of a measurement. What is looked for stands in its last line.
 class ProfileFile {
   public:
     ProfileFile() {
         FILE* file = fdopen(mkstemp(path_.data()), "w");
-        for (int section = 0; section < sections; ++section) {
+        for (int section = 0; section < kSections; ++section) {
             fprintf(file, "[section%d]\n", section);
-            for (int key = 0; key < keysEach; ++key) {
+            for (int key = 0; key < kKeysEach; ++key) {
                 fprintf(file, "key%d=value %d of section %d\n", key, key, section);
             }
         }
@@ -36,8 +36,8 @@ class ProfileFile {
     std::string path_ = "/tmp/varnock-bench-XXXXXX";
 };
 
-const std::string lastSection = "section" + std::to_string(sections - 1);
-const std::string lastKey = "key" + std::to_string(keysEach - 1);
+const std::string lastSection = "section" + std::to_string(kSections - 1);
+const std::string lastKey = "key" + std::to_string(kKeysEach - 1);
 
 void readString(benchmark::State& state) {
     const ProfileFile file;

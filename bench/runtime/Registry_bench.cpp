@@ -19,8 +19,8 @@ struct Shape {
     int keys;
     int perKey;
 };
-constexpr Shape oneKey{1, 100'000};
-constexpr Shape thousandKeys{1'000, 100};
+constexpr Shape kOneKey{1, 100'000};
+constexpr Shape kThousandKeys{1'000, 100};
 
 std::string keyName(int key) {
     return "Component" + std::to_string(key);
@@ -274,26 +274,26 @@ void useKeyFile(benchmark::State& state, Shape shape) {
     }
 }
 
-BENCHMARK_CAPTURE(loadTree, , oneKey)->Name("RegistryLoadOneKey/ours");
-BENCHMARK_CAPTURE(loadKeyFile, , oneKey)->Name("RegistryLoadOneKey/peer");
-BENCHMARK_CAPTURE(saveTree, , oneKey)->Name("RegistrySaveOneKey/ours");
-BENCHMARK_CAPTURE(saveKeyFile, , oneKey)->Name("RegistrySaveOneKey/peer");
-BENCHMARK_CAPTURE(readTree, , oneKey)->Name("RegistryLookUpOneKey/ours");
-BENCHMARK_CAPTURE(readKeyFile, , oneKey)->Name("RegistryLookUpOneKey/peer");
-BENCHMARK_CAPTURE(useTree, , oneKey)->Name("RegistryOneKey/ours");
-BENCHMARK_CAPTURE(useKeyFile, , oneKey)->Name("RegistryOneKey/peer");
-BENCHMARK_CAPTURE(lookUpInTree, , oneKey)->Name("RegistryOpenEachOneKey/ours");
-BENCHMARK_CAPTURE(lookUpInKeyFile, , oneKey)->Name("RegistryOpenEachOneKey/peer");
-BENCHMARK_CAPTURE(loadTree, , thousandKeys)->Name("RegistryLoad1000Keys/ours");
-BENCHMARK_CAPTURE(loadKeyFile, , thousandKeys)->Name("RegistryLoad1000Keys/peer");
-BENCHMARK_CAPTURE(saveTree, , thousandKeys)->Name("RegistrySave1000Keys/ours");
-BENCHMARK_CAPTURE(saveKeyFile, , thousandKeys)->Name("RegistrySave1000Keys/peer");
-BENCHMARK_CAPTURE(readTree, , thousandKeys)->Name("RegistryLookUp1000Keys/ours");
-BENCHMARK_CAPTURE(readKeyFile, , thousandKeys)->Name("RegistryLookUp1000Keys/peer");
-BENCHMARK_CAPTURE(useTree, , thousandKeys)->Name("Registry1000Keys/ours");
-BENCHMARK_CAPTURE(useKeyFile, , thousandKeys)->Name("Registry1000Keys/peer");
-BENCHMARK_CAPTURE(lookUpInTree, , thousandKeys)->Name("RegistryOpenEach1000Keys/ours");
-BENCHMARK_CAPTURE(lookUpInKeyFile, , thousandKeys)->Name("RegistryOpenEach1000Keys/peer");
+BENCHMARK_CAPTURE(loadTree, , kOneKey)->Name("RegistryLoadOneKey/ours");
+BENCHMARK_CAPTURE(loadKeyFile, , kOneKey)->Name("RegistryLoadOneKey/peer");
+BENCHMARK_CAPTURE(saveTree, , kOneKey)->Name("RegistrySaveOneKey/ours");
+BENCHMARK_CAPTURE(saveKeyFile, , kOneKey)->Name("RegistrySaveOneKey/peer");
+BENCHMARK_CAPTURE(readTree, , kOneKey)->Name("RegistryLookUpOneKey/ours");
+BENCHMARK_CAPTURE(readKeyFile, , kOneKey)->Name("RegistryLookUpOneKey/peer");
+BENCHMARK_CAPTURE(useTree, , kOneKey)->Name("RegistryOneKey/ours");
+BENCHMARK_CAPTURE(useKeyFile, , kOneKey)->Name("RegistryOneKey/peer");
+BENCHMARK_CAPTURE(lookUpInTree, , kOneKey)->Name("RegistryOpenEachOneKey/ours");
+BENCHMARK_CAPTURE(lookUpInKeyFile, , kOneKey)->Name("RegistryOpenEachOneKey/peer");
+BENCHMARK_CAPTURE(loadTree, , kThousandKeys)->Name("RegistryLoad1000Keys/ours");
+BENCHMARK_CAPTURE(loadKeyFile, , kThousandKeys)->Name("RegistryLoad1000Keys/peer");
+BENCHMARK_CAPTURE(saveTree, , kThousandKeys)->Name("RegistrySave1000Keys/ours");
+BENCHMARK_CAPTURE(saveKeyFile, , kThousandKeys)->Name("RegistrySave1000Keys/peer");
+BENCHMARK_CAPTURE(readTree, , kThousandKeys)->Name("RegistryLookUp1000Keys/ours");
+BENCHMARK_CAPTURE(readKeyFile, , kThousandKeys)->Name("RegistryLookUp1000Keys/peer");
+BENCHMARK_CAPTURE(useTree, , kThousandKeys)->Name("Registry1000Keys/ours");
+BENCHMARK_CAPTURE(useKeyFile, , kThousandKeys)->Name("Registry1000Keys/peer");
+BENCHMARK_CAPTURE(lookUpInTree, , kThousandKeys)->Name("RegistryOpenEach1000Keys/ours");
+BENCHMARK_CAPTURE(lookUpInKeyFile, , kThousandKeys)->Name("RegistryOpenEach1000Keys/peer");
 
 // What one value costs in a tree of so many: it must not grow with them.
 

@@ -20,7 +20,7 @@
 namespace varnock::bench {
 namespace {
 
-constexpr unsigned int registration = 0xFFA0;
+constexpr unsigned int kRegistration = 0xFFA0;
 
 sockaddr_un addressOf(const std::string& path) {
     sockaddr_un address{};
@@ -59,7 +59,7 @@ void useOneProcessor() {
 std::string replyTo(const char* text) {
     SipJson record;
     record.Import(text);
-    if (record.OpCode() == registration) {
+    if (record.OpCode() == kRegistration) {
         record.SetRequestDataStream(std::vector<unsigned char>(224));
         record.SetStatus(0);
     } else {

@@ -11,15 +11,15 @@
 namespace varnock::bench {
 namespace {
 
-constexpr size_t blockSize = 200'000;
-constexpr unsigned int noStatus = 0xFFFFFFFF;
+constexpr size_t kBlockSize = 200'000;
+constexpr unsigned int kNoStatus = 0xFFFFFFFF;
 
 // The allocator that the command record is specified with.
 using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator>;
 using Value = Document::ValueType;
 
 std::vector<unsigned char> block() {
-    std::vector<unsigned char> bytes(blockSize);
+    std::vector<unsigned char> bytes(kBlockSize);
     for (size_t i = 0; i < bytes.size(); ++i) {
         bytes[i] = static_cast<unsigned char>(i * 7);
     }
@@ -27,7 +27,7 @@ std::vector<unsigned char> block() {
 }
 
 std::string exported() {
-    SipJson record(0x1490, 0, 0, 1, noStatus);
+    SipJson record(0x1490, 0, 0, 1, kNoStatus);
     record.SetRequestDataStream(block());
     return record.Export();
 }
@@ -35,7 +35,7 @@ std::string exported() {
 void buildAndExport(benchmark::State& state) {
     const auto bytes = block();
     for (auto _ : state) {
-        SipJson record(0x1490, 0, 0, 1, noStatus);
+        SipJson record(0x1490, 0, 0, 1, kNoStatus);
         record.SetRequestDataStream(bytes);
         benchmark::DoNotOptimize(record.Export());
     }
@@ -66,7 +66,7 @@ void importAndRead(benchmark::State& state) {
         SipJson record;
         record.Import(text.c_str());
         std::vector<unsigned char> bytes;
-        if (!record.GetDataStream(bytes) || bytes.size() != blockSize) {
+        if (!record.GetDataStream(bytes) || bytes.size() != kBlockSize) {
             state.SkipWithError("the block did not come back");
             break;
         }

@@ -14,8 +14,8 @@
 namespace varnock::bench {
 namespace {
 
-constexpr unsigned int noStatus = 0xFFFFFFFF;
-constexpr int pollLimit = 30'000;
+constexpr unsigned int kNoStatus = 0xFFFFFFFF;
+constexpr int kPollLimit = 30'000;
 
 // A typed call from end to end: record, text, socket, reply, decoding, with its trace entries.
 void typedCall(benchmark::State& state) {
@@ -34,13 +34,13 @@ BENCHMARK(typedCall)->Name("TypedCall/ours")->UseRealTime();
 
 bool isReady(int descriptor, short event) {
     pollfd watched{descriptor, event, 0};
-    return poll(&watched, 1, pollLimit) == 1 && watched.revents == event;
+    return poll(&watched, 1, kPollLimit) == 1 && watched.revents == event;
 }
 
 // The same frames with the same polls, and nothing around them.
 void barePingPong(benchmark::State& state) {
     const int descriptor = MinimalAgent::connectTo(RequestSocketPath());
-    const std::string request = frameOf(SipJson(0x0300, 0, 0, 0, noStatus).Export());
+    const std::string request = frameOf(SipJson(0x0300, 0, 0, 0, kNoStatus).Export());
     char reply[4096];
     for (auto _ : state) {
         const bool sent = isReady(descriptor, POLLOUT) &&

@@ -231,7 +231,7 @@ struct LargestValue<void (Calls::*)(const KOLMKey&, Number)> {
     static constexpr unsigned int value = std::numeric_limits<Number>::max();
 };
 
-constexpr Call table[] = {
+constexpr Call kTable[] = {
 #define VARNOCK_CALL(name, takes, needs, member, type) \
     Call{name, takes, needs, run<static_cast<type>(&Calls::member)>, LargestValue<type>::value},
 #include "catalogue/CallMembers.inc"
@@ -244,26 +244,26 @@ struct OptionText {
     std::optional<std::string> CallArguments::*member;
 };
 
-constexpr OptionText optionTexts[] = {{optionCabinet, "--cabinet", &CallArguments::cabinet},
-                                      {optionObject, "--object", &CallArguments::object},
-                                      {optionExt, "--ext", &CallArguments::ext},
-                                      {optionValue, "--value", &CallArguments::value},
-                                      {optionNode, "--node", &CallArguments::node}};
+constexpr OptionText kOptionTexts[] = {{optionCabinet, "--cabinet", &CallArguments::cabinet},
+                                       {optionObject, "--object", &CallArguments::object},
+                                       {optionExt, "--ext", &CallArguments::ext},
+                                       {optionValue, "--value", &CallArguments::value},
+                                       {optionNode, "--node", &CallArguments::node}};
 
 }  // namespace
 
 std::span<const Call> callTable() {
-    return table;
+    return kTable;
 }
 
 const Call* findTypedCall(std::string_view name) {
-    const auto found = std::find_if(std::begin(table), std::end(table),
+    const auto found = std::find_if(std::begin(kTable), std::end(kTable),
                                     [&](const Call& call) { return call.name == name; });
-    return found != std::end(table) ? found : nullptr;
+    return found != std::end(kTable) ? found : nullptr;
 }
 
 void checkArguments(const Call& call, const CallArguments& arguments) {
-    for (const OptionText& option : optionTexts) {
+    for (const OptionText& option : kOptionTexts) {
         const bool given = (arguments.*option.member).has_value();
         if (given && (call.takes & option.flag) == 0) {
             throw Failure(ExitStatus::usage,

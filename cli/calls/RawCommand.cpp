@@ -11,7 +11,7 @@
 namespace varnockctl {
 namespace {
 
-constexpr unsigned int noStatus = 0xFFFFFFFFU;
+constexpr unsigned int kNoStatus = 0xFFFFFFFFU;
 
 std::vector<unsigned char> parseHex(const std::string& given) {
     std::vector<unsigned char> bytes;
@@ -60,7 +60,7 @@ Answer recordAnswer(const std::string& exported, const char* member) {
 Answer runRaw(const Options& options, const RawRecord& raw) {
     const unsigned int opcode = parseNumber(raw.opcode, "OC");
     SipJson record(opcode, parseNumber(raw.ext, "--ext"), parseNumber(raw.object, "--object"),
-                   parseNumber(raw.cabinet, "--cabinet"), noStatus);
+                   parseNumber(raw.cabinet, "--cabinet"), kNoStatus);
     setData(record, raw.data);
     if (options.dryRun) {
         return recordAnswer(record.Export(), "record");

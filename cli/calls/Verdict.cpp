@@ -16,7 +16,7 @@ struct StatusMeaning {
     const char* text;
 };
 
-constexpr std::array<StatusMeaning, 13> meanings{{
+constexpr std::array<StatusMeaning, 13> kMeanings{{
     {CommandStatus::kSuccess, ExitStatus::done, "success"},
     {CommandStatus::kFailed, ExitStatus::refused, "the agent failed the command"},
     {CommandStatus::kInvalid, ExitStatus::refused, "the agent refused an argument"},
@@ -34,9 +34,9 @@ constexpr std::array<StatusMeaning, 13> meanings{{
 }};
 
 const StatusMeaning* meaningOf(unsigned int status) {
-    const auto found = std::find_if(meanings.begin(), meanings.end(),
+    const auto found = std::find_if(kMeanings.begin(), kMeanings.end(),
                                     [&](const auto& row) { return status == row.status; });
-    return found != meanings.end() ? &*found : nullptr;
+    return found != kMeanings.end() ? &*found : nullptr;
 }
 
 bool isNumber(const CatalogueRow& row) {

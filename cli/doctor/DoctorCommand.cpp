@@ -34,10 +34,10 @@ namespace {
 
 using State = Finding::State;
 
-constexpr std::uint64_t largestTraceFile = varnock::tracefile::kLargestSize;
+constexpr std::uint64_t kLargestTraceFile = varnock::tracefile::kLargestSize;
 
 // What mends an agent that is there and does not do its work.
-constexpr const char* restartAgent =
+constexpr const char* kRestartAgent =
     "restart the management agent, and look into its own log for what it waits for";
 
 const char* nameOf(State state) {
@@ -129,7 +129,7 @@ void Doctor::lookAtRequest(const std::string& path) {
         snprintf(seconds, sizeof seconds, "%g", std::chrono::duration<double>(patience_).count());
         add("agent", State::problem,
             "is stuck: listens at " + path + ", but gave no answer within " + seconds + " s",
-            restartAgent);
+            kRestartAgent);
     }
 }
 
@@ -145,10 +145,10 @@ void Doctor::judgeReply(const std::string& path, const AgentTrial::Result& reply
         add("agent", State::problem, "refuses requests at " + path + status,
             "run as a user whom the agent answers");
     } else if (meaning == ExitStatus::refused) {
-        add("agent", State::problem, "refused a request at " + path + status, restartAgent);
+        add("agent", State::problem, "refused a request at " + path + status, kRestartAgent);
     } else {
         add("agent", State::problem,
-            "takes requests at " + path + ", but does not answer them" + status, restartAgent);
+            "takes requests at " + path + ", but does not answer them" + status, kRestartAgent);
     }
 }
 
@@ -226,10 +226,10 @@ void Doctor::lookAtTrace() {
             "unset TraceFileLimit and QX_LOG_RINGBUF_WEIGHT, or give them numbers above 0");
         return;
     }
-    if (size > largestTraceFile) {
+    if (size > kLargestTraceFile) {
         add("trace", State::problem,
             "its file is to have " + std::to_string(size) + " bytes; it cannot have more than " +
-                std::to_string(largestTraceFile),
+                std::to_string(kLargestTraceFile),
             "set QX_LOG_RINGBUF_WEIGHT to a smaller number");
         return;
     }

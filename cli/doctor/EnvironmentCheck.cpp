@@ -46,7 +46,7 @@ const std::vector<Variable>& variables() {
     return all;
 }
 
-constexpr std::string_view tracePrefix = "QX_LOG_";
+constexpr std::string_view kTracePrefix = "QX_LOG_";
 
 Finding finding(Finding::State state, const std::string& text, const std::string& mend) {
     return {"environment", state, text, mend};
@@ -63,7 +63,7 @@ Finding note(const std::string& text, const std::string& mend) {
 std::string traceVariables() {
     std::string names;
     for (const Variable& variable : variables()) {
-        if (variable.name.starts_with(tracePrefix)) {
+        if (variable.name.starts_with(kTracePrefix)) {
             names.append(names.empty() ? "" : ", ").append(variable.name);
         }
     }
@@ -110,7 +110,7 @@ void checkVariable(std::string_view name, const std::string& value, std::vector<
     if (known == variables().end()) {
         // Other programs have a weight of their own.
         const std::string othersWeight = std::string(varnock::kTraceWeightVariable) + '_';
-        if (name.starts_with(tracePrefix) && !name.starts_with(othersWeight)) {
+        if (name.starts_with(kTracePrefix) && !name.starts_with(othersWeight)) {
             found.push_back(note(std::string(name) + " is set, and nothing reads it",
                                  "the variables of the trace are " + traceVariables()));
         }

@@ -8,7 +8,7 @@
 namespace varnockctl {
 namespace {
 
-constexpr unsigned int pciAddressMask = 0x00FFFFFF;
+constexpr unsigned int kPciAddressMask = 0x00FFFFFF;
 
 // The bytes of an address as people write it; anything but an address stays a list of bytes.
 Json addressText(Json bytes, JsonAllocator& allocator) {
@@ -83,12 +83,12 @@ class Inventory {
         add(out, "system", system(), allocator_);
         add(out, "operatingSystem", operatingSystem(), allocator_);
         add(out, "memory", memory(), allocator_);
-        add(out, "processors", components("processors", "getNumberCPUs", processorFields),
+        add(out, "processors", components("processors", "getNumberCPUs", kProcessorFields),
             allocator_);
         add(out, "memoryModules",
-            components("memoryModules", "getNumberMemoryModules", memoryFields), allocator_);
+            components("memoryModules", "getNumberMemoryModules", kMemoryFields), allocator_);
         add(out, "networkInterfaces",
-            components("networkInterfaces", "getNetworkInfoNumberInterfaces", networkFields),
+            components("networkInterfaces", "getNetworkInfoNumberInterfaces", kNetworkFields),
             allocator_);
         add(out, "pciDevices", pciDevices(), allocator_);
         return out;
@@ -104,9 +104,9 @@ class Inventory {
     };
     using Fields = std::vector<Field>;
 
-    static const Fields processorFields;
-    static const Fields memoryFields;
-    static const Fields networkFields;
+    static const Fields kProcessorFields;
+    static const Fields kMemoryFields;
+    static const Fields kNetworkFields;
 
     Json ask(const std::string& part, const char* field, const char* call,
              const CallArguments& arguments) {
@@ -192,7 +192,7 @@ class Inventory {
         for (rapidjson::SizeType i = 0; keys.IsArray() && i < keys.Size(); ++i) {
             Json device =
                 ask("pciDevices[" + std::to_string(i) + "]", "configuration",
-                    "getDeviceInfoReadBusConfig", key(keys[i].GetUint() & pciAddressMask));
+                    "getDeviceInfoReadBusConfig", key(keys[i].GetUint() & kPciAddressMask));
             if (device.IsObject()) {
                 out.PushBack(pciFunction(device, allocator_), allocator_);
             }
@@ -206,21 +206,21 @@ class Inventory {
     std::string cabinet_;
 };
 
-const Inventory::Fields Inventory::processorFields = {{"socket", "getCPUSocketDesignation"},
-                                                      {"manufacturer", "getCPUManufacturer"},
-                                                      {"model", "getCPUModelName"},
-                                                      {"speedMHz", "getCPUCurrentSpeed"},
-                                                      {"family", "getCPUFamily"},
-                                                      {"stepping", "getCPUStepping"},
-                                                      {"cores", "getNumberCoresPerPhysicalCPU"},
-                                                      {"status", "getCPUStatus"}};
+const Inventory::Fields Inventory::kProcessorFields = {{"socket", "getCPUSocketDesignation"},
+                                                       {"manufacturer", "getCPUManufacturer"},
+                                                       {"model", "getCPUModelName"},
+                                                       {"speedMHz", "getCPUCurrentSpeed"},
+                                                       {"family", "getCPUFamily"},
+                                                       {"stepping", "getCPUStepping"},
+                                                       {"cores", "getNumberCoresPerPhysicalCPU"},
+                                                       {"status", "getCPUStatus"}};
 
-const Inventory::Fields Inventory::memoryFields = {
+const Inventory::Fields Inventory::kMemoryFields = {
     {"socket", "getMemoryModuleSocketDesignation"}, {"size", "getMemoryModuleSize"},
     {"frequency", "getMemoryModuleFrequency"},      {"manufacturer", "getMemoryModuleManufacturer"},
     {"partNumber", "getMemoryModulePartNumber"},    {"status", "getMemoryModuleStatus"}};
 
-const Inventory::Fields Inventory::networkFields = {
+const Inventory::Fields Inventory::kNetworkFields = {
     {"mac", "getNetworkInfoIfMacAddress", macText},
     {"address", "getNetworkInfoIfIpAddress", addressText},
     {"netmask", "getNetworkInfoIfIpSubnetMask", addressText},

@@ -9,10 +9,10 @@ namespace varnockctl {
 namespace {
 
 // Plain data without constructors: the stream is in use before any of this program's have run.
-constexpr size_t keptSize = 64 * 1024;
+constexpr size_t kKeptSize = 64 * 1024;
 // The stream's own lock serialises the writers, this one the switch-over.
 constinit varnock::Mutex mutex;
-char kept[keptSize] VARNOCK_GUARDED_BY(mutex);
+char kept[kKeptSize] VARNOCK_GUARDED_BY(mutex);
 size_t keptLength VARNOCK_GUARDED_BY(mutex);
 bool passThrough VARNOCK_GUARDED_BY(mutex);
 
@@ -22,7 +22,7 @@ ssize_t takeTrace(void*, const char* text, size_t size) {
         varnock::console::complain({text, size});
         return static_cast<ssize_t>(size);
     }
-    const size_t room = keptSize - keptLength;
+    const size_t room = kKeptSize - keptLength;
     const size_t taken = size < room ? size : room;
     __builtin_memcpy(kept + keptLength, text, taken);
     keptLength += taken;
@@ -39,7 +39,7 @@ void takeStderrAway() {
 }
 
 // Runs before the initialisers of every shared library.
-__attribute__((section(".preinit_array"), used)) void (*const beforeLibraries)() = takeStderrAway;
+__attribute__((section(".preinit_array"), used)) void (*const kBeforeLibraries)() = takeStderrAway;
 
 }  // namespace
 

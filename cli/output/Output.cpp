@@ -15,13 +15,13 @@
 namespace varnockctl {
 namespace {
 
-constexpr std::string_view absent = "-";
+constexpr std::string_view kAbsent = "-";
 
 std::string scalarText(const Json& value) {
     if (value.IsString()) {
         return {value.GetString(), value.GetStringLength()};
     }
-    return value.IsNull() ? std::string(absent) : toString(value, false);
+    return value.IsNull() ? std::string(kAbsent) : toString(value, false);
 }
 
 bool isScalar(const Json& value) {
@@ -99,7 +99,7 @@ std::string objectTable(const Json& object) {
         if (oneLine) {
             name.resize(std::max(width, name.size()), ' ');
             const std::string cell = cellText(member.value);
-            out += name + "  " + (cell.empty() ? std::string(absent) : cell) + "\n";
+            out += name + "  " + (cell.empty() ? std::string(kAbsent) : cell) + "\n";
         } else {
             out += name + "\n" + indented(toTable(member.value));
         }

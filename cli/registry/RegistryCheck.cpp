@@ -13,7 +13,7 @@ namespace {
 
 using namespace varnock::registryformat;
 
-constexpr std::size_t maxShown = 100;
+constexpr std::size_t kMaxShown = 100;
 
 class Check {
   public:
@@ -137,7 +137,7 @@ class Check {
         problems_.push_back({line_ + 1, {}, problem, false});
     }
     static std::string shown(std::string_view line) {
-        return std::string(line.substr(0, maxShown));
+        return std::string(line.substr(0, kMaxShown));
     }
 
     std::string_view rest_;

@@ -20,25 +20,25 @@ namespace {
 
 using namespace varnock::registryformat;
 
-constexpr std::pair<const char*, unsigned int> typeNames[] = {{"string", REGISTRY_STRING},
-                                                              {"expand", REGISTRY_EXPAND},
-                                                              {"binary", REGISTRY_BINARY},
-                                                              {"number", REGISTRY_NUMBER},
-                                                              {"key", REGISTRY_KEY}};
+constexpr std::pair<const char*, unsigned int> kTypeNames[] = {{"string", REGISTRY_STRING},
+                                                               {"expand", REGISTRY_EXPAND},
+                                                               {"binary", REGISTRY_BINARY},
+                                                               {"number", REGISTRY_NUMBER},
+                                                               {"key", REGISTRY_KEY}};
 
-constexpr std::pair<const char*, const char*> rootNames[] = {{"HKLM", kLocalMachine},
-                                                             {"HKCU", kCurrentUser},
-                                                             {"HKU", kUsers},
-                                                             {"HKCR", kClassesRoot},
-                                                             {"HKCC", kCurrentConfig}};
+constexpr std::pair<const char*, const char*> kRootNames[] = {{"HKLM", kLocalMachine},
+                                                              {"HKCU", kCurrentUser},
+                                                              {"HKU", kUsers},
+                                                              {"HKCR", kClassesRoot},
+                                                              {"HKCC", kCurrentConfig}};
 
 // A file of keys within keys can have paths of some hundred thousand parts each.
-constexpr std::size_t maxPathBytes = std::size_t{64} << 20;
+constexpr std::size_t kMaxPathBytes = std::size_t{64} << 20;
 
 using Stream = std::unique_ptr<FILE, decltype(&fclose)>;
 
 std::string rootName(const std::string& name) {
-    for (const auto& [abbreviation, whole] : rootNames) {
+    for (const auto& [abbreviation, whole] : kRootNames) {
         if (name == abbreviation) {
             return whole;
         }
@@ -136,7 +136,7 @@ std::string joined(const std::string& path, const char* name) {
 }  // namespace
 
 const char* RegistryEntry::typeName() const {
-    for (const auto& [known, number] : typeNames) {
+    for (const auto& [known, number] : kTypeNames) {
         if (number == type) {
             return known;
         }
@@ -174,7 +174,7 @@ Json RegistryEntry::toJson(JsonAllocator& allocator) const {
 }
 
 unsigned int registryType(std::string_view name) {
-    for (const auto& [known, number] : typeNames) {
+    for (const auto& [known, number] : kTypeNames) {
         if (name == known && number != REGISTRY_KEY) {
             return number;
         }
@@ -233,7 +233,7 @@ std::string normalRegistryPath(const std::string& path) {
 }
 
 bool isRegistryRoot(const std::string& name) {
-    return std::any_of(std::begin(rootNames), std::end(rootNames),
+    return std::any_of(std::begin(kRootNames), std::end(kRootNames),
                        [&](const auto& root) { return name == root.second; });
 }
 
@@ -246,7 +246,7 @@ std::vector<RegistryEntry> registryEntries(CRegistryNode& node, const std::strin
         const auto [key, current] = pending.back();
         pending.pop_back();
         pathBytes += key.size();
-        if (pathBytes > maxPathBytes) {
+        if (pathBytes > kMaxPathBytes) {
             throw Failure(ExitStatus::unintelligible, "the keys are nested too deep to be listed");
         }
         if (!key.empty()) {

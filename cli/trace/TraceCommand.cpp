@@ -27,9 +27,9 @@ using Clock = std::chrono::steady_clock;
 
 // How often a file that is followed is looked at. Entries are stored without a system call, so
 // nothing tells that there are new ones.
-constexpr std::chrono::milliseconds lookAgain{100};
+constexpr std::chrono::milliseconds kLookAgain{100};
 // What a person who follows the file sees of the past.
-constexpr unsigned int followedPast = 10;
+constexpr unsigned int kFollowedPast = 10;
 
 void say(const std::string& text) {
     varnock::console::say("varnockctl: " + text);
@@ -322,7 +322,7 @@ bool Trace::showAll() {
         }
     }
     const bool isUnlimited = !trace_.follow || trace_.last || !trace_.since.empty();
-    return show(logs, isUnlimited ? trace_.last : followedPast,
+    return show(logs, isUnlimited ? trace_.last : kFollowedPast,
                 trace_.follow ? Flush::now : Flush::later);
 }
 
@@ -360,7 +360,7 @@ void Trace::follow() {
 
 // False when following is over.
 bool Trace::wait(Clock::time_point started, const Wakeup& wakeup) {
-    auto rest = lookAgain;
+    auto rest = kLookAgain;
     if (trace_.timeout) {
         const auto end = started + *trace_.timeout;
         rest = std::min(rest, std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()));

@@ -11,7 +11,7 @@ namespace {
 
 using namespace varnock::tracefile;
 
-constexpr std::int64_t noSeam = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t kNoSeam = std::numeric_limits<std::int64_t>::max();
 
 std::string valueOf(std::string_view header, std::size_t field) {
     const std::size_t begin = offsetOfValue(field);
@@ -33,8 +33,8 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-constexpr std::array<std::string_view, 12> months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                  "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+constexpr std::array<std::string_view, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 bool isTime(std::string_view text) {
     if (text == kNoTime) {
@@ -48,19 +48,19 @@ bool isTime(std::string_view text) {
             return false;
         }
     }
-    return std::find(months.begin(), months.end(), text.substr(0, 3)) != months.end();
+    return std::find(kMonths.begin(), kMonths.end(), text.substr(0, 3)) != kMonths.end();
 }
 
 /// Seconds since the year began, in months of 31 days; -1 for what is no time.
 std::int64_t secondsOf(std::string_view time) {
-    const auto month = std::find(months.begin(), months.end(), time.substr(0, 3));
-    if (month == months.end()) {
+    const auto month = std::find(kMonths.begin(), kMonths.end(), time.substr(0, 3));
+    if (month == kMonths.end()) {
         return -1;
     }
     const auto number = [&](std::size_t at) {
         return (time[at] == ' ' ? 0 : time[at] - '0') * 10 + (time[at + 1] - '0');
     };
-    const std::int64_t days = (month - months.begin()) * 31 + number(4);
+    const std::int64_t days = (month - kMonths.begin()) * 31 + number(4);
     return ((days * 24 + number(7)) * 60 + number(10)) * 60 + number(13);
 }
 
@@ -162,7 +162,7 @@ void TraceLog::order(std::optional<std::int64_t> written) {
     position_ = *header_.position;
     // What was being written while the bytes were copied is neither old nor new.
     const bool moved = written && *written != position_;
-    orderRounds(moved ? std::min(std::max(*written, position_) + longestEntry, size_)
+    orderRounds(moved ? std::min(std::max(*written, position_) + kLongestEntry, size_)
                       : behindUnfinished());
 }
 
@@ -184,7 +184,7 @@ std::int64_t TraceLog::behindUnfinished() {
 std::string_view TraceLog::newestTime() const {
     const std::string_view round =
         std::string_view(bytes_).substr(0, static_cast<std::size_t>(position_));
-    for (std::size_t end = round.size(); end > TraceHeader::length;) {
+    for (std::size_t end = round.size(); end > TraceHeader::kLength;) {
         const std::size_t begin = round.rfind('\n', end - 2) + 1;
         if (const auto entry = parseTraceEntry(round.substr(begin, end - 1 - begin))) {
             return entry->time;
@@ -199,7 +199,7 @@ void TraceLog::orderAsItStands() {
     position_ = kEntriesBegin;
     begin_ = {round_, kEntriesBegin};
     if (size_ > kEntriesBegin) {
-        take({kEntriesBegin, size_, round_, noSeam}, entries_);
+        take({kEntriesBegin, size_, round_, kNoSeam}, entries_);
     }
 }
 
@@ -219,34 +219,34 @@ std::pair<std::int64_t, bool> TraceLog::beginOfRound(std::int64_t described,
 }
 
 std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
-    const Piece wholeRound{kEntriesBegin, position_, round_, noSeam};
+    const Piece wholeRound{kEntriesBegin, position_, round_, kNoSeam};
     const auto described = endOfLine(kEndOfDescription, kEntriesBegin, position_);
     isPastDescription_ = described.has_value();
     const auto [begin, isKept] =
         described ? beginOfRound(*described, position_) : std::pair(position_, false);
     // A round ends where the next entry did not fit. What remains of older rounds behind it is
     // ruled off, but not by every writer.
-    Piece before{oldest, size_, round_ - 1, round_ > 0 ? size_ - longestEntry : noSeam};
+    Piece before{oldest, size_, round_ - 1, round_ > 0 ? size_ - kLongestEntry : kNoSeam};
     if (!holdsEntries(before)) {
         return {wholeRound};
     }
     std::vector<Piece> pieces;
     if (described) {
         if (isKept) {
-            pieces.push_back({*described, begin, round_ - 1, noSeam});
+            pieces.push_back({*described, begin, round_ - 1, kNoSeam});
         }
         pieces.push_back(before);
-        pieces.push_back({kEntriesBegin, *described, round_, noSeam});
-        pieces.push_back({begin, position_, round_, noSeam});
+        pieces.push_back({kEntriesBegin, *described, round_, kNoSeam});
+        pieces.push_back({begin, position_, round_, kNoSeam});
         return pieces;
     }
     // The description of the new round is not complete; it has overwritten the one before in part.
     if (const auto previous = endOfLine(kEndOfDescription, oldest, size_)) {
         const auto [previousBegin, wasKept] = beginOfRound(*previous, size_);
         if (wasKept) {
-            pieces.push_back({*previous, previousBegin, round_ - 1, noSeam});
+            pieces.push_back({*previous, previousBegin, round_ - 1, kNoSeam});
         }
-        pieces.push_back({oldest, *previous, round_ - 1, noSeam});
+        pieces.push_back({oldest, *previous, round_ - 1, kNoSeam});
         before.begin = previousBegin;
     }
     pieces.push_back(before);
@@ -292,7 +292,7 @@ void TraceLog::take(const Piece& piece, std::vector<TraceEntry>& entries) {
                 entry->place = {piece.round, offset};
                 current = &entries.emplace_back(*entry);
             }
-        } else if (isWhole && current != nullptr && next - current->place.offset <= longestEntry &&
+        } else if (isWhole && current != nullptr && next - current->place.offset <= kLongestEntry &&
                    !isNoText) {
             // A message of several lines.
             const std::size_t more = line.size() + 1;

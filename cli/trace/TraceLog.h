@@ -22,7 +22,7 @@ struct TraceHeader {
     std::optional<std::int64_t> position;
     bool isLabelled = false;  ///< every field has its label
 
-    static constexpr auto length = static_cast<std::size_t>(varnock::tracefile::kEntriesBegin);
+    static constexpr auto kLength = static_cast<std::size_t>(varnock::tracefile::kEntriesBegin);
     /// Reads whatever bytes there are.
     static TraceHeader parse(std::string_view bytes);
     /// True when the writer has done something between the two.
@@ -77,7 +77,7 @@ class TraceLog {
     bool isPastDescription() const { return isPastDescription_; }
 
     /// An entry is never longer.
-    static constexpr std::int64_t longestEntry = varnock::tracefile::kLongestEntry;
+    static constexpr std::int64_t kLongestEntry = varnock::tracefile::kLongestEntry;
 
   private:
     struct Piece {

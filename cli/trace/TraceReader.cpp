@@ -63,7 +63,7 @@ class TraceReader::File {
         const std::int64_t used = saysSize ? std::min(*header.size, length) : length;
         return bytes(static_cast<std::size_t>(used <= longest ? used : kEntriesBegin));
     }
-    TraceHeader header() const { return TraceHeader::parse(bytes(TraceHeader::length)); }
+    TraceHeader header() const { return TraceHeader::parse(bytes(TraceHeader::kLength)); }
 
   private:
     int descriptor_;

@@ -7,7 +7,7 @@
 namespace varnockctl {
 namespace {
 
-constexpr time_t day = 24 * 3600;
+constexpr time_t kDay = 24 * 3600;
 
 /// Local time; nothing when strptime does not take all of the text.
 std::optional<tm> parse(const std::string& text, const char* format, const tm& defaults) {
@@ -27,7 +27,7 @@ tm localTime(time_t time) {
 }
 
 std::optional<time_t> parseAgo(const std::string& text, time_t now) {
-    constexpr std::pair<char, time_t> units[] = {{'s', 1}, {'m', 60}, {'h', 3600}, {'d', day}};
+    constexpr std::pair<char, time_t> units[] = {{'s', 1}, {'m', 60}, {'h', 3600}, {'d', kDay}};
     unsigned int count = 0;
     const char* const last = text.data() + text.size() - (text.empty() ? 0 : 1);
     const auto parsed = std::from_chars(text.data(), last, count);
@@ -54,7 +54,7 @@ std::optional<time_t> traceTime(std::string_view text, time_t now) {
     tm lastYear = *parts;
     --lastYear.tm_year;
     const time_t time = mktime(&thisYear);
-    return time <= now + day ? time : mktime(&lastYear);
+    return time <= now + kDay ? time : mktime(&lastYear);
 }
 
 time_t parseMoment(const std::string& text, time_t now) {

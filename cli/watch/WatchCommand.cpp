@@ -25,7 +25,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // How often an agent that has gone is looked for.
-constexpr std::chrono::milliseconds lookAgain{200};
+constexpr std::chrono::milliseconds kLookAgain{200};
 
 std::string formatted(const timespec& time, const tm& parts, const char* format, const char* zone) {
     char text[64];
@@ -137,7 +137,7 @@ void Watch::begin() {
 
 // False when the watch is over.
 bool Watch::wait() {
-    std::chrono::milliseconds rest = agentIsThere_ ? std::chrono::milliseconds::max() : lookAgain;
+    std::chrono::milliseconds rest = agentIsThere_ ? std::chrono::milliseconds::max() : kLookAgain;
     if (watch_.timeout) {
         const auto end = started_ + *watch_.timeout;
         rest = std::min(rest, std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()));

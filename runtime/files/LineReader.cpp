@@ -21,7 +21,7 @@ bool LineReader::next() {
             return true;
         }
         searched = unused();
-        if (searched > maxLength) {
+        if (searched > kMaxLength) {
             takeBeginning();
             return true;
         }
@@ -46,16 +46,16 @@ bool LineReader::refill() {
 void LineReader::take(std::size_t length, bool hasNewline) {
     text_ = next_;
     next_ += length + (hasNewline ? 1 : 0);
-    isCut_ = length > maxLength;
+    isCut_ = length > kMaxLength;
     hasNewline_ = hasNewline;
-    length_ = std::min(length, maxLength);
+    length_ = std::min(length, kMaxLength);
     text_[length_] = '\0';
 }
 
 // Takes a line whose end has not been read yet, and drops the rest of it.
 void LineReader::takeBeginning() {
-    memmove(buffer_, next_, maxLength);
-    next_ = buffer_ + maxLength + 1;
+    memmove(buffer_, next_, kMaxLength);
+    next_ = buffer_ + kMaxLength + 1;
     char* const rest = next_;
     const void* newline = nullptr;
     do {
@@ -67,8 +67,8 @@ void LineReader::takeBeginning() {
     } while (newline == nullptr && end_ != rest);
     next_ = newline != nullptr ? const_cast<char*>(static_cast<const char*>(newline)) + 1 : end_;
     text_ = buffer_;
-    text_[maxLength] = '\0';
-    length_ = maxLength;
+    text_[kMaxLength] = '\0';
+    length_ = kMaxLength;
     hasNewline_ = newline != nullptr;
     isCut_ = true;
 }

@@ -15,7 +15,7 @@ namespace varnock {
 /// Not thread-safe, and the stream must not be used meanwhile.
 class LineReader {
   public:
-    static constexpr std::size_t maxLength = 1023;
+    static constexpr std::size_t kMaxLength = 1023;
 
     explicit LineReader(FILE* file) : file_(file) {}
     ~LineReader();

@@ -88,20 +88,20 @@ namespace {
 struct RegistryEnd {
     ~RegistryEnd() { varnock::endRegistry(); }
 };
-[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const RegistryEnd registryEnd;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const RegistryEnd kRegistryEnd;
 
 }  // namespace
 
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] CDebug Debug(TovQXObjectName);
 
 namespace {
-[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const TraceLockBuilder traceLockBuilder;
-[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const ForkHandlers forkHandlers;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const TraceLockBuilder kTraceLockBuilder;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const ForkHandlers kForkHandlers;
 
 // Destroyed first: what the library's own objects trace at the end of a forked child that has not
 // traced anything is not worth a file.
 struct ProcessEnd {
     ~ProcessEnd() { varnock::RingBufferFile::beLeftForGood(); }
 };
-[[gnu::init_priority(VARNOCK_INIT_LAST)]] const ProcessEnd processEnd;
+[[gnu::init_priority(VARNOCK_INIT_LAST)]] const ProcessEnd kProcessEnd;
 }  // namespace

@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr unsigned int growthStep = 1024;
-constexpr unsigned int largestBuffer = 65535;
+constexpr unsigned int kGrowthStep = 1024;
+constexpr unsigned int kLargestBuffer = 65535;
 
 char* copyOf(const char* text) {
     return text != nullptr && *text != '\0' ? strdup(text) : nullptr;
@@ -34,8 +34,8 @@ CIniFile::~CIniFile() {
 
 // False when the buffer would get too large or memory runs out; it is freed then.
 bool CIniFile::grow(char*& buffer, unsigned int& size) {
-    const unsigned int wanted = size + growthStep;
-    char* grown = wanted <= largestBuffer ? static_cast<char*>(realloc(buffer, wanted)) : nullptr;
+    const unsigned int wanted = size + kGrowthStep;
+    char* grown = wanted <= kLargestBuffer ? static_cast<char*>(realloc(buffer, wanted)) : nullptr;
     if (grown == nullptr) free(buffer);
     buffer = grown;
     size = grown != nullptr ? wanted : 0;

@@ -24,14 +24,14 @@ using varnock::traceAt;
 using varnock::registryformat::separatorIn;
 using varnock::registryformat::takeComponent;
 
-constexpr long success = 0;
-constexpr long invalid = EINVAL;
-constexpr long noData = ENODATA;
-constexpr long createFailed = -1;
+constexpr long kSuccess = 0;
+constexpr long kInvalid = EINVAL;
+constexpr long kNoData = ENODATA;
+constexpr long kCreateFailed = -1;
 // The low 32 bits all ones, the high ones zero: a positive number here.
-constexpr long openFailed = 0xFFFFFFFFL;
+constexpr long kOpenFailed = 0xFFFFFFFFL;
 
-constexpr const char* uuidPath =
+constexpr const char* kUuidPath =
     "SYSTEM\\CurrentControlSet\\Control\\UUID\\C3681B60-0D26-11D3-8319-00A0C9B61E25";
 
 bool isText(unsigned int type) {
@@ -102,9 +102,9 @@ CRegistryNode* readRoot(CRegistryNode* const& root) {
 }
 
 long erase(CRegistryNode& node, const char* name) {
-    if (!node.erase(name)) return invalid;
+    if (!node.erase(name)) return kInvalid;
     CRegistry::MIsDirty = 1;
-    return success;
+    return kSuccess;
 }
 
 /// The entry of a key at an index among those that pass.
@@ -192,13 +192,13 @@ long CRegistry::openPath(const char* path, CRegistryNode* root) {
     try {
         const CriticalSectionGuard guard(MSpinlock);
         CRegistryNode* const node = walk(root != nullptr ? root : &MRoot, path);
-        if (node == nullptr) return openFailed;
+        if (node == nullptr) return kOpenFailed;
         openedPath_ = path;
         currentKey_ = node;
-        return success;
+        return kSuccess;
     } catch (const std::bad_alloc&) {
         traceAt(2, "\nCRegistry::Open ##ERROR while opening !!!\n");
-        return openFailed;
+        return kOpenFailed;
     }
 }
 
@@ -217,12 +217,12 @@ long CRegistry::CreateKey(CRegistryNode* root, const char* path, int, int) {
         const CriticalSectionGuard guard(MSpinlock);
         CRegistryNode* start = root != nullptr ? root : currentKey_;
         CRegistryNode* node = walkAndCreate(start, path != nullptr ? path : "");
-        if (node == nullptr) return createFailed;
+        if (node == nullptr) return kCreateFailed;
         currentKey_ = node;
-        return success;
+        return kSuccess;
     } catch (const std::bad_alloc&) {
         traceAt(2, "\nCRegistry::Open ##ERROR while opening !!!\n");
-        return createFailed;
+        return kCreateFailed;
     }
 }
 
@@ -238,22 +238,22 @@ CRegistryNode* CRegistry::KeepKeyHandle() {
 
 long CRegistry::DeleteKey(const char* name) {
     traceAt(2, "CRegistry::DeleteKey \"%s\"\n", shown(name));
-    if (currentKey_ == nullptr || name == nullptr) return invalid;
+    if (currentKey_ == nullptr || name == nullptr) return kInvalid;
     const CriticalSectionGuard guard(MSpinlock);
     void* value = nullptr;
-    if (currentKey_->find(name, value) != REGISTRY_KEY) return invalid;
+    if (currentKey_->find(name, value) != REGISTRY_KEY) return kInvalid;
     return erase(*currentKey_, name);
 }
 
 long CRegistry::DeleteValue(const char* name) {
     traceAt(2, "CRegistry::DeleteValue \"%s\"\n", shown(name));
-    if (currentKey_ == nullptr || name == nullptr) return invalid;
+    if (currentKey_ == nullptr || name == nullptr) return kInvalid;
     const CriticalSectionGuard guard(MSpinlock);
     return erase(*currentKey_, name);
 }
 
 long CRegistry::NoOfSubKeys(unsigned int* count) {
-    if (currentKey_ == nullptr || count == nullptr) return invalid;
+    if (currentKey_ == nullptr || count == nullptr) return kInvalid;
     const CriticalSectionGuard guard(MSpinlock);
     *count = 0;
     for (unsigned int i = 0; i < currentKey_->entries(); ++i) {
@@ -261,20 +261,20 @@ long CRegistry::NoOfSubKeys(unsigned int* count) {
         void* value = nullptr;
         if (currentKey_->entryAt(i, name, value) == REGISTRY_KEY) ++*count;
     }
-    return success;
+    return kSuccess;
 }
 
 long CRegistry::EnumKey(char* name, unsigned int* nameLen, unsigned int index, char* cls,
                         unsigned int* clsLen) {
-    if (currentKey_ == nullptr) return invalid;
+    if (currentKey_ == nullptr) return kInvalid;
     const CriticalSectionGuard guard(MSpinlock);
     const char* found = nullptr;
     void* value = nullptr;
     const auto isKey = [](unsigned int type) { return type == REGISTRY_KEY; };
-    if (entryAmong(*currentKey_, index, isKey, found, value) == 0) return noData;
+    if (entryAmong(*currentKey_, index, isKey, found, value) == 0) return kNoData;
     giveName(found, name, nameLen);
     giveClass(cls, clsLen);
-    return success;
+    return kSuccess;
 }
 
 long CRegistry::EnumKey(char* name, unsigned int nameLen, unsigned int index, char* cls,
@@ -284,7 +284,7 @@ long CRegistry::EnumKey(char* name, unsigned int nameLen, unsigned int index, ch
 
 long CRegistry::EnumVal(char* name, unsigned int* nameLen, unsigned int index,
                         unsigned int /*type*/, unsigned char* data, unsigned int* dataLen) {
-    if (currentKey_ == nullptr) return invalid;
+    if (currentKey_ == nullptr) return kInvalid;
     const CriticalSectionGuard guard(MSpinlock);
     const char* found = nullptr;
     void* value = nullptr;
@@ -292,10 +292,10 @@ long CRegistry::EnumVal(char* name, unsigned int* nameLen, unsigned int index,
         return type >= REGISTRY_STRING && type <= REGISTRY_NUMBER;
     };
     const unsigned int type = entryAmong(*currentKey_, index, isValue, found, value);
-    if (type == 0) return noData;
+    if (type == 0) return kNoData;
     giveName(found, name, nameLen);
     giveData(type, value, data, dataLen);
-    return success;
+    return kSuccess;
 }
 
 long CRegistry::EnumVal(char* name, unsigned int nameLen, unsigned int index, unsigned int type,
@@ -331,19 +331,19 @@ long CRegistry::SetValue(const char* name, const char* text) {
     if (text == nullptr) {
         const CriticalSectionGuard guard(MSpinlock);
         MIsDirty = 1;  // as for every attempt that fails
-        return invalid;
+        return kInvalid;
     }
     const auto* bytes = reinterpret_cast<const unsigned char*>(text);
     const int set = SetValue(name, bytes, static_cast<unsigned int>(strlen(text)),
                              static_cast<unsigned int>(REGISTRY_STRING));
-    return set != 0 ? success : invalid;
+    return set != 0 ? kSuccess : kInvalid;
 }
 
 long CRegistry::SetValue(const char* name, unsigned int number) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(&number);
     const int set =
         SetValue(name, bytes, sizeof number, static_cast<unsigned int>(REGISTRY_NUMBER));
-    return set != 0 ? success : invalid;
+    return set != 0 ? kSuccess : kInvalid;
 }
 
 unsigned int CRegistry::GetValueSize(const char* name, CRegistryNode* key) {
@@ -393,8 +393,8 @@ char* CRegistry::GetValue(const char* name, CRegistryNode* key) {
 // As read(), with the codes and the status of QueryValue().
 template <typename Take>
 long CRegistry::query(const char* name, CRegistryNode* key, Take take) {
-    if (key == nullptr && currentKey_ == nullptr) return status_ = invalid;
-    return status_ = read(name, key, take) ? success : noData;
+    if (key == nullptr && currentKey_ == nullptr) return status_ = kInvalid;
+    return status_ = read(name, key, take) ? kSuccess : kNoData;
 }
 
 long CRegistry::QueryValue(std::string& out, const char* name, CRegistryNode* key) {
@@ -406,7 +406,7 @@ long CRegistry::QueryValue(std::string& out, const char* name, CRegistryNode* ke
 }
 
 long CRegistry::QueryValue(char* out, const char* name, unsigned int* size, CRegistryNode* key) {
-    if (out == nullptr || size == nullptr || *size == 0) return status_ = invalid;
+    if (out == nullptr || size == nullptr || *size == 0) return status_ = kInvalid;
     return query(name, key, [=](unsigned int type, const char* data, unsigned int available) {
         if (!isText(type)) return false;
         copyText(out, *size, available > 0 ? data : "");
@@ -420,7 +420,7 @@ long CRegistry::QueryValue(char* out, const char* name, unsigned int size, CRegi
 }
 
 long CRegistry::QueryValue(unsigned int* out, const char* name, CRegistryNode* key) {
-    if (out == nullptr) return status_ = invalid;
+    if (out == nullptr) return status_ = kInvalid;
     return query(name, key, [out](unsigned int type, const char* data, unsigned int) {
         if (type != REGISTRY_NUMBER) return false;
         memcpy(out, data, sizeof *out);
@@ -431,11 +431,11 @@ long CRegistry::QueryValue(unsigned int* out, const char* name, CRegistryNode* k
 long CRegistry::OpenPointerKey(const char* keyPath, const char* valueName, CRegistryNode* root,
                                int access) {
     traceAt(2, "CRegistry::OpenPointer \"%s\"\n", shown(keyPath));
-    if (Open(keyPath, root, access) != success) return createFailed;
+    if (Open(keyPath, root, access) != kSuccess) return kCreateFailed;
     const char* value = GetValue(valueName);
     const bool isPointer = value != nullptr && isText(valueType_);
     Close();
-    status_ = openFailed;
+    status_ = kOpenFailed;
     const std::string_view target = isPointer ? value : "";
     const std::size_t separator = separatorIn(target);
     if (separator == target.npos) return status_;
@@ -450,7 +450,7 @@ long CRegistry::OpenPointerKey(const char* keyPath, const char* valueName, CRegi
 
 long CRegistry::OpenUUIDPointer(const char* valueName, CRegistryNode* root, int access, const char*,
                                 int) {
-    return OpenPointerKey(uuidPath, valueName, root, access);
+    return OpenPointerKey(kUuidPath, valueName, root, access);
 }
 
 bool CRegistry::GetProductRegistryRoot(std::string& out, const char* valueName) {
@@ -458,8 +458,8 @@ bool CRegistry::GetProductRegistryRoot(std::string& out, const char* valueName) 
     // Once more after a failure: the first try may have been the one that loaded the tree.
     for (int attempt = 0; attempt < 2 && !found; ++attempt) {
         try {
-            CRegistry key(uuidPath, MLocalMachine);
-            found = key.currentKey_ != nullptr && key.QueryValue(out, valueName) == success;
+            CRegistry key(kUuidPath, MLocalMachine);
+            found = key.currentKey_ != nullptr && key.QueryValue(out, valueName) == kSuccess;
         } catch (int) {
             // The tree could not be saved, which has been printed; what was read counts.
         }

@@ -25,7 +25,7 @@ inline constexpr char kClassesRoot[] = "HKEY_CLASSES_ROOT";
 inline constexpr char kCurrentConfig[] = "HKEY_CURRENT_CONFIG";
 
 /// Characters of a line that are read.
-inline constexpr std::size_t kLongestLine = LineReader::maxLength;
+inline constexpr std::size_t kLongestLine = LineReader::kMaxLength;
 /// Of the name of a key, which stands between brackets.
 inline constexpr std::size_t kLongestKeyName = kLongestLine - 2;
 

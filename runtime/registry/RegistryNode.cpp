@@ -21,17 +21,17 @@ using varnock::LineReader;
 using varnock::traceAt;
 using namespace varnock::registryformat;
 
-constexpr std::size_t countSize = sizeof(std::uint32_t);
+constexpr std::size_t kCountSize = sizeof(std::uint32_t);
 
 struct Marker {
     const char* text;
     unsigned int type;
 };
 // In the order in which they are tried.
-constexpr Marker markers[] = {{kStringMarker, REGISTRY_STRING},
-                              {kExpandMarker, REGISTRY_EXPAND},
-                              {kNumberMarker, REGISTRY_NUMBER},
-                              {kBinaryMarker, REGISTRY_BINARY}};
+constexpr Marker kMarkers[] = {{kStringMarker, REGISTRY_STRING},
+                               {kExpandMarker, REGISTRY_EXPAND},
+                               {kNumberMarker, REGISTRY_NUMBER},
+                               {kBinaryMarker, REGISTRY_BINARY}};
 
 void* typeSlot(unsigned int type) {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(type));
@@ -52,7 +52,7 @@ bool isArray(unsigned int type) {
 // The memory of a value that is an array.
 
 std::size_t sizeBeforeData(unsigned int type) {
-    return type == REGISTRY_BINARY ? countSize : 0;
+    return type == REGISTRY_BINARY ? kCountSize : 0;
 }
 
 std::size_t memorySize(unsigned int type, std::size_t dataSize) {
@@ -62,7 +62,7 @@ std::size_t memorySize(unsigned int type, std::size_t dataSize) {
 void fillMemory(void* memory, unsigned int type, const void* data, std::uint32_t size) {
     auto* const begin = static_cast<unsigned char*>(memory);
     auto* const place = begin + sizeBeforeData(type);
-    if (place != begin) memcpy(begin, &size, countSize);
+    if (place != begin) memcpy(begin, &size, kCountSize);
     if (size != 0) memcpy(place, data, size);
     place[size] = 0;
 }
@@ -81,7 +81,7 @@ void forgetRoot(const CRegistryNode* node) {
 
 // The marker that a text begins with; null when it is none.
 const Marker* markerAt(const char* text) {
-    for (const Marker& marker : markers) {
+    for (const Marker& marker : kMarkers) {
         if (strncmp(text, marker.text, strlen(marker.text)) == 0) return &marker;
     }
     return nullptr;
@@ -157,7 +157,7 @@ bool keyComesBack(std::string_view name) {
 /// The text of a tree on its way to the file, in large pieces. Errors show in the stream.
 class CRegistryNode::Output {
   public:
-    explicit Output(FILE* file) : file_(file) { text_.reserve(pieceSize + kLongestLine + 1); }
+    explicit Output(FILE* file) : file_(file) { text_.reserve(kPieceSize + kLongestLine + 1); }
 
     void addValue(const char* name, unsigned int type, const void* value, Warnings& warnings) {
         const std::size_t begin = text_.size();
@@ -190,10 +190,10 @@ class CRegistryNode::Output {
     }
 
   private:
-    static constexpr std::size_t pieceSize = 64 * 1024;
+    static constexpr std::size_t kPieceSize = 64 * 1024;
 
     void flushPieces() {
-        if (text_.size() >= pieceSize) flush();
+        if (text_.size() >= kPieceSize) flush();
     }
 
     FILE* file_;

@@ -29,9 +29,9 @@ using varnock::FileDescriptor;
 using varnock::FileStream;
 namespace registryformat = varnock::registryformat;
 
-constexpr mode_t fileMode = 0644;
+constexpr mode_t kFileMode = 0644;
 /// Nobody else can open a file that is being written, and so hold its lock for ever.
-constexpr mode_t newFileMode = 0600;
+constexpr mode_t kNewFileMode = 0600;
 
 constinit std::atomic<bool> ended{false};
 
@@ -51,11 +51,11 @@ struct RootKey {
     const char* name;
     CRegistryNode** key;
 };
-const RootKey rootKeys[] = {{registryformat::kLocalMachine, &CRegistry::MLocalMachine},
-                            {registryformat::kCurrentUser, &CRegistry::MCurrentUser},
-                            {registryformat::kUsers, &CRegistry::MUsers},
-                            {registryformat::kClassesRoot, &CRegistry::MClassesRoot},
-                            {registryformat::kCurrentConfig, &CRegistry::MCurrentConfig}};
+const RootKey kRootKeys[] = {{registryformat::kLocalMachine, &CRegistry::MLocalMachine},
+                             {registryformat::kCurrentUser, &CRegistry::MCurrentUser},
+                             {registryformat::kUsers, &CRegistry::MUsers},
+                             {registryformat::kClassesRoot, &CRegistry::MClassesRoot},
+                             {registryformat::kCurrentConfig, &CRegistry::MCurrentConfig}};
 
 // A path that does not fit names no file: cut, it could name another one of the three.
 void setPath(char (&path)[4096], const std::string& directory, const char* name) {
@@ -71,7 +71,7 @@ void buildPaths() {
 }
 
 void findRootKeys() {
-    for (const RootKey& root : rootKeys) {
+    for (const RootKey& root : kRootKeys) {
         void* node = nullptr;
         const unsigned int type = CRegistry::MRoot.find(root.name, node);
         *root.key = type == REGISTRY_KEY ? static_cast<CRegistryNode*>(node) : nullptr;
@@ -155,7 +155,7 @@ bool lock(const FileDescriptor& file) {
 FileStream openNewFile() {
     constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     for (;;) {
-        FileDescriptor file = varnock::awayFromStandardStreams(open(newPath, flags, newFileMode));
+        FileDescriptor file = varnock::awayFromStandardStreams(open(newPath, flags, kNewFileMode));
         if (!file || !lock(file)) return nullptr;
         if (!isStillAt(file, newPath)) continue;
         FileStream stream(ftruncate(file.get(), 0) == 0 ? fdopen(file.get(), "we") : nullptr);
@@ -199,8 +199,8 @@ bool dumpTree(FILE* file, CRegistryNode::Warnings& warnings) try {
 
 // Renames while the stream still holds the lock.
 bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
-    const bool written =
-        dumpTree(file, warnings) && fchmod(fileno(file), fileMode) == 0 && fsync(fileno(file)) == 0;
+    const bool written = dumpTree(file, warnings) && fchmod(fileno(file), kFileMode) == 0 &&
+                         fsync(fileno(file)) == 0;
     if (written && replaceTree()) {
         varnock::syncDirectoryOf(currentPath);
         return true;
@@ -215,8 +215,8 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
 bool enterMissingRoots() try {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     void* node = nullptr;
-    if (CRegistry::MRoot.find(rootKeys[0].name, node) == REGISTRY_KEY) return false;
-    for (const RootKey& root : rootKeys) {
+    if (CRegistry::MRoot.find(kRootKeys[0].name, node) == REGISTRY_KEY) return false;
+    for (const RootKey& root : kRootKeys) {
         if (CRegistry::MRoot.find(root.name, node) != REGISTRY_KEY) {
             CRegistry::MRoot.put(root.name, REGISTRY_KEY, *root.key);
         }

@@ -7,46 +7,46 @@
 // the mutex orders the rest. The count belongs to the owner and needs no atomic step; where nobody
 // owns the section, before its construction and after its destruction, it means nothing.
 namespace {
-constexpr auto relaxed = std::memory_order_relaxed;
+constexpr auto kRelaxed = std::memory_order_relaxed;
 }
 
 CCriticalSection::CCriticalSection() : owner_(0), count_(0), initialised_(0) {
-    initialised_.store(MutexInit(&mutex_) == 0 ? 1 : 0, relaxed);
+    initialised_.store(MutexInit(&mutex_) == 0 ? 1 : 0, kRelaxed);
 }
 
 CCriticalSection::~CCriticalSection() {
-    if (initialised_.load(relaxed) != 0) {
-        if (count_.load(relaxed) > 0) {
-            count_.store(1, relaxed);
+    if (initialised_.load(kRelaxed) != 0) {
+        if (count_.load(kRelaxed) > 0) {
+            count_.store(1, kRelaxed);
             Leave();
         }
         MutexDestroy(&mutex_);
     }
-    owner_.store(0, relaxed);
-    count_.store(0, relaxed);
-    initialised_.store(0, relaxed);
+    owner_.store(0, kRelaxed);
+    count_.store(0, kRelaxed);
+    initialised_.store(0, kRelaxed);
 }
 
 bool CCriticalSection::isOwner(pthread_t thread) const {
-    return initialised_.load(relaxed) != 0 && owner_.load(relaxed) == thread;
+    return initialised_.load(kRelaxed) != 0 && owner_.load(kRelaxed) == thread;
 }
 
 pthread_t CCriticalSection::enter() {
     const pthread_t self = ThreadSelf();
-    if (initialised_.load(relaxed) != 0 && owner_.load(relaxed) != self) {
+    if (initialised_.load(kRelaxed) != 0 && owner_.load(kRelaxed) != self) {
         MutexLock(&mutex_);
-        owner_.store(self, relaxed);
+        owner_.store(self, kRelaxed);
     }
-    count_.store(count_.load(relaxed) + 1, relaxed);
+    count_.store(count_.load(kRelaxed) + 1, kRelaxed);
     return self;
 }
 
 void CCriticalSection::leave(pthread_t caller) {
     if (!isOwner(caller)) return;
-    const auto left = count_.load(relaxed) - 1;
-    count_.store(left, relaxed);
+    const auto left = count_.load(kRelaxed) - 1;
+    count_.store(left, kRelaxed);
     if (left > 0) return;
-    owner_.store(0, relaxed);
+    owner_.store(0, kRelaxed);
     MutexUnlock(&mutex_);
 }
 
@@ -60,8 +60,8 @@ void CCriticalSection::Leave() {
 
 void CCriticalSection::CleanupHandlerForMutex() {
     if (!isOwner(ThreadSelf())) return;
-    count_.store(0, relaxed);
-    owner_.store(0, relaxed);
+    count_.store(0, kRelaxed);
+    owner_.store(0, kRelaxed);
     MutexUnlock(&mutex_);
 }
 

@@ -23,13 +23,13 @@ namespace {
 using Entry = CThreadMonitorEntry;
 
 // Entry status bits. The highest marks an entry whose thread or object has come to an end.
-constexpr unsigned int entryRegistered = 0x1;
-constexpr unsigned int entryOld = 0x10000000;
-constexpr unsigned int entryExited = 0x10000010;
-constexpr unsigned int entryStopped = 0x10000020;
-constexpr unsigned int entryCancelled = 0x10000040;
-constexpr unsigned int entryJoined = 0x10000080;
-constexpr unsigned int entryInstanceDestroyed = 0x10000800;
+constexpr unsigned int kEntryRegistered = 0x1;
+constexpr unsigned int kEntryOld = 0x10000000;
+constexpr unsigned int kEntryExited = 0x10000010;
+constexpr unsigned int kEntryStopped = 0x10000020;
+constexpr unsigned int kEntryCancelled = 0x10000040;
+constexpr unsigned int kEntryJoined = 0x10000080;
+constexpr unsigned int kEntryInstanceDestroyed = 0x10000800;
 
 unsigned int& entryStatus(Entry& entry) {
     return entry.entryStatus[entry.statusCounter];
@@ -65,7 +65,7 @@ void endInstance(Entry& entry) {
                 static_cast<void*>(&entry), threadNumber(entry.thread));
     }
     threadStatus(entry) &= ~static_cast<unsigned int>(CThreadMonitor::InstanceConstructed);
-    entryStatus(entry) |= entryInstanceDestroyed;
+    entryStatus(entry) |= kEntryInstanceDestroyed;
 }
 
 // Hosts read the two counters without a lock.
@@ -89,7 +89,7 @@ bool describes(Entry& entry, pthread_t thread) {
     if (!ThreadEqual(entry.thread, thread)) {
         return false;
     }
-    if ((entryStatus(entry) & entryOld) == 0) {
+    if ((entryStatus(entry) & kEntryOld) == 0) {
         return true;
     }
     traceAt(1,
@@ -116,7 +116,7 @@ void recordExit(Entry& entry) {
             "CTHREADMONITOR::SetEntryStatusExited(): WARNING: Status Counter overflow for Entry "
             "=%p !!!\n");
     threadStatus(entry) |= CThreadMonitor::Exited;
-    endRunning(entry, entryExited);
+    endRunning(entry, kEntryExited);
     storeCounter(ThreadCounter, ThreadCounter - 1);
     traceAt(1,
             "CTHREADMONITOR::SetEntryStatusExited(): Status for entry, Handle = %p changed "
@@ -153,7 +153,7 @@ CThreadMonitorEntry* CThreadMonitor::RegisterEntry() {
         return nullptr;
     }
     entry.statusCounter = 0;
-    entryStatus(entry) = entryRegistered;
+    entryStatus(entry) = kEntryRegistered;
     threadStatus(entry) = 0;
     ++count_;
     traceAt(1, "CTHREADMONITOR::RegisterEntry(): new entry (pentry = %p) registered\n",
@@ -178,11 +178,11 @@ bool CThreadMonitor::SetEntryStatus(CThreadMonitorEntry* entry, unsigned int sta
     if ((status & InstanceDestroyed) != 0) {
         endInstance(*entry);
     } else if ((status & Stopped) != 0) {
-        endRunning(*entry, entryStopped);
+        endRunning(*entry, kEntryStopped);
     } else if ((status & Joined) != 0) {
-        endRunning(*entry, entryJoined);
+        endRunning(*entry, kEntryJoined);
     } else if ((status & Cancelled) != 0) {
-        endRunning(*entry, entryCancelled);
+        endRunning(*entry, kEntryCancelled);
     }
     return true;
 }
@@ -198,7 +198,7 @@ bool CThreadMonitor::SetEntryJoinStatus(CThreadMonitorEntry* entry, unsigned int
             "!!!\n");
     threadStatus(*entry) |= status;
     if ((status & Joined) != 0) {
-        endRunning(*entry, entryJoined);
+        endRunning(*entry, kEntryJoined);
     }
     entry->joiner = ThreadSelf();
     return true;

@@ -8,7 +8,7 @@ using namespace cimple;
 
 namespace {
 
-constexpr size_t npos = size_t(-1);
+constexpr size_t kNpos = size_t(-1);
 
 template <class T>
 concept Iterable = requires(T a) {
@@ -146,8 +146,8 @@ TEST(Array, InsertKeepsReservedRoom) {
     a.insert(1, nullptr, 3);
     expectElements<uint16>(a, {7, 0, 1});
     EXPECT_EQ(a.capacity(), 100U);
-    EXPECT_THROW(a.insert(0, a.data(), npos), std::bad_alloc);
-    EXPECT_THROW(a.append(a.data(), npos), std::bad_alloc);
+    EXPECT_THROW(a.insert(0, a.data(), kNpos), std::bad_alloc);
+    EXPECT_THROW(a.append(a.data(), kNpos), std::bad_alloc);
     EXPECT_EQ(a.size(), 3U);
 }
 
@@ -164,7 +164,7 @@ TEST(Array, ResizeGivesDefaults) {
     s.resize(0);
     s.resize(2);
     EXPECT_TRUE(s[1].empty());
-    EXPECT_THROW(s.resize(npos), std::bad_alloc);
+    EXPECT_THROW(s.resize(kNpos), std::bad_alloc);
     EXPECT_EQ(s.size(), 2U);
 }
 
@@ -173,7 +173,7 @@ TEST(Array, RemovesWithinBounds) {
     a.remove(1, 2);
     expectElements(a, {String("0"), String("3"), String("4")});
     a.remove(0);
-    a.remove(1, npos);
+    a.remove(1, kNpos);
     a.remove(1);
     expectElements(a, {String("3")});
     a.clear();
@@ -193,7 +193,7 @@ TEST(Array, FindGivesThePositionForClassTypes) {
     const Array_String s = Array_String::make("x", "y", "z");
     EXPECT_EQ(s.find("z"), 2U);
     EXPECT_EQ(s.find("x"), 0U);
-    EXPECT_EQ(s.find("q"), npos);
+    EXPECT_EQ(s.find("q"), kNpos);
     const Array_Datetime d = Array_Datetime::make(uint64(1), uint64(2), uint64(3));
     EXPECT_EQ(d.find(uint64(3)), 2U);
 }
@@ -202,7 +202,7 @@ TEST(Array, FindOnlySaysThatAScalarIsThere) {
     const Array_uint16 a = numbers(5);
     EXPECT_EQ(a.find(0), 1U);
     EXPECT_EQ(a.find(4), 1U);
-    EXPECT_EQ(a.find(5), npos);
+    EXPECT_EQ(a.find(5), kNpos);
 }
 
 TEST(Array, MakesUpToFive) {

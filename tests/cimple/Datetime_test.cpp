@@ -17,7 +17,7 @@ using cimple::uint64;
 
 namespace {
 
-constexpr const char* newYork = "EST5EDT,M3.2.0,M11.1.0";
+constexpr const char* kNewYork = "EST5EDT,M3.2.0,M11.1.0";
 
 template <class T>
 concept Ordered = requires(const T& a, const T& b) {
@@ -167,7 +167,7 @@ TEST(Datetime, BadTextConstructsTheZeroTimestamp) {
 }
 
 TEST(Datetime, DigitsAreLocalTimeAndTheOffsetIsOnlyCarried) {
-    const ScopedTimeZone zone(newYork);
+    const ScopedTimeZone zone(kNewYork);
     const Datetime d("22001231235959.999999+000");
     EXPECT_EQ(d.usec(), 7289672399999999U);
     EXPECT_STREQ(d.ascii().c_str(), "22001231235959.999999+000");

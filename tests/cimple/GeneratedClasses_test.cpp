@@ -19,11 +19,11 @@ struct Expected {
     bool isKey = false;
 };
 
-const std::vector<Expected> managedElement = {
+const std::vector<Expected> kManagedElement = {
     {"Caption", STRING}, {"Description", STRING}, {"ElementName", STRING}};
 
 std::vector<Expected> managedSystemElement(bool nameIsKey) {
-    auto all = managedElement;
+    auto all = kManagedElement;
     all.insert(all.end(), {{"InstallDate", DATETIME},
                            {"Name", STRING, false, nameIsKey},
                            {"OperationalStatus", UINT16, true},

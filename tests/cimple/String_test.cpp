@@ -11,7 +11,7 @@ using cimple::String;
 
 namespace {
 
-constexpr size_t npos = size_t(-1);
+constexpr size_t kNpos = size_t(-1);
 
 bool isPowerOfTwo(size_t n) {
     return n && (n & (n - 1)) == 0;
@@ -146,8 +146,8 @@ TEST(String, ReserveMakesRoomAndKeepsTheText) {
 
 TEST(String, RejectsSizesThatNoMemoryHolds) {
     String s("abc");
-    EXPECT_THROW(s.reserve(npos), std::bad_alloc);
-    EXPECT_THROW(s.append("x", npos - 1), std::bad_alloc);
+    EXPECT_THROW(s.reserve(kNpos), std::bad_alloc);
+    EXPECT_THROW(s.append("x", kNpos - 1), std::bad_alloc);
     EXPECT_STREQ(s.c_str(), "abc");
 }
 
@@ -232,13 +232,13 @@ TEST(String, RemovesWithinBounds) {
     String s("abcdef");
     s.remove(1, 2);
     EXPECT_STREQ(s.c_str(), "adef");
-    s.remove(2, npos);
+    s.remove(2, kNpos);
     EXPECT_STREQ(s.c_str(), "ad");
     s.remove(2, 1);
     s.remove(100, 1);
     s.remove(0, 0);
     EXPECT_STREQ(s.c_str(), "ad");
-    s.remove(0, npos);
+    s.remove(0, kNpos);
     EXPECT_TRUE(s.empty());
 }
 
@@ -304,13 +304,13 @@ TEST(String, FindsUpToAnEmbeddedNul) {
     const String s("abcabc");
     EXPECT_EQ(s.find('c'), 2U);
     EXPECT_EQ(s.find('c', 3), 5U);
-    EXPECT_EQ(s.find('a', 4), npos);
-    EXPECT_EQ(s.find('a', 100), npos);
-    EXPECT_EQ(s.find('x'), npos);
+    EXPECT_EQ(s.find('a', 4), kNpos);
+    EXPECT_EQ(s.find('a', 100), kNpos);
+    EXPECT_EQ(s.find('x'), kNpos);
     EXPECT_EQ(s.find("ca"), 2U);
     EXPECT_EQ(s.find(String("bc")), 1U);
-    EXPECT_EQ(s.find("cc"), npos);
-    EXPECT_EQ(String("ab\0cd", 5).find('c'), npos);
+    EXPECT_EQ(s.find("cc"), kNpos);
+    EXPECT_EQ(String("ab\0cd", 5).find('c'), kNpos);
 }
 
 TEST(String, ClearFunctionEmpties) {

@@ -28,7 +28,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr unsigned int notKnown = 0xFFFFFFFF;
+constexpr unsigned int kNotKnown = 0xFFFFFFFF;
 
 static_assert(std::is_empty_v<CCpuInfo>);
 static_assert(std::is_base_of_v<CCpuInfo, CCpuInfoOS>);
@@ -52,14 +52,14 @@ class CpuInfo : public testing::Test {
         return out;
     }
     static void expectNothing(const CCpuInfoOS& info, unsigned int i) {
-        EXPECT_EQ(info.GetCpuFamilyFromOS(i), notKnown);
-        EXPECT_EQ(info.GetCpuModelFromOS(i), notKnown);
-        EXPECT_EQ(info.GetCpuStepFromOS(i), notKnown);
-        EXPECT_EQ(info.GetCpuSpeedFromOS(i), notKnown);
-        EXPECT_EQ(info.GetCpuNrCoresFromOS(i), notKnown);
-        EXPECT_EQ(info.GetCpuApicIdFromOS(i), notKnown);
-        EXPECT_EQ(info.GetCpuApicIdInitialFromOS(i), notKnown);
-        EXPECT_EQ(info.GetCpuCacheSizeFromOS(i, 2), notKnown);
+        EXPECT_EQ(info.GetCpuFamilyFromOS(i), kNotKnown);
+        EXPECT_EQ(info.GetCpuModelFromOS(i), kNotKnown);
+        EXPECT_EQ(info.GetCpuStepFromOS(i), kNotKnown);
+        EXPECT_EQ(info.GetCpuSpeedFromOS(i), kNotKnown);
+        EXPECT_EQ(info.GetCpuNrCoresFromOS(i), kNotKnown);
+        EXPECT_EQ(info.GetCpuApicIdFromOS(i), kNotKnown);
+        EXPECT_EQ(info.GetCpuApicIdInitialFromOS(i), kNotKnown);
+        EXPECT_EQ(info.GetCpuCacheSizeFromOS(i, 2), kNotKnown);
         std::string out = "untouched";
         EXPECT_FALSE(info.GetCpuManufacturerFromOS(i, out));
         EXPECT_EQ(out, "untouched");
@@ -78,7 +78,7 @@ TEST_F(CpuInfo, ANewRecordIsAllOnesWithoutTexts) {
          {record.family, record.model, record.stepping, record.speed, record.cacheSize,
           record.cores, record.apicId, record.initialApicId, record.reserved[0], record.reserved[1],
           record.reserved[2]}) {
-        EXPECT_EQ(number, notKnown);
+        EXPECT_EQ(number, kNotKnown);
     }
     EXPECT_EQ(record.modelName, "");
     EXPECT_EQ(record.vendorId, "");
@@ -117,7 +117,7 @@ TEST_F(CpuInfo, ReadsEveryProcessorOfAnIntelServer) {
         EXPECT_EQ(maker(info, i), "Intel");
     }
     expectNothing(info, 8);
-    expectNothing(info, notKnown);
+    expectNothing(info, kNotKnown);
 }
 
 TEST_F(CpuInfo, ReadsAnAmdServer) {
@@ -136,8 +136,8 @@ TEST_F(CpuInfo, ReadsAnAmdServer) {
 TEST_F(CpuInfo, KnowsOnlyTheNumbersOfAnArmServer) {
     const CCpuInfoOS info = recorded("arm64-server");
     ASSERT_EQ(info.GetNumberLogicalCPUsFromOS(), 4U);
-    EXPECT_EQ(info.GetCpuFamilyFromOS(3), notKnown);
-    EXPECT_EQ(info.GetCpuStepFromOS(3), notKnown) << "\"CPU revision\" is another key";
+    EXPECT_EQ(info.GetCpuFamilyFromOS(3), kNotKnown);
+    EXPECT_EQ(info.GetCpuStepFromOS(3), kNotKnown) << "\"CPU revision\" is another key";
     EXPECT_EQ(maker(info, 3), "unknown");
     std::vector<_Cpu_Data_From_OS_> records;
     ASSERT_TRUE(CCpuInfoOS::GetCpuDataFromOS(records));
@@ -150,17 +150,17 @@ TEST_F(CpuInfo, KeysAreComparedWithTheirCase) {
     ASSERT_EQ(info.GetNumberLogicalCPUsFromOS(), 2U);
     // The paragraph of the board follows the last processor: its "Model" and "Revision" are
     // ignored.
-    EXPECT_EQ(info.GetCpuModelFromOS(1), notKnown);
-    EXPECT_EQ(info.GetCpuStepFromOS(1), notKnown);
+    EXPECT_EQ(info.GetCpuModelFromOS(1), kNotKnown);
+    EXPECT_EQ(info.GetCpuStepFromOS(1), kNotKnown);
 }
 
 TEST_F(CpuInfo, ReadsAPowerServerWhoseProcessorNumbersHaveGaps) {
     const CCpuInfoOS info = recorded("power9");
     ASSERT_EQ(info.GetNumberLogicalCPUsFromOS(), 4U);
     EXPECT_EQ(info.GetCpuStepFromOS(0), 2U) << "\"revision\" counts as the stepping";
-    EXPECT_EQ(info.GetCpuSpeedFromOS(0), notKnown) << "\"clock\" is another key";
+    EXPECT_EQ(info.GetCpuSpeedFromOS(0), kNotKnown) << "\"clock\" is another key";
     // Lines after the last processor belong to it; "IBM,9009-41A" has no leading number.
-    EXPECT_EQ(info.GetCpuModelFromOS(2), notKnown);
+    EXPECT_EQ(info.GetCpuModelFromOS(2), kNotKnown);
     EXPECT_EQ(info.GetCpuModelFromOS(3), 0U);
     std::vector<_Cpu_Data_From_OS_> records;
     ASSERT_TRUE(CCpuInfoOS::GetCpuDataFromOS(records));
@@ -173,15 +173,15 @@ TEST_F(CpuInfo, ReadsTheKeysOfAnItaniumServer) {
     EXPECT_EQ(maker(info, 1), "Intel") << "\"vendor\" counts as the vendor id";
     EXPECT_EQ(info.GetCpuStepFromOS(1), 7U);
     EXPECT_EQ(info.GetCpuSpeedFromOS(1), 1594U);
-    EXPECT_EQ(info.GetCpuFamilyFromOS(1), notKnown) << "\"family\" is another key";
+    EXPECT_EQ(info.GetCpuFamilyFromOS(1), kNotKnown) << "\"family\" is another key";
 }
 
 TEST_F(CpuInfo, KnowsCyrix) {
     const CCpuInfoOS info = recorded("cyrix");
     ASSERT_EQ(info.GetNumberLogicalCPUsFromOS(), 1U);
     EXPECT_EQ(maker(info, 0), "Cyrix");
-    EXPECT_EQ(info.GetCpuApicIdInitialFromOS(0), notKnown) << "the block does not have it";
-    EXPECT_EQ(info.GetCpuNrCoresFromOS(0), notKnown);
+    EXPECT_EQ(info.GetCpuApicIdInitialFromOS(0), kNotKnown) << "the block does not have it";
+    EXPECT_EQ(info.GetCpuNrCoresFromOS(0), kNotKnown);
 }
 
 TEST_F(CpuInfo, FindsNoProcessorWhereTheKeyHasANumber) {
@@ -265,14 +265,14 @@ TEST_F(CpuInfo, IgnoresWhatStandsBeforeTheFirstProcessor) {
     const CCpuInfoOS info = reading("model: 9\nstepping: 9\nprocessor: 0\nmodel: 1\n");
     ASSERT_EQ(info.GetNumberLogicalCPUsFromOS(), 1U);
     EXPECT_EQ(info.GetCpuModelFromOS(0), 1U);
-    EXPECT_EQ(info.GetCpuStepFromOS(0), notKnown);
+    EXPECT_EQ(info.GetCpuStepFromOS(0), kNotKnown);
 }
 
 TEST_F(CpuInfo, BlocksEndWhereTheNextProcessorBegins) {
     const CCpuInfoOS info = reading("processor: 0\nmodel: 1\nprocessor: 1\nprocessor: 1\nmodel: 3");
     ASSERT_EQ(info.GetNumberLogicalCPUsFromOS(), 3U);
     EXPECT_EQ(info.GetCpuModelFromOS(0), 1U);
-    EXPECT_EQ(info.GetCpuModelFromOS(1), notKnown);
+    EXPECT_EQ(info.GetCpuModelFromOS(1), kNotKnown);
     EXPECT_EQ(info.GetCpuModelFromOS(2), 3U) << "the last line has no newline";
 }
 
@@ -283,8 +283,8 @@ TEST_F(CpuInfo, ReadsTheLeadingIntegerOfEveryNumber) {
     EXPECT_EQ(info.GetCpuSpeedFromOS(0), 2394U);
     EXPECT_EQ(info.GetCpuCacheSizeFromOS(0, 2), 512U);
     EXPECT_EQ(info.GetCpuModelFromOS(0), 0U);
-    EXPECT_EQ(info.GetCpuStepFromOS(0), notKnown);
-    EXPECT_EQ(info.GetCpuNrCoresFromOS(0), notKnown) << "the largest number, cut to 32 bits";
+    EXPECT_EQ(info.GetCpuStepFromOS(0), kNotKnown);
+    EXPECT_EQ(info.GetCpuNrCoresFromOS(0), kNotKnown) << "the largest number, cut to 32 bits";
     EXPECT_EQ(info.GetCpuApicIdFromOS(0), 0U) << "decimal only";
     EXPECT_EQ(info.GetCpuApicIdInitialFromOS(0), 2U);
 }
@@ -314,11 +314,11 @@ TEST_F(CpuInfo, KnowsOnlyTheCacheOfLevelTwo) {
     const CCpuInfoOS info = reading("processor: 0\ncache size: 512 KB\n");
     const TraceCapture trace(3);
     EXPECT_EQ(info.GetCpuCacheSizeFromOS(0, 2), 512U);
-    EXPECT_EQ(info.GetCpuCacheSizeFromOS(1, 2), notKnown);
-    EXPECT_EQ(info.GetCpuCacheSizeFromOS(1, 3), notKnown);
+    EXPECT_EQ(info.GetCpuCacheSizeFromOS(1, 2), kNotKnown);
+    EXPECT_EQ(info.GetCpuCacheSizeFromOS(1, 3), kNotKnown);
     EXPECT_THAT(trace.messages(), IsEmpty());
-    EXPECT_EQ(info.GetCpuCacheSizeFromOS(0, 3), notKnown);
-    EXPECT_EQ(info.GetCpuCacheSizeFromOS(0, 0), notKnown);
+    EXPECT_EQ(info.GetCpuCacheSizeFromOS(0, 3), kNotKnown);
+    EXPECT_EQ(info.GetCpuCacheSizeFromOS(0, 0), kNotKnown);
     EXPECT_THAT(trace.messages(),
                 ElementsAre("GetCpuCacheSizeFromOS:  : No data for CPU 0 CacheLevel 3",
                             "GetCpuCacheSizeFromOS:  : No data for CPU 0 CacheLevel 0"));
@@ -327,7 +327,7 @@ TEST_F(CpuInfo, KnowsOnlyTheCacheOfLevelTwo) {
 TEST_F(CpuInfo, TheCacheTextIsOfLevelThree) {
     const CCpuInfoOS info = reading("processor: 0\n");
     const TraceCapture trace(2);
-    EXPECT_EQ(info.GetCpuCacheSizeFromOS(0, 3), notKnown);
+    EXPECT_EQ(info.GetCpuCacheSizeFromOS(0, 3), kNotKnown);
     EXPECT_THAT(trace.messages(), IsEmpty());
 }
 

@@ -230,7 +230,7 @@ TEST(PciConfigHeader, DescribesEveryBaseClass) {
 }
 
 /// Base class, subclass (** for every other), programming interface (* for every other), text.
-constexpr char subClassRows[] = R"(
+constexpr char kSubClassRows[] = R"(
 00 00 * Early non-VGA device
 00 01 * VGA compatible device
 00 ** * Unknown
@@ -341,7 +341,7 @@ FF ** * Other
 /// The rows by base class, subclass and interface, as they are spelt.
 std::map<std::string, std::string> subClassTexts() {
     std::map<std::string, std::string> texts;
-    std::istringstream lines(subClassRows);
+    std::istringstream lines(kSubClassRows);
     std::string baseClass, subClass, programmingInterface, text;
     while (lines >> baseClass >> subClass >> programmingInterface &&
            std::getline(lines >> std::ws, text))

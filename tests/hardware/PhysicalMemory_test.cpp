@@ -34,9 +34,9 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 
 template <typename Class>
-constexpr bool isCopied = std::is_copy_constructible_v<Class> || std::is_copy_assignable_v<Class>;
-static_assert(!isCopied<CDeviceIo> && !isCopied<CDeviceBios> && !isCopied<CPciSlotMapping> &&
-              !isCopied<CDeviceIoExtensionData>);
+constexpr bool kIsCopied = std::is_copy_constructible_v<Class> || std::is_copy_assignable_v<Class>;
+static_assert(!kIsCopied<CDeviceIo> && !kIsCopied<CDeviceBios> && !kIsCopied<CPciSlotMapping> &&
+              !kIsCopied<CDeviceIoExtensionData>);
 static_assert(std::is_base_of_v<CSysBase, CDeviceIo>);
 static_assert(std::is_abstract_v<CDeviceBiosBase>);
 
@@ -347,8 +347,8 @@ TEST(DeviceBios, KeepsTheOrderOfItsVirtualOperations) {
     EXPECT_EQ(virtualSlot(&CDeviceBiosBase::UnmapPhysicalMemory), 3U);
     EXPECT_EQ(virtualSlot(&CDeviceBios::MapPhysicalMemory), 2U);
     EXPECT_EQ(virtualSlot(&CDeviceBios::UnmapPhysicalMemory), 3U);
-    EXPECT_EQ(virtualSlot(&CDeviceBiosBase::Disconnect), notVirtual);
-    EXPECT_EQ(virtualSlot(&CDeviceIo::Close), notVirtual);
+    EXPECT_EQ(virtualSlot(&CDeviceBiosBase::Disconnect), kNotVirtual);
+    EXPECT_EQ(virtualSlot(&CDeviceIo::Close), kNotVirtual);
 }
 #endif
 
@@ -362,11 +362,11 @@ TEST(PciSlotMapping, FreesItsTable) {
 /// A regular file of one mebibyte replaces the device: each byte identifies its position.
 class PhysicalMemory : public testing::Test {
   protected:
-    static constexpr unsigned int size = 0x100000;
+    static constexpr unsigned int kSize = 0x100000;
 
     PhysicalMemory() {
-        std::string memory(size, '\0');
-        for (unsigned int i = 0; i < size; ++i) memory[i] = static_cast<char>(byteAt(i));
+        std::string memory(kSize, '\0');
+        for (unsigned int i = 0; i < kSize; ++i) memory[i] = static_cast<char>(byteAt(i));
         writeFile(path_, memory);
         use(path_);
     }
@@ -497,12 +497,12 @@ TEST_F(UnmappableMemory, IsAnEmptyOne) {
 }
 
 TEST_F(UnmappableMemory, IsOneBeyondTheEndOfAFile) {
-    expectFailure(size - 0x10, 0x11);
-    expectFailure(size, 1);
+    expectFailure(kSize - 0x10, 0x11);
+    expectFailure(kSize, 1);
     expectFailure(0xFFFFF000, 0x1000);
     expectFailure(0, 0xFFFFFFFF);
     CDeviceBios bios;
-    EXPECT_NE(bios.MapPhysicalMemory(0, size - 0x10, 0x10), nullptr);
+    EXPECT_NE(bios.MapPhysicalMemory(0, kSize - 0x10, 0x10), nullptr);
 }
 
 TEST_F(UnmappableMemory, IsADirectoryOrAPipe) {
@@ -525,7 +525,7 @@ TEST_F(PhysicalMemory, ReadsTheLastPageOfAFileToItsEnd) {
 TEST_F(PhysicalMemory, AFailedMappingLeavesAnObjectThatWorks) {
     CDeviceBios bios;
     ASSERT_NE(bios.MapPhysicalMemory(0, 0, 0x10), nullptr);
-    EXPECT_EQ(bios.MapPhysicalMemory(0, size, 0x10), nullptr);
+    EXPECT_EQ(bios.MapPhysicalMemory(0, kSize, 0x10), nullptr);
     EXPECT_EQ(mappingsOf(path_), 0U);
     expectRegion(bios.MapPhysicalMemory(0, 0x5000, 0x10), 0x5000, 0x10);
 }

@@ -22,7 +22,7 @@ using testing::IsSupersetOf;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr const char* bold = "\033[1m";
+constexpr const char* kBold = "\033[1m";
 
 class Dev : public testing::Test {
   protected:
@@ -204,9 +204,9 @@ TEST_F(Dev, OnlyATerminalGetsColourAndOnlyIfItIsWanted) {
     EXPECT_THAT(piped.err, HasSubstr("Building build/dev"));
 
     const std::string terminal = "script -qec './dev build' /dev/null";
-    EXPECT_THAT(tree_.run(terminal).out, HasSubstr(std::string(bold) + "Building build/dev"));
+    EXPECT_THAT(tree_.run(terminal).out, HasSubstr(std::string(kBold) + "Building build/dev"));
     EXPECT_THAT(tree_.run(terminal, {{"NO_COLOR", "1"}}).out,
-                AllOf(HasSubstr("Building build/dev"), Not(HasSubstr(bold))));
+                AllOf(HasSubstr("Building build/dev"), Not(HasSubstr(kBold))));
     EXPECT_THAT(tree_.run(terminal, {{"TERM", "dumb"}}).out, Not(HasSubstr("\033")));
 }
 

@@ -166,7 +166,7 @@ TEST_F(Doctor, SaysWhatIsWrongWithTheRegistry) {
     writeFile(files_.file("registry"), "[HKEY_LOCAL_MACHINE]\nwhat\nelse\n\n\n");
     EXPECT_THAT(problem(), HasSubstr("registry:2: neither a key nor a value: the line is skipped, "
                                      "and more\n"));
-    writeFile(files_.file("registry"), smallRegistry);
+    writeFile(files_.file("registry"), kSmallRegistry);
     ASSERT_EQ(mkdir(files_.file("registry.new").c_str(), 0700), 0);
     EXPECT_THAT(problem(), HasSubstr("cannot be saved: " + files_.file("registry.new")));
     ASSERT_EQ(rmdir(files_.file("registry.new").c_str()), 0);

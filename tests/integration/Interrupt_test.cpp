@@ -194,7 +194,7 @@ TEST_P(Interrupt, EndsAnImportThatWaitsForTheRegistryAndChangesNothing) {
     close(other);
     EXPECT_EQ(result.status, 128 + GetParam());
     expectInterrupted(parsed(result), GetParam());
-    EXPECT_EQ(readFile(files.file("registry")), smallRegistry);
+    EXPECT_EQ(readFile(files.file("registry")), kSmallRegistry);
     // What is left behind keeps nobody from changing it.
     EXPECT_EQ(files.varnockctl({"registry", "import", files.file("added")}).status, 0);
 }
@@ -211,7 +211,7 @@ TEST_P(Interrupt, EndsACommandThatWaitsForStandardInput) {
     ASSERT_TRUE(importing.waitForError("begun"));
     importing.signal(GetParam());
     EXPECT_EQ(importing.wait().status, 128 + GetParam());
-    EXPECT_EQ(readFile(files.file("registry")), smallRegistry);
+    EXPECT_EQ(readFile(files.file("registry")), kSmallRegistry);
 }
 
 TEST_P(Interrupt, EndsAQuestionOnTheTerminal) {

@@ -12,12 +12,12 @@
 
 namespace varnock::test {
 
-inline const std::string smallRegistry = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
+inline const std::string kSmallRegistry = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
 
 /// A directory with a registry and a trace file of its own, and programs that use them.
 class LibraryFiles {
   public:
-    LibraryFiles() { writeFile(file("registry"), smallRegistry); }
+    LibraryFiles() { writeFile(file("registry"), kSmallRegistry); }
 
     std::string file(const std::string& name) const { return directory_.file(name); }
     std::string traceFile(char letter = 'a') const {

@@ -20,7 +20,7 @@ using testing::Not;
 
 using Calls = std::vector<FileCall>;
 
-const std::string missing = "(no file)";
+const std::string kMissing = "(no file)";
 
 /// A change of a file by the host program.
 struct Change {
@@ -66,7 +66,7 @@ std::vector<Change> changes() {
         {"ProfileDeletion", {"profile", "FILE", "first", "key"}, "test.ini", largeProfile()},
         {"ProfileKey", {"profile", "FILE", "last", "new", "1"}, "test.ini", largeProfile()},
         {"ProfileSection", {"profile", "FILE", "new", "key", "1"}, "test.ini", largeProfile()},
-        {"ProfileFile", {"profile", "FILE", "new", "key", longer}, "test.ini", missing},
+        {"ProfileFile", {"profile", "FILE", "new", "key", longer}, "test.ini", kMissing},
     };
 }
 
@@ -77,7 +77,7 @@ class PowerCut : public testing::TestWithParam<Change> {
         files_.settings["QX_LOG_RINGBUF_DIR"] = others_.path();
         if (isRegistry()) return;
         files_.settings["QX_SYSTEM_DIR"] = others_.path();
-        writeFile(others_.file("registry"), smallRegistry);
+        writeFile(others_.file("registry"), kSmallRegistry);
         runProcess({LIBRARY_HOST_STATIC, "load"}, files_.environment());
     }
     void SetUp() override {
@@ -99,7 +99,7 @@ class PowerCut : public testing::TestWithParam<Change> {
         for (const auto& entry : std::filesystem::directory_iterator(files_.path())) {
             std::filesystem::remove(entry);
         }
-        if (GetParam().before != missing) writeFile(file(GetParam().file), GetParam().before);
+        if (GetParam().before != kMissing) writeFile(file(GetParam().file), GetParam().before);
         std::vector<std::string> command{LIBRARY_HOST_STATIC};
         for (const std::string& word : GetParam().arguments) {
             command.push_back(word == "FILE" ? file(GetParam().file) : word);
@@ -115,7 +115,7 @@ class PowerCut : public testing::TestWithParam<Change> {
         for (const std::string& name : {GetParam().file, GetParam().file + ".old"}) {
             if (access(file(name).c_str(), F_OK) == 0) return readFile(file(name));
         }
-        return missing;
+        return kMissing;
     }
     /// The tree or file before the change, or the one after it: whole, and good for the next start.
     void expectOldOrNew() {

@@ -24,7 +24,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr const char* settingsKey = "HKLM\\SOFTWARE\\Debug\\CIM_Provider";
+constexpr const char* kSettingsKey = "HKLM\\SOFTWARE\\Debug\\CIM_Provider";
 
 class Registry : public testing::Test {
   protected:
@@ -55,7 +55,7 @@ TEST_F(Registry, WhatOneProcessSetsAnotherOneReads) {
     EXPECT_EQ(get.out, "rack 7\n");
     EXPECT_EQ(get.status, 0);
     EXPECT_EQ(text(), "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Product]\nName=s=rack 7\n\n\n\n\n");
-    EXPECT_EQ(readFile(files_.file("registry.old")), smallRegistry);
+    EXPECT_EQ(readFile(files_.file("registry.old")), kSmallRegistry);
     EXPECT_FALSE(std::filesystem::exists(files_.file("registry.new")));
 }
 
@@ -78,13 +78,13 @@ TEST_F(Registry, AValueKeepsItsTypeUnlessAnotherOneIsGiven) {
 }
 
 TEST_F(Registry, TheTraceLevelThatIsSetCountsAndTheEnvironmentWins) {
-    EXPECT_EQ(registry({"set", settingsKey, "DebugLevel", "3"}).status, 0);
+    EXPECT_EQ(registry({"set", kSettingsKey, "DebugLevel", "3"}).status, 0);
     files_.settings["QX_LOG_NOHDR_TOSDTERR"] = "0";
     EXPECT_THAT(files_.host({"load"}).err, HasSubstr("Trace Level                : 3\n"));
     files_.settings["QX_LOG_DEBUG_LEVEL"] = "1";
     EXPECT_THAT(files_.host({"load"}).err, HasSubstr("Trace Level                : 1\n"));
     files_.settings.erase("QX_LOG_DEBUG_LEVEL");
-    EXPECT_EQ(registry({"delete", settingsKey, "DebugLevel"}).status, 0);
+    EXPECT_EQ(registry({"delete", kSettingsKey, "DebugLevel"}).status, 0);
     EXPECT_THAT(files_.host({"load"}).err, HasSubstr("Trace Level                : 255\n"));
 }
 
@@ -132,7 +132,7 @@ TEST_F(Registry, ReadingWritesNothing) {
     files_.varnockctl({"--dry-run", "registry", "set", "HKLM/a", "b", "c"});
     files_.varnockctl({"list", "fan"});
     std::filesystem::permissions(files_.path(), std::filesystem::perms(0700));
-    EXPECT_EQ(text(), smallRegistry);
+    EXPECT_EQ(text(), kSmallRegistry);
     EXPECT_THAT(
         std::vector<std::filesystem::path>(std::filesystem::directory_iterator(files_.path()), {}),
         ElementsAre(files_.path() / "registry"));
@@ -146,7 +146,7 @@ TEST_F(Registry, AChangeWaitsForTheProcessThatSaves) {
         files_.varnockctl({"--timeout", "0.05", "registry", "set", "HKLM/SOFTWARE", "a", "1"});
     EXPECT_EQ(late.status, 5);
     EXPECT_THAT(late.err, HasSubstr("another process may be saving the registry"));
-    EXPECT_EQ(text(), smallRegistry);
+    EXPECT_EQ(text(), kSmallRegistry);
 
     Subprocess waiting(
         {VARNOCKCTL, "--timeout", "60", "registry", "set", "HKLM/SOFTWARE", "a", "1"},
@@ -255,7 +255,7 @@ TEST_F(Registry, AnImportThatCannotBeTakenWholeIsRefused) {
     EXPECT_EQ(import("[HKEY_LOCAL_MACHINE]\nSOFTWARE=d=1\n\n\n").status, 2);
     EXPECT_EQ(registry({"import", files_.file("none")}).status, 3);
     EXPECT_EQ(registry({"import", files_.path()}).status, 9);
-    EXPECT_EQ(text(), smallRegistry);
+    EXPECT_EQ(text(), kSmallRegistry);
 }
 
 TEST_F(Registry, WhatIsNotMeantOrNotThereIsToldApart) {
@@ -275,7 +275,7 @@ TEST_F(Registry, WhatIsNotMeantOrNotThereIsToldApart) {
     const auto failure = json(registry({"get", "HKLM/none", "-o", "json"}));
     EXPECT_EQ(failure["error"]["status"].GetInt(), 3);
     EXPECT_EQ(failure["error"]["message"], "no key HKEY_LOCAL_MACHINE\\none");
-    EXPECT_EQ(text(), smallRegistry);
+    EXPECT_EQ(text(), kSmallRegistry);
 }
 
 TEST_F(Registry, AMissingFileIsNotCreated) {
@@ -318,7 +318,7 @@ TEST_F(Registry, FilesThatCannotBeReadOrWrittenAreNamed) {
     EXPECT_EQ(set.status, 8);
     EXPECT_THAT(set.err,
                 HasSubstr("cannot be saved: " + files_.file("registry") + ": Permission denied"));
-    EXPECT_EQ(text(), smallRegistry);
+    EXPECT_EQ(text(), kSmallRegistry);
     std::filesystem::permissions(files_.file("registry"), std::filesystem::perms(0));
     const ProcessResult tree = nobodys({"tree"});
     EXPECT_EQ(tree.status, 8);
@@ -363,7 +363,7 @@ TEST_F(Registry, AnEmptyFileCanBeFilled) {
     setText("");
     EXPECT_EQ(registry({"tree"}).out, "");
     EXPECT_EQ(registry({"check"}).status, 7);
-    EXPECT_EQ(registry({"set", settingsKey, "DebugLevel", "3"}).status, 0);
+    EXPECT_EQ(registry({"set", kSettingsKey, "DebugLevel", "3"}).status, 0);
     EXPECT_EQ(registry({"check"}).out, files_.file("registry") + ": no problem\n");
 }
 

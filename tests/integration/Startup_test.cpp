@@ -24,18 +24,18 @@ using testing::HasSubstr;
 namespace fs = std::filesystem;
 
 enum class State { missing, unreadable, corrupt, readOnly, good };
-constexpr State states[] = {State::missing, State::unreadable, State::corrupt, State::readOnly,
-                            State::good};
-constexpr const char* stateNames[] = {"missing", "unreadable", "corrupt", "read-only", "good"};
+constexpr State kStates[] = {State::missing, State::unreadable, State::corrupt, State::readOnly,
+                             State::good};
+constexpr const char* kStateNames[] = {"missing", "unreadable", "corrupt", "read-only", "good"};
 
 const char* nameOf(State state) {
-    return stateNames[static_cast<std::size_t>(state)];
+    return kStateNames[static_cast<std::size_t>(state)];
 }
 
 enum class User { asStarted, nobody };
 enum class Directories { both, system, trace };  ///< which of the two are in the state
 
-const std::string savedRegistry =
+const std::string kSavedRegistry =
     "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Debug]\n[CIM_Provider]\n\n\n\n\n\n";
 
 /// What a process can do with the two directories and their files.
@@ -104,7 +104,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
     void prepareTraceFile() {
         fs::create_directory(system_);
         fs::create_directory(trace_);
-        writeFile(system_ + "/registry", smallRegistry);
+        writeFile(system_ + "/registry", kSmallRegistry);
         own();
         ASSERT_EQ(load().status, 0);
         fs::rename(traceFile(), goodTraceFile_);
@@ -128,7 +128,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
 
     static void makeFile(const std::string& path, State state, const std::string& good) {
         if (state == State::missing) return;
-        writeFile(path, state == State::corrupt ? garbage : good);
+        writeFile(path, state == State::corrupt ? kGarbage : good);
         if (state == State::unreadable) fs::permissions(path, fs::perms::none);
         if (state == State::readOnly) fs::permissions(path, fs::perms(0444));
     }
@@ -145,7 +145,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
         fs::remove_all(trace_);
         fs::create_directory(system_);
         fs::create_directory(trace_);
-        makeFile(system_ + "/registry", now.registry, smallRegistry);
+        makeFile(system_ + "/registry", now.registry, kSmallRegistry);
         makeFile(traceFile(), now.traceFile, usedTraceFile);
         own();
         setDirectory(system_, now.system);
@@ -201,12 +201,12 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
             return;
         }
         fs::permissions(system_ + "/registry", fs::perms(0644));
-        const std::string before = now.registry == State::corrupt ? garbage : smallRegistry;
-        EXPECT_EQ(readFile(system_ + "/registry"), now.saves() ? savedRegistry : before);
+        const std::string before = now.registry == State::corrupt ? kGarbage : kSmallRegistry;
+        EXPECT_EQ(readFile(system_ + "/registry"), now.saves() ? kSavedRegistry : before);
         EXPECT_EQ(fs::exists(system_ + "/registry.old"), now.saves());
         EXPECT_FALSE(fs::exists(system_ + "/registry.new"));
         if (!now.saves()) return;
-        EXPECT_EQ(readFile(system_ + "/registry.old"), smallRegistry);
+        EXPECT_EQ(readFile(system_ + "/registry.old"), kSmallRegistry);
     }
     void expectTraceFile(const Case& now) const {
         if (!now.hasSettings() || now.traceError() != 0) return;
@@ -219,7 +219,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
                                               std::to_string(file.opens()) + ") ###"));
     }
 
-    static inline const std::string garbage =
+    static inline const std::string kGarbage =
         "\x01\xFF\x80 no registry\n=\n==s=\n[\n]\n=d=\n" + std::string(4000, '\xC3') + "\n[x";
 
     TemporaryDirectory base_;
@@ -234,9 +234,9 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
 TEST_P(Startup, GoesOnWhateverTheFilesAreLike) {
     const auto directories = std::get<Directories>(GetParam());
     const std::string usedTraceFile = readFile(goodTraceFile_);
-    for (const State directory : states) {
-        for (const State registry : states) {
-            for (const State traceFile : states) {
+    for (const State directory : kStates) {
+        for (const State registry : kStates) {
+            for (const State traceFile : kStates) {
                 const bool onlyTrace = directories == Directories::trace;
                 const bool onlySystem = directories == Directories::system;
                 const Case now{registry, onlyTrace ? State::good : directory,
@@ -326,7 +326,7 @@ TEST_P(Host, SavesNothingAtItsEnd) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "left\n");
     EXPECT_EQ(result.err, "");
-    EXPECT_EQ(readFile(files_.file("registry")), savedRegistry);
+    EXPECT_EQ(readFile(files_.file("registry")), kSavedRegistry);
 }
 
 TEST_P(Host, PrintsNothingIntoItsFilesWhenItsStandardStreamsAreClosed) {
@@ -368,7 +368,7 @@ TEST_P(QuietHost, StartsWithoutTheFilesOfTheLibrary) {
     EXPECT_EQ(result.out, "read at the start: 0\nopened: 0\n");
     EXPECT_THAT(linesOf(result.err), ElementsAre(HasSubstr("]: level 0")));
     EXPECT_FALSE(fs::exists(files.traceFile()));
-    EXPECT_EQ(readFile(files.file("registry")), smallRegistry);
+    EXPECT_EQ(readFile(files.file("registry")), kSmallRegistry);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, QuietHost, testing::Values(QUIET_HOST_STATIC, QUIET_HOST_SHARED),
@@ -401,7 +401,7 @@ TEST(SharedLibrary, IsClosedAndLoadedAgainWithoutHarm) {
     EXPECT_EQ(result.err, "");
     // It stays loaded: there is one start.
     EXPECT_EQ(TraceFile(files.traceFile()).opens(), 1);
-    EXPECT_EQ(readFile(files.file("registry")), savedRegistry);
+    EXPECT_EQ(readFile(files.file("registry")), kSavedRegistry);
 }
 
 TEST(SharedLibrary, IsClosedAndLoadedAgainWithoutItsFiles) {

@@ -496,7 +496,7 @@ TEST_F(TraceOfProcesses, AreFollowedAndJoinedByOthers) {
 class KilledProcess : public testing::TestWithParam<int> {
   protected:
     // Sanitizers, under which a process starts slowly, are not what this needs.
-    static constexpr int kills = kSanitized ? 8 : 25;
+    static constexpr int kKills = kSanitized ? 8 : 25;
 
     /// Looks at the newest round of the trace, and says how many lines it has.
     std::size_t expectWholeEntries() const {
@@ -545,8 +545,8 @@ class KilledProcess : public testing::TestWithParam<int> {
 
 TEST_P(KilledProcess, LeavesWhatCanBeReadAndTakenIntoUseAgain) {
     std::size_t entries = 0;
-    for (int round = 0; round < kills; ++round) {
-        const int seed = GetParam() * kills + round;
+    for (int round = 0; round < kKills; ++round) {
+        const int seed = GetParam() * kKills + round;
         const ProcessResult killed = files_.host({"die", std::to_string(seed)});
         ASSERT_EQ(killed.status, 128 + SIGKILL) << killed.err;
         entries += expectWholeEntries();

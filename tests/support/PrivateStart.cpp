@@ -55,7 +55,7 @@ BEFORE_LIBRARIES void requirePrivateDirectories(int count, char** arguments, cha
 }
 
 __attribute__((section(".preinit_array"),
-               used)) void (*const beforeLibraries)(int, char**,
-                                                    char**) = requirePrivateDirectories;
+               used)) void (*const kBeforeLibraries)(int, char**,
+                                                     char**) = requirePrivateDirectories;
 
 }  // namespace

@@ -29,7 +29,7 @@ struct Row {
 };
 
 // The file calls used by the C library; calls on memory and sockets do not matter.
-constexpr Row rows[] = {
+constexpr Row kRows[] = {
     {SYS_read, "read", 0, -1, -1, false},
     {SYS_pread64, "pread64", 0, -1, -1, false},
     {SYS_write, "write", 0, -1, -1, true},
@@ -61,7 +61,7 @@ constexpr Row rows[] = {
 };
 
 const Row* rowOf(unsigned long long number) {
-    for (const Row& row : rows) {
+    for (const Row& row : kRows) {
         if (static_cast<unsigned long long>(row.number) == number) return &row;
     }
     return nullptr;

@@ -12,14 +12,14 @@
 namespace varnock::test {
 
 /// The destructor occupies two slots. Returns npos for a non-virtual operation.
-inline constexpr std::size_t notVirtual = static_cast<std::size_t>(-1);
+inline constexpr std::size_t kNotVirtual = static_cast<std::size_t>(-1);
 
 template <typename MemberPointer>
 std::size_t virtualSlot(MemberPointer member) {
     static_assert(sizeof(member) == 2 * sizeof(std::ptrdiff_t));
     std::size_t parts[2];
     std::memcpy(parts, &member, sizeof parts);
-    return parts[0] % 2 == 1 ? (parts[0] - 1) / sizeof(void*) : notVirtual;
+    return parts[0] % 2 == 1 ? (parts[0] - 1) / sizeof(void*) : kNotVirtual;
 }
 
 }  // namespace varnock::test

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::size_t initialCapacity = 32;
+constexpr std::size_t kInitialCapacity = 32;
 
 }  // namespace
 
@@ -38,7 +38,7 @@ CDataStream& CDataStream::operator=(CDataStream&& other) noexcept {
 }
 
 void CDataStream::ClassInit() {
-    if (data_.capacity() == 0) data_.reserve(initialCapacity);
+    if (data_.capacity() == 0) data_.reserve(kInitialCapacity);
 }
 
 unsigned long CDataStream::DataSize() const {

@@ -45,7 +45,7 @@ class Loader
     : public rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator, CheckedHeap> {
   public:
     explicit Loader(char* text)
-        : GenericDocument(&jsonHeap, stackCapacity, &stackHeap), stream_(text) {}
+        : GenericDocument(&jsonHeap, kStackCapacity, &stackHeap), stream_(text) {}
 
     /// False if the text is not one whole document. Modifies the text: strings are decoded in place
     /// before they are copied.
@@ -69,14 +69,14 @@ class Loader
         requireMemory(length);
         return GenericDocument::String(text, length, true);
     }
-    bool StartObject() { return ++depth_ <= maxJsonNesting && GenericDocument::StartObject(); }
+    bool StartObject() { return ++depth_ <= kMaxJsonNesting && GenericDocument::StartObject(); }
     bool EndObject(SizeType count) {
         --depth_;
         requireMemory(count * sizeof(Member));
         return GenericDocument::EndObject(count);
     }
     bool StartArray() {
-        if (++depth_ > maxJsonNesting) return false;
+        if (++depth_ > kMaxJsonNesting) return false;
         GenericDocument::StartArray();
         taken_[depth_] = takeSmallNumbers();
         return true;
@@ -108,13 +108,13 @@ class Loader
     static unsigned int digit(char*& next) { return static_cast<unsigned int>(*next++ - '0'); }
 
     /// Enough for most replies without growing.
-    static constexpr std::size_t stackCapacity = 512;
+    static constexpr std::size_t kStackCapacity = 512;
 
     rapidjson::InsituStringStream stream_;
     unsigned int depth_ = 0;
     /// Per level: numbers not seen by the parser. Filled only once a level has an array, because
     /// most texts have few.
-    std::array<SizeType, maxJsonNesting + 1> taken_;
+    std::array<SizeType, kMaxJsonNesting + 1> taken_;
 };
 
 /// Output stream of the writer: the string that is returned.
@@ -177,12 +177,12 @@ constexpr std::array<ByteText, 256> makeByteTexts() {
     return texts;
 }
 
-constexpr std::array<ByteText, 256> byteTexts = makeByteTexts();
+constexpr std::array<ByteText, 256> kByteTexts = makeByteTexts();
 
 void write(const JsonValue& value, TextSink& sink);
 
 void writeByte(unsigned int byte, TextSink& sink) {
-    const ByteText& text = byteTexts[byte];
+    const ByteText& text = kByteTexts[byte];
     std::memcpy(sink.room(text.digits.size()), text.digits.data(), text.digits.size());
     sink.advance(text.length);
 }
@@ -192,7 +192,7 @@ void writeArray(const JsonValue& array, TextSink& sink) {
     bool first = true;
     for (const JsonValue& element : array.GetArray()) {
         if (!std::exchange(first, false)) sink.Put(',');
-        if (element.IsUint() && element.GetUint() < byteTexts.size())
+        if (element.IsUint() && element.GetUint() < kByteTexts.size())
             writeByte(element.GetUint(), sink);
         else
             write(element, sink);

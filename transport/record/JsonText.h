@@ -15,7 +15,7 @@ using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::Cr
 using JsonValue = JsonDocument::ValueType;
 
 /// The capacity of a document's own stack, in bytes.
-constexpr std::size_t jsonStackCapacity = 128;
+constexpr std::size_t kJsonStackCapacity = 128;
 
 /// The stateless allocator of all documents: malloc and free.
 inline rapidjson::CrtAllocator jsonHeap;
@@ -26,7 +26,7 @@ inline rapidjson::CrtAllocator jsonHeap;
 void requireMemory(std::size_t size);
 
 /// The maximum nesting of a text.
-constexpr unsigned int maxJsonNesting = 256;
+constexpr unsigned int kMaxJsonNesting = 256;
 
 /// Replaces the document by the one in `text`, up to its first NUL. Returns false if the text is
 /// not one whole document or is nested more deeply than `maxJsonNesting`. Throws std::bad_alloc.

@@ -15,18 +15,18 @@ namespace {
 using Value = SipJson::Value;
 using rapidjson::SizeType;
 
-constexpr std::string_view keyRoot = "SIP";
-constexpr std::string_view keyVersion = "V";
-constexpr std::string_view keyCommands = "CMD";
-constexpr std::string_view keyOpCode = "OC";
-constexpr std::string_view keyOpCodeExt = "OE";
-constexpr std::string_view keyObjectId = "OI";
-constexpr std::string_view keyCabinetNr = "CA";
-constexpr std::string_view keyStatus = "ST";
-constexpr std::string_view keyData = "DA";
-constexpr std::string_view keyBlock = "RAW";
+constexpr std::string_view kKeyRoot = "SIP";
+constexpr std::string_view kKeyVersion = "V";
+constexpr std::string_view kKeyCommands = "CMD";
+constexpr std::string_view kKeyOpCode = "OC";
+constexpr std::string_view kKeyOpCodeExt = "OE";
+constexpr std::string_view kKeyObjectId = "OI";
+constexpr std::string_view kKeyCabinetNr = "CA";
+constexpr std::string_view kKeyStatus = "ST";
+constexpr std::string_view kKeyData = "DA";
+constexpr std::string_view kKeyBlock = "RAW";
 
-constexpr int documentVersion = 1;
+constexpr int kDocumentVersion = 1;
 
 constexpr rapidjson::CrtAllocator& heap = varnock::jsonHeap;
 
@@ -101,7 +101,7 @@ unsigned int blockElement(const Value& element) {
 
 /// The block of bytes in the data; null if there is none or its first element cannot be a byte.
 const Value* findBlock(const Value& data) {
-    const Value* block = findArray(data, keyBlock);
+    const Value* block = findArray(data, kKeyBlock);
     return block != nullptr && !block->Empty() && (*block)[0].IsUint() ? block : nullptr;
 }
 
@@ -115,7 +115,7 @@ Value makeBlock(const std::vector<unsigned char>& bytes) {
         new (elements.End() - 1) Value(static_cast<unsigned int>(byte));
     }
     Value block(rapidjson::kObjectType);
-    add(block, keyBlock, std::move(elements));
+    add(block, kKeyBlock, std::move(elements));
     return block;
 }
 
@@ -192,7 +192,7 @@ unsigned long listSize(const Value& list) {
 
 class SipJson::Document : public varnock::JsonDocument {
   public:
-    Document() : GenericDocument(&heap, varnock::jsonStackCapacity, &heap) {}
+    Document() : GenericDocument(&heap, varnock::kJsonStackCapacity, &heap) {}
 
     /// The cached array of commands; null if there was none.
     Value* commands() const { return commands_; }
@@ -203,8 +203,8 @@ class SipJson::Document : public varnock::JsonDocument {
     }
     /// Must be called whenever the root or its direct members have changed.
     void findCommands() {
-        Value* sip = find(*this, keyRoot);
-        commands_ = sip != nullptr ? find(*sip, keyCommands) : nullptr;
+        Value* sip = find(*this, kKeyRoot);
+        commands_ = sip != nullptr ? find(*sip, kKeyCommands) : nullptr;
     }
 
   private:
@@ -232,9 +232,9 @@ void SipJson::ClassInit() {
 void SipJson::JsonInit() {
     if (!document_->IsObject()) return;
     Value sip(rapidjson::kObjectType);
-    add(sip, keyVersion, Value(documentVersion));
-    add(sip, keyCommands, Value(rapidjson::kArrayType));
-    put(*document_, keyRoot, std::move(sip));
+    add(sip, kKeyVersion, Value(kDocumentVersion));
+    add(sip, kKeyCommands, Value(rapidjson::kArrayType));
+    put(*document_, kKeyRoot, std::move(sip));
     document_->findCommands();
 }
 
@@ -247,7 +247,7 @@ bool SipJson::ClearData() {
     Value* commands = GetCmds();
     if (commands == nullptr || commandIndex_ >= commands->Size()) return false;
     Value& command = (*commands)[commandIndex_];
-    return command.IsObject() && removeMember(command, keyData);
+    return command.IsObject() && removeMember(command, kKeyData);
 }
 
 const SipJson::Value* SipJson::GetCmds() const {
@@ -279,26 +279,26 @@ bool SipJson::SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int o
                      unsigned int cabinetNr, unsigned int status) {
     if (GetCmds() == nullptr) ClassInit();  // the record stays usable after any import
     Value& command = GetCmd()->SetObject();
-    add(command, keyOpCode, Value(opcode));
-    if (opcodeExt != 0) add(command, keyOpCodeExt, Value(opcodeExt));
-    if (objectId != 0) add(command, keyObjectId, Value(objectId));
-    add(command, keyCabinetNr, Value(cabinetNr));
-    if (status != noStatus) add(command, keyStatus, Value(status));
+    add(command, kKeyOpCode, Value(opcode));
+    if (opcodeExt != 0) add(command, kKeyOpCodeExt, Value(opcodeExt));
+    if (objectId != 0) add(command, kKeyObjectId, Value(objectId));
+    add(command, kKeyCabinetNr, Value(cabinetNr));
+    if (status != noStatus) add(command, kKeyStatus, Value(status));
     return true;
 }
 
 bool SipJson::SetStatus(unsigned int status) {
     Value* command = writableCmd();
     if (command == nullptr) return false;
-    put(*command, keyStatus, Value(status));
+    put(*command, kKeyStatus, Value(status));
     return true;
 }
 
 bool SipJson::setData(Value&& data, unsigned int status) {
     Value* command = writableCmd();
     if (command == nullptr) return false;
-    put(*command, keyData, std::move(data));
-    put(*command, keyStatus, Value(status));
+    put(*command, kKeyData, std::move(data));
+    put(*command, kKeyStatus, Value(status));
     return true;
 }
 
@@ -326,27 +326,27 @@ bool SipJson::SetRequestDataStream(const std::vector<unsigned char>& bytes) {
     Value* command = writableCmd();
     if (command == nullptr || bytes.size() > std::numeric_limits<SizeType>::max()) return false;
     if (bytes.empty())
-        removeMember(*command, keyData);
+        removeMember(*command, kKeyData);
     else
-        put(*command, keyData, makeBlock(bytes));
-    removeMember(*command, keyStatus);
+        put(*command, kKeyData, makeBlock(bytes));
+    removeMember(*command, kKeyStatus);
     return true;
 }
 
 unsigned int SipJson::OpCode() const {
-    return number(current(), keyOpCode, 0);
+    return number(current(), kKeyOpCode, 0);
 }
 unsigned int SipJson::OpCodeExt() const {
-    return number(current(), keyOpCodeExt, 0);
+    return number(current(), kKeyOpCodeExt, 0);
 }
 unsigned int SipJson::ObjectId() const {
-    return number(current(), keyObjectId, 0);
+    return number(current(), kKeyObjectId, 0);
 }
 unsigned int SipJson::CabinetNr() const {
-    return number(current(), keyCabinetNr, 0);
+    return number(current(), kKeyCabinetNr, 0);
 }
 unsigned int SipJson::Status() const {
-    return number(current(), keyStatus, missingStatus);
+    return number(current(), kKeyStatus, missingStatus);
 }
 
 bool SipJson::Success() const {
@@ -368,7 +368,7 @@ const SipJson::Value* SipJson::member(int index, std::string_view key) const {
 }
 
 const SipJson::Value* SipJson::data(int index) const {
-    return member(index, keyData);
+    return member(index, kKeyData);
 }
 
 unsigned int SipJson::GetCmdValue(int index, const char* key, unsigned int defaultValue) const {
@@ -388,7 +388,7 @@ bool SipJson::GetCmdUIntData(int index, unsigned int& out) const {
         out = blockElement(*value);
         return true;
     }
-    const Value* block = findArray(*value, keyBlock);
+    const Value* block = findArray(*value, kKeyBlock);
     if (block == nullptr || block->Empty()) return false;
     out = assembleBlock(*block);
     return true;
@@ -462,7 +462,7 @@ unsigned long SipJson::GetCmdDataSize(int index) const {
     if (value->IsString()) return textSize(*value);
     if (value->IsBool()) return 1;
     if (value->IsArray()) return listSize(*value);
-    const Value* block = findArray(*value, keyBlock);
+    const Value* block = findArray(*value, kKeyBlock);
     return block == nullptr ? 0 : block->Size();
 }
 

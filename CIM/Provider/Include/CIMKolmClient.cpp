@@ -15,11 +15,11 @@ using varnock::traceAt;
 
 namespace {
 
-constexpr unsigned int opcodeCabinetNr = 0xE204;
-constexpr unsigned int opcodeConfiguration = 0xE001;
-constexpr unsigned int extHostName = 0x0201;
-constexpr unsigned int extAccountCheck = 0x3812;
-constexpr unsigned int extUserGroup = 0x3813;
+constexpr unsigned int kOpcodeCabinetNr = 0xE204;
+constexpr unsigned int kOpcodeConfiguration = 0xE001;
+constexpr unsigned int kExtHostName = 0x0201;
+constexpr unsigned int kExtAccountCheck = 0x3812;
+constexpr unsigned int kExtUserGroup = 0x3813;
 
 void callListener(KOLMEventsListener* listener, unsigned int opcode, unsigned int sequenceNumber) {
     // Both traces show the operation code in place of the sequence number; readers of the trace
@@ -132,7 +132,7 @@ bool CCIMKolmClient::readSetting(SipJson& record, unsigned int opcode, unsigned 
 
 void CCIMKolmClient::readCabinetNr() {
     SipJson record;
-    if (readSetting(record, opcodeCabinetNr, 0, 0)) {
+    if (readSetting(record, kOpcodeCabinetNr, 0, 0)) {
         cabinetNr_ = record.DataWord() & 0xFFFFu;
         traceAt(4, VARNOCK_TRACE_TAG "CabinetNr = %d", static_cast<int>(CabinetNr()));
     }
@@ -140,7 +140,7 @@ void CCIMKolmClient::readCabinetNr() {
 
 void CCIMKolmClient::readHostName() {
     SipJson record;
-    if (readSetting(record, opcodeConfiguration, extHostName, CabinetNr())) {
+    if (readSetting(record, kOpcodeConfiguration, kExtHostName, CabinetNr())) {
         readText(record, &CCIMKolmClient::hostName_);
         traceAt(4, VARNOCK_TRACE_TAG "Host Name = %s", HostName().c_str());
     }
@@ -148,7 +148,7 @@ void CCIMKolmClient::readHostName() {
 
 void CCIMKolmClient::readAccountCheck() {
     SipJson record;
-    if (readSetting(record, opcodeConfiguration, extAccountCheck, CabinetNr())) {
+    if (readSetting(record, kOpcodeConfiguration, kExtAccountCheck, CabinetNr())) {
         accountCheck_ = static_cast<int>(record.DataByte() & 0xFFu);
         traceAt(4, VARNOCK_TRACE_TAG "Account Check %s", AccountCheck() ? "enabled" : "disabled");
     } else {
@@ -159,7 +159,7 @@ void CCIMKolmClient::readAccountCheck() {
 
 void CCIMKolmClient::readUserGroup() {
     SipJson record;
-    if (readSetting(record, opcodeConfiguration, extUserGroup, CabinetNr())) {
+    if (readSetting(record, kOpcodeConfiguration, kExtUserGroup, CabinetNr())) {
         readText(record, &CCIMKolmClient::userGroup_);
         traceAt(4, VARNOCK_TRACE_TAG "Configured user group (KOLM): \"%s\"", UserGroup().c_str());
     } else {

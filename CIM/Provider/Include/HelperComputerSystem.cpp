@@ -11,14 +11,14 @@
 namespace provider {
 namespace {
 
-constexpr const char* sourceName = "CIM/Provider/Include/HelperComputerSystem";
+constexpr const char* kSourceName = "CIM/Provider/Include/HelperComputerSystem";
 
 // Callers search for this place in the exception's text, so it must not follow the source.
-constexpr int nameIsNullLine = 17;
+constexpr int kNameIsNullLine = 17;
 
-constexpr cimple::uint16 jobStateRunning = 4;
-constexpr cimple::uint16 operationalStatusOk = 2;
-constexpr const char* neverRemoved = "22001231235959.999999+000";
+constexpr cimple::uint16 kJobStateRunning = 4;
+constexpr cimple::uint16 kOperationalStatusOk = 2;
+constexpr const char* kNeverRemoved = "22001231235959.999999+000";
 
 // Unsigned, so that any number of seconds has a result; a time before the epoch gives a huge one.
 cimple::Datetime timestamp(unsigned long seconds, int utcOffsetMinutes) {
@@ -36,7 +36,7 @@ bool isAscii(const char* text) {
 
 KOLMKey createCSKey(KOLMCalls* calls) {
     if (calls == nullptr) {
-        traceAndThrow(BaseException(sourceName, __LINE__, "createCSKey(): calls is NULL"));
+        traceAndThrow(BaseException(kSourceName, __LINE__, "createCSKey(): calls is NULL"));
     }
     return KOLMKey(calls->getIdentificationCabinetNumber(), 0, 0);
 }
@@ -48,7 +48,7 @@ cimple::Ref<cimple::KRM_TBLComputerSystem> createComputerSystemKeys(KOLMCalls* c
     system->Name = calls->getChassisSerialNumber(key);
     if (system->Name.null != 0) {
         traceAndThrow(
-            BaseException(sourceName, nameIsNullLine,
+            BaseException(kSourceName, kNameIsNullLine,
                           "createComputerSystemKeys(): KRM_TBLComputerSystem.Name is NULL"));
     }
     system->CreationClassName.set("KRM_TBLComputerSystem");
@@ -65,11 +65,11 @@ cimple::Ref<cimple::KRM_TBLConcreteJob> createShutdownJob(
 
     cimple::Ref<cimple::KRM_TBLConcreteJob> job(cimple::KRM_TBLConcreteJob::create(true));
     job->InstanceID.set(id);
-    job->JobState.set(jobStateRunning);
+    job->JobState.set(kJobStateRunning);
     job->Name.set(id);
-    job->TimeBeforeRemoval.set(cimple::Datetime(neverRemoved));
+    job->TimeBeforeRemoval.set(cimple::Datetime(kNeverRemoved));
     job->PercentComplete.set(0);
-    job->OperationalStatus.set(cimple::Array_uint16(&operationalStatusOk, 1));
+    job->OperationalStatus.set(cimple::Array_uint16(&kOperationalStatusOk, 1));
     job->DeleteOnCompletion.set(true);
     return job;
 }

@@ -16,7 +16,7 @@ using varnock::traceAt;
 
 namespace {
 
-constexpr const char* sourceName = "CIM/Provider/Include/KOLMClient";
+constexpr const char* kSourceName = "CIM/Provider/Include/KOLMClient";
 
 }  // namespace
 
@@ -75,7 +75,7 @@ KOLMClientImpl::KOLMClientImpl(std::string name, Factory factory) : name_(std::m
     traceAt(5, VARNOCK_TRACE_TAG "KOLMClientImpl::KOLMClientImpl()");
     if (factory(&client_) != KOLM_SUCCESS) {
         traceAndThrow(
-            BaseException(sourceName, __LINE__, "KOLMClientImpl(): GetKolmClient() failed"));
+            BaseException(kSourceName, __LINE__, "KOLMClientImpl(): GetKolmClient() failed"));
     }
     if (client_->Attach(name_, 1) == KOLM_SUCCESS) {
         attached_ = true;
@@ -96,8 +96,9 @@ int KOLMClientImpl::request(SipJson& command) {
     attachIfNecessary();
     const int result = client_->KolmRequest(command);
     if (result == KOLM_ACCESS_DENIED) {
-        traceAndThrow(CimErrorException(
-            sourceName, __LINE__, "KOLMClientImpl(): KolmRequest() failed", CIM_ERR_ACCESS_DENIED));
+        traceAndThrow(CimErrorException(kSourceName, __LINE__,
+                                        "KOLMClientImpl(): KolmRequest() failed",
+                                        CIM_ERR_ACCESS_DENIED));
     }
     return result;
 }
@@ -114,7 +115,7 @@ void KOLMClientImpl::attachIfNecessary() {
     }
     if (client_->Attach(name_, 1) != KOLM_SUCCESS) {
         traceAndThrow(
-            BaseException(sourceName, __LINE__, "AttachClientIfNecessary(): Attach() failed"));
+            BaseException(kSourceName, __LINE__, "AttachClientIfNecessary(): Attach() failed"));
     }
     if (attached_.exchange(true)) {
         client_->Detach();

@@ -33,25 +33,25 @@ uint32 toStatus(const char* function, CimError error, std::span<const Row> rows,
     return failed;
 }
 
-constexpr Row getInstanceRows[] = {
+constexpr Row kGetInstanceRows[] = {
     {CIM_ERR_ACCESS_DENIED, cimple::GET_INSTANCE_ACCESS_DENIED},
     {CIM_ERR_INVALID_PARAMETER, cimple::GET_INSTANCE_INVALID_PARAMETER},
     {CIM_ERR_NOT_FOUND, cimple::GET_INSTANCE_NOT_FOUND},
     {CIM_ERR_NOT_SUPPORTED, cimple::GET_INSTANCE_UNSUPPORTED},
 };
 
-constexpr Row modifyInstanceRows[] = {
+constexpr Row kModifyInstanceRows[] = {
     {CIM_ERR_ACCESS_DENIED, cimple::MODIFY_INSTANCE_ACCESS_DENIED},
     {CIM_ERR_INVALID_PARAMETER, cimple::MODIFY_INSTANCE_INVALID_PARAMETER},
     {CIM_ERR_NOT_FOUND, cimple::MODIFY_INSTANCE_NOT_FOUND},
     {CIM_ERR_NOT_SUPPORTED, cimple::MODIFY_INSTANCE_UNSUPPORTED},
 };
 
-constexpr Row enumInstancesRows[] = {
+constexpr Row kEnumInstancesRows[] = {
     {CIM_ERR_ACCESS_DENIED, cimple::ENUM_INSTANCES_ACCESS_DENIED},
 };
 
-constexpr Row invokeMethodRows[] = {
+constexpr Row kInvokeMethodRows[] = {
     {CIM_ERR_ACCESS_DENIED, cimple::INVOKE_METHOD_ACCESS_DENIED},
     {CIM_ERR_NOT_SUPPORTED, cimple::INVOKE_METHOD_UNSUPPORTED},
 };
@@ -59,21 +59,21 @@ constexpr Row invokeMethodRows[] = {
 }  // namespace
 
 uint32 toGetInstanceStatus(CimError error) {
-    return toStatus("toGetInstanceStatus", error, getInstanceRows, cimple::GET_INSTANCE_FAILED);
+    return toStatus("toGetInstanceStatus", error, kGetInstanceRows, cimple::GET_INSTANCE_FAILED);
 }
 
 uint32 toModifyInstanceStatus(CimError error) {
-    return toStatus("toModifyInstanceStatus", error, modifyInstanceRows,
+    return toStatus("toModifyInstanceStatus", error, kModifyInstanceRows,
                     cimple::MODIFY_INSTANCE_FAILED);
 }
 
 uint32 toEnumInstancesStatus(CimError error) {
-    return toStatus("toEnumInstancesStatus", error, enumInstancesRows,
+    return toStatus("toEnumInstancesStatus", error, kEnumInstancesRows,
                     cimple::ENUM_INSTANCES_FAILED);
 }
 
 uint32 toInvokeMethodStatus(CimError error) {
-    return toStatus("toInvokeMethodStatus", error, invokeMethodRows, cimple::INVOKE_METHOD_FAILED);
+    return toStatus("toInvokeMethodStatus", error, kInvokeMethodRows, cimple::INVOKE_METHOD_FAILED);
 }
 
 uint32 toEnableIndicationsStatus(CimError error) {

@@ -61,9 +61,9 @@ struct KeyOption {
     const char* name;
     std::optional<std::string> CallArguments::*member;
 };
-constexpr KeyOption keyOptions[] = {{optionCabinet, "--cabinet", &CallArguments::cabinet},
-                                    {optionObject, "--object", &CallArguments::object},
-                                    {optionExt, "--ext", &CallArguments::ext}};
+constexpr KeyOption kKeyOptions[] = {{optionCabinet, "--cabinet", &CallArguments::cabinet},
+                                     {optionObject, "--object", &CallArguments::object},
+                                     {optionExt, "--ext", &CallArguments::ext}};
 
 // Every option that the call takes, with these numbers.
 CallArguments argumentsOf(const Call& call, const char* object, const char* ext) {
@@ -101,7 +101,7 @@ TEST(CallTable, StandsInTheOrderOfTheCatalogue) {
 
 TEST(CallTable, NeedsTheOptionsThatACallDependsOn) {
     for (const Call& call : callTable()) {
-        for (const KeyOption& option : keyOptions) {
+        for (const KeyOption& option : kKeyOptions) {
             if ((call.takes & option.flag) == 0) continue;
             const bool needed = (call.needs & option.flag) != 0;
             EXPECT_EQ(needed, matters(call, option))

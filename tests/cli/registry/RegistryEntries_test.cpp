@@ -14,13 +14,13 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr const char* smallTree =
+constexpr const char* kSmallTree =
     "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nBytes=b=01 ff 7a \nHome=es=%HOME%\nName=s=abc\nNumber=d=-5\n"
     "[Debug]\n\n\n[SYSTEM]\n\n\n\n";
 
 class RegistryEntries : public testing::Test {
   protected:
-    RegistryEntries() { parseRegistry(smallTree, root_); }
+    RegistryEntries() { parseRegistry(kSmallTree, root_); }
 
     RegistryEntry value(const std::string& name) {
         return *findRegistryValue(*findRegistryKey(root_, software_), software_, name);
@@ -123,7 +123,7 @@ TEST_F(RegistryEntries, SetsOnlyWhatTheFileGivesBack) {
 }
 
 TEST_F(RegistryEntries, WritesTheSameTextThatItReads) {
-    EXPECT_EQ(registryText(root_), smallTree);
+    EXPECT_EQ(registryText(root_), kSmallTree);
     CRegistryNode empty;
     parseRegistry("", empty);
     EXPECT_THAT(registryEntries(empty, ""), IsEmpty());
@@ -169,7 +169,7 @@ TEST_F(RegistryEntries, RefusesToListPathsThatFillTheMemory) {
     CRegistryNode root;
     parseRegistry(deep, root);
     EXPECT_THROW(registryEntries(root, ""), Failure);
-    parseRegistry(smallTree, root);
+    parseRegistry(kSmallTree, root);
     EXPECT_THROW(registryEntries(root, ""), Failure);
 }
 

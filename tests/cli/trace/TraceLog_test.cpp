@@ -70,14 +70,14 @@ std::string earlier(const std::string& message) {
     return entry(message, "Nov 14 22:13:19");
 }
 
-const std::string description = entry("Varnock Agent") + entry("# End of header.");
+const std::string kDescription = entry("Varnock Agent") + entry("# End of header.");
 
 // What stands between a description and the record boundary at which a round begins.
 std::string gapBehind(const std::string& text) {
     const std::size_t begin = 1024 + text.size();
     return std::string((begin + 2048) / 1024 * 1024 - begin - 1, '_') + "\n";
 }
-const std::string beginning = description + gapBehind(description);
+const std::string kBeginning = kDescription + gapBehind(kDescription);
 
 TEST(TraceEntry, IsTakenApart) {
     const std::string line = "Nov  4 22:13:20 my-host CIM_Provider[00000000F7A51740]: a [b]: c";
@@ -120,14 +120,14 @@ TEST(TraceHeader, HasItsFields) {
 
 TEST(TraceLog, AFileThatHasNotWrappedStandsInItsOrder) {
     const TraceLog log(
-        file(0, beginning + entry("one") + entry("two"), std::string(500, '_') + "\n"));
+        file(0, kBeginning + entry("one") + entry("two"), std::string(500, '_') + "\n"));
     EXPECT_THAT(messagesOf(log), ElementsAre("Varnock Agent", "# End of header.", "one", "two"));
     EXPECT_EQ(log.tornBytes(), 0);
     EXPECT_THAT(log.problems(), IsEmpty());
 }
 
 TEST(TraceLog, TheRoundBeforeComesFirst) {
-    const TraceLog log(file(1, beginning + entry("three") + entry("four"),
+    const TraceLog log(file(1, kBeginning + entry("three") + entry("four"),
                             "n half\n" + entry("one") + entry("two")));
     EXPECT_THAT(messagesOf(log),
                 ElementsAre("one", "two", "Varnock Agent", "# End of header.", "three", "four"));
@@ -136,7 +136,7 @@ TEST(TraceLog, TheRoundBeforeComesFirst) {
 
 TEST(TraceLog, AnInitialisationThatIsKeptComesFirstOfAll) {
     const TraceLog log(file(
-        1, beginning + entry("init") + entry("### End of initialization. ###") + entry("three"),
+        1, kBeginning + entry("init") + entry("### End of initialization. ###") + entry("three"),
         earlier("one") + entry("two")));
     EXPECT_THAT(messagesOf(log), ElementsAre("init", "### End of initialization. ###", "one", "two",
                                              "Varnock Agent", "# End of header.", "three"));
@@ -152,7 +152,7 @@ TEST(TraceLog, ADescriptionThatIsBeingWrittenIsTheNewest) {
 
 TEST(TraceLog, WhatRemainsBehindTheLastEntryOfARoundIsLeftOut) {
     const auto expected = ElementsAre("one", "two", "Varnock Agent", "# End of header.", "three");
-    const std::string newest = beginning + entry("three");
+    const std::string newest = kBeginning + entry("three");
     EXPECT_THAT(messagesOf(TraceLog(file(2, newest, earlier("one") + entry("two") + "____\n"))),
                 expected);
     EXPECT_THAT(messagesOf(TraceLog(file(2, newest, earlier("one") + entry("two") + "\n"))),
@@ -164,7 +164,7 @@ TEST(TraceLog, WhatRemainsBehindTheLastEntryOfARoundIsLeftOut) {
 }
 
 TEST(TraceLog, AnEntryThatWasNotFinishedIsNotTakenForAnOldOne) {
-    const TraceLog log(file(0, beginning + entry("one"),
+    const TraceLog log(file(0, kBeginning + entry("one"),
                             "Nov 14 22:13:20 host App[00000000F7A51740]: "
                             "half" +
                                 std::string(500, '_') + "\n"));
@@ -183,7 +183,7 @@ TEST(TraceLog, WhatIsBeingWrittenIsLeftOut) {
     std::string older = entry("torn by the writer");
     while (older.size() <= 1300) older += entry("old");
     older += entry("whole");
-    const std::string bytes = file(1, beginning + entry("new"), older);
+    const std::string bytes = file(1, kBeginning + entry("new"), older);
     const auto position = *TraceHeader::parse(bytes).position;
     const TraceLog log(bytes, position + 10);
     EXPECT_EQ(messagesOf(log).front(), "old");
@@ -203,7 +203,7 @@ TEST(TraceLog, APositionThatMeansNothingIsSaid) {
 }
 
 TEST(TraceLog, AFileThatWasCutShortGivesWhatIsLeft) {
-    std::string bytes = file(1, beginning + entry("new"), earlier("one") + entry("two"));
+    std::string bytes = file(1, kBeginning + entry("new"), earlier("one") + entry("two"));
     bytes.resize(bytes.size() - 10);
     const TraceLog cut(bytes);
     EXPECT_EQ(messagesOf(cut).front(), "one");
@@ -216,7 +216,7 @@ TEST(TraceLog, AFileThatWasCutShortGivesWhatIsLeft) {
 
 TEST(TraceLog, AnyBytesAreReadWithoutHarm) {
     std::mt19937 random(7);
-    const std::string good = file(3, beginning + entry("new"), entry("one") + entry("two"));
+    const std::string good = file(3, kBeginning + entry("new"), entry("one") + entry("two"));
     for (int round = 0; round < 2000; ++round) {
         std::string bytes = good;
         for (int i = 0; i < 20; ++i) bytes[random() % bytes.size()] = static_cast<char>(random());

@@ -63,35 +63,35 @@ class TraceMerge : public testing::Test {
     std::deque<std::string> texts_;
 };
 
-constexpr const char* cycle = "### Start of work cycle. (00000002) ###";
-constexpr const char* end = "# End of header.";
+constexpr const char* kCycle = "### Start of work cycle. (00000002) ###";
+constexpr const char* kEnd = "# End of header.";
 
 std::string process(int number) {
     return "Process PID                : " + std::to_string(number);
 }
 
 TEST_F(TraceMerge, TheDescriptionOfANewFileNamesTheProcess) {
-    EXPECT_THAT(processes({"Varnock Agent", process(7), end, cycle, "x"}),
+    EXPECT_THAT(processes({"Varnock Agent", process(7), kEnd, kCycle, "x"}),
                 ElementsAre(7, 7, 7, 7, 7));
 }
 
 TEST_F(TraceMerge, AProcessThatTakesAFileOverNamesItselfBehindItsWorkCycle) {
-    EXPECT_THAT(processes({process(7), end, cycle, "x", cycle, process(8), "y"}),
+    EXPECT_THAT(processes({process(7), kEnd, kCycle, "x", kCycle, process(8), "y"}),
                 ElementsAre(7, 7, 7, 7, 8, 8, 8));
-    EXPECT_THAT(processes({process(7), end, cycle, process(8)}), ElementsAre(7, 7, 8, 8));
+    EXPECT_THAT(processes({process(7), kEnd, kCycle, process(8)}), ElementsAre(7, 7, 8, 8));
 }
 
 TEST_F(TraceMerge, AProcessThatDoesNotNameItselfIsUnknownUntilItsNextDescription) {
-    EXPECT_THAT(processes({process(7), end, cycle, "x", cycle, "y"}),
+    EXPECT_THAT(processes({process(7), kEnd, kCycle, "x", kCycle, "y"}),
                 ElementsAre(7, 7, 7, 7, std::nullopt, std::nullopt));
-    EXPECT_THAT(processes({process(7), "x", cycle, "y", "Varnock Agent", process(8), end, "z"}),
+    EXPECT_THAT(processes({process(7), "x", kCycle, "y", "Varnock Agent", process(8), kEnd, "z"}),
                 ElementsAre(7, 7, 8, 8, 8, 8, 8, 8));
 }
 
 TEST_F(TraceMerge, WhatIsLeftOfAnOlderRoundIsOfTheProcessThatIsDescribedBehindIt) {
-    EXPECT_THAT(processes({"x", "y", "Varnock Agent", process(8), end, "z", cycle}),
+    EXPECT_THAT(processes({"x", "y", "Varnock Agent", process(8), kEnd, "z", kCycle}),
                 ElementsAre(8, 8, 8, 8, 8, 8, std::nullopt));
-    EXPECT_THAT(processes({"x", cycle, "y", process(8), "z", process(9), "!"}),
+    EXPECT_THAT(processes({"x", kCycle, "y", process(8), "z", process(9), "!"}),
                 ElementsAre(std::nullopt, 8, 8, 8, 8, 9, 9));
 }
 

@@ -42,10 +42,10 @@ TEST_F(TraceReaderTest, ReadsAgainWhatHasChanged) {
 }
 
 // Longer than any trace, and than the memory.
-constexpr off_t huge = off_t{8} << 40;
+constexpr off_t kHuge = off_t{8} << 40;
 
 TEST_F(TraceReaderTest, ReadsAHugeFileAsFarAsItIsUsed) {
-    if (truncate(path_.c_str(), huge) != 0)
+    if (truncate(path_.c_str(), kHuge) != 0)
         GTEST_SKIP() << "this file system does not allow a sparse file of 8 TiB";
     EXPECT_EQ(newestOf(*reader_.read()), "one");
 }
@@ -53,7 +53,7 @@ TEST_F(TraceReaderTest, ReadsAHugeFileAsFarAsItIsUsed) {
 TEST_F(TraceReaderTest, RefusesAHugeFileThatIsNoTrace) {
     const std::string other = directory_.file("other");
     writeFile(other, "");
-    if (truncate(other.c_str(), huge) != 0)
+    if (truncate(other.c_str(), kHuge) != 0)
         GTEST_SKIP() << "this file system does not allow a sparse file of 8 TiB";
     EXPECT_THROW(TraceReader(other).read(), Failure);
 }

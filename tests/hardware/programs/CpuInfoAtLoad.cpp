@@ -18,7 +18,7 @@ struct Reporter {
 };
 
 // An ordinary static object: the library's objects exist during its whole lifetime.
-const Reporter reporter;
+const Reporter kReporter;
 
 }  // namespace
 

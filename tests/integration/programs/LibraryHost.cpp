@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr const char* product = "SOFTWARE\\Product";
+constexpr const char* kProduct = "SOFTWARE\\Product";
 
 unsigned int numberAt(char** arguments, int index) {
     return static_cast<unsigned int>(strtoul(arguments[index], nullptr, 10));
@@ -117,7 +117,7 @@ int useInForkedChild() {
             Debug.Print(0, "child %d", i);
             try {
                 CRegistry key;
-                key.CreateKey(CRegistry::MLocalMachine, product);
+                key.CreateKey(CRegistry::MLocalMachine, kProduct);
             } catch (int) {
                 // A directory that cannot be written has been reported.
             }
@@ -174,7 +174,7 @@ void change(const char* name, unsigned int times) {
     for (unsigned int i = 1; i <= times; ++i) {
         const bool found = CRegistry::UpdateTree([&] {
             CRegistry key;
-            key.CreateKey(CRegistry::MLocalMachine, (std::string(product) + "\\" + name).c_str());
+            key.CreateKey(CRegistry::MLocalMachine, (std::string(kProduct) + "\\" + name).c_str());
             return key.SetValue("first", i) == 0 && key.SetValue("second", i) == 0;
         });
         if (!found) throw int{0};
@@ -186,7 +186,7 @@ void save(const char* name, unsigned int times, std::atomic<unsigned int>& saves
     for (unsigned int i = 1; i <= times; ++i) {
         {
             CRegistry key;
-            key.CreateKey(CRegistry::MLocalMachine, (std::string(product) + "\\" + name).c_str());
+            key.CreateKey(CRegistry::MLocalMachine, (std::string(kProduct) + "\\" + name).c_str());
             key.SetValue("first", i);
             key.SetValue("second", i);
         }

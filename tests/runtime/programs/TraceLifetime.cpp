@@ -29,9 +29,9 @@ struct Tracer {
 };
 
 // Built before all objects of the library and destroyed after them.
-[[gnu::init_priority(200)]] const Tracer outer("before", "after");
+[[gnu::init_priority(200)]] const Tracer kOuter("before", "after");
 // An ordinary static object: the library is there for all of its life.
-const Tracer inner("static-begin", "static-end");
+const Tracer kInner("static-begin", "static-end");
 
 }  // namespace
 

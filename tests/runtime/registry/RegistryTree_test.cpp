@@ -51,7 +51,7 @@ int __wrap_rename(const char* from, const char* to) {
 namespace varnock::test {
 namespace {
 
-const std::string smallTree = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
+const std::string kSmallTree = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
 
 // Loading and saving in a directory of its own. Every test is a process of its own whose library
 // was loaded without a registry, so its first object loads the tree.
@@ -75,7 +75,7 @@ class RegistryTree : public testing::Test {
 };
 
 TEST_F(RegistryTree, LoadsTheFileOnce) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     { CRegistry key; }
     EXPECT_EQ(CRegistry::MIsSetup, 1);
     ASSERT_NE(CRegistry::MLocalMachine, nullptr);
@@ -87,7 +87,7 @@ TEST_F(RegistryTree, LoadsTheFileOnce) {
 }
 
 TEST_F(RegistryTree, FallsBackToTheBackup) {
-    writeFile(file("registry.old"), smallTree);
+    writeFile(file("registry.old"), kSmallTree);
     expectTreeOfTheBackup();
 }
 
@@ -107,7 +107,7 @@ TEST_F(RegistryTree, WithoutAnyFileNothingCanBeCreatedOrSaved) {
 
 TEST_F(RegistryTree, TheNextObjectTriesAgain) {
     { CRegistry key; }
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     CRegistry key;
     EXPECT_EQ(key.CreateKey(CRegistry::MLocalMachine, "SOFTWARE"), 0);
     EXPECT_EQ(CRegistry::MIsSetup, 1);
@@ -146,7 +146,7 @@ TEST_F(RegistryTree, FindsTheFiveRootKeysByTheirNames) {
 }
 
 TEST_F(RegistryTree, SavesAfterTheFirstChangeAndKeepsTheFileBefore) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     CRegistry::MIsDirty = 0;
     { CRegistry key; }
     EXPECT_FALSE(exists("registry.old"));
@@ -155,7 +155,7 @@ TEST_F(RegistryTree, SavesAfterTheFirstChangeAndKeepsTheFileBefore) {
         EXPECT_EQ(key.SetValue("Name", "abc"), 0);
     }
     EXPECT_EQ(readFile(file("registry")), "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nName=s=abc\n\n\n\n");
-    EXPECT_EQ(readFile(file("registry.old")), smallTree);
+    EXPECT_EQ(readFile(file("registry.old")), kSmallTree);
     EXPECT_FALSE(exists("registry.new"));
     struct stat status {};
     ASSERT_EQ(stat(file("registry").c_str(), &status), 0);
@@ -163,7 +163,7 @@ TEST_F(RegistryTree, SavesAfterTheFirstChangeAndKeepsTheFileBefore) {
 }
 
 TEST_F(RegistryTree, EveryLaterDestructionSavesAgain) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     CRegistry::MIsDirty = 0;
     { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }
     const std::string saved = readFile(file("registry"));
@@ -174,26 +174,26 @@ TEST_F(RegistryTree, EveryLaterDestructionSavesAgain) {
 }
 
 TEST_F(RegistryTree, AMissingFileComesBackFromALoadedTreeAlone) {
-    writeFile(file("registry.old"), smallTree);
+    writeFile(file("registry.old"), kSmallTree);
     CRegistry::MIsDirty = 0;
     { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }
     EXPECT_TRUE(exists("registry"));
-    EXPECT_EQ(readFile(file("registry.old")), smallTree);
+    EXPECT_EQ(readFile(file("registry.old")), kSmallTree);
 }
 
 TEST_F(RegistryTree, TheFileKeepsItsNameUntilTheNewOneTakesItsPlace) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     writeFile(file("registry.old"), "older");
     CRegistry::MIsDirty = 0;
     renamesUntilFailure = 2;
     { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }
     EXPECT_EQ(renamesUntilFailure, 1) << "it was not moved away first";
     renamesUntilFailure = 0;
-    EXPECT_EQ(readFile(file("registry.old")), smallTree);
+    EXPECT_EQ(readFile(file("registry.old")), kSmallTree);
 }
 
 TEST_F(RegistryTree, SavesWhereThereAreNoLinks) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     writeFile(file("registry.old"), "older");
     linksFail = true;
     {
@@ -201,7 +201,7 @@ TEST_F(RegistryTree, SavesWhereThereAreNoLinks) {
         EXPECT_EQ(key.SetValue("Name", "text"), 0);
     }
     EXPECT_NE(readFile(file("registry")).find("Name=s=text"), std::string::npos);
-    EXPECT_EQ(readFile(file("registry.old")), smallTree);
+    EXPECT_EQ(readFile(file("registry.old")), kSmallTree);
     EXPECT_FALSE(exists("registry.new"));
 }
 
@@ -209,7 +209,7 @@ TEST_F(RegistryTree, AFileThatCannotBeReplacedStays) {
     for (const bool links : {true, false}) {
         for (const int nth : {1, 2}) {
             if (links && nth == 2) continue;  // there is one alone
-            writeFile(file("registry"), smallTree);
+            writeFile(file("registry"), kSmallTree);
             CRegistry::MIsDirty = 0;
             linksFail = !links;
             const auto change = [&] {
@@ -220,7 +220,7 @@ TEST_F(RegistryTree, AFileThatCannotBeReplacedStays) {
             EXPECT_THROW(change(), int);
             EXPECT_EQ(errno, EIO);
             renamesUntilFailure = 0;
-            EXPECT_EQ(readFile(file("registry")), smallTree) << links << nth;
+            EXPECT_EQ(readFile(file("registry")), kSmallTree) << links << nth;
             EXPECT_FALSE(exists("registry.new"));
         }
     }
@@ -228,18 +228,18 @@ TEST_F(RegistryTree, AFileThatCannotBeReplacedStays) {
 }
 
 TEST_F(RegistryTree, AFailedSaveThrowsAndLeavesTheFile) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     ASSERT_EQ(mkdir(file("registry.new").c_str(), 0700), 0);
     CRegistry::MIsDirty = 0;
     EXPECT_THROW({ CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }, int);
     EXPECT_TRUE(trace.contains("CRegistry: ERROR: Cannot open \"" + file("registry.new") +
                                "\" for writing"));
-    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_EQ(readFile(file("registry")), kSmallTree);
     ASSERT_EQ(rmdir(file("registry.new").c_str()), 0);
 }
 
 TEST_F(RegistryTree, DoesNotWriteThroughALink) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     writeFile(file("victim"), "precious");
     ASSERT_EQ(symlink(file("victim").c_str(), file("registry.new").c_str()), 0);
     CRegistry::MIsDirty = 0;
@@ -249,7 +249,7 @@ TEST_F(RegistryTree, DoesNotWriteThroughALink) {
 }
 
 TEST_F(RegistryTree, NeitherWaitsForAPipeNorWritesIntoIt) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     ASSERT_EQ(mkfifo(file("registry.new").c_str(), 0600), 0);
     const auto change = [] { CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); };
     EXPECT_THROW(change(), int);
@@ -258,12 +258,12 @@ TEST_F(RegistryTree, NeitherWaitsForAPipeNorWritesIntoIt) {
     EXPECT_EQ(
         trace.count("CRegistry: ERROR: Cannot open \"" + file("registry.new") + "\" for writing"),
         2U);
-    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_EQ(readFile(file("registry")), kSmallTree);
     EXPECT_FALSE(exists("registry.new"));
 }
 
 TEST_F(RegistryTree, AFullDiskLeavesTheFileAndNoRest) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     CRegistry::MIsDirty = 0;
     rlimit before{};
     getrlimit(RLIMIT_FSIZE, &before);
@@ -278,12 +278,12 @@ TEST_F(RegistryTree, AFullDiskLeavesTheFileAndNoRest) {
     EXPECT_THROW(tooMuch(), int);
     setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_TRUE(trace.contains("CRegistry: ERROR: Cannot write \"" + file("registry.new") + "\""));
-    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_EQ(readFile(file("registry")), kSmallTree);
     EXPECT_FALSE(exists("registry.new"));
 }
 
 TEST_F(RegistryTree, AFailedSaveDoesNotReplaceAnExceptionOnItsWay) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     ASSERT_EQ(mkdir(file("registry.new").c_str(), 0700), 0);
     CRegistry::MIsDirty = 0;
     const auto throwing = [] {
@@ -296,7 +296,7 @@ TEST_F(RegistryTree, AFailedSaveDoesNotReplaceAnExceptionOnItsWay) {
 }
 
 TEST_F(RegistryTree, AFileThatIsBeingWrittenBelongsToItsWriterAlone) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     mode_t mode = 0;
     EXPECT_TRUE(CRegistry::UpdateTree([&] {
         struct stat status {};
@@ -321,7 +321,7 @@ bool isWaitedForALock() {
 TEST_F(RegistryTree, ASignalDoesNotEndTheWaitForAnotherWriter) {
     SKIP_IF_SIGNALS_ARE_HELD_BACK();
     if (access("/proc/locks", R_OK) != 0) GTEST_SKIP() << "who waits for a lock cannot be seen";
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     struct sigaction action {};  // without SA_RESTART
     action.sa_handler = [](int) { ++signalsTaken; };
     ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
@@ -355,7 +355,7 @@ TEST_F(RegistryTree, ASignalDoesNotEndTheWaitForAnotherWriter) {
 
 TEST_F(RegistryTree, ACancelledThreadLoadsChangesAndSavesWhole) {
     SKIP_IF_THREAD_EXIT_IS_MISREAD();
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     Debug.ForceMaxDebug(0);  // a trace line is a place to be cancelled at
     bool reached = false;
     PosixThread thread([&] {
@@ -382,7 +382,7 @@ TEST_F(RegistryTree, ACancelledThreadLoadsChangesAndSavesWhole) {
 }
 
 TEST_F(RegistryTree, AnUpdateWorksOnWhatTheFileHoldsNow) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     CRegistry::MIsDirty = 0;
     { CRegistry loaded; }
     const std::string changedByOthers = "[HKEY_LOCAL_MACHINE]\n[OTHER]\nn=d=1\n\n\n\n";
@@ -401,22 +401,22 @@ TEST_F(RegistryTree, AnUpdateWorksOnWhatTheFileHoldsNow) {
 }
 
 TEST_F(RegistryTree, AnUpdateThatIsNotWantedLeavesTheFile) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     EXPECT_TRUE(CRegistry::UpdateTree([] {
         CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 2U);
         return false;
     }));
-    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_EQ(readFile(file("registry")), kSmallTree);
     EXPECT_FALSE(exists("registry.old"));
     EXPECT_FALSE(exists("registry.new"));
     EXPECT_THROW(CRegistry::UpdateTree([]() -> bool { throw std::string("refused"); }),
                  std::string);
-    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_EQ(readFile(file("registry")), kSmallTree);
     EXPECT_FALSE(exists("registry.new"));
 }
 
 TEST_F(RegistryTree, AnUpdateThatIsNotSavedIsTakenBackInMemoryToo) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     for (const int dirty : {0, 1}) {
         CRegistry::MIsDirty = dirty;
         CRegistryNode* inside = nullptr;
@@ -434,7 +434,7 @@ TEST_F(RegistryTree, AnUpdateThatIsNotSavedIsTakenBackInMemoryToo) {
                 EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0) << after;
                 EXPECT_EQ(key.GetValue("n"), nullptr) << after;
             }
-            EXPECT_EQ(readFile(file("registry")), smallTree) << after;
+            EXPECT_EQ(readFile(file("registry")), kSmallTree) << after;
         };
         EXPECT_TRUE(CRegistry::UpdateTree([&] {
             change();
@@ -459,7 +459,7 @@ TEST_F(RegistryTree, AnUpdateThatIsNotSavedIsTakenBackInMemoryToo) {
 }
 
 TEST_F(RegistryTree, AnUpdateThatCannotBeTakenBackLeavesNoTree) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     CRegistry::MIsDirty = 0;
     EXPECT_TRUE(CRegistry::UpdateTree([&] {
         CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 2U);
@@ -468,14 +468,14 @@ TEST_F(RegistryTree, AnUpdateThatCannotBeTakenBackLeavesNoTree) {
     }));
     EXPECT_EQ(CRegistry::MIsSetup, 0);
     EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     CRegistry key;
     EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
     EXPECT_EQ(key.GetValue("n"), nullptr);
 }
 
 TEST_F(RegistryTree, AnUpdateOfWhatIsNoFileLeavesTheTreeInMemory) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     CRegistry::MIsDirty = 0;
     CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
     ASSERT_EQ(unlink(file("registry").c_str()), 0);
@@ -486,7 +486,7 @@ TEST_F(RegistryTree, AnUpdateOfWhatIsNoFileLeavesTheTreeInMemory) {
 }
 
 TEST_F(RegistryTree, AnUpdateInsideOfAnUpdateIsAPartOfIt) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     EXPECT_TRUE(CRegistry::UpdateTree([&] {
         CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
         key.SetValue("a", 1U);
@@ -494,7 +494,7 @@ TEST_F(RegistryTree, AnUpdateInsideOfAnUpdateIsAPartOfIt) {
             CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("b", 2U);
             return true;
         }));
-        EXPECT_EQ(readFile(file("registry")), smallTree);
+        EXPECT_EQ(readFile(file("registry")), kSmallTree);
         EXPECT_TRUE(CRegistry::UpdateTree([] { return false; })) << "there is a file";
         key.SetValue("c", 3U);
         return true;
@@ -513,12 +513,12 @@ TEST_F(RegistryTree, APathThatDoesNotFitIsThatOfNoFile) {
         path += "/" + std::string(left <= 200 ? left - 1 : 150, 'd');
         ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
     }
-    writeFile(path + "/registry", smallTree);
+    writeFile(path + "/registry", kSmallTree);
     setenv("QX_SYSTEM_DIR", path.c_str(), 1);
     CRegistry::MIsDirty = 0;
     EXPECT_THROW({ CRegistry("SOFTWARE", CRegistry::MLocalMachine).SetValue("n", 1U); }, int);
     EXPECT_TRUE(trace.contains("CRegistry: ERROR: Cannot open \"\" for writing"));
-    EXPECT_EQ(readFile(path + "/registry"), smallTree);
+    EXPECT_EQ(readFile(path + "/registry"), kSmallTree);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path), {}), 1);
     CRegistry::MIsDirty = 0;
     CRegistry::MIsSetup = 0;
@@ -544,7 +544,7 @@ TEST_F(RegistryTree, AProductsPointerIsFoundAlsoWhereNothingCanBeSaved) {
 }
 
 TEST_F(RegistryTree, AHandleMayNameARootKeyBeforeTheTreeIsLoaded) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     ASSERT_EQ(CRegistry::MLocalMachine, nullptr);
     const CRegistry handle(CRegistry::MLocalMachine);
     EXPECT_NE(static_cast<CRegistryNode*>(handle), nullptr);
@@ -560,7 +560,7 @@ TEST_F(RegistryTree, AKeyBelowANullRootCannotBeCreated) {
 }
 
 TEST_F(RegistryTree, AnUpdateThatRunsOutOfMemoryNeverCostsTheFile) {
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     const std::string changed = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nn=d=2\n\n\n\n";
     for (std::size_t n = 1;; ++n) {
         bool happened = false;
@@ -579,10 +579,10 @@ TEST_F(RegistryTree, AnUpdateThatRunsOutOfMemoryNeverCostsTheFile) {
         // Every later object saves what there is in memory.
         { CRegistry key; }
         const std::string left = readFile(file("registry"));
-        EXPECT_TRUE(left == smallTree || left == changed) << n << ": " << left;
+        EXPECT_TRUE(left == kSmallTree || left == changed) << n << ": " << left;
         if (HasFailure()) return;
         if (!happened) break;
-        writeFile(file("registry"), smallTree);
+        writeFile(file("registry"), kSmallTree);
     }
     EXPECT_EQ(readFile(file("registry")), changed);
 }
@@ -590,7 +590,7 @@ TEST_F(RegistryTree, AnUpdateThatRunsOutOfMemoryNeverCostsTheFile) {
 TEST_F(RegistryTree, AFileThatCannotBeReadToItsEndIsNoTree) {
     // A regular file whose first page is never there: reading it fails.
     ASSERT_EQ(symlink("/proc/self/mem", file("registry").c_str()), 0);
-    writeFile(file("registry.old"), smallTree);
+    writeFile(file("registry.old"), kSmallTree);
     expectTreeOfTheBackup();
 }
 
@@ -615,7 +615,7 @@ TEST_F(RegistryTree, AnUpdateNeedsAFileThatCanBeReadAndWritten) {
     const auto change = [&] { return called = true; };
     EXPECT_FALSE(CRegistry::UpdateTree(change));
     EXPECT_FALSE(exists("registry.new"));
-    writeFile(file("registry"), smallTree);
+    writeFile(file("registry"), kSmallTree);
     ASSERT_EQ(mkdir(file("registry.new").c_str(), 0700), 0);
     errno = 0;
     EXPECT_THROW(CRegistry::UpdateTree(change), int);
@@ -626,7 +626,7 @@ TEST_F(RegistryTree, AnUpdateNeedsAFileThatCanBeReadAndWritten) {
     ASSERT_EQ(rmdir(file("registry.new").c_str()), 0);
     ASSERT_EQ(rename(file("registry").c_str(), file("registry.old").c_str()), 0);
     EXPECT_TRUE(CRegistry::UpdateTree(change));
-    EXPECT_EQ(readFile(file("registry")), smallTree);
+    EXPECT_EQ(readFile(file("registry")), kSmallTree);
 }
 
 }  // namespace

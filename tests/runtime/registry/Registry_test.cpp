@@ -19,7 +19,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr long openFailed = 4294967295L;
+constexpr long kOpenFailed = 4294967295L;
 
 // A process whose registry has one key. The tree is loaded once per process, and every test is a
 // process of its own.
@@ -45,7 +45,7 @@ TEST_F(Registry, OpensPathsWithEitherSeparator) {
     EXPECT_EQ(key.Open("SOFTWARE\\Sub\\", CRegistry::MLocalMachine), 0);
     // Slashes separate only what holds no backslash any more.
     EXPECT_EQ(key.Open("SOFTWARE\\Tree/with/slashes\\", CRegistry::MLocalMachine), 0);
-    EXPECT_EQ(key.Open("SOFTWARE\\Tree/with/slashes", CRegistry::MLocalMachine), openFailed);
+    EXPECT_EQ(key.Open("SOFTWARE\\Tree/with/slashes", CRegistry::MLocalMachine), kOpenFailed);
 }
 
 TEST_F(Registry, ANullOrEmptyPathIsTheRootItself) {
@@ -60,8 +60,8 @@ TEST_F(Registry, AFailedOpenClosesWhatWasOpen) {
     TraceCapture trace(2);
     CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
     for (const char* path : {"software", "SOFTWARE\\Name", "SOFTWARE\\\\Sub", "No\\Such"}) {
-        EXPECT_EQ(key.Open(path, CRegistry::MLocalMachine), openFailed) << path;
-        EXPECT_EQ(key.Status(), openFailed);
+        EXPECT_EQ(key.Open(path, CRegistry::MLocalMachine), kOpenFailed) << path;
+        EXPECT_EQ(key.Status(), kOpenFailed);
         EXPECT_EQ(static_cast<CRegistryNode*>(key), nullptr);
     }
     EXPECT_TRUE(trace.contains("CRegistry::Open \"software\", hKey = "));
@@ -125,7 +125,7 @@ TEST_F(Registry, AWalkThatRunsOutOfMemoryFailsAndSaysSo) {
     };
     failEach(-1, [&] { return key.CreateKey(CRegistry::MLocalMachine, path.c_str()); });
     EXPECT_GT(failures, 3U);
-    failEach(openFailed, [&] { return key.Open(path.c_str(), CRegistry::MLocalMachine); });
+    failEach(kOpenFailed, [&] { return key.Open(path.c_str(), CRegistry::MLocalMachine); });
     EXPECT_GT(failures, 5U);
     EXPECT_EQ(trace.count("CRegistry::Open ##ERROR while opening !!!"), failures);
     EXPECT_EQ(key.Open(path.c_str(), CRegistry::MLocalMachine), 0);
@@ -373,7 +373,7 @@ TEST_F(Registry, AValueInPlaceOfARootKeyForgetsItsPointer) {
     // The key that was replaced must not come back: it is freed with the removed ones.
     const CRegistry next;
     EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
-    EXPECT_EQ(root.Open("HKEY_LOCAL_MACHINE\\SOFTWARE", nullptr), openFailed);
+    EXPECT_EQ(root.Open("HKEY_LOCAL_MACHINE\\SOFTWARE", nullptr), kOpenFailed);
     EXPECT_STREQ(handle.GetValue("Name"), "abc");
 }
 
@@ -455,7 +455,7 @@ TEST_F(Registry, NullsAreTolerated) {
     EXPECT_EQ(key.EnumVal(nullptr, nullptr, 0, 0, nullptr, nullptr), 0);
     EXPECT_FALSE(CRegistry::GetProductRegistryRoot(text, nullptr));
     EXPECT_EQ(key.OpenUUIDPointer(nullptr), -1);
-    EXPECT_EQ(key.OpenPointerKey(nullptr, nullptr), openFailed);
+    EXPECT_EQ(key.OpenPointerKey(nullptr, nullptr), kOpenFailed);
     EXPECT_EQ(static_cast<CRegistryNode*>(key), nullptr);
 }
 
@@ -490,7 +490,7 @@ TEST_F(Registry, FollowsPointersWhoseRootIsInSmallLetters) {
     EXPECT_EQ(pointer.OpenPointerKey("SOFTWARE", "Slashes", CRegistry::MLocalMachine), 0);
     EXPECT_EQ(pointer.OpenPointerKey("Missing", "Pointer", CRegistry::MLocalMachine), -1);
     for (const char* name : {"NoPath", "Gone", "Number2", "missing", "Bytes"}) {
-        EXPECT_EQ(pointer.OpenPointerKey("SOFTWARE", name, CRegistry::MLocalMachine), openFailed)
+        EXPECT_EQ(pointer.OpenPointerKey("SOFTWARE", name, CRegistry::MLocalMachine), kOpenFailed)
             << name;
     }
     EXPECT_TRUE(trace.contains("CRegistry::OpenPointer \"SOFTWARE\""));
@@ -508,12 +508,12 @@ TEST_F(Registry, APointerThatLeadsNowhereLeavesNoKeyOpen) {
     set("SmallLetters", REGISTRY_STRING, "HKEY_LOCAL_MACHINE\\software");
     CRegistry pointer("SOFTWARE", CRegistry::MLocalMachine);
     for (const char* name : {"NoText", "Empty", "SmallLetters", "Sub"}) {
-        EXPECT_EQ(pointer.OpenPointerKey("SOFTWARE", name, CRegistry::MLocalMachine), openFailed);
-        EXPECT_EQ(pointer.Status(), openFailed) << name;
+        EXPECT_EQ(pointer.OpenPointerKey("SOFTWARE", name, CRegistry::MLocalMachine), kOpenFailed);
+        EXPECT_EQ(pointer.Status(), kOpenFailed) << name;
         EXPECT_EQ(pointer.Close(), 0) << name;
     }
     EXPECT_EQ(pointer.OpenPointerKey("Missing", "Name", CRegistry::MLocalMachine), -1);
-    EXPECT_EQ(pointer.Status(), openFailed);
+    EXPECT_EQ(pointer.Status(), kOpenFailed);
     EXPECT_EQ(pointer.Close(), 0);
 }
 

@@ -38,7 +38,7 @@ TEST(Event, LackOfMemoryLeavesNoRecordAndNoName) {
     std::size_t failures = 0;
     for (std::size_t n = 1;; ++n) {
         std::optional<FailingAllocation> failure(n);
-        CEvent event(0, manualReset, "no-memory");
+        CEvent event(0, kManualReset, "no-memory");
         const bool happened = failure->happened();
         failure.reset();
         if (!happened) {
@@ -55,7 +55,7 @@ TEST(Event, LackOfMemoryLeavesNoRecordAndNoName) {
 }
 
 TEST(Event, CreateRefWithoutMemoryGivesNullAndCountsNothing) {
-    TracedEvent event(0, manualReset, "no-reference");
+    TracedEvent event(0, kManualReset, "no-reference");
     const TraceCapture trace;
     {
         const FailingAllocation failure(1);
@@ -71,7 +71,7 @@ TEST(Event, AFailedConditionIsTracedAndLeavesNoRecord) {
     for (const unsigned int n : {1U, 2U}) {
         const TraceCapture trace(3);
         const FailingCall failure(PlatformCall::CondInit, EAGAIN, n);
-        CEvent event(1, manualReset, "no-condition");
+        CEvent event(1, kManualReset, "no-condition");
         EXPECT_TRUE(failure.happened());
         expectNoRecord(event);
         ASSERT_EQ(trace.messages().size(), 1U) << trace.text();
@@ -86,7 +86,7 @@ TEST(Event, AFailedConditionIsTracedAndLeavesNoRecord) {
 TEST(Event, AFailedMutexIsTracedAndLeavesNoRecord) {
     const TraceCapture trace(3);
     const FailingCall failure(PlatformCall::MutexInit, ENOMEM);
-    CEvent event(0, manualReset, nullptr);
+    CEvent event(0, kManualReset, nullptr);
     EXPECT_TRUE(failure.happened());
     expectNoRecord(event);
     EXPECT_TRUE(
@@ -100,7 +100,7 @@ TEST(Event, AFailedConstructionIsTracedAtLevelThree) {
     for (const PlatformCall call : {PlatformCall::CondInit, PlatformCall::MutexInit}) {
         const TraceCapture trace(2);
         const FailingCall failure(call, EAGAIN);
-        CEvent event(0, manualReset, nullptr);
+        CEvent event(0, kManualReset, nullptr);
         EXPECT_TRUE(failure.happened());
         EXPECT_EQ(trace.text(), "");
     }
@@ -109,26 +109,26 @@ TEST(Event, AFailedConstructionIsTracedAtLevelThree) {
 TEST(Event, AFailedConstructionReleasesTheLockOfTheNames) {
     {
         const FailingCall failure(PlatformCall::CondInit, EAGAIN);
-        CEvent event(0, manualReset, "lock-left");
+        CEvent event(0, kManualReset, "lock-left");
         EXPECT_TRUE(failure.happened());
     }
     int result = -1;
-    PosixThread([&] { result = CEvent(0, manualReset, "lock-left").Set(); }).join();
+    PosixThread([&] { result = CEvent(0, kManualReset, "lock-left").Set(); }).join();
     EXPECT_EQ(result, 1);
 }
 
 TEST(Event, AWaitWithoutTheMutexFailsAndIsNotCounted) {
-    TracedEvent event(0, manualReset);
+    TracedEvent event(0, kManualReset);
     {
         const FailingCall failure(PlatformCall::MutexLock, EINVAL);
-        EXPECT_EQ(event->Wait(infinite, 0), -1);
+        EXPECT_EQ(event->Wait(kInfinite, 0), -1);
         EXPECT_TRUE(failure.happened());
     }
     EXPECT_EQ(event.waiters(), 0U);
 }
 
 TEST(Event, AnOperationWithoutTheMutexDoesNotUnlockIt) {
-    TracedEvent event(0, manualReset);
+    TracedEvent event(0, kManualReset);
     pthread_mutex_lock(&event.record()->mutex);
     {
         const FailingCall failure(PlatformCall::MutexLock, EINVAL);

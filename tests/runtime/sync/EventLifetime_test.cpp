@@ -33,7 +33,7 @@ class Hold {
 };
 
 TEST(Event, DestructionWaitsForTheWaitersAndEndsWithTheLastOne) {
-    TracedEvent event(0, manualReset, "drained");
+    TracedEvent event(0, kManualReset, "drained");
     Hold hold;
     const auto letOneLeave = [&] {
         const unsigned int before = event.waiters();
@@ -53,7 +53,7 @@ TEST(Event, DestructionWaitsForTheWaitersAndEndsWithTheLastOne) {
 }
 
 TEST(Event, TheLastWaiterToLeaveWakesTheDestructor) {
-    TracedEvent event(0, manualReset);
+    TracedEvent event(0, kManualReset);
     Hold hold;
     const auto waitForTheLastOne = [&] {
         TracedEvent::Record& record = *event.record();
@@ -77,7 +77,7 @@ TEST(Event, TheLastWaiterToLeaveWakesTheDestructor) {
 }
 
 TEST(Event, DestructionPollsOnceASecond) {
-    TracedEvent event(0, manualReset);
+    TracedEvent event(0, kManualReset);
     Hold hold;
     std::optional<ScriptedClock> clock;
     const auto letASecondPass = [&] {
@@ -104,11 +104,11 @@ TEST(Event, DestructionPollsOnceASecond) {
 }
 
 TEST(Event, TheNameIsFreeWhileTheLastObjectWaitsForItsWaiters) {
-    TracedEvent event(0, automaticReset, "leaving");
+    TracedEvent event(0, kAutomaticReset, "leaving");
     Hold hold;
     const auto useTheName = [&] {
         EXPECT_EQ(CEvent::CreateRef("leaving"), nullptr);
-        CEvent again(1, manualReset, "leaving");
+        CEvent again(1, kManualReset, "leaving");
         EXPECT_EQ(again.IfSet(), 1);
         EXPECT_EQ(event.waiters(), 1U);
         hold.letOneGo();
@@ -126,7 +126,7 @@ TEST(Event, TheNameIsFreeWhileTheLastObjectWaitsForItsWaiters) {
 
 TEST(Event, AnEventMayBeDestroyedAfterItsWaiterWasCancelled) {
     const ScriptedClock noWaits;
-    TracedEvent event(0, manualReset);
+    TracedEvent event(0, kManualReset);
     Waiter waiter(event.event());
     event.awaitWaiters(1);
     EXPECT_TRUE(waiter.cancel());
@@ -136,7 +136,7 @@ TEST(Event, AnEventMayBeDestroyedAfterItsWaiterWasCancelled) {
 }
 
 TEST(Event, ACancelledThreadFinishesItsDestructors) {
-    TracedEvent event(0, manualReset);
+    TracedEvent event(0, kManualReset);
     Hold hold;
     const auto cancel = [&] {
         pthread_cancel(pthread_self());
@@ -164,7 +164,7 @@ TEST(Event, AReleasedThreadMayDestroyTheEvent) {
     for (int round = 0; round < 200; ++round) {
         auto* event = new CEvent(0, round % 2, nullptr);
         PosixThread waiter([event] {
-            EXPECT_EQ(event->Wait(infinite, 0), 0);
+            EXPECT_EQ(event->Wait(kInfinite, 0), 0);
             delete event;
         });
         event->Set();

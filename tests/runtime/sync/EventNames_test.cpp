@@ -21,8 +21,8 @@ namespace {
 using testing::ElementsAre;
 
 TEST(Event, OtherObjectsGoOnWhenOneIsClosed) {
-    CEvent one(0, automaticReset, "closed-by-one");
-    CEvent other(0, automaticReset, "closed-by-one");
+    CEvent one(0, kAutomaticReset, "closed-by-one");
+    CEvent other(0, kAutomaticReset, "closed-by-one");
     one.Close();
     EXPECT_EQ(other.Wait(0, 0), 0) << "closing signals the event";
     EXPECT_EQ(other.Set(), 1);
@@ -30,8 +30,8 @@ TEST(Event, OtherObjectsGoOnWhenOneIsClosed) {
 }
 
 TEST(Event, ObjectsOfOneNameShareOneState) {
-    CEvent one(0, automaticReset, "shared");
-    CEvent other(1, automaticReset, "shared");
+    CEvent one(0, kAutomaticReset, "shared");
+    CEvent other(1, kAutomaticReset, "shared");
     EXPECT_EQ(other.IfSet(), 0) << "the state of the existing event stays";
     one.Set();
     EXPECT_EQ(other.Wait(0, 0), 0);
@@ -39,38 +39,38 @@ TEST(Event, ObjectsOfOneNameShareOneState) {
 }
 
 TEST(Event, NamesDifferByCaseAndTheEmptyNameIsAName) {
-    CEvent lower(1, manualReset, "case");
-    CEvent upper(0, manualReset, "CASE");
+    CEvent lower(1, kManualReset, "case");
+    CEvent upper(0, kManualReset, "CASE");
     EXPECT_EQ(upper.IfSet(), 0);
-    CEvent empty(1, manualReset, "");
-    CEvent sameEmpty(0, manualReset, "");
+    CEvent empty(1, kManualReset, "");
+    CEvent sameEmpty(0, kManualReset, "");
     EXPECT_EQ(sameEmpty.IfSet(), 1);
 }
 
 TEST(Event, UnnamedEventsAreApart) {
-    CEvent one(1, manualReset, nullptr);
-    CEvent other(0, manualReset, nullptr);
+    CEvent one(1, kManualReset, nullptr);
+    CEvent other(0, kManualReset, nullptr);
     EXPECT_EQ(other.IfSet(), 0);
 }
 
 TEST(Event, DestroyingOneObjectLeavesTheOtherWorking) {
-    auto one = std::make_unique<CEvent>(0, manualReset, "survivor");
-    CEvent other(0, manualReset, "survivor");
+    auto one = std::make_unique<CEvent>(0, kManualReset, "survivor");
+    CEvent other(0, kManualReset, "survivor");
     one = nullptr;
     EXPECT_EQ(other.Set(), 1);
-    CEvent late(0, manualReset, "survivor");
+    CEvent late(0, kManualReset, "survivor");
     EXPECT_EQ(late.IfSet(), 1);
 }
 
 TEST(Event, TheNameEndsWithTheLastObject) {
-    { CEvent event(1, manualReset, "short-lived"); }
+    { CEvent event(1, kManualReset, "short-lived"); }
     EXPECT_EQ(CEvent::CreateRef("short-lived"), nullptr);
-    CEvent again(0, automaticReset, "short-lived");
+    CEvent again(0, kAutomaticReset, "short-lived");
     EXPECT_EQ(again.IfSet(), 0);
 }
 
 TEST(Event, CreateRefRefersToTheNamedEvent) {
-    TracedEvent event(0, manualReset, "referred");
+    TracedEvent event(0, kManualReset, "referred");
     std::unique_ptr<CEvent> reference;
     {
         const TraceCapture trace;
@@ -94,7 +94,7 @@ TEST(Event, CreateRefOfAnUnknownNameGivesNull) {
 }
 
 TEST(Event, ACopySharesTheRecord) {
-    TracedEvent event(1, automaticReset);
+    TracedEvent event(1, kAutomaticReset);
     const TraceCapture trace;
     {
         CEvent copy(event.event());
@@ -108,15 +108,15 @@ TEST(Event, ACopySharesTheRecord) {
 }
 
 TEST(Event, ACopyOfAClosedEventIsOpen) {
-    CEvent event(0, manualReset, nullptr);
+    CEvent event(0, kManualReset, nullptr);
     event.Close();
     CEvent copy(event);
     EXPECT_EQ(copy.IfSet(), 1);
 }
 
 TEST(Event, AssignmentRefersToTheOtherRecordAndOpens) {
-    TracedEvent source(1, manualReset, "assigned");
-    TracedEvent target(0, automaticReset, "replaced");
+    TracedEvent source(1, kManualReset, "assigned");
+    TracedEvent target(0, kAutomaticReset, "replaced");
     CEvent keeper(target.event());
     target->Close();
     {
@@ -134,8 +134,8 @@ TEST(Event, AssignmentRefersToTheOtherRecordAndOpens) {
 }
 
 TEST(Event, TheRecordBeforeAnAssignmentLivesOnUnderItsName) {
-    CEvent source(0, manualReset, nullptr);
-    TracedEvent target(1, manualReset, "left-behind");
+    CEvent source(0, kManualReset, nullptr);
+    TracedEvent target(1, kManualReset, "left-behind");
     target.event() = source;
     std::unique_ptr<CEvent> found(CEvent::CreateRef("left-behind"));
     ASSERT_NE(found, nullptr);
@@ -144,7 +144,7 @@ TEST(Event, TheRecordBeforeAnAssignmentLivesOnUnderItsName) {
 }
 
 TEST(Event, AssignmentToItselfDoesNothing) {
-    TracedEvent event(1, manualReset);
+    TracedEvent event(1, kManualReset);
     event->Close();
     const TraceCapture trace;
     CEvent& alias = event.event();
@@ -155,7 +155,7 @@ TEST(Event, AssignmentToItselfDoesNothing) {
 
 TEST(Event, AssignmentFromAnEventWithoutRecordLeavesNone) {
     CEvent none(static_cast<TracedEvent::Record*>(nullptr));
-    TracedEvent event(1, manualReset, "lost");
+    TracedEvent event(1, kManualReset, "lost");
     event.event() = none;
     EXPECT_EQ(event->IfSet(), 0);
     EXPECT_EQ(event->Wait(0, 0), -1);
@@ -165,12 +165,12 @@ TEST(Event, AssignmentFromAnEventWithoutRecordLeavesNone) {
 TEST(Event, NamesMayComeAndGoInManyThreads) {
     const auto work = [] {
         for (int round = 0; round < 200; ++round) {
-            CEvent event(0, manualReset, "crowded");
+            CEvent event(0, kManualReset, "crowded");
             const std::unique_ptr<CEvent> reference(CEvent::CreateRef("crowded"));
             ASSERT_NE(reference, nullptr);
             CEvent copy(event);
             copy.Set();
-            EXPECT_EQ(reference->Wait(infinite, 0), 0);
+            EXPECT_EQ(reference->Wait(kInfinite, 0), 0);
         }
     };
     {
@@ -196,14 +196,14 @@ TEST(Event, NamesMayBeUsedInAForkedChildWhoeverUsedThemAtTheFork) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(60);  // rather than for ever, should the lock be taken
-        CEvent event(1, automaticReset, "in-the-child");
+        CEvent event(1, kAutomaticReset, "in-the-child");
         _exit(event.Wait(0, 0));
     }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
     holder.join();
-    CEvent event(1, automaticReset, "in-the-parent");
+    CEvent event(1, kAutomaticReset, "in-the-parent");
     EXPECT_EQ(event.Wait(0, 0), 0);
 }
 

@@ -22,9 +22,9 @@
 
 namespace varnock::test {
 
-inline constexpr unsigned int infinite = 0xFFFFFFFF;
-inline constexpr int automaticReset = 0;
-inline constexpr int manualReset = 1;
+inline constexpr unsigned int kInfinite = 0xFFFFFFFF;
+inline constexpr int kAutomaticReset = 0;
+inline constexpr int kManualReset = 1;
 
 /// An event and its record, which the trace tells. The record is for reading; what it holds is
 /// changed through the operations of events alone.
@@ -76,7 +76,7 @@ class TracedEvent {
 /// A thread inside Wait(), and what it returned.
 class Waiter {
   public:
-    explicit Waiter(CEvent& event, unsigned int timeoutMs = infinite)
+    explicit Waiter(CEvent& event, unsigned int timeoutMs = kInfinite)
         : thread_([this, &event, timeoutMs] {
               result_ = event.Wait(timeoutMs, 0);
               done_ = true;

@@ -16,7 +16,7 @@ namespace {
 using testing::ElementsAre;
 
 TEST(Event, CreateWithoutAChangeTracesNothing) {
-    TracedEvent event(1, manualReset);
+    TracedEvent event(1, kManualReset);
     const TraceCapture trace;
     EXPECT_EQ(event->Create(2, 3, nullptr, nullptr), 1);
     EXPECT_EQ(trace.text(), "");
@@ -24,9 +24,9 @@ TEST(Event, CreateWithoutAChangeTracesNothing) {
 
 TEST(Event, TracesItsLife) {
     const TraceCapture trace;
-    TracedEvent event(0, manualReset, "traced");
+    TracedEvent event(0, kManualReset, "traced");
     {
-        CEvent second(0, manualReset, "traced");
+        CEvent second(0, kManualReset, "traced");
         second.Set();
         second.IfSet();
         second.Pulse();
@@ -48,30 +48,30 @@ TEST(Event, TracesItsLife) {
 
 TEST(Event, TracesTheConstructionOfAnUnnamedEvent) {
     const TraceCapture trace;
-    const CEvent event(1, manualReset, nullptr);
+    const CEvent event(1, kManualReset, nullptr);
     EXPECT_TRUE(trace.contains("creating event 0x")) << trace.text();
     EXPECT_TRUE(trace.contains("<anon> (IsSignaled=1)")) << trace.text();
 }
 
 TEST(Event, TracesAtItsLevels) {
     TraceCapture trace(4);
-    TracedEvent event(0, manualReset, "levels");
+    TracedEvent event(0, kManualReset, "levels");
     event->Set();
     EXPECT_EQ(trace.text(), "");
-    const CEvent second(0, manualReset, "levels");
+    const CEvent second(0, kManualReset, "levels");
     EXPECT_EQ(trace.count("refCount for event"), 1U);
     trace.setLevel(2);
-    const CEvent third(0, manualReset, "levels");
+    const CEvent third(0, kManualReset, "levels");
     EXPECT_EQ(trace.count("refCount for event"), 1U);
 }
 
 TEST(Event, TracesEveryOperationAtLevelFive) {
     const auto use = [] {
-        CEvent event(0, manualReset, "levels-of-all");
+        CEvent event(0, kManualReset, "levels-of-all");
         CEvent copy(event);
         const std::unique_ptr<CEvent> reference(CEvent::CreateRef("levels-of-all"));
         EXPECT_EQ(CEvent::CreateRef("nobody"), nullptr);
-        event.Create(1, automaticReset, nullptr, nullptr);
+        event.Create(1, kAutomaticReset, nullptr, nullptr);
         event.Set();
         event.IfSet();
         event.Pulse();
@@ -102,9 +102,9 @@ TEST(Event, TracesEveryOperationAtLevelFive) {
 }
 
 TEST(Event, WarnsOfAnotherKindOfResetAndKeepsTheFirst) {
-    TracedEvent event(1, manualReset, "mismatch");
+    TracedEvent event(1, kManualReset, "mismatch");
     const TraceCapture trace(0);
-    CEvent second(1, automaticReset, "mismatch");
+    CEvent second(1, kAutomaticReset, "mismatch");
     EXPECT_THAT(trace.messages(), ElementsAre("WARNING: manual setting mismatch for event " +
                                               event.named("mismatch")));
     EXPECT_EQ(second.Wait(0, 0), 0);

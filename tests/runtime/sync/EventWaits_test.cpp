@@ -23,7 +23,7 @@ int pulseAndCancel(CEvent& event) {
 TEST(Event, WaitsUntilTheDeadlineOnTheCalendarClock) {
     ScriptedClock clock([] { return ETIMEDOUT; });
     clock.setWallTime(100, 999'500'000);
-    CEvent event(0, automaticReset, nullptr);
+    CEvent event(0, kAutomaticReset, nullptr);
     EXPECT_EQ(event.Wait(1501, 0), 102);
     ASSERT_EQ(clock.deadlines().size(), 1U);
     EXPECT_EQ(clock.deadlines()[0].tv_sec, 102);
@@ -33,7 +33,7 @@ TEST(Event, WaitsUntilTheDeadlineOnTheCalendarClock) {
 TEST(Event, TakesTheLongestTimeoutBelowInfinite) {
     ScriptedClock clock([] { return ETIMEDOUT; });
     clock.setWallTime(1, 0);
-    CEvent event(0, automaticReset, nullptr);
+    CEvent event(0, kAutomaticReset, nullptr);
     EXPECT_EQ(event.Wait(0xFFFFFFFE, 0), 102);
     EXPECT_EQ(clock.deadlines()[0].tv_sec, 4'294'968);
     EXPECT_EQ(clock.deadlines()[0].tv_nsec, 294'000'000);
@@ -42,7 +42,7 @@ TEST(Event, TakesTheLongestTimeoutBelowInfinite) {
 TEST(Event, WaitsOnWithTheSameDeadlineAfterAnInterruptionOrAWakeWithoutCause) {
     ScriptedClock clock([] { return EINTR; }, [] { return 0; }, [] { return ETIMEDOUT; });
     clock.setWallTime(10, 0);
-    CEvent event(0, manualReset, nullptr);
+    CEvent event(0, kManualReset, nullptr);
     EXPECT_EQ(event.Wait(500, 0), 102);
     ASSERT_EQ(clock.deadlines().size(), 3U);
     EXPECT_EQ(clock.deadlines()[2].tv_sec, clock.deadlines()[0].tv_sec);
@@ -51,14 +51,14 @@ TEST(Event, WaitsOnWithTheSameDeadlineAfterAnInterruptionOrAWakeWithoutCause) {
 
 TEST(Event, AnErrorOfTheWaitIsAFailure) {
     const ScriptedClock clock([] { return EINVAL; });
-    CEvent event(0, manualReset, nullptr);
+    CEvent event(0, kManualReset, nullptr);
     EXPECT_EQ(event.Wait(500, 0), -1);
-    EXPECT_EQ(event.Create(1, manualReset, nullptr, nullptr), 1) << "no waiter may be left";
+    EXPECT_EQ(event.Create(1, kManualReset, nullptr, nullptr), 1) << "no waiter may be left";
 }
 
 TEST(Event, AnEventThatIsSignalledWhenTheTimeRunsOutReleases) {
     for (const int error : {ETIMEDOUT, EINVAL}) {
-        TracedEvent event(0, automaticReset);
+        TracedEvent event(0, kAutomaticReset);
         const ScriptedClock clock([&] {
             EXPECT_EQ(event->Set(), 1);
             return error;
@@ -70,7 +70,7 @@ TEST(Event, AnEventThatIsSignalledWhenTheTimeRunsOutReleases) {
 
 TEST(Event, TimesOutWhenTheTimeHasPassed) {
     FakeClock clock;
-    TracedEvent event(0, automaticReset);
+    TracedEvent event(0, kAutomaticReset);
     Waiter waiter(event.event(), 5000);
     event.awaitWaiters(1);
     clock.advance(std::chrono::milliseconds(4999));
@@ -81,8 +81,8 @@ TEST(Event, TimesOutWhenTheTimeHasPassed) {
 }
 
 TEST(Event, ACancelledWaiterLeavesTheEventConsistent) {
-    for (const unsigned int timeoutMs : {infinite, 100'000U}) {
-        TracedEvent event(0, automaticReset);
+    for (const unsigned int timeoutMs : {kInfinite, 100'000U}) {
+        TracedEvent event(0, kAutomaticReset);
         Waiter waiter(event.event(), timeoutMs);
         event.awaitWaiters(1);
         EXPECT_TRUE(waiter.cancel());
@@ -93,7 +93,7 @@ TEST(Event, ACancelledWaiterLeavesTheEventConsistent) {
 }
 
 TEST(Event, ThePulseOfACancelledWaiterIsNotForLaterOnes) {
-    TracedEvent event(0, automaticReset);
+    TracedEvent event(0, kAutomaticReset);
     const ScriptedClock clock([&] { return pulseAndCancel(event.event()); },
                               [] { return ETIMEDOUT; });
     Waiter waiter(event.event(), 1000);
@@ -102,7 +102,7 @@ TEST(Event, ThePulseOfACancelledWaiterIsNotForLaterOnes) {
 }
 
 TEST(Event, ThePulseOfACancelledWaiterDoesNotAddToLaterOnes) {
-    TracedEvent event(0, automaticReset);
+    TracedEvent event(0, kAutomaticReset);
     const ScriptedClock clock([&] { return pulseAndCancel(event.event()); });
     {
         Waiter cancelled(event.event(), 1000);

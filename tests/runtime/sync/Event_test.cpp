@@ -14,14 +14,14 @@ namespace {
 using testing::ElementsAre;
 
 TEST(Event, AutomaticEventReleasesExactlyOneWait) {
-    CEvent event(0, automaticReset, nullptr);
+    CEvent event(0, kAutomaticReset, nullptr);
     EXPECT_EQ(event.Set(), 1);
     EXPECT_EQ(event.Wait(0, 0), 0);
     EXPECT_EQ(event.Wait(0, 0), 102);
 }
 
 TEST(Event, SettingAnAutomaticEventTwiceReleasesOneWait) {
-    CEvent event(0, automaticReset, nullptr);
+    CEvent event(0, kAutomaticReset, nullptr);
     event.Set();
     event.Set();
     EXPECT_EQ(event.Wait(0, 0), 0);
@@ -29,10 +29,10 @@ TEST(Event, SettingAnAutomaticEventTwiceReleasesOneWait) {
 }
 
 TEST(Event, ManualEventStaysSignalledUntilReset) {
-    CEvent event(0, manualReset, nullptr);
+    CEvent event(0, kManualReset, nullptr);
     EXPECT_EQ(event.Set(), 1);
     EXPECT_EQ(event.Wait(0, 0), 0);
-    EXPECT_EQ(event.Wait(infinite, 0), 0);
+    EXPECT_EQ(event.Wait(kInfinite, 0), 0);
     EXPECT_EQ(event.IfSet(), 1);
     EXPECT_EQ(event.Reset(), 1);
     EXPECT_EQ(event.IfSet(), 0);
@@ -40,16 +40,16 @@ TEST(Event, ManualEventStaysSignalledUntilReset) {
 }
 
 TEST(Event, BeginsInTheGivenState) {
-    CEvent set(7, manualReset, nullptr);
+    CEvent set(7, kManualReset, nullptr);
     EXPECT_EQ(set.IfSet(), 1) << "the state is 0 or 1, whatever the argument";
     EXPECT_EQ(set.Wait(0, 0), 0);
-    CEvent cleared(0, manualReset, nullptr);
+    CEvent cleared(0, kManualReset, nullptr);
     EXPECT_EQ(cleared.IfSet(), 0);
     EXPECT_EQ(cleared.Wait(0, 0), 102);
 }
 
 TEST(Event, AskingForTheStateDoesNotChangeIt) {
-    CEvent event(1, automaticReset, nullptr);
+    CEvent event(1, kAutomaticReset, nullptr);
     EXPECT_EQ(event.IfSet(), 1);
     EXPECT_EQ(event.IfSet(), 1);
     EXPECT_EQ(event.Wait(0, 0), 0);
@@ -57,7 +57,7 @@ TEST(Event, AskingForTheStateDoesNotChangeIt) {
 }
 
 TEST(Event, SetReleasesEveryWaiterOfAManualEvent) {
-    TracedEvent event(0, manualReset);
+    TracedEvent event(0, kManualReset);
     Waiter first(event.event());
     Waiter second(event.event(), 100'000);
     Waiter third(event.event());
@@ -70,7 +70,7 @@ TEST(Event, SetReleasesEveryWaiterOfAManualEvent) {
 }
 
 TEST(Event, SetReleasesOneWaiterOfAnAutomaticEvent) {
-    TracedEvent event(0, automaticReset);
+    TracedEvent event(0, kAutomaticReset);
     Waiter first(event.event());
     Waiter second(event.event());
     event.awaitWaiters(2);
@@ -85,7 +85,7 @@ TEST(Event, SetReleasesOneWaiterOfAnAutomaticEvent) {
 }
 
 TEST(Event, PulseWithoutWaiterHasNoLaterEffect) {
-    for (const int manual : {automaticReset, manualReset}) {
+    for (const int manual : {kAutomaticReset, kManualReset}) {
         CEvent event(0, manual, nullptr);
         EXPECT_EQ(event.Pulse(), 1);
         EXPECT_EQ(event.IfSet(), 0);
@@ -94,7 +94,7 @@ TEST(Event, PulseWithoutWaiterHasNoLaterEffect) {
 }
 
 TEST(Event, PulseEndsTheSignalledState) {
-    for (const int manual : {automaticReset, manualReset}) {
+    for (const int manual : {kAutomaticReset, kManualReset}) {
         CEvent event(1, manual, nullptr);
         event.Pulse();
         EXPECT_EQ(event.Wait(0, 0), 102);
@@ -102,7 +102,7 @@ TEST(Event, PulseEndsTheSignalledState) {
 }
 
 TEST(Event, PulseReleasesTheWaitersOfAManualEvent) {
-    TracedEvent event(0, manualReset);
+    TracedEvent event(0, kManualReset);
     Waiter first(event.event());
     Waiter second(event.event(), 100'000);
     event.awaitWaiters(2);
@@ -114,7 +114,7 @@ TEST(Event, PulseReleasesTheWaitersOfAManualEvent) {
 }
 
 TEST(Event, PulseReleasesOneWaiterOfAnAutomaticEvent) {
-    TracedEvent event(0, automaticReset);
+    TracedEvent event(0, kAutomaticReset);
     Waiter first(event.event());
     Waiter second(event.event());
     event.awaitWaiters(2);
@@ -129,7 +129,7 @@ TEST(Event, PulseReleasesOneWaiterOfAnAutomaticEvent) {
 }
 
 TEST(Event, AReleaseIsNotForWhoComesBeforeTheReleasedHaveRun) {
-    for (const int manual : {automaticReset, manualReset}) {
+    for (const int manual : {kAutomaticReset, kManualReset}) {
         TracedEvent event(0, manual);
         const ScriptedClock clock(
             [&] {
@@ -144,7 +144,7 @@ TEST(Event, AReleaseIsNotForWhoComesBeforeTheReleasedHaveRun) {
 }
 
 TEST(Event, PulsesInARowReleaseAsManyWaiters) {
-    TracedEvent event(0, automaticReset);
+    TracedEvent event(0, kAutomaticReset);
     Waiter first(event.event());
     Waiter second(event.event());
     event.awaitWaiters(2);
@@ -157,7 +157,7 @@ TEST(Event, PulsesInARowReleaseAsManyWaiters) {
 }
 
 TEST(Event, ResetDoesNotTakeBackWhatSetHasReleased) {
-    for (const int manual : {automaticReset, manualReset}) {
+    for (const int manual : {kAutomaticReset, kManualReset}) {
         TracedEvent event(0, manual);
         Waiter waiter(event.event());
         event.awaitWaiters(1);
@@ -169,7 +169,7 @@ TEST(Event, ResetDoesNotTakeBackWhatSetHasReleased) {
 }
 
 TEST(Event, PulseAfterSetReleasesOneMoreWaiterOfAnAutomaticEvent) {
-    TracedEvent event(0, automaticReset);
+    TracedEvent event(0, kAutomaticReset);
     Waiter first(event.event());
     Waiter second(event.event());
     Waiter third(event.event());
@@ -184,7 +184,7 @@ TEST(Event, PulseAfterSetReleasesOneMoreWaiterOfAnAutomaticEvent) {
 }
 
 TEST(Event, WakingWithoutACauseReleasesNobody) {
-    TracedEvent event(0, automaticReset);
+    TracedEvent event(0, kAutomaticReset);
     Waiter first(event.event());
     Waiter second(event.event(), 100'000);
     event.awaitWaiters(2);
@@ -199,7 +199,7 @@ TEST(Event, WakingWithoutACauseReleasesNobody) {
 }
 
 TEST(Event, CloseReleasesTheWaitersOfAManualEventAndEndsTheObject) {
-    TracedEvent event(0, manualReset);
+    TracedEvent event(0, kManualReset);
     Waiter first(event.event());
     Waiter second(event.event());
     event.awaitWaiters(2);
@@ -213,12 +213,12 @@ TEST(Event, CloseReleasesTheWaitersOfAManualEventAndEndsTheObject) {
     EXPECT_EQ(event->Close(), 0);
     EXPECT_EQ(event->Create(0, 0, nullptr, nullptr), 0);
     EXPECT_EQ(event->Wait(0, 0), -1);
-    EXPECT_EQ(event->Wait(infinite, 0), -1);
+    EXPECT_EQ(event->Wait(kInfinite, 0), -1);
 }
 
 TEST(Event, CloseReleasesOneWaiterOfAnAutomaticEvent) {
-    TracedEvent event(0, automaticReset, "close-automatic");
-    CEvent other(0, automaticReset, "close-automatic");
+    TracedEvent event(0, kAutomaticReset, "close-automatic");
+    CEvent other(0, kAutomaticReset, "close-automatic");
     Waiter first(event.event());
     Waiter second(event.event());
     event.awaitWaiters(2);
@@ -231,9 +231,9 @@ TEST(Event, CloseReleasesOneWaiterOfAnAutomaticEvent) {
 }
 
 TEST(Event, CreateChangesStateAndKind) {
-    TracedEvent event(0, automaticReset, "changing");
+    TracedEvent event(0, kAutomaticReset, "changing");
     const TraceCapture trace;
-    EXPECT_EQ(event->Create(1, manualReset, nullptr, nullptr), 1);
+    EXPECT_EQ(event->Create(1, kManualReset, nullptr, nullptr), 1);
     EXPECT_THAT(trace.messages(), ElementsAre("Create event " + event.named("changing") +
                                               ", changing attributes (IsSignaled=0,IsManual=0) --> "
                                               "(IsSignaled=1,IsManual=1)"));
@@ -242,29 +242,29 @@ TEST(Event, CreateChangesStateAndKind) {
 }
 
 TEST(Event, CreateFailsWhileAThreadWaits) {
-    TracedEvent event(0, automaticReset);
+    TracedEvent event(0, kAutomaticReset);
     Waiter waiter(event.event());
     event.awaitWaiters(1);
-    EXPECT_EQ(event->Create(0, automaticReset, nullptr, nullptr), 0);
+    EXPECT_EQ(event->Create(0, kAutomaticReset, nullptr, nullptr), 0);
     event->Set();
     EXPECT_EQ(waiter.result(), 0);
-    EXPECT_EQ(event->Create(0, automaticReset, nullptr, nullptr), 1);
+    EXPECT_EQ(event->Create(0, kAutomaticReset, nullptr, nullptr), 1);
 }
 
 TEST(Event, ThreadsHandATurnToEachOther) {
-    CEvent ping(0, automaticReset, nullptr);
-    CEvent pong(0, automaticReset, nullptr);
+    CEvent ping(0, kAutomaticReset, nullptr);
+    CEvent pong(0, kAutomaticReset, nullptr);
     int turns = 0;
     PosixThread other([&] {
         for (int turn = 0; turn < 500; ++turn) {
-            ping.Wait(infinite, 0);
+            ping.Wait(kInfinite, 0);
             ++turns;
             pong.Set();
         }
     });
     for (int turn = 0; turn < 500; ++turn) {
         ping.Set();
-        EXPECT_EQ(pong.Wait(infinite, 0), 0);
+        EXPECT_EQ(pong.Wait(kInfinite, 0), 0);
         EXPECT_EQ(turns, turn + 1);
     }
 }

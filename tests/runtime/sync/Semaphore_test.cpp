@@ -23,7 +23,7 @@ using varnock::test::FailingCall;
 using varnock::test::PlatformCall;
 using varnock::test::PosixThread;
 
-constexpr unsigned int infinite = 0xFFFFFFFF;
+constexpr unsigned int kInfinite = 0xFFFFFFFF;
 
 /// How often the semaphore can be taken now; leaves its value as it was.
 long valueOf(CSemaphore& semaphore) {
@@ -41,7 +41,7 @@ bool isNamed(const char* name) {
 TEST(Semaphore, WithoutSemaphoreEveryOperationFails) {
     CSemaphore semaphore;
     EXPECT_EQ(semaphore.Wait(0), -1);
-    EXPECT_EQ(semaphore.Wait(infinite), -1);
+    EXPECT_EQ(semaphore.Wait(kInfinite), -1);
     EXPECT_EQ(semaphore.Release(1), 0);
     EXPECT_EQ(semaphore.Delete(), 0);
 }
@@ -49,7 +49,7 @@ TEST(Semaphore, WithoutSemaphoreEveryOperationFails) {
 TEST(Semaphore, CountsDownToZero) {
     CSemaphore semaphore;
     EXPECT_EQ(semaphore.Create(2, 5, nullptr, nullptr), 1);
-    EXPECT_EQ(semaphore.Wait(infinite), 0);
+    EXPECT_EQ(semaphore.Wait(kInfinite), 0);
     EXPECT_EQ(semaphore.Wait(1), 0);
     EXPECT_EQ(semaphore.Wait(0), 102);
 }
@@ -82,7 +82,7 @@ TEST(Semaphore, ReleaseFailsAtTheHighestValue) {
     CSemaphore semaphore;
     ASSERT_EQ(semaphore.Create(SEM_VALUE_MAX, SEM_VALUE_MAX, nullptr, nullptr), 1);
     EXPECT_EQ(semaphore.Release(5), 0);
-    EXPECT_EQ(semaphore.Wait(infinite), 0);
+    EXPECT_EQ(semaphore.Wait(kInfinite), 0);
     EXPECT_EQ(semaphore.Release(1), 1);
 }
 
@@ -227,7 +227,7 @@ TEST(Semaphore, WaitBlocksUntilARelease) {
     semaphore.Create(0, 1, nullptr, nullptr);
     std::atomic<bool> taken = false;
     PosixThread waiter([&] {
-        EXPECT_EQ(semaphore.Wait(infinite), 0);
+        EXPECT_EQ(semaphore.Wait(kInfinite), 0);
         taken = true;
     });
     for (int turn = 0; turn < 200; ++turn) sched_yield();
@@ -248,7 +248,7 @@ TEST(Semaphore, WaitGoesOnAfterAnInterruption) {
     std::atomic<pthread_t> thread = 0;
     PosixThread waiter([&] {
         thread = pthread_self();
-        EXPECT_EQ(semaphore.Wait(infinite), 0);
+        EXPECT_EQ(semaphore.Wait(kInfinite), 0);
     });
     while (thread == 0) sched_yield();
     for (int round = 0; round < 20; ++round) {
@@ -265,7 +265,7 @@ TEST(Semaphore, AWaitCanBeCancelled) {
     std::atomic<bool> begun = false;
     PosixThread waiter([&] {
         begun = true;
-        semaphore.Wait(infinite);
+        semaphore.Wait(kInfinite);
     });
     while (!begun) sched_yield();
     waiter.cancel();
@@ -280,7 +280,7 @@ TEST(Semaphore, NamesMayComeAndGoInManyThreads) {
             CSemaphore semaphore;
             ASSERT_EQ(semaphore.Create(0, 0, "crowded", nullptr), 1);
             semaphore.Release(1);
-            EXPECT_EQ(semaphore.Wait(infinite), 0);
+            EXPECT_EQ(semaphore.Wait(kInfinite), 0);
         }
     };
     {

@@ -54,19 +54,19 @@ class MonitoredThread : public testing::Test {
 };
 
 TEST_F(MonitoredThread, RecordsTheLifeOfAJoinedThread) {
-    auto [thread, entry] = make(killAlive);
+    auto [thread, entry] = make(kKillAlive);
     Task task(nothing);
-    task.start(*thread, joinable);
+    task.start(*thread, kJoinable);
     task.awaitEnd();
     EXPECT_EQ(entry->thread, task.id());
     EXPECT_EQ(entry->creator, pthread_self());
     EXPECT_EQ(entry->processId, getpid());
     EXPECT_EQ(entry->priority, 0U);
     EXPECT_EQ(entry->stackSize, 0x4000U);
-    EXPECT_EQ(entry->waitable, joinable);
+    EXPECT_EQ(entry->waitable, kJoinable);
     EXPECT_EQ(entry->startOption, 3);
-    EXPECT_EQ(entry->killStillAlive, killAlive);
-    EXPECT_TRUE(thread->WaitForTermination(infinite));
+    EXPECT_EQ(entry->killStillAlive, kKillAlive);
+    EXPECT_TRUE(thread->WaitForTermination(kInfinite));
     EXPECT_EQ(entry->joiner, pthread_self());
     thread = nullptr;
     EXPECT_THAT(history(*entry), ElementsAre(0x0, 0x1, 0x11, 0x101, 0x10101, 0x30101, 0x10030100));
@@ -74,10 +74,10 @@ TEST_F(MonitoredThread, RecordsTheLifeOfAJoinedThread) {
 }
 
 TEST_F(MonitoredThread, RecordsTheLifeOfACancelledThread) {
-    auto [thread, entry] = make(keepAlive);
+    auto [thread, entry] = make(kKeepAlive);
     CEvent never(0, 1, nullptr);
-    Task task([&] { never.Wait(infinite, 0); });
-    task.start(*thread, detached);
+    Task task([&] { never.Wait(kInfinite, 0); });
+    task.start(*thread, kDetached);
     task.awaitBegin();
     EXPECT_TRUE(thread->Kill(0));
     awaitNotRunning(*thread);
@@ -89,28 +89,28 @@ TEST_F(MonitoredThread, RecordsTheLifeOfACancelledThread) {
 TEST_F(MonitoredThread, CountsThreadsInAndOut) {
     EXPECT_EQ(ThreadCounter, 1);
     CEvent go(0, 1, nullptr);
-    Task first([&] { go.Wait(infinite, 0); });
-    Task second([&] { go.Wait(infinite, 0); });
-    CThread one(killAlive);
-    CThread other(killAlive);
-    first.start(one, joinable);
+    Task first([&] { go.Wait(kInfinite, 0); });
+    Task second([&] { go.Wait(kInfinite, 0); });
+    CThread one(kKillAlive);
+    CThread other(kKillAlive);
+    first.start(one, kJoinable);
     EXPECT_EQ(ThreadCounter, 2);
-    second.start(other, joinable);
+    second.start(other, kJoinable);
     EXPECT_EQ(ThreadCounter, 3);
     go.Set();
-    one.WaitForTermination(infinite);
-    other.WaitForTermination(infinite);
+    one.WaitForTermination(kInfinite);
+    other.WaitForTermination(kInfinite);
     EXPECT_EQ(ThreadCounter, 1);
     EXPECT_EQ(MaxActiveThread, 3);
 }
 
 TEST_F(MonitoredThread, TheStartIsRecordedBeforeTheExit) {
     for (int round = 0; round < 100; ++round) {
-        auto [thread, entry] = make(keepAlive);
+        auto [thread, entry] = make(kKeepAlive);
         Task task(nothing);
-        task.start(*thread, joinable);
+        task.start(*thread, kJoinable);
         task.awaitEnd();
-        thread->WaitForTermination(infinite);
+        thread->WaitForTermination(kInfinite);
         EXPECT_THAT(history(*entry), ElementsAre(0x0, 0x1, 0x11, 0x101, 0x10101, 0x30101));
     }
     EXPECT_EQ(ThreadCounter, 1);
@@ -122,8 +122,8 @@ TEST_F(MonitoredThread, RacingStartsAndExitsKeepTheCounter) {
     const auto work = [] {
         for (int round = 0; round < 30; ++round) {
             Task task(nothing);
-            CThread thread(keepAlive);
-            ASSERT_TRUE(task.start(thread, detached));
+            CThread thread(kKeepAlive);
+            ASSERT_TRUE(task.start(thread, kDetached));
             task.awaitEnd();
         }
     };
@@ -135,10 +135,10 @@ TEST_F(MonitoredThread, RacingStartsAndExitsKeepTheCounter) {
 }
 
 TEST_F(MonitoredThread, WarnsWhenTheObjectGoesBeforeTheThread) {
-    auto [thread, entry] = make(keepAlive);
+    auto [thread, entry] = make(kKeepAlive);
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
-    task.start(*thread, detached);
+    Task task([&] { go.Wait(kInfinite, 0); });
+    task.start(*thread, kDetached);
     const TraceCapture trace;
     thread = nullptr;
     EXPECT_TRUE(trace.contains("of a running thread = "));
@@ -148,7 +148,7 @@ TEST_F(MonitoredThread, WarnsWhenTheObjectGoesBeforeTheThread) {
 }
 
 TEST_F(MonitoredThread, StoresItsName) {
-    auto [thread, entry] = make(keepAlive);
+    auto [thread, entry] = make(kKeepAlive);
     const TraceCapture trace;
     EXPECT_TRUE(thread->SetThreadName("worker", "first"));
     EXPECT_STREQ(entry->debugName.get(), "worker");
@@ -159,11 +159,11 @@ TEST_F(MonitoredThread, StoresItsName) {
 }
 
 TEST_F(MonitoredThread, AFailedStartIsNeitherRecordedNorCounted) {
-    auto [thread, entry] = make(keepAlive);
+    auto [thread, entry] = make(kKeepAlive);
     Task task(nothing);
     {
         const FailingCall failure(PlatformCall::ThreadCreate, EAGAIN);
-        EXPECT_FALSE(task.start(*thread, joinable));
+        EXPECT_FALSE(task.start(*thread, kJoinable));
     }
     EXPECT_THAT(history(*entry), ElementsAre(0x0, 0x1));
     EXPECT_EQ(entry->thread, 0U);
@@ -172,21 +172,21 @@ TEST_F(MonitoredThread, AFailedStartIsNeitherRecordedNorCounted) {
 }
 
 TEST_F(MonitoredThread, RecordsAJoinThatFailedAsBegun) {
-    auto [thread, entry] = make(keepAlive);
+    auto [thread, entry] = make(kKeepAlive);
     CThread& object = *thread;
     Task task([&] { EXPECT_FALSE(object.Kill(0)); });
-    task.start(object, joinable);
+    task.start(object, kJoinable);
     task.awaitEnd();
     EXPECT_THAT(history(*entry), ElementsAre(0x0, 0x1, 0x11, 0x10011, 0x10101));
     EXPECT_EQ(entry->joiner, task.id());
-    EXPECT_TRUE(object.WaitForTermination(infinite));
+    EXPECT_TRUE(object.WaitForTermination(kInfinite));
 }
 
 TEST_F(MonitoredThread, RecordsACancellationThatFailedAsRequested) {
-    auto [thread, entry] = make(keepAlive);
+    auto [thread, entry] = make(kKeepAlive);
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
-    task.start(*thread, detached);
+    Task task([&] { go.Wait(kInfinite, 0); });
+    task.start(*thread, kDetached);
     task.awaitBegin();
     {
         const FailingCall failure(PlatformCall::ThreadCancel, ESRCH);
@@ -200,14 +200,14 @@ TEST_F(MonitoredThread, RecordsACancellationThatFailedAsRequested) {
 
 // The history only grows, so a second thread of the same object looks like one that has ended.
 TEST_F(MonitoredThread, OnlyTheFirstThreadOfAnObjectIsCountedOut) {
-    auto [thread, entry] = make(keepAlive);
+    auto [thread, entry] = make(kKeepAlive);
     Task task(nothing);
-    task.start(*thread, joinable);
-    thread->WaitForTermination(infinite);
+    task.start(*thread, kJoinable);
+    thread->WaitForTermination(kInfinite);
     EXPECT_EQ(ThreadCounter, 1);
     const TraceCapture trace(1);
-    task.start(*thread, joinable);
-    thread->WaitForTermination(infinite);
+    task.start(*thread, kJoinable);
+    thread->WaitForTermination(kInfinite);
     EXPECT_EQ(ThreadCounter, 2);
     EXPECT_EQ(entry->thread, task.id());
     EXPECT_TRUE(trace.contains("Don't touch an old entry")) << trace.text();
@@ -218,15 +218,15 @@ TEST_F(MonitoredThread, TheFiveHundredAndThirteenthObjectWorksWithoutRecords) {
     const TraceCapture quiet(0);
     for (int count = 0; count < 512; ++count) ASSERT_NE(monitor_->RegisterEntry(), nullptr);
     const TraceCapture trace(1);
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     EXPECT_THAT(trace.messages(),
                 ElementsAre("CTHREADMONITOR::RegisterEntry(): WARNING: cannot create an entry in "
                             "CTHREADMONITOR (max value exceeded)",
                             "CThread::KillStillAliveThread=TRUE: RegisterEntry returned "
                             "ThreadMonHandle = NULL"));
     Task task(nothing);
-    EXPECT_TRUE(task.start(thread, joinable));
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(task.start(thread, kJoinable));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_TRUE(task.ended());
     EXPECT_FALSE(thread.SetThreadName("worker", "last"));
     EXPECT_EQ(ThreadCounter, 2) << "counted in, but no entry counts it out";

@@ -28,31 +28,31 @@ struct Unwinding {
 };
 
 TEST(Thread, WaitingForAThreadThatWasNeverStartedSucceeds) {
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     const TraceCapture trace;
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_THAT(trace.messages(),
                 ElementsAre("CThread::WaitForTermination: Thread = 0x000000000 doesn't exist !"));
 }
 
 TEST(Thread, WaitingTracesTheResult) {
     Task task(nothing);
-    CThread thread(keepAlive);
-    task.start(thread, joinable);
+    CThread thread(kKeepAlive);
+    task.start(thread, kJoinable);
     const TraceCapture trace;
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_THAT(trace.messages(), Contains(text("CThread::WaitForTermination: a joinable Thread = "
                                                 "0x%08X has terminated, pstat=%p",
                                                 number(task.id()), static_cast<void*>(&task))));
-    EXPECT_TRUE(thread.WaitForTermination(infinite)) << "there is no thread any more";
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite)) << "there is no thread any more";
     EXPECT_TRUE(trace.contains("doesn't exist !"));
 }
 
 TEST(Thread, CannotWaitWithATimeout) {
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
-    CThread thread(keepAlive);
-    task.start(thread, joinable);
+    Task task([&] { go.Wait(kInfinite, 0); });
+    CThread thread(kKeepAlive);
+    task.start(thread, kJoinable);
     task.awaitBegin();
     const TraceCapture trace;
     std::atomic<bool> waited = false;
@@ -71,13 +71,13 @@ TEST(Thread, CannotWaitWithATimeout) {
 
 TEST(Thread, CannotWaitForADetachedThread) {
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
-    CThread thread(keepAlive);
-    task.start(thread, detached);
+    Task task([&] { go.Wait(kInfinite, 0); });
+    CThread thread(kKeepAlive);
+    task.start(thread, kDetached);
     task.awaitBegin();
     {
         const TraceCapture trace;
-        EXPECT_FALSE(thread.WaitForTermination(infinite));
+        EXPECT_FALSE(thread.WaitForTermination(kInfinite));
         EXPECT_THAT(trace.messages(),
                     ElementsAre(text("CThread::WaitForTermination: WARNING: Can't wait for "
                                      "detached thread 0x%08X",
@@ -89,7 +89,7 @@ TEST(Thread, CannotWaitForADetachedThread) {
 }
 
 TEST(Thread, KillingNoThreadSucceeds) {
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     const TraceCapture trace;
     EXPECT_TRUE(thread.Kill(9));
     EXPECT_THAT(trace.messages(),
@@ -99,9 +99,9 @@ TEST(Thread, KillingNoThreadSucceeds) {
 
 TEST(Thread, KillOfAJoinableThreadWaitsForItsEnd) {
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
-    CThread thread(keepAlive);
-    task.start(thread, joinable);
+    Task task([&] { go.Wait(kInfinite, 0); });
+    CThread thread(kKeepAlive);
+    task.start(thread, kJoinable);
     task.awaitBegin();
     const TraceCapture trace(2);
     std::atomic<bool> killed = false;
@@ -130,9 +130,9 @@ TEST(Thread, KillOfAJoinableThreadWaitsForItsEnd) {
 
 TEST(Thread, KillOfADetachedThreadCancelsIt) {
     CEvent never(0, 1, nullptr);
-    Task task([&] { never.Wait(infinite, 0); });
-    CThread thread(keepAlive);
-    task.start(thread, detached);
+    Task task([&] { never.Wait(kInfinite, 0); });
+    CThread thread(kKeepAlive);
+    task.start(thread, kDetached);
     task.awaitBegin();
     const TraceCapture trace(2);
     EXPECT_TRUE(thread.Kill(0));
@@ -149,8 +149,8 @@ TEST(Thread, KillOfADetachedThreadCancelsIt) {
 
 TEST(Thread, KillOfADetachedThreadThatHasEndedSucceeds) {
     Task task(nothing);
-    CThread thread(keepAlive);
-    task.start(thread, detached);
+    CThread thread(kKeepAlive);
+    task.start(thread, kDetached);
     awaitNotRunning(thread);
     task.awaitEnd();
     const TraceCapture trace;
@@ -161,9 +161,9 @@ TEST(Thread, KillOfADetachedThreadThatHasEndedSucceeds) {
 
 TEST(Thread, AFailedCancelIsTraced) {
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
-    CThread thread(keepAlive);
-    task.start(thread, detached);
+    Task task([&] { go.Wait(kInfinite, 0); });
+    CThread thread(kKeepAlive);
+    task.start(thread, kDetached);
     task.awaitBegin();
     {
         const TraceCapture trace;
@@ -180,13 +180,13 @@ TEST(Thread, AFailedCancelIsTraced) {
 }
 
 TEST(Thread, ADetachedThreadMayKillItself) {
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     CEvent never(0, 1, nullptr);
     Task task([&] {
         thread.Kill(0);
-        never.Wait(infinite, 0);
+        never.Wait(kInfinite, 0);
     });
-    task.start(thread, detached);
+    task.start(thread, kDetached);
     awaitNotRunning(thread);
     EXPECT_TRUE(task.begun());
     EXPECT_FALSE(task.ended());
@@ -194,16 +194,16 @@ TEST(Thread, ADetachedThreadMayKillItself) {
 
 TEST(Thread, JoiningItselfFails) {
     const TraceCapture trace;
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     std::atomic<bool> killed = true;
     std::atomic<bool> waited = true;
     Task task([&] {
         killed = thread.Kill(0);
-        waited = thread.WaitForTermination(infinite);
+        waited = thread.WaitForTermination(kInfinite);
     });
-    task.start(thread, joinable);
+    task.start(thread, kJoinable);
     task.awaitEnd();
-    EXPECT_TRUE(thread.WaitForTermination(infinite)) << "the handle has been kept";
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite)) << "the handle has been kept";
     EXPECT_FALSE(killed);
     EXPECT_FALSE(waited);
     const unsigned int id = number(task.id());
@@ -220,12 +220,12 @@ TEST(Thread, JoiningItselfFails) {
 TEST(Thread, OfTwoThreadsThatWaitOneFails) {
     const TraceCapture trace;
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
-    CThread thread(keepAlive);
-    task.start(thread, joinable);
+    Task task([&] { go.Wait(kInfinite, 0); });
+    CThread thread(kKeepAlive);
+    task.start(thread, kJoinable);
     std::atomic<int> succeeded = 0;
     std::atomic<int> failed = 0;
-    const auto wait = [&] { ++(thread.WaitForTermination(infinite) ? succeeded : failed); };
+    const auto wait = [&] { ++(thread.WaitForTermination(kInfinite) ? succeeded : failed); };
     {
         PosixThread first(wait);
         PosixThread second(wait);
@@ -244,25 +244,25 @@ TEST(Thread, AWaitCanBeCancelledAndTriedAgain) {
             << "the thread sanitizer loses track of a thread that is cancelled while it joins";
     }
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
-    CThread thread(keepAlive);
-    task.start(thread, joinable);
+    Task task([&] { go.Wait(kInfinite, 0); });
+    CThread thread(kKeepAlive);
+    task.start(thread, kJoinable);
     std::atomic<bool> begun = false;
     PosixThread waiter([&] {
         begun = true;
-        thread.WaitForTermination(infinite);
+        thread.WaitForTermination(kInfinite);
     });
     while (!begun) sched_yield();
     waiter.cancel();
     EXPECT_TRUE(waiter.join());
     go.Set();
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
 }
 
 TEST(Thread, AThreadThatExitsByPthreadExitDoesNotRun) {
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     const auto entry = [](void*) -> void* { pthread_exit(nullptr); };
-    ASSERT_TRUE(thread.Start(entry, nullptr, 0, 0, 0, 0, detached));
+    ASSERT_TRUE(thread.Start(entry, nullptr, 0, 0, 0, 0, kDetached));
     awaitNotRunning(thread);
 }
 
@@ -270,8 +270,8 @@ TEST(Thread, DestructionKillsAJoinableThreadIfToldSo) {
     Task task(nothing);
     const TraceCapture trace;
     {
-        CThread thread(killAlive);
-        task.start(thread, joinable);
+        CThread thread(kKillAlive);
+        task.start(thread, kJoinable);
     }
     EXPECT_TRUE(task.ended());
     EXPECT_TRUE(trace.contains("CThread::Kill: a joinable Thread"));
@@ -282,11 +282,11 @@ TEST(Thread, DestructionCancelsADetachedThreadIfToldSo) {
     std::atomic<bool> unwound = false;
     Task task([&] {
         const Unwinding unwinding{unwound};
-        never.Wait(infinite, 0);
+        never.Wait(kInfinite, 0);
     });
     {
-        CThread thread(killAlive);
-        task.start(thread, detached);
+        CThread thread(kKillAlive);
+        task.start(thread, kDetached);
         task.awaitBegin();
     }
     while (!unwound) sched_yield();
@@ -299,11 +299,11 @@ TEST(Thread, DestructionLeavesTheThreadAloneOtherwise) {
     std::atomic<bool> unwound = false;
     Task task([&] {
         const Unwinding unwinding{unwound};
-        waited = go.Wait(infinite, 0);
+        waited = go.Wait(kInfinite, 0);
     });
     {
-        CThread thread(keepAlive);
-        task.start(thread, detached);
+        CThread thread(kKeepAlive);
+        task.start(thread, kDetached);
         task.awaitBegin();
     }
     go.Set();
@@ -314,13 +314,13 @@ TEST(Thread, DestructionLeavesTheThreadAloneOtherwise) {
 
 TEST(Thread, DestructionGoesThroughInACancelledThread) {
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
+    Task task([&] { go.Wait(kInfinite, 0); });
     std::atomic<bool> started = false;
     std::atomic<bool> destroyed = false;
     PosixThread owner([&] {
         {
-            CThread thread(killAlive);
-            task.start(thread, joinable);
+            CThread thread(kKillAlive);
+            task.start(thread, kJoinable);
             started = true;
         }
         destroyed = true;
@@ -338,13 +338,13 @@ TEST(Thread, AStartKillsTheThreadBeforeIfToldSo) {
     const TraceCapture trace;
     Task first(nothing);
     Task second(nothing);
-    CThread thread(killAlive);
-    first.start(thread, joinable);
+    CThread thread(kKillAlive);
+    first.start(thread, kJoinable);
     EXPECT_TRUE(trace.contains("CThread::Kill: Thread = 0x000000000 doesn't exist !"))
         << "traced at the first start";
-    second.start(thread, joinable);
+    second.start(thread, kJoinable);
     EXPECT_TRUE(first.ended());
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_TRUE(second.ended());
 }
 
@@ -353,15 +353,15 @@ TEST(Thread, AStartCancelsTheDetachedThreadBeforeIfToldSo) {
     std::atomic<bool> unwound = false;
     Task first([&] {
         const Unwinding unwinding{unwound};
-        never.Wait(infinite, 0);
+        never.Wait(kInfinite, 0);
     });
     Task second(nothing);
-    CThread thread(killAlive);
-    first.start(thread, detached);
+    CThread thread(kKillAlive);
+    first.start(thread, kDetached);
     first.awaitBegin();
-    EXPECT_TRUE(second.start(thread, joinable));
+    EXPECT_TRUE(second.start(thread, kJoinable));
     while (!unwound) sched_yield();
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_FALSE(first.ended());
     EXPECT_TRUE(second.ended());
 }

@@ -13,11 +13,11 @@
 
 namespace varnock::test {
 
-inline constexpr unsigned int infinite = 0xFFFFFFFF;
-inline constexpr int detached = 0;
-inline constexpr int joinable = 1;
-inline constexpr int keepAlive = 0;
-inline constexpr int killAlive = 1;
+inline constexpr unsigned int kInfinite = 0xFFFFFFFF;
+inline constexpr int kDetached = 0;
+inline constexpr int kJoinable = 1;
+inline constexpr int kKeepAlive = 0;
+inline constexpr int kKillAlive = 1;
 
 /// A trace text with its arguments.
 template <typename... Arguments>

@@ -21,9 +21,9 @@ using testing::ElementsAre;
 TEST(Thread, TracesItsStart) {
     const TraceCapture trace;
     Task task(nothing);
-    CThread thread(keepAlive);
-    task.start(thread, joinable);
-    thread.WaitForTermination(infinite);
+    CThread thread(kKeepAlive);
+    task.start(thread, kJoinable);
+    thread.WaitForTermination(kInfinite);
     const pthread_t id = task.id();
     EXPECT_THAT(trace.messages(), Contains("ThreadPrio=0 "));
     EXPECT_THAT(trace.messages(),
@@ -34,19 +34,19 @@ TEST(Thread, TracesItsStart) {
 
 TEST(Thread, TracesItsStartAtLevelTwo) {
     Task task(nothing);
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     {
         const TraceCapture trace(1);
-        task.start(thread, joinable);
+        task.start(thread, kJoinable);
         task.awaitEnd();
         EXPECT_EQ(trace.messages().size(), 1U) << "THREAD_RETURN alone: " << trace.text();
     }
-    thread.WaitForTermination(infinite);
+    thread.WaitForTermination(kInfinite);
     const TraceCapture trace(2);
-    task.start(thread, joinable);
+    task.start(thread, kJoinable);
     EXPECT_TRUE(trace.contains("ThreadPrio="));
     EXPECT_TRUE(trace.contains("CThread::Start: thread="));
-    thread.WaitForTermination(infinite);
+    thread.WaitForTermination(kInfinite);
 }
 
 TEST(Thread, TracesAFailedStartAtLevelTwo) {
@@ -55,11 +55,11 @@ TEST(Thread, TracesAFailedStartAtLevelTwo) {
           PlatformCall::AttrSetSchedPolicy, PlatformCall::AttrGetSchedParam,
           PlatformCall::AttrSetSchedParam, PlatformCall::ThreadCreate}) {
         Task task(nothing);
-        CThread thread(keepAlive);
+        CThread thread(kKeepAlive);
         for (const unsigned int level : {1U, 2U}) {
             const TraceCapture trace(level);
             const FailingCall failure(call, EPERM);
-            EXPECT_FALSE(task.start(thread, detached, 7));
+            EXPECT_FALSE(task.start(thread, kDetached, 7));
             EXPECT_TRUE(failure.happened());
             EXPECT_EQ(trace.contains(" failed: "), level == 2U) << trace.text();
         }
@@ -69,12 +69,12 @@ TEST(Thread, TracesAFailedStartAtLevelTwo) {
 TEST(Thread, TracesTheEndOfAJoinableThreadAtLevelOne) {
     const TraceCapture trace(1);
     Task task(nothing);
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     thread.Kill(0);
-    thread.WaitForTermination(infinite);
+    thread.WaitForTermination(kInfinite);
     EXPECT_EQ(trace.count("doesn't exist !"), 2U);
     for (const bool kill : {true, false}) {
-        task.start(thread, joinable);
+        task.start(thread, kJoinable);
         EXPECT_TRUE(kill ? thread.Kill(0) : thread.WaitForTermination(1));
     }
     EXPECT_EQ(trace.count("CThread::Kill: Try to kill the Thread"), 2U);
@@ -88,25 +88,25 @@ TEST(Thread, TracesTheEndOfAJoinableThreadAtLevelOne) {
 
 TEST(Thread, TracesAFailedJoinAtLevelOne) {
     const TraceCapture trace(1);
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     Task task([&] {
         thread.Kill(0);
-        thread.WaitForTermination(infinite);
+        thread.WaitForTermination(kInfinite);
     });
-    task.start(thread, joinable);
+    task.start(thread, kJoinable);
     task.awaitEnd();
-    thread.WaitForTermination(infinite);
+    thread.WaitForTermination(kInfinite);
     EXPECT_EQ(trace.count("ERROR ! ThreadJoin failed"), 2U);
 }
 
 TEST(Thread, TracesTheCancellationOfADetachedThreadAtLevelTwo) {
     CEvent never(0, 1, nullptr);
-    Task task([&] { never.Wait(infinite, 0); });
-    CThread thread(keepAlive);
-    task.start(thread, detached);
+    Task task([&] { never.Wait(kInfinite, 0); });
+    CThread thread(kKeepAlive);
+    task.start(thread, kDetached);
     task.awaitBegin();
     const TraceCapture trace(1);
-    EXPECT_FALSE(thread.WaitForTermination(infinite));
+    EXPECT_FALSE(thread.WaitForTermination(kInfinite));
     {
         const FailingCall failure(PlatformCall::ThreadCancel, ESRCH);
         EXPECT_FALSE(thread.Kill(0));
@@ -127,26 +127,26 @@ TEST(Thread, TracesTheCancellationOfADetachedThreadAtLevelTwo) {
 TEST(Thread, NothingIsTracedAtLevelZero) {
     const TraceCapture trace(0);
     Task task(nothing);
-    CThread thread(killAlive);
-    task.start(thread, joinable);
+    CThread thread(kKillAlive);
+    task.start(thread, kJoinable);
     thread.WaitForTermination(1);
-    thread.WaitForTermination(infinite);
+    thread.WaitForTermination(kInfinite);
     thread.SetThreadName("worker", nullptr);
-    task.start(thread, detached);
+    task.start(thread, kDetached);
     task.awaitEnd();
-    thread.WaitForTermination(infinite);
+    thread.WaitForTermination(kInfinite);
     thread.Kill(0);
     EXPECT_EQ(trace.text(), "");
 }
 
 TEST(Thread, WithoutMonitorTracesNothingAtItsConstruction) {
     const TraceCapture trace;
-    const CThread thread(keepAlive);
+    const CThread thread(kKeepAlive);
     EXPECT_EQ(trace.text(), "");
 }
 
 TEST(Thread, TheNameOfAThreadWithoutEntryIsOnlyTraced) {
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     const TraceCapture trace;
     EXPECT_FALSE(thread.SetThreadName("worker", nullptr));
     EXPECT_THAT(trace.messages(),

@@ -24,41 +24,41 @@ using testing::Contains;
 using testing::ElementsAre;
 
 TEST(Thread, RunsTheEntryWithItsArgument) {
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     int value = 0;
     const auto entry = [](void* argument) -> void* {
         *static_cast<int*>(argument) = 42;
         return argument;
     };
-    ASSERT_TRUE(thread.Start(entry, &value, 0, 0, 0, 0, joinable));
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    ASSERT_TRUE(thread.Start(entry, &value, 0, 0, 0, 0, kJoinable));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_EQ(value, 42);
 }
 
 TEST(Thread, RunsFromStartToEnd) {
     CEvent go(0, 1, nullptr);
-    Task task([&] { go.Wait(infinite, 0); });
-    CThread thread(keepAlive);
+    Task task([&] { go.Wait(kInfinite, 0); });
+    CThread thread(kKeepAlive);
     EXPECT_FALSE(thread.IsRunning());
-    ASSERT_TRUE(task.start(thread, joinable));
+    ASSERT_TRUE(task.start(thread, kJoinable));
     EXPECT_TRUE(thread.IsRunning());
     go.Set();
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_FALSE(thread.IsRunning());
 }
 
 TEST(Thread, AJoinableThreadThatHasEndedDoesNotRunBeforeItIsJoined) {
     Task task(nothing);
-    CThread thread(keepAlive);
-    task.start(thread, joinable);
+    CThread thread(kKeepAlive);
+    task.start(thread, kJoinable);
     awaitNotRunning(thread);
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
 }
 
 TEST(Thread, ADetachedThreadDoesNotRunAfterItsEnd) {
     Task task(nothing);
-    CThread thread(keepAlive);
-    task.start(thread, detached);
+    CThread thread(kKeepAlive);
+    task.start(thread, kDetached);
     awaitNotRunning(thread);
     task.awaitEnd();
     for (int round = 0; round < 100; ++round) {
@@ -69,20 +69,20 @@ TEST(Thread, ADetachedThreadDoesNotRunAfterItsEnd) {
 
 TEST(Thread, AThreadMayUseItsObjectAtOnce) {
     for (int round = 0; round < 50; ++round) {
-        CThread thread(keepAlive);
+        CThread thread(kKeepAlive);
         std::atomic<bool> running = false;
         Task task([&] { running = thread.IsRunning(); });
-        task.start(thread, joinable);
-        thread.WaitForTermination(infinite);
+        task.start(thread, kJoinable);
+        thread.WaitForTermination(kInfinite);
         EXPECT_TRUE(running);
     }
 }
 
 TEST(Thread, ADetachedThreadMayDestroyItsObject) {
     for (int round = 0; round < 50; ++round) {
-        auto* thread = new CThread(keepAlive);
+        auto* thread = new CThread(kKeepAlive);
         Task task([thread] { delete thread; });
-        ASSERT_TRUE(task.start(*thread, detached));
+        ASSERT_TRUE(task.start(*thread, kDetached));
         task.awaitEnd();
     }
 }
@@ -90,9 +90,9 @@ TEST(Thread, ADetachedThreadMayDestroyItsObject) {
 TEST(Thread, AskedForAPriorityItStartsAllTheSame) {
     const TraceCapture trace;
     Task task(nothing);
-    CThread thread(keepAlive);
-    EXPECT_TRUE(task.start(thread, joinable, 5));
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    CThread thread(kKeepAlive);
+    EXPECT_TRUE(task.start(thread, kJoinable, 5));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_THAT(trace.messages(), Contains("ThreadPrio=5 "));
 }
 
@@ -100,9 +100,9 @@ TEST(Thread, APriorityDoesNotChangeTheSchedulingThatTheThreadInherits) {
     int policy = -1;
     sched_param parameters{};
     Task task([&] { pthread_getschedparam(pthread_self(), &policy, &parameters); });
-    CThread thread(keepAlive);
-    EXPECT_TRUE(task.start(thread, joinable, 5));
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    CThread thread(kKeepAlive);
+    EXPECT_TRUE(task.start(thread, kJoinable, 5));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     int creatorsPolicy = -2;
     ASSERT_EQ(pthread_getschedparam(pthread_self(), &creatorsPolicy, &parameters), 0);
     EXPECT_EQ(policy, creatorsPolicy);
@@ -112,13 +112,13 @@ TEST(Thread, TakesThePrioritiesOfRoundRobinScheduling) {
     for (const int priority :
          {sched_get_priority_min(SCHED_RR), sched_get_priority_max(SCHED_RR)}) {
         Task task(nothing);
-        CThread thread(killAlive);
-        EXPECT_TRUE(task.start(thread, joinable, static_cast<unsigned long>(priority)));
+        CThread thread(kKillAlive);
+        EXPECT_TRUE(task.start(thread, kJoinable, static_cast<unsigned long>(priority)));
     }
 }
 
 TEST(Thread, IsDetachedUnlessWaitable) {
-    for (const int waitable : {detached, joinable}) {
+    for (const int waitable : {kDetached, kJoinable}) {
         int state = -1;
         Task task([&] {
             pthread_attr_t attributes;
@@ -126,19 +126,19 @@ TEST(Thread, IsDetachedUnlessWaitable) {
             pthread_attr_getdetachstate(&attributes, &state);
             pthread_attr_destroy(&attributes);
         });
-        CThread thread(keepAlive);
+        CThread thread(kKeepAlive);
         task.start(thread, waitable);
         task.awaitEnd();
-        EXPECT_EQ(state, waitable == detached ? PTHREAD_CREATE_DETACHED : PTHREAD_CREATE_JOINABLE);
-        thread.WaitForTermination(infinite);
+        EXPECT_EQ(state, waitable == kDetached ? PTHREAD_CREATE_DETACHED : PTHREAD_CREATE_JOINABLE);
+        thread.WaitForTermination(kInfinite);
     }
 }
 
 TEST(Thread, RefusesAPriorityThatDoesNotExist) {
     const TraceCapture trace;
     Task task(nothing);
-    CThread thread(keepAlive);
-    EXPECT_FALSE(task.start(thread, joinable, 1000));
+    CThread thread(kKeepAlive);
+    EXPECT_FALSE(task.start(thread, kJoinable, 1000));
     EXPECT_THAT(trace.messages(),
                 ElementsAre("ThreadPrio=1000 ",
                             "pthread_attr_setschedparam failed: error=22 priority=1000"));
@@ -159,15 +159,15 @@ class ThreadStart : public testing::TestWithParam<FailedStart> {};
 
 TEST_P(ThreadStart, TracesWhatFailedAndLeavesTheObjectAsItWas) {
     CEvent never(0, 1, nullptr);
-    Task first([&] { never.Wait(infinite, 0); });
+    Task first([&] { never.Wait(kInfinite, 0); });
     Task second(nothing);
-    CThread thread(keepAlive);
-    first.start(thread, detached);
+    CThread thread(kKeepAlive);
+    first.start(thread, kDetached);
     first.awaitBegin();
     const TraceCapture trace;
     {
         const FailingCall failure(GetParam().call, EPERM);
-        const int waitable = GetParam().call == PlatformCall::AttrSetDetachState ? detached : 1;
+        const int waitable = GetParam().call == PlatformCall::AttrSetDetachState ? kDetached : 1;
         EXPECT_FALSE(second.start(thread, waitable, 7));
         EXPECT_TRUE(failure.happened());
     }
@@ -195,10 +195,10 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Thread, WithoutMemoryItDoesNotStart) {
     for (const std::size_t n : {1U, 2U}) {
         Task task(nothing);
-        CThread thread(keepAlive);
+        CThread thread(kKeepAlive);
         const TraceCapture trace(2);
         const FailingAllocation failure(n);
-        EXPECT_FALSE(task.start(thread, joinable));
+        EXPECT_FALSE(task.start(thread, kJoinable));
         EXPECT_TRUE(failure.happened());
         EXPECT_THAT(trace.messages(), Contains("pthread_create failed: 12"));
         EXPECT_FALSE(thread.IsRunning());
@@ -208,25 +208,25 @@ TEST(Thread, WithoutMemoryItDoesNotStart) {
 TEST(Thread, AStartGoesThroughInACancelledThread) {
     const TraceCapture trace;
     Task task(nothing);
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     std::atomic<bool> started = false;
     PosixThread starter([&] {
         pthread_cancel(pthread_self());
-        started = task.start(thread, joinable);
+        started = task.start(thread, kJoinable);
         pthread_testcancel();
     });
     EXPECT_TRUE(starter.join());
     EXPECT_TRUE(started);
-    EXPECT_TRUE(thread.WaitForTermination(infinite));
+    EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_TRUE(task.ended());
 }
 
 TEST(Thread, AnObjectMayBeStartedAgain) {
-    CThread thread(keepAlive);
+    CThread thread(kKeepAlive);
     for (int round = 0; round < 3; ++round) {
         Task task(nothing);
-        ASSERT_TRUE(task.start(thread, joinable));
-        EXPECT_TRUE(thread.WaitForTermination(infinite));
+        ASSERT_TRUE(task.start(thread, kJoinable));
+        EXPECT_TRUE(thread.WaitForTermination(kInfinite));
         EXPECT_TRUE(task.ended());
     }
 }
@@ -242,7 +242,7 @@ TEST(Thread, WrappersReachTheThreadLibrary) {
     pthread_t thread{};
     CEvent never(0, 1, nullptr);
     const auto wait = [](void* event) -> void* {
-        static_cast<CEvent*>(event)->Wait(infinite, 0);
+        static_cast<CEvent*>(event)->Wait(kInfinite, 0);
         return nullptr;
     };
     ASSERT_EQ(pthread_create(&thread, nullptr, wait, &never), 0);

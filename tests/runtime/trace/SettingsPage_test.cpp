@@ -26,15 +26,15 @@ using testing::IsSupersetOf;
 namespace fs = std::filesystem;
 using Names = std::set<std::string>;
 
-const fs::path root = fs::path(VARNOCK_TEST_DATA_DIR) / "../..";
+const fs::path kRoot = fs::path(VARNOCK_TEST_DATA_DIR) / "../..";
 
 std::map<std::string, std::string> sources() {
     std::map<std::string, std::string> texts;
     for (const char* room :
          {"util", "runtime", "transport", "hardware", "CIM", "cimple", "agent", "cli"}) {
-        for (const auto& entry : fs::recursive_directory_iterator(root / room)) {
+        for (const auto& entry : fs::recursive_directory_iterator(kRoot / room)) {
             if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h") {
-                texts[entry.path().lexically_relative(root)] = readFile(entry.path());
+                texts[entry.path().lexically_relative(kRoot)] = readFile(entry.path());
             }
         }
     }
@@ -52,7 +52,7 @@ Names matches(const std::string& text, const std::string& pattern) {
 }
 
 Names documented() {
-    return matches(readFile(root / "docs/settings.md"), "`(\\w+)`");
+    return matches(readFile(kRoot / "docs/settings.md"), "`(\\w+)`");
 }
 
 TEST(SettingsPage, NamesEveryVariableThatTheCodeNames) {
@@ -99,13 +99,13 @@ TEST(SettingsPage, NamesEveryValueOfTheRegistry) {
         EXPECT_THAT(page, Contains(name));
         ++declared;
     }
-    EXPECT_EQ(matches(readFile(root / "runtime/Debug.h"), "\\b(REGVAL_\\w+);").size(), declared);
+    EXPECT_EQ(matches(readFile(kRoot / "runtime/Debug.h"), "\\b(REGVAL_\\w+);").size(), declared);
 }
 
 /// The defaults of the tables' variables, without their backticks.
 std::map<std::string, std::string> documentedDefaults() {
     std::map<std::string, std::string> defaults;
-    const std::string page = readFile(root / "docs/settings.md");
+    const std::string page = readFile(kRoot / "docs/settings.md");
     const std::regex row("\\| `(\\w+)` \\|(?: `\\w+`, \\w+ \\|)? `([^`]+)` \\|");
     for (std::sregex_iterator match(page.begin(), page.end(), row), end; match != end; ++match) {
         defaults[(*match)[1]] = (*match)[2];

@@ -276,7 +276,7 @@ TEST_F(SwitchClient, HasItsVirtualOperationsInOrder) {
     EXPECT_EQ(virtualSlot(static_cast<LegacyReply>(&CSwitchClient::Reply)), 2u);
     EXPECT_EQ(virtualSlot(static_cast<Reply>(&CSwitchClient::Reply)), 3u);
     EXPECT_EQ(virtualSlot(&CSwitchClient::Event), 4u);
-    EXPECT_EQ(virtualSlot(&CSwitchClient::Attach), notVirtual);
+    EXPECT_EQ(virtualSlot(&CSwitchClient::Attach), kNotVirtual);
 }
 #endif
 

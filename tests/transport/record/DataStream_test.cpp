@@ -14,8 +14,8 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr unsigned char four[] = {1, 2, 3, 4};
-constexpr unsigned long huge = std::numeric_limits<unsigned long>::max();
+constexpr unsigned char kFour[] = {1, 2, 3, 4};
+constexpr unsigned long kHuge = std::numeric_limits<unsigned long>::max();
 
 TEST(DataStream, StartsEmptyWithRoomFor32Bytes) {
     const CDataStream stream;
@@ -24,7 +24,7 @@ TEST(DataStream, StartsEmptyWithRoomFor32Bytes) {
 }
 
 TEST(DataStream, CopiesTheBytesItIsMadeFrom) {
-    const CDataStream stream(four, 3);
+    const CDataStream stream(kFour, 3);
     EXPECT_THAT(stream.Data(), ElementsAre(1, 2, 3));
     EXPECT_GE(stream.Data().capacity(), 32u);
 }
@@ -57,7 +57,7 @@ TEST(DataStream, ClearKeepsTheRoom) {
 }
 
 TEST(DataStream, EnsureSizeFillsWithZerosAndNeverShrinks) {
-    CDataStream stream(four, 4);
+    CDataStream stream(kFour, 4);
     stream.EnsureSize(4, 2);
     EXPECT_THAT(stream.Data(), ElementsAre(1, 2, 3, 4, 0, 0));
     stream.EnsureSize(1, 1);
@@ -65,18 +65,18 @@ TEST(DataStream, EnsureSizeFillsWithZerosAndNeverShrinks) {
 }
 
 TEST(DataStream, GrowsZeroedAfterClear) {
-    CDataStream stream(four, 4);
+    CDataStream stream(kFour, 4);
     stream.Clear();
     stream.EnsureSize(0, 4);
     EXPECT_THAT(stream.Data(), ElementsAre(0, 0, 0, 0));
 }
 
 TEST(DataStream, RefusesSizesThatOverflow) {
-    CDataStream stream(four, 4);
-    EXPECT_THROW(stream.EnsureSize(huge, 1), std::length_error);
-    EXPECT_THROW(stream.EnsureSize(2, huge), std::length_error);
-    EXPECT_THROW(stream.EnsureSize(huge, 0), std::length_error);
-    EXPECT_THROW(stream.SetAt(huge, four, 4), std::length_error);
+    CDataStream stream(kFour, 4);
+    EXPECT_THROW(stream.EnsureSize(kHuge, 1), std::length_error);
+    EXPECT_THROW(stream.EnsureSize(2, kHuge), std::length_error);
+    EXPECT_THROW(stream.EnsureSize(kHuge, 0), std::length_error);
+    EXPECT_THROW(stream.SetAt(kHuge, kFour, 4), std::length_error);
     EXPECT_THAT(stream.Data(), ElementsAre(1, 2, 3, 4));
 }
 
@@ -91,49 +91,49 @@ TEST(DataStream, IndexPastTheEndGrows) {
 }
 
 TEST(DataStream, RefusesNegativeIndex) {
-    CDataStream stream(four, 4);
+    CDataStream stream(kFour, 4);
     EXPECT_THROW(stream[-1], std::out_of_range);
     EXPECT_THROW(stream[INT_MIN], std::out_of_range);
     EXPECT_EQ(stream.DataSize(), 4u);
 }
 
 TEST(DataStream, SetAtFillsTheGapWithZeros) {
-    CDataStream stream(four, 2);
-    EXPECT_EQ(&stream.SetAt(4, four, 2), &stream);
+    CDataStream stream(kFour, 2);
+    EXPECT_EQ(&stream.SetAt(4, kFour, 2), &stream);
     EXPECT_THAT(stream.Data(), ElementsAre(1, 2, 0, 0, 1, 2));
 }
 
 TEST(DataStream, SetAtOverwritesInPlace) {
-    CDataStream stream(four, 4);
-    stream.SetAt(1, four, 2);
+    CDataStream stream(kFour, 4);
+    stream.SetAt(1, kFour, 2);
     EXPECT_THAT(stream.Data(), ElementsAre(1, 1, 2, 4));
 }
 
 TEST(DataStream, SetAtOfNothingStillReachesTheOffset) {
     CDataStream stream;
-    stream.SetAt(3, four, 0);
+    stream.SetAt(3, kFour, 0);
     EXPECT_THAT(stream.Data(), ElementsAre(0, 0, 0));
     stream.SetAt(5, stream.Data().data(), 0);
     EXPECT_EQ(stream.DataSize(), 5u);
 }
 
 TEST(DataStream, NullSourceLeavesTheStream) {
-    CDataStream stream(four, 4);
+    CDataStream stream(kFour, 4);
     EXPECT_EQ(&stream.SetDataStream(nullptr, 5), &stream);
     stream.SetAt(9, nullptr, 5);
     EXPECT_THAT(stream.Data(), ElementsAre(1, 2, 3, 4));
 }
 
 TEST(DataStream, SetDataStreamReplacesTheContents) {
-    CDataStream stream(four, 4);
-    stream.SetDataStream(four + 2, 1);
+    CDataStream stream(kFour, 4);
+    stream.SetDataStream(kFour + 2, 1);
     EXPECT_THAT(stream.Data(), ElementsAre(3));
-    stream.SetDataStream(four, 0);
+    stream.SetDataStream(kFour, 0);
     EXPECT_THAT(stream.Data(), IsEmpty());
 }
 
 TEST(DataStream, TakesItsOwnBytesAsSource) {
-    CDataStream stream(four, 4);
+    CDataStream stream(kFour, 4);
     stream.SetDataStream(stream.GetDataStream(1), 3);
     EXPECT_THAT(stream.Data(), ElementsAre(2, 3, 4));
     stream.SetAt(2, stream.GetDataStream(0), 3);
@@ -158,16 +158,16 @@ TEST(DataStream, AppendsBytes) {
 }
 
 TEST(DataStream, HasNoBytesFromItsEndOn) {
-    const CDataStream stream(four, 4);
+    const CDataStream stream(kFour, 4);
     EXPECT_EQ(stream.GetDataStream(0), stream.Data().data());
     EXPECT_EQ(*stream.GetDataStream(3), 4);
     EXPECT_EQ(stream.GetDataStream(stream.DataSize()), nullptr);
-    EXPECT_EQ(stream.GetDataStream(huge), nullptr);
+    EXPECT_EQ(stream.GetDataStream(kHuge), nullptr);
     EXPECT_EQ(CDataStream().GetDataStream(0), nullptr);
 }
 
 TEST(DataStream, ReadsWordsLowByteFirst) {
-    const CDataStream stream(four, 4);
+    const CDataStream stream(kFour, 4);
     EXPECT_EQ(stream.GetDataWord(0), 0x0201);
     EXPECT_EQ(stream.GetDataWord(1), 0x0403);
     EXPECT_EQ(stream.GetDataWordAt(1), 0x0302);
@@ -176,23 +176,23 @@ TEST(DataStream, ReadsWordsLowByteFirst) {
 }
 
 TEST(DataStream, RefusesWordsThatAreNotWhollyThere) {
-    const CDataStream stream(four, 3);
+    const CDataStream stream(kFour, 3);
     EXPECT_EQ(stream.GetDataWordAt(1), 0x0302);
     EXPECT_THROW(stream.GetDataWord(1), std::out_of_range);
     EXPECT_THROW(stream.GetDataWordAt(3), std::out_of_range);
-    EXPECT_THROW(stream.GetDataWordAt(huge), std::out_of_range);
+    EXPECT_THROW(stream.GetDataWordAt(kHuge), std::out_of_range);
     EXPECT_THROW(CDataStream().GetDataWord(0), std::out_of_range);
 }
 
 TEST(DataStream, RefusesWordIndexesThatWrapRound) {
-    const CDataStream stream(four, 4);
-    EXPECT_THROW(stream.GetDataWord(huge / 2 + 1), std::out_of_range);
-    EXPECT_THROW(stream.GetDataWord(huge / 2), std::out_of_range);
-    EXPECT_THROW(stream.GetDataWord(huge), std::out_of_range);
+    const CDataStream stream(kFour, 4);
+    EXPECT_THROW(stream.GetDataWord(kHuge / 2 + 1), std::out_of_range);
+    EXPECT_THROW(stream.GetDataWord(kHuge / 2), std::out_of_range);
+    EXPECT_THROW(stream.GetDataWord(kHuge), std::out_of_range);
 }
 
 TEST(DataStream, CopiesHaveTheirOwnBytesAndRoom) {
-    const CDataStream stream(four, 4);
+    const CDataStream stream(kFour, 4);
     CDataStream copy(stream);
     copy[0] = 9;
     EXPECT_THAT(stream.Data(), ElementsAre(1, 2, 3, 4));
@@ -207,7 +207,7 @@ TEST(DataStream, CopiesHaveTheirOwnBytesAndRoom) {
 }
 
 TEST(DataStream, MovesLeaveAUsableSource) {
-    CDataStream source(four, 4);
+    CDataStream source(kFour, 4);
     CDataStream moved(std::move(source));
     EXPECT_THAT(moved.Data(), ElementsAre(1, 2, 3, 4));
     EXPECT_EQ(source.DataSize(), 0u);

@@ -195,7 +195,7 @@ TEST(JsonText, KeepsTheDocumentWithoutMemory) {
 
 TEST(JsonText, BoundsTheNesting) {
     JsonDocument document;
-    const std::string deepest(varnock::maxJsonNesting, '[');
+    const std::string deepest(varnock::kMaxJsonNesting, '[');
     EXPECT_TRUE(parseJson((deepest + std::string(deepest.size(), ']')).c_str(), document));
     EXPECT_FALSE(
         parseJson(("[" + deepest + std::string(deepest.size() + 1, ']')).c_str(), document));
@@ -203,7 +203,7 @@ TEST(JsonText, BoundsTheNesting) {
 
 TEST(JsonText, CountsTheListsOfEveryLevel) {
     std::string text = "1,2,3";
-    for (unsigned int level = 0; level < varnock::maxJsonNesting; ++level)
+    for (unsigned int level = 0; level < varnock::kMaxJsonNesting; ++level)
         text = "[1,20,300," + text + ",4,5]";
     EXPECT_EQ(ours(text), peer(text));
     EXPECT_EQ(ours(text), text);

@@ -65,7 +65,7 @@ TEST(SipJson, UnparsableTextLeavesAnEmptyRecord) {
         SipJson record(1, 2, 3, 4, 0);
         record.SetDataString("old", 0);
         record.Import(text);
-        EXPECT_EQ(record.Export(), skeleton) << text;
+        EXPECT_EQ(record.Export(), kSkeleton) << text;
         expectDefaults(record);
     }
 }
@@ -73,14 +73,14 @@ TEST(SipJson, UnparsableTextLeavesAnEmptyRecord) {
 TEST(SipJson, NullTextLeavesAnEmptyRecord) {
     SipJson record(1, 2, 3, 4, 0);
     record.Import(nullptr);
-    EXPECT_EQ(record.Export(), skeleton);
+    EXPECT_EQ(record.Export(), kSkeleton);
 }
 
 TEST(SipJson, FailedImportReplacesAWrongShapeToo) {
     SipJson record;
     record.Import("[1,2]");
     record.Import("[1,2");
-    EXPECT_EQ(record.Export(), skeleton);
+    EXPECT_EQ(record.Export(), kSkeleton);
 }
 
 TEST(SipJson, ImportTextEndsAtItsNul) {
@@ -110,18 +110,18 @@ TEST(SipJson, RefusesDeeperNesting) {
     SipJson record;
     for (const std::size_t levels : {257u, 1000u, 500000u}) {
         record.Import(nested(levels, "[", "]").c_str());
-        EXPECT_EQ(record.Export(), skeleton);
+        EXPECT_EQ(record.Export(), kSkeleton);
         record.Import(nested(levels, R"({"a":)", "}").c_str());
-        EXPECT_EQ(record.Export(), skeleton);
+        EXPECT_EQ(record.Export(), kSkeleton);
     }
     record.Import(nested(129, R"([{"a":)", "}]").c_str());
-    EXPECT_EQ(record.Export(), skeleton);
+    EXPECT_EQ(record.Export(), kSkeleton);
 }
 
 TEST(SipJson, RefusesAMillionOpenBrackets) {
     SipJson record;
     record.Import(std::string(1 << 20, '[').c_str());
-    EXPECT_EQ(record.Export(), skeleton);
+    EXPECT_EQ(record.Export(), kSkeleton);
 }
 
 TEST(SipJson, CountsDepthNotBrackets) {

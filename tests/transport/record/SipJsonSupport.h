@@ -12,7 +12,7 @@ namespace varnock::test {
 using Bytes = std::vector<unsigned char>;
 
 /// A record without commands.
-inline constexpr char skeleton[] = R"({"SIP":{"V":1,"CMD":[]}})";
+inline constexpr char kSkeleton[] = R"({"SIP":{"V":1,"CMD":[]}})";
 
 /// A record imported from a document with these commands.
 struct Imported : SipJson {

@@ -24,7 +24,7 @@ using testing::IsEmpty;
 
 TEST(SipJson, FreshRecordHasNoCommands) {
     const SipJson record;
-    EXPECT_EQ(record.Export(), skeleton);
+    EXPECT_EQ(record.Export(), kSkeleton);
     expectDefaults(record);
 }
 
@@ -42,10 +42,10 @@ TEST(SipJson, FiveNumbersMakeOneCommand) {
 TEST(SipJson, ClassInitStartsOver) {
     Imported record("1,2");
     record.ClassInit();
-    EXPECT_EQ(record.Export(), skeleton);
+    EXPECT_EQ(record.Export(), kSkeleton);
     record.Import("[1]");
     record.ClassInit();
-    EXPECT_EQ(record.Export(), skeleton);
+    EXPECT_EQ(record.Export(), kSkeleton);
 }
 
 TEST(SipJson, JsonInitLeavesOneSkeletonInTheRoot) {
@@ -84,7 +84,7 @@ TEST(SipJson, ClearDataTellsWhetherThereWasSome) {
 TEST(SipJson, ClearDataMakesNoCommand) {
     SipJson record;
     record.ClearData();
-    EXPECT_EQ(record.Export(), skeleton);
+    EXPECT_EQ(record.Export(), kSkeleton);
 }
 
 TEST(SipJson, ClearDataUncoversNoDuplicate) {

@@ -35,14 +35,14 @@ using varnock::test::ScriptedAgent;
 using varnock::test::textData;
 using varnock::test::TraceCapture;
 
-const std::string tag = "KRM_TBL             : ";
+const std::string kTag = "KRM_TBL             : ";
 
 /// The provider layer's own messages, without those of the layers below.
 std::vector<std::string> ownMessages(const TraceCapture& trace) {
     std::vector<std::string> own;
     for (const std::string& message : trace.messages()) {
-        if (message.starts_with(tag)) {
-            own.push_back(message.substr(tag.size()));
+        if (message.starts_with(kTag)) {
+            own.push_back(message.substr(kTag.size()));
         }
     }
     return own;
@@ -194,7 +194,7 @@ TEST_F(CIMKolmClient, SecondAttachOnlyCounts) {
     EXPECT_EQ(client.Detach(), 0u);
     EXPECT_FALSE(client.IsAttached());
     EXPECT_THAT(ownMessages(trace), testing::IsSupersetOf({"Detach from SWITCH"}));
-    EXPECT_EQ(trace.count(tag + "Detach from SWITCH"), 2u);
+    EXPECT_EQ(trace.count(kTag + "Detach from SWITCH"), 2u);
 }
 
 TEST_F(CIMKolmClient, AttachThatIsNotAllowedSendsNothingAndDoesNotCount) {
@@ -322,8 +322,8 @@ TEST(CCIMKolmClient, ResultCodesOfCommandStatuses) {
 class Mailbox final : public provider::KOLMEventsListener {
   public:
     void onSystemMessageLogEntry(unsigned int sequenceNumber) override {
-        if (sequenceNumber == throwsAt) throw sequenceNumber;
-        if (sequenceNumber == raisesAt) throw provider::BaseException("f", 1, "m");
+        if (sequenceNumber == kThrowsAt) throw sequenceNumber;
+        if (sequenceNumber == kRaisesAt) throw provider::BaseException("f", 1, "m");
         put("system " + std::to_string(sequenceNumber));
     }
     void onDriverMonitorLogEntry(unsigned int sequenceNumber) override {
@@ -337,8 +337,8 @@ class Mailbox final : public provider::KOLMEventsListener {
         return entry;
     }
 
-    static constexpr unsigned int throwsAt = 1001;
-    static constexpr unsigned int raisesAt = 1002;
+    static constexpr unsigned int kThrowsAt = 1001;
+    static constexpr unsigned int kRaisesAt = 1002;
 
   private:
     void put(std::string entry) {
@@ -364,18 +364,18 @@ TEST_F(CIMKolmClient, EventsOfTheAgentReachTheListener) {
     agent.pushEvent({.opcode = 0x181B, .status = 0, .data = numberData(42)});
     EXPECT_EQ(mailbox.take(), "driver 42");
     EXPECT_TRUE(client.disableEvents());
-    EXPECT_TRUE(trace.contains(tag + "CCIMKolmClient::enableEvents(): EnableEvents()=TRUE"));
+    EXPECT_TRUE(trace.contains(kTag + "CCIMKolmClient::enableEvents(): EnableEvents()=TRUE"));
     EXPECT_TRUE(
-        trace.contains(tag + "CCIMKolmClient::disableEvents(): EnableEvents(FALSE, FALSE)=TRUE"));
-    EXPECT_TRUE(trace.contains(tag + "CCIMKolmClient::Event(): unknown OpCode=9999"));
-    EXPECT_TRUE(trace.contains(tag + "CCIMKolmClient::Event(): !Sip.HasReplyData()"));
+        trace.contains(kTag + "CCIMKolmClient::disableEvents(): EnableEvents(FALSE, FALSE)=TRUE"));
+    EXPECT_TRUE(trace.contains(kTag + "CCIMKolmClient::Event(): unknown OpCode=9999"));
+    EXPECT_TRUE(trace.contains(kTag + "CCIMKolmClient::Event(): !Sip.HasReplyData()"));
 }
 
 TEST_F(CIMKolmClient, ListenerThatThrowsGetsTheNextEvent) {
     Mailbox mailbox;
     client.setListener(&mailbox);
     ASSERT_TRUE(client.enableEvents());
-    for (const unsigned int number : {Mailbox::throwsAt, Mailbox::raisesAt, 3u}) {
+    for (const unsigned int number : {Mailbox::kThrowsAt, Mailbox::kRaisesAt, 3u}) {
         agent.pushEvent({.opcode = 0x0B11, .status = 0, .data = numberData(number)});
     }
     EXPECT_EQ(mailbox.take(), "system 3");
@@ -405,7 +405,7 @@ TEST(CCIMKolmClient, EnablingEventsFailsWithoutAnAgent) {
     CCIMKolmClient client;
     const TraceCapture trace(5);
     EXPECT_FALSE(client.enableEvents());
-    EXPECT_TRUE(trace.contains(tag + "CCIMKolmClient::enableEvents(): EnableEvents()=FALSE"));
+    EXPECT_TRUE(trace.contains(kTag + "CCIMKolmClient::enableEvents(): EnableEvents()=FALSE"));
 }
 
 TEST(CCIMKolmClient, DestructionEndsTheEventThread) {

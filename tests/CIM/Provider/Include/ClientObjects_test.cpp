@@ -7,10 +7,10 @@ namespace {
 
 // An object of the program itself. Accounts are checked by default, and an object that is not built
 // yet is all zero.
-const bool switchIsBuilt = KOLMSwitch.AccountCheck();
+const bool kSwitchIsBuilt = KOLMSwitch.AccountCheck();
 
 TEST(ClientObjects, AreBuiltBeforeTheProgramsOwnObjects) {
-    EXPECT_TRUE(switchIsBuilt);
+    EXPECT_TRUE(kSwitchIsBuilt);
 }
 
 TEST(ClientObjects, ConnectToNothingWhenTheyAreBuilt) {

@@ -16,18 +16,18 @@ namespace {
 
 using varnock::test::TraceCapture;
 
-constexpr unsigned int opcodeCabinetNr = 0xE204;
-constexpr unsigned int opcodeComponentText = 0x0C00;
+constexpr unsigned int kOpcodeCabinetNr = 0xE204;
+constexpr unsigned int kOpcodeComponentText = 0x0C00;
 
 /// Answers the two commands that the keys are made of.
 class FakeClient final : public KOLMClient {
   public:
     int request(SipJson& command) override {
-        if (command.OpCode() == opcodeCabinetNr && cabinetKnown) {
+        if (command.OpCode() == kOpcodeCabinetNr && cabinetKnown) {
             command.SetDataWord(9, 0);
             return KOLM_SUCCESS;
         }
-        if (command.OpCode() == opcodeComponentText && !serialNumber.empty()) {
+        if (command.OpCode() == kOpcodeComponentText && !serialNumber.empty()) {
             EXPECT_EQ(command.CabinetNr(), 9u);
             command.SetDataString(serialNumber.c_str(), 0);
             return KOLM_SUCCESS;

@@ -17,27 +17,27 @@ namespace {
 
 using varnock::test::TraceCapture;
 
-const CimErrorException denied("f", 74, "m", CIM_ERR_ACCESS_DENIED);
-const HandlerException handler("CIM/Provider/Include/KOLMClient", -3, "say \"no\"", -9);
-const BaseException base("a.cpp", 1, "");
+const CimErrorException kDenied("f", 74, "m", CIM_ERR_ACCESS_DENIED);
+const HandlerException kHandler("CIM/Provider/Include/KOLMClient", -3, "say \"no\"", -9);
+const BaseException kBase("a.cpp", 1, "");
 
 TEST(Exceptions, NameTheirClass) {
-    EXPECT_STREQ(base.className().c_str(), "BaseException");
-    EXPECT_STREQ(handler.className().c_str(), "HandlerException");
-    EXPECT_STREQ(denied.className().c_str(), "CimErrorException");
+    EXPECT_STREQ(kBase.className().c_str(), "BaseException");
+    EXPECT_STREQ(kHandler.className().c_str(), "HandlerException");
+    EXPECT_STREQ(kDenied.className().c_str(), "CimErrorException");
 }
 
 TEST(Exceptions, FullTextGivesPlaceMessageAndNumber) {
-    EXPECT_STREQ(base.fullText().c_str(), "file=\"a.cpp\" line=1 message=\"\"");
-    EXPECT_STREQ(handler.fullText().c_str(),
+    EXPECT_STREQ(kBase.fullText().c_str(), "file=\"a.cpp\" line=1 message=\"\"");
+    EXPECT_STREQ(kHandler.fullText().c_str(),
                  "file=\"CIM/Provider/Include/KOLMClient\" line=-3 message=\"say \"no\"\" id=-9");
-    EXPECT_STREQ(denied.fullText().c_str(), "file=\"f\" line=74 message=\"m\" cimErr=2");
+    EXPECT_STREQ(kDenied.fullText().c_str(), "file=\"f\" line=74 message=\"m\" cimErr=2");
 }
 
 TEST(Exceptions, ToStringPutsTheClassBeforeTheFullText) {
-    EXPECT_STREQ(denied.toString().c_str(),
+    EXPECT_STREQ(kDenied.toString().c_str(),
                  "CimErrorException: file=\"f\" line=74 message=\"m\" cimErr=2");
-    EXPECT_STREQ(base.toString().c_str(), "BaseException: file=\"a.cpp\" line=1 message=\"\"");
+    EXPECT_STREQ(kBase.toString().c_str(), "BaseException: file=\"a.cpp\" line=1 message=\"\"");
 }
 
 TEST(Exceptions, ToStringAsksTheDerivedClass) {
@@ -63,11 +63,11 @@ TEST(Exceptions, CarryAnyCimError) {
 
 TEST(Exceptions, CopiesAreIndependent) {
     HandlerException copy("x", 1, "y", 2);
-    copy = handler;
-    EXPECT_STREQ(copy.toString().c_str(), handler.toString().c_str());
+    copy = kHandler;
+    EXPECT_STREQ(copy.toString().c_str(), kHandler.toString().c_str());
     EXPECT_EQ(copy.getId(), -9);
-    const CimErrorException other(denied);
-    EXPECT_STREQ(other.toString().c_str(), denied.toString().c_str());
+    const CimErrorException other(kDenied);
+    EXPECT_STREQ(other.toString().c_str(), kDenied.toString().c_str());
     EXPECT_EQ(other.getCimError(), CIM_ERR_ACCESS_DENIED);
 }
 
@@ -79,31 +79,31 @@ TEST(Exceptions, DeriveFromNoStandardException) {
 
 TEST(Exceptions, NumberIsCaughtWithoutKnowingTheClass) {
     try {
-        traceAndThrow(handler);
+        traceAndThrow(kHandler);
     } catch (const HandlerExceptionInfo& info) {
         EXPECT_EQ(info.getId(), -9);
     }
     try {
-        traceAndThrow(denied);
+        traceAndThrow(kDenied);
     } catch (const CimErrorExceptionInfo& info) {
         EXPECT_EQ(info.getCimError(), CIM_ERR_ACCESS_DENIED);
     }
 }
 
 TEST(Exceptions, EveryClassIsCaughtAsItsBase) {
-    EXPECT_THROW(traceAndThrow(base), BaseException);
-    EXPECT_THROW(traceAndThrow(handler), BaseException);
-    EXPECT_THROW(traceAndThrow(denied), BaseException);
+    EXPECT_THROW(traceAndThrow(kBase), BaseException);
+    EXPECT_THROW(traceAndThrow(kHandler), BaseException);
+    EXPECT_THROW(traceAndThrow(kDenied), BaseException);
 }
 
 TEST(Exceptions, ThrowingKeepsTheType) {
-    EXPECT_THROW(traceAndThrow(handler), HandlerException);
-    EXPECT_THROW(traceAndThrow(denied), CimErrorException);
+    EXPECT_THROW(traceAndThrow(kHandler), HandlerException);
+    EXPECT_THROW(traceAndThrow(kDenied), CimErrorException);
 }
 
 TEST(Exceptions, ThrowingTracesTheText) {
     const TraceCapture trace(1);
-    EXPECT_THROW(traceAndThrow(denied), CimErrorException);
+    EXPECT_THROW(traceAndThrow(kDenied), CimErrorException);
     EXPECT_EQ(trace.messages(),
               (std::vector<std::string>{
                   "KRM_TBL             : traceAndThrow(): CimErrorException: file=\"f\" line=74 "
@@ -176,7 +176,7 @@ TEST(Exceptions, VirtualOperationsStandInOrder) {
     EXPECT_EQ(virtualSlot(&CimErrorException::className), 3u);
     EXPECT_EQ(virtualSlot(&CimErrorException::fullText), 4u);
     EXPECT_EQ(virtualSlot(&CimErrorException::getCimError), 5u);
-    EXPECT_EQ(virtualSlot(&BaseException::trace), varnock::test::notVirtual);
+    EXPECT_EQ(virtualSlot(&BaseException::trace), varnock::test::kNotVirtual);
 }
 #endif
 

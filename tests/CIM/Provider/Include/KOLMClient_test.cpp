@@ -27,23 +27,24 @@ using varnock::test::numberData;
 using varnock::test::ScriptedAgent;
 using varnock::test::TraceCapture;
 
-constexpr unsigned int opcodeNumberFans = 0x0300;
+constexpr unsigned int kOpcodeNumberFans = 0x0300;
 
 class ClientOverAgent : public testing::Test {
   protected:
     ClientOverAgent() {
         agent.handle([this](const AgentRequest& request) {
-            return request.opcode == opcodeNumberFans ? AgentReply::status(fanStatus, numberData(4))
-                                                      : AgentReply::ok();
+            return request.opcode == kOpcodeNumberFans
+                       ? AgentReply::status(fanStatus, numberData(4))
+                       : AgentReply::ok();
         });
     }
 
     static int askFans(KOLMClient& client) {
-        SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+        SipJson record(kOpcodeNumberFans, 0, 0, 1, SipJson::noStatus);
         return client.request(record);
     }
     static int askFans(IVirtualKOLM& client) {
-        SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+        SipJson record(kOpcodeNumberFans, 0, 0, 1, SipJson::noStatus);
         return client.KolmRequest(record);
     }
 
@@ -69,7 +70,7 @@ TEST_F(ClientOverAgent, TwoClientsAttachOnceAndDetachWithTheLast) {
 
 TEST_F(ClientOverAgent, RequestBecomesTheReply) {
     const ShPtr<KOLMClient> client = getKOLMClient("name");
-    SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+    SipJson record(kOpcodeNumberFans, 0, 0, 1, SipJson::noStatus);
     EXPECT_EQ(client->request(record), 0);
     EXPECT_TRUE(record.HasReplyData());
     EXPECT_EQ(record.DataByte(), 4u);
@@ -85,7 +86,7 @@ TEST_F(ClientOverAgent, FailedRequestIsReturnedWithItsStatus) {
     const ShPtr<KOLMClient> client = getKOLMClient("name");
     for (const unsigned int status : {1u, 19u, 21u, 24u, 25u, 255u}) {
         fanStatus = status;
-        SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+        SipJson record(kOpcodeNumberFans, 0, 0, 1, SipJson::noStatus);
         EXPECT_EQ(client->request(record), 2) << status;
         EXPECT_EQ(record.Status(), status);
     }
@@ -113,7 +114,7 @@ TEST_F(ClientOverAgent, AccessRefusedIsRaised) {
 TEST_F(ClientOverAgent, RequestsAfterTheLastDetachFail) {
     { const ShPtr<KOLMClient> client = getKOLMClient("name"); }
     const ShPtr<KOLMClient> later = getKOLMClient("later");
-    SipJson record(opcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+    SipJson record(kOpcodeNumberFans, 0, 0, 1, SipJson::noStatus);
     EXPECT_EQ(later->request(record), 2);
     EXPECT_EQ(record.Status(), 3u);
 }

@@ -26,7 +26,7 @@ struct Operation {
     std::vector<Expected> rows;
 };
 
-const Operation operations[] = {
+const Operation kOperations[] = {
     {"toGetInstanceStatus",
      toGetInstanceStatus,
      {{0, 0, false},
@@ -90,7 +90,7 @@ const Operation operations[] = {
 };
 
 TEST(StatusMapping, EveryErrorHasItsStatus) {
-    for (const Operation& operation : operations) {
+    for (const Operation& operation : kOperations) {
         for (const Expected& row : operation.rows) {
             EXPECT_EQ(operation.map(static_cast<CimError>(row.error)), row.status)
                 << operation.name << '(' << row.error << ')';
@@ -99,7 +99,7 @@ TEST(StatusMapping, EveryErrorHasItsStatus) {
 }
 
 TEST(StatusMapping, UnknownErrorsAreTracedAtLevelOne) {
-    for (const Operation& operation : operations) {
+    for (const Operation& operation : kOperations) {
         for (const Expected& row : operation.rows) {
             const TraceCapture trace(1);
             operation.map(static_cast<CimError>(row.error));
@@ -115,7 +115,7 @@ TEST(StatusMapping, UnknownErrorsAreTracedAtLevelOne) {
 
 TEST(StatusMapping, TracesNothingBelowLevelOne) {
     const TraceCapture trace(0);
-    for (const Operation& operation : operations) {
+    for (const Operation& operation : kOperations) {
         for (const Expected& row : operation.rows) {
             EXPECT_EQ(operation.map(static_cast<CimError>(row.error)), row.status);
         }
