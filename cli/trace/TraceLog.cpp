@@ -6,9 +6,12 @@
 #include <limits>
 #include <utility>
 
+#include "util/Ascii.h"
+
 namespace varnockctl {
 namespace {
 
+using varnock::isDigit;
 using namespace varnock::tracefile;
 
 constexpr std::int64_t kNoSeam = std::numeric_limits<std::int64_t>::max();
@@ -27,10 +30,6 @@ std::optional<std::int64_t> numberOf(std::string_view header, std::size_t field)
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
     const bool whole = parsed.ec == std::errc{} && parsed.ptr == text.data() + text.size();
     return whole && value >= 0 ? std::optional(value) : std::nullopt;
-}
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
 }
 
 constexpr std::array<std::string_view, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",

@@ -11,6 +11,8 @@
 #include <new>
 #include <utility>
 
+#include "util/Ascii.h"
+
 namespace varnock {
 
 namespace {
@@ -33,10 +35,6 @@ class CheckedHeap : public rapidjson::CrtAllocator {
 };
 
 constinit CheckedHeap stackHeap;
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 /// Parses one text into its own document. Handling the parser's events bounds the nesting while the
 /// text is read: the parser and the values' destructor both recurse, and a hostile text would make

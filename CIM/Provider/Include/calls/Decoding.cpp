@@ -7,16 +7,13 @@
 #include <optional>
 
 #include "CIM/Provider/Include/HelperComputerSystem.h"
+#include "util/Ascii.h"
 
 namespace varnock::calls {
 
 namespace {
 
 constexpr size_t kCimDatetimeLength = 25;
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 // The digits of YYYYMMDD, YYYY-MM-DD or YYYY/MM/DD.
 std::optional<std::string> dayDigits(const std::string& text) {
