@@ -16,6 +16,7 @@
 #include "agent/Serve.h"
 #include "agent/host/HostMachine.h"
 #include "runtime/StartMode.h"
+#include "runtime/files/PlatformPaths.h"
 #include "tools/Console.h"
 
 // The provider that the agent serves writes to the trace file; the agent's own library must not.
@@ -30,7 +31,7 @@ constexpr int kUsage = 2;
 constexpr int kSignalled = 128;
 constexpr unsigned kPermissionBits = 0777;
 // Where programs without QX_RAGD_SOCKET_DIR look for the management agent.
-constexpr const char* kProductionDirectory = "/dev";
+constexpr const char* kProductionDirectory = varnock::kDefaultSocketDirectory;
 
 struct Options {
     EventWords event;
@@ -78,7 +79,7 @@ std::string directoryFor(const CLI::App& command, const Options& options) {
     if (options.production) {
         return kProductionDirectory;
     }
-    const char* set = secure_getenv("QX_RAGD_SOCKET_DIR");
+    const char* set = secure_getenv(varnock::kSocketDirectoryVariable);
     if (set == nullptr) {
         throw CLI::ValidationError(command.get_name() +
                                    " needs --dir DIR for the directory of the sockets, or "

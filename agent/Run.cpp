@@ -18,6 +18,8 @@
 #include "agent/EventLoop.h"
 #include "agent/PrivateDirectory.h"
 #include "agent/Signals.h"
+#include "runtime/files/PlatformPaths.h"
+#include "runtime/trace/TraceSettings.h"
 
 namespace varnock::agent {
 namespace {
@@ -45,13 +47,13 @@ void furnish(const fs::path& home) {
 }
 
 void describe(const fs::path& home, const std::string& sockets) {
-    setenv("QX_RAGD_SOCKET_DIR", sockets.c_str(), 1);
+    setenv(kSocketDirectoryVariable, sockets.c_str(), 1);
     // Settings of the user are kept: they often serve to look at the trace of the command.
-    setenv("QX_SYSTEM_DIR", (home / "system").c_str(), 0);
-    setenv("QX_LOG_RINGBUF_DIR", (home / "trace").c_str(), 0);
-    setenv("QX_LOG_RINGBUF_WEIGHT", "1", 0);
-    setenv("QX_LOG_NOHDR_TOSDTERR", "1", 0);
-    setenv("QX_LOG_RINGBUF_PER_PROCESS", "1", 0);
+    setenv(kSystemDirectoryVariable, (home / "system").c_str(), 0);
+    setenv(kTraceDirectoryVariable, (home / "trace").c_str(), 0);
+    setenv(kTraceWeightVariable, "1", 0);
+    setenv(kTraceNoHeaderVariable, "1", 0);
+    setenv(kTracePerProcessVariable, "1", 0);
 }
 
 std::vector<char*> pointers(const std::vector<std::string>& words) {

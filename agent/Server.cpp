@@ -10,6 +10,8 @@
 #include <exception>
 #include <utility>
 
+#include "runtime/files/PlatformPaths.h"
+
 namespace varnock::agent {
 namespace {
 
@@ -58,8 +60,8 @@ Server::Server(sd_event* loop, Machine& machine, ServerOptions options)
       responder_(machine),
       limits_(options.limits),
       lock_(lockDirectory(options.directory)),
-      requests_(*this, Channel::kRequests, responder_, "ragdsj", options),
-      events_(*this, Channel::kEvents, responder_, "ragdaj", options),
+      requests_(*this, Channel::kRequests, responder_, kRequestSocket, options),
+      events_(*this, Channel::kEvents, responder_, kEventSocket, options),
       controls_(*this, Channel::kControl, control_, kControlSocket, options) {
     lock_.reset();
 }

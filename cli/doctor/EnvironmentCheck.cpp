@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/files/PlatformPaths.h"
 #include "runtime/trace/TraceSettings.h"
 
 namespace varnockctl {
@@ -32,10 +33,10 @@ std::string ownWeightVariable() {
 const std::vector<Variable>& variables() {
     static const std::string ownWeight = ownWeightVariable();
     static const std::vector<Variable> all{
-        {"QX_RAGD_SOCKET_DIR", Kind::directory},
-        {"QX_SYSTEM_DIR", Kind::directory},
-        {"QX_CPUINFO_FILE", Kind::file},
-        {"QX_MEMORY_DEVICE", Kind::file},
+        {varnock::kSocketDirectoryVariable, Kind::directory},
+        {varnock::kSystemDirectoryVariable, Kind::directory},
+        {varnock::kCpuInfoFileVariable, Kind::file},
+        {varnock::kMemoryDeviceVariable, Kind::file},
         {varnock::kTraceDirectoryVariable, Kind::directory},
         {varnock::kTraceLevelVariable, Kind::number},
         {varnock::kTraceFactorVariable, Kind::number, varnock::kLargestTraceFactor},
@@ -45,8 +46,6 @@ const std::vector<Variable>& variables() {
         {varnock::kTracePerProcessVariable, Kind::number}};
     return all;
 }
-
-constexpr std::string_view kTracePrefix = "QX_LOG_";
 
 Finding finding(Finding::State state, const std::string& text, const std::string& mend) {
     return {"environment", state, text, mend};
@@ -63,7 +62,7 @@ Finding note(const std::string& text, const std::string& mend) {
 std::string traceVariables() {
     std::string names;
     for (const Variable& variable : variables()) {
-        if (variable.name.starts_with(kTracePrefix)) {
+        if (variable.name.starts_with(varnock::kTraceVariablePrefix)) {
             names.append(names.empty() ? "" : ", ").append(variable.name);
         }
     }
@@ -110,7 +109,7 @@ void checkVariable(std::string_view name, const std::string& value, std::vector<
     if (known == variables().end()) {
         // Other programs have a weight of their own.
         const std::string othersWeight = std::string(varnock::kTraceWeightVariable) + '_';
-        if (name.starts_with(kTracePrefix) && !name.starts_with(othersWeight)) {
+        if (name.starts_with(varnock::kTraceVariablePrefix) && !name.starts_with(othersWeight)) {
             found.push_back(note(std::string(name) + " is set, and nothing reads it",
                                  "the variables of the trace are " + traceVariables()));
         }

@@ -13,22 +13,22 @@ std::string fromEnvironment(const char* variable, const char* builtIn) {
 }  // namespace
 
 std::string agentSocketDirectory() {
-    return fromEnvironment("QX_RAGD_SOCKET_DIR", "/dev");
+    return fromEnvironment(kSocketDirectoryVariable, kDefaultSocketDirectory);
 }
 std::string requestSocketPath() {
-    return agentSocketDirectory() + "/ragdsj";
+    return agentSocketDirectory() + "/" + kRequestSocket;
 }
 std::string eventSocketPath() {
-    return agentSocketDirectory() + "/ragdaj";
+    return agentSocketDirectory() + "/" + kEventSocket;
 }
 std::string systemDirectory() {
-    return fromEnvironment("QX_SYSTEM_DIR", "/etc/qxmond");
+    return fromEnvironment(kSystemDirectoryVariable, kDefaultSystemDirectory);
 }
 std::string cpuInfoFile() {
-    return fromEnvironment("QX_CPUINFO_FILE", "/proc/cpuinfo");
+    return fromEnvironment(kCpuInfoFileVariable, kDefaultCpuInfoFile);
 }
 std::string memoryDevice() {
-    return fromEnvironment("QX_MEMORY_DEVICE", "/dev/mem");
+    return fromEnvironment(kMemoryDeviceVariable, kDefaultMemoryDevice);
 }
 
 }  // namespace varnock

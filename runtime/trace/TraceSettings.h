@@ -9,14 +9,16 @@
 #include "runtime/Debug.h"
 #include "runtime/Registry.h"
 
-/// Which settings the trace has, and how each is settled: the environment first, the registry
-/// second, the built-in default last. Whoever wants to know what is in force asks here: the library
-/// as it starts, the command line when it looks for the files. Internal, shared with the tools.
+// Which settings the trace has, and how each is settled: the environment first, the registry
+// second, the built-in default last. Whoever wants to know what is in force asks here: the library
+// as it starts, the command line when it looks for the files. Internal, shared with the tools.
 namespace varnock {
 
 // The factor has the name of a key of the agent's configuration file, and the variable about the
 // start-up header is spelt TOSDTERR: installations set them under these names.
 
+/// The names of all variables of the trace but the factor's begin with it.
+inline constexpr char kTraceVariablePrefix[] = "QX_LOG_";
 inline constexpr char kTraceDirectoryVariable[] = "QX_LOG_RINGBUF_DIR";
 inline constexpr char kTraceLevelVariable[] = "QX_LOG_DEBUG_LEVEL";
 inline constexpr char kTraceFactorVariable[] = "TraceFileLimit";
