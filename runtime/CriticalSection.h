@@ -36,14 +36,14 @@ class VARNOCK_EXPORT VARNOCK_LOCK CCriticalSection {
     friend class CriticalSectionGuard;
 
     bool isOwner(pthread_t thread) const;
-    // Enter() and Leave() for a scope, which asks only once who the caller is.
+    /// Enter() and Leave() for a scope, which asks only once who the caller is.
     pthread_t enter() VARNOCK_ACQUIRE();
     void leave(pthread_t caller) VARNOCK_RELEASE();
 
     pthread_mutex_t mutex_;
-    std::atomic<pthread_t> owner_;           // 0 when free
-    std::atomic<unsigned int> count_;        // calls of Enter() to be undone
-    std::atomic<unsigned int> initialised_;  // 1 when mutex_ can be locked
+    std::atomic<pthread_t> owner_;           ///< 0 when free
+    std::atomic<unsigned int> count_;        ///< calls of Enter() to be undone
+    std::atomic<unsigned int> initialised_;  ///< 1 when mutex_ can be locked
 };
 
 /// pthread clean-up routine; `section` is a CCriticalSection*. See CleanupHandlerForMutex().

@@ -211,8 +211,8 @@ class VARNOCK_EXPORT CDebug {
     unsigned int traceLevel_ = 0;
     unsigned int savedTraceLevel_ = 0;
     unsigned int applicationInitDone_ = 0;
-    // Owned. Threads that trace while the process ends look at it after the destructor, and an
-    // owner that is destroyed as a member would write to it outside of the lock.
+    /// Owned. Threads that trace while the process ends look at it after the destructor, and an
+    /// owner that is destroyed as a member would write to it outside of the lock.
     varnock::RingBufferFile* ringBuffer_ = nullptr;
     std::int64_t ringBufferSize_ = 0;
     char entryBuffer_[kEntrySize] = {};

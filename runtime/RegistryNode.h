@@ -92,6 +92,7 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
     void discardEntry(void* value, void* type) const;
     void releaseEntries(CRegistryNode*& pending);
 
-    CRegistryNode* next_;  // in a list of keys to destroy, or the parent during reading and writing
-    unsigned int cursor_;  // next entry while a file is written
+    CRegistryNode*
+        next_;  ///< in a list of keys to destroy, or the parent during reading and writing
+    unsigned int cursor_;  ///< next entry while a file is written
 };

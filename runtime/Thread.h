@@ -67,12 +67,12 @@ class VARNOCK_EXPORT CThread {
     void setStatus(unsigned int status);
     void setJoinStatus(unsigned int status);
 
-    std::atomic<pthread_t> handle_;  // 0 when none
+    std::atomic<pthread_t> handle_;  ///< 0 when none
     int killStillAlive_;
     int waitable_;
     [[maybe_unused]] int reserved_;
-    CThreadMonitorEntry* monitorEntry_;          // null when none
-    std::shared_ptr<varnock::ThreadLife> life_;  // null before the first start
+    CThreadMonitorEntry* monitorEntry_;          ///< null when none
+    std::shared_ptr<varnock::ThreadLife> life_;  ///< null before the first start
     std::atomic<bool> joining_;
 };
 

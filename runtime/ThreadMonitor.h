@@ -90,8 +90,8 @@ class VARNOCK_EXPORT CThreadMonitor {
     bool SetEntryStatusExited();
 
   private:
-    varnock::Mutex mutex_;                           // guards the two counters of the process too
-    unsigned int count_ VARNOCK_GUARDED_BY(mutex_);  // entries in use
+    varnock::Mutex mutex_;                           ///< guards the two counters of the process too
+    unsigned int count_ VARNOCK_GUARDED_BY(mutex_);  ///< entries in use
     std::array<CThreadMonitorEntry, maxEntries> entries_ VARNOCK_GUARDED_BY(mutex_);
 };
 

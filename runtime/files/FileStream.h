@@ -9,7 +9,7 @@
 
 #include "runtime/threads/Cancellation.h"
 
-/// Internal, not installed.
+// Internal, not installed.
 namespace varnock {
 
 /// Closes a stream, also while a cancelled thread unwinds.

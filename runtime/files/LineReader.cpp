@@ -32,7 +32,7 @@ bool LineReader::next() {
     return true;
 }
 
-// Reads more behind what is there; false at the end of the file.
+/// Reads more behind what is there; false at the end of the file.
 bool LineReader::refill() {
     const std::size_t kept = unused();
     memmove(buffer_, next_, kept);
@@ -52,7 +52,7 @@ void LineReader::take(std::size_t length, bool hasNewline) {
     text_[length_] = '\0';
 }
 
-// Takes a line whose end has not been read yet, and drops the rest of it.
+/// Takes a line whose end has not been read yet, and drops the rest of it.
 void LineReader::takeBeginning() {
     memmove(buffer_, next_, kMaxLength);
     next_ = buffer_ + kMaxLength + 1;

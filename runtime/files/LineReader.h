@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-/// Internal, not installed.
+// Internal, not installed.
 namespace varnock {
 
 /// The lines of one of the library's text files, from where the stream stands. Lines have at most
@@ -47,8 +47,8 @@ class LineReader {
 
     FILE* file_;
     std::size_t read_ = 0;
-    char buffer_[kCapacity + 1];  // the terminator may stand behind all of it
-    char* next_ = buffer_;        // what has been read and not been taken
+    char buffer_[kCapacity + 1];  ///< the terminator may stand behind all of it
+    char* next_ = buffer_;        ///< what has been read and not been taken
     char* end_ = buffer_;
     char* text_ = buffer_;
     std::size_t length_ = 0;

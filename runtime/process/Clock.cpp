@@ -46,8 +46,8 @@ class SystemClock final : public Clock {
     }
 };
 
-// The trace reads the clock before the first constructor and after the last destructor, so the
-// clock is constant-initialised and never destroyed: its destructor would take its functions away.
+/// The trace reads the clock before the first constructor and after the last destructor, so the
+/// clock is constant-initialised and never destroyed: its destructor would take its functions away.
 union Undestroyed {
     constexpr Undestroyed() : clock() {}
     constexpr ~Undestroyed() {}

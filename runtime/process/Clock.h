@@ -6,12 +6,12 @@
 
 #include <chrono>
 
-/// The one way to sleep, to wait with a time limit and to read a clock.
-///
-/// The library asks Clock::instance(); tests put a clock of their own in its place, so that ten
-/// minutes of connection attempts pass in milliseconds. Internal, not installed.
-///
-/// Every operation is a cancellation point where the call beneath it is one, so none is noexcept.
+// The one way to sleep, to wait with a time limit and to read a clock.
+//
+// The library asks Clock::instance(); tests put a clock of their own in its place, so that ten
+// minutes of connection attempts pass in milliseconds. Internal, not installed.
+//
+// Every operation is a cancellation point where the call beneath it is one, so none is noexcept.
 namespace varnock {
 
 class Clock {

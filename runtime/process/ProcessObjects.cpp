@@ -16,7 +16,7 @@
 #include "runtime/trace/TraceLock.h"
 #include "util/ThreadAnnotations.h"
 
-// Constant-initialised and never destroyed: counters work at any time of the process's life.
+/// Constant-initialised and never destroyed: counters work at any time of the process's life.
 constinit pthread_mutex_t CInterLock::incDecMutex_ = PTHREAD_MUTEX_INITIALIZER;
 constinit CThreadMonitor* pThreadMonitor = nullptr;
 constinit int ThreadCounter = 1;
@@ -28,17 +28,17 @@ constinit int MaxActiveThread = 1;
 
 namespace {
 
-// Zeros are a lock that counts and never blocks, which is what the trace needs while Debug is
-// built.
+/// Zeros are a lock that counts and never blocks, which is what the trace needs while Debug is
+/// built.
 alignas(CCriticalSection) constinit unsigned char traceLockStorage[sizeof(CCriticalSection)] = {};
 
 struct TraceLockBuilder {
     TraceLockBuilder() { new (traceLockStorage) CCriticalSection; }
 };
 
-// A lock that another thread holds at a fork would stay locked in the child for ever, so the
-// forking thread takes them all, in their order. Taken and released in different functions, which
-// the analysis cannot follow.
+/// A lock that another thread holds at a fork would stay locked in the child for ever, so the
+/// forking thread takes them all, in their order. Taken and released in different functions, which
+/// the analysis cannot follow.
 void enterLocks() VARNOCK_NOT_ANALYSED {
     CRegistry::MSpinlock.Enter();
     CEvent::Spinlock.Enter();
@@ -84,7 +84,7 @@ constinit int CRegistry::MIsDirty = 0;
 
 namespace {
 
-// Destroyed right before the root.
+/// Destroyed right before the root.
 struct RegistryEnd {
     ~RegistryEnd() { varnock::endRegistry(); }
 };
@@ -98,8 +98,8 @@ namespace {
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const TraceLockBuilder kTraceLockBuilder;
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const ForkHandlers kForkHandlers;
 
-// Destroyed first: what the library's own objects trace at the end of a forked child that has not
-// traced anything is not worth a file.
+/// Destroyed first: what the library's own objects trace at the end of a forked child that has not
+/// traced anything is not worth a file.
 struct ProcessEnd {
     ~ProcessEnd() { varnock::RingBufferFile::beLeftForGood(); }
 };

@@ -32,7 +32,7 @@ CIniFile::~CIniFile() {
     free(enumBuffer_);
 }
 
-// False when the buffer would get too large or memory runs out; it is freed then.
+/// False when the buffer would get too large or memory runs out; it is freed then.
 bool CIniFile::grow(char*& buffer, unsigned int& size) {
     const unsigned int wanted = size + kGrowthStep;
     char* grown = wanted <= kLargestBuffer ? static_cast<char*>(realloc(buffer, wanted)) : nullptr;
@@ -42,7 +42,7 @@ bool CIniFile::grow(char*& buffer, unsigned int& size) {
     return grown != nullptr;
 }
 
-// Asks until the result certainly fits. 0 with a null buffer when it cannot be made to.
+/// Asks until the result certainly fits. 0 with a null buffer when it cannot be made to.
 unsigned int CIniFile::fill(char*& buffer, unsigned int& size, const char* section, const char* key,
                             const char* defaultValue) {
     if (buffer == nullptr && !grow(buffer, size)) return 0;

@@ -21,6 +21,7 @@
 #include "runtime/process/Clock.h"
 #include "runtime/threads/Cancellation.h"
 #include "runtime/trace/TraceAt.h"
+#include "util/Ascii.h"
 
 namespace {
 
@@ -37,13 +38,13 @@ char* skipBlanks(char* text) {
     return text;
 }
 
-// Cuts the text before the blanks at its end.
+/// Cuts the text before the blanks at its end.
 void trimEnd(char* text, char* end) {
     while (end > text && isBlank(end[-1])) --end;
     *end = '\0';
 }
 
-// The header of this very section: "[", the name, "]".
+/// The header of this very section: "[", the name, "]".
 bool opensSection(const char* line, const char* section) {
     const std::size_t length = strlen(section);
     return line[0] == '[' && strncmp(line + 1, section, length) == 0 && line[1 + length] == ']';
@@ -199,7 +200,7 @@ class EditSearch {
                 leadingNewline};
     }
 
-    // True when the place is found, or there is nothing to do.
+    /// True when the place is found, or there is nothing to do.
     bool take(char* line, Edit& edit) {
         if (!inSection_) {
             inSection_ = opensSection(line, section_);
@@ -345,7 +346,7 @@ class EditedFile {
     bool isFull_ = false;
 };
 
-// After a failure: what is still in the buffer must not reach the file at its closing.
+/// After a failure: what is still in the buffer must not reach the file at its closing.
 void cutBack(FILE* file, std::size_t size) {
     __fpurge(file);
     if (ftruncate(fileno(file), static_cast<off_t>(size)) != 0) {
@@ -510,7 +511,7 @@ int CSysBase::GetSystemDirectory(char* buffer, unsigned int size) {
 
 char* CSysBase::StringToUpper(char* text) {
     for (char* c = text; c != nullptr && *c != '\0'; ++c) {
-        if (*c >= 'a' && *c <= 'z') *c = static_cast<char>(*c - 'a' + 'A');
+        *c = varnock::upperCase(*c);
     }
     return text;
 }

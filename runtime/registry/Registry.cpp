@@ -28,7 +28,7 @@ constexpr long kSuccess = 0;
 constexpr long kInvalid = EINVAL;
 constexpr long kNoData = ENODATA;
 constexpr long kCreateFailed = -1;
-// The low 32 bits all ones, the high ones zero: a positive number here.
+/// The low 32 bits all ones, the high ones zero: a positive number here.
 constexpr long kOpenFailed = 0xFFFFFFFFL;
 
 constexpr const char* kUuidPath =
@@ -43,7 +43,7 @@ CRegistryNode* subkeyOf(CRegistryNode* node, const char* name) {
     return node->find(name, value) == REGISTRY_KEY ? static_cast<CRegistryNode*>(value) : nullptr;
 }
 
-// Null when a component is missing or no key.
+/// Null when a component is missing or no key.
 CRegistryNode* walk(CRegistryNode* node, std::string_view path) {
     while (node != nullptr && !path.empty()) {
         node = subkeyOf(node, std::string(takeComponent(path)).c_str());
@@ -61,8 +61,8 @@ CRegistryNode* createSubkey(CRegistryNode* node, const char* name) {
     return fresh.release();
 }
 
-// Null when a component is a value. An empty component, as a separator at the end leaves it, ends
-// the walk.
+/// Null when a component is a value. An empty component, as a separator at the end leaves it, ends
+/// the walk.
 CRegistryNode* walkAndCreate(CRegistryNode* node, std::string_view path) {
     while (node != nullptr && !path.empty()) {
         const std::string component(takeComponent(path));
@@ -72,8 +72,8 @@ CRegistryNode* walkAndCreate(CRegistryNode* node, std::string_view path) {
     return node;
 }
 
-// Replaces %NAME% by the environment's value; two adjacent percent signs are one, and the text
-// behind one that stays open is taken as it is.
+/// Replaces %NAME% by the environment's value; two adjacent percent signs are one, and the text
+/// behind one that stays open is taken as it is.
 std::string expand(const char* text) {
     std::string out;
     for (;;) {
@@ -89,13 +89,13 @@ std::string expand(const char* text) {
     }
 }
 
-// Copies as much as fits, terminated; REQUIRES size > 0.
+/// Copies as much as fits, terminated; REQUIRES size > 0.
 void copyText(char* out, unsigned int size, const char* text) {
     strncpy(out, text, size);
     out[size - 1] = '\0';
 }
 
-// A pointer that another thread may be clearing, as it removes the root key.
+/// A pointer that another thread may be clearing, as it removes the root key.
 CRegistryNode* readRoot(CRegistryNode* const& root) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     return root;
@@ -187,7 +187,7 @@ void CRegistry::FreeClass() {
     SaveTree();
 }
 
-// Keeps no exception: a walk that runs out of memory is a failure like any other.
+/// Keeps no exception: a walk that runs out of memory is a failure like any other.
 long CRegistry::openPath(const char* path, CRegistryNode* root) {
     try {
         const CriticalSectionGuard guard(MSpinlock);
@@ -355,8 +355,8 @@ unsigned int CRegistry::GetValueSize(const char* name, CRegistryNode* key) {
     return type <= REGISTRY_NUMBER ? CRegistryNode::valueSize(type, value) : 0;
 }
 
-// Hands the data of a value, as it is read, to `take`, which returns whether it is what it wants.
-// False without such a value, and when memory runs out.
+/// Hands the data of a value, as it is read, to `take`, which returns whether it is what it wants.
+/// False without such a value, and when memory runs out.
 template <typename Take>
 bool CRegistry::read(const char* name, CRegistryNode* key, Take take) try {
     CRegistryNode* node = key != nullptr ? key : currentKey_;
@@ -390,7 +390,7 @@ char* CRegistry::GetValue(const char* name, CRegistryNode* key) {
     return read(name, key, keep) ? valueBuffer_.data() : nullptr;
 }
 
-// As read(), with the codes and the status of QueryValue().
+/// As read(), with the codes and the status of QueryValue().
 template <typename Take>
 long CRegistry::query(const char* name, CRegistryNode* key, Take take) {
     if (key == nullptr && currentKey_ == nullptr) return status_ = kInvalid;

@@ -6,8 +6,8 @@
 #include "runtime/RegistryNode.h"
 #include "runtime/files/LineReader.h"
 
-/// The text of the registry, for the library and for the command line: docs/registry-file.md tells
-/// the same to people. Internal, shared with the tools.
+// The text of the registry, for the library and for the command line: docs/registry-file.md tells
+// the same to people. Internal, shared with the tools.
 namespace varnock::registryformat {
 
 // The files in the system directory.

@@ -27,7 +27,7 @@ struct Marker {
     const char* text;
     unsigned int type;
 };
-// In the order in which they are tried.
+/// In the order in which they are tried.
 constexpr Marker kMarkers[] = {{kStringMarker, REGISTRY_STRING},
                                {kExpandMarker, REGISTRY_EXPAND},
                                {kNumberMarker, REGISTRY_NUMBER},
@@ -67,10 +67,10 @@ void fillMemory(void* memory, unsigned int type, const void* data, std::uint32_t
     place[size] = 0;
 }
 
-// Keys that were removed or replaced. Guarded by CRegistry::MSpinlock.
+/// Keys that were removed or replaced. Guarded by CRegistry::MSpinlock.
 constinit CRegistryNode* discarded = nullptr;
 
-// A root pointer must not outlive its key in the tree: it is what an absent root is entered with.
+/// A root pointer must not outlive its key in the tree: it is what an absent root is entered with.
 void forgetRoot(const CRegistryNode* node) {
     for (CRegistryNode** root :
          {&CRegistry::MLocalMachine, &CRegistry::MCurrentUser, &CRegistry::MUsers,
@@ -79,7 +79,7 @@ void forgetRoot(const CRegistryNode* node) {
     }
 }
 
-// The marker that a text begins with; null when it is none.
+/// The marker that a text begins with; null when it is none.
 const Marker* markerAt(const char* text) {
     for (const Marker& marker : kMarkers) {
         if (strncmp(text, marker.text, strlen(marker.text)) == 0) return &marker;
@@ -98,7 +98,7 @@ std::string parseBytes(const char* text) {
     }
 }
 
-// Enough to see what is wrong with a file; a hostile one could have millions.
+/// Enough to see what is wrong with a file; a hostile one could have millions.
 void warn(CRegistryNode::Warnings& warnings, const char* what, const char* text) {
     constexpr std::size_t most = 100;
     if (warnings.size() < most) {
@@ -139,15 +139,15 @@ void appendValue(std::string& line, unsigned int type, const void* value) {
     }
 }
 
-// A line must come back as this very entry: on its own, with the name before the first "=", and not
-// as the header of a key.
+/// A line must come back as this very entry: on its own, with the name before the first "=", and
+/// not as the header of a key.
 bool comesBack(std::string_view name, std::string_view line) {
     const bool looksLikeKey = line[0] == '[' && holds(line, ']');
     return !holds(name, '=') && !looksLikeKey && !holds(line, '\n');
 }
 
-// The line "[name]" must come back whole: cut, it would be no key, and what stands in the key would
-// belong to its parent.
+/// The line "[name]" must come back whole: cut, it would be no key, and what stands in the key
+/// would belong to its parent.
 bool keyComesBack(std::string_view name) {
     return !holds(name, '\n') && name.size() <= kLongestKeyName;
 }
@@ -202,7 +202,7 @@ class CRegistryNode::Output {
 
 CRegistryNode::CRegistryNode() : next_(nullptr), cursor_(0) {}
 
-// Frees the values of this key and puts its subkeys before those that are pending.
+/// Frees the values of this key and puts its subkeys before those that are pending.
 void CRegistryNode::releaseEntries(CRegistryNode*& pending) {
     for (unsigned int i = 0; i < entries(); ++i) {
         Assoc& entry = assocAt(i);
@@ -218,7 +218,7 @@ void CRegistryNode::releaseEntries(CRegistryNode*& pending) {
     }
 }
 
-// A file can nest keys ten thousands deep, so they are destroyed one after the other.
+/// A file can nest keys ten thousands deep, so they are destroyed one after the other.
 CRegistryNode::~CRegistryNode() {
     CRegistryNode* pending = nullptr;
     releaseEntries(pending);
@@ -233,7 +233,7 @@ void CRegistryNode::freeValue(unsigned int type, void* value) const {
     if (isArray(type) && !holdsMemory(value)) delete[] static_cast<unsigned char*>(value);
 }
 
-// Open handles may still name a subkey; a root pointer of CRegistry on it becomes null.
+/// Open handles may still name a subkey; a root pointer of CRegistry on it becomes null.
 void CRegistryNode::discardEntry(void* value, void* type) const {
     if (typeOf(type) != REGISTRY_KEY) {
         freeValue(typeOf(type), value);
@@ -307,7 +307,7 @@ const void* CRegistryNode::valueData(unsigned int type, const void* value, unsig
     return static_cast<const unsigned char*>(value) + sizeBeforeData(type);
 }
 
-// The value of a line "name=s=text", if it is one.
+/// The value of a line "name=s=text", if it is one.
 void CRegistryNode::takeValue(char* line) {
     char* equals = strchr(line, '=');
     const Marker* marker = equals != nullptr ? markerAt(equals) : nullptr;
@@ -331,7 +331,7 @@ void CRegistryNode::takeValue(char* line) {
     fillMemory(memory, marker->type, data, static_cast<std::uint32_t>(size));
 }
 
-// Takes a line into this key; the subkey that the line opens, else null.
+/// Takes a line into this key; the subkey that the line opens, else null.
 CRegistryNode* CRegistryNode::takeLine(LineReader& line, Warnings& warnings) {
     if (line.isCut()) warn(warnings, "a line of the file is too long and was cut", line.text());
     char* text = line.text();
@@ -400,7 +400,7 @@ void CRegistryNode::dumpValues(Output& output, Warnings& warnings) {
     }
 }
 
-// The next subkey that can be written; null at the end.
+/// The next subkey that can be written; null at the end.
 CRegistryNode* CRegistryNode::nextSubkey(const char*& name, Warnings& warnings) {
     while (cursor_ < entries()) {
         void* value = nullptr;

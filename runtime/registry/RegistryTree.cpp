@@ -40,7 +40,7 @@ std::atomic_ref<int> isSetup() {
     return std::atomic_ref<int>(CRegistry::MIsSetup);
 }
 
-// Guarded by CRegistry::MSpinlock.
+/// Guarded by CRegistry::MSpinlock.
 char currentPath[4096];
 char backupPath[4096];
 char newPath[4096];
@@ -57,7 +57,7 @@ const RootKey kRootKeys[] = {{registryformat::kLocalMachine, &CRegistry::MLocalM
                              {registryformat::kClassesRoot, &CRegistry::MClassesRoot},
                              {registryformat::kCurrentConfig, &CRegistry::MCurrentConfig}};
 
-// A path that does not fit names no file: cut, it could name another one of the three.
+/// A path that does not fit names no file: cut, it could name another one of the three.
 void setPath(char (&path)[4096], const std::string& directory, const char* name) {
     const int length = snprintf(path, sizeof path, "%s/%s", directory.c_str(), name);
     if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) path[0] = '\0';
@@ -100,8 +100,8 @@ void removeAll() {
     }
 }
 
-// False when the file cannot be read to its end; nothing of it stays in the tree then, since a part
-// of a tree must never replace the file.
+/// False when the file cannot be read to its end; nothing of it stays in the tree then, since a
+/// part of a tree must never replace the file.
 bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
     const FileStream file = varnock::openRegularFile(path, "re");
     if (!file) return false;
@@ -141,7 +141,7 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
            opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
 }
 
-// Waits until no other process has the file, through the host's signals.
+/// Waits until no other process has the file, through the host's signals.
 bool lock(const FileDescriptor& file) {
     int result = 0;
     do {
@@ -150,8 +150,8 @@ bool lock(const FileDescriptor& file) {
     return result == 0;
 }
 
-// Opens the new file for this process alone. Another process may have put the file it waits for in
-// place meanwhile, so the name is looked at again under the lock.
+/// Opens the new file for this process alone. Another process may have put the file it waits for in
+/// place meanwhile, so the name is looked at again under the lock.
 FileStream openNewFile() {
     constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     for (;;) {
@@ -170,7 +170,7 @@ FileStream openNewFile() {
     }
 }
 
-// For file systems without links. Without a tree in place of the old one, that comes back.
+/// For file systems without links. Without a tree in place of the old one, that comes back.
 bool replaceByRenames() {
     if (rename(currentPath, backupPath) != 0) return false;
     if (rename(newPath, currentPath) == 0) return true;
@@ -180,8 +180,8 @@ bool replaceByRenames() {
     return false;
 }
 
-// Puts the new file in place and keeps the file before as the backup. A link leaves the name
-// "registry" in place all the time.
+/// Puts the new file in place and keeps the file before as the backup. A link leaves the name
+/// "registry" in place all the time.
 bool replaceTree() {
     if (access(currentPath, F_OK) == 0) {
         unlink(backupPath);
@@ -197,7 +197,7 @@ bool dumpTree(FILE* file, CRegistryNode::Warnings& warnings) try {
     return false;
 }
 
-// Renames while the stream still holds the lock.
+/// Renames while the stream still holds the lock.
 bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
     const bool written = dumpTree(file, warnings) && fchmod(fileno(file), kFileMode) == 0 &&
                          fsync(fileno(file)) == 0;
@@ -211,7 +211,7 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
     return false;
 }
 
-// After a failed load the root keys are entered as they are, null, and nobody can follow them.
+/// After a failed load the root keys are entered as they are, null, and nobody can follow them.
 bool enterMissingRoots() try {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     void* node = nullptr;
@@ -268,8 +268,8 @@ struct UpdatingMark {
     ~UpdatingMark() { updating = false; }
 };
 
-// Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
-// Until it is whole there is none.
+/// Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
+/// Until it is whole there is none.
 bool reload(LoadResult& result) {
     isSetup().store(0);
     removeAll();
@@ -297,7 +297,7 @@ struct UnsavedChange {
     }
 };
 
-// False when there is no tree.
+/// False when there is no tree.
 bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     const varnock::CancellationGuard wholeFile;
@@ -324,7 +324,7 @@ bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved
     return true;
 }
 
-// Ends both ways to save.
+/// Ends both ways to save.
 void report(const Save& saved) {
     trace(saved.warnings);
     if (saved.result == SaveResult::done) return;
@@ -338,6 +338,10 @@ void report(const Save& saved) {
 }
 
 }  // namespace
+
+CCriticalSection& varnock::registryLock() {
+    return CRegistry::MSpinlock;
+}
 
 void varnock::endRegistry() {
     ended = true;

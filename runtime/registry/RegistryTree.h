@@ -1,10 +1,15 @@
 #pragma once
 
-/// Internal, not installed.
+#include "runtime/CriticalSection.h"
+
+// Internal, not installed.
 namespace varnock {
 
-/// Tells that the root of the registry is gone, at the end of the process: from now on nothing is
-/// loaded or saved.
+/// CRegistry::MSpinlock, for code that needs the lock and nothing else of the registry.
+CCriticalSection& registryLock();
+
+/// Frees the keys that were removed. From now on nothing is loaded or saved: the process ends, and
+/// the root of the tree is destroyed next.
 void endRegistry();
 
 }  // namespace varnock

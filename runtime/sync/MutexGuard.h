@@ -4,7 +4,7 @@
 
 #include "runtime/SyncWrappers.h"
 
-/// Internal, not installed.
+// Internal, not installed.
 namespace varnock {
 
 /// Holds a pthread mutex for a scope, also when a cancelled thread unwinds. A lock that failed is

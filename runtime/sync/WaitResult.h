@@ -1,6 +1,6 @@
 #pragma once
 
-/// Internal, not installed.
+// Internal, not installed.
 namespace varnock {
 
 /// The timeout that never runs out.

@@ -2,8 +2,8 @@
 
 #include <pthread.h>
 
-/// Thread cancellation unwinds the stack, and unwinding must not pass a destructor or anything else
-/// that is noexcept: the process would end. Internal, not installed.
+// Thread cancellation unwinds the stack, and unwinding must not pass a destructor or anything else
+// that is noexcept: the process would end. Internal, not installed.
 namespace varnock {
 
 /// Keeps the calling thread from being cancelled for a scope. Destructors that trace, write, sleep,

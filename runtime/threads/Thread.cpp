@@ -12,10 +12,12 @@
 #include "runtime/sync/WaitResult.h"
 #include "runtime/threads/Cancellation.h"
 #include "runtime/threads/ThreadNumber.h"
+#include "runtime/trace/ShownText.h"
 #include "runtime/trace/TraceAt.h"
 
 using varnock::CancellationGuard;
 using varnock::MutexGuard;
+using varnock::shown;
 using varnock::threadNumber;
 using varnock::traceAt;
 
@@ -108,8 +110,8 @@ class Attributes {
                          "pthread_attr_setdetachstate failed: %d \n");
     }
 
-    // Explicit scheduling is not asked for, so by default the thread library inherits the policy
-    // of the creator: an unprivileged process starts its threads all the same.
+    /// Explicit scheduling is not asked for, so by default the thread library inherits the policy
+    /// of the creator: an unprivileged process starts its threads all the same.
     bool setPriority(int priority) {
         traceAt(2, "ThreadPrio=%d \n", priority);
         if (priority == 0) {
@@ -176,10 +178,6 @@ class JoinClaim {
 
 CThreadMonitor* monitor() {
     return __atomic_load_n(&pThreadMonitor, __ATOMIC_ACQUIRE);
-}
-
-const char* shown(const char* text) {
-    return text != nullptr ? text : "(null)";
 }
 
 }  // namespace

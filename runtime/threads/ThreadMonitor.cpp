@@ -68,7 +68,7 @@ void endInstance(Entry& entry) {
     entryStatus(entry) |= kEntryInstanceDestroyed;
 }
 
-// Hosts read the two counters without a lock.
+/// Hosts read the two counters without a lock.
 void storeCounter(int& counter, int value) {
     __atomic_store_n(&counter, value, __ATOMIC_RELAXED);
 }

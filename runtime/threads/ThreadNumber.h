@@ -2,7 +2,7 @@
 
 #include <pthread.h>
 
-/// Internal, not installed.
+// Internal, not installed.
 namespace varnock {
 
 /// A thread as trace texts show it: the low 32 bits.

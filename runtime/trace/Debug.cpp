@@ -12,9 +12,9 @@
 #include <exception>
 #include <utility>
 
-#include "runtime/Registry.h"
 #include "runtime/StartMode.h"
 #include "runtime/process/Clock.h"
+#include "runtime/registry/RegistryTree.h"
 #include "runtime/threads/Cancellation.h"
 #include "runtime/trace/DebugSettings.h"
 #include "runtime/trace/EntryHeader.h"
@@ -24,6 +24,7 @@
 #include "runtime/trace/TraceFormat.h"
 #include "runtime/trace/TraceLock.h"
 #include "runtime/trace/TraceSettings.h"
+#include "util/Ascii.h"
 
 using varnock::CancellationGuard;
 using varnock::EntryHeader;
@@ -103,7 +104,7 @@ CDebug::~CDebug() {
 int CDebug::Init(const char* name) {
     // The settings are read under the registry's lock, which comes before that of the trace, as in
     // every thread that forks, or traces while it changes the registry.
-    CriticalSectionGuard registryLock(CRegistry::MSpinlock);
+    CriticalSectionGuard registry(varnock::registryLock());
     CriticalSectionGuard lock(traceLock());
     if (load(traceTarget_) != kNoTarget || ringBuffer_ != nullptr) {
         return 1;
@@ -193,7 +194,7 @@ int CDebug::start(bool hasSettings) {
     return 1;
 }
 
-// The array has room for both texts: a path too long must not be cut.
+/// The array has room for both texts: a path too long must not be cut.
 void CDebug::buildPath(char letter, char (&path)[2 * kPathSize + 16]) const {
     tracefile::makePath(path, sizeof path, settings_.directory, applicationName_, letter);
 }
@@ -557,7 +558,7 @@ void CDebug::BuildAppVarName(char* buffer, unsigned int size) {
     };
     append('_');
     for (const char* c = TovQXObjectName; *c != '\0'; ++c) {
-        append(*c >= 'a' && *c <= 'z' ? static_cast<char>(*c - 'a' + 'A') : *c);
+        append(varnock::upperCase(*c));
     }
     buffer[length] = '\0';
 }

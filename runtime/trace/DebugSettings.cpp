@@ -117,7 +117,7 @@ void readFrom(CRegistry& registry, StoredTraceSettings& settings) {
 
 enum class Found { nothing, registry, key };
 
-// The object ends here, before anything is changed: it would save.
+/// The object ends here, before anything is changed: it would save.
 void readExisting(const char* path, StoredTraceSettings& settings, Found& found) {
     CRegistry registry;
     if (CRegistry::MLocalMachine != nullptr) {
@@ -127,8 +127,8 @@ void readExisting(const char* path, StoredTraceSettings& settings, Found& found)
     }
 }
 
-// Enters the key into the file as it is at this moment: a process that starts while another one
-// saves must not put back what was there before.
+/// Enters the key into the file as it is at this moment: a process that starts while another one
+/// saves must not put back what was there before.
 bool create(const char* path, StoredTraceSettings& settings) {
     bool created = false;
     CRegistry::UpdateTree([&] {

@@ -4,8 +4,8 @@
 
 #include "runtime/Debug.h"
 
-/// What the library alone does with the settings of the trace, which TraceSettings.h settles.
-/// Internal.
+// What the library alone does with the settings of the trace, which TraceSettings.h settles.
+// Internal.
 namespace varnock {
 
 /// Reads what the registry holds for this application, creating its key if it is missing. False

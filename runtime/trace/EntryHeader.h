@@ -7,7 +7,7 @@
 
 #include "runtime/trace/TraceFileFormat.h"
 
-/// The header of a trace entry, "Mmm dd hh:mm:ss host application[thread]: ". Internal.
+// The header of a trace entry, "Mmm dd hh:mm:ss host application[thread]: ". Internal.
 namespace varnock {
 
 inline constexpr std::size_t kTimeTextSize = 44;   ///< room for a time and its terminator

@@ -8,6 +8,8 @@
 #include <limits>
 #include <string_view>
 
+#include "util/Ascii.h"
+
 namespace varnock {
 namespace {
 
@@ -46,10 +48,6 @@ struct Conversion {
     enum class Length { none, longs, size } length = Length::none;
     char type = '\0';
 };
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 /// Digits up to a number that no text reaches; false for a larger one.
 bool parseNumber(const char*& format, std::size_t& number) {
@@ -179,7 +177,7 @@ class Formatter {
         char* const end = std::to_chars(digits, digits + sizeof digits, value, base).ptr;
         if (conversion.type == 'X') {
             for (char* c = digits; c != end; ++c) {
-                *c = *c >= 'a' ? static_cast<char>(*c - 'a' + 'A') : *c;
+                *c = upperCase(*c);
             }
         }
         place(conversion, prefix, {digits, static_cast<std::size_t>(end - digits)});

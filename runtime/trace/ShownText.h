@@ -1,6 +1,6 @@
 #pragma once
 
-/// Internal.
+// Internal.
 namespace varnock {
 
 /// What the trace shows of a text that may be null.

@@ -2,7 +2,7 @@
 
 #include "runtime/Debug.h"
 
-/// Internal, not installed.
+// Internal, not installed.
 namespace varnock {
 
 /// Traces at a level if that level is on. `format` is a literal; no argument for a "%s" is null.

@@ -7,8 +7,8 @@
 #include <limits>
 #include <string_view>
 
-/// What a trace file looks like, for the library, which writes it, and for the command line, which
-/// reads it: docs/trace-file.md tells the same to people. Internal, shared with the tools.
+// What a trace file looks like, for the library, which writes it, and for the command line, which
+// reads it: docs/trace-file.md tells the same to people. Internal, shared with the tools.
 namespace varnock::tracefile {
 
 // The fields at the beginning: one line each, a label, a value from a fixed column on, a bar.

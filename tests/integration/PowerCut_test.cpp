@@ -34,7 +34,7 @@ void PrintTo(const Change& change, std::ostream* out) {
     *out << change.name;
 }
 
-// Both are written in several pieces.
+/// Both are written in several pieces.
 std::string largeRegistry(const std::string& settings) {
     std::string text = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n" + settings + "[Large]\n";
     for (int i = 0; i < 1100; ++i) {
@@ -72,7 +72,7 @@ std::vector<Change> changes() {
 
 class PowerCut : public testing::TestWithParam<Change> {
   protected:
-    // The calls on other files than the one in question are none of the test.
+    /// The calls on other files than the one in question are none of the test.
     PowerCut() {
         files_.settings["QX_LOG_RINGBUF_DIR"] = others_.path();
         if (isRegistry()) return;
@@ -233,7 +233,7 @@ TEST_P(PowerCut, TheDataIsOnTheDiskBeforeTheNameAndTheNameBeforeTheEnd) {
     }));
 }
 
-// A file whose directory takes no copy.
+/// A file whose directory takes no copy.
 class WithoutCopy : public PowerCut {
   protected:
     /// Runs the change with the copy refused, and with no room on the disk for one call.

@@ -100,7 +100,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
     }
     ProcessResult load() const { return run({std::get<0>(GetParam()), "load"}); }
 
-    // A good trace file is one that has been used once.
+    /// A good trace file is one that has been used once.
     void prepareTraceFile() {
         fs::create_directory(system_);
         fs::create_directory(trace_);
@@ -118,7 +118,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
             ASSERT_EQ(lchown(entry.path().c_str(), user_, static_cast<gid_t>(-1)), 0);
         }
     }
-    // Nothing is in the way of a removal.
+    /// Nothing is in the way of a removal.
     void openDirectories() const {
         for (const std::string& directory : {system_, trace_}) {
             std::error_code isNone;
@@ -177,7 +177,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
         return errors;
     }
 
-    // The start-up header counts as one line.
+    /// The start-up header counts as one line.
     static std::vector<std::string> errorsOf(const ProcessResult& result) {
         std::vector<std::string> errors;
         bool inHeader = false;

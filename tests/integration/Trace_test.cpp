@@ -491,11 +491,11 @@ TEST_F(TraceOfProcesses, AreFollowedAndJoinedByOthers) {
     EXPECT_EQ(std::count(rows.back().begin(), rows.back().end(), ','), 4);
 }
 
-// A process that dies at any point leaves a trace that can be read up to its last whole entry, and
-// a registry with its last tree or the one before.
+/// A process that dies at any point leaves a trace that can be read up to its last whole entry, and
+/// a registry with its last tree or the one before.
 class KilledProcess : public testing::TestWithParam<int> {
   protected:
-    // Sanitizers, under which a process starts slowly, are not what this needs.
+    /// Sanitizers, under which a process starts slowly, are not what this needs.
     static constexpr int kKills = kSanitized ? 8 : 25;
 
     /// Looks at the newest round of the trace, and says how many lines it has.

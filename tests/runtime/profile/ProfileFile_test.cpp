@@ -29,7 +29,7 @@ class ProfileFile : public testing::Test {
     void contents(const std::string& text) { writeFile(path, text); }
     std::string contents() const { return readFile(path); }
 
-    // Reads into a buffer of `size` bytes; the bytes behind it must stay untouched.
+    /// Reads into a buffer of `size` bytes; the bytes behind it must stay untouched.
     std::string read(const char* section, const char* key, const char* byDefault = nullptr,
                      unsigned int size = 200) {
         std::string buffer(size + 8, '#');
@@ -417,7 +417,7 @@ TEST_F(ProfileFile, AChangeFollowsASymbolicLink) {
     EXPECT_TRUE(std::filesystem::is_symlink(link));
 }
 
-// One change of a file through an open stream.
+/// One change of a file through an open stream.
 class WriteLines : public ProfileFile {
   protected:
     int change(unsigned int from, unsigned int to, const char* key, const char* value,

@@ -28,9 +28,9 @@ struct Tracer {
     const char* last_;
 };
 
-// Built before all objects of the library and destroyed after them.
+/// Built before all objects of the library and destroyed after them.
 [[gnu::init_priority(200)]] const Tracer kOuter("before", "after");
-// An ordinary static object: the library is there for all of its life.
+/// An ordinary static object: the library is there for all of its life.
 const Tracer kInner("static-begin", "static-end");
 
 }  // namespace

@@ -15,7 +15,7 @@ thread_local unsigned long comparisons = 0;
 
 }  // namespace
 
-// The linker sends the library's comparisons of names here.
+/// The linker sends the library's comparisons of names here.
 extern "C" int __real_strcmp(const char* left, const char* right);
 extern "C" int __wrap_strcmp(const char* left, const char* right);
 extern "C" int __wrap_strcmp(const char* left, const char* right) {

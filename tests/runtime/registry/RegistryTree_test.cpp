@@ -28,7 +28,7 @@
 // The calls whose failure cannot be had otherwise, replaced for the objects of this program.
 namespace {
 bool linksFail = false;
-int renamesUntilFailure = 0;  // 0: none fails
+int renamesUntilFailure = 0;  ///< 0: none fails
 }  // namespace
 
 extern "C" {
@@ -53,8 +53,8 @@ namespace {
 
 const std::string kSmallTree = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
 
-// Loading and saving in a directory of its own. Every test is a process of its own whose library
-// was loaded without a registry, so its first object loads the tree.
+/// Loading and saving in a directory of its own. Every test is a process of its own whose library
+/// was loaded without a registry, so its first object loads the tree.
 class RegistryTree : public testing::Test {
   protected:
     RegistryTree() { setenv("QX_SYSTEM_DIR", directory.path().c_str(), 1); }
@@ -308,7 +308,7 @@ TEST_F(RegistryTree, AFileThatIsBeingWrittenBelongsToItsWriterAlone) {
 
 std::atomic<int> signalsTaken = 0;
 
-// Someone of this process waits for the lock of a file.
+/// Someone of this process waits for the lock of a file.
 bool isWaitedForALock() {
     const std::string pid = " " + std::to_string(getpid()) + " ";
     std::ifstream locks("/proc/locks");

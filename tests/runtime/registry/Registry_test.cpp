@@ -21,8 +21,8 @@ using testing::IsEmpty;
 
 constexpr long kOpenFailed = 4294967295L;
 
-// A process whose registry has one key. The tree is loaded once per process, and every test is a
-// process of its own.
+/// A process whose registry has one key. The tree is loaded once per process, and every test is a
+/// process of its own.
 class Registry : public testing::Test {
   protected:
     Registry() {

@@ -59,7 +59,7 @@ using testing::IsSupersetOf;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr std::int64_t kUnit = 1024 * 1024;  // size of the smallest file that settings can give
+constexpr std::int64_t kUnit = 1024 * 1024;  ///< size of the smallest file that settings can give
 constexpr StoredTraceSettings kOneUnit = {255, 1, 1, 1, ""};
 
 class DebugRingBuffer : public testing::Test {
@@ -98,7 +98,7 @@ class DebugRingBuffer : public testing::Test {
     TemporaryDirectory directory_;
     std::string path_ = directory_.file("log.CIM_Provider_a");
     FixedClock clock_{1'700'000'000};
-    TraceCapture console_;  // keeps the start-up header off the terminal
+    TraceCapture console_;  ///< keeps the start-up header off the terminal
 };
 
 TEST_F(DebugRingBuffer, OpensTheFileThatTheSettingsName) {

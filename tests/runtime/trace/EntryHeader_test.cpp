@@ -50,11 +50,11 @@ class OtherNodeName {
     OtherNodeName& operator=(const OtherNodeName&) = delete;
 };
 
-constexpr time_t kSomeTime = 1'700'000'000;  // Tue Nov 14 22:13:20 2023 UTC
+constexpr time_t kSomeTime = 1'700'000'000;  ///< Tue Nov 14 22:13:20 2023 UTC
 
-class EntryHeaderTest : public testing::Test {
+class EntryHeaders : public testing::Test {
   protected:
-    EntryHeaderTest() {
+    EntryHeaders() {
         setenv("TZ", "UTC0", 1);
         tzset();
     }
@@ -90,14 +90,14 @@ std::string localTime(time_t time) {
     return text;
 }
 
-TEST_F(EntryHeaderTest, IsWhatPrintfWouldWrite) {
+TEST_F(EntryHeaders, IsWhatPrintfWouldWrite) {
     char expected[400];
     snprintf(expected, sizeof expected, "%-15.15s %s %s[%016X]: ", "Nov 14 22:13:20",
              hostPart().c_str(), "App", static_cast<std::uint32_t>(pthread_self()));
     EXPECT_EQ(write(), expected);
 }
 
-TEST_F(EntryHeaderTest, FollowsTheClock) {
+TEST_F(EntryHeaders, FollowsTheClock) {
     EXPECT_EQ(write().substr(0, 15), "Nov 14 22:13:20");
     clock_.set(kSomeTime + 1);
     EXPECT_EQ(write().substr(0, 15), "Nov 14 22:13:21");
@@ -107,7 +107,7 @@ TEST_F(EntryHeaderTest, FollowsTheClock) {
     EXPECT_EQ(write().substr(0, 15), "Jan  1 00:00:00");
 }
 
-TEST_F(EntryHeaderTest, ShowsTheCallingThread) {
+TEST_F(EntryHeaders, ShowsTheCallingThread) {
     std::string other;
     char expected[32] = {};
     std::thread([&] {
@@ -119,11 +119,11 @@ TEST_F(EntryHeaderTest, ShowsTheCallingThread) {
     EXPECT_NE(other, write());
 }
 
-TEST_F(EntryHeaderTest, CutsAnEndlessApplicationName) {
+TEST_F(EntryHeaders, CutsAnEndlessApplicationName) {
     EXPECT_EQ(write(std::string(1000, 'a')), write(std::string(259, 'a')));
 }
 
-TEST_F(EntryHeaderTest, ReadsTheHostNameOnceUnlessItIsForgotten) {
+TEST_F(EntryHeaders, ReadsTheHostNameOnceUnlessItIsForgotten) {
     const std::string before = write();
     const OtherNodeName other("another.example.org");
     EXPECT_EQ(write(), before);
@@ -131,13 +131,13 @@ TEST_F(EntryHeaderTest, ReadsTheHostNameOnceUnlessItIsForgotten) {
     EXPECT_EQ(write().substr(0, 31), "Nov 14 22:13:20 another App[000");
 }
 
-TEST_F(EntryHeaderTest, ShowsALongHostName) {
+TEST_F(EntryHeaders, ShowsALongHostName) {
     const std::string longName(64, 'h');
     const OtherNodeName other(longName.c_str());
     EXPECT_EQ(write().substr(15, 38), " " + longName.substr(0, 31) + "* App[");
 }
 
-TEST_F(EntryHeaderTest, HasNoHostWhereTheSystemDoesNotNameIt) {
+TEST_F(EntryHeaders, HasNoHostWhereTheSystemDoesNotNameIt) {
     const OtherNodeName none("");
     EXPECT_EQ(write().substr(0, 21), "Nov 14 22:13:20  App[");
 }

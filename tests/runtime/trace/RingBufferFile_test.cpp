@@ -26,7 +26,7 @@
 // The calls whose failure cannot be had otherwise, replaced for the objects of this program.
 namespace {
 
-// A handler gives the result in place of the call, or nothing to let the call happen.
+/// A handler gives the result in place of the call, or nothing to let the call happen.
 template <typename... Arguments>
 using Replacement = std::function<std::optional<long>(Arguments...)>;
 
@@ -92,9 +92,9 @@ constexpr const char* kStart = "Tue Nov 14 22:13:20 2023\n";
 constexpr const char* kLaterStart = "Wed Nov 15 08:00:00 2023\n";
 constexpr const char* kFiller = "Nov 14 22:13:20 host App[0000000000000001]: ";
 
-class RingBufferFileTest : public testing::Test {
+class RingBufferFiles : public testing::Test {
   protected:
-    ~RingBufferFileTest() override {
+    ~RingBufferFiles() override {
         onWrite = nullptr;
         onAllocate = nullptr;
         onTruncate = nullptr;
@@ -145,7 +145,7 @@ void append(RingBufferFile& file, const std::string& entry) {
 
 // --- New files
 
-TEST_F(RingBufferFileTest, BeginsWithAHeaderBlockOfText) {
+TEST_F(RingBufferFiles, BeginsWithAHeaderBlockOfText) {
     const auto file = open();
     ASSERT_NE(file, nullptr) << failure_;
     const TraceFile seen(path_);
@@ -173,7 +173,7 @@ TEST_F(RingBufferFileTest, BeginsWithAHeaderBlockOfText) {
     EXPECT_FALSE(file->resumes());
 }
 
-TEST_F(RingBufferFileTest, FillsTheRestWithRecords) {
+TEST_F(RingBufferFiles, FillsTheRestWithRecords) {
     ASSERT_NE(open(), nullptr);
     const TraceFile seen(path_);
     EXPECT_EQ(seen.size(), kSize);
@@ -185,7 +185,7 @@ TEST_F(RingBufferFileTest, FillsTheRestWithRecords) {
     }
 }
 
-TEST_F(RingBufferFileTest, OfTheDefaultSizeHolds10239Records) {
+TEST_F(RingBufferFiles, OfTheDefaultSizeHolds10239Records) {
     ASSERT_NE(open(path_, 10'485'760), nullptr);
     const TraceFile seen(path_);
     EXPECT_EQ(seen.size(), 10'485'760);
@@ -194,7 +194,7 @@ TEST_F(RingBufferFileTest, OfTheDefaultSizeHolds10239Records) {
     EXPECT_THAT(lines, Each(AllOf(StartsWith(kFiller), EndsWith("___"))));
 }
 
-TEST_F(RingBufferFileTest, RoundsAnOddSizeUpToWholeRecords) {
+TEST_F(RingBufferFiles, RoundsAnOddSizeUpToWholeRecords) {
     const auto file = open(path_, 5000);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(TraceFile(path_).size(), 5120);
@@ -203,21 +203,21 @@ TEST_F(RingBufferFileTest, RoundsAnOddSizeUpToWholeRecords) {
     EXPECT_FALSE(file->fits(3977));
 }
 
-TEST_F(RingBufferFileTest, TakesNoSpaceOnTheDiskLater) {
+TEST_F(RingBufferFiles, TakesNoSpaceOnTheDiskLater) {
     ASSERT_NE(open(), nullptr);
     struct stat status {};
     ASSERT_EQ(stat(path_.c_str(), &status), 0);
     EXPECT_GE(status.st_blocks * 512, kSize);
 }
 
-TEST_F(RingBufferFileTest, LetsALongPathCoverTheBarOfItsLine) {
+TEST_F(RingBufferFiles, LetsALongPathCoverTheBarOfItsLine) {
     const std::string longPath = directory_.file(std::string(80, 'p'));
     ASSERT_NE(open(longPath), nullptr) << failure_;
     const std::string line = TraceFile(longPath).bytes().substr(0, 80);
     EXPECT_EQ(line.substr(35), longPath.substr(0, 44) + "\n");
 }
 
-TEST_F(RingBufferFileTest, BelongsToItsOwnerAlone) {
+TEST_F(RingBufferFiles, BelongsToItsOwnerAlone) {
     umask(022);
     const auto file = open();
     struct stat status {};
@@ -228,7 +228,7 @@ TEST_F(RingBufferFileTest, BelongsToItsOwnerAlone) {
 
 // --- Writing
 
-TEST_F(RingBufferFileTest, AppendsEntriesAndStoresThePosition) {
+TEST_F(RingBufferFiles, AppendsEntriesAndStoresThePosition) {
     const auto file = open();
     append(*file, "one\n");
     append(*file, "two\n");
@@ -239,7 +239,7 @@ TEST_F(RingBufferFileTest, AppendsEntriesAndStoresThePosition) {
               "CurrentWritePosition (dec bytes) : 0000000000001032" + std::string(27, ' ') + "|");
 }
 
-TEST_F(RingBufferFileTest, FitsUpToTheLastByte) {
+TEST_F(RingBufferFiles, FitsUpToTheLastByte) {
     const auto file = open();
     const auto space = static_cast<std::size_t>(file->freeBytes());
     EXPECT_TRUE(file->fits(space));
@@ -251,7 +251,7 @@ TEST_F(RingBufferFileTest, FitsUpToTheLastByte) {
     EXPECT_FALSE(file->fits(1));
 }
 
-TEST_F(RingBufferFileTest, LeavesAGapUpToARecordBoundary) {
+TEST_F(RingBufferFiles, LeavesAGapUpToARecordBoundary) {
     const auto file = open();
     file->skipGap();
     EXPECT_EQ(file->position(), 3072);
@@ -263,7 +263,7 @@ TEST_F(RingBufferFileTest, LeavesAGapUpToARecordBoundary) {
     EXPECT_EQ(file->position(), 7168);
 }
 
-TEST_F(RingBufferFileTest, WrapsBehindItsHeader) {
+TEST_F(RingBufferFiles, WrapsBehindItsHeader) {
     const auto file = open();
     append(*file, std::string(50'000, 'x'));
     {
@@ -278,7 +278,7 @@ TEST_F(RingBufferFileTest, WrapsBehindItsHeader) {
     EXPECT_EQ(file->position(), 3072);
 }
 
-TEST_F(RingBufferFileTest, StoresThePositionOfANewRoundBeforeItsFirstEntry) {
+TEST_F(RingBufferFiles, StoresThePositionOfANewRoundBeforeItsFirstEntry) {
     const auto file = open();
     append(*file, std::string(50'000, 'x'));
     RingBufferFile::Wrap wrap(*file);
@@ -286,7 +286,7 @@ TEST_F(RingBufferFileTest, StoresThePositionOfANewRoundBeforeItsFirstEntry) {
     EXPECT_EQ(TraceFile(path_).position(), 1024);
 }
 
-TEST_F(RingBufferFileTest, RulesOffWhatRemainsOfOlderRounds) {
+TEST_F(RingBufferFiles, RulesOffWhatRemainsOfOlderRounds) {
     const auto file = open();
     for (const std::string letter : {"a", "b"}) {
         while (file->fits(1000)) append(*file, std::string(999, letter[0]) + "\n");
@@ -302,7 +302,7 @@ TEST_F(RingBufferFileTest, RulesOffWhatRemainsOfOlderRounds) {
     EXPECT_EQ(static_cast<std::int64_t>(rest.size()), kSize - end);
 }
 
-TEST_F(RingBufferFileTest, WrapsBehindWhatItKeeps) {
+TEST_F(RingBufferFiles, WrapsBehindWhatItKeeps) {
     const auto file = open();
     append(*file, "initialisation\n");
     file->keepWhatIsThere();
@@ -314,7 +314,7 @@ TEST_F(RingBufferFileTest, WrapsBehindWhatItKeeps) {
 
 // --- Existing files
 
-TEST_F(RingBufferFileTest, CountsAReopenAndGoesOnWhereItStopped) {
+TEST_F(RingBufferFiles, CountsAReopenAndGoesOnWhereItStopped) {
     append(*open(), "one\n");
     const auto file = reopen();
     ASSERT_NE(file, nullptr) << failure_;
@@ -329,7 +329,7 @@ TEST_F(RingBufferFileTest, CountsAReopenAndGoesOnWhereItStopped) {
     EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one", "two"));
 }
 
-TEST_F(RingBufferFileTest, ChangesNothingElseWhenReopened) {
+TEST_F(RingBufferFiles, ChangesNothingElseWhenReopened) {
     append(*open(), "one\n");
     std::string before = TraceFile(path_).bytes();
     ASSERT_NE(reopen(), nullptr);
@@ -341,7 +341,7 @@ TEST_F(RingBufferFileTest, ChangesNothingElseWhenReopened) {
     EXPECT_EQ(after, before);
 }
 
-TEST_F(RingBufferFileTest, CountsWrapsOnAcrossProcesses) {
+TEST_F(RingBufferFiles, CountsWrapsOnAcrossProcesses) {
     {
         const auto file = open();
         { RingBufferFile::Wrap wrap(*file); }
@@ -354,7 +354,7 @@ TEST_F(RingBufferFileTest, CountsWrapsOnAcrossProcesses) {
     EXPECT_EQ(TraceFile(path_).wraps(), 3);
 }
 
-TEST_F(RingBufferFileTest, StartsAfreshWhereThePositionMeansNothing) {
+TEST_F(RingBufferFiles, StartsAfreshWhereThePositionMeansNothing) {
     for (const char* position : {"0000000000001023", "0000000000131073", "-000000000000001",
                                  "9999999999999999", "                ", "garbage!garbage!"}) {
         std::filesystem::remove(path_);
@@ -369,7 +369,7 @@ TEST_F(RingBufferFileTest, StartsAfreshWhereThePositionMeansNothing) {
     }
 }
 
-TEST_F(RingBufferFileTest, GoesOnAtBothEndsOfTheRange) {
+TEST_F(RingBufferFiles, GoesOnAtBothEndsOfTheRange) {
     for (const std::int64_t position : {std::int64_t{1024}, kSize}) {
         std::filesystem::remove(path_);
         ASSERT_NE(open(), nullptr);
@@ -382,7 +382,7 @@ TEST_F(RingBufferFileTest, GoesOnAtBothEndsOfTheRange) {
     }
 }
 
-TEST_F(RingBufferFileTest, CountsFromZeroWhereCountersMeanNothing) {
+TEST_F(RingBufferFiles, CountsFromZeroWhereCountersMeanNothing) {
     for (const char* count : {"-000000000000005", "garbage!garbage!", "9999999999999999"}) {
         std::filesystem::remove(path_);
         append(*open(), "one\n");
@@ -396,7 +396,7 @@ TEST_F(RingBufferFileTest, CountsFromZeroWhereCountersMeanNothing) {
     }
 }
 
-TEST_F(RingBufferFileTest, CountsOnAfterTheLargestNumber) {
+TEST_F(RingBufferFiles, CountsOnAfterTheLargestNumber) {
     append(*open(), "one\n");
     putNumber(3, "0000002147483647");
     putNumber(4, "0000002147483647");
@@ -406,7 +406,7 @@ TEST_F(RingBufferFileTest, CountsOnAfterTheLargestNumber) {
     EXPECT_EQ(file->wraps(), 0);
 }
 
-TEST_F(RingBufferFileTest, PrintsNumbersWith16Digits) {
+TEST_F(RingBufferFiles, PrintsNumbersWith16Digits) {
     ASSERT_NE(open(), nullptr);
     const auto expectCount = [this](int before) {
         char digits[24];
@@ -429,7 +429,7 @@ TEST_F(RingBufferFileTest, PrintsNumbersWith16Digits) {
     }
 }
 
-TEST_F(RingBufferFileTest, ReadsAHeaderWithoutAnyBlank) {
+TEST_F(RingBufferFiles, ReadsAHeaderWithoutAnyBlank) {
     putFile(std::string(kSize, '7'));
     const auto file = open();
     ASSERT_NE(file, nullptr) << failure_;
@@ -437,7 +437,7 @@ TEST_F(RingBufferFileTest, ReadsAHeaderWithoutAnyBlank) {
     EXPECT_EQ(file->opens(), 1);
 }
 
-TEST_F(RingBufferFileTest, TakesAFileWithoutAWholeHeaderForNew) {
+TEST_F(RingBufferFiles, TakesAFileWithoutAWholeHeaderForNew) {
     for (const std::size_t length : {0U, 1U, 1023U}) {
         putFile(std::string(length, 'x'));
         const auto file = open();
@@ -451,7 +451,7 @@ TEST_F(RingBufferFileTest, TakesAFileWithoutAWholeHeaderForNew) {
 
 // What a process that dies while it makes the file leaves, and a machine that dies before the disk
 // has got the bytes.
-TEST_F(RingBufferFileTest, MakesAFileAnewWhoseMakerDied) {
+TEST_F(RingBufferFiles, MakesAFileAnewWhoseMakerDied) {
     append(*open(), "one\n");
     const std::string whole = TraceFile(path_).bytes();
     for (const std::size_t written : {0U, 80U, 1024U, 100'000U}) {
@@ -470,7 +470,7 @@ TEST_F(RingBufferFileTest, MakesAFileAnewWhoseMakerDied) {
     }
 }
 
-TEST_F(RingBufferFileTest, SaysThatItIsWholeWithItsLastWrite) {
+TEST_F(RingBufferFiles, SaysThatItIsWholeWithItsLastWrite) {
     off_t last = -1;
     onWrite = [&](std::size_t length, off_t at) -> std::optional<long> {
         // The file exists in full, and has no first line before.
@@ -485,7 +485,7 @@ TEST_F(RingBufferFileTest, SaysThatItIsWholeWithItsLastWrite) {
     EXPECT_THAT(TraceFile(path_).bytes(), StartsWith("FilePath  "));
 }
 
-TEST_F(RingBufferFileTest, CutsNothingFromAFileThatAnotherHasFinishedMeanwhile) {
+TEST_F(RingBufferFiles, CutsNothingFromAFileThatAnotherHasFinishedMeanwhile) {
     const FakeClock clock;  // the other one waits for the first, but not for ever
     putFile("");
     std::unique_ptr<RingBufferFile> other;
@@ -501,7 +501,7 @@ TEST_F(RingBufferFileTest, CutsNothingFromAFileThatAnotherHasFinishedMeanwhile) 
     EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one"));
 }
 
-TEST_F(RingBufferFileTest, ExtendsAShorterFileWithRecords) {
+TEST_F(RingBufferFiles, ExtendsAShorterFileWithRecords) {
     append(*open(), "one\n");
     const auto file = reopen(2 * kSize);
     ASSERT_NE(file, nullptr) << failure_;
@@ -515,7 +515,7 @@ TEST_F(RingBufferFileTest, ExtendsAShorterFileWithRecords) {
     EXPECT_THAT(added, Each(AllOf(StartsWith(kFiller), EndsWith("___"))));
 }
 
-TEST_F(RingBufferFileTest, ExtendsFromTheMiddleOfARecord) {
+TEST_F(RingBufferFiles, ExtendsFromTheMiddleOfARecord) {
     ASSERT_NE(open(), nullptr);
     std::filesystem::resize_file(path_, 70'000);
     const auto file = reopen();
@@ -527,7 +527,7 @@ TEST_F(RingBufferFileTest, ExtendsFromTheMiddleOfARecord) {
     EXPECT_EQ(added[1].substr(0, 5), "Nov 1");
 }
 
-TEST_F(RingBufferFileTest, UsesTheOldLengthWhereThereIsNoSpaceToExtend) {
+TEST_F(RingBufferFiles, UsesTheOldLengthWhereThereIsNoSpaceToExtend) {
     append(*open(), "one\n");
     onAllocate = [](off_t, off_t) { return ENOSPC; };
     const auto file = reopen(2 * kSize);
@@ -538,7 +538,7 @@ TEST_F(RingBufferFileTest, UsesTheOldLengthWhereThereIsNoSpaceToExtend) {
     EXPECT_TRUE(file->resumes());
 }
 
-TEST_F(RingBufferFileTest, PutsTheOldLengthBackWhenExtendingFailsHalfWay) {
+TEST_F(RingBufferFiles, PutsTheOldLengthBackWhenExtendingFailsHalfWay) {
     append(*open(), "one\n");
     onWrite = [](std::size_t, off_t) {
         errno = EIO;
@@ -548,7 +548,7 @@ TEST_F(RingBufferFileTest, PutsTheOldLengthBackWhenExtendingFailsHalfWay) {
     EXPECT_EQ(TraceFile(path_).size(), kSize);
 }
 
-TEST_F(RingBufferFileTest, RefusesASmallFileThatCannotBeExtended) {
+TEST_F(RingBufferFiles, RefusesASmallFileThatCannotBeExtended) {
     ASSERT_NE(open(path_, 63 * 1024), nullptr);
     onAllocate = [](off_t, off_t) { return ENOSPC; };
     EXPECT_EQ(failToOpen(path_),
@@ -556,7 +556,7 @@ TEST_F(RingBufferFileTest, RefusesASmallFileThatCannotBeExtended) {
     EXPECT_EQ(TraceFile(path_).size(), 63 * 1024);
 }
 
-TEST_F(RingBufferFileTest, UsesALongerFileAsFarAsTheSizeGoes) {
+TEST_F(RingBufferFiles, UsesALongerFileAsFarAsTheSizeGoes) {
     append(*open(path_, 2 * kSize), "one\n");
     const auto file = reopen();
     ASSERT_NE(file, nullptr);
@@ -567,7 +567,7 @@ TEST_F(RingBufferFileTest, UsesALongerFileAsFarAsTheSizeGoes) {
     EXPECT_FALSE(file->fits(kSize));
 }
 
-TEST_F(RingBufferFileTest, FillsTheHolesOfAnExistingFile) {
+TEST_F(RingBufferFiles, FillsTheHolesOfAnExistingFile) {
     ASSERT_NE(open(), nullptr);
     std::filesystem::resize_file(path_, 2048);
     std::filesystem::resize_file(path_, kSize);
@@ -577,7 +577,7 @@ TEST_F(RingBufferFileTest, FillsTheHolesOfAnExistingFile) {
     EXPECT_GE(status.st_blocks * 512, kSize);
 }
 
-TEST_F(RingBufferFileTest, RefusesHolesThatCannotBeFilled) {
+TEST_F(RingBufferFiles, RefusesHolesThatCannotBeFilled) {
     ASSERT_NE(open(), nullptr);
     std::filesystem::resize_file(path_, 2048);
     std::filesystem::resize_file(path_, kSize);
@@ -623,7 +623,7 @@ class EventfulClock final : public Clock {
     std::function<void()> event_;
 };
 
-TEST_F(RingBufferFileTest, IsNotHadAloneWhileItIsUsed) {
+TEST_F(RingBufferFiles, IsNotHadAloneWhileItIsUsed) {
     auto user = open();
     append(*user, "one\n");
     const std::string before = TraceFile(path_).bytes();
@@ -639,21 +639,21 @@ TEST_F(RingBufferFileTest, IsNotHadAloneWhileItIsUsed) {
     EXPECT_TRUE(isInUse_);
 }
 
-TEST_F(RingBufferFileTest, IsSharedWithWhoDoesNotWantItAlone) {
+TEST_F(RingBufferFiles, IsSharedWithWhoDoesNotWantItAlone) {
     const auto own = openAlone();
     const auto other = reopen();
     ASSERT_NE(other, nullptr) << failure_;
     EXPECT_EQ(other->opens(), 2);
 }
 
-TEST_F(RingBufferFileTest, TellsAFileInUseFromOneThatIsOfNoUse) {
+TEST_F(RingBufferFiles, TellsAFileInUseFromOneThatIsOfNoUse) {
     std::filesystem::create_directory(path_);
     EXPECT_EQ(openAlone(), nullptr);
     EXPECT_FALSE(isInUse_);
     EXPECT_STRNE(failure_, "");
 }
 
-TEST_F(RingBufferFileTest, StaysInUseWhenTheHostClosesDescriptorsThatItDoesNotKnow) {
+TEST_F(RingBufferFiles, StaysInUseWhenTheHostClosesDescriptorsThatItDoesNotKnow) {
     const auto own = openAlone();
     close(::open(path_.c_str(), O_RDONLY));
     EXPECT_EQ(openAlone(), nullptr);
@@ -662,7 +662,7 @@ TEST_F(RingBufferFileTest, StaysInUseWhenTheHostClosesDescriptorsThatItDoesNotKn
     EXPECT_TRUE(isInUse_);
 }
 
-TEST_F(RingBufferFileTest, IsLeftToWhoeverWasFasterToLockIt) {
+TEST_F(RingBufferFiles, IsLeftToWhoeverWasFasterToLockIt) {
     std::unique_ptr<RingBufferFile> other;
     bool begun = false;
     onAllocate = [&](off_t, off_t) -> std::optional<long> {
@@ -680,7 +680,7 @@ TEST_F(RingBufferFileTest, IsLeftToWhoeverWasFasterToLockIt) {
     EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one"));
 }
 
-TEST_F(RingBufferFileTest, IsTakenAsItIsOnceItsMakerIsReady) {
+TEST_F(RingBufferFiles, IsTakenAsItIsOnceItsMakerIsReady) {
     putFile("");
     std::optional<OtherLock> maker(std::in_place, path_, F_WRLCK);
     ASSERT_TRUE(maker->isHeld());
@@ -699,7 +699,7 @@ TEST_F(RingBufferFileTest, IsTakenAsItIsOnceItsMakerIsReady) {
     EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("made"));
 }
 
-TEST_F(RingBufferFileTest, IsNotWaitedForForEver) {
+TEST_F(RingBufferFiles, IsNotWaitedForForEver) {
     append(*open(), "one\n");
     const OtherLock stopped(path_, F_WRLCK);
     ASSERT_TRUE(stopped.isHeld());
@@ -711,7 +711,7 @@ TEST_F(RingBufferFileTest, IsNotWaitedForForEver) {
     EXPECT_EQ(pauses, 2000) << "who wants a file alone goes to the next one at once";
 }
 
-TEST_F(RingBufferFileTest, IsOpenedAnewWhenItsMakerHasRemovedIt) {
+TEST_F(RingBufferFiles, IsOpenedAnewWhenItsMakerHasRemovedIt) {
     putFile("");
     std::optional<OtherLock> maker(std::in_place, path_, F_WRLCK);
     const EventfulClock clock([&] {
@@ -765,7 +765,7 @@ class ForkedChild {
     int ready_[2];
 };
 
-TEST_F(RingBufferFileTest, IsFreeWhenTheProcessEndsWhateverItsChildrenDo) {
+TEST_F(RingBufferFiles, IsFreeWhenTheProcessEndsWhateverItsChildrenDo) {
     auto own = openAlone();
     own->leaveWhenForked();
     const int number = own->descriptor();
@@ -777,7 +777,7 @@ TEST_F(RingBufferFileTest, IsFreeWhenTheProcessEndsWhateverItsChildrenDo) {
     EXPECT_NE(openAlone(), nullptr) << failure_;
 }
 
-TEST_F(RingBufferFileTest, StaysInUseWhileAChildSharesIt) {
+TEST_F(RingBufferFiles, StaysInUseWhileAChildSharesIt) {
     auto shared = open();
     ForkedChild child([&] { return !shared->isLeft(); });
     shared.reset();
@@ -786,7 +786,7 @@ TEST_F(RingBufferFileTest, StaysInUseWhileAChildSharesIt) {
     EXPECT_NE(openAlone(), nullptr) << failure_;
 }
 
-TEST_F(RingBufferFileTest, AChildClosesNothingThatTheHostHasUnderItsNumber) {
+TEST_F(RingBufferFiles, AChildClosesNothingThatTheHostHasUnderItsNumber) {
     const auto own = openAlone();
     own->leaveWhenForked();
     const int hosts = ::open("/dev/null", O_RDONLY);
@@ -795,7 +795,7 @@ TEST_F(RingBufferFileTest, AChildClosesNothingThatTheHostHasUnderItsNumber) {
     const ForkedChild child([&] { return own->isLeft() && fcntl(number, F_GETFD) != -1; });
 }
 
-TEST_F(RingBufferFileTest, AnyOfSeveralMayEndFirst) {
+TEST_F(RingBufferFiles, AnyOfSeveralMayEndFirst) {
     std::unique_ptr<RingBufferFile> files[3];
     for (auto& file : files) {
         file = open(directory_.file(std::to_string(&file - files)));
@@ -809,7 +809,7 @@ TEST_F(RingBufferFileTest, AnyOfSeveralMayEndFirst) {
 
 // --- Sizes out of the ordinary
 
-TEST_F(RingBufferFileTest, ToleratesSizesTooSmallForAnything) {
+TEST_F(RingBufferFiles, ToleratesSizesTooSmallForAnything) {
     for (const std::int64_t size : {1, 100, 1023, 1024, 1025}) {
         std::filesystem::remove(path_);
         const auto file = open(path_, size);
@@ -821,7 +821,7 @@ TEST_F(RingBufferFileTest, ToleratesSizesTooSmallForAnything) {
     }
 }
 
-TEST_F(RingBufferFileTest, RefusesNoSize) {
+TEST_F(RingBufferFiles, RefusesNoSize) {
     EXPECT_EQ(failToOpen(path_, 0),
               "Error 22 mmap'ing to log file PATH (0), try logging to stderr.\n");
     EXPECT_EQ(failToOpen(path_, -5),
@@ -829,7 +829,7 @@ TEST_F(RingBufferFileTest, RefusesNoSize) {
     EXPECT_FALSE(exists());
 }
 
-TEST_F(RingBufferFileTest, RefusesPositionsBeyond32BitsBeforeAnythingIsMade) {
+TEST_F(RingBufferFiles, RefusesPositionsBeyond32BitsBeforeAnythingIsMade) {
     EXPECT_EQ(failToOpen(path_, 0x8000'0000),
               "Error 27 opening PATH (-2147483648), try logging to stderr.\n");
     EXPECT_EQ(failToOpen(path_, 0xF'FFFF'FFFF'0000),
@@ -839,13 +839,13 @@ TEST_F(RingBufferFileTest, RefusesPositionsBeyond32BitsBeforeAnythingIsMade) {
 
 // --- Failures
 
-TEST_F(RingBufferFileTest, RefusesAMissingDirectory) {
+TEST_F(RingBufferFiles, RefusesAMissingDirectory) {
     EXPECT_EQ(failToOpen(directory_.file("missing/log")),
               "Error 2 opening PATH (131072), try logging to stderr.\n");
     EXPECT_EQ(failToOpen(""), "Error 2 opening  (131072), try logging to stderr.\n");
 }
 
-TEST_F(RingBufferFileTest, RefusesWhatIsNoRegularFile) {
+TEST_F(RingBufferFiles, RefusesWhatIsNoRegularFile) {
     EXPECT_EQ(failToOpen(directory_.path()),
               "Error 21 opening PATH (131072), try logging to stderr.\n");
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
@@ -854,7 +854,7 @@ TEST_F(RingBufferFileTest, RefusesWhatIsNoRegularFile) {
     EXPECT_EQ(failToOpen("/dev/null"), "Error 22 opening PATH (131072), try logging to stderr.\n");
 }
 
-TEST_F(RingBufferFileTest, DoesNotFollowALink) {
+TEST_F(RingBufferFiles, DoesNotFollowALink) {
     const std::string target = directory_.file("target");
     std::filesystem::create_symlink(target, path_);
     EXPECT_EQ(failToOpen(path_), "Error 40 opening PATH (131072), try logging to stderr.\n");
@@ -863,7 +863,7 @@ TEST_F(RingBufferFileTest, DoesNotFollowALink) {
     EXPECT_EQ(std::filesystem::file_size(target), 8U);
 }
 
-TEST_F(RingBufferFileTest, RefusesAPathThatIsTooLong) {
+TEST_F(RingBufferFiles, RefusesAPathThatIsTooLong) {
     std::string path = directory_.path();
     while (path.size() < 259) path += "/.";
     path = path.substr(0, 255) + "/log";
@@ -872,7 +872,7 @@ TEST_F(RingBufferFileTest, RefusesAPathThatIsTooLong) {
     EXPECT_THAT(failToOpen(path + "g"), StartsWith("Error 36 opening " + path.substr(0, 200)));
 }
 
-TEST_F(RingBufferFileTest, CutsTheReasonToItsRoom) {
+TEST_F(RingBufferFiles, CutsTheReasonToItsRoom) {
     const std::string path = "/missing/" + std::string(240, 'p');
     EXPECT_EQ(open(path), nullptr);
     EXPECT_EQ(std::string(failure_), ("Error 2 opening " + path).substr(0, 255));
@@ -887,19 +887,19 @@ auto failWritesBehind(off_t offset, int error) {
     };
 }
 
-TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenTheHeaderCannotBeWritten) {
+TEST_F(RingBufferFiles, LeavesNoFileBehindWhenTheHeaderCannotBeWritten) {
     onWrite = failWritesBehind(0, EIO);
     EXPECT_EQ(failToOpen(path_), "(0) Error 5 writing PATH (131072), try logging to stderr.\n");
     EXPECT_FALSE(exists());
 }
 
-TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenTheBlankLineCannotBeWritten) {
+TEST_F(RingBufferFiles, LeavesNoFileBehindWhenTheBlankLineCannotBeWritten) {
     onWrite = failWritesBehind(640, EIO);
     EXPECT_EQ(failToOpen(path_), "(1) Error 5 writing PATH (131072), try logging to stderr.\n");
     EXPECT_FALSE(exists());
 }
 
-TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenItCannotBeFilled) {
+TEST_F(RingBufferFiles, LeavesNoFileBehindWhenItCannotBeFilled) {
     onWrite = failWritesBehind(100'000, ENOSPC);
     EXPECT_EQ(failToOpen(path_), "Error 28 writing PATH (131072), try logging to stderr.\n");
     EXPECT_FALSE(exists());
@@ -908,7 +908,7 @@ TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenItCannotBeFilled) {
     EXPECT_FALSE(exists());
 }
 
-TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenThereIsNoSpace) {
+TEST_F(RingBufferFiles, LeavesNoFileBehindWhenThereIsNoSpace) {
     onAllocate = [](off_t, off_t) { return ENOSPC; };
     EXPECT_EQ(failToOpen(path_), "Error 28 writing PATH (131072), try logging to stderr.\n");
     EXPECT_FALSE(exists());
@@ -930,7 +930,7 @@ class FileLimit {
     rlimit before_{};
 };
 
-TEST_F(RingBufferFileTest, OutlivesALimitOnTheLengthOfFiles) {
+TEST_F(RingBufferFiles, OutlivesALimitOnTheLengthOfFiles) {
     {
         const FileLimit limit(kSize - 1);
         EXPECT_EQ(failToOpen(path_), "Error 27 writing PATH (131072), try logging to stderr.\n");
@@ -942,7 +942,7 @@ TEST_F(RingBufferFileTest, OutlivesALimitOnTheLengthOfFiles) {
     append(*file, std::string(kSize - 1024, 'x'));
 }
 
-TEST_F(RingBufferFileTest, UsesTheOldLengthWhereALimitForbidsMore) {
+TEST_F(RingBufferFiles, UsesTheOldLengthWhereALimitForbidsMore) {
     append(*open(), "one\n");
     const FileLimit limit(kSize);
     const auto file = reopen(2 * kSize);
@@ -951,7 +951,7 @@ TEST_F(RingBufferFileTest, UsesTheOldLengthWhereALimitForbidsMore) {
     EXPECT_EQ(TraceFile(path_).size(), kSize);
 }
 
-TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenItCannotBeMapped) {
+TEST_F(RingBufferFiles, LeavesNoFileBehindWhenItCannotBeMapped) {
     onMap = [](std::size_t) {
         errno = ENOMEM;
         return 1;
@@ -961,7 +961,7 @@ TEST_F(RingBufferFileTest, LeavesNoFileBehindWhenItCannotBeMapped) {
     EXPECT_FALSE(exists());
 }
 
-TEST_F(RingBufferFileTest, LeavesNoFileBehindWithoutMemory) {
+TEST_F(RingBufferFiles, LeavesNoFileBehindWithoutMemory) {
     const std::string reason = [&] {
         const FailingAllocation failure(1);
         EXPECT_EQ(
@@ -974,7 +974,7 @@ TEST_F(RingBufferFileTest, LeavesNoFileBehindWithoutMemory) {
     EXPECT_FALSE(exists());
 }
 
-TEST_F(RingBufferFileTest, KeepsAnExistingFileThatCannotBeMapped) {
+TEST_F(RingBufferFiles, KeepsAnExistingFileThatCannotBeMapped) {
     append(*open(), "one\n");
     onMap = [](std::size_t) {
         errno = ENOMEM;
@@ -984,7 +984,7 @@ TEST_F(RingBufferFileTest, KeepsAnExistingFileThatCannotBeMapped) {
     EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one"));
 }
 
-TEST_F(RingBufferFileTest, EmptiesAFileOfOthersThatItCouldNotFill) {
+TEST_F(RingBufferFiles, EmptiesAFileOfOthersThatItCouldNotFill) {
     putFile("short");
     onWrite = failWritesBehind(100'000, ENOSPC);
     EXPECT_THAT(failToOpen(path_), StartsWith("Error 28 writing"));
@@ -993,7 +993,7 @@ TEST_F(RingBufferFileTest, EmptiesAFileOfOthersThatItCouldNotFill) {
 
 // Another process may have found the same file without length, filled and mapped it by now, and
 // what is cut off under a mapping ends that process.
-TEST_F(RingBufferFileTest, CutsNothingFromAFileThatHadNoLength) {
+TEST_F(RingBufferFiles, CutsNothingFromAFileThatHadNoLength) {
     int cuts = 0;
     onTruncate = [&](off_t) {
         ++cuts;
@@ -1007,7 +1007,7 @@ TEST_F(RingBufferFileTest, CutsNothingFromAFileThatHadNoLength) {
     EXPECT_EQ(cuts, 1);
 }
 
-TEST_F(RingBufferFileTest, TwoMayCreateItAtOnce) {
+TEST_F(RingBufferFiles, TwoMayCreateItAtOnce) {
     const FakeClock clock;
     std::unique_ptr<RingBufferFile> other;
     bool begun = false;
@@ -1028,7 +1028,7 @@ TEST_F(RingBufferFileTest, TwoMayCreateItAtOnce) {
     EXPECT_EQ(seen.bytes()[639], '\n');
 }
 
-TEST_F(RingBufferFileTest, GoesOnAfterInterruptedAndPartialWrites) {
+TEST_F(RingBufferFiles, GoesOnAfterInterruptedAndPartialWrites) {
     int calls = 0;
     onWrite = [&](std::size_t length, off_t) -> std::optional<long> {
         switch (++calls % 3) {
