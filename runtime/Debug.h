@@ -178,16 +178,16 @@ class VARNOCK_EXPORT CDebug {
     static constexpr size_t kMessageRoom = 1025;
     static constexpr size_t kEntrySize = 1184;
 
-    bool readSettings(const char* name);
+    [[nodiscard]] bool readSettings(const char* name);
     void identify(const char* name);
     void identifyProcess();
     void applySettings();
     int start(bool hasSettings);
     void buildPath(char letter, char (&path)[2 * kPathSize + 16]) const;
-    bool openRingBuffer(const char* path, long size, bool* isInUse);
-    bool openOwnRingBuffer();
-    bool hasRingBuffer();
-    bool startInForkedChild();
+    [[nodiscard]] bool openRingBuffer(const char* path, long size, bool* isInUse);
+    [[nodiscard]] bool openOwnRingBuffer();
+    [[nodiscard]] bool hasRingBuffer();
+    [[nodiscard]] bool startInForkedChild();
     void reportInternalError(int number);
     void reportFailure();
     void fallBackToConsole();

@@ -66,7 +66,7 @@ class VARNOCK_EXPORT CEvent {
 
     /// A new object, owned by the caller, for the event of this name; null if there is none or no
     /// memory.
-    static CEvent* CreateRef(const char* name);
+    [[nodiscard]] static CEvent* CreateRef(const char* name);
 
     /// Gives the event another state and kind of reset. 1, or 0 while a thread waits, on a closed
     /// object or without record. Name and attributes are not used.

@@ -100,7 +100,7 @@ class VARNOCK_EXPORT CIniFile {
     int CopySection(const char* from, const char* to);
 
   private:
-    bool grow(char*& buffer, unsigned int& size);
+    [[nodiscard]] bool grow(char*& buffer, unsigned int& size);
     unsigned int fill(char*& buffer, unsigned int& size, const char* section, const char* key,
                       const char* defaultValue);
 

@@ -151,11 +151,11 @@ class VARNOCK_EXPORT CRegistry {
     static bool GetProductRegistryRoot(std::string& out, const char* valueName);
 
   private:
-    long openPath(const char* path, CRegistryNode* root);
+    [[nodiscard]] long openPath(const char* path, CRegistryNode* root);
     template <typename Take>
-    bool read(const char* name, CRegistryNode* key, Take take);
+    [[nodiscard]] bool read(const char* name, CRegistryNode* key, Take take);
     template <typename Take>
-    long query(const char* name, CRegistryNode* key, Take take);
+    [[nodiscard]] long query(const char* name, CRegistryNode* key, Take take);
 
     long status_;
     unsigned int valueSize_;

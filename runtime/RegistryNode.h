@@ -74,7 +74,7 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
 
     /// Fresh memory for a value of a type: texts with a NUL behind them, binaries with their count.
     /// Null when memory runs out.
-    static void* makeValue(unsigned int type, const void* data, unsigned int size);
+    [[nodiscard]] static void* makeValue(unsigned int type, const void* data, unsigned int size);
     /// The size of a value's data: texts with their NUL, binaries without their count, numbers 4.
     static unsigned int valueSize(unsigned int type, const void* value);
     /// The bytes of a value's data; `number` is where those of a number are put.

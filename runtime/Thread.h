@@ -61,9 +61,9 @@ class VARNOCK_EXPORT CThread {
     bool SetThreadName(const char* debugName, const char* qualifier);
 
   private:
-    bool join(pthread_t thread, const char* operation);
-    int joinOnce(pthread_t thread, void** result);
-    bool cancelDetached(pthread_t thread);
+    [[nodiscard]] bool join(pthread_t thread, const char* operation);
+    [[nodiscard]] int joinOnce(pthread_t thread, void** result);
+    [[nodiscard]] bool cancelDetached(pthread_t thread);
     void setStatus(unsigned int status);
     void setJoinStatus(unsigned int status);
 

@@ -72,7 +72,7 @@ class VARNOCK_EXPORT CThreadMonitor {
     CThreadMonitor& operator=(const CThreadMonitor&) = delete;
 
     /// A fresh entry, owned by the monitor; null, traced, when all are in use.
-    CThreadMonitorEntry* RegisterEntry();
+    [[nodiscard]] CThreadMonitorEntry* RegisterEntry();
     /// Adds a status. Running counts the thread, also for a null entry. InstanceDestroyed, Stopped,
     /// Joined and Cancelled change the entry status as well, and the last three clear Running.
     bool SetEntryStatus(CThreadMonitorEntry* entry, unsigned int status);

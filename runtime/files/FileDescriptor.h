@@ -47,7 +47,7 @@ class FileDescriptor {
 /// Takes over a descriptor that was opened for writing, under another number if it has one of the
 /// standard streams: a host may have closed them, and what it prints there later must not get into
 /// the file or to the peer.
-inline FileDescriptor awayFromStandardStreams(int opened) {
+[[nodiscard]] inline FileDescriptor awayFromStandardStreams(int opened) {
     FileDescriptor file(opened);
     if (opened < 0 || opened > STDERR_FILENO) return file;
     FileDescriptor moved(fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));

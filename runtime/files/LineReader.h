@@ -23,7 +23,7 @@ class LineReader {
     LineReader& operator=(const LineReader&) = delete;
 
     /// Goes to the next line; false at the end of the file.
-    bool next();
+    [[nodiscard]] bool next();
 
     /// The line without its newline, terminated, until the next one. A NUL byte in the file ends it
     /// early.
@@ -41,7 +41,7 @@ class LineReader {
     static constexpr std::size_t kCapacity = 4096;
 
     std::size_t unused() const { return static_cast<std::size_t>(end_ - next_); }
-    bool refill();
+    [[nodiscard]] bool refill();
     void take(std::size_t length, bool hasNewline);
     void takeBeginning();
 

@@ -22,7 +22,7 @@ class Clock {
     /// Sleeps for the whole duration, also when a signal arrives.
     virtual void sleepFor(std::chrono::milliseconds duration) = 0;
     /// poll(2); timeoutMs below 0 waits without limit. Interruption is left to the caller (EINTR).
-    virtual int poll(pollfd* descriptors, nfds_t count, int timeoutMs) = 0;
+    [[nodiscard]] virtual int poll(pollfd* descriptors, nfds_t count, int timeoutMs) = 0;
     /// pthread_cond_timedwait against a deadline of wallTime().
     virtual int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
                           const timespec& deadline) = 0;

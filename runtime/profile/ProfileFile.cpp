@@ -143,11 +143,11 @@ bool holdsNewline(const char* text) {
     return text != nullptr && strchr(text, '\n') != nullptr;
 }
 
-bool writeText(FILE* file, const char* text) {
+[[nodiscard]] bool writeText(FILE* file, const char* text) {
     return fputs(text, file) >= 0;
 }
 
-bool writeKeyLine(FILE* file, const char* key, const char* value) {
+[[nodiscard]] bool writeKeyLine(FILE* file, const char* key, const char* value) {
     return writeText(file, key) && writeText(file, "=") && writeText(file, value) &&
            writeText(file, "\n");
 }
@@ -174,7 +174,7 @@ class EditSearch {
         : section_(section), key_(key), value_(value) {}
 
     /// False when the file is too large for the offsets, or cannot be read to its end.
-    bool run(FILE* file, Edit& edit) {
+    [[nodiscard]] bool run(FILE* file, Edit& edit) {
         LineReader line(file);
         bool keepOffset = false;
         for (;;) {
@@ -268,23 +268,24 @@ class NewFile {
     /// Null when none can be made.
     FILE* stream() const { return stream_.get(); }
     /// Puts on the disk what was written.
-    bool finish() {
+    [[nodiscard]] bool finish() {
         return fflush(stream_.get()) == 0 && fsync(fileno(stream_.get())) == 0 &&
                varnock::closeWritten(std::move(stream_));
     }
     /// Takes the target's place. REQUIRES: finish().
-    bool replaceTarget() { return took(rename(name_.c_str(), target_.c_str())); }
+    [[nodiscard]] bool replaceTarget() { return took(rename(name_.c_str(), target_.c_str())); }
     /// Takes the target's name unless there is a file of this name. REQUIRES: finish().
-    bool becomeTarget() {
+    [[nodiscard]] bool becomeTarget() {
         return took(
             renameat2(AT_FDCWD, name_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE));
     }
 
   private:
-    bool took(int result) {
+    [[nodiscard]] bool took(int result) {
         if (result != 0) return false;
         isThere_ = false;
-        varnock::syncDirectoryOf(target_.c_str());
+        // The file is in place: without the sync only a power cut can bring the old one back.
+        static_cast<void>(varnock::syncDirectoryOf(target_.c_str()));
         return true;
     }
 
@@ -311,7 +312,7 @@ class EditedFile {
     FILE* stream() const { return copy_ ? copy_->stream() : original_.get(); }
 
     /// Makes the change the file's contents.
-    bool commit() {
+    [[nodiscard]] bool commit() {
         if (!copy_) return varnock::closeWritten(std::move(original_));
         return copy_->finish() && copy_->replaceTarget();
     }
@@ -328,7 +329,7 @@ class EditedFile {
         if (!alike || isFull_) copy_.reset();
     }
 
-    bool copyContents(int target) const {
+    [[nodiscard]] bool copyContents(int target) const {
         const int source = fileno(original_.get());
         char buffer[16384];
         off_t offset = 0;
@@ -355,12 +356,12 @@ void cutBack(FILE* file, std::size_t size) {
     }
 }
 
-bool endsInNewline(FILE* file) {
+[[nodiscard]] bool endsInNewline(FILE* file) {
     return fseek(file, -1, SEEK_END) != 0 || fgetc(file) == '\n';
 }
 
-bool writeAtEnd(FILE* file, const Edit& edit, const char* section, const char* key,
-                const char* value) {
+[[nodiscard]] bool writeAtEnd(FILE* file, const Edit& edit, const char* section, const char* key,
+                              const char* value) {
     const bool existing = edit.kind == Edit::Kind::append;
     const bool missingNewline = existing && !endsInNewline(file);
     const std::optional<std::size_t> size = fileSize(file);
@@ -373,7 +374,8 @@ bool writeAtEnd(FILE* file, const Edit& edit, const char* section, const char* k
     return written;
 }
 
-bool apply(FILE* file, const Edit& edit, const char* section, const char* key, const char* value) {
+[[nodiscard]] bool apply(FILE* file, const Edit& edit, const char* section, const char* key,
+                         const char* value) {
     if (edit.kind == Edit::Kind::replace) {
         return CSysBase::WriteLines(file, edit.from, edit.to, value != nullptr ? key : nullptr,
                                     value, edit.leadingNewline ? 1 : 0) != 0;
@@ -386,7 +388,8 @@ int traceAppendError() {
     return 0;
 }
 
-int appendToFile(const char* section, const char* key, const char* value, const char* fileName) {
+[[nodiscard]] int appendToFile(const char* section, const char* key, const char* value,
+                               const char* fileName) {
     FileStream file(fopen(fileName, "ae"));
     if (!file) return traceAppendError();
     const Edit edit{Edit::Kind::appendSection, 0, 0, false};
@@ -395,7 +398,8 @@ int appendToFile(const char* section, const char* key, const char* value, const 
     return varnock::closeWritten(std::move(file)) && written ? 1 : 0;
 }
 
-int createFile(const char* section, const char* key, const char* value, const char* fileName) {
+[[nodiscard]] int createFile(const char* section, const char* key, const char* value,
+                             const char* fileName) {
     NewFile file(fileName);
     // A directory without the right to make a file in tells so, and a name that is too long for the
     // longer one still has a chance.
@@ -409,7 +413,8 @@ int createFile(const char* section, const char* key, const char* value, const ch
     return file.becomeTarget() ? 1 : appendToFile(section, key, value, fileName);
 }
 
-int changeFile(const char* section, const char* key, const char* value, const char* fileName) try {
+[[nodiscard]] int changeFile(const char* section, const char* key, const char* value,
+                             const char* fileName) try {
     const varnock::CancellationGuard wholeChange;
     EditedFile file(fileName);
     if (!file.isOpen()) {

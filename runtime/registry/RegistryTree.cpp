@@ -102,7 +102,7 @@ void removeAll() {
 
 /// False when the file cannot be read to its end; nothing of it stays in the tree then, since a
 /// part of a tree must never replace the file.
-bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
+[[nodiscard]] bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
     const FileStream file = varnock::openRegularFile(path, "re");
     if (!file) return false;
     CRegistry::MRoot.restore(file.get(), warnings);
@@ -111,19 +111,18 @@ bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
     return false;
 }
 
-bool restoreTree(LoadResult& result) {
+void restoreTree(LoadResult& result) {
     if (!restoreFrom(currentPath, result.warnings)) {
         result.isMissing = true;
         memcpy(result.path, currentPath, sizeof currentPath);
         if (!restoreFrom(backupPath, result.warnings)) {
             result.isBackupMissing = true;
             memcpy(result.backup, backupPath, sizeof backupPath);
-            return false;
+            return;
         }
     }
     findRootKeys();
     isSetup().store(1);
-    return true;
 }
 
 void load(LoadResult& result) {
@@ -142,7 +141,7 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
 }
 
 /// Waits until no other process has the file, through the host's signals.
-bool lock(const FileDescriptor& file) {
+[[nodiscard]] bool lock(const FileDescriptor& file) {
     int result = 0;
     do {
         result = flock(file.get(), LOCK_EX);
@@ -152,7 +151,7 @@ bool lock(const FileDescriptor& file) {
 
 /// Opens the new file for this process alone. Another process may have put the file it waits for in
 /// place meanwhile, so the name is looked at again under the lock.
-FileStream openNewFile() {
+[[nodiscard]] FileStream openNewFile() {
     constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     for (;;) {
         FileDescriptor file = varnock::awayFromStandardStreams(open(newPath, flags, kNewFileMode));
@@ -171,7 +170,7 @@ FileStream openNewFile() {
 }
 
 /// For file systems without links. Without a tree in place of the old one, that comes back.
-bool replaceByRenames() {
+[[nodiscard]] bool replaceByRenames() {
     if (rename(currentPath, backupPath) != 0) return false;
     if (rename(newPath, currentPath) == 0) return true;
     const int error = errno;
@@ -182,7 +181,7 @@ bool replaceByRenames() {
 
 /// Puts the new file in place and keeps the file before as the backup. A link leaves the name
 /// "registry" in place all the time.
-bool replaceTree() {
+[[nodiscard]] bool replaceTree() {
     if (access(currentPath, F_OK) == 0) {
         unlink(backupPath);
         if (link(currentPath, backupPath) != 0) return replaceByRenames();
@@ -190,7 +189,7 @@ bool replaceTree() {
     return rename(newPath, currentPath) == 0;
 }
 
-bool dumpTree(FILE* file, CRegistryNode::Warnings& warnings) try {
+[[nodiscard]] bool dumpTree(FILE* file, CRegistryNode::Warnings& warnings) try {
     CRegistry::MRoot.dump(file, warnings);
     return ferror(file) == 0 && fflush(file) == 0;
 } catch (const std::bad_alloc&) {
@@ -202,7 +201,8 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
     const bool written = dumpTree(file, warnings) && fchmod(fileno(file), kFileMode) == 0 &&
                          fsync(fileno(file)) == 0;
     if (written && replaceTree()) {
-        varnock::syncDirectoryOf(currentPath);
+        // The file is in place: without the sync only a power cut can bring the old one back.
+        static_cast<void>(varnock::syncDirectoryOf(currentPath));
         return true;
     }
     const int error = errno;
@@ -212,7 +212,7 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
 }
 
 /// After a failed load the root keys are entered as they are, null, and nobody can follow them.
-bool enterMissingRoots() try {
+[[nodiscard]] bool enterMissingRoots() try {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     void* node = nullptr;
     if (CRegistry::MRoot.find(kRootKeys[0].name, node) == REGISTRY_KEY) return false;
@@ -270,13 +270,13 @@ struct UpdatingMark {
 
 /// Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
 /// Until it is whole there is none.
-bool reload(LoadResult& result) {
+void reload(LoadResult& result) {
     isSetup().store(0);
     removeAll();
-    return restoreTree(result);
+    restoreTree(result);
 }
 
-bool canBeRead() {
+[[nodiscard]] bool canBeRead() {
     return varnock::openRegularFile(currentPath, "re") != nullptr ||
            varnock::openRegularFile(backupPath, "re") != nullptr;
 }
@@ -315,7 +315,9 @@ bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved
         return true;
     }
     NewFileRemover remover;
-    if (!canBeRead() || !reload(loaded)) return false;
+    if (!canBeRead()) return false;
+    reload(loaded);
+    if (loaded.isBackupMissing) return false;
     UnsavedChange unsaved;
     if (!change()) return true;
     remover.armed = false;

@@ -58,7 +58,7 @@ void destroyConditions(Record& record) {
 }
 
 /// Makes conditions and mutex. Traces a failure, and then leaves nothing behind.
-bool initialise(Record& record) {
+[[nodiscard]] bool initialise(Record& record) {
     if (const int error = CondInit(&record.condition)) {
         reportFailure("pthread_cond_init", error, record);
         return false;
@@ -85,7 +85,7 @@ void destroy(Record* record) {
 }
 
 /// A record with one reference, entered under its name if it has one; null, traced, on failure.
-Record* make(int initialState, int manualReset, const char* name)
+[[nodiscard]] Record* make(int initialState, int manualReset, const char* name)
     VARNOCK_REQUIRES(CEvent::Spinlock) {
     std::unique_ptr<Record> record(new (std::nothrow) Record{});
     if (record == nullptr) {
@@ -129,12 +129,12 @@ void grantRelease(Record& record) {
     record.granted = record.arrivals;
 }
 
-int wake(Record& record) {
+[[nodiscard]] int wake(Record& record) {
     return record.manualReset != 0 ? CondBroadcast(&record.condition)
                                    : CondSignal(&record.condition);
 }
 
-bool takeSignal(Record& record) {
+[[nodiscard]] bool takeSignal(Record& record) {
     if (record.signalled == 0) {
         return false;
     }
@@ -145,7 +145,7 @@ bool takeSignal(Record& record) {
 }
 
 /// A grant is for those who waited when it was given, not for who comes before they have run.
-bool takeRelease(Record& record, std::uint64_t ticket) {
+[[nodiscard]] bool takeRelease(Record& record, std::uint64_t ticket) {
     if (record.grants == 0 || ticket >= record.granted) {
         return takeSignal(record);
     }
@@ -167,7 +167,8 @@ timespec after(unsigned int milliseconds) {
 
 /// One wait on the condition. Its clean-ups own the mutex meanwhile: a cancelled thread must not
 /// touch the record any more when it has given it back.
-int waitOnce(Record& record, MutexGuard& lock, const std::optional<timespec>& deadline) {
+[[nodiscard]] int waitOnce(Record& record, MutexGuard& lock,
+                           const std::optional<timespec>& deadline) {
     lock.release();
     const int error =
         deadline
@@ -185,7 +186,7 @@ void leave(Record& record) {
     }
 }
 
-int waitForRelease(Record& record, MutexGuard& lock, unsigned int timeoutMs) {
+[[nodiscard]] int waitForRelease(Record& record, MutexGuard& lock, unsigned int timeoutMs) {
     std::optional<timespec> deadline;
     if (timeoutMs != varnock::kInfinite) {
         deadline = after(timeoutMs);

@@ -16,7 +16,7 @@ class MutexGuard {
     MutexGuard(const MutexGuard&) = delete;
     MutexGuard& operator=(const MutexGuard&) = delete;
 
-    bool owns() const { return owns_; }
+    [[nodiscard]] bool owns() const { return owns_; }
 
     void unlock() {
         if (owns_) MutexUnlock(&mutex_);

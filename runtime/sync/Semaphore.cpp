@@ -19,7 +19,8 @@ namespace {
 using Record = CSemaphore::sysSemaphore_t;
 
 /// A record with one reference, entered under its name if it has one; null on failure.
-Record* make(unsigned int value, const char* name) VARNOCK_REQUIRES(CEvent::Spinlock) {
+[[nodiscard]] Record* make(unsigned int value, const char* name)
+    VARNOCK_REQUIRES(CEvent::Spinlock) {
     std::unique_ptr<Record> record(new (std::nothrow) Record{});
     if (record == nullptr || SemInit(&record->semaphore, 0, value) != 0) {
         return nullptr;

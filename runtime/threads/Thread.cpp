@@ -91,20 +91,20 @@ class Attributes {
     const pthread_attr_t* get() const { return &attributes_; }
 
     /// Traces what fails.
-    bool set(int priority, int waitable) {
+    [[nodiscard]] bool set(int priority, int waitable) {
         return succeeded(error_, "pthread_attr_init failed: %d \n") && setDetached(waitable) &&
                setPriority(priority);
     }
 
   private:
-    static bool succeeded(int error, const char* format) {
+    [[nodiscard]] static bool succeeded(int error, const char* format) {
         if (error != 0) {
             traceAt(2, format, error);
         }
         return error == 0;
     }
 
-    bool setDetached(int waitable) {
+    [[nodiscard]] bool setDetached(int waitable) {
         return waitable != 0 ||
                succeeded(pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED),
                          "pthread_attr_setdetachstate failed: %d \n");
@@ -112,7 +112,7 @@ class Attributes {
 
     /// Explicit scheduling is not asked for, so by default the thread library inherits the policy
     /// of the creator: an unprivileged process starts its threads all the same.
-    bool setPriority(int priority) {
+    [[nodiscard]] bool setPriority(int priority) {
         traceAt(2, "ThreadPrio=%d \n", priority);
         if (priority == 0) {
             return true;
@@ -138,7 +138,8 @@ class Attributes {
 };
 
 /// Creates the thread, which waits at its gate.
-int create(pthread_t& thread, const Attributes& attributes, std::unique_ptr<StartBlock> start) {
+[[nodiscard]] int create(pthread_t& thread, const Attributes& attributes,
+                         std::unique_ptr<StartBlock> start) {
     const int error = pthread_create(&thread, attributes.get(), &run, start.get());
     if (error == 0) {
         start.release();  // the thread owns it
@@ -146,7 +147,7 @@ int create(pthread_t& thread, const Attributes& attributes, std::unique_ptr<Star
     return error;
 }
 
-std::unique_ptr<StartBlock> makeStartBlock(void* (*entry)(void*), void* argument) {
+[[nodiscard]] std::unique_ptr<StartBlock> makeStartBlock(void* (*entry)(void*), void* argument) {
     try {
         return std::make_unique<StartBlock>(
             StartBlock{std::make_shared<ThreadLife>(), entry, argument});

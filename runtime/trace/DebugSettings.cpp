@@ -129,7 +129,7 @@ void readExisting(const char* path, StoredTraceSettings& settings, Found& found)
 
 /// Enters the key into the file as it is at this moment: a process that starts while another one
 /// saves must not put back what was there before.
-bool create(const char* path, StoredTraceSettings& settings) {
+[[nodiscard]] bool create(const char* path, StoredTraceSettings& settings) {
     bool created = false;
     CRegistry::UpdateTree([&] {
         CRegistry registry;

@@ -10,7 +10,7 @@ namespace varnock {
 
 /// Reads what the registry holds for this application, creating its key if it is missing. False
 /// when there is no registry to read.
-bool readStoredSettings(const char* application, StoredTraceSettings& settings);
+[[nodiscard]] bool readStoredSettings(const char* application, StoredTraceSettings& settings);
 
 /// Fills the values of both token tables and perApplicationWeight() from the environment.
 void recordEnvironment();

@@ -50,7 +50,7 @@ struct Conversion {
 };
 
 /// Digits up to a number that no text reaches; false for a larger one.
-bool parseNumber(const char*& format, std::size_t& number) {
+[[nodiscard]] bool parseNumber(const char*& format, std::size_t& number) {
     constexpr std::size_t kLargest = 100'000;
     number = 0;
     for (; isDigit(*format); ++format) {
@@ -63,7 +63,7 @@ bool parseNumber(const char*& format, std::size_t& number) {
 }
 
 /// Leaves the format behind the conversion. False when the conversion is none of ours.
-bool parse(const char*& format, Conversion& conversion) {
+[[nodiscard]] bool parse(const char*& format, Conversion& conversion) {
     for (; *format == '-' || *format == '0'; ++format) {
         (*format == '-' ? conversion.left : conversion.zeros) = true;
     }
@@ -99,7 +99,7 @@ class Formatter {
     Formatter& operator=(const Formatter&) = delete;
 
     /// False when the conversion is none of ours.
-    bool write(const Conversion& conversion) {
+    [[nodiscard]] bool write(const Conversion& conversion) {
         const bool isPlain = conversion.length == Conversion::Length::none;
         const bool hasPrecision = conversion.precision != std::string_view::npos;
         switch (conversion.type) {
@@ -124,7 +124,7 @@ class Formatter {
     }
 
   private:
-    bool writeText(const Conversion& conversion) {
+    [[nodiscard]] bool writeText(const Conversion& conversion) {
         const char* text = va_arg(arguments_, const char*);
         if (text == nullptr || conversion.zeros) {
             return false;
@@ -136,7 +136,7 @@ class Formatter {
         return true;
     }
 
-    bool writeCharacter(const Conversion& conversion) {
+    [[nodiscard]] bool writeCharacter(const Conversion& conversion) {
         const char c = static_cast<char>(va_arg(arguments_, int));
         if (conversion.zeros) {
             return false;
@@ -145,7 +145,7 @@ class Formatter {
         return true;
     }
 
-    bool writeSigned(const Conversion& conversion) {
+    [[nodiscard]] bool writeSigned(const Conversion& conversion) {
         const std::int64_t value = conversion.length == Conversion::Length::none
                                        ? va_arg(arguments_, int)
                                        : va_arg(arguments_, long);
@@ -154,7 +154,8 @@ class Formatter {
         return true;
     }
 
-    bool writeUnsigned(const Conversion& conversion, int base, std::string_view prefix) {
+    [[nodiscard]] bool writeUnsigned(const Conversion& conversion, int base,
+                                     std::string_view prefix) {
         const std::uint64_t value = conversion.length == Conversion::Length::none
                                         ? va_arg(arguments_, unsigned int)
                                         : va_arg(arguments_, unsigned long);
@@ -162,7 +163,7 @@ class Formatter {
         return true;
     }
 
-    bool writePointer(const Conversion& conversion) {
+    [[nodiscard]] bool writePointer(const Conversion& conversion) {
         const auto value = reinterpret_cast<std::uintptr_t>(va_arg(arguments_, void*));
         if (value == 0 || conversion.zeros) {
             return false;

@@ -14,7 +14,7 @@ namespace varnock {
 ///
 /// Returns the length; nothing for any other format and for a null text, which are vsnprintf's own,
 /// with the argument list as it was and anything in `text`. REQUIRES: size > 0. Internal.
-std::optional<std::size_t> formatPlain(char* text, std::size_t size, const char* format,
-                                       va_list arguments);
+[[nodiscard]] std::optional<std::size_t> formatPlain(char* text, std::size_t size,
+                                                     const char* format, va_list arguments);
 
 }  // namespace varnock

@@ -101,7 +101,7 @@ bool isWithinFileLimit(std::int64_t length) {
 
 /// Makes sure that every byte of the range has its place on the disk: a store into a hole of a full
 /// disk would end the process.
-bool allocate(int file, std::int64_t begin, std::int64_t end) {
+[[nodiscard]] bool allocate(int file, std::int64_t begin, std::int64_t end) {
     if (begin >= end) {
         return true;
     }
@@ -143,7 +143,9 @@ class Opening {
     Opening(const Opening&) = delete;
     Opening& operator=(const Opening&) = delete;
 
-    bool run() { return acceptsArguments() && openFile() && (isNew_ ? create() : reuse()); }
+    [[nodiscard]] bool run() {
+        return acceptsArguments() && openFile() && (isNew_ ? create() : reuse());
+    }
     bool fail(const char* text, int error) {
         failure_ = text;
         error_ = error;
@@ -163,19 +165,19 @@ class Opening {
 
   private:
     void undo();
-    bool acceptsArguments();
-    bool openFile();
-    bool openOnce();
-    bool lock();
-    bool lockAlone();
+    [[nodiscard]] bool acceptsArguments();
+    [[nodiscard]] bool openFile();
+    [[nodiscard]] bool openOnce();
+    [[nodiscard]] bool lock();
+    [[nodiscard]] bool lockAlone();
     void lockWithOthers();
-    bool create();
-    bool reuse();
-    bool extend();
+    [[nodiscard]] bool create();
+    [[nodiscard]] bool reuse();
+    [[nodiscard]] bool extend();
     bool isUnfinished() const;
     void makeHeader(char (&lines)[kFieldsLength]) const;
-    bool writeHeader(const char (&lines)[kFieldsLength]);
-    bool fill(std::int64_t begin, std::int64_t end);
+    [[nodiscard]] bool writeHeader(const char (&lines)[kFieldsLength]);
+    [[nodiscard]] bool fill(std::int64_t begin, std::int64_t end);
     void makeRecord(char* record) const;
 
     const char* path_;

@@ -37,15 +37,16 @@ class RingBufferFile {
     /// cannot be used; a file made by this call is then gone again.
     ///
     /// A shorter existing file is extended, a longer one used as far as `size` goes.
-    static std::unique_ptr<RingBufferFile> open(const char* path, std::int64_t size,
-                                                const char* startTime, std::string_view filler,
-                                                char* failure, std::size_t failureSize);
+    [[nodiscard]] static std::unique_ptr<RingBufferFile> open(const char* path, std::int64_t size,
+                                                              const char* startTime,
+                                                              std::string_view filler,
+                                                              char* failure,
+                                                              std::size_t failureSize);
     /// The same for a file that nobody else uses. Returns null with `isInUse` set when somebody
     /// does, at once and without a change to the file.
-    static std::unique_ptr<RingBufferFile> openAlone(const char* path, std::int64_t size,
-                                                     const char* startTime, std::string_view filler,
-                                                     bool& isInUse, char* failure,
-                                                     std::size_t failureSize);
+    [[nodiscard]] static std::unique_ptr<RingBufferFile> openAlone(
+        const char* path, std::int64_t size, const char* startTime, std::string_view filler,
+        bool& isInUse, char* failure, std::size_t failureSize);
     ~RingBufferFile();
     RingBufferFile(const RingBufferFile&) = delete;
     RingBufferFile& operator=(const RingBufferFile&) = delete;
@@ -67,7 +68,9 @@ class RingBufferFile {
     bool resumes() const { return resumes_; }
 
     /// True when an entry of this length ends before the end of the file.
-    bool fits(std::size_t length) const { return position_ + toSigned(length) <= size_; }
+    [[nodiscard]] bool fits(std::size_t length) const {
+        return position_ + toSigned(length) <= size_;
+    }
     /// Appends one entry. REQUIRES: fits(length), and not isLeft().
     void append(const char* entry, std::size_t length);
     /// Moves the position to a record boundary more than 1024 and at most 2048 bytes further on.
@@ -100,12 +103,13 @@ class RingBufferFile {
   private:
     RingBufferFile() = default;
 
-    static std::unique_ptr<RingBufferFile> openAs(const char* path, std::int64_t size,
-                                                  const char* startTime, std::string_view filler,
-                                                  bool* isInUse, char* failure,
-                                                  std::size_t failureSize);
+    [[nodiscard]] static std::unique_ptr<RingBufferFile> openAs(const char* path, std::int64_t size,
+                                                                const char* startTime,
+                                                                std::string_view filler,
+                                                                bool* isInUse, char* failure,
+                                                                std::size_t failureSize);
     static std::int64_t toSigned(std::size_t length) { return static_cast<std::int64_t>(length); }
-    bool map(int descriptor, std::int64_t size);
+    [[nodiscard]] bool map(int descriptor, std::int64_t size);
     void takeOver(bool isNew, const char* startTime);
     void beginWrap();
     void ruleOffRound();
