@@ -16,23 +16,23 @@ class FileDescriptor {
     FileDescriptor() = default;
     /// Takes over an open descriptor.
     explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
-    /// Leaves the other one without.
+    /// Leaves the other object empty.
     FileDescriptor(FileDescriptor&& other) noexcept
         : descriptor_(std::exchange(other.descriptor_, -1)) {}
-    /// Exchanges both.
+    /// Swaps the two descriptors.
     FileDescriptor& operator=(FileDescriptor&& other) noexcept {
         std::swap(descriptor_, other.descriptor_);
         return *this;
     }
     ~FileDescriptor() { reset(); }
 
-    /// The number, for a call.
+    /// The descriptor, -1 for none.
     int get() const { return descriptor_; }
-    /// True when there is one.
+    /// True if there is a descriptor.
     explicit operator bool() const { return descriptor_ >= 0; }
-    /// Gives it away.
+    /// Gives up the ownership and returns the descriptor.
     int release() { return std::exchange(descriptor_, -1); }
-    /// Closes it.
+    /// Closes the descriptor.
     void reset() {
         if (descriptor_ >= 0) {
             CancellationGuard wholeClose;
@@ -44,9 +44,9 @@ class FileDescriptor {
     int descriptor_ = -1;
 };
 
-/// Takes over a descriptor that was opened for writing, under another number if it has one of the
-/// standard streams: a host may have closed them, and what it prints there later must not get into
-/// the file or to the peer.
+/// Takes over a descriptor that was opened for writing. Moves it to another number if it has that
+/// of a standard stream: a host may have closed those, and its later output must not reach the file
+/// or the peer.
 [[nodiscard]] inline FileDescriptor awayFromStandardStreams(int opened) {
     FileDescriptor file(opened);
     if (opened < 0 || opened > STDERR_FILENO) return file;

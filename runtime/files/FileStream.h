@@ -23,20 +23,21 @@ struct StreamCloser {
 /// Owns a stdio stream; null is none.
 using FileStream = std::unique_ptr<FILE, StreamCloser>;
 
-/// Flushes and closes; false when anything written could not be.
+/// Flushes and closes; false if any of the output was lost.
 [[nodiscard]] inline bool closeWritten(FileStream stream) {
     const CancellationGuard wholeClose;
     return fclose(stream.release()) == 0;
 }
 
-/// Opens an existing file as fopen(path, mode) does; null, with errno, for what is no regular file:
-/// to open a pipe would wait for its other end, and a device may have none.
+/// Opens an existing regular file as fopen(path, mode) does. Null with errno on failure, EINVAL for
+/// any other kind of file: opening a pipe would wait for its other end, and reading a device might
+/// never end.
 [[nodiscard]] FileStream openRegularFile(const char* path, const char* mode);
 
-/// Writes all of it to a descriptor; false with errno when no byte goes any further.
+/// Writes the whole of `data` at an offset; false with errno on failure.
 [[nodiscard]] bool writeAt(int file, const char* data, std::size_t length, std::int64_t offset);
 
-/// Puts the names beside a file, its own among them, on the disk; false when that fails.
+/// Syncs the directory of a file to the disk; false on failure.
 [[nodiscard]] bool syncDirectoryOf(const char* path);
 
 }  // namespace varnock

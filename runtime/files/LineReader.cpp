@@ -9,7 +9,7 @@
 namespace varnock {
 
 LineReader::~LineReader() {
-    const CancellationGuard uncancelled;  // the stream may read again to come to the place
+    const CancellationGuard uncancelled;  // the seek may read from the file
     if (unused() > 0) fseeko(file_, -static_cast<off_t>(unused()), SEEK_CUR);
 }
 
@@ -32,7 +32,7 @@ bool LineReader::next() {
     return true;
 }
 
-/// Reads more behind what is there; false at the end of the file.
+/// Reads more of the file behind the unused bytes; false at the end of the file.
 bool LineReader::refill() {
     const std::size_t kept = unused();
     memmove(buffer_, next_, kept);
@@ -52,7 +52,7 @@ void LineReader::take(std::size_t length, bool hasNewline) {
     text_[length_] = '\0';
 }
 
-/// Takes a line whose end has not been read yet, and drops the rest of it.
+/// Takes the beginning of a line that is too long, and drops the rest of the line.
 void LineReader::takeBeginning() {
     memmove(buffer_, next_, kMaxLength);
     next_ = buffer_ + kMaxLength + 1;

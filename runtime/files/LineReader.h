@@ -7,12 +7,12 @@
 // Internal, not installed.
 namespace varnock {
 
-/// The lines of one of the library's text files, from where the stream stands. Lines have at most
-/// 1023 characters; of a longer one the first 1023 are used and the rest is dropped, so that a
-/// piece of it is never taken for a line of its own.
+/// Reads the lines of one of the library's text files, from the position of the stream on. A line
+/// has at most 1023 characters. The rest of a longer line is dropped, so that it is never read as a
+/// line of its own.
 ///
-/// It reads ahead and at its end puts the stream behind the last line taken, where that can seek.
-/// Not thread-safe, and the stream must not be used meanwhile.
+/// The reader reads ahead. Its destructor sets the stream to the end of the last line taken, if the
+/// stream can seek. Not thread-safe. Nothing else may use the stream during the life of the reader.
 class LineReader {
   public:
     static constexpr std::size_t kMaxLength = 1023;
@@ -25,16 +25,16 @@ class LineReader {
     /// Goes to the next line; false at the end of the file.
     [[nodiscard]] bool next();
 
-    /// The line without its newline, terminated, until the next one. A NUL byte in the file ends it
-    /// early.
+    /// The line without its newline, terminated; valid until next() is called. A NUL byte in the
+    /// file ends the text early.
     char* text() { return text_; }
     /// Bytes before the newline, at most maxLength.
     std::size_t length() const { return length_; }
-    /// The line ended with a newline, not with the file.
+    /// True if the line ended with a newline, false if it ended with the file.
     bool hasNewline() const { return hasNewline_; }
-    /// Something was dropped.
+    /// True if the rest of the line was dropped.
     bool isCut() const { return isCut_; }
-    /// Bytes taken so far, newlines and what was dropped included.
+    /// Bytes taken so far, with newlines and dropped bytes.
     std::size_t offset() const { return read_ - unused(); }
 
   private:
@@ -47,8 +47,8 @@ class LineReader {
 
     FILE* file_;
     std::size_t read_ = 0;
-    char buffer_[kCapacity + 1];  ///< the terminator may stand behind all of it
-    char* next_ = buffer_;        ///< what has been read and not been taken
+    char buffer_[kCapacity + 1];  ///< one more for the terminator
+    char* next_ = buffer_;        ///< begin of the bytes that are read and not taken
     char* end_ = buffer_;
     char* text_ = buffer_;
     std::size_t length_ = 0;

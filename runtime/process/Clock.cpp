@@ -46,8 +46,9 @@ class SystemClock final : public Clock {
     }
 };
 
-/// The trace reads the clock before the first constructor and after the last destructor, so the
-/// clock is constant-initialised and never destroyed: its destructor would take its functions away.
+/// The trace reads the clock before the first constructor and after the last destructor. So the
+/// clock is constant-initialised, and it is never destroyed: a destructor would reset its virtual
+/// table.
 union Undestroyed {
     constexpr Undestroyed() : clock() {}
     constexpr ~Undestroyed() {}

@@ -6,12 +6,12 @@
 
 #include <chrono>
 
-// The one way to sleep, to wait with a time limit and to read a clock.
+// The seam for time: sleeping, waiting with a time limit, reading a clock.
 //
-// The library asks Clock::instance(); tests put a clock of their own in its place, so that ten
+// The library uses Clock::instance() alone. Tests replace it by a clock of their own, so that ten
 // minutes of connection attempts pass in milliseconds. Internal, not installed.
 //
-// Every operation is a cancellation point where the call beneath it is one, so none is noexcept.
+// An operation is a cancellation point if its system call is one. So none is noexcept.
 namespace varnock {
 
 class Clock {
@@ -28,15 +28,15 @@ class Clock {
                           const timespec& deadline) = 0;
     /// Time that only moves forward, for measuring durations.
     virtual std::chrono::nanoseconds monotonicTime() = 0;
-    /// Calendar time since the epoch.
+    /// Calendar time, since the epoch.
     virtual timespec wallTime() = 0;
     /// The seconds of wallTime(); cheaper, and late by a few milliseconds at most.
     virtual time_t wallSecond() { return wallTime().tv_sec; }
 
-    /// The clock in use. Never null, valid before any constructor has run and until the very end.
+    /// The clock in use. Valid before the first constructor and after the last destructor.
     static Clock& instance();
-    /// Replaces the clock for the whole process and returns the one before; null restores the
-    /// system's. REQUIRES: no other thread is inside the library.
+    /// Replaces the clock of the process and returns the previous one; null restores the system
+    /// clock. REQUIRES: no other thread is inside the library.
     static Clock* replace(Clock* clock);
 };
 

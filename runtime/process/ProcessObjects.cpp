@@ -1,5 +1,5 @@
-// The process-wide objects of the runtime, in the order in which they need each other: one file
-// and one priority make the order of definition the order of construction.
+// The process-wide objects of the runtime, in the order of their dependencies. All are in one file
+// and have one priority, so the order of definition is the order of construction.
 #include <pthread.h>
 
 #include <new>
@@ -16,7 +16,7 @@
 #include "runtime/trace/TraceLock.h"
 #include "util/ThreadAnnotations.h"
 
-/// Constant-initialised and never destroyed: counters work at any time of the process's life.
+/// Constant-initialised and never destroyed: counters work during the whole life of the process.
 constinit pthread_mutex_t CInterLock::incDecMutex_ = PTHREAD_MUTEX_INITIALIZER;
 constinit CThreadMonitor* pThreadMonitor = nullptr;
 constinit int ThreadCounter = 1;
@@ -28,17 +28,16 @@ constinit int MaxActiveThread = 1;
 
 namespace {
 
-/// Zeros are a lock that counts and never blocks, which is what the trace needs while Debug is
-/// built.
+/// A lock filled with zeros counts and never blocks. The trace needs that while Debug is built.
 alignas(CCriticalSection) constinit unsigned char traceLockStorage[sizeof(CCriticalSection)] = {};
 
 struct TraceLockBuilder {
     TraceLockBuilder() { new (traceLockStorage) CCriticalSection; }
 };
 
-/// A lock that another thread holds at a fork would stay locked in the child for ever, so the
-/// forking thread takes them all, in their order. Taken and released in different functions, which
-/// the analysis cannot follow.
+/// A lock that another thread holds during a fork stays locked in the child for ever. So the
+/// forking thread takes all locks, in their order. The analysis cannot follow locks that one
+/// function takes and another one releases.
 void enterLocks() VARNOCK_NOT_ANALYSED {
     CRegistry::MSpinlock.Enter();
     CEvent::Spinlock.Enter();
@@ -84,7 +83,7 @@ constinit int CRegistry::MIsDirty = 0;
 
 namespace {
 
-/// Destroyed right before the root.
+/// Destroyed just before the root.
 struct RegistryEnd {
     ~RegistryEnd() { varnock::endRegistry(); }
 };
@@ -98,8 +97,8 @@ namespace {
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const TraceLockBuilder kTraceLockBuilder;
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const ForkHandlers kForkHandlers;
 
-/// Destroyed first: what the library's own objects trace at the end of a forked child that has not
-/// traced anything is not worth a file.
+/// Destroyed first. A forked child that has not traced anything opens no trace file for the entries
+/// that the library's own objects write at its end.
 struct ProcessEnd {
     ~ProcessEnd() { varnock::RingBufferFile::beLeftForGood(); }
 };

@@ -32,7 +32,8 @@ CIniFile::~CIniFile() {
     free(enumBuffer_);
 }
 
-/// False when the buffer would get too large or memory runs out; it is freed then.
+/// Makes the buffer larger. False if it would be too large or memory runs out; the buffer is freed
+/// then.
 bool CIniFile::grow(char*& buffer, unsigned int& size) {
     const unsigned int wanted = size + kGrowthStep;
     char* grown = wanted <= kLargestBuffer ? static_cast<char*>(realloc(buffer, wanted)) : nullptr;
@@ -42,7 +43,8 @@ bool CIniFile::grow(char*& buffer, unsigned int& size) {
     return grown != nullptr;
 }
 
-/// Asks until the result certainly fits. 0 with a null buffer when it cannot be made to.
+/// Reads again with a larger buffer until the result fits. 0 with a null buffer if the buffer
+/// cannot grow.
 unsigned int CIniFile::fill(char*& buffer, unsigned int& size, const char* section, const char* key,
                             const char* defaultValue) {
     if (buffer == nullptr && !grow(buffer, size)) return 0;

@@ -38,19 +38,19 @@ char* skipBlanks(char* text) {
     return text;
 }
 
-/// Cuts the text before the blanks at its end.
+/// Removes the blanks before `end`, and terminates the text there.
 void trimEnd(char* text, char* end) {
     while (end > text && isBlank(end[-1])) --end;
     *end = '\0';
 }
 
-/// The header of this very section: "[", the name, "]".
+/// True for the header of this section: "[", the name, "]".
 bool opensSection(const char* line, const char* section) {
     const std::size_t length = strlen(section);
     return line[0] == '[' && strncmp(line + 1, section, length) == 0 && line[1 + length] == ']';
 }
 
-/// Places a value or a list into the caller's buffer.
+/// Puts a value or a list into the caller's buffer.
 class Result {
   public:
     Result(char* out, unsigned int size) : out_(out), size_(size) { out_[0] = '\0'; }
@@ -81,7 +81,7 @@ class Result {
     unsigned int used_ = 0;
 };
 
-/// What the reader looks for, line by line.
+/// Searches a file, line by line.
 class Search {
   public:
     Search(const char* section, const char* key, Result& result)
@@ -93,7 +93,7 @@ class Search {
     bool take(char* line) {
         char* text = skipBlanks(line);
         if (*text == '\0' || *text == ';') return true;
-        // A semicolon starts a comment inside a value, too.
+        // A semicolon starts a comment, also inside a value.
         trimEnd(text, text + strcspn(text, ";"));
         return *text == '[' ? takeHeader(text) : takeKeyLine(text);
     }
@@ -158,7 +158,7 @@ std::optional<std::size_t> fileSize(FILE* file) {
     return static_cast<std::size_t>(status.st_size);
 }
 
-/// The change that a call asks for, as the bytes to replace.
+/// A change, as the range of bytes to replace.
 struct Edit {
     enum class Kind { none, replace, append, appendSection };
     Kind kind = Kind::none;
@@ -167,13 +167,13 @@ struct Edit {
     bool leadingNewline = false;
 };
 
-/// Looks through a file for the place of a change.
+/// Searches a file for the place of a change.
 class EditSearch {
   public:
     EditSearch(const char* section, const char* key, const char* value)
         : section_(section), key_(key), value_(value) {}
 
-    /// False when the file is too large for the offsets, or cannot be read to its end.
+    /// False if the file is too large for the offsets or cannot be read.
     [[nodiscard]] bool run(FILE* file, Edit& edit) {
         LineReader line(file);
         bool keepOffset = false;
@@ -181,9 +181,9 @@ class EditSearch {
             // Empty lines and comments belong to the line that follows them.
             if (!keepOffset) offset_ = line.offset();
             if (!line.next()) break;
-            // A last line without a newline loses its last character here and therefore is not
-            // found; callers rely on nothing but the newline being cut, which every line that this
-            // library has written does end with.
+            // The last character of a line is cut, whether it is a newline or not. So a last line
+            // without a newline loses a character and is not found. Lines that the library has
+            // written end with a newline.
             if (!line.hasNewline() && line.length() > 0) line.text()[line.length() - 1] = '\0';
             keepOffset = line.text()[0] == '\0' || line.text()[0] == ';';
             end_ = line.offset();
@@ -200,7 +200,7 @@ class EditSearch {
                 leadingNewline};
     }
 
-    /// True when the place is found, or there is nothing to do.
+    /// True if the place is found or nothing is to be done.
     bool take(char* line, Edit& edit) {
         if (!inSection_) {
             inSection_ = opensSection(line, section_);
@@ -225,7 +225,7 @@ class EditSearch {
         ++keyCount_;
         trimEnd(line, equals);
         if (key_ == nullptr || strcmp(line, key_) != 0) return false;
-        // The blank line after the section's header stays when its first key is replaced.
+        // The blank line behind the header stays if the first key of the section is replaced.
         replace(edit, offset_, end_, keyCount_ < 2);
         return true;
     }
@@ -248,8 +248,9 @@ class EditSearch {
     std::size_t end_ = 0;
 };
 
-/// A file in the making beside the one whose name it is to take, so that neither a full disk nor a
-/// kill leaves half a file. Removed unless it takes the name.
+/// A new file beside the target, which takes the name of the target when it is complete: neither a
+/// full disk nor a kill leaves half a file. The destructor removes the file if it has not taken the
+/// name.
 class NewFile {
   public:
     explicit NewFile(const std::string& target) : target_(target), name_(target + ".XXXXXX") {
@@ -265,16 +266,16 @@ class NewFile {
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
-    /// Null when none can be made.
+    /// Null if no file can be made.
     FILE* stream() const { return stream_.get(); }
-    /// Puts on the disk what was written.
+    /// Flushes, syncs and closes the file.
     [[nodiscard]] bool finish() {
         return fflush(stream_.get()) == 0 && fsync(fileno(stream_.get())) == 0 &&
                varnock::closeWritten(std::move(stream_));
     }
-    /// Takes the target's place. REQUIRES: finish().
+    /// Replaces the target. REQUIRES: finish().
     [[nodiscard]] bool replaceTarget() { return took(rename(name_.c_str(), target_.c_str())); }
-    /// Takes the target's name unless there is a file of this name. REQUIRES: finish().
+    /// Takes the name of the target if no file has it. REQUIRES: finish().
     [[nodiscard]] bool becomeTarget() {
         return took(
             renameat2(AT_FDCWD, name_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE));
@@ -284,7 +285,7 @@ class NewFile {
     [[nodiscard]] bool took(int result) {
         if (result != 0) return false;
         isThere_ = false;
-        // The file is in place: without the sync only a power cut can bring the old one back.
+        // The file is in place: a failed sync matters only if the power fails.
         static_cast<void>(varnock::syncDirectoryOf(target_.c_str()));
         return true;
     }
@@ -295,8 +296,8 @@ class NewFile {
     bool isThere_ = false;
 };
 
-/// The file that a change is made in: a copy that takes the original's place. Where no copy can be
-/// made, the original itself.
+/// The file that is changed: a copy, which then replaces the original, or the original if no copy
+/// can be made.
 class EditedFile {
   public:
     explicit EditedFile(const char* fileName)
@@ -307,11 +308,11 @@ class EditedFile {
     }
 
     bool isOpen() const { return original_ != nullptr; }
-    /// False when there is no room for a copy: then there is none for the change either.
+    /// False if the disk has no room for a copy. Then it has none for the change either.
     bool isReady() const { return !isFull_; }
     FILE* stream() const { return copy_ ? copy_->stream() : original_.get(); }
 
-    /// Makes the change the file's contents.
+    /// Makes the change take effect.
     [[nodiscard]] bool commit() {
         if (!copy_) return varnock::closeWritten(std::move(original_));
         return copy_->finish() && copy_->replaceTarget();
@@ -347,7 +348,7 @@ class EditedFile {
     bool isFull_ = false;
 };
 
-/// After a failure: what is still in the buffer must not reach the file at its closing.
+/// Restores the size after a failure. Drops the buffer first, or closing the file would write it.
 void cutBack(FILE* file, std::size_t size) {
     __fpurge(file);
     if (ftruncate(fileno(file), static_cast<off_t>(size)) != 0) {
@@ -401,15 +402,15 @@ int traceAppendError() {
 [[nodiscard]] int createFile(const char* section, const char* key, const char* value,
                              const char* fileName) {
     NewFile file(fileName);
-    // A directory without the right to make a file in tells so, and a name that is too long for the
-    // longer one still has a chance.
+    // The append reports the error if the directory is not writable, and succeeds if only the name
+    // of the new file is too long.
     if (file.stream() == nullptr) return appendToFile(section, key, value, fileName);
     const Edit edit{Edit::Kind::appendSection, 0, 0, false};
     if (fchmod(fileno(file.stream()), 0644) != 0 ||
         !writeAtEnd(file.stream(), edit, section, key, value) || !file.finish()) {
         return 0;
     }
-    // There is a file by now, or a link that leads nowhere yet.
+    // Another process has made the file, or the name is a dangling link.
     return file.becomeTarget() ? 1 : appendToFile(section, key, value, fileName);
 }
 
@@ -495,7 +496,7 @@ int CSysBase::WriteLines(FILE* file, unsigned int from, unsigned int to, const c
         fread(tail.get(), 1, tailSize, file) != tailSize) {
         return 0;
     }
-    // The room must be there before the first byte is overwritten: a full disk would cost the tail.
+    // The space is allocated before the first byte is overwritten: a full disk would lose the tail.
     if (newSize > *size && posix_fallocate(fileno(file), 0, static_cast<off_t>(newSize)) != 0) {
         cutBack(file, *size);
         return 0;

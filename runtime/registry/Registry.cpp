@@ -28,7 +28,7 @@ constexpr long kSuccess = 0;
 constexpr long kInvalid = EINVAL;
 constexpr long kNoData = ENODATA;
 constexpr long kCreateFailed = -1;
-/// The low 32 bits all ones, the high ones zero: a positive number here.
+/// The low 32 bits are ones, so the number is positive.
 constexpr long kOpenFailed = 0xFFFFFFFFL;
 
 constexpr const char* kUuidPath =
@@ -43,7 +43,7 @@ CRegistryNode* subkeyOf(CRegistryNode* node, const char* name) {
     return node->find(name, value) == REGISTRY_KEY ? static_cast<CRegistryNode*>(value) : nullptr;
 }
 
-/// Null when a component is missing or no key.
+/// The key of a path; null if a component is missing or is a value.
 CRegistryNode* walk(CRegistryNode* node, std::string_view path) {
     while (node != nullptr && !path.empty()) {
         node = subkeyOf(node, std::string(takeComponent(path)).c_str());
@@ -61,8 +61,8 @@ CRegistryNode* createSubkey(CRegistryNode* node, const char* name) {
     return fresh.release();
 }
 
-/// Null when a component is a value. An empty component, as a separator at the end leaves it, ends
-/// the walk.
+/// As walk(), but creates what is missing. An empty component, as behind a separator at the end,
+/// ends the walk.
 CRegistryNode* walkAndCreate(CRegistryNode* node, std::string_view path) {
     while (node != nullptr && !path.empty()) {
         const std::string component(takeComponent(path));
@@ -72,8 +72,8 @@ CRegistryNode* walkAndCreate(CRegistryNode* node, std::string_view path) {
     return node;
 }
 
-/// Replaces %NAME% by the environment's value; two adjacent percent signs are one, and the text
-/// behind one that stays open is taken as it is.
+/// Replaces %NAME% by the value of the environment variable, and "%%" by "%". A single "%" without
+/// a partner is dropped.
 std::string expand(const char* text) {
     std::string out;
     for (;;) {
@@ -89,13 +89,13 @@ std::string expand(const char* text) {
     }
 }
 
-/// Copies as much as fits, terminated; REQUIRES size > 0.
+/// Copies as much as fits, terminated. REQUIRES: size > 0.
 void copyText(char* out, unsigned int size, const char* text) {
     strncpy(out, text, size);
     out[size - 1] = '\0';
 }
 
-/// A pointer that another thread may be clearing, as it removes the root key.
+/// Reads a root pointer under the lock: another thread may clear it.
 CRegistryNode* readRoot(CRegistryNode* const& root) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     return root;
@@ -107,7 +107,7 @@ long erase(CRegistryNode& node, const char* name) {
     return kSuccess;
 }
 
-/// The entry of a key at an index among those that pass.
+/// The entry at an index among the entries whose type passes; its type, or 0 at the end.
 template <typename Passes>
 unsigned int entryAmong(CRegistryNode& node, unsigned int index, Passes passes, const char*& name,
                         void*& value) {
@@ -187,7 +187,7 @@ void CRegistry::FreeClass() {
     SaveTree();
 }
 
-/// Keeps no exception: a walk that runs out of memory is a failure like any other.
+/// Throws nothing: lack of memory is a failure like any other.
 long CRegistry::openPath(const char* path, CRegistryNode* root) {
     try {
         const CriticalSectionGuard guard(MSpinlock);
@@ -308,7 +308,7 @@ int CRegistry::SetValue(const char* name, const unsigned char* data, unsigned in
     traceAt(2, "CRegistry::SetValue \"%s\" %d %d\n", shown(name), static_cast<int>(size),
             static_cast<int>(type));
     const CriticalSectionGuard guard(MSpinlock);
-    // Before anything else: an attempt that fails makes the next destruction save, too.
+    // Set first: a failed attempt also makes the next destruction save.
     MIsDirty = 1;
     CRegistryNode* node = key != nullptr ? key : currentKey_;
     const bool isNumber = type == REGISTRY_NUMBER;
@@ -330,7 +330,7 @@ int CRegistry::SetValue(const char* name, const unsigned char* data, unsigned in
 long CRegistry::SetValue(const char* name, const char* text) {
     if (text == nullptr) {
         const CriticalSectionGuard guard(MSpinlock);
-        MIsDirty = 1;  // as for every attempt that fails
+        MIsDirty = 1;  // as for every failed attempt
         return kInvalid;
     }
     const auto* bytes = reinterpret_cast<const unsigned char*>(text);
@@ -355,8 +355,8 @@ unsigned int CRegistry::GetValueSize(const char* name, CRegistryNode* key) {
     return type <= REGISTRY_NUMBER ? CRegistryNode::valueSize(type, value) : 0;
 }
 
-/// Hands the data of a value, as it is read, to `take`, which returns whether it is what it wants.
-/// False without such a value, and when memory runs out.
+/// Passes the data of a value to `take` and returns its result. False if the value is missing or
+/// memory runs out.
 template <typename Take>
 bool CRegistry::read(const char* name, CRegistryNode* key, Take take) try {
     CRegistryNode* node = key != nullptr ? key : currentKey_;
@@ -390,7 +390,7 @@ char* CRegistry::GetValue(const char* name, CRegistryNode* key) {
     return read(name, key, keep) ? valueBuffer_.data() : nullptr;
 }
 
-/// As read(), with the codes and the status of QueryValue().
+/// As read(), but sets the status and returns it as QueryValue() does.
 template <typename Take>
 long CRegistry::query(const char* name, CRegistryNode* key, Take take) {
     if (key == nullptr && currentKey_ == nullptr) return status_ = kInvalid;
@@ -455,13 +455,13 @@ long CRegistry::OpenUUIDPointer(const char* valueName, CRegistryNode* root, int 
 
 bool CRegistry::GetProductRegistryRoot(std::string& out, const char* valueName) {
     bool found = false;
-    // Once more after a failure: the first try may have been the one that loaded the tree.
+    // The second attempt counts if the first one has loaded the tree.
     for (int attempt = 0; attempt < 2 && !found; ++attempt) {
         try {
             CRegistry key(kUuidPath, MLocalMachine);
             found = key.currentKey_ != nullptr && key.QueryValue(out, valueName) == kSuccess;
         } catch (int) {
-            // The tree could not be saved, which has been printed; what was read counts.
+            // The tree could not be saved, and the message is printed. The value read counts.
         }
     }
     return found;

@@ -6,15 +6,15 @@
 #include "runtime/RegistryNode.h"
 #include "runtime/files/LineReader.h"
 
-// The text of the registry, for the library and for the command line: docs/registry-file.md tells
-// the same to people. Internal, shared with the tools.
+// The format of the registry file, which docs/registry-file.md describes. Internal, shared with the
+// tools.
 namespace varnock::registryformat {
 
 // The files in the system directory.
 
 inline constexpr char kFile[] = "registry";
 inline constexpr char kBackup[] = "registry.old";
-/// What a save writes before it takes the place of the file.
+/// Written by a save, which then renames it to "registry".
 inline constexpr char kNewFile[] = "registry.new";
 
 /// The names of the root keys.
@@ -24,25 +24,25 @@ inline constexpr char kUsers[] = "HKEY_USERS";
 inline constexpr char kClassesRoot[] = "HKEY_CLASSES_ROOT";
 inline constexpr char kCurrentConfig[] = "HKEY_CURRENT_CONFIG";
 
-/// Characters of a line that are read.
+/// The most characters of a line that are read.
 inline constexpr std::size_t kLongestLine = LineReader::kMaxLength;
-/// Of the name of a key, which stands between brackets.
+/// The longest name of a key: its line also has two brackets.
 inline constexpr std::size_t kLongestKeyName = kLongestLine - 2;
 
-/// What stands between the name of a value and its data.
+/// Between the name of a value and its data.
 inline constexpr char kStringMarker[] = "=s=";
 inline constexpr char kExpandMarker[] = "=es=";
 inline constexpr char kNumberMarker[] = "=d=";
 inline constexpr char kBinaryMarker[] = "=b=";
 
-/// Where the first component of a path ends: at a backslash, where it has none at a slash; npos
-/// when it is the only one.
+/// The end of the first component of a path: the first backslash, or the first slash if the path
+/// has no backslash, or npos.
 inline std::size_t separatorIn(std::string_view path) {
     const std::size_t backslash = path.find('\\');
     return backslash != path.npos ? backslash : path.find('/');
 }
 
-/// Takes the first component off the front of a path.
+/// Removes the first component from a path and returns it.
 inline std::string_view takeComponent(std::string_view& path) {
     const std::size_t separator = separatorIn(path);
     const std::string_view component = path.substr(0, separator);

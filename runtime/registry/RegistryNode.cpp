@@ -27,7 +27,7 @@ struct Marker {
     const char* text;
     unsigned int type;
 };
-/// In the order in which they are tried.
+/// In the order of the search.
 constexpr Marker kMarkers[] = {{kStringMarker, REGISTRY_STRING},
                                {kExpandMarker, REGISTRY_EXPAND},
                                {kNumberMarker, REGISTRY_NUMBER},
@@ -70,7 +70,8 @@ void fillMemory(void* memory, unsigned int type, const void* data, std::uint32_t
 /// Keys that were removed or replaced. Guarded by CRegistry::MSpinlock.
 constinit CRegistryNode* discarded = nullptr;
 
-/// A root pointer must not outlive its key in the tree: it is what an absent root is entered with.
+/// Clears the root pointer of a key that leaves the tree. A missing root key is entered again with
+/// that pointer.
 void forgetRoot(const CRegistryNode* node) {
     for (CRegistryNode** root :
          {&CRegistry::MLocalMachine, &CRegistry::MCurrentUser, &CRegistry::MUsers,
@@ -79,7 +80,7 @@ void forgetRoot(const CRegistryNode* node) {
     }
 }
 
-/// The marker that a text begins with; null when it is none.
+/// The marker at the beginning of a text; null if it begins with none.
 const Marker* markerAt(const char* text) {
     for (const Marker& marker : kMarkers) {
         if (strncmp(text, marker.text, strlen(marker.text)) == 0) return &marker;
@@ -98,7 +99,7 @@ std::string parseBytes(const char* text) {
     }
 }
 
-/// Enough to see what is wrong with a file; a hostile one could have millions.
+/// Adds a warning. Keeps the first ones only: a hostile file could cause millions.
 void warn(CRegistryNode::Warnings& warnings, const char* what, const char* text) {
     constexpr std::size_t most = 100;
     if (warnings.size() < most) {
@@ -114,7 +115,7 @@ bool holds(std::string_view text, char c) {
     return text.find(c) != text.npos;
 }
 
-/// What stands behind the name in the line of a value. REQUIRES: value is not null, but for a
+/// Appends marker and data of a value to its line. REQUIRES: value is not null, unless it is a
 /// number.
 void appendValue(std::string& line, unsigned int type, const void* value) {
     static constexpr char digits[] = "0123456789abcdef";
@@ -139,22 +140,22 @@ void appendValue(std::string& line, unsigned int type, const void* value) {
     }
 }
 
-/// A line must come back as this very entry: on its own, with the name before the first "=", and
-/// not as the header of a key.
+/// True if reading the line gives this entry again: it is one line, the name ends at the first "=",
+/// and the line is not the header of a key.
 bool comesBack(std::string_view name, std::string_view line) {
     const bool looksLikeKey = line[0] == '[' && holds(line, ']');
     return !holds(name, '=') && !looksLikeKey && !holds(line, '\n');
 }
 
-/// The line "[name]" must come back whole: cut, it would be no key, and what stands in the key
-/// would belong to its parent.
+/// True if reading the line "[name]" gives this key again. A line that is cut would be no key, and
+/// the entries of the key would go to its parent.
 bool keyComesBack(std::string_view name) {
     return !holds(name, '\n') && name.size() <= kLongestKeyName;
 }
 
 }  // namespace
 
-/// The text of a tree on its way to the file, in large pieces. Errors show in the stream.
+/// Writes the text of a tree in large pieces. The stream records errors.
 class CRegistryNode::Output {
   public:
     explicit Output(FILE* file) : file_(file) { text_.reserve(kPieceSize + kLongestLine + 1); }
@@ -202,7 +203,7 @@ class CRegistryNode::Output {
 
 CRegistryNode::CRegistryNode() : next_(nullptr), cursor_(0) {}
 
-/// Frees the values of this key and puts its subkeys before those that are pending.
+/// Frees the values of this key, and puts its subkeys at the front of the pending list.
 void CRegistryNode::releaseEntries(CRegistryNode*& pending) {
     for (unsigned int i = 0; i < entries(); ++i) {
         Assoc& entry = assocAt(i);
@@ -218,7 +219,7 @@ void CRegistryNode::releaseEntries(CRegistryNode*& pending) {
     }
 }
 
-/// A file can nest keys ten thousands deep, so they are destroyed one after the other.
+/// Destroys the subkeys in a loop: a file can nest ten thousands of keys.
 CRegistryNode::~CRegistryNode() {
     CRegistryNode* pending = nullptr;
     releaseEntries(pending);
@@ -233,7 +234,7 @@ void CRegistryNode::freeValue(unsigned int type, void* value) const {
     if (isArray(type) && !holdsMemory(value)) delete[] static_cast<unsigned char*>(value);
 }
 
-/// Open handles may still name a subkey; a root pointer of CRegistry on it becomes null.
+/// Frees a value. Keeps a subkey in the list of removed keys, because open handles may refer to it.
 void CRegistryNode::discardEntry(void* value, void* type) const {
     if (typeOf(type) != REGISTRY_KEY) {
         freeValue(typeOf(type), value);
@@ -307,7 +308,7 @@ const void* CRegistryNode::valueData(unsigned int type, const void* value, unsig
     return static_cast<const unsigned char*>(value) + sizeBeforeData(type);
 }
 
-/// The value of a line "name=s=text", if it is one.
+/// Enters the value of a line such as "name=s=text". Ignores any other line.
 void CRegistryNode::takeValue(char* line) {
     char* equals = strchr(line, '=');
     const Marker* marker = equals != nullptr ? markerAt(equals) : nullptr;
@@ -331,7 +332,7 @@ void CRegistryNode::takeValue(char* line) {
     fillMemory(memory, marker->type, data, static_cast<std::uint32_t>(size));
 }
 
-/// Takes a line into this key; the subkey that the line opens, else null.
+/// Enters a line into this key. Returns the subkey that the line opens, else null.
 CRegistryNode* CRegistryNode::takeLine(LineReader& line, Warnings& warnings) {
     if (line.isCut()) warn(warnings, "a line of the file is too long and was cut", line.text());
     char* text = line.text();
@@ -357,8 +358,8 @@ void CRegistryNode::restoreNode(FILE* file) {
 }
 
 void CRegistryNode::restore(FILE* file, Warnings& warnings) {
-    // Restores the order of every key that is still open, also when memory runs out. The link of
-    // the key itself is left alone: it may be a removed one, in the list of those.
+    // Sorts every key that is still open, also if memory runs out. Does not change the link of the
+    // bottom key, which may be in the list of removed keys.
     struct OpenKeys {
         CRegistryNode* bottom;
         CRegistryNode* top;

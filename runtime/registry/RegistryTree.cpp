@@ -30,12 +30,12 @@ using varnock::FileStream;
 namespace registryformat = varnock::registryformat;
 
 constexpr mode_t kFileMode = 0644;
-/// Nobody else can open a file that is being written, and so hold its lock for ever.
+/// Only the owner can open a file that is being written, and lock it.
 constexpr mode_t kNewFileMode = 0600;
 
 constinit std::atomic<bool> ended{false};
 
-/// Objects look at it before they take the lock.
+/// Objects read it without the lock.
 std::atomic_ref<int> isSetup() {
     return std::atomic_ref<int>(CRegistry::MIsSetup);
 }
@@ -44,7 +44,7 @@ std::atomic_ref<int> isSetup() {
 char currentPath[4096];
 char backupPath[4096];
 char newPath[4096];
-/// UpdateTree() is at work: it saves at its end, and holds the file's lock already.
+/// UpdateTree() runs: it holds the lock of the file, and saves at its end.
 bool updating = false;
 
 struct RootKey {
@@ -57,7 +57,7 @@ const RootKey kRootKeys[] = {{registryformat::kLocalMachine, &CRegistry::MLocalM
                              {registryformat::kClassesRoot, &CRegistry::MClassesRoot},
                              {registryformat::kCurrentConfig, &CRegistry::MCurrentConfig}};
 
-/// A path that does not fit names no file: cut, it could name another one of the three.
+/// A path that is too long becomes empty: cut, it could name another of the three files.
 void setPath(char (&path)[4096], const std::string& directory, const char* name) {
     const int length = snprintf(path, sizeof path, "%s/%s", directory.c_str(), name);
     if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) path[0] = '\0';
@@ -78,7 +78,7 @@ void findRootKeys() {
     }
 }
 
-/// Messages are printed after the lock has been left: whoever reads standard error may be slow.
+/// How a load went. Messages are printed without the lock, because standard error may block.
 struct LoadResult {
     bool isMissing = false;
     bool isBackupMissing = false;
@@ -100,8 +100,8 @@ void removeAll() {
     }
 }
 
-/// False when the file cannot be read to its end; nothing of it stays in the tree then, since a
-/// part of a tree must never replace the file.
+/// False if the file cannot be read to its end. The tree is then empty: a part of a tree must never
+/// replace the file.
 [[nodiscard]] bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
     const FileStream file = varnock::openRegularFile(path, "re");
     if (!file) return false;
@@ -140,7 +140,7 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
            opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
 }
 
-/// Waits until no other process has the file, through the host's signals.
+/// Waits until no other process has the lock. Signals do not end the wait.
 [[nodiscard]] bool lock(const FileDescriptor& file) {
     int result = 0;
     do {
@@ -149,8 +149,8 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
     return result == 0;
 }
 
-/// Opens the new file for this process alone. Another process may have put the file it waits for in
-/// place meanwhile, so the name is looked at again under the lock.
+/// Opens the new file and locks it. Another process may rename the file during the wait for the
+/// lock, so the name is checked again under the lock.
 [[nodiscard]] FileStream openNewFile() {
     constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     for (;;) {
@@ -169,7 +169,7 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
     }
 }
 
-/// For file systems without links. Without a tree in place of the old one, that comes back.
+/// For file systems without hard links. The old file comes back if the second rename fails.
 [[nodiscard]] bool replaceByRenames() {
     if (rename(currentPath, backupPath) != 0) return false;
     if (rename(newPath, currentPath) == 0) return true;
@@ -179,8 +179,8 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
     return false;
 }
 
-/// Puts the new file in place and keeps the file before as the backup. A link leaves the name
-/// "registry" in place all the time.
+/// Puts the new file in place and keeps the old one as the backup. With a link, the name "registry"
+/// exists all the time.
 [[nodiscard]] bool replaceTree() {
     if (access(currentPath, F_OK) == 0) {
         unlink(backupPath);
@@ -196,12 +196,12 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
     return false;
 }
 
-/// Renames while the stream still holds the lock.
+/// Writes the tree and renames the file. The stream holds the lock meanwhile.
 bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
     const bool written = dumpTree(file, warnings) && fchmod(fileno(file), kFileMode) == 0 &&
                          fsync(fileno(file)) == 0;
     if (written && replaceTree()) {
-        // The file is in place: without the sync only a power cut can bring the old one back.
+        // The file is in place: a failed sync matters only if the power fails.
         static_cast<void>(varnock::syncDirectoryOf(currentPath));
         return true;
     }
@@ -211,7 +211,8 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
     return false;
 }
 
-/// After a failed load the root keys are entered as they are, null, and nobody can follow them.
+/// Enters the missing root keys with their pointers, which are null after a failed load. True if
+/// the local machine was missing.
 [[nodiscard]] bool enterMissingRoots() try {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     void* node = nullptr;
@@ -228,7 +229,7 @@ bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
 
 enum class SaveResult { done, cannotOpen, cannotWrite };
 
-/// How a save went. What there is to print is printed once the locks are left.
+/// How a save went. Messages are printed without the locks.
 struct Save {
     SaveResult result = SaveResult::done;
     int error = 0;  ///< errno of a failure
@@ -243,7 +244,7 @@ struct Save {
 
 void save(Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
-    // An empty tree of a failed load must never replace a good file.
+    // After a failed load the tree is empty. It must never replace a good file.
     if (updating || CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return;
     const varnock::CancellationGuard wholeFile;
     memcpy(saved.path, newPath, sizeof newPath);
@@ -255,7 +256,7 @@ void save(Save& saved) {
     }
 }
 
-/// Removes the file that is being written unless it has taken its place.
+/// Removes the new file, unless disarmed.
 struct NewFileRemover {
     bool armed = true;
     ~NewFileRemover() {
@@ -268,8 +269,8 @@ struct UpdatingMark {
     ~UpdatingMark() { updating = false; }
 };
 
-/// Puts the tree of the file in the place of the one in memory; handles on the old one stay valid.
-/// Until it is whole there is none.
+/// Replaces the tree in memory by that of the file. Handles on the old tree stay valid. Without
+/// memory or file there is no tree afterwards.
 void reload(LoadResult& result) {
     isSetup().store(0);
     removeAll();
@@ -281,7 +282,7 @@ void reload(LoadResult& result) {
            varnock::openRegularFile(backupPath, "re") != nullptr;
 }
 
-/// Takes back a change that was not saved: what this process saves later must not bring it.
+/// Reverts a change that was not saved, so that a later save does not write it.
 struct UnsavedChange {
     const int dirtyBefore = CRegistry::MIsDirty;
     bool armed = true;
@@ -292,16 +293,16 @@ struct UnsavedChange {
             LoadResult alreadyTold;
             reload(alreadyTold);
         } catch (const std::bad_alloc&) {
-            // There is no tree now; the next object loads it.
+            // There is no tree now. The next object loads it.
         }
     }
 };
 
-/// False when there is no tree.
+/// False if there is no tree.
 bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     const varnock::CancellationGuard wholeFile;
-    if (updating) {  // by this thread, which holds the file's lock and saves at the end
+    if (updating) {  // by this thread, whose outer call saves
         change();
         return true;
     }
@@ -326,7 +327,7 @@ bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved
     return true;
 }
 
-/// Ends both ways to save.
+/// Prints how a save went. Throws if it failed.
 void report(const Save& saved) {
     trace(saved.warnings);
     if (saved.result == SaveResult::done) return;
@@ -380,7 +381,7 @@ bool CRegistry::UpdateTree(const std::function<bool()>& change) {
     LoadResult loaded;
     Save saved;
     const bool found = update(change, loaded, saved);
-    trace(loaded.warnings);  // what is missing has been printed when the tree was set up
+    trace(loaded.warnings);  // SetupTree() has printed which files are missing
     report(saved);
     return found;
 }

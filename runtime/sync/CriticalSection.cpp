@@ -2,10 +2,10 @@
 
 #include "runtime/SyncWrappers.h"
 
-// The flags are atomic so that a look at the owner needs no lock, and so that the stores of the
-// destructor are kept. They order nothing: a thread only asks whether it is the owner itself, and
-// the mutex orders the rest. The count belongs to the owner and needs no atomic step; where nobody
-// owns the section, before its construction and after its destruction, it means nothing.
+// The fields are atomic so that a thread reads the owner without the lock, and so that the compiler
+// keeps the stores of the destructor. Relaxed order is enough: a thread only asks whether it is the
+// owner, and the mutex orders everything else. Only the owner changes the count, so it needs no
+// atomic increment. Before construction and after destruction the count has no meaning.
 namespace {
 constexpr auto kRelaxed = std::memory_order_relaxed;
 }

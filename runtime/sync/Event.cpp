@@ -34,7 +34,7 @@ struct State {
     int manualReset;
 };
 
-/// What the trace texts show of a record that another thread may be changing.
+/// What the trace texts show of a record, read under its mutex.
 State stateOf(Record& record) {
     const MutexGuard lock(record.mutex);
     return {static_cast<int>(record.signalled), static_cast<int>(record.manualReset)};
@@ -57,7 +57,7 @@ void destroyConditions(Record& record) {
     CondDestroy(&record.drained);
 }
 
-/// Makes conditions and mutex. Traces a failure, and then leaves nothing behind.
+/// Initialises conditions and mutex. Traces a failure, and then has initialised nothing.
 [[nodiscard]] bool initialise(Record& record) {
     if (const int error = CondInit(&record.condition)) {
         reportFailure("pthread_cond_init", error, record);
@@ -84,7 +84,8 @@ void destroy(Record* record) {
     delete record;
 }
 
-/// A record with one reference, entered under its name if it has one; null, traced, on failure.
+/// Makes a record with one reference and enters it under its name, if it has one. Traces a failure
+/// and returns null.
 [[nodiscard]] Record* make(int initialState, int manualReset, const char* name)
     VARNOCK_REQUIRES(CEvent::Spinlock) {
     std::unique_ptr<Record> record(new (std::nothrow) Record{});
@@ -120,9 +121,9 @@ void reportReference(Record& record, int manualReset) {
     }
 }
 
-/// Releases waiters by count, whatever the state becomes: all of a manual event, one more of an
-/// automatic one. A released waiter that has not run yet must not miss a Pulse(), nor lose a Set()
-/// to the Reset() behind it; and one that wakes without a cause must not pass for it.
+/// Releases waiters by count: all of a manual event, one more of an automatic one. The count keeps
+/// the release for a waiter that has not run yet: a Reset() after a Set() does not revoke it. A
+/// waiter that wakes without a cause does not pass.
 void grantRelease(Record& record) {
     record.grants =
         record.manualReset != 0 ? record.waiters : std::min(record.grants + 1, record.waiters);
@@ -144,7 +145,7 @@ void grantRelease(Record& record) {
     return true;
 }
 
-/// A grant is for those who waited when it was given, not for who comes before they have run.
+/// A grant is for threads that waited when it was given. Later waiters must not take it.
 [[nodiscard]] bool takeRelease(Record& record, std::uint64_t ticket) {
     if (record.grants == 0 || ticket >= record.granted) {
         return takeSignal(record);
@@ -165,8 +166,8 @@ timespec after(unsigned int milliseconds) {
     return time;
 }
 
-/// One wait on the condition. Its clean-ups own the mutex meanwhile: a cancelled thread must not
-/// touch the record any more when it has given it back.
+/// One wait on the condition. The clean-ups of the wait own the mutex meanwhile: a cancelled thread
+/// must not touch the record after the unlock.
 [[nodiscard]] int waitOnce(Record& record, MutexGuard& lock,
                            const std::optional<timespec>& deadline) {
     lock.release();
@@ -191,7 +192,7 @@ void leave(Record& record) {
     if (timeoutMs != varnock::kInfinite) {
         deadline = after(timeoutMs);
     }
-    // A grant of a waiter that has been cancelled is not for those who come later.
+    // Removes grants of cancelled waiters: later waiters must not take them.
     record.grants = std::min(record.grants, record.waiters);
     ++record.waiters;
     const std::uint64_t ticket = record.arrivals++;
@@ -208,8 +209,8 @@ void leave(Record& record) {
     return error == ETIMEDOUT ? kTimedOut : kWaitFailed;
 }
 
-/// Polls once a second until no thread waits; the last one to leave ends the second early. The
-/// mutex is free in between, so that waiters get it whatever the clock does.
+/// Polls once a second until no thread waits. The last thread to leave ends the second early. The
+/// mutex is unlocked between two polls, so that waiters get it with any clock.
 void waitUntilDrained(Record& record) {
     for (;;) {
         MutexGuard lock(record.mutex);
@@ -285,7 +286,7 @@ CEvent::~CEvent() {
     {
         const CriticalSectionGuard lock(Spinlock);
         if (--record->refCount != 0) {
-            // Another thread may free the record as soon as the lock is left.
+            // Another thread may free the record once the lock is released.
             traceAt(5, "decr refcount on event %p <%s> (IsSignaled=%d)\n",
                     static_cast<void*>(record), nameOf(*record), stateOf(*record).signalled);
             return;
@@ -345,8 +346,8 @@ int CEvent::Create(int initialState, int manualReset, const char*, void*) {
     return 1;
 }
 
-// The operations that release waiters trace while they hold the mutex: once it is free, a released
-// thread may destroy the object and the record with it.
+// The operations that release waiters trace before they unlock the mutex. After the unlock a
+// released thread may destroy object and record.
 
 int CEvent::Set() {
     Record* const record = openRecord();
@@ -432,7 +433,7 @@ int CEvent::Wait(unsigned int timeoutMs, int) {
         return kWaitFailed;
     }
     MutexGuard lock(record->mutex);
-    // Not counted as a waiter when the lock failed: the destructor would wait for it for ever.
+    // Without the lock the thread is not counted: the destructor would wait for it for ever.
     if (!lock.owns()) {
         return kWaitFailed;
     }

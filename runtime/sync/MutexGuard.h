@@ -7,8 +7,8 @@
 // Internal, not installed.
 namespace varnock {
 
-/// Holds a pthread mutex for a scope, also when a cancelled thread unwinds. A lock that failed is
-/// not unlocked. Thread-safety: a guard belongs to the thread that made it.
+/// Holds a pthread mutex for a scope. Unlocks it also when a cancelled thread unwinds, but not if
+/// the lock failed. Thread-safety: a guard belongs to the thread that made it.
 class MutexGuard {
   public:
     explicit MutexGuard(pthread_mutex_t& mutex) : mutex_(mutex), owns_(MutexLock(&mutex) == 0) {}
@@ -22,7 +22,7 @@ class MutexGuard {
         if (owns_) MutexUnlock(&mutex_);
         owns_ = false;
     }
-    /// Leaves the mutex locked for someone else to unlock; adopt() takes it back.
+    /// Leaves the mutex locked; another owner unlocks it, or adopt() takes it back.
     void release() { owns_ = false; }
     void adopt() { owns_ = true; }
 

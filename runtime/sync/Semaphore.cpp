@@ -18,7 +18,7 @@ namespace {
 
 using Record = CSemaphore::sysSemaphore_t;
 
-/// A record with one reference, entered under its name if it has one; null on failure.
+/// Makes a record with one reference and enters it under its name, if it has one. Null on failure.
 [[nodiscard]] Record* make(unsigned int value, const char* name)
     VARNOCK_REQUIRES(CEvent::Spinlock) {
     std::unique_ptr<Record> record(new (std::nothrow) Record{});

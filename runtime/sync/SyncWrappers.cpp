@@ -38,7 +38,7 @@ void CleanupForCancelledCondWaitExtended(void* waiters) {
     --*static_cast<unsigned int*>(waiters);
 }
 
-/// The clean-ups run in reverse order: the waiter is taken back while the mutex is still held.
+/// The clean-ups run in reverse order: the count is decremented before the mutex is unlocked.
 int CondWaitExtended(pthread_cond_t* condition, pthread_mutex_t* mutex, unsigned int* waiters) {
     int result = 0;
     pthread_cleanup_push(CleanupForCancelledCondWait, mutex);

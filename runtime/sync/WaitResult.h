@@ -3,10 +3,10 @@
 // Internal, not installed.
 namespace varnock {
 
-/// The timeout that never runs out.
+/// The timeout for a wait without limit.
 constexpr unsigned int kInfinite = 0xFFFFFFFF;
 
-/// Results of waiting, as the callers of Windows know them.
+/// Results of a wait, with the numbers of Windows.
 constexpr int kReleased = 0;
 constexpr int kTimedOut = 102;
 constexpr int kWaitFailed = -1;

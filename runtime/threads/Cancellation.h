@@ -2,13 +2,13 @@
 
 #include <pthread.h>
 
-// Thread cancellation unwinds the stack, and unwinding must not pass a destructor or anything else
-// that is noexcept: the process would end. Internal, not installed.
+// Thread cancellation unwinds the stack. If the unwinding reaches a destructor or another noexcept
+// function, the process aborts. Internal, not installed.
 namespace varnock {
 
-/// Keeps the calling thread from being cancelled for a scope. Destructors that trace, write, sleep,
-/// wait or join begin with one, and so do short locked regions whose state must stay whole. A
-/// cancellation that arrives meanwhile stays pending.
+/// Disables the cancellation of the calling thread for a scope. Destructors that trace, write,
+/// sleep, wait or join begin with it, and so do short locked regions that must not be left
+/// half-way. A cancellation in between stays pending.
 class CancellationGuard {
   public:
     CancellationGuard() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }

@@ -23,7 +23,7 @@ using varnock::traceAt;
 
 namespace varnock {
 
-/// What a thread and the object that started it share, so that neither needs the other to live on.
+/// The state that a thread shares with the object that started it. Either may end first.
 struct ThreadLife {
     ThreadLife() { SemInit(&gate, 0, 0); }
     ~ThreadLife() { SemDestroy(&gate); }
@@ -37,7 +37,8 @@ struct ThreadLife {
     }
 
     sem_t gate;
-    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;  ///< held, a living thread cannot end
+    pthread_mutex_t mutex =
+        PTHREAD_MUTEX_INITIALIZER;  ///< while it is held, a living thread cannot end
     bool alive = true;
 };
 
@@ -53,7 +54,7 @@ struct StartBlock {
     void* argument;
 };
 
-/// Marks the end of the thread, whether it returns, calls pthread_exit or is cancelled.
+/// Records the end of the thread: by return, pthread_exit or cancellation.
 class LifeEnd {
   public:
     explicit LifeEnd(ThreadLife& life) : life_(life) {}
@@ -68,8 +69,8 @@ class LifeEnd {
     ThreadLife& life_;
 };
 
-/// What every thread begins with. The gate opens when the starter has recorded the thread: an exit
-/// must not be recorded before the start.
+/// The start routine of every thread. Start() opens the gate after it has recorded the thread, so
+/// that the exit is never recorded before the start.
 void* run(void* start) {
     const std::unique_ptr<StartBlock> owned(static_cast<StartBlock*>(start));
     const LifeEnd end(*owned->life);
@@ -90,7 +91,7 @@ class Attributes {
 
     const pthread_attr_t* get() const { return &attributes_; }
 
-    /// Traces what fails.
+    /// Sets all attributes. Traces a failure.
     [[nodiscard]] bool set(int priority, int waitable) {
         return succeeded(error_, "pthread_attr_init failed: %d \n") && setDetached(waitable) &&
                setPriority(priority);
@@ -110,8 +111,9 @@ class Attributes {
                          "pthread_attr_setdetachstate failed: %d \n");
     }
 
-    /// Explicit scheduling is not asked for, so by default the thread library inherits the policy
-    /// of the creator: an unprivileged process starts its threads all the same.
+    /// Records policy and priority without asking for explicit scheduling. So the thread library
+    /// inherits the policy of the creator by default, and an unprivileged process can start its
+    /// threads.
     [[nodiscard]] bool setPriority(int priority) {
         traceAt(2, "ThreadPrio=%d \n", priority);
         if (priority == 0) {
@@ -137,7 +139,7 @@ class Attributes {
     int error_;
 };
 
-/// Creates the thread, which waits at its gate.
+/// Creates the thread, which waits at the gate.
 [[nodiscard]] int create(pthread_t& thread, const Attributes& attributes,
                          std::unique_ptr<StartBlock> start) {
     const int error = pthread_create(&thread, attributes.get(), &run, start.get());
@@ -156,7 +158,7 @@ class Attributes {
     }
 }
 
-/// Lets one thread at a time join another: a second join of the same thread is undefined.
+/// Lets only one thread join: a second join of the same thread is undefined.
 class JoinClaim {
   public:
     explicit JoinClaim(std::atomic<bool>& joining) : joining_(joining) {
@@ -251,7 +253,7 @@ bool CThread::Start(void* (*entry)(void*), void* argument, unsigned long priorit
                                 waitable, startOption, killStillAlive_);
         records->SetEntryStatus(monitorEntry_, CThreadMonitor::Running);
     }
-    // From here on the thread runs and may destroy this object.
+    // After this call the thread runs and may destroy this object.
     life->openGate();
     traceAt(2,
             "CThread::Start: thread=0x%08X created, handle = %p , Prio=%d, Waitable=%d, "
@@ -272,12 +274,13 @@ bool CThread::Kill(unsigned int) {
     if (waitable_ == 0) {
         return cancelDetached(thread);
     }
-    // A joinable thread is not cancelled: whoever kills it has told it to end before.
+    // A joinable thread is not cancelled: the caller has told it to end.
     traceAt(1, "CThread::Kill: Try to join a joinable Thread = 0x%08X\n", threadNumber(thread));
     return join(thread, "Kill");
 }
 
-/// The error number of joining. A thread cannot join itself, nor one that is being joined already.
+/// Joins the thread and returns the error number. A thread cannot join itself, or a thread that
+/// another one joins.
 int CThread::joinOnce(pthread_t thread, void** result) {
     if (ThreadEqual(thread, ThreadSelf())) {
         return EDEADLK;
@@ -356,7 +359,7 @@ bool CThread::IsRunning() {
     if (thread == 0) {
         return false;
     }
-    // The handle of a thread that has ended must not be used, and this one cannot end meanwhile.
+    // The handle of an ended thread is invalid. Under the mutex the thread cannot end.
     const MutexGuard lock(life_->mutex);
     int priority = 0;
     return life_->alive && ThreadGetPrio(thread, &priority);

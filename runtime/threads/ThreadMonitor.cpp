@@ -22,7 +22,7 @@ namespace {
 
 using Entry = CThreadMonitorEntry;
 
-// Entry status bits. The highest marks an entry whose thread or object has come to an end.
+// Entry status bits. The highest bit marks an entry whose thread or object has ended.
 constexpr unsigned int kEntryRegistered = 0x1;
 constexpr unsigned int kEntryOld = 0x10000000;
 constexpr unsigned int kEntryExited = 0x10000010;
@@ -39,8 +39,8 @@ unsigned int& threadStatus(Entry& entry) {
     return entry.threadStatus[entry.statusCounter];
 }
 
-/// Begins a change of status: a new slot with what the slot before it holds. When the history is
-/// full, the last slot is overwritten so; what it held alone is lost, the beginning stays.
+/// Begins a change of status: copies the newest slot of the history to the next one. If the history
+/// is full, copies the last but one slot over the last one.
 void advance(Entry& entry, const char* overflowFormat) {
     if (entry.statusCounter < Entry::historySlots - 1) {
         ++entry.statusCounter;
@@ -51,7 +51,7 @@ void advance(Entry& entry, const char* overflowFormat) {
     threadStatus(entry) = entry.threadStatus[entry.statusCounter - 1];
 }
 
-/// The thread does not run any more, for this reason.
+/// Records that the thread has ended, for this reason.
 void endRunning(Entry& entry, unsigned int reason) {
     threadStatus(entry) &= ~static_cast<unsigned int>(CThreadMonitor::Running);
     entryStatus(entry) |= reason;
@@ -68,7 +68,7 @@ void endInstance(Entry& entry) {
     entryStatus(entry) |= kEntryInstanceDestroyed;
 }
 
-/// Hosts read the two counters without a lock.
+/// Stores a counter that hosts read without a lock.
 void storeCounter(int& counter, int value) {
     __atomic_store_n(&counter, value, __ATOMIC_RELAXED);
 }
@@ -83,8 +83,8 @@ void countStart() {
     }
 }
 
-/// Whether the exit of `thread` belongs to this entry. Thread ids come again: an entry that has
-/// seen its own thread end is left alone.
+/// True if the entry describes `thread`. The system reuses thread ids, so an entry whose own thread
+/// has ended does not count.
 bool describes(Entry& entry, pthread_t thread) {
     if (!ThreadEqual(entry.thread, thread)) {
         return false;

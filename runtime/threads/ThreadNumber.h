@@ -5,7 +5,7 @@
 // Internal, not installed.
 namespace varnock {
 
-/// A thread as trace texts show it: the low 32 bits.
+/// The low 32 bits of a thread id, which trace texts show.
 inline unsigned int threadNumber(pthread_t thread) {
     return static_cast<unsigned int>(thread);
 }

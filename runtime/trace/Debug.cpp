@@ -49,7 +49,7 @@ void store(unsigned int& field, unsigned int value) {
     __atomic_store_n(&field, value, __ATOMIC_RELAXED);
 }
 
-/// Tracing leaves errno alone: callers trace between a failed call and the look at its reason.
+/// Keeps errno for a scope: callers trace between a failed call and the check of errno.
 class ErrnoKeeper {
   public:
     ErrnoKeeper() : error_(errno) {}
@@ -102,8 +102,8 @@ CDebug::~CDebug() {
 }
 
 int CDebug::Init(const char* name) {
-    // The settings are read under the registry's lock, which comes before that of the trace, as in
-    // every thread that forks, or traces while it changes the registry.
+    // Reading the settings needs the lock of the registry, which comes before the lock of the
+    // trace.
     CriticalSectionGuard registry(varnock::registryLock());
     CriticalSectionGuard lock(traceLock());
     if (load(traceTarget_) != kNoTarget || ringBuffer_ != nullptr) {
@@ -115,7 +115,7 @@ int CDebug::Init(const char* name) {
     } catch (abi::__forced_unwind&) {
         throw;
     } catch (...) {
-        // The host must live on whatever its registry or its memory are like.
+        // A bad registry or lack of memory must not end the host.
         reportInternalError(2);
     }
     return start(hasSettings);
@@ -194,13 +194,13 @@ int CDebug::start(bool hasSettings) {
     return 1;
 }
 
-/// The array has room for both texts: a path too long must not be cut.
+/// The array has room for directory and name, so that a long path is not cut.
 void CDebug::buildPath(char letter, char (&path)[2 * kPathSize + 16]) const {
     tracefile::makePath(path, sizeof path, settings_.directory, applicationName_, letter);
 }
 
-/// Takes the first letter whose file no live process uses. Where there is none it shares the last
-/// one that can be used.
+/// Takes the first letter whose file no live process uses. If all are in use, shares the file of
+/// the last usable letter.
 bool CDebug::openOwnRingBuffer() {
     char path[2 * kPathSize + 16];
     const auto size = static_cast<long>(settings_.ringBufferSize);
@@ -220,12 +220,12 @@ bool CDebug::openOwnRingBuffer() {
     if (!isOpen) {
         return false;
     }
-    // Letters that could not be used are no failure.
+    // The letters before have failed, but the opening has not.
     errorSeverity_ = 0;
     errorText_[0] = '\0';
     ringBuffer_->leaveWhenForked();
     if (ringBuffer_->resumes()) {
-        // Until the next round the file has no other line that says whose entries follow.
+        // Until the next wrap no other line names the process.
         PrintIt(kRingBuffer, kProcessLineFormat, tracefile::kProcessLine, processId_);
     }
     return true;
@@ -236,7 +236,7 @@ int CDebug::InitRingBuffer(const char* path, long size) {
     return openRingBuffer(path != nullptr ? path : "", size, nullptr) ? 1 : 0;
 }
 
-/// With `isInUse`, only a file that nobody else uses.
+/// With `isInUse`, opens the file only if no other process uses it.
 bool CDebug::openRingBuffer(const char* path, long size, bool* isInUse) {
     char filler[kHeaderRoom];
     SetEntryHeader(filler, sizeof filler);
@@ -278,7 +278,7 @@ bool CDebug::startInForkedChild() {
     }
     delete std::exchange(ringBuffer_, nullptr);
     fallBackToConsole();
-    // Without the system log, whose lock another thread of the parent may have held at the fork.
+    // Not to the system log: another thread of the parent may have held its lock at the fork.
     PrintToConsole(kInitialisationFailed);
     PrintToConsole(kInitialisationReason, errorText_);
     return false;
@@ -361,7 +361,7 @@ void CDebug::appendEntry(size_t length) {
         ringBuffer_->append(entryBuffer_, length);
         return;
     }
-    // The header of a new round does not fit itself: the file is too small for it.
+    // Not even the header of the new round fits: the file is too small.
     if (ringBuffer_->isWrapping()) {
         return;
     }
@@ -376,10 +376,10 @@ void CDebug::appendEntry(size_t length) {
     }
 }
 
-/// Builds the entry in the entry buffer, newline and terminator included; returns its length
-/// without the terminator, 0 when there is no memory for it.
+/// Builds the entry in the entry buffer, with newline and terminator. Returns the length without
+/// the terminator, or 0 without memory.
 size_t CDebug::buildEntry(const char* format, va_list arguments) try {
-    // A header longer than its room is cut by the message that follows.
+    // The message overwrites the end of a header that is too long.
     static_assert(EntryHeader::kCapacity <= kEntrySize);
     static_assert(kEntrySize == tracefile::kLongestEntry);
     const size_t headerLength =

@@ -85,19 +85,19 @@ namespace {
 constinit char weightVariableName[48] = {};
 constinit CDebug::TokVal weightVariable = {weightVariableName, nullptr};
 
-/// Put together at each use: the trace needs it before any constructor has run.
+/// Builds the name at each use: the trace needs it before the first constructor.
 const char* ownWeightName() {
     makeOwnWeightVariable(weightVariableName);
     return weightVariableName;
 }
 
-/// The values recorded, one for each row of both tables and for the variable above. Never freed:
-/// the trace lives longer than everything else.
+/// The recorded values: one for each row of both tables, and one for the variable above. Never
+/// freed, because the trace outlives all other objects.
 constinit char*
     recordedValues[std::size(CDebug::m_TokValTabEnv) + std::size(CDebug::m_TokValTabCfg) - 1] = {};
 
-/// Records a copy. The trace shows it at every wrap, and the host may change or free what it has
-/// put into the environment.
+/// Records a copy: the trace prints it at every wrap, and the host may change or free its
+/// environment.
 void record(CDebug::TokVal& row, char*& copy) {
     const char* value = getenv(row.name);
     free(copy);
@@ -117,7 +117,8 @@ void readFrom(CRegistry& registry, StoredTraceSettings& settings) {
 
 enum class Found { nothing, registry, key };
 
-/// The object ends here, before anything is changed: it would save.
+/// Reads the key if it exists. The registry object is destroyed before a change is made: otherwise
+/// its destructor would save.
 void readExisting(const char* path, StoredTraceSettings& settings, Found& found) {
     CRegistry registry;
     if (CRegistry::MLocalMachine != nullptr) {
@@ -127,8 +128,8 @@ void readExisting(const char* path, StoredTraceSettings& settings, Found& found)
     }
 }
 
-/// Enters the key into the file as it is at this moment: a process that starts while another one
-/// saves must not put back what was there before.
+/// Creates the key in the current tree of the file: a process that starts while another one saves
+/// must not restore the old tree.
 [[nodiscard]] bool create(const char* path, StoredTraceSettings& settings) {
     bool created = false;
     CRegistry::UpdateTree([&] {
@@ -169,7 +170,7 @@ bool readStoredSettings(const char* application, StoredTraceSettings& settings) 
             found = Found::nothing;
         }
     } catch (int) {
-        // The tree could not be saved, which has been printed. What was read counts.
+        // The tree could not be saved, and the message is printed. The values read count.
     }
     return found != Found::nothing;
 }

@@ -4,12 +4,12 @@
 
 #include "runtime/Debug.h"
 
-// What the library alone does with the settings of the trace, which TraceSettings.h settles.
+// The settings of the trace: the parts that only the library uses. TraceSettings.h has the rest.
 // Internal.
 namespace varnock {
 
-/// Reads what the registry holds for this application, creating its key if it is missing. False
-/// when there is no registry to read.
+/// Reads the settings of this application from the registry, and creates its key if it is missing.
+/// False without a registry.
 [[nodiscard]] bool readStoredSettings(const char* application, StoredTraceSettings& settings);
 
 /// Fills the values of both token tables and perApplicationWeight() from the environment.
@@ -19,9 +19,9 @@ void recordEnvironment();
 /// application alone.
 const CDebug::TokVal& perApplicationWeight();
 
-/// The number that CDebug::SetConfiguredValue() settles on.
+/// The result of CDebug::SetConfiguredValue() for a number.
 unsigned int configuredNumber(const char* variable, unsigned int stored, unsigned int byDefault);
-/// The text that CDebug::SetConfiguredValue() settles on, in `out`.
+/// The result of CDebug::SetConfiguredValue() for a text, in `out`.
 void configuredText(const char* variable, const char* stored, const char* byDefault, char* out,
                     std::size_t size);
 

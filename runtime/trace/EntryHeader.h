@@ -10,18 +10,18 @@
 // The header of a trace entry, "Mmm dd hh:mm:ss host application[thread]: ". Internal.
 namespace varnock {
 
-inline constexpr std::size_t kTimeTextSize = 44;   ///< room for a time and its terminator
-inline constexpr std::size_t kShortHostSize = 33;  ///< room for a name, "*" and the terminator
+inline constexpr std::size_t kTimeTextSize = 44;   ///< a time and its terminator
+inline constexpr std::size_t kShortHostSize = 33;  ///< a name, "*" and the terminator
 
-/// The local time as asctime_r writes it, "Www Mmm dd hh:mm:ss yyyy\n"; a time that has no such
-/// form gives "www mmm dd hh:mm:ss yyyy\n".
+/// The local time in the form of asctime_r, "Www Mmm dd hh:mm:ss yyyy\n", or "www mmm dd hh:mm:ss
+/// yyyy\n" for a time that asctime_r cannot show.
 void formatLocalTime(time_t time, char (&text)[kTimeTextSize]);
 
-/// A node name up to its first dot; of a longer one than 31 characters the first 31 and "*".
+/// A node name up to its first dot. A name with more than 31 characters is cut to 31 and "*".
 void shortenHostName(const char* node, char (&text)[kShortHostSize]);
 
-/// Builds entry headers without a system call: the host name is read once per process, the time
-/// formatted once per second, the thread when it is another one than before.
+/// Builds entry headers without a system call. Reads the host name once per process, formats the
+/// time once per second, and formats the thread when it changes.
 ///
 /// Thread-safety: callers hold the trace lock.
 class EntryHeader {
@@ -32,10 +32,10 @@ class EntryHeader {
 
     constexpr EntryHeader() = default;
 
-    /// Writes the header for the calling thread at the present time, terminated; returns its
+    /// Writes the header for the calling thread and the current time, terminated. Returns its
     /// length. REQUIRES: `text` has room for kCapacity characters.
     std::size_t write(const char* application, char* text);
-    /// Reads the host name again at the next entry: a forked child may live in another namespace.
+    /// Makes the next entry read the host name again: a forked child may be in another namespace.
     void forgetHost() { hostLength_ = 0; }
 
   private:
@@ -55,8 +55,7 @@ class EntryHeader {
     char tag_[kTagLength + 1] = {};
 };
 
-/// The one instance of the process, valid before the first constructor and after the last
-/// destructor.
+/// The instance of the process. Valid before the first constructor and after the last destructor.
 EntryHeader& entryHeader();
 
 }  // namespace varnock

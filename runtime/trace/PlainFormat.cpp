@@ -13,7 +13,7 @@
 namespace varnock {
 namespace {
 
-/// As much of what is written as there is room for.
+/// A buffer that keeps as much of the output as fits.
 class Output {
   public:
     Output(char* text, std::size_t size) : begin_(text), next_(text), last_(text + size - 1) {}
@@ -39,7 +39,7 @@ class Output {
     char* last_;
 };
 
-/// One conversion, from behind its "%".
+/// One conversion, without its "%".
 struct Conversion {
     bool left = false;
     bool zeros = false;
@@ -49,7 +49,7 @@ struct Conversion {
     char type = '\0';
 };
 
-/// Digits up to a number that no text reaches; false for a larger one.
+/// Parses digits. False for a number that is larger than any text.
 [[nodiscard]] bool parseNumber(const char*& format, std::size_t& number) {
     constexpr std::size_t kLargest = 100'000;
     number = 0;
@@ -62,7 +62,7 @@ struct Conversion {
     return true;
 }
 
-/// Leaves the format behind the conversion. False when the conversion is none of ours.
+/// Parses a conversion and moves the format behind it. False for an unsupported conversion.
 [[nodiscard]] bool parse(const char*& format, Conversion& conversion) {
     for (; *format == '-' || *format == '0'; ++format) {
         (*format == '-' ? conversion.left : conversion.zeros) = true;
@@ -88,7 +88,7 @@ struct Conversion {
     return true;
 }
 
-/// Writes the conversions of one format, one after the other.
+/// Writes the conversions of one format, in their order.
 class Formatter {
   public:
     Formatter(Output& output, va_list arguments) : output_(output) {
@@ -98,7 +98,7 @@ class Formatter {
     Formatter(const Formatter&) = delete;
     Formatter& operator=(const Formatter&) = delete;
 
-    /// False when the conversion is none of ours.
+    /// False for an unsupported conversion.
     [[nodiscard]] bool write(const Conversion& conversion) {
         const bool isPlain = conversion.length == Conversion::Length::none;
         const bool hasPrecision = conversion.precision != std::string_view::npos;
@@ -129,7 +129,7 @@ class Formatter {
         if (text == nullptr || conversion.zeros) {
             return false;
         }
-        // Behind the end of the output nobody looks for the terminator.
+        // The text is not read beyond the end of the output.
         const std::size_t most =
             std::min(conversion.precision, std::max(output_.room(), conversion.width));
         place(conversion, {}, {text, strnlen(text, most)});
@@ -184,7 +184,7 @@ class Formatter {
         place(conversion, prefix, {digits, static_cast<std::size_t>(end - digits)});
     }
 
-    /// The prefix and the text, filled up to the width.
+    /// Writes prefix and text, padded to the width.
     void place(const Conversion& conversion, std::string_view prefix, std::string_view text) {
         const std::size_t length = prefix.size() + text.size();
         const std::size_t missing = conversion.width > length ? conversion.width - length : 0;
@@ -210,7 +210,7 @@ class Formatter {
 
 std::optional<std::size_t> formatPlain(char* text, std::size_t size, const char* format,
                                        va_list arguments) {
-    // long, long long and size_t are one size here, which lets one branch serve them all.
+    // One branch serves long, long long and size_t, because they have one size.
     static_assert(sizeof(long) == sizeof(long long) && sizeof(long) == sizeof(std::size_t));
     Output output(text, size);
     Formatter formatter(output, arguments);

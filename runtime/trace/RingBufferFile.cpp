@@ -33,23 +33,23 @@ constexpr const char* kMappingFailed =
     "Error %d mmap'ing to log file %s (%d), try logging to stderr.\n";
 
 constexpr std::size_t kLongestPath = 259;
-/// A file that cannot grow to its configured size is still used from this length on.
+/// A file of this length is used even if it cannot grow to the configured size.
 constexpr std::int64_t kSmallestOldFile = 64 * 1024;
 
-/// How long somebody who makes the file is waited for.
+/// The wait for a process that creates the file.
 constexpr int kMakingTries = 2000;
 constexpr std::chrono::milliseconds kMakingPause{1};
 
 constexpr std::size_t kRecordLength = static_cast<std::size_t>(kRecordSize);
-/// The fields, and the line that rules them off.
+/// The fields and the separator line.
 constexpr std::size_t kFieldsLength = (kFieldCount + 1) * kLineLength;
 constexpr std::size_t kBlankLineLength = kRecordLength - kFieldsLength;
-/// One more than the value area is wide: a long path covers the bar that ends its line.
+/// One more than the width of the value: a long path overwrites the bar at the end of its line.
 constexpr std::size_t kLongestText = kValueWidth + 1;
 constexpr std::size_t kBlockRecords = 16;
 
-/// The last eight decimal digits as characters, the first one in the lowest byte. Halves, pairs and
-/// single digits are split side by side, each with one multiplication in place of a division.
+/// The last eight decimal digits as characters, the first one in the lowest byte. Splits halves,
+/// pairs and digits in parallel, each with one multiplication instead of a division.
 std::uint64_t eightDigits(std::uint32_t value) {
     value %= 100'000'000;
     const std::uint64_t halves = value / 10'000 | std::uint64_t{value % 10'000} << 32;
@@ -69,7 +69,8 @@ void putText(char* header, Field field, std::string_view text) {
 
 /// 16 digits and a blank, as "%016d " prints them. REQUIRES: value is not negative.
 void putNumber(char* header, Field field, std::int32_t value) {
-    // Every entry comes by here, and readers look at the file meanwhile: two whole stores.
+    // Every entry calls this while readers read the file, so the number is stored with two whole
+    // words.
     const auto number = static_cast<std::uint32_t>(value);
     const std::uint64_t digits[] = {eightDigits(number / 100'000'000), eightDigits(number)};
     static_assert(sizeof digits == kNumberDigits);
@@ -78,7 +79,7 @@ void putNumber(char* header, Field field, std::int32_t value) {
     text[kNumberDigits] = ' ';
 }
 
-/// The number of a field, 0 when it is none that this class writes.
+/// The number of a field; 0 if this class cannot have written it.
 std::int32_t readNumber(char* header, Field field) {
     char text[kValueWidth + 1];
     memcpy(text, valueOf(header, field), kValueWidth);
@@ -92,15 +93,15 @@ std::string_view withoutNewline(const char* text) {
     return all.substr(0, all.find('\n'));
 }
 
-/// True when the process may make files of this length: beyond its limit, writing ends it with
+/// True if the process may make files of this length. A write beyond the limit would end it with
 /// SIGXFSZ.
 bool isWithinFileLimit(std::int64_t length) {
     rlimit limit{};
     return getrlimit(RLIMIT_FSIZE, &limit) != 0 || static_cast<rlim_t>(length) <= limit.rlim_cur;
 }
 
-/// Makes sure that every byte of the range has its place on the disk: a store into a hole of a full
-/// disk would end the process.
+/// Allocates every byte of the range on the disk. A store into a hole on a full disk would end the
+/// process.
 [[nodiscard]] bool allocate(int file, std::int64_t begin, std::int64_t end) {
     if (begin >= end) {
         return true;
@@ -117,7 +118,7 @@ bool isWithinFileLimit(std::int64_t length) {
     return error == 0;
 }
 
-/// Sets or changes the lock of an open file on the whole of it, without waiting.
+/// Sets or changes the lock of an open file on its whole length. Does not wait.
 bool setLock(int file, short type) {
     struct flock whole {};
     whole.l_type = type;
@@ -129,7 +130,7 @@ bool isHeldByOthers(int error) {
     return error == EAGAIN || error == EACCES;
 }
 
-/// Everything between the name of a trace file and a file that is ready to be mapped.
+/// Opens or creates a trace file, so that it can be mapped.
 class Opening {
   public:
     Opening(const char* path, std::int64_t size, const char* startTime, std::string_view filler,
@@ -158,9 +159,9 @@ class Opening {
     int descriptor() const { return file_.get(); }
     FileDescriptor release() { return std::move(file_); }
     bool isNew() const { return isNew_; }
-    /// Somebody else uses the file that was wanted alone.
+    /// True if another process uses a file that is wanted alone.
     bool isInUse() const { return isInUse_; }
-    /// The size in use, which is the file's own when it could not be extended.
+    /// The size in use: that of the file if it could not be extended.
     std::int64_t usedSize() const { return usedSize_; }
 
   private:
@@ -197,18 +198,18 @@ class Opening {
     int error_ = 0;
 };
 
-/// Leaves nothing half-made behind, but what another process has finished meanwhile and may have
-/// mapped stays as it is.
+/// Removes a half-made file. Keeps a file that another process has finished in between and may have
+/// mapped.
 void Opening::undo() {
     if (created_) {
         unlink(path_);
     } else if (isNew_ && isUnfinished() && ftruncate(file_.get(), 0) != 0) {
-        // The file stays; the next open rewrites it.
+        // The file stays, and the next open rewrites it.
     }
 }
 
-/// The first line of the header is written last: where it is missing, the maker of the file died,
-/// or the machine, and the rest cannot be relied upon.
+/// True if the first line of the header is missing. It is written last: without it, process or
+/// machine have stopped half-way, and the rest of the file is undefined.
 bool Opening::isUnfinished() const {
     constexpr char kMissing[kLineLength] = {};
     char line[kLineLength];
@@ -220,14 +221,14 @@ bool Opening::acceptsArguments() {
     if (size_ < 1) {
         return fail(kMappingFailed, EINVAL);
     }
-    // Positions have 32 bits, and a weight of -1 would ask for 4 PiB.
+    // Positions have 32 bits. A weight of -1 would ask for 4 PiB.
     if (size_ > kLargestSize) {
         return fail(kOpeningFailed, EFBIG);
     }
     return strlen(path_) <= kLongestPath || fail(kOpeningFailed, ENAMETOOLONG);
 }
 
-/// A file whose maker has failed is gone again by the time that its lock is free.
+/// Opens and locks the file. Tries again if its creator has failed and removed it.
 bool Opening::openFile() {
     constexpr int kTries = 10;
     struct stat status {};
@@ -281,13 +282,13 @@ bool Opening::lockAlone() {
     }
     const int error = errno;
     isInUse_ = isHeldByOthers(error);
-    created_ = false;  // it belongs to whoever was faster
+    created_ = false;  // another process has the file
     return fail(kOpeningFailed, error);
 }
 
-/// Alone if possible, for the file may have to be made. While another process makes it, waits, but
-/// not for ever: one that is stopped must not keep others from starting. They share the file then
-/// without a lock, as they do where there are none.
+/// Takes a write lock if possible, because the file may have to be created. Waits while another
+/// process creates it, but not for ever: a stopped process must not keep others from starting.
+/// After the wait, and on file systems without locks, the processes share the file without a lock.
 void Opening::lockWithOthers() {
     for (int tries = 1; tries <= kMakingTries; ++tries) {
         if (setLock(file_.get(), F_WRLCK) || !isHeldByOthers(errno) ||
@@ -300,7 +301,7 @@ void Opening::lockWithOthers() {
 
 bool Opening::create() {
     const std::int64_t end = roundUpToRecords(size_);
-    // Nothing is cut from a file that another process may be making at this moment.
+    // A file without length is not cut: another process may be creating it.
     const bool isCut = !isShort_ || length_ == 0 || ftruncate(file_.get(), 0) == 0;
     if (!isCut || !allocate(file_.get(), 0, end)) {
         return fail(kFillingFailed, errno);
@@ -332,7 +333,7 @@ void Opening::makeHeader(char (&lines)[kFieldsLength]) const {
     putNumber(lines, kCurrentWritePosition, 0);
 }
 
-/// Writes everything before the entries but the first line.
+/// Writes everything before the entries, except the first line.
 bool Opening::writeHeader(const char (&lines)[kFieldsLength]) {
     char unfinished[kFieldsLength] = {};
     memcpy(unfinished + kLineLength, lines + kLineLength, sizeof lines - kLineLength);
@@ -351,7 +352,7 @@ void Opening::makeRecord(char* record) const {
     record[kRecordLength - 1] = '\n';
 }
 
-/// Writes filler records up to a record boundary; a part of a record at `begin` has no header.
+/// Writes filler records up to `end`, a record boundary. A partial record at `begin` has no header.
 bool Opening::fill(std::int64_t begin, std::int64_t end) {
     char block[kBlockRecords * kRecordLength];
     for (std::size_t i = 0; i < kBlockRecords; ++i) {
@@ -393,7 +394,8 @@ bool Opening::reuse() {
     return true;
 }
 
-/// Its creator died or used a smaller size; beyond the end of a file a mapping must not reach.
+/// Extends a file whose creator has died or has used a smaller size. A mapping must not reach
+/// beyond the end of the file.
 bool Opening::extend() {
     const std::int64_t end = roundUpToRecords(size_);
     return allocate(file_.get(), length_, end) && fill(length_, end);
@@ -437,7 +439,7 @@ std::unique_ptr<RingBufferFile> RingBufferFile::openAs(const char* path, std::in
     }
     file->takeOver(opening.isNew(), startTime);
     file->file_ = opening.release();
-    // From alone to together with those who wait: the file is ready.
+    // The file is ready: the read lock lets waiting processes in.
     setLock(file->file_.get(), F_RDLCK);
     return file;
 }
@@ -466,7 +468,7 @@ void RingBufferFile::leaveToParent() {
 
 void RingBufferFile::leave() {
     munmap(std::exchange(mapping_, nullptr), mappedLength_);
-    // The host may have closed the descriptor and have something else under its number by now.
+    // The host may have closed the descriptor, and its number may refer to another file.
     struct stat status {};
     if (fstat(file_.get(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_) {
         file_.reset();
@@ -476,7 +478,7 @@ void RingBufferFile::leave() {
 }
 
 bool RingBufferFile::map(int descriptor, std::int64_t size) {
-    // The header belongs to the mapping even where the size is too small for any entry.
+    // The mapping holds the header even if the size is too small for an entry.
     const auto length = static_cast<std::size_t>(std::max(size, kEntriesBegin));
     void* address = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     if (address == MAP_FAILED) {
@@ -493,7 +495,7 @@ bool RingBufferFile::map(int descriptor, std::int64_t size) {
     return true;
 }
 
-/// Counts the open in the header. Whatever an existing file says there is taken with care.
+/// Counts the open in the header. Checks all values of an existing file.
 void RingBufferFile::takeOver(bool isNew, const char* startTime) {
     if (isNew) {
         opens_ = 1;
@@ -514,8 +516,8 @@ void RingBufferFile::takeOver(bool isNew, const char* startTime) {
 
 void RingBufferFile::append(const char* entry, std::size_t length) {
     memcpy(mapping_ + position_, entry, length);
-    // Whoever reads the position, after a crash or meanwhile, finds the whole entry before it. The
-    // processor keeps the order of stores; the compiler must, too.
+    // The entry is stored before the position, so that a reader finds only whole entries before the
+    // position. The processor keeps the order of stores, and the fence makes the compiler keep it.
     std::atomic_signal_fence(std::memory_order_release);
     position_ += toSigned(length);
     putNumber(mapping_, kCurrentWritePosition, static_cast<std::int32_t>(position_));
@@ -526,13 +528,14 @@ void RingBufferFile::beginWrap() {
     ruleOffRound();
     wraps_ = wraps_ == kLargestSize ? 0 : wraps_ + 1;
     position_ = kEntriesBegin;
-    // A reader that found the new round with the old position would take the round before for it,
-    // and skip what is written next. So the two are stored side by side, ahead of the first entry.
+    // A reader that finds the new round with the old position would take the previous round for the
+    // new one. So both are stored together, before the first entry.
     putNumber(mapping_, kWrapCount, wraps_);
     putNumber(mapping_, kCurrentWritePosition, static_cast<std::int32_t>(position_));
 }
 
-/// What remains of older rounds behind the last entry could be taken for newer ones.
+/// Overwrites the rest of older rounds behind the last entry, which a reader could take for newer
+/// entries.
 void RingBufferFile::ruleOffRound() {
     if (position_ < size_) {
         memset(mapping_ + position_, '_', static_cast<std::size_t>(size_ - position_));

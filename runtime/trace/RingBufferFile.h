@@ -13,37 +13,37 @@
 
 namespace varnock {
 
-/// The trace file: plain text of fixed length, mapped into memory, whose entries begin again behind
-/// the header when the end is reached.
+/// The trace file: plain text of fixed length, mapped into memory. At the end of the file the
+/// entries continue behind the header.
 ///
-/// The first 1024 bytes are lines of 80 characters that tell a reader, also after a crash, where
-/// the newest entry ends: path, first and last open, number of opens and of wraps, size, current
-/// write position. Every change is a plain store into the mapping. Another process may truncate the
-/// file under us, which nobody can prevent without a system call per entry.
+/// The first 1024 bytes are lines of 80 characters: path, first and last open, number of opens and
+/// of wraps, size, current write position. They show a reader where the newest entry ends, also
+/// after a crash. Every change is a plain store into the mapping. If another process truncates the
+/// file, the next store ends this process; preventing that would cost a system call per entry.
 ///
-/// Whoever has the file mapped holds a read lock on it, and whoever makes it or takes it over alone
-/// holds a write lock meanwhile. These are locks of the open file (F_OFD_SETLK), which the mapping
-/// keeps open: unlike a record lock of the process they are not lost when the host closes another
-/// descriptor of the file, or all descriptors that it does not know, and they keep apart two copies
-/// of the library in one process. Like the mapping itself, a forked child shares them until it has
-/// unmapped the file, see leaveToParent().
+/// A process that has the file mapped holds a read lock on it. A process that creates the file, or
+/// takes it over alone, holds a write lock meanwhile. These are locks of the open file
+/// (F_OFD_SETLK), and the mapping keeps the file open. So, unlike a record lock of a process, they
+/// survive a host that closes another descriptor of the file, or all descriptors that it does not
+/// know; and they work between two copies of the library in one process. A forked child shares
+/// them, like the mapping, until it unmaps the file with leaveToParent().
 ///
-/// Thread-safety: callers hold the trace lock. Two processes that share a file are not coordinated;
-/// each keeps a write position of its own.
+/// Thread-safety: callers hold the trace lock. Processes that share a file are not coordinated;
+/// each has its own write position.
 class RingBufferFile {
   public:
-    /// Opens or creates the file and counts the open in it. `filler` is the entry header that the
-    /// records of a new file begin with. Returns null and the reason in `failure` when the file
-    /// cannot be used; a file made by this call is then gone again.
+    /// Opens or creates the file and counts the open in it. The records of a new file begin with
+    /// the entry header `filler`. Returns null, with the reason in `failure`, if the file cannot be
+    /// used; a file that this call has created is removed then.
     ///
-    /// A shorter existing file is extended, a longer one used as far as `size` goes.
+    /// A shorter existing file is extended. Of a longer one, `size` bytes are used.
     [[nodiscard]] static std::unique_ptr<RingBufferFile> open(const char* path, std::int64_t size,
                                                               const char* startTime,
                                                               std::string_view filler,
                                                               char* failure,
                                                               std::size_t failureSize);
-    /// The same for a file that nobody else uses. Returns null with `isInUse` set when somebody
-    /// does, at once and without a change to the file.
+    /// The same for a file that no other process uses. If one does, returns null at once, sets
+    /// `isInUse` and does not change the file.
     [[nodiscard]] static std::unique_ptr<RingBufferFile> openAlone(
         const char* path, std::int64_t size, const char* startTime, std::string_view filler,
         bool& isInUse, char* failure, std::size_t failureSize);
@@ -51,37 +51,37 @@ class RingBufferFile {
     RingBufferFile(const RingBufferFile&) = delete;
     RingBufferFile& operator=(const RingBufferFile&) = delete;
 
-    /// From now on a forked child does not share the file. Once at most.
+    /// From now on a forked child does not share the file. To be called at most once.
     void leaveWhenForked();
-    /// In a forked child: unmaps and closes the files that it does not share, so that they are free
-    /// as soon as the parent ends. Calls nothing that another thread of the parent may have locked.
+    /// For a forked child: unmaps and closes the files that it does not share, so that they are
+    /// free when the parent ends. Takes no lock that another thread of the parent may have held.
     static void leaveToParent();
-    /// True when leaveToParent() has done so. Nothing can be appended then.
+    /// True if leaveToParent() has closed the file. Nothing can be appended then.
     bool isLeft() const { return mapping_ == nullptr; }
-    /// From now on nobody takes another file in place of one that is left.
+    /// From now on no other file replaces one that is left.
     static void beLeftForGood() { isLeftForGood_ = true; }
-    /// True once that has been said.
+    /// True after beLeftForGood().
     static bool isLeftForGood() { return isLeftForGood_; }
 
-    /// True when writing goes on where the file's last user stopped; false when the file is new or
-    /// its position means nothing, and entries begin right behind the header.
+    /// True if writing continues at the position in the file. False if the file is new or its
+    /// position is invalid, so that entries begin behind the header.
     bool resumes() const { return resumes_; }
 
-    /// True when an entry of this length ends before the end of the file.
+    /// True if an entry of this length fits before the end of the file.
     [[nodiscard]] bool fits(std::size_t length) const {
         return position_ + toSigned(length) <= size_;
     }
     /// Appends one entry. REQUIRES: fits(length), and not isLeft().
     void append(const char* entry, std::size_t length);
-    /// Moves the position to a record boundary more than 1024 and at most 2048 bytes further on.
+    /// Moves the position forward by more than 1024 and at most 2048 bytes, to a record boundary.
     void skipGap() { position_ = tracefile::behindDescription(position_); }
-    /// From now on a wrap returns to the current position and keeps what lies before it.
+    /// From now on a wrap returns to the current position, and keeps the entries before it.
     void keepWhatIsThere() { restart_ = position_; }
 
     /// A new round, from its start until its header has been written.
     class Wrap {
       public:
-        /// Counts the round and goes back to the start of the entries.
+        /// Counts the round and returns to the begin of the entries.
         explicit Wrap(RingBufferFile& file) : file_(file) { file_.beginWrap(); }
         ~Wrap() { file_.endWrap(); }
         Wrap(const Wrap&) = delete;
@@ -90,7 +90,7 @@ class RingBufferFile {
       private:
         RingBufferFile& file_;
     };
-    /// True while a Wrap lives: an entry that does not fit now never will.
+    /// True while a Wrap exists: an entry that does not fit now never will.
     bool isWrapping() const { return wrapping_; }
 
     int descriptor() const { return file_.get(); }                ///< of the open file

@@ -5,7 +5,8 @@
 // Internal, not installed.
 namespace varnock {
 
-/// Traces at a level if that level is on. `format` is a literal; no argument for a "%s" is null.
+/// Traces at a level if that level is on. REQUIRES: `format` is a literal, and no argument for "%s"
+/// is null.
 template <typename... Arguments>
 void traceAt(unsigned int level, const char* format, Arguments... arguments) {
     if (Debug.IsOn(level)) {

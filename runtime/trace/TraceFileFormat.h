@@ -7,11 +7,11 @@
 #include <limits>
 #include <string_view>
 
-// What a trace file looks like, for the library, which writes it, and for the command line, which
-// reads it: docs/trace-file.md tells the same to people. Internal, shared with the tools.
+// The format of the trace file, which docs/trace-file.md describes. The library writes the file,
+// the command line reads it. Internal, shared with the tools.
 namespace varnock::tracefile {
 
-// The fields at the beginning: one line each, a label, a value from a fixed column on, a bar.
+// The fields at the beginning have one line each: a label, a value at a fixed column, a bar.
 
 inline constexpr std::size_t kLineLength = 80;   ///< newline included
 inline constexpr std::size_t kValueColumn = 35;  ///< behind the label and a blank
@@ -41,7 +41,7 @@ constexpr std::size_t offsetOfValue(std::size_t field) {
     return field * kLineLength + kValueColumn;
 }
 
-// The file is filled with records of one size; the first is the place of the fields.
+// The file consists of records of one size. The first one holds the fields.
 
 inline constexpr std::int64_t kRecordSize = 1024;
 /// Where entries begin.
@@ -53,8 +53,8 @@ constexpr std::int64_t roundUpToRecords(std::int64_t length) {
     return (length + kRecordSize - 1) / kRecordSize * kRecordSize;
 }
 
-/// Where entries go on behind a description that ends here: at a boundary more than one and at most
-/// two records further on.
+/// Where entries continue behind a description that ends at `end`: at a record boundary, more than
+/// one and at most two records further on.
 constexpr std::int64_t behindDescription(std::int64_t end) {
     return (end + 2 * kRecordSize) / kRecordSize * kRecordSize;
 }
@@ -63,21 +63,21 @@ constexpr std::int64_t behindDescription(std::int64_t end) {
 // thread in hexadecimal.
 
 inline constexpr std::size_t kTimeLength = 15;
-/// Stands for a time beyond the calendar.
+/// Replaces a time that the calendar does not have.
 inline constexpr char kNoTime[] = "mmm dd hh:mm:ss";
 inline constexpr std::size_t kThreadDigits = 16;
 inline constexpr char kBehindThread[] = "]: ";
-/// Room for an entry: none is longer.
+/// The size of a buffer for the longest entry.
 inline constexpr std::size_t kLongestEntry = 1184;
 
-// Messages with which the library tells where it is.
+// Messages that mark a state of the library.
 
 inline constexpr char kEndOfDescription[] = "# End of header.";
 inline constexpr char kEndOfInitialisation[] = "### End of initialization. ###";
 inline constexpr char kWorkCycle[] = "### Start of work cycle. (";       ///< the number follows
 inline constexpr char kProcessLine[] = "Process PID                : ";  ///< the number follows
 
-/// The path of the file with this letter, cut if there is no room for it.
+/// The path of the file with this letter, cut to `size`.
 inline void makePath(char* path, std::size_t size, const char* directory, const char* application,
                      char letter) {
     snprintf(path, size, "%s/log.%s_%c", directory, application, letter);

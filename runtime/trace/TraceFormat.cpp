@@ -12,8 +12,8 @@
 namespace varnock {
 namespace {
 
-// This runs for every entry. Its own loops beat strspn, which sets up tables for texts that are
-// mostly one character long.
+// This code runs for every entry. Its loops are faster than strspn, which builds tables for texts
+// of mostly one character.
 
 const char* skipLeadingNewlines(const char* format) {
     const char* rest = format;
@@ -27,7 +27,7 @@ constexpr bool isOneOf(char c, std::string_view set) {
     return set.find(c) != set.npos;
 }
 
-/// Finds the next conversion "S" without a length modifier, null when there is none.
+/// Finds the next conversion "S" without a length modifier; null if there is none.
 const char* findPlainS(const char* format) {
     constexpr std::string_view kFlagsWidthPrecision = "0123456789.-+ #'I*$";
     constexpr std::string_view kLengths = "hlLqjzt";
@@ -49,7 +49,7 @@ const char* findPlainS(const char* format) {
     return nullptr;
 }
 
-/// `format` with every plain "%S" turned into "%s".
+/// A copy of `format` with every plain "%S" replaced by "%s".
 std::string withPlainStrings(const char* format, const char* firstS) {
     std::string rewritten(format);
     for (const char* s = firstS; s != nullptr; s = findPlainS(s + 1)) {

@@ -6,10 +6,10 @@
 
 namespace varnock {
 
-/// vsnprintf as the trace means it: the conversion "%S" takes plain characters, as "%s" does, and
-/// newlines at the start of the format are dropped unless there is nothing else. Returns the number
-/// of characters written, below `size`; a format that vsnprintf refuses gives an empty text.
-/// Throws std::bad_alloc for a long format that has to be rewritten. Internal.
+/// vsnprintf with the rules of the trace. The conversion "%S" takes plain characters, as "%s" does.
+/// Newlines at the start of the format are dropped, unless it consists of newlines. Returns the
+/// number of characters written, below `size`. If vsnprintf fails, the text is empty. Throws
+/// std::bad_alloc if a format with "%S" cannot be copied. Internal.
 std::size_t formatTraceText(char* text, std::size_t size, const char* format, va_list arguments);
 
 }  // namespace varnock

@@ -4,9 +4,9 @@
 
 namespace varnock {
 
-/// The lock of the trace, the last one to take: whoever holds it calls nobody. It is made right
-/// after `Debug` and never destroyed, since objects trace until the very end; until it is made it
-/// counts and does not block. Internal.
+/// The lock of the trace. It is the last one in the order of locks: no other lock is taken while it
+/// is held. It is built just after `Debug`; before, it counts and does not block. It is never
+/// destroyed, because objects trace until the end of the process. Internal.
 CCriticalSection& traceLock();
 
 }  // namespace varnock

@@ -9,15 +9,15 @@
 #include "runtime/Debug.h"
 #include "runtime/Registry.h"
 
-// Which settings the trace has, and how each is settled: the environment first, the registry
-// second, the built-in default last. Whoever wants to know what is in force asks here: the library
-// as it starts, the command line when it looks for the files. Internal, shared with the tools.
+// The settings of the trace and their sources: the environment, then the registry, then the
+// built-in default. The library uses this at its start, the command line when it searches the trace
+// files. Internal, shared with the tools.
 namespace varnock {
 
-// The factor has the name of a key of the agent's configuration file, and the variable about the
-// start-up header is spelt TOSDTERR: installations set them under these names.
+// The names are fixed, because installations set them: the factor has the name of a key in the
+// agent's configuration file, and TOSDTERR is spelt so.
 
-/// The names of all variables of the trace but the factor's begin with it.
+/// The prefix of all these variables, except the factor.
 inline constexpr char kTraceVariablePrefix[] = "QX_LOG_";
 inline constexpr char kTraceDirectoryVariable[] = "QX_LOG_RINGBUF_DIR";
 inline constexpr char kTraceLevelVariable[] = "QX_LOG_DEBUG_LEVEL";
@@ -32,33 +32,33 @@ inline constexpr unsigned int kDefaultTraceFactor = 1;
 inline constexpr unsigned int kLargestTraceFactor = 2;
 inline constexpr unsigned int kDefaultTraceWeight = 10;
 
-/// Puts together the name of the variable that gives this application alone another weight.
+/// Makes the name of the variable that sets the weight for this application alone.
 template <std::size_t kSize>
 void makeOwnWeightVariable(char (&name)[kSize]) {
     snprintf(name, kSize, "%s", kTraceWeightVariable);
     CDebug::BuildAppVarName(name, kSize);
 }
 
-/// Puts together the path of the application's key below the local machine.
+/// Makes the path of the application's key below the local machine.
 template <std::size_t kSize>
 void makeTraceKeyPath(char (&path)[kSize], const char* application) {
     snprintf(path, kSize, "%s\\%s", REGPATH_DBGTRACE, application);
 }
 
-/// Stands for a number that the registry does not have.
+/// Replaces a number that the registry does not have.
 inline constexpr int kNoStoredNumber = -1;
-/// A registry that has none of the settings.
+/// The settings of an empty registry.
 inline constexpr StoredTraceSettings kNothingStored{
     kNoStoredNumber, kNoStoredNumber, kNoStoredNumber, kNoStoredNumber, "", kNoStoredNumber};
 
-/// Takes the directory from the application's key.
+/// Reads the directory from the application's key.
 inline void takeStoredDirectory(StoredTraceSettings& stored, CRegistry& key) {
     if (key.QueryValue(stored.directory, REGVAL_RINGBUF_DIR, sizeof stored.directory) != 0) {
         stored.directory[0] = '\0';
     }
 }
 
-/// Takes the numbers: `number(name)` is the value of this name, or kNoStoredNumber.
+/// Reads the numbers. `number(name)` returns the value of this name, or kNoStoredNumber.
 template <typename Number>
 void takeStoredNumbers(StoredTraceSettings& stored, Number number) {
     stored.level = number(REGVAL_DBG_LEVEL);
@@ -68,7 +68,7 @@ void takeStoredNumbers(StoredTraceSettings& stored, Number number) {
     stored.perProcess = number(REGVAL_RINGBUF_PER_PROCESS);
 }
 
-/// Settles every setting, and the size of the ring-buffer file that follows from them.
+/// Resolves every setting, and the size of the ring-buffer file.
 inline TraceSettings resolveSettings(const StoredTraceSettings& stored) {
     const auto number = [](const char* variable, unsigned int inRegistry, unsigned int byDefault) {
         unsigned int settled = 0;
@@ -94,7 +94,7 @@ inline TraceSettings resolveSettings(const StoredTraceSettings& stored) {
     if (settings.factor > kLargestTraceFactor) {
         settings.factor = kLargestTraceFactor;
     }
-    // The product wraps at 32 bits before it is widened, as it always has.
+    // The product wraps at 32 bits before it is widened. Users rely on it.
     const long pageSize = sysconf(_SC_PAGESIZE);
     settings.ringBufferSize =
         std::int64_t{settings.weight * settings.factor} * (pageSize < 1 ? 4096 : pageSize) * 256;
