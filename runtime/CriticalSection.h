@@ -27,30 +27,30 @@ class VARNOCK_EXPORT VARNOCK_LOCK CCriticalSection {
     /// Undoes one Enter() of the owner; the last one releases the lock. A call by a thread that is
     /// not the owner has no effect.
     void Leave() VARNOCK_RELEASE();
-    /// Releases the lock whatever the count is, if the caller owns it: the clean-up of a cancelled
-    /// thread. A call by another thread has no effect, so that a second armed clean-up does not
-    /// release what a third thread holds by then.
+    /// Releases the lock, whatever the count, if the caller owns it: the clean-up of a cancelled
+    /// thread. A call by another thread has no effect, so a second armed clean-up does not release
+    /// a lock that another thread holds by then.
     void CleanupHandlerForMutex();
 
   private:
     friend class CriticalSectionGuard;
 
     bool isOwner(pthread_t thread) const;
-    /// Enter() and Leave() for a scope, which asks only once who the caller is.
+    /// Enter() and Leave() for a scope, which determines the caller only once.
     pthread_t enter() VARNOCK_ACQUIRE();
     void leave(pthread_t caller) VARNOCK_RELEASE();
 
     pthread_mutex_t mutex_;
     std::atomic<pthread_t> owner_;           ///< 0 when free
-    std::atomic<unsigned int> count_;        ///< calls of Enter() to be undone
+    std::atomic<unsigned int> count_;        ///< calls of Enter() without a Leave()
     std::atomic<unsigned int> initialised_;  ///< 1 when mutex_ can be locked
 };
 
 /// pthread clean-up routine; `section` is a CCriticalSection*. See CleanupHandlerForMutex().
 VARNOCK_EXPORT void CleanupHandlerForCritSecMutex(void* section);
 
-/// Holds a critical section for a scope. The destructor runs when a cancelled thread unwinds too,
-/// so it is the clean-up that every locked region needs.
+/// Holds a critical section for a scope. The destructor also runs when a cancelled thread unwinds,
+/// so it is the clean-up that a locked region needs.
 ///
 /// Thread-safety: a guard belongs to the thread that made it.
 class VARNOCK_SCOPED_LOCK CriticalSectionGuard {

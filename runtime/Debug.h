@@ -12,7 +12,7 @@ namespace varnock {
 
 class RingBufferFile;
 
-/// The settings of the trace as the registry holds them; -1 and "" for what is absent.
+/// The settings of the trace in the registry; -1 and "" for missing values.
 struct StoredTraceSettings {
     int level;             ///< DebugLevel
     int factor;            ///< RingBufferSizeFactor
@@ -22,9 +22,9 @@ struct StoredTraceSettings {
     int perProcess = 0;    ///< RingBufferPerProcess
 };
 
-/// The settings in force once the environment, the registry and the defaults have been asked.
+/// The settings in force, from the environment, the registry and the defaults.
 struct TraceSettings {
-    unsigned int level;             ///< entries up to this one are written
+    unsigned int level;             ///< entries up to this level are written
     unsigned int factor;            ///< of the size, 0 to 2
     unsigned int weight;            ///< of the size
     unsigned int noHeaderToStderr;  ///< 0: the start-up header goes to standard error
@@ -33,7 +33,7 @@ struct TraceSettings {
     unsigned int perProcess;        ///< not 0: each live process has a file of its own
 };
 
-/// With which letters the names of trace files end: "log.<application>_a" to "_z".
+/// The first and the last letter of the names of trace files: "log.<application>_a" to "_z".
 inline constexpr char kFirstTraceLetter = 'a';
 inline constexpr char kLastTraceLetter = 'z';
 
@@ -43,8 +43,8 @@ class DebugTestAccess;
 
 }  // namespace varnock
 
-/// Where the trace keeps its settings in the registry (below the local machine, followed by the
-/// application name), and the names of the values there.
+/// The key of the trace settings in the registry (below the local machine, followed by the
+/// application name), and the names of its values.
 extern VARNOCK_EXPORT const char* REGPATH_DBGTRACE;
 extern VARNOCK_EXPORT const char* REGVAL_DBG_LEVEL;
 extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_DIR;
@@ -54,8 +54,8 @@ extern VARNOCK_EXPORT const char* REGVAL_NO_HDR_TO_STDERR;
 extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_PER_PROCESS;
 
 /// The trace facility: writes each entry to a ring-buffer file that is mapped into memory, or to
-/// standard error. The library and its users write through the one object `Debug`, which sets
-/// itself up when the library is loaded; nobody opens or closes it.
+/// standard error. The library and its users write through the object `Debug`, which sets itself up
+/// when the library is loaded. It needs no opening or closing.
 ///
 /// Levels are plain numbers: 0 must be seen, 1 failures, 2 notable events, 3 details, 4 objects
 /// made and destroyed, 5 entry and exit of calls. The default level, 255, lets everything through.
@@ -66,28 +66,28 @@ extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_PER_PROCESS;
 /// its precision counts bytes. Newlines at the start of a format are dropped, a missing one at the
 /// end is added, and a message is cut to 1024 bytes. The format must be trusted text.
 ///
-/// An object filled with zeros is legal and quiet: traces made before `Debug` is built, or after
-/// it is destroyed, are dropped, save those of PrintAlways() and PrintToConsole().
+/// An object filled with zeros is legal and quiet: before `Debug` is built, and after it is
+/// destroyed, only PrintAlways() and PrintToConsole() write.
 ///
 /// Thread-safety: any thread may call any operation; entries never mix. One recursive lock guards
-/// all, and callers' locks are taken before it, never after. Never call it from a signal handler.
-/// Writing to standard error is a cancellation point and may block; writing to the ring buffer
-/// makes no system call.
+/// them all. It comes after all locks of callers. Never call it from a signal handler. Writing to
+/// standard error is a cancellation point and may block; writing to the ring buffer makes no system
+/// call.
 ///
 /// Processes share one file and write over each other's entries, unless QX_LOG_RINGBUF_PER_PROCESS
 /// or the registry gives each live process a file of its own. A forked child then takes one at its
 /// first entry.
 ///
-/// Two things that a host must know:
-/// - Console entries go to file descriptor 2, whatever is open there. A host that closes it and
-///   reuses the number receives the trace; one whose standard error blocks stops every thread
-///   that traces; one whose standard error is a pipe without a reader gets SIGPIPE, and must ignore
-///   it to live on.
+/// Rules for a host:
+/// - Console entries go to file descriptor 2. If the host closes it and reuses the number, the
+///   trace goes to the new file. If standard error blocks, every thread that traces stops. If
+///   standard error is a pipe without a reader, the host gets SIGPIPE, and must ignore it to
+///   survive.
 /// - Never truncate the ring-buffer file in place, as copy-and-truncate rotation does: the next
 ///   entry would end the host with SIGBUS.
 ///
-/// No operation throws. Those that write report no failure, drop an entry that cannot be built,
-/// and leave `errno` as it was; those that set the object up do not.
+/// No operation throws. Operations that write report no failure, drop an entry that cannot be
+/// built, and keep `errno`. Operations that set the object up may change `errno`.
 class VARNOCK_EXPORT CDebug {
   public:
     /// A name and its value in the environment.
@@ -95,10 +95,10 @@ class VARNOCK_EXPORT CDebug {
         const char* name;   ///< null behind the last row
         const char* value;  ///< null when unset
     };
-    /// The environment as it was when the trace set itself up: a record for the trace header, in
-    /// copies.
+    /// Copies of the environment at the time of set-up, for the trace header.
     static TokVal m_TokValTabEnv[43];
-    /// The same for the keys of the agent's configuration file, looked up in the environment.
+    /// The same for the keys of the agent's configuration file, which are also read from the
+    /// environment.
     static TokVal m_TokValTabCfg[14];
 
     /// Sets the object up with Init(); a failure is reported to standard error and syslog.
@@ -118,12 +118,12 @@ class VARNOCK_EXPORT CDebug {
     /// trace to it. Returns 1, or 0 with the trace as it was before.
     int InitRingBuffer(const char* path, long size);
 
-    /// Writes to the current target when level is not above the trace level. Does not look at
-    /// m_bActive: callers do, or ask IsOn().
+    /// Writes to the current target if level is not above the trace level. Does not check
+    /// m_bActive: callers check it, or call IsOn().
     void Print(unsigned int level, const char* format, ...);
-    /// Writes to standard error, and to the ring buffer if that is the target, whatever the level.
+    /// Writes at any level to standard error, and to the ring buffer if that is the target.
     void PrintAlways(unsigned int level, const char* format, ...);
-    /// Writes whatever the level: target 1 is standard error, 2 the ring buffer, 0 the current one.
+    /// Writes at any level. Target 1 is standard error, 2 the ring buffer, 0 the current target.
     void PrintIt(unsigned int target, const char* format, ...);
     /// Writes to standard error.
     void PrintToConsole(const char* format, ...);
@@ -141,8 +141,8 @@ class VARNOCK_EXPORT CDebug {
     /// Records and prints the arguments of main(). `argv` is kept, not copied, and read again at
     /// every wrap of the ring buffer, so it must live as long as the trace.
     void SetMainParams(int argc, char** argv);
-    /// Declares the host's initialisation done: what the ring buffer holds so far survives its
-    /// wraps. Without effect when the file has wrapped or has less than about 1 MiB left.
+    /// Declares the initialisation of the host done: wraps keep the entries so far. Has no effect
+    /// if the file has wrapped, or has less than about 1 MiB left.
     void SetApplInitDone();
     /// 0 silences the trace, anything else restores the configured level. Returns 1.
     int ForceMaxDebug(int on);
@@ -161,10 +161,10 @@ class VARNOCK_EXPORT CDebug {
     /// bytes allow.
     static void BuildAppVarName(char* buffer, unsigned int size);
 
-    /// True when an entry of this level would be written: active, and level not above the trace
-    /// level. Guards texts that cost something to build.
+    /// True if an entry of this level would be written: the trace is active, and level is not above
+    /// the trace level. Saves the cost of building texts that would be dropped.
     bool IsOn(unsigned int level) const {
-        // An entry above the level, the usual reason not to write, costs the first look alone.
+        // The level is the usual reason not to write, so it is tested first.
         return level <= __atomic_load_n(&traceLevel_, __ATOMIC_RELAXED) &&
                __atomic_load_n(&m_bActive, __ATOMIC_RELAXED) != 0;
     }
@@ -199,10 +199,10 @@ class VARNOCK_EXPORT CDebug {
     void printEnvironment(unsigned int target);
     void printSettings(unsigned int target);
 
-    // No field has a constructor that does anything, and zero means nothing to do: the object is
-    // used before it is built. Those that are read without the lock are accessed atomically.
+    // The object is used before it is built: no field has a constructor with an effect, and zero
+    // means inactive. Fields that are read without the lock are accessed atomically.
     int processId_ = 0;
-    char descriptorListCommand_[kPathSize] = {};  ///< for a debugger's user; not run
+    char descriptorListCommand_[kPathSize] = {};  ///< for the user of a debugger; not run
     char applicationName_[kPathSize] = {};
     int argc_ = 0;
     char** argv_ = nullptr;
@@ -211,8 +211,8 @@ class VARNOCK_EXPORT CDebug {
     unsigned int traceLevel_ = 0;
     unsigned int savedTraceLevel_ = 0;
     unsigned int applicationInitDone_ = 0;
-    /// Owned. Threads that trace while the process ends look at it after the destructor, and an
-    /// owner that is destroyed as a member would write to it outside of the lock.
+    /// Owned. Threads that trace during the end of the process read it after the destructor. The
+    /// destructor of an owning member would write to it without the lock.
     varnock::RingBufferFile* ringBuffer_ = nullptr;
     std::int64_t ringBufferSize_ = 0;
     char entryBuffer_[kEntrySize] = {};

@@ -4,8 +4,8 @@
 
 #include "util/Export.h"
 
-/// The event log of the platform: there is none here. The class exists so that sources written
-/// against one compile; it reports nothing anywhere. What users shall see goes to the trace.
+/// The event log of the platform, which Linux does not have. The class exists so that sources that
+/// use it compile; it reports nothing. Messages for users go to the trace.
 ///
 /// Thread-safety: an object belongs to one thread.
 class VARNOCK_EXPORT CEventLog {

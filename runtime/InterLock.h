@@ -6,10 +6,10 @@
 
 /// Interlocked counters.
 ///
-/// All counters of the process share one mutex instead of using atomic instructions, so a caller
-/// that holds IncDecMutex() sees them all stand still.
+/// All counters of the process share one mutex instead of atomic instructions. While a caller holds
+/// IncDecMutex(), no counter changes.
 ///
-/// Thread-safety: any thread may call any operation, at any time of the process's life.
+/// Thread-safety: any thread may call any operation, during the whole life of the process.
 class VARNOCK_EXPORT CInterLock {
   public:
     /// Adds 1 to `*value` and returns the new value, which wraps at the limits of long. Null
@@ -18,7 +18,7 @@ class VARNOCK_EXPORT CInterLock {
     /// Subtracts 1 from `*value` and returns the new value, which wraps at the limits of long. Null
     /// gives 0.
     static long LockedDecrement(long* value);
-    /// The mutex behind every counter. It is not recursive: release it before the two calls above.
+    /// The mutex of all counters. It is not recursive: unlock it before the two calls above.
     static pthread_mutex_t* IncDecMutex();
 
   private:

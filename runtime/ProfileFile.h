@@ -7,15 +7,15 @@
 
 #include "util/Export.h"
 
-/// Profile files: INI-style texts of bracketed section headers and `key=value` lines, with the
-/// calls that Windows has for them. docs/profile-file.md describes the format.
+/// Profile files, which are INI-style texts of bracketed section headers and `key=value` lines,
+/// with the calls of Windows. docs/profile-file.md describes the format.
 ///
-/// Names are compared exactly, so case matters. Lines have at most 1023 characters; of a longer one
-/// the rest is ignored. Nothing is cached between calls.
+/// Names are compared exactly, so case matters. A line has at most 1023 characters; the rest of a
+/// longer line is ignored. Nothing is cached between calls.
 ///
-/// The functions of this header exist in the global namespace under their Windows names, and again
-/// as members of CSysBase. A host that defines functions of these names for itself hides them from
-/// its own code, not from the library.
+/// The functions exist twice: in the global namespace under their Windows names, and as members of
+/// CSysBase. If a host defines functions of these names, its own code calls them; the library does
+/// not.
 ///
 /// Thread-safety: any thread may call any of them. Two writers of one file at the same time can
 /// lose one of their changes, never the rest of the file.
@@ -28,15 +28,15 @@ class VARNOCK_EXPORT CSysBase {
     /// - section and key given: the value, `defaultValue` (may be null) if there is no such key.
     ///   Returns the characters placed, at most size - 1.
     /// - key null: the keys of the section; section null: the sections of the file. Each name ends
-    ///   in a NUL and the list in one more. Returns the characters placed with each name's NUL, at
-    ///   most size - 2: then there may be more.
+    ///   with a NUL, and the list with one more. Returns the characters placed, with the NUL of
+    ///   each name. The result size - 2 means that there may be more.
     ///
     /// Returns 0 when out or fileName is null or size is below 2.
     static unsigned int GetPrivateProfileString(const char* section, const char* key,
                                                 const char* defaultValue, char* out,
                                                 unsigned int size, const char* fileName);
     /// Sets a key, creating section and file (mode 0644) as needed; a null value deletes the key, a
-    /// null key the section. Deleting what is not there is success. Returns 1, or 0 when an
+    /// null key the section. Deleting a missing key or section is success. Returns 1, or 0 when an
     /// argument is missing or holds a newline, or the file cannot be written; the file is then as
     /// it was.
     static int WritePrivateProfileString(const char* section, const char* key, const char* value,
@@ -55,7 +55,7 @@ class VARNOCK_EXPORT CSysBase {
     static void Sleep(unsigned int milliseconds);
     /// errno.
     static unsigned int GetLastError();
-    /// Closes a file descriptor; 1 when that worked, else 0.
+    /// Closes a file descriptor; 1 on success, else 0.
     static int CloseHandle(int descriptor);
 };
 
@@ -76,7 +76,7 @@ VARNOCK_EXPORT int CloseHandle(int descriptor);
 class VARNOCK_EXPORT CIniFile {
   public:
     /// Keeps a copy of the name. An object with a null or empty name is not valid: its operations
-    /// do nothing and return their empty result.
+    /// do nothing and return an empty result.
     explicit CIniFile(const char* fileName);
     ~CIniFile();
     CIniFile(const CIniFile&) = delete;
@@ -87,11 +87,11 @@ class VARNOCK_EXPORT CIniFile {
     const char* GetString(const char* section, const char* key, const char* defaultValue);
     /// The same into `out`. Returns 1, or 0 with `out` unchanged when the object is not valid.
     int GetString(std::string& out, const char* section, const char* key, const char* defaultValue);
-    /// The first key of a section, or section of the file when `section` is null; "" for none.
+    /// The first key of a section; the first section of the file if `section` is null; "" for none.
     const char* GetEnum(const char* section);
-    /// The next name of the list that GetEnum() began; "" at the end, and without a list.
+    /// The next name of the list of GetEnum(); "" at the end or without a list.
     const char* GetNextEnum();
-    /// The whole list, replacing what `out` held.
+    /// Replaces the contents of `out` by the whole list.
     void GetEnums(std::vector<std::string>& out, const char* section);
     /// Sets or deletes as WritePrivateProfileString() does; 0 when the object is not valid or the
     /// section is null.

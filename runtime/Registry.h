@@ -11,21 +11,21 @@
 /// A handle on one key of the file-backed registry: a tree of keys with typed values, named as on
 /// Windows. docs/registry-file.md describes the file.
 ///
-/// The whole tree lives in memory. It is loaded from "registry" in the system directory by the
-/// first object of the process, and once anything has been changed it is written back whenever an
-/// object is destroyed; "registry.old" keeps the file before. Where neither file can be read, the
-/// next object tries again, and nothing is ever written.
+/// The whole tree is in memory. The first object of the process loads it from "registry" in the
+/// system directory. After the first change, the destruction of every object writes the tree back,
+/// and "registry.old" keeps the old file. If neither file can be read, the next object tries again,
+/// and nothing is written.
 ///
-/// Paths are walked from key to key: a component ends at the first "\\" of the remaining path or,
-/// if it holds none, at its first "/". Names are case-sensitive.
+/// Paths are walked from key to key: a component ends at the first "\\" of the remaining path, or
+/// at its first "/" if the path has no "\\". Names are case-sensitive.
 ///
 /// Results: 0 success; 22 (EINVAL) no key or the wrong kind; 61 (ENODATA) the value is missing or
 /// of another type, or an index is past the end. Open() and the later steps of OpenPointerKey()
 /// fail with 4294967295, CreateKey() and the first step of OpenPointerKey() with -1.
 ///
 /// Thread-safety: different objects may be used by different threads; one object, by one thread at
-/// a time. Two processes that change the tree at once do not damage the file: the last one to save
-/// wins with its whole tree.
+/// a time. Two processes that change the tree at the same time do not damage the file: the last
+/// save replaces the whole tree.
 class VARNOCK_EXPORT CRegistry {
   public:
     /// The root of the tree, whose entries are the root keys, and the root keys themselves. The
@@ -38,36 +38,36 @@ class VARNOCK_EXPORT CRegistry {
     static CRegistryNode* MCurrentConfig;
     /// 1 once the tree has been loaded.
     static int MIsSetup;
-    /// 1 once anything has been changed. It is never set back: from the first change on every
-    /// destruction of an object saves, and callers rely on that to save what others changed.
+    /// 1 after the first change. It is never cleared: after the first change the destruction of
+    /// every object saves. Callers rely on that to save the changes of others.
     static int MIsDirty;
     /// Serialises loading, saving and every operation on the tree. Taken before a key's own lock.
     static CCriticalSection MSpinlock;
 
     CRegistry();
-    /// A handle on an open key. The reference is read after the tree was loaded, so a root key of
-    /// this class can be named before there is any.
+    /// A handle on an open key. The reference is read after the tree is loaded, so the argument can
+    /// be a root key of this class that is still null.
     explicit CRegistry(CRegistryNode*& key);
     /// Opens a path below a key, as Open() does.
     CRegistry(const char* path, CRegistryNode*& root, int access = 0);
-    /// A second handle on the same key. An assignment gives up the key held before.
+    /// A second handle on the same key. An assignment forgets the old key.
     CRegistry(const CRegistry& other);
     /// See the copy constructor.
     CRegistry& operator=(const CRegistry& other);
-    /// Saves the tree if it was changed. Throws int 0 when that fails and no other exception is on
-    /// its way; the failure has been printed.
+    /// Saves the tree if it was changed. Prints a failure, and then throws int 0 unless another
+    /// exception is in flight.
     ~CRegistry() noexcept(false);
 
-    /// Loads the tree if that has not been done. Failures are printed.
+    /// Loads the tree if it is not loaded. Prints failures.
     static void SetupTree();
-    /// Writes the tree if it was changed. Throws int 0 when that fails, with the file as it was;
-    /// the failure has been printed, and errno says why.
+    /// Writes the tree if it was changed. Prints a failure, keeps the old file, sets errno and
+    /// throws int 0.
     static void SaveTree();
-    /// Lets `change` work on the tree as the file has it now, and writes the file when it returns
-    /// true, with every other process kept from saving in between: no change of theirs is lost.
-    /// What this process had changed without saving is. Returns false when there is no file. Throws
-    /// as SaveTree() does, and what `change` throws, with the file as it was. A change that is not
-    /// saved is taken back in memory too. A call inside of a change is a part of that change.
+    /// Loads the file again, calls `change`, and writes the file if that returns true. No other
+    /// process can save in between, so none of their changes is lost; unsaved changes of this
+    /// process are lost. Returns false if there is no file. Throws as SaveTree() does, and what
+    /// `change` throws; the file then stays unchanged. A change that is not saved is also reverted
+    /// in memory. A call inside a change is a part of that change.
     static bool UpdateTree(const std::function<bool()>& change);
     /// Clears the fields and loads the tree; every constructor calls it.
     void InitClass();
@@ -83,11 +83,10 @@ class VARNOCK_EXPORT CRegistry {
     /// Type of the last value read, a RegistryType.
     unsigned int ValueType() const { return valueType_; }
 
-    /// Opens a key below `root`, below the root of the tree when that is null. A null or empty path
-    /// is the key `root` itself. What was open before is closed first, also on failure.
+    /// Opens a key below `root`, or below the root of the tree if that is null. A null or empty
+    /// path is the key `root` itself. The current key is closed first, also on failure.
     long Open(const char* path, CRegistryNode* root = nullptr, int access = 0);
-    /// Opens a key and creates what is missing of the path; below the current key when `root` is
-    /// null.
+    /// Opens a key and creates the missing keys of the path. A null `root` is the current key.
     long CreateKey(CRegistryNode* root, const char* path, int = 0, int = 0);
     /// Forgets the current key; 1 if one was open.
     int Close();
@@ -100,8 +99,8 @@ class VARNOCK_EXPORT CRegistry {
     /// Counts the subkeys of the current key.
     long NoOfSubKeys(unsigned int* count);
     /// The name of the subkey at an index. *nameLen is the size of `name` going in and the length
-    /// of the name coming out; the result is cut to fit and terminated. Keys have no class: `cls`,
-    /// if there is room, is emptied.
+    /// of the name coming out; the result is cut to fit and terminated. Keys have no class: `cls`
+    /// becomes empty if it has room.
     long EnumKey(char* name, unsigned int* nameLen, unsigned int index, char* cls,
                  unsigned int* clsLen);
     /// The same with plain lengths.
@@ -117,7 +116,7 @@ class VARNOCK_EXPORT CRegistry {
                  unsigned char* data, unsigned int dataLen);
 
     /// Sets a value of a key (null: the current one) from `size` bytes; a number has 4. Returns 1,
-    /// or 0 when there is no key, name, data or memory, or the type is none.
+    /// or 0 without key, name, data or memory, or for an invalid type.
     int SetValue(const char* name, const unsigned char* data, unsigned int size, unsigned int type,
                  CRegistryNode* key = nullptr);
     /// Sets a text of the current key. Returns 0 or 22.
@@ -147,7 +146,7 @@ class VARNOCK_EXPORT CRegistry {
     /// OpenPointerKey() with the key under which the products' pointers stand.
     long OpenUUIDPointer(const char* valueName, CRegistryNode* root = nullptr, int access = 0,
                          const char* = nullptr, int = 0);
-    /// The text value of that key under the local machine; false when there is none.
+    /// The text value of that key below the local machine; false if it is missing.
     static bool GetProductRegistryRoot(std::string& out, const char* valueName);
 
   private:

@@ -22,7 +22,7 @@
 /// for one thread. REQUIRES: no thread waits when the last reference is given back.
 class VARNOCK_EXPORT CSemaphore {
   public:
-    /// What the objects of one name share.
+    /// The state that the objects of one name share.
     struct sysSemaphore_t {
         sem_t semaphore;
         unsigned int refCount;         ///< guarded by CEvent::Spinlock
@@ -40,9 +40,9 @@ class VARNOCK_EXPORT CSemaphore {
     /// counts; a null name always makes a new one. 1, or 0 for a negative count, a maximum above
     /// SEM_VALUE_MAX or lack of memory.
     ///
-    /// A semaphore that the object held before is deleted first; when others still refer to it,
-    /// that fails and so does Create(). Under an existing name it is not given back at all, and the
-    /// counts do not matter. `attributes` is not used.
+    /// The object first deletes the semaphore that it refers to; if other objects refer to it too,
+    /// that fails and so does Create(). If the name exists, the old reference is not given back,
+    /// and the counts are not used. `attributes` is not used.
     int Create(long initialCount, long maximumCount, const char* name, void* attributes = nullptr);
     /// Raises the value by `count`. 1, or 0 without semaphore, for a count below 1 or above
     /// SEM_VALUE_MAX, or when the value reaches SEM_VALUE_MAX on the way.

@@ -6,11 +6,10 @@
 
 #include "util/Export.h"
 
-/// The calls of the platform beneath the synchronisation objects, each one call that returns its
-/// result: 0 or an error number for the pthread ones, 0 or -1 with errno for the Sem ones.
+/// The system calls of the synchronisation objects. Each function makes one call and returns its
+/// result: 0 or an error number for the pthread calls, 0 or -1 with errno for the Sem calls.
 ///
-/// Thread-safety: that of the call beneath. SemWait() and the two condition waits are cancellation
-/// points.
+/// Thread-safety: that of the call. SemWait() and the two condition waits are cancellation points.
 
 VARNOCK_EXPORT int MutexInit(pthread_mutex_t* mutex);
 VARNOCK_EXPORT int MutexLock(pthread_mutex_t* mutex);
@@ -22,11 +21,11 @@ VARNOCK_EXPORT int CondSignal(pthread_cond_t* condition);
 VARNOCK_EXPORT int CondBroadcast(pthread_cond_t* condition);
 VARNOCK_EXPORT int CondDestroy(pthread_cond_t* condition);
 
-/// Waits on `condition`. A thread that is cancelled here decrements `*waiters` while it still holds
-/// `mutex`, then unlocks it: the object stays consistent without that thread.
+/// Waits on `condition`. A thread that is cancelled in the wait decrements `*waiters` under
+/// `mutex`, then unlocks it, so that the object stays consistent.
 VARNOCK_EXPORT int CondWaitExtended(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                     unsigned int* waiters);
-/// The same until `deadline` on the real-time clock; ETIMEDOUT when it has passed.
+/// The same until `deadline` on the real-time clock; then ETIMEDOUT.
 VARNOCK_EXPORT int CondTimedWaitExtended(pthread_cond_t* condition, pthread_mutex_t* mutex,
                                          const timespec* deadline, unsigned int* waiters);
 /// pthread clean-up routine: unlocks a pthread_mutex_t*.

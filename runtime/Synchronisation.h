@@ -1,7 +1,7 @@
 #pragma once
 
 /// All synchronisation objects: the recursive lock, interlocked counters, events, semaphores, the
-/// event log that is none, and the wrappers around the platform's calls.
+/// empty event log, and the wrappers of the system calls.
 #include "runtime/CriticalSection.h"
 #include "runtime/Event.h"
 #include "runtime/EventLog.h"

@@ -25,37 +25,38 @@ struct ThreadLife;
 ///     if (thread.Start(work, &task, 0, 0, 0, 0, 1)) { ...; thread.WaitForTermination(0xFFFFFFFF);
 ///     }
 ///
-/// Every entry function ends with ThreadReturn(), so that the thread monitor, if the host has made
-/// one, counts the thread out.
+/// Every entry function ends with ThreadReturn(), so that the thread monitor of the host, if there
+/// is one, no longer counts the thread.
 ///
-/// Thread-safety: any thread, the started one included, may call any operation except Start(),
-/// during which no other operation of the object may run. A thread may be waited for once; of two
-/// that try, one fails.
+/// Thread-safety: any thread, also the started one, may call any operation. Exception: no other
+/// operation of the object may run during Start(). Only one thread can wait for the thread; a
+/// second one fails.
 class VARNOCK_EXPORT CThread {
   public:
-    /// With `killStillAlive` set, Start() and the destructor Kill() a thread that is still there.
+    /// With `killStillAlive` set, Start() and the destructor call Kill() for a thread that still
+    /// runs.
     explicit CThread(int killStillAlive);
-    /// Kills the thread if told so at construction, which blocks until a joinable one has ended.
-    /// Else the thread goes on without the object.
+    /// Calls Kill() if `killStillAlive` is set, which blocks until a joinable thread has ended.
+    /// Otherwise the thread continues without the object.
     ~CThread();
     CThread(const CThread&) = delete;
     CThread& operator=(const CThread&) = delete;
 
-    /// Runs `entry(argument)` in a new thread. It begins when this object knows the thread, so it
-    /// may use the object. A priority other than 0 asks for round-robin scheduling with it, which
-    /// the thread library may ignore. `waitable` makes the thread joinable, else it is detached.
-    /// `startOption` and `stackSize` are only recorded. False, traced, when a call beneath fails;
-    /// the object then stays as it was.
+    /// Runs `entry(argument)` in a new thread. The thread begins after this object has recorded it,
+    /// so it may use the object. A priority other than 0 asks for round-robin scheduling with it,
+    /// which the thread library may ignore. `waitable` makes the thread joinable, else it is
+    /// detached. `startOption` and `stackSize` are only recorded. Traces a failure and returns
+    /// false; the object is then unchanged.
     bool Start(void* (*entry)(void*), void* argument, unsigned long priority, int startOption,
                unsigned int stackSize, unsigned long unused, int waitable);
-    /// Ends the thread: waits for a joinable one, which must have been told to end before, and
-    /// cancels a detached one. True if it was joined or cancelled, or was not there.
+    /// Ends the thread: waits for a joinable thread, which the caller must have told to end, and
+    /// cancels a detached one. True if the thread was joined or cancelled, or did not exist.
     bool Kill(unsigned int unused = 0);
-    /// Waits for a joinable thread without limit, whatever `timeout` (0xFFFFFFFF is the honest
-    /// value). True if it has ended or was never started, false for a detached thread or when
-    /// joining fails. A cancellation point.
+    /// Waits for a joinable thread without limit; `timeout` has no effect and should be 0xFFFFFFFF.
+    /// True if the thread has ended or was never started, false for a detached thread or if joining
+    /// fails. A cancellation point.
     bool WaitForTermination(unsigned int timeout);
-    /// Whether the thread has been started and not come to its end.
+    /// True if the thread has been started and has not ended.
     bool IsRunning();
     /// Stores both names in the thread's monitor entry; false without one. Null is allowed.
     bool SetThreadName(const char* debugName, const char* qualifier);
@@ -76,14 +77,14 @@ class VARNOCK_EXPORT CThread {
     std::atomic<bool> joining_;
 };
 
-/// The calls of the platform beneath CThread.
+/// The system calls of CThread.
 ///
 /// pthread_join.
 VARNOCK_EXPORT int ThreadJoin(pthread_t thread, void** result);
-/// pthread_cancel: the thread is cancelled, and the signal number ignored.
+/// pthread_cancel; the signal number is ignored.
 VARNOCK_EXPORT int ThreadKill(pthread_t thread, int signal);
-/// The priority of a thread, with true; false for a thread that is 0 or has ended. REQUIRES: a
-/// detached thread lives.
+/// Stores the priority of a thread and returns true; false for a thread that is 0 or has ended.
+/// REQUIRES: a detached thread has not ended.
 VARNOCK_EXPORT bool ThreadGetPrio(pthread_t thread, int* priority);
 /// pthread_equal.
 VARNOCK_EXPORT int ThreadEqual(pthread_t left, pthread_t right);

@@ -8,11 +8,11 @@
 #include "util/Export.h"
 #include "util/Mutex.h"
 
-/// The record of one thread in the monitor. Its mutex guards all fields; they are public so that a
+/// The record of one thread in the monitor. Its mutex guards all fields. They are public so that a
 /// host can show them.
 ///
-/// The two histories go together: each change of status fills the next slot of both. The 32nd
-/// change and every one after it overwrites the last slot, starting from the one before it.
+/// Each change of status fills the next slot of both histories. From the 32nd change on, the last
+/// slot is overwritten, beginning with a copy of the slot before it.
 struct CThreadMonitorEntry {
     static constexpr unsigned int historySlots = 32;
     using History = std::array<unsigned int, historySlots>;
@@ -42,10 +42,10 @@ struct CThreadMonitorEntry {
 ///     pThreadMonitor = new CThreadMonitor;
 ///
 /// before its first CThread and never deletes it. The first 512 CThread objects get an entry;
-/// entries are not used again, and objects without one work without records.
+/// entries are not reused, and an object without an entry has no record.
 ///
-/// An object that is started again keeps its entry, whose history says that its thread has ended:
-/// ThreadCounter counts each start, but only the first thread of an object out.
+/// An object that is started again keeps its entry, whose history says that the thread has ended.
+/// So ThreadCounter counts each start, but only the end of the first thread of an object.
 ///
 /// Thread-safety: any thread may call any operation. The mutex of the monitor is taken before that
 /// of an entry. Operations on a null entry return false; nothing throws.
@@ -71,7 +71,8 @@ class VARNOCK_EXPORT CThreadMonitor {
     CThreadMonitor(const CThreadMonitor&) = delete;
     CThreadMonitor& operator=(const CThreadMonitor&) = delete;
 
-    /// A fresh entry, owned by the monitor; null, traced, when all are in use.
+    /// A new entry, which the monitor owns. Traces a failure and returns null if all entries are in
+    /// use.
     [[nodiscard]] CThreadMonitorEntry* RegisterEntry();
     /// Adds a status. Running counts the thread, also for a null entry. InstanceDestroyed, Stopped,
     /// Joined and Cancelled change the entry status as well, and the last three clear Running.
@@ -82,22 +83,22 @@ class VARNOCK_EXPORT CThreadMonitor {
     bool SetEntryValues(CThreadMonitorEntry* entry, pthread_t thread, pthread_t creator,
                         int processId, unsigned long priority, unsigned int stackSize, int waitable,
                         int startOption, int killStillAlive);
-    /// Stores copies of both names; null stores none. False also for lack of memory, and then the
-    /// names before stay.
+    /// Stores copies of both names; null stores none. False without an entry or memory; the old
+    /// names then stay.
     bool SetEntryName(CThreadMonitorEntry* entry, const char* debugName, const char* qualifier);
-    /// Records that the calling thread exits, and no longer counts it. False, traced, when it has
-    /// no entry that is still open.
+    /// Records that the calling thread exits, and no longer counts it. Traces a failure and returns
+    /// false if the thread has no open entry.
     bool SetEntryStatusExited();
 
   private:
-    varnock::Mutex mutex_;                           ///< guards the two counters of the process too
+    varnock::Mutex mutex_;  ///< also guards the two counters of the process
     unsigned int count_ VARNOCK_GUARDED_BY(mutex_);  ///< entries in use
     std::array<CThreadMonitorEntry, maxEntries> entries_ VARNOCK_GUARDED_BY(mutex_);
 };
 
 /// The monitor of the process, null unless the host has made one.
 extern VARNOCK_EXPORT CThreadMonitor* pThreadMonitor;
-/// Threads that the monitor counts: 1 for the main thread, plus those started and not returned.
+/// The number of threads: 1 for the main thread, plus the threads that have started and not exited.
 extern VARNOCK_EXPORT int ThreadCounter;
 /// The highest value of ThreadCounter so far.
 extern VARNOCK_EXPORT int MaxActiveThread;
