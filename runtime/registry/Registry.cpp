@@ -101,7 +101,7 @@ CRegistryNode* readRoot(CRegistryNode* const& root) {
     return root;
 }
 
-long erase(CRegistryNode& node, const char* name) {
+[[nodiscard]] long erase(CRegistryNode& node, const char* name) {
     if (!node.erase(name)) return kInvalid;
     CRegistry::MIsDirty = 1;
     return kSuccess;

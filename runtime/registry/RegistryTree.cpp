@@ -197,7 +197,7 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
 }
 
 /// Writes the tree and renames the file. The stream holds the lock meanwhile.
-bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
+[[nodiscard]] bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
     const bool written = dumpTree(file, warnings) && fchmod(fileno(file), kFileMode) == 0 &&
                          fsync(fileno(file)) == 0;
     if (written && replaceTree()) {

@@ -220,7 +220,7 @@ bool CDebug::openOwnRingBuffer() {
     if (!isOpen) {
         return false;
     }
-    // The letters before have failed, but the opening has not.
+    // A letter was found, so the failures of earlier letters do not count.
     errorSeverity_ = 0;
     errorText_[0] = '\0';
     ringBuffer_->leaveWhenForked();

@@ -1,4 +1,4 @@
-// What is left of the registry and of profile files when a change of theirs is cut short.
+// The state of registry and profile files after a change that is interrupted.
 #include <errno.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -72,7 +72,7 @@ std::vector<Change> changes() {
 
 class PowerCut : public testing::TestWithParam<Change> {
   protected:
-    /// The calls on other files than the one in question are none of the test.
+    /// The test does not count calls on other files.
     PowerCut() {
         files_.settings["QX_LOG_RINGBUF_DIR"] = others_.path();
         if (isRegistry()) return;
@@ -94,7 +94,7 @@ class PowerCut : public testing::TestWithParam<Change> {
     bool isRegistry() const { return GetParam().file == "registry"; }
     std::string file(const std::string& name) const { return files_.file(name); }
 
-    /// Runs the change on a fresh directory.
+    /// Runs the change in a new directory.
     TracedResult run(const std::function<Fate(std::size_t, const FileCall&)>& decide) {
         for (const auto& entry : std::filesystem::directory_iterator(files_.path())) {
             std::filesystem::remove(entry);
@@ -110,14 +110,14 @@ class PowerCut : public testing::TestWithParam<Change> {
         return run([=](std::size_t n, const FileCall&) { return n == place ? fate : Fate{}; });
     }
 
-    /// What the next user of the file reads.
+    /// The text that the next reader of the file gets.
     std::string left() const {
         for (const std::string& name : {GetParam().file, GetParam().file + ".old"}) {
             if (access(file(name).c_str(), F_OK) == 0) return readFile(file(name));
         }
         return kMissing;
     }
-    /// The tree or file before the change, or the one after it: whole, and good for the next start.
+    /// Expects the complete tree or file before the change or after it, usable at the next start.
     void expectOldOrNew() {
         const std::string found = left();
         EXPECT_TRUE(found == GetParam().before || found == after_) << found.substr(0, 200);
@@ -131,8 +131,8 @@ class PowerCut : public testing::TestWithParam<Change> {
         EXPECT_THAT(next.err, Not(HasSubstr("CRegistry: ERROR")));
         EXPECT_TRUE(left() == GetParam().before || left() == after_);
     }
-    /// A start says nothing of its save, and in a file that cannot be opened there is nothing to
-    /// delete, so that this is done.
+    /// True if the program does not report a failure: a start does not report its save, and
+    /// deleting from a file that cannot be opened succeeds.
     bool isUnasked(std::size_t place) const {
         const auto firstRead = std::find_if(
             reference_.calls.begin(), reference_.calls.end(),
@@ -174,14 +174,14 @@ TEST_P(PowerCut, AFailingCallLeavesTheOldOrTheNewAndNoRest) {
         const TracedResult result = runWith(place, {Fate::Kind::failing, error});
         EXPECT_LE(result.status, 1) << result.err;
         seen.insert(left());
-        // Whoever asks for the change learns how it went.
+        // The program that makes the change gets its result.
         EXPECT_NE(result.out, "");
         if (!isUnasked(place)) {
             EXPECT_EQ(left() == after_, result.out == reference_.out) << result.out;
         }
         for (const auto& entry : std::filesystem::directory_iterator(files_.path())) {
             const std::string name = entry.path().filename();
-            // A new file that cannot be locked may be another writer's.
+            // A new file that cannot be locked may belong to another writer.
             EXPECT_TRUE(name == "registry" || name == "registry.old" || name == "test.ini" ||
                         reference_.calls[place].name == "flock")
                 << name;
@@ -205,7 +205,7 @@ TEST_P(PowerCut, AWriteThatTakesAPartIsFinished) {
     EXPECT_TRUE(any);
 }
 
-// A kill leaves what the process has written; a power cut only what was put on the disk.
+// A kill keeps what the process has written; a power cut keeps only what is synced.
 TEST_P(PowerCut, TheDataIsOnTheDiskBeforeTheNameAndTheNameBeforeTheEnd) {
     const Calls& calls = reference_.calls;
     const auto placed = std::find_if(calls.begin(), calls.end(), [&](const FileCall& call) {
@@ -233,10 +233,10 @@ TEST_P(PowerCut, TheDataIsOnTheDiskBeforeTheNameAndTheNameBeforeTheEnd) {
     }));
 }
 
-/// A file whose directory takes no copy.
+/// A file in a directory that does not permit a copy.
 class WithoutCopy : public PowerCut {
   protected:
-    /// Runs the change with the copy refused, and with no room on the disk for one call.
+    /// Runs the change without a copy, and with a full disk for one call.
     TracedResult runInPlace(std::size_t full) {
         return run([=, this](std::size_t n, const FileCall& call) {
             if (call.path.starts_with(file("test.ini."))) return Fate{Fate::Kind::failing, EACCES};
@@ -251,7 +251,7 @@ TEST_P(WithoutCopy, AFullDiskLeavesTheOld) {
     const auto takesRoom = [](const std::string& name) {
         return [=](const FileCall& call) { return call.name == name; };
     };
-    // Where the room is taken first, there is some for what is written then.
+    // After a successful allocation the disk has room for the writes.
     const bool allocates = std::any_of(calls.begin(), calls.end(), takesRoom("fallocate"));
     const auto needsRoom = takesRoom(allocates ? "fallocate" : "write");
     ASSERT_TRUE(std::any_of(calls.begin(), calls.end(), needsRoom));

@@ -1,4 +1,4 @@
-// varnockctl registry, and what other processes see of it.
+// varnockctl registry, and its effect on other processes.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -303,7 +303,7 @@ TEST_F(Registry, TheBackupStandsInForAMissingFile) {
 }
 
 TEST_F(Registry, FilesThatCannotBeReadOrWrittenAreNamed) {
-    const bool isRoot = geteuid() == 0;  // to whom everything is open
+    const bool isRoot = geteuid() == 0;  // root may open every file
     if (isRoot) {
         SKIP_IF_NOT_RUN_AS_NOBODY(VARNOCKCTL);
     }

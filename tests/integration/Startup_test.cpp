@@ -1,5 +1,5 @@
-// The library's start and end in processes of every kind, whatever its files are like: the process
-// goes on, and what is printed is what the texts say.
+// The start and the end of the library in processes of every kind, with files in every state: the
+// process survives, and the output is the documented one.
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,7 +38,7 @@ enum class Directories { both, system, trace };  ///< which of the two are in th
 const std::string kSavedRegistry =
     "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Debug]\n[CIM_Provider]\n\n\n\n\n\n";
 
-/// What a process can do with the two directories and their files.
+/// The rights of a process on the two directories and their files.
 struct Case {
     State registry;
     State system;
@@ -118,7 +118,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
             ASSERT_EQ(lchown(entry.path().c_str(), user_, static_cast<gid_t>(-1)), 0);
         }
     }
-    /// Nothing is in the way of a removal.
+    /// Makes the directories removable.
     void openDirectories() const {
         for (const std::string& directory : {system_, trace_}) {
             std::error_code isNone;
@@ -312,7 +312,7 @@ TEST_P(Host, ForksWhileAThreadTraces) {
         ASSERT_EQ(result.out, "forked, 0 failures\n");
     }
     if (!hasFile()) return;
-    // The child's entries and the parent's stand where each of them is, and may cover each other.
+    // The entries of child and parent may overwrite each other.
     EXPECT_THAT(readableTrace(), Contains(HasSubstr("]: parent")));
     EXPECT_THAT(readFile(files_.file("registry")), HasSubstr("[Product]\n"));
 }
@@ -399,7 +399,7 @@ TEST(SharedLibrary, IsClosedAndLoadedAgainWithoutHarm) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "closed\n");
     EXPECT_EQ(result.err, "");
-    // It stays loaded: there is one start.
+    // The library stays loaded, so there is one start.
     EXPECT_EQ(TraceFile(files.traceFile()).opens(), 1);
     EXPECT_EQ(readFile(files.file("registry")), kSavedRegistry);
 }

@@ -1,4 +1,4 @@
-// The trace file as processes leave it, and varnockctl trace on it.
+// The trace files of processes, and the output of varnockctl trace.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -30,8 +30,8 @@ class Trace : public testing::Test {
     LibraryFiles files_;
 };
 
-/// The numbered entries of a run: each thread's in its order, without a gap and whole. The numbers
-/// begin again where a process has begun.
+/// Checks the numbered entries of a run: those of each thread are complete, in order and without a
+/// gap. The numbers restart at the begin of a process.
 void expectNumbersInOrder(const std::vector<std::string>& lines) {
     std::map<unsigned int, unsigned int> last;
     for (const std::string& line : lines) {
@@ -186,7 +186,7 @@ TEST_F(Trace, FollowsTheWriterThroughWrapsAndRestartsAndNewFiles) {
     const ProcessResult& result = follower.wait();
     EXPECT_EQ(result.status, 130);
     EXPECT_THAT(result.err, HasSubstr("a new file"));
-    // Everything that was not overwritten too early is there, once.
+    // Every entry that was not overwritten is present, once.
     expectNumbersInOrder(linesOf(result.out.substr(result.out.find("of=77") - 100)));
 }
 
@@ -235,7 +235,7 @@ TEST_F(Trace, TheLevelOfTheRegistryCountsAndTheEnvironmentWins) {
                                                  HasSubstr("Trace Level                : 1\n")));
 }
 
-/// How often a run makes each system call, as strace counts them.
+/// The number of calls of each system call in a run, counted by strace.
 std::vector<std::string> systemCalls(const LibraryFiles& files, const char* entries) {
     const std::string report = files.file("strace");
     const ProcessResult result = runProcess({"strace", "-f", "-c", "-U", "calls,name", "-o", report,
@@ -268,7 +268,7 @@ class TraceOfProcesses : public Trace {
         arguments.insert(arguments.begin(), LIBRARY_HOST_SHARED);
         return Subprocess(arguments, files_.environment());
     }
-    /// A process that has a trace file and lives on.
+    /// A live process with a trace file.
     std::unique_ptr<Subprocess> holder() const {
         auto process = std::make_unique<Subprocess>(
             std::vector<std::string>{LIBRARY_HOST_SHARED, "hold"}, files_.environment());
@@ -316,7 +316,7 @@ TEST_F(TraceOfProcesses, FourThatTraceAtOnceLoseNothing) {
         ASSERT_THAT(line, EndsWith(" of=100000 xxxxxxxxxxxxxxxxxxxx."));
         ASSERT_EQ(next.count(process), 1U) << line;
         ASSERT_EQ(entry, next[process]++) << line;
-        // All of one day, or nearly.
+        // The times ascend, except at midnight.
         const std::string ofEntry = line.substr(line.find(':') - 9, 15);
         ASSERT_TRUE(time <= ofEntry || ofEntry.ends_with("00:00:00")) << line;
         time = ofEntry;
@@ -361,9 +361,9 @@ TEST_F(TraceOfProcesses, AForkedChildTakesAFileWithItsFirstEntry) {
             files_.varnockctl({"trace", "--file", files_.traceFile('b'), "--grep", "^child$"}).out)
             .size(),
         1U);
-    // Those that traced nothing had none, though the library itself traces when they end.
+    // Processes that traced nothing have no file, although the library traces at their end.
     EXPECT_EQ(TraceFile(files_.traceFile('b')).opens(), 1);
-    // The one whose parent was gone found the parent's letter free.
+    // The child whose parent had ended took the parent's letter.
     EXPECT_THAT(linesOf(files_
                             .varnockctl({"trace", "--file", files_.traceFile(), "--grep",
                                          "^(parent|child|orphan)$"})
@@ -421,7 +421,7 @@ TEST_F(TraceOfProcesses, AreToldApartInEveryFormat) {
                                             std::to_string(another->pid()))));
     EXPECT_THAT(linesOf(files_.varnockctl({"trace", "--last", "1"}).out),
                 ElementsAre(HasSubstr("]: held")));
-    // A single file as ever.
+    // There is a single file, as without the setting.
     EXPECT_THAT(
         linesOf(files_.varnockctl({"trace", "--last", "1", "--file", files_.traceFile('b')}).out),
         ElementsAre(testing::Not(testing::StartsWith("_"))));
@@ -491,14 +491,14 @@ TEST_F(TraceOfProcesses, AreFollowedAndJoinedByOthers) {
     EXPECT_EQ(std::count(rows.back().begin(), rows.back().end(), ','), 4);
 }
 
-/// A process that dies at any point leaves a trace that can be read up to its last whole entry, and
-/// a registry with its last tree or the one before.
+/// A process that dies at any time leaves a trace that is readable up to its last complete entry,
+/// and a registry with the last or the previous tree.
 class KilledProcess : public testing::TestWithParam<int> {
   protected:
-    /// Sanitizers, under which a process starts slowly, are not what this needs.
+    /// Fewer with sanitizers, where a process starts slowly.
     static constexpr int kKills = kSanitized ? 8 : 25;
 
-    /// Looks at the newest round of the trace, and says how many lines it has.
+    /// Checks the newest round of the trace and returns its number of lines.
     std::size_t expectWholeEntries() const {
         const TraceFile file(files_.traceFile());
         EXPECT_EQ(file.bytes()[static_cast<std::size_t>(file.position()) - 1], '\n');
@@ -506,7 +506,7 @@ class KilledProcess : public testing::TestWithParam<int> {
         expectNumbersInOrder(lines);
         return lines.size();
     }
-    /// Behind the header of a round is a gap that holds what was there before.
+    /// The gap behind the header of a round holds old bytes.
     static std::int64_t beginOfEntries(const TraceFile& file) {
         static constexpr std::string_view end = "# End of header.\n";
         const std::size_t header = file.bytes().find(end);
@@ -514,7 +514,7 @@ class KilledProcess : public testing::TestWithParam<int> {
         if (header == std::string::npos || behind >= file.position()) return 1024;
         return std::min((behind + 2048) / 1024 * 1024, file.position());
     }
-    /// The command reads the older round behind it, too.
+    /// The command also reads the older round.
     void expectReadableFile() const {
         const ProcessResult trace = files_.varnockctl({"trace"});
         ASSERT_EQ(trace.status, 0) << trace.err;
@@ -522,7 +522,7 @@ class KilledProcess : public testing::TestWithParam<int> {
         ASSERT_GT(lines.size(), 50U);
         expectNumbersInOrder(lines);
     }
-    /// The process had saved so often at least.
+    /// The process has saved at least so often.
     void expectWholeRegistry(const std::string& text, unsigned int saves) const {
         unsigned int first = 0;
         unsigned int second = 0;

@@ -1,5 +1,4 @@
-// The worked examples of the pages about the files of this folder: the library writes these bytes,
-// and reads them.
+// The examples of the pages about the file formats: the library writes these bytes and reads them.
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <unistd.h>

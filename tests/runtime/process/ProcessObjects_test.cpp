@@ -29,8 +29,8 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-/// The same program with the library's objects linked in, and with the shared library, whose
-/// objects the program may have copied into itself.
+/// The program is linked statically and with the shared library. In the second case it may hold
+/// copies of the objects of the library.
 class ProcessObjects : public testing::TestWithParam<const char*> {
   protected:
     static bool isShared() { return GetParam() == std::string(TRACE_LIFETIME_SHARED); }
@@ -52,8 +52,9 @@ class ProcessObjects : public testing::TestWithParam<const char*> {
 
 TEST_P(ProcessObjects, AreBuiltBeforeAllOthersAndDestroyedAfterThem) {
     ASSERT_EQ(result_.status, 0) << result_.err;
-    // A shared library is there before anything of the program and outlives it. A program that
-    // holds the objects itself can be earlier and later, with a priority before theirs.
+    // The objects of a shared library are built before those of the program and destroyed after
+    // them. In a static program, an object with an earlier priority is built before them and
+    // destroyed after them.
     const std::string outside = isShared() ? "active" : "quiet";
     const std::string outsideOn = isShared() ? "on" : "off";
     EXPECT_THAT(linesOf(result_.out),

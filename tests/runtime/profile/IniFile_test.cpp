@@ -15,7 +15,7 @@ class IniFile : public testing::Test {
 };
 
 TEST_F(IniFile, GrowsItsBufferToTheValue) {
-    // Two halves of a list: no line is longer than a line may be, but the list outgrows 1024 bytes.
+    // The two halves of a list: each line is short enough, but the list is longer than 1024 bytes.
     std::string contents = "[s]\n";
     std::vector<std::string> names;
     for (int i = 0; i < 200; ++i) {
@@ -42,7 +42,7 @@ TEST_F(IniFile, GrowsItsBufferToTheDefault) {
     EXPECT_EQ(out, tooLong);
 }
 
-/// Names whose list takes so many characters, each with its NUL, and a file with them as keys.
+/// Names whose list has `size` characters, each name with its NUL, and a file with them as keys.
 std::vector<std::string> namesOf(std::size_t listLength, std::string& contents) {
     constexpr std::size_t usual = 100;
     std::vector<std::string> names;
@@ -57,7 +57,7 @@ std::vector<std::string> namesOf(std::size_t listLength, std::string& contents) 
     return names;
 }
 
-// The buffer grows by 1024 bytes as soon as two characters less than it has have been placed.
+// The buffer grows by 1024 bytes if the result fills it up to two characters.
 TEST_F(IniFile, ListsOfEveryLengthAroundItsStepsAreWhole) {
     for (const std::size_t step : {1024UL, 2048UL, 3072UL, 63 * 1024UL}) {
         for (std::size_t length = step - 4; length <= step + 2; ++length) {
@@ -107,7 +107,7 @@ TEST_F(IniFile, WalksAList) {
     EXPECT_STREQ(file.GetNextEnum(), "two");
     EXPECT_STREQ(file.GetEnum("two"), "");
     EXPECT_STREQ(file.GetEnum("three"), "c");
-    // What is left of the lists before is behind the end.
+    // Remains of the previous lists are behind the end.
     for (int i = 0; i < 10; ++i) EXPECT_STREQ(file.GetNextEnum(), "");
 }
 

@@ -133,7 +133,7 @@ TEST_F(ProfileFile, TinyBuffersAreLeftInOrder) {
     EXPECT_EQ(result, 0U);
     read(nullptr, nullptr, nullptr, 2);
     EXPECT_EQ(raw, std::string(2, '\0'));
-    // Nothing is read into what has no room for more than a list's end.
+    // Nothing is read into a buffer that has room only for the end of a list.
     EXPECT_EQ(read("s", "key", "default", 2), "d");
     EXPECT_EQ(result, 1U);
     EXPECT_EQ(read("s", "key", "default", 3), "va");

@@ -1,5 +1,5 @@
-// Traces at every time of a process's life: before the library's own objects are built, from main,
-// and after they are destroyed. The test of the process-wide objects reads what comes out.
+// Traces before the library's objects are built, from main, and after they are destroyed. The test
+// of the process-wide objects reads the output.
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@ void report(const char* when, const char* state) {
     dprintf(STDOUT_FILENO, "%s %s\n", when, state);
 }
 
-/// Every way to trace. What is dropped and what is seen depends on the time.
+/// Traces in every way. The time decides which entries are dropped.
 void traceAll(const char* when) {
     report(when, Debug.m_bActive != 0 ? "active" : "quiet");
     report(when, Debug.IsOn(0) ? "on" : "off");
@@ -30,7 +30,7 @@ struct Tracer {
 
 /// Built before all objects of the library and destroyed after them.
 [[gnu::init_priority(200)]] const Tracer kOuter("before", "after");
-/// An ordinary static object: the library is there for all of its life.
+/// An ordinary static object: the library's objects exist during its whole life.
 const Tracer kInner("static-begin", "static-end");
 
 }  // namespace

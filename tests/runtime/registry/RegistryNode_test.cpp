@@ -15,7 +15,7 @@ thread_local unsigned long comparisons = 0;
 
 }  // namespace
 
-/// The linker sends the library's comparisons of names here.
+/// The linker replaces the library's comparison of names by this function.
 extern "C" int __real_strcmp(const char* left, const char* right);
 extern "C" int __wrap_strcmp(const char* left, const char* right);
 extern "C" int __wrap_strcmp(const char* left, const char* right) {
@@ -255,8 +255,8 @@ TEST(RegistryNode, ManyNamesInAnyOrderAreSortedOnce) {
     EXPECT_EQ(dump(again), written);
 }
 
-// What the library has written is in order, so there is nothing to sort: whether the order is right
-// and whether names are equal is all that is asked. Any other order costs one sort.
+// A file of the library is sorted, so loading only checks the order and the equality of names. Any
+// other order costs one sort.
 TEST(RegistryNode, ReadingAndWritingCostIsThatOfOneSortAtMost) {
     for (const unsigned long values : {1'000UL, 10'000UL, 100'000UL}) {
         std::string shuffled;

@@ -25,7 +25,7 @@
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
 
-// The calls whose failure cannot be had otherwise, replaced for the objects of this program.
+// Replacements of the calls that the tests cannot make fail in another way.
 namespace {
 bool linksFail = false;
 int renamesUntilFailure = 0;  ///< 0: none fails
@@ -53,8 +53,8 @@ namespace {
 
 const std::string kSmallTree = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
 
-/// Loading and saving in a directory of its own. Every test is a process of its own whose library
-/// was loaded without a registry, so its first object loads the tree.
+/// Loading and saving in a temporary directory. Each test has its own process, in which the library
+/// was loaded without a registry, so the first object of the test loads the tree.
 class RegistryTree : public testing::Test {
   protected:
     RegistryTree() { setenv("QX_SYSTEM_DIR", directory.path().c_str(), 1); }
@@ -208,7 +208,7 @@ TEST_F(RegistryTree, SavesWhereThereAreNoLinks) {
 TEST_F(RegistryTree, AFileThatCannotBeReplacedStays) {
     for (const bool links : {true, false}) {
         for (const int nth : {1, 2}) {
-            if (links && nth == 2) continue;  // there is one alone
+            if (links && nth == 2) continue;  // there is only one
             writeFile(file("registry"), kSmallTree);
             CRegistry::MIsDirty = 0;
             linksFail = !links;
@@ -268,7 +268,7 @@ TEST_F(RegistryTree, AFullDiskLeavesTheFileAndNoRest) {
     rlimit before{};
     getrlimit(RLIMIT_FSIZE, &before);
     signal(SIGXFSZ, SIG_IGN);
-    trace.setLevel(0);  // the capture is a file, too
+    trace.setLevel(0);  // the capture is also a file
     const rlimit small{4000, before.rlim_max};
     const auto tooMuch = [&] {
         CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
@@ -308,7 +308,7 @@ TEST_F(RegistryTree, AFileThatIsBeingWrittenBelongsToItsWriterAlone) {
 
 std::atomic<int> signalsTaken = 0;
 
-/// Someone of this process waits for the lock of a file.
+/// True if a thread of this process waits for the lock of a file.
 bool isWaitedForALock() {
     const std::string pid = " " + std::to_string(getpid()) + " ";
     std::ifstream locks("/proc/locks");
@@ -356,7 +356,7 @@ TEST_F(RegistryTree, ASignalDoesNotEndTheWaitForAnotherWriter) {
 TEST_F(RegistryTree, ACancelledThreadLoadsChangesAndSavesWhole) {
     SKIP_IF_THREAD_EXIT_IS_MISREAD();
     writeFile(file("registry"), kSmallTree);
-    Debug.ForceMaxDebug(0);  // a trace line is a place to be cancelled at
+    Debug.ForceMaxDebug(0);  // a trace line is a cancellation point
     bool reached = false;
     PosixThread thread([&] {
         pthread_cancel(pthread_self());
@@ -503,8 +503,7 @@ TEST_F(RegistryTree, AnUpdateInsideOfAnUpdateIsAPartOfIt) {
               "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\na=d=1\nb=d=2\nc=d=3\n\n\n\n");
 }
 
-// Cut to what a path can hold, the names of the backup and of the new file would be that of the
-// registry itself.
+// If the paths were cut, those of the backup and of the new file would be that of the registry.
 TEST_F(RegistryTree, APathThatDoesNotFitIsThatOfNoFile) {
     constexpr std::size_t longest = 4095;
     std::string path = directory.path();
@@ -576,7 +575,7 @@ TEST_F(RegistryTree, AnUpdateThatRunsOutOfMemoryNeverCostsTheFile) {
             }
             happened = failure.happened();
         }
-        // Every later object saves what there is in memory.
+        // Every later object saves the tree in memory.
         { CRegistry key; }
         const std::string left = readFile(file("registry"));
         EXPECT_TRUE(left == kSmallTree || left == changed) << n << ": " << left;
@@ -588,7 +587,7 @@ TEST_F(RegistryTree, AnUpdateThatRunsOutOfMemoryNeverCostsTheFile) {
 }
 
 TEST_F(RegistryTree, AFileThatCannotBeReadToItsEndIsNoTree) {
-    // A regular file whose first page is never there: reading it fails.
+    // A regular file whose first page does not exist, so that reading fails.
     ASSERT_EQ(symlink("/proc/self/mem", file("registry").c_str()), 0);
     writeFile(file("registry.old"), kSmallTree);
     expectTreeOfTheBackup();

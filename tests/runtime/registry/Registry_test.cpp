@@ -21,8 +21,8 @@ using testing::IsEmpty;
 
 constexpr long kOpenFailed = 4294967295L;
 
-/// A process whose registry has one key. The tree is loaded once per process, and every test is a
-/// process of its own.
+/// A process whose registry has one key. A process loads the tree once, and each test has its own
+/// process.
 class Registry : public testing::Test {
   protected:
     Registry() {
@@ -43,7 +43,7 @@ TEST_F(Registry, OpensPathsWithEitherSeparator) {
     EXPECT_EQ(key.Open("HKEY_LOCAL_MACHINE\\SOFTWARE\\Sub", nullptr), 0);
     EXPECT_EQ(key.Open("HKEY_LOCAL_MACHINE/SOFTWARE/Sub", nullptr), 0);
     EXPECT_EQ(key.Open("SOFTWARE\\Sub\\", CRegistry::MLocalMachine), 0);
-    // Slashes separate only what holds no backslash any more.
+    // A slash separates only if no backslash follows.
     EXPECT_EQ(key.Open("SOFTWARE\\Tree/with/slashes\\", CRegistry::MLocalMachine), 0);
     EXPECT_EQ(key.Open("SOFTWARE\\Tree/with/slashes", CRegistry::MLocalMachine), kOpenFailed);
 }
@@ -214,7 +214,7 @@ TEST_F(Registry, TakesTextsWithoutMemoryForEmptyOnes) {
         EXPECT_STREQ(room, "");
         EXPECT_STREQ(key.GetValue("null"), "");
         EXPECT_EQ(key.ValueSize(), 0U);
-        // Values stand in the order of their names: it is the last one.
+        // Values are sorted by name, so this is the last one.
         unsigned char data[4] = {'x', 'y', 'z', 0};
         unsigned int length = sizeof data;
         EXPECT_EQ(key.EnumVal(nullptr, nullptr, 4, 0, data, &length), 0);
@@ -303,7 +303,7 @@ TEST_F(Registry, RefusesWhatIsNoValue) {
     CRegistry::MIsDirty = 0;
     const unsigned char bytes[8] = {};
     for (const unsigned int type : {0U, 5U, 666U}) EXPECT_EQ(key.SetValue("x", bytes, 4, type), 0);
-    // A failed attempt counts as a change, too.
+    // A failed attempt also counts as a change.
     EXPECT_EQ(CRegistry::MIsDirty, 1);
     EXPECT_EQ(key.SetValue("x", bytes, 3, 4), 0);
     EXPECT_EQ(key.SetValue("x", bytes, 8, 4), 0);
@@ -370,7 +370,7 @@ TEST_F(Registry, AValueInPlaceOfARootKeyForgetsItsPointer) {
     EXPECT_EQ(root.Open(nullptr, nullptr), 0);
     EXPECT_EQ(root.SetValue("HKEY_LOCAL_MACHINE", "no key"), 0);
     EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
-    // The key that was replaced must not come back: it is freed with the removed ones.
+    // The replaced key must not come back: it is freed with the removed keys.
     const CRegistry next;
     EXPECT_EQ(CRegistry::MLocalMachine, nullptr);
     EXPECT_EQ(root.Open("HKEY_LOCAL_MACHINE\\SOFTWARE", nullptr), kOpenFailed);
@@ -388,7 +388,7 @@ TEST_F(Registry, ARemovedKeyThatIsReadAndWrittenStaysAmongTheRemovedOnes) {
     removed->dumpNode(FileStream(fmemopen(text, sizeof text, "w")).get());
     EXPECT_STREQ(text, "Number=d=7\n\n");
     removed->restoreNode(FileStream(fmemopen(text, sizeof text, "r")).get());
-    // The leak check at the end of the process finds them if they were lost.
+    // The leak check at the end of the process reports them if they are lost.
 }
 
 TEST_F(Registry, EnumeratesSubkeys) {

@@ -19,13 +19,13 @@ using varnock::test::FailingCall;
 using varnock::test::PlatformCall;
 using varnock::test::PosixThread;
 
-/// The section as raw storage, so that its life can begin late or be over.
+/// A section in raw storage, which can be used before its construction and after its destruction.
 class SectionStorage {
   public:
     CCriticalSection& section() { return *std::launder(address()); }
     CCriticalSection& construct() { return *new (bytes_.data()) CCriticalSection; }
     void fill(unsigned char byte) { std::memset(bytes_.data(), byte, bytes_.size()); }
-    /// What stands behind the mutex: owner, count, initialised.
+    /// The fields behind the mutex: owner, count, initialised.
     bool stateIsZero() const {
         for (std::size_t at = sizeof(pthread_mutex_t); at < bytes_.size(); ++at) {
             if (bytes_[at] != 0) return false;
@@ -39,7 +39,7 @@ class SectionStorage {
     alignas(CCriticalSection) std::array<unsigned char, sizeof(CCriticalSection)> bytes_{};
 };
 
-/// Whether another thread gets into the section. When it does not, `release` must let it in.
+/// True if another thread can enter the section. If not, `release` must let it in.
 class Contender {
   public:
     explicit Contender(CCriticalSection& section)

@@ -16,10 +16,10 @@
 namespace varnock::test {
 namespace {
 
-/// Keeps released waiters from running until the test lets them go on.
+/// Keeps released waiters from running until the test lets them continue.
 class Hold {
   public:
-    /// What the wait of such a waiter does.
+    /// The wait of such a waiter.
     std::function<int()> step() {
         return [this] {
             goOn_.acquire();
@@ -60,7 +60,7 @@ TEST(Event, TheLastWaiterToLeaveWakesTheDestructor) {
         pthread_mutex_lock(&record.mutex);
         hold.letOneGo();
         hold.letOneGo();
-        // Without a time limit, as if the second never passed.
+        // Without a time limit, as if the second never ended.
         while (record.waiters != 0) pthread_cond_wait(&record.drained, &record.mutex);
         pthread_mutex_unlock(&record.mutex);
         return 0;

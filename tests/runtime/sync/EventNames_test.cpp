@@ -129,7 +129,7 @@ TEST(Event, AssignmentRefersToTheOtherRecordAndOpens) {
     EXPECT_EQ(target->Wait(0, 0), 0);
     source->Reset();
     EXPECT_EQ(target->IfSet(), 0);
-    // The reference to the record before is not given back: a third object takes it over.
+    // The reference to the old record is not given back: a third object takes it over.
     CEvent(target.record()).IfSet();
 }
 
@@ -188,14 +188,14 @@ TEST(Event, NamesMayBeUsedInAForkedChildWhoeverUsedThemAtTheFork) {
     PosixThread holder([&] {
         const CriticalSectionGuard lock(CEvent::Spinlock);
         held = true;
-        // The thread that forks waits for this lock, or else for the child.
+        // The forking thread waits for this lock, or otherwise for the child.
         while (forking == 0 || !isAsleep(forking)) sched_yield();
     });
     while (!held) sched_yield();
     forking = gettid();
     const pid_t child = fork();
     if (child == 0) {
-        alarm(60);  // rather than for ever, should the lock be taken
+        alarm(60);  // the limit of the wait if the lock is taken
         CEvent event(1, kAutomaticReset, "in-the-child");
         _exit(event.Wait(0, 0));
     }

@@ -26,8 +26,7 @@ inline constexpr unsigned int kInfinite = 0xFFFFFFFF;
 inline constexpr int kAutomaticReset = 0;
 inline constexpr int kManualReset = 1;
 
-/// An event and its record, which the trace tells. The record is for reading; what it holds is
-/// changed through the operations of events alone.
+/// An event and its record, whose address comes from the trace. Tests only read the record.
 class TracedEvent {
   public:
     using Record = CEvent::sysEvent_t;
@@ -47,7 +46,7 @@ class TracedEvent {
     CEvent& event() { return *event_; }
     CEvent* operator->() { return event_.get(); }
     Record* record() const { return record_; }
-    /// The record as trace texts show it.
+    /// The record as the trace texts show it.
     std::string named(const std::string& name) const {
         char address[32];
         std::snprintf(address, sizeof address, "%p", static_cast<void*>(record_));
@@ -63,7 +62,7 @@ class TracedEvent {
     void awaitWaiters(unsigned int count) const {
         while (waiters() != count) sched_yield();
     }
-    /// Wakes those who wait, as the system may do without a cause.
+    /// Wakes the waiters, as the system may do without a cause.
     void wakeWithoutCause() const { pthread_cond_broadcast(&record_->condition); }
     /// Destroys the object.
     void end() { event_ = nullptr; }
@@ -73,7 +72,7 @@ class TracedEvent {
     Record* record_ = nullptr;
 };
 
-/// A thread inside Wait(), and what it returned.
+/// A thread inside Wait(), and the result.
 class Waiter {
   public:
     explicit Waiter(CEvent& event, unsigned int timeoutMs = kInfinite)
@@ -92,7 +91,7 @@ class Waiter {
         thread_.cancel();
         return wasCancelled();
     }
-    /// Waits for the end of a thread that is cancelled by somebody else; true if it was.
+    /// Waits for the end of a thread that another one cancels; true if it was cancelled.
     bool wasCancelled() { return thread_.join(); }
 
   private:
@@ -105,11 +104,11 @@ inline void letOthersRun() {
     for (int turn = 0; turn < 200; ++turn) sched_yield();
 }
 
-/// A clock whose n-th timed wait does the n-th step and returns its result; the calendar stands
-/// still. As in a real wait the mutex is free meanwhile: a step may use the event and have its
-/// thread cancelled, and a thread whose wait was ended does not run before its step returns.
+/// A clock whose n-th timed wait runs the n-th step and returns its result. The calendar stands
+/// still. As in a real wait, the mutex is unlocked during the step: a step may use the event and
+/// cancel its thread. A thread whose wait has ended continues when its step returns.
 ///
-/// In force from construction to destruction. The waits of one test are of one event, whose mutex
+/// In use from construction to destruction. All waits of a test are waits of one event, whose mutex
 /// orders them.
 class ScriptedClock final : public Clock {
   public:
@@ -124,14 +123,14 @@ class ScriptedClock final : public Clock {
         now_.tv_sec = seconds;
         now_.tv_nsec = nanoseconds;
     }
-    /// Those of the waits so far, in the order in which they began.
+    /// The deadlines of the waits so far, in the order of their begin.
     const std::vector<timespec>& deadlines() const { return deadlines_; }
 
     void sleepFor(std::chrono::milliseconds) override {}
     int poll(pollfd*, nfds_t, int) override { return 0; }
     int waitUntil(pthread_cond_t*, pthread_mutex_t* mutex, const timespec& deadline) override {
         if (deadlines_.size() == steps_.size()) {
-            // Whoever waits here would do so again and again.
+            // Returning would make the thread wait again without end.
             std::fputs("a wait too many\n", stderr);
             std::abort();
         }
@@ -144,7 +143,7 @@ class ScriptedClock final : public Clock {
     timespec wallTime() override { return now_; }
 
   private:
-    /// Takes the mutex again also when the thread is cancelled, as a real wait does.
+    /// Locks the mutex again, also if the thread is cancelled, as a real wait does.
     class FreeMutex {
       public:
         explicit FreeMutex(pthread_mutex_t& mutex) : mutex_(mutex) { pthread_mutex_unlock(&mutex); }

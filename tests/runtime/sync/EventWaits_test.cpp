@@ -12,7 +12,7 @@
 namespace varnock::test {
 namespace {
 
-/// What a waiter does that is released and then cancelled before it has run.
+/// A waiter that is released, and then cancelled before it has run.
 int pulseAndCancel(CEvent& event) {
     event.Pulse();
     pthread_cancel(pthread_self());

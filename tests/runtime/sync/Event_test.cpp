@@ -150,7 +150,7 @@ TEST(Event, PulsesInARowReleaseAsManyWaiters) {
     event.awaitWaiters(2);
     event->Pulse();
     event->Pulse();
-    event->Pulse();  // nobody is left for this one
+    event->Pulse();  // no waiter is left for this one
     EXPECT_EQ(first.result(), 0);
     EXPECT_EQ(second.result(), 0);
     EXPECT_EQ(event->Wait(0, 0), 102);

@@ -25,7 +25,7 @@ using varnock::test::PosixThread;
 
 constexpr unsigned int kInfinite = 0xFFFFFFFF;
 
-/// How often the semaphore can be taken now; leaves its value as it was.
+/// The value of the semaphore, which stays unchanged.
 long valueOf(CSemaphore& semaphore) {
     long value = 0;
     while (semaphore.Wait(0) == 0) ++value;

@@ -53,7 +53,7 @@ TEST(SyncWrappers, ReturnTheResultOfTheCall) {
     EXPECT_TRUE(pthread_equal(ThreadSelf(), pthread_self()));
 }
 
-/// A mutex, a condition and a number of waiters, as an event has them.
+/// The mutex, the condition and the number of waiters of an event.
 class Waiting : public testing::Test {
   protected:
     void enter() {

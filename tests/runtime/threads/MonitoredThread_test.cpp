@@ -23,7 +23,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// With a monitor, as a host may have one.
+/// A process with a monitor.
 class MonitoredThread : public testing::Test {
   protected:
     MonitoredThread() {
@@ -33,7 +33,7 @@ class MonitoredThread : public testing::Test {
     }
     ~MonitoredThread() override { pThreadMonitor = nullptr; }
 
-    /// An object and the entry that it got.
+    /// An object and its entry.
     std::pair<std::unique_ptr<CThread>, CThreadMonitorEntry*> make(int killStillAlive) {
         const TraceCapture trace;
         auto thread = std::make_unique<CThread>(killStillAlive);

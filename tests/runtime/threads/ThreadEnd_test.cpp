@@ -21,7 +21,7 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 
-/// Tells that a thread has left the scope, by itself or cancelled.
+/// Records that a thread has left the scope, by return or by cancellation.
 struct Unwinding {
     std::atomic<bool>& flag;
     ~Unwinding() { flag = true; }

@@ -27,12 +27,12 @@ std::string text(const char* format, Arguments... arguments) {
     return buffer;
 }
 
-/// The thread as trace texts show it.
+/// The thread as the trace texts show it.
 inline unsigned int number(pthread_t thread) {
     return static_cast<unsigned int>(thread);
 }
 
-/// What a started thread does, and how far it is.
+/// The work of a started thread, and its progress.
 class Task {
   public:
     explicit Task(std::function<void()> body) : body_(std::move(body)) {}
@@ -42,7 +42,7 @@ class Task {
     }
     pthread_t id() const { return id_; }
     bool begun() const { return begun_; }
-    /// Whether the thread has come to its own end: not when it was cancelled.
+    /// True if the thread has ended by itself, false if it was cancelled.
     bool ended() const { return ended_; }
     void awaitBegin() const {
         while (!begun_) sched_yield();

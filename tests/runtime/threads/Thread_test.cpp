@@ -62,7 +62,7 @@ TEST(Thread, ADetachedThreadDoesNotRunAfterItsEnd) {
     awaitNotRunning(thread);
     task.awaitEnd();
     for (int round = 0; round < 100; ++round) {
-        sched_yield();  // the handle may be dead by now
+        sched_yield();  // the handle may already be invalid
         EXPECT_FALSE(thread.IsRunning());
     }
 }

@@ -59,7 +59,7 @@ using testing::IsSupersetOf;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr std::int64_t kUnit = 1024 * 1024;  ///< size of the smallest file that settings can give
+constexpr std::int64_t kUnit = 1024 * 1024;  ///< the smallest file size that settings allow
 constexpr StoredTraceSettings kOneUnit = {255, 1, 1, 1, ""};
 
 class DebugRingBuffer : public testing::Test {
@@ -148,7 +148,7 @@ TEST_F(DebugRingBuffer, FillsANewFileWithRecordsThatBeginLikeEntries) {
     const std::string record =
         header + std::string(1023 - static_cast<std::size_t>(length), '_') + "\n";
     EXPECT_EQ(file().bytes().substr(kUnit - 1024), record);
-    // There is none of an application that has not got its name yet.
+    // The filler was made after the application had its name.
     EXPECT_THAT(record, HasSubstr(" CIM_Provider["));
 }
 
@@ -185,7 +185,7 @@ TEST_F(DebugRingBuffer, RecordsItsOwnStateInTheHeader) {
                                         std::string("Ring Buffer Size           : 2097152"),
                                         "Ring Buffer Path           : " + path_,
                                         "QX_LOG_RINGBUF_DIR=" + directory_.path().string()}));
-    // The one in the registry, and the one in force.
+    // The value in the registry and the value in force.
     EXPECT_THAT(messages,
                 IsSupersetOf({"No Header to stderr        : 1", "No Header to stderr        : 3"}));
 }
@@ -615,7 +615,7 @@ TEST_F(DebugRingBuffer, KeepsItsStateWhenAnotherFileCannotBeOpened) {
 
 // --- Files of any size
 
-/// The numbers of the whole entries "n=<number> <any x>!" among the lines.
+/// The numbers of the complete entries "n=<number> <any x>!" among the lines.
 std::vector<int> numbersOf(const std::vector<std::string>& lines) {
     std::vector<int> numbers;
     for (const std::string& line : lines) {
@@ -661,7 +661,7 @@ TEST_F(DebugRingBuffer, LeavesAFileThatAReaderCanOrder) {
             EXPECT_EQ(current.front(), 0);
             continue;
         }
-        // Behind the position stand the end of the round before and remains of older ones.
+        // Behind the position are the end of the previous round and remains of older rounds.
         auto behind = numbersOf(seen.lines(seen.position(), size));
         std::sort(behind.begin(), behind.end());
         for (std::size_t i = behind.size(); i-- > 0;) {
@@ -671,8 +671,8 @@ TEST_F(DebugRingBuffer, LeavesAFileThatAReaderCanOrder) {
                 break;
             }
         }
-        // The round before ended at most one entry before the end of the file, and its first entry
-        // behind the position may be torn.
+        // The previous round ends at most one entry before the end of the file. Its first entry
+        // behind the position may be cut.
         if (seen.position() + 2400 < size) {
             ASSERT_FALSE(behind.empty());
             EXPECT_EQ(behind.back(), current.front() - 1);
@@ -762,7 +762,7 @@ TEST_F(DebugRingBuffer, LetsAForkedChildWriteOn) {
     EXPECT_EQ(status, 0);
     EXPECT_THAT(file().messages(position, file().position()), ElementsAre("child"));
     debug->Print(1, "parent");
-    // Both keep a position of their own, so the parent writes over the child's entry.
+    // Each has its own position, so the parent overwrites the child's entry.
     EXPECT_THAT(file().messages(position, file().position()), ElementsAre("parent"));
 }
 
@@ -835,7 +835,7 @@ TEST_F(DebugOwnFile, IsTakenOverFromADeadProcess) {
     EXPECT_EQ(DebugTestAccess::ringBufferPath(*debug), path_);
     const auto messages = file().messages();
     ASSERT_GT(messages.size(), 3U);
-    // What a reopened file says nowhere else before its next round.
+    // Before the next round, no other line of a reopened file shows this.
     EXPECT_THAT(
         std::vector<std::string>(messages.end() - 3, messages.end()),
         ElementsAre("before", "### Start of work cycle. (00000002) ###", processLine(getpid())));
@@ -928,7 +928,7 @@ TEST_F(DebugOwnFile, OfAGrandchildIsItsOwn) {
         debug->Print(1, "child");
         inForkedChild([&] { debug->Print(1, "second grandchild"); });
     });
-    // The child found the letter free that its first child had.
+    // The child takes the letter that its first child had, which is free again.
     const auto messages = TraceFile(pathOf('b')).messages();
     EXPECT_THAT(messages, IsSupersetOf({"grandchild", "child"}));
     EXPECT_EQ(TraceFile(pathOf('c')).messages().back(), "second grandchild");
@@ -964,8 +964,8 @@ TEST_F(DebugOwnFile, OfAForkedChildThatFindsNoneIsTheConsole) {
     EXPECT_EQ(file().messages().back(), "parent");
 }
 
-/// Every system call but the end of the process kills it from now on. Reading the clock is let
-/// through: whether it needs a call is the kernel's choice.
+/// From now on every system call except exit kills the process. Reading the clock is allowed: the
+/// kernel decides whether it needs a call.
 bool forbidSystemCalls() {
     sock_filter rules[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),

@@ -21,7 +21,7 @@ StoredTraceSettings nothingStored() {
     return stored;
 }
 
-/// Every test runs in a process of its own, with none of the settings in its environment.
+/// Each test runs in its own process, without settings in the environment.
 class DebugSettings : public testing::Test {
   protected:
     DebugSettings() {
@@ -136,7 +136,7 @@ TEST_F(DebugSettings, RecordTheEnvironmentInBothTables) {
 }
 
 TEST_F(DebugSettings, KeepWhatTheEnvironmentWasWhenTheHostChangesIt) {
-    static char variable[] = "QX_OS=Linux";  // the environment's own from now on
+    static char variable[] = "QX_OS=Linux";  // from now on part of the environment
     ASSERT_EQ(putenv(variable), 0);
     set("UserGroup", "operators");
     set("QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", "2");

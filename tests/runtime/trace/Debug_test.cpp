@@ -209,7 +209,7 @@ TEST(Debug, IsActiveAsItIsForced) {
     EXPECT_EQ(DebugTestAccess::switches(Debug).level, 4U);
 }
 
-/// Puts another text in the place of one of the version record.
+/// Replaces a text of the version record.
 class OtherText {
   public:
     OtherText(const char*& variable, const char* text) : variable_(variable), before_(variable) {
@@ -346,7 +346,7 @@ TEST(SetApplInitDone, HasNoEffectOnTheConsole) {
 
 // --- Setting up
 
-/// The header that an object writes when it finds no settings.
+/// The header of an object without settings.
 Lines expectedHeader(const std::string& start, const std::string& processId) {
     Lines lines = {
         "Varnock Agent CIM_Provider Version=\"7.00-10\" Milestone=\" \" "
@@ -442,7 +442,7 @@ TEST_F(DebugSetUp, GoesToTheConsoleUnderAForeignName) {
     }
 }
 
-// A host that loads the library lives on whatever memory there is.
+// A host that loads the library survives without memory.
 TEST_F(DebugSetUp, LetsNoWantOfMemoryEscape) {
     const TemporaryDirectory directory;
     setenv("QX_SYSTEM_DIR", directory.path().c_str(), 1);
@@ -495,7 +495,7 @@ TEST(DebugState, DestroyedIsQuiet) {
     alignas(CDebug) unsigned char storage[sizeof(CDebug)];
     CDebug* debug = new (storage) CDebug(TovQXObjectName);
     debug->~CDebug();
-    // The state of a destroyed object is looked at on purpose: late traces do.
+    // The test reads a destroyed object on purpose, as late traces do.
     debug = std::launder(reinterpret_cast<CDebug*>(storage));
     trace.clear();
     debug->Print(0, "dropped");
@@ -526,7 +526,7 @@ TEST(DebugState, DestroyedForgetsItsSettingsAndItsHost) {
 
 // --- Threads, cancellation, fork
 
-/// Puts a pipe that is full in the place of standard error.
+/// Replaces standard error by a full pipe.
 class FullStandardError {
   public:
     FullStandardError() : before_(dup(STDERR_FILENO)) {
@@ -595,8 +595,8 @@ TEST(DebugFork, LeavesTheChildAbleToTrace) {
     EXPECT_THAT(trace.messages(), Not(Contains("")));
 }
 
-// Whoever changes the registry traces under its lock, and so does whoever forks: the trace must not
-// take the two locks the other way round when it reads its settings.
+// A thread that changes the registry traces under its lock, and a forking thread takes both locks
+// in the same order. So the trace must not take them in reverse order when it reads its settings.
 TEST(DebugLocks, AreTakenAfterTheRegistrysByATraceThatIsBeingBuilt) {
     const TemporaryDirectory directory;
     setenv("QX_SYSTEM_DIR", directory.path().c_str(), 1);
@@ -623,8 +623,8 @@ TEST(DebugLocks, AreTakenAfterTheRegistrysByATraceThatIsBeingBuilt) {
     EXPECT_EQ(trace.count("traced meanwhile"), 1U);
 }
 
-// The thread that forks waits for the registry first: with the trace's lock in its hands it would
-// wait for ever for one who traces while he changes the registry.
+// The forking thread takes the lock of the registry first. In reverse order it would wait for ever
+// for a thread that traces while it changes the registry.
 TEST(DebugLocks, AreTakenAfterTheRegistrysByAThreadThatForks) {
     const TraceCapture trace;
     std::atomic<pid_t> forking{0};

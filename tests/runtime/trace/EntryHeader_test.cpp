@@ -19,7 +19,7 @@
 #include "tests/support/FixedClock.h"
 #include "tests/support/TraceCapture.h"
 
-// What uname says of this machine, null for its own name; an empty one fails.
+// The node name that uname returns; null for the real one. An empty name makes uname fail.
 namespace {
 const char* nodeName = nullptr;
 }
@@ -41,7 +41,7 @@ using test::FixedClock;
 using test::TraceCapture;
 using testing::HasSubstr;
 
-/// The machine has another name for a while.
+/// Gives the machine another name during its life.
 class OtherNodeName {
   public:
     explicit OtherNodeName(const char* name) { nodeName = name; }

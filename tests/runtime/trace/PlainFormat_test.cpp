@@ -14,7 +14,7 @@ struct Both {
     std::string printfs;
 };
 
-/// What formatPlain makes of a format, and what vsnprintf does with the same list afterwards.
+/// The result of formatPlain, and that of vsnprintf with the same list afterwards.
 Both formatIn(std::size_t size, const char* format, ...) {
     std::string text(size + 4, '#');
     va_list arguments;

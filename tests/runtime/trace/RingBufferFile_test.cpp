@@ -23,10 +23,10 @@
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceFile.h"
 
-// The calls whose failure cannot be had otherwise, replaced for the objects of this program.
+// Replacements of the calls that the tests cannot make fail in another way.
 namespace {
 
-/// A handler gives the result in place of the call, or nothing to let the call happen.
+/// A handler returns the result of the call, or nothing to make the real call.
 template <typename... Arguments>
 using Replacement = std::function<std::optional<long>(Arguments...)>;
 
@@ -47,7 +47,7 @@ void* __real_mmap(void* address, std::size_t length, int protection, int flags, 
 ssize_t __wrap_pwrite(int file, const void* data, std::size_t length, off_t offset) {
     if (onWrite) {
         if (const auto result = onWrite(length, offset)) {
-            // A positive result says how much of it is written.
+            // A positive result is the number of bytes to write.
             return *result <= 0
                        ? *result
                        : __real_pwrite(file, data, static_cast<std::size_t>(*result), offset);
@@ -116,7 +116,7 @@ class RingBufferFiles : public testing::Test {
         return open(path_, size, kLaterStart);
     }
 
-    /// Opens in vain and returns the reason, with the path replaced by "PATH".
+    /// Expects the open to fail, and returns the reason with the path replaced by "PATH".
     std::string failToOpen(const std::string& path, std::int64_t size = kSize) {
         EXPECT_EQ(open(path, size), nullptr);
         std::string text = failure_;
@@ -449,8 +449,8 @@ TEST_F(RingBufferFiles, TakesAFileWithoutAWholeHeaderForNew) {
     }
 }
 
-// What a process that dies while it makes the file leaves, and a machine that dies before the disk
-// has got the bytes.
+// The state of a file whose creator has died, or whose machine has died before the bytes were on
+// the disk.
 TEST_F(RingBufferFiles, MakesAFileAnewWhoseMakerDied) {
     append(*open(), "one\n");
     const std::string whole = TraceFile(path_).bytes();
@@ -473,7 +473,7 @@ TEST_F(RingBufferFiles, MakesAFileAnewWhoseMakerDied) {
 TEST_F(RingBufferFiles, SaysThatItIsWholeWithItsLastWrite) {
     off_t last = -1;
     onWrite = [&](std::size_t length, off_t at) -> std::optional<long> {
-        // The file exists in full, and has no first line before.
+        // The file has its full length and no first line yet.
         EXPECT_EQ(TraceFile(path_).bytes().substr(0, 80), std::string(80, '\0'));
         EXPECT_EQ(TraceFile(path_).size(), kSize);
         last = at;
@@ -486,7 +486,7 @@ TEST_F(RingBufferFiles, SaysThatItIsWholeWithItsLastWrite) {
 }
 
 TEST_F(RingBufferFiles, CutsNothingFromAFileThatAnotherHasFinishedMeanwhile) {
-    const FakeClock clock;  // the other one waits for the first, but not for ever
+    const FakeClock clock;  // the second open waits for the first, but not for ever
     putFile("");
     std::unique_ptr<RingBufferFile> other;
     bool begun = false;
@@ -603,7 +603,7 @@ class OtherLock {
     bool isHeld_ = false;
 };
 
-/// A clock whose sleeper something happens to.
+/// A clock that runs a step during each sleep.
 class EventfulClock final : public Clock {
   public:
     explicit EventfulClock(std::function<void()> event) : event_(std::move(event)) {
@@ -724,7 +724,7 @@ TEST_F(RingBufferFiles, IsOpenedAnewWhenItsMakerHasRemovedIt) {
     EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one"));
 }
 
-/// Runs a part of a test in a forked child, which goes on when it is told to.
+/// Runs a part of a test in a forked child, which continues on a signal of the test.
 template <typename Part>
 class ForkedChild {
   public:
@@ -914,7 +914,7 @@ TEST_F(RingBufferFiles, LeavesNoFileBehindWhenThereIsNoSpace) {
     EXPECT_FALSE(exists());
 }
 
-/// Lowers the process's limit on the length of a file. What goes beyond it is sent SIGXFSZ.
+/// Lowers the file size limit of the process. A write beyond the limit sends SIGXFSZ.
 class FileLimit {
   public:
     explicit FileLimit(std::int64_t length) {
@@ -991,8 +991,8 @@ TEST_F(RingBufferFiles, EmptiesAFileOfOthersThatItCouldNotFill) {
     EXPECT_EQ(TraceFile(path_).size(), 0);
 }
 
-// Another process may have found the same file without length, filled and mapped it by now, and
-// what is cut off under a mapping ends that process.
+// Another process may have found the same empty file, and have filled and mapped it. Cutting the
+// file would end that process.
 TEST_F(RingBufferFiles, CutsNothingFromAFileThatHadNoLength) {
     int cuts = 0;
     onTruncate = [&](off_t) {

@@ -1,5 +1,5 @@
-// docs/settings.md names all that the code reads from the environment and the registry, with the
-// defaults that it has.
+// docs/settings.md names everything that the code reads from the environment and the registry, with
+// the defaults.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -73,7 +73,7 @@ TEST(SettingsPage, NamesEveryVariableThatTheCodeNames) {
     for (const std::string& name : named) {
         EXPECT_THAT(page, Contains(name));
     }
-    // And none that the code does not.
+    // The page names no other variable.
     for (const std::string& name : page) {
         const bool isVariable = name.starts_with("QX_") || name.starts_with("ZUL_");
         EXPECT_TRUE(!isVariable || named.count(name) == 1) << name;
@@ -102,7 +102,7 @@ TEST(SettingsPage, NamesEveryValueOfTheRegistry) {
     EXPECT_EQ(matches(readFile(kRoot / "runtime/Debug.h"), "\\b(REGVAL_\\w+);").size(), declared);
 }
 
-/// The defaults of the tables' variables, without their backticks.
+/// The defaults in the tables, without their backticks.
 std::map<std::string, std::string> documentedDefaults() {
     std::map<std::string, std::string> defaults;
     const std::string page = readFile(kRoot / "docs/settings.md");

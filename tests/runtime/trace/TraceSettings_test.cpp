@@ -1,4 +1,5 @@
-// How a setting is settled is pinned by DebugSettings_test.cpp; here is what the tools use besides.
+// DebugSettings_test.cpp tests how settings are resolved. This file tests the rest, which the tools
+// use.
 #include "runtime/trace/TraceSettings.h"
 
 #include <gtest/gtest.h>
