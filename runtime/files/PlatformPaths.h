@@ -3,7 +3,7 @@
 #include <string>
 
 // Where the platform keeps what the library uses. An environment variable, read with
-// secure_getenv(), replaces each built-in path. Internal; the names are shared with the tools.
+// secure_getenv, replaces each built-in path. Internal; the names are shared with the tools.
 //
 // The variables are read at every call; nothing is cached. An empty variable counts as set.
 namespace varnock {
