@@ -28,8 +28,8 @@ std::string Control::reply(Session&, const std::string& request) {
 std::string Control::status() const {
     return "directory: " + server_.directory() + "\n" +
            line("process", static_cast<std::size_t>(getpid())) +
-           line("request connections", server_.connections(Channel::kRequests)) +
-           line("event connections", server_.connections(Channel::kEvents)) +
+           line("request connections", server_.connections(Channel::requests)) +
+           line("event connections", server_.connections(Channel::events)) +
            line("registered for events", server_.listeners()) +
            line("events pushed", server_.eventsPushed());
 }

@@ -18,7 +18,7 @@ bool holdsCommand(const SipJson& record) {
 }
 
 Answer enrol(Session& session, const Command& command) {
-    const auto expected = session.channel == Channel::kRequests ? varnock::Channel::kRequest
+    const auto expected = session.channel == Channel::requests ? varnock::Channel::kRequest
                                                                 : varnock::Channel::kEvent;
     Answer::Bytes options;
     if (command.extension != static_cast<unsigned>(expected) ||

@@ -7,7 +7,7 @@
 namespace varnock::agent {
 
 /// The sockets of an agent: the two for the library, and the control socket.
-enum class Channel { kRequests, kEvents, kControl };
+enum class Channel { requests, events, control };
 
 /// The agent's data about one connection.
 struct Session {

@@ -27,12 +27,12 @@ Listener openListener(Channel channel, const char* name, ServerOptions& options)
     if (inherited) {
         return {path, std::move(inherited)};
     }
-    return {path, channel == Channel::kControl ? kOwnerOnly : options.mode};
+    return {path, channel == Channel::control ? kOwnerOnly : options.mode};
 }
 
 bool isListener(const Connection& connection) {
     const Session& session = connection.session();
-    return session.channel == Channel::kEvents && session.registered;
+    return session.channel == Channel::events && session.registered;
 }
 
 }  // namespace
@@ -60,9 +60,9 @@ Server::Server(sd_event* loop, Machine& machine, ServerOptions options)
       responder_(machine),
       limits_(options.limits),
       lock_(lockDirectory(options.directory)),
-      requests_(*this, Channel::kRequests, responder_, kRequestSocket, options),
-      events_(*this, Channel::kEvents, responder_, kEventSocket, options),
-      controls_(*this, Channel::kControl, control_, kControlSocket, options) {
+      requests_(*this, Channel::requests, responder_, kRequestSocket, options),
+      events_(*this, Channel::events, responder_, kEventSocket, options),
+      controls_(*this, Channel::control, control_, kControlSocket, options) {
     lock_.reset();
 }
 

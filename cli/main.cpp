@@ -20,7 +20,7 @@
 #include "tools/Console.h"
 
 // The files of the library are looked at and changed here on behalf of other processes.
-constinit const varnock::StartMode varnock::startMode = varnock::StartMode::kWithoutFiles;
+constinit const varnock::StartMode varnock::startMode = varnock::StartMode::withoutFiles;
 
 namespace varnockctl {
 namespace {

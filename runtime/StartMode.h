@@ -6,9 +6,9 @@ namespace varnock {
 
 /// What the library does when a program loads it.
 enum class StartMode : unsigned char {
-    kUsual,         ///< opens the trace file and creates its settings key in the registry
-    kWithoutFiles,  ///< does neither, and prints no start-up header: the trace goes to standard
-                    ///< error at level 0
+    usual,         ///< opens the trace file and creates its settings key in the registry
+    withoutFiles,  ///< does neither, and prints no start-up header: the trace goes to standard
+                   ///< error at level 0
 };
 
 /// The start hook: the library declares it, and a program that needs another mode defines it. It is
@@ -16,7 +16,7 @@ enum class StartMode : unsigned char {
 /// in dynamically linked programs:
 ///
 ///     #include "runtime/StartMode.h"
-///     constinit const varnock::StartMode varnock::startMode = varnock::StartMode::kWithoutFiles;
+///     constinit const varnock::StartMode varnock::startMode = varnock::StartMode::withoutFiles;
 ///
 /// It is for tools that read the files of other processes, whose entries they would overwrite. Such
 /// a tool can use the registry, which is read at the first use. A program that loads the library

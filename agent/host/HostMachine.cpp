@@ -256,7 +256,7 @@ Text firmwareText(HostMachine::Sources& host, const Command& command) {
 }
 
 /// The object ids that a command may address.
-enum class Objects { kNone, kProcessors, kAny };
+enum class Objects { none, processors, any };
 
 using Host = HostMachine::Sources;
 
@@ -270,138 +270,138 @@ struct Row {
 
 constexpr Row kRows[] = {
     // Identification
-    {0xE204, 0, Objects::kNone, [](Host&, const Command&) -> Answer { return kCabinet; }},
-    {0xE209, 0, Objects::kNone, [](Host&, const Command&) -> Answer { return kCabinet; }},
-    {kComponentText, 0xA303, Objects::kNone,
+    {0xE204, 0, Objects::none, [](Host&, const Command&) -> Answer { return kCabinet; }},
+    {0xE209, 0, Objects::none, [](Host&, const Command&) -> Answer { return kCabinet; }},
+    {kComponentText, 0xA303, Objects::none,
      [](Host&, const Command&) -> Answer { return std::string(VARNOCK_AGENT_VERSION); }},
-    {kComponentText, 0x1510, Objects::kNone,
+    {kComponentText, 0x1510, Objects::none,
      [](Host& host, const Command&) -> Answer {
          return first(host.firmware.uuid(), host.system.machineId());
      }},
     // System boards and firmware
-    {0x0D00, 0, Objects::kNone,
+    {0x0D00, 0, Objects::none,
      [](Host& host, const Command&) -> Answer { return boardCount(host.firmware.boards()); }},
-    {0x0D04, 0, Objects::kAny,
+    {0x0D04, 0, Objects::any,
      [](Host& host, const Command& c) -> Answer {
          const auto board = numbered(host.firmware.boards(), c.object);
          return board ? board->designation : std::nullopt;
      }},
-    {0x3390, 0, Objects::kNone,
+    {0x3390, 0, Objects::none,
      [](Host& host, const Command&) -> Answer {
          return host.firmware.biosVersion() ? Number(1) : std::nullopt;
      }},
-    {0x3392, 0, Objects::kNone,
+    {0x3392, 0, Objects::none,
      [](Host& host, const Command&) -> Answer {
          return host.firmware.biosVersion() ? Text("BIOS") : std::nullopt;
      }},
-    {0x3394, 0, Objects::kNone,
+    {0x3394, 0, Objects::none,
      [](Host& host, const Command&) -> Answer { return host.firmware.biosVersion(); }},
     // Memory modules
-    {0x0700, 0, Objects::kNone,
+    {0x0700, 0, Objects::none,
      [](Host& host, const Command&) -> Answer { return memoryModuleCount(host); }},
-    {0x0702, 0, Objects::kAny, ofMemoryModule<&MemoryModule::designation>},
-    {0x0703, 0, Objects::kAny,
+    {0x0702, 0, Objects::any, ofMemoryModule<&MemoryModule::designation>},
+    {0x0703, 0, Objects::any,
      [](Host& host, const Command& c) -> Answer { return memoryType(host, c); }},
-    {0x0709, 0, Objects::kAny, ofMemoryModule<&MemoryModule::megahertz>},
-    {0x070A, 0, Objects::kAny, ofMemoryModule<&MemoryModule::mebibytes>},
-    {0x070D, 0, Objects::kAny, ofMemoryModule<&MemoryModule::formFactor>},
-    {0x070E, 0, Objects::kAny, ofMemoryModule<&MemoryModule::maxMegahertz>},
-    {0x070F, 0, Objects::kAny, ofMemoryModule<&MemoryModule::voltage>},
+    {0x0709, 0, Objects::any, ofMemoryModule<&MemoryModule::megahertz>},
+    {0x070A, 0, Objects::any, ofMemoryModule<&MemoryModule::mebibytes>},
+    {0x070D, 0, Objects::any, ofMemoryModule<&MemoryModule::formFactor>},
+    {0x070E, 0, Objects::any, ofMemoryModule<&MemoryModule::maxMegahertz>},
+    {0x070F, 0, Objects::any, ofMemoryModule<&MemoryModule::voltage>},
     // Configuration
-    {kConfigurationRead, 0x0201, Objects::kNone,
+    {kConfigurationRead, 0x0201, Objects::none,
      [](Host&, const Command&) -> Answer { return hostName(); }},
-    {kConfigurationRead, 0x020E, Objects::kNone,
+    {kConfigurationRead, 0x020E, Objects::none,
      [](Host&, const Command&) -> Answer { return timeZoneHours(); }},
-    {kConfigurationRead, 0x0210, Objects::kNone,
+    {kConfigurationRead, 0x0210, Objects::none,
      [](Host& host, const Command&) -> Answer { return host.firmware.assetTag(); }},
-    {kConfigurationRead, 0x3812, Objects::kNone,
+    {kConfigurationRead, 0x3812, Objects::none,
      [](Host&, const Command&) -> Answer { return kAccountsUnchecked; }},
-    {kConfigurationRead, 0x3813, Objects::kNone,
+    {kConfigurationRead, 0x3813, Objects::none,
      [](Host&, const Command&) -> Answer { return ownGroup(); }},
     // Processors
-    {0x0600, 0, Objects::kNone,
+    {0x0600, 0, Objects::none,
      [](Host&, const Command&) -> Answer { return configuredProcessors(); }},
-    {0x0614, 0, Objects::kNone,
+    {0x0614, 0, Objects::none,
      [](Host&, const Command&) -> Answer { return configuredProcessors(); }},
-    {0x0601, 0, Objects::kProcessors,
+    {0x0601, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer {
          return host.processors.online(c.object) ? kCpuEnabled : kCpuDisabledByUser;
      }},
-    {0x0602, 0, Objects::kProcessors,
+    {0x0602, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return socketName(host, c.object); }},
-    {0x0603, 0, Objects::kProcessors,
+    {0x0603, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer {
          return speedAndStepping(host.processors.megahertz(c.object),
                                  host.processors.stepping(c.object));
      }},
-    {0x0604, 0, Objects::kProcessors,
+    {0x0604, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUVendor"); }},
-    {0x0605, 0, Objects::kProcessors,
+    {0x0605, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUModel"); }},
-    {0x0606, 0, Objects::kProcessors,
+    {0x0606, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer {
          return host.topology.threadsInPackage(c.object);
      }},
-    {0x0607, kAnyExtension, Objects::kProcessors,
+    {0x0607, kAnyExtension, Objects::processors,
      [](Host& host, const Command& c) -> Answer {
          return host.topology.cacheSize(c.object, c.extension);
      }},
-    {0x060A, 0, Objects::kProcessors,
+    {0x060A, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return host.topology.coresInPackage(c.object); }},
-    {0x060B, 0, Objects::kProcessors,
+    {0x060B, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUModel"); }},
-    {0x060D, 0, Objects::kProcessors,
+    {0x060D, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return cpuFamily(host, c); }},
-    {0x060E, 0, Objects::kProcessors,
+    {0x060E, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return host.topology.coresInPackage(c.object); }},
-    {0x0611, 0, Objects::kProcessors,
+    {0x0611, 0, Objects::processors,
      [](Host&, const Command&) -> Answer { return kBootProcessor; }},
-    {0x0612, 0, Objects::kProcessors,
+    {0x0612, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return host.activity.cpuUsedPercent(c.object); }},
-    {0x0615, 0, Objects::kProcessors,
+    {0x0615, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return host.topology.package(c.object); }},
-    {0x0617, 0, Objects::kProcessors,
+    {0x0617, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return multithreaded(host, c); }},
-    {0x0618, 0, Objects::kProcessors,
+    {0x0618, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return host.processors.apicId(c.object); }},
-    {0x061C, 0, Objects::kProcessors,
+    {0x061C, 0, Objects::processors,
      [](Host& host, const Command& c) -> Answer {
          return host.topology.onlineThreadsInPackage(c.object);
      }},
-    {kComponentText, 0x0A08, Objects::kProcessors,
+    {kComponentText, 0x0A08, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUModel"); }},
-    {kComponentText, 0x0A0A, Objects::kProcessors,
+    {kComponentText, 0x0A0A, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return cpuInfo(host, c, "CPUVendor"); }},
-    {kComponentText, 0x0A0F, Objects::kProcessors,
+    {kComponentText, 0x0A0F, Objects::processors,
      [](Host& host, const Command& c) -> Answer { return cpuDescription(host, c); }},
     // Operating system
-    {kComponentText, 0xA703, Objects::kNone,
+    {kComponentText, 0xA703, Objects::none,
      [](Host& host, const Command&) -> Answer { return host.system.version(); }},
-    {kComponentText, 0xA708, Objects::kNone,
+    {kComponentText, 0xA708, Objects::none,
      [](Host& host, const Command&) -> Answer { return host.system.productName(); }},
-    {0x0C70, 0, Objects::kNone,
+    {0x0C70, 0, Objects::none,
      [](Host& host, const Command&) -> Answer { return host.system.dmtfType(); }},
-    {0x0118, 0, Objects::kNone,
+    {0x0118, 0, Objects::none,
      [](Host& host, const Command&) -> Answer { return host.activity.bootTime(); }},
-    {0xE104, 0, Objects::kNone, [](Host&, const Command&) -> Answer { return systemTime(); }},
-    {0x0920, 0, Objects::kNone,
+    {0xE104, 0, Objects::none, [](Host&, const Command&) -> Answer { return systemTime(); }},
+    {0x0920, 0, Objects::none,
      [](Host& host, const Command&) -> Answer { return host.activity.memoryUsedPercent(); }},
     // Network
-    {0x1700, 0, Objects::kNone,
+    {0x1700, 0, Objects::none,
      [](Host&,
         const Command&) -> Answer { return static_cast<unsigned>(networkInterfaces().size()); }},
-    {0x1703, kAnyExtension, Objects::kAny,
+    {0x1703, kAnyExtension, Objects::any,
      [](Host&, const Command& c) -> Answer { return ipAddress(c); }},
-    {0x1704, kAnyExtension, Objects::kAny,
+    {0x1704, kAnyExtension, Objects::any,
      [](Host&, const Command& c) -> Answer { return netmask(c); }},
-    {0x1707, 0, Objects::kAny,
+    {0x1707, 0, Objects::any,
      [](Host&, const Command& c) -> Answer { return macAddress(c.object); }},
-    {0x1708, 0, Objects::kAny,
+    {0x1708, 0, Objects::any,
      [](Host& host, const Command& c) -> Answer { return gateway(host.root, c.object); }},
     // PCI
-    {0x1401, 0, Objects::kAny,
+    {0x1401, 0, Objects::any,
      [](Host& host, const Command& c) -> Answer { return pciHeader(host.pci, c); }},
-    {0x1490, 0, Objects::kNone,
+    {0x1490, 0, Objects::none,
      [](Host& host, const Command&) -> Answer { return pciList(host.pci); }},
 };
 
@@ -417,11 +417,11 @@ const Row* rowFor(const Command& command) {
 
 bool exists(Objects objects, unsigned object) {
     switch (objects) {
-        case Objects::kNone:
+        case Objects::none:
             return object == 0;
-        case Objects::kProcessors:
+        case Objects::processors:
             return object < configuredProcessors();
-        case Objects::kAny:
+        case Objects::any:
             break;
     }
     return true;

@@ -84,7 +84,7 @@ EventSource::Outcome nextOf(EventSource& source, LogEvent& event) {
     try {
         return source.next(event);
     } catch (const std::exception&) {
-        return EventSource::Outcome::Closed;
+        return EventSource::Outcome::closed;
     }
 }
 
@@ -93,9 +93,9 @@ bool relayEvents(EventSource& source, LogEntryRelay& relay) {
     for (bool came = false;; came = true) {
         LogEvent event{};
         const EventSource::Outcome outcome = nextOf(source, event);
-        if (outcome == EventSource::Outcome::Event) {
+        if (outcome == EventSource::Outcome::event) {
             relay.add(event);
-        } else if (outcome != EventSource::Outcome::Nothing) {
+        } else if (outcome != EventSource::Outcome::nothing) {
             return came;
         }
     }

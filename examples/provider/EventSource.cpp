@@ -65,15 +65,15 @@ bool EventSource::open() {
 EventSource::Outcome EventSource::next(LogEvent& event) {
     pollfd descriptors[] = {{wakeFd_, POLLIN, 0}, {fd_, POLLIN, 0}};
     if (poll(descriptors, 2, -1) < 0) {
-        return Outcome::Nothing;  // interrupted
+        return Outcome::nothing;  // interrupted
     }
     if (descriptors[0].revents != 0) {
-        return Outcome::Woken;
+        return Outcome::woken;
     }
     SipJson record;
     const int fd = GetEventJson(fd_, record);
     if (fd < 0 && fd != kNoMemory) {
-        return Outcome::Closed;
+        return Outcome::closed;
     }
     if (record.OpCode() != 0) {
         return understand(record, event);
@@ -82,16 +82,16 @@ EventSource::Outcome EventSource::next(LogEvent& event) {
     // memory for an event, or the event was malformed.
     fd_ = fd < 0 ? fd_ : fd;
     event = {LogEvent::EntriesLost, nullptr, 0};
-    return Outcome::Event;
+    return Outcome::event;
 }
 
 EventSource::Outcome EventSource::understand(const SipJson& record, LogEvent& event) {
     const char* const log = logOf(record.OpCode());
     if (log == nullptr || !record.HasReplyData()) {
-        return Outcome::Nothing;
+        return Outcome::nothing;
     }
     event = {LogEvent::Entry, log, record.DataDWord()};
-    return Outcome::Event;
+    return Outcome::event;
 }
 
 void EventSource::close() {

@@ -18,10 +18,10 @@ namespace krm {
 class EventSource {
   public:
     enum class Outcome {
-        Event,    ///< an event arrived
-        Nothing,  ///< no event of interest
-        Closed,   ///< the agent has gone
-        Woken,    ///< by wake()
+        event,    ///< an event arrived
+        nothing,  ///< no event of interest
+        closed,   ///< the agent has gone
+        woken,    ///< by wake()
     };
 
     EventSource();

@@ -140,12 +140,12 @@ ShutdownJob ShutdownJob::ofRequest(const cimple::String& system, uint64 now) {
 ShutdownJob::Progress ShutdownJob::progress(uint64 now, uint32 bootTime) const {
     const uint64 booted = bootTime * kSecond;
     if (booted > submitted) {
-        return {State::Completed, booted};
+        return {State::completed, booted};
     }
     if (now >= submitted + kLongestShutdown) {
-        return {State::Failed, submitted + kLongestShutdown};
+        return {State::failed, submitted + kLongestShutdown};
     }
-    return {State::Running, submitted};
+    return {State::running, submitted};
 }
 
 cimple::Ref<KRM_TBLConcreteJob> ShutdownJob::instance(uint64 now, uint32 bootTime) const {
@@ -155,9 +155,9 @@ cimple::Ref<KRM_TBLConcreteJob> ShutdownJob::instance(uint64 now, uint32 bootTim
     job->TimeOfLastStateChange.set(cimple::Datetime(reached.since, 0));
     job->DeleteOnCompletion = deleteOnCompletion;
     job->TimeBeforeRemoval = timeBeforeRemoval;
-    if (reached.state == State::Completed) {
+    if (reached.state == State::completed) {
         end(*job, kCompleted, kStatusOk);
-    } else if (reached.state == State::Failed) {
+    } else if (reached.state == State::failed) {
         end(*job, kException, kStatusError);
         job->ErrorDescription.set("The machine has not gone down.");
     }
@@ -166,7 +166,7 @@ cimple::Ref<KRM_TBLConcreteJob> ShutdownJob::instance(uint64 now, uint32 bootTim
 
 bool ShutdownJob::isRemoved(uint64 now, uint32 bootTime) const {
     const Progress reached = progress(now, bootTime);
-    if (reached.state == State::Running || !deleteOnCompletion.value) {
+    if (reached.state == State::running || !deleteOnCompletion.value) {
         return false;
     }
     const cimple::Datetime& time = timeBeforeRemoval.value;

@@ -33,7 +33,7 @@ struct ShutdownJob {
     static std::optional<ShutdownJob> parse(const std::string& text);
 
   private:
-    enum class State { Running, Completed, Failed };
+    enum class State { running, completed, failed };
     struct Progress {
         State state;
         cimple::uint64 since;

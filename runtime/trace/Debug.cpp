@@ -69,7 +69,7 @@ void copyText(char* out, std::size_t size, const char* text) {
 
 bool startsWithoutFiles() {
     return &varnock::startMode != nullptr &&
-           varnock::startMode == varnock::StartMode::kWithoutFiles;
+           varnock::startMode == varnock::StartMode::withoutFiles;
 }
 
 }  // namespace

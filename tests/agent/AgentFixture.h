@@ -113,7 +113,7 @@ inline std::string registrationText(unsigned extension, const std::string& name,
 }
 
 /// A server on a loop that the test runs step by step: no thread, no real waiting.
-class ServerTest : public testing::Test {
+class AgentServer : public testing::Test {
   protected:
     void start(Limits limits = {}) {
         server_ = std::make_unique<Server>(

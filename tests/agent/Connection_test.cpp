@@ -7,18 +7,18 @@
 namespace varnock::agent::test {
 namespace {
 
-using ConnectionTest = ServerTest;
+using AgentConnection = AgentServer;
 
 constexpr Limits kImpatient{.patience = std::chrono::milliseconds(1)};
 
-TEST_F(ConnectionTest, AnswersARequest) {
+TEST_F(AgentConnection, AnswersARequest) {
     start();
     Client client(requests());
     EXPECT_EQ(ask(client, FakeMachine::kNumber), kNumberReply);
     EXPECT_EQ(ask(client, FakeMachine::kNumber), kNumberReply);
 }
 
-TEST_F(ConnectionTest, AnswersAFrameThatComesByteByByte) {
+TEST_F(AgentConnection, AnswersAFrameThatComesByteByByte) {
     start();
     Client client(requests());
     for (const char byte : requestFrame(FakeMachine::kNumber)) {
@@ -28,7 +28,7 @@ TEST_F(ConnectionTest, AnswersAFrameThatComesByteByByte) {
     EXPECT_EQ(reply(client), kNumberReply);
 }
 
-TEST_F(ConnectionTest, AnswersSeveralFramesOfOneWriteInTheirOrder) {
+TEST_F(AgentConnection, AnswersSeveralFramesOfOneWriteInTheirOrder) {
     start();
     Client client(requests());
     sendAll(client, requestFrame(FakeMachine::kNumber) + requestFrame(0x0300) +
@@ -38,7 +38,7 @@ TEST_F(ConnectionTest, AnswersSeveralFramesOfOneWriteInTheirOrder) {
     EXPECT_EQ(reply(client), kNumberReply);
 }
 
-TEST_F(ConnectionTest, AnswersGarbageOfTheLargestSizeNegatively) {
+TEST_F(AgentConnection, AnswersGarbageOfTheLargestSizeNegatively) {
     start();
     Client client(requests());
     sendAll(client, encodeFrame(std::string(kFrameLimit - kFrameHeader - 1, '[')));
@@ -46,7 +46,7 @@ TEST_F(ConnectionTest, AnswersGarbageOfTheLargestSizeNegatively) {
     EXPECT_EQ(ask(client, FakeMachine::kNumber), kNumberReply);
 }
 
-TEST_F(ConnectionTest, ClosesAtAFrameAboveTheLimit) {
+TEST_F(AgentConnection, ClosesAtAFrameAboveTheLimit) {
     start();
     Client hostile(requests());
     Client bystander(requests());
@@ -55,7 +55,7 @@ TEST_F(ConnectionTest, ClosesAtAFrameAboveTheLimit) {
     EXPECT_EQ(ask(bystander, FakeMachine::kNumber), kNumberReply);
 }
 
-TEST_F(ConnectionTest, AnswersAClientThatHasEndedSending) {
+TEST_F(AgentConnection, AnswersAClientThatHasEndedSending) {
     start();
     Client client(requests());
     client.send(requestFrame(FakeMachine::kLargeBlock) + requestFrame(FakeMachine::kNumber) +
@@ -65,20 +65,20 @@ TEST_F(ConnectionTest, AnswersAClientThatHasEndedSending) {
     EXPECT_FALSE(client.receive()) << "closed after the last reply";
     EXPECT_NE(client.text().value_or("").find("RAW"), std::string::npos);
     EXPECT_EQ(client.text(), kNumberReply);
-    EXPECT_EQ(server_->connections(Channel::kRequests), 0U);
+    EXPECT_EQ(server_->connections(Channel::requests), 0U);
 }
 
-TEST_F(ConnectionTest, ForgetsAClientThatLeavesInTheMiddle) {
+TEST_F(AgentConnection, ForgetsAClientThatLeavesInTheMiddle) {
     start();
     Client client(requests());
     sendAll(client, requestFrame(FakeMachine::kNumber).substr(0, 9));
-    EXPECT_EQ(server_->connections(Channel::kRequests), 1U);
+    EXPECT_EQ(server_->connections(Channel::requests), 1U);
     client.close();
     pump();
-    EXPECT_EQ(server_->connections(Channel::kRequests), 0U);
+    EXPECT_EQ(server_->connections(Channel::requests), 0U);
 }
 
-TEST_F(ConnectionTest, DoesNotHoardRepliesForAClientThatOnlySends) {
+TEST_F(AgentConnection, DoesNotHoardRepliesForAClientThatOnlySends) {
     start();
     Client greedy(requests());
     constexpr int kRequests = 200;
@@ -105,35 +105,35 @@ TEST_F(ConnectionTest, DoesNotHoardRepliesForAClientThatOnlySends) {
     EXPECT_EQ(machine_.calls, kRequests + 1);
 }
 
-TEST_F(ConnectionTest, DropsAClientThatNeverReads) {
+TEST_F(AgentConnection, DropsAClientThatNeverReads) {
     start(kImpatient);
     Client stuck(requests());
     for (int i = 0; i < 50; ++i) {
         stuck.send(requestFrame(FakeMachine::kLargeBlock));
     }
     pumpUntil([&] { return machine_.calls > 0; });
-    pumpUntil([&] { return server_->connections(Channel::kRequests) == 0; });
+    pumpUntil([&] { return server_->connections(Channel::requests) == 0; });
     Client next(requests());
     EXPECT_EQ(ask(next, FakeMachine::kNumber), kNumberReply);
 }
 
-TEST_F(ConnectionTest, DropsAClientThatDoesNotFinishItsFrame) {
+TEST_F(AgentConnection, DropsAClientThatDoesNotFinishItsFrame) {
     start(kImpatient);
     Client stuck(requests());
     stuck.send(requestFrame(FakeMachine::kNumber).substr(0, 3));
-    pumpUntil([&] { return server_->connections(Channel::kRequests) == 1; });
-    pumpUntil([&] { return server_->connections(Channel::kRequests) == 0; });
+    pumpUntil([&] { return server_->connections(Channel::requests) == 1; });
+    pumpUntil([&] { return server_->connections(Channel::requests) == 0; });
     EXPECT_FALSE(stuck.receive());
 }
 
-TEST_F(ConnectionTest, LeavesAnIdleClientAlone) {
+TEST_F(AgentConnection, LeavesAnIdleClientAlone) {
     start(kImpatient);
     Client idle(requests());
     EXPECT_EQ(ask(idle, FakeMachine::kNumber), kNumberReply);
     Client stuck(requests());
     stuck.send("x");
-    pumpUntil([&] { return server_->connections(Channel::kRequests) == 2; });
-    pumpUntil([&] { return server_->connections(Channel::kRequests) == 1; });
+    pumpUntil([&] { return server_->connections(Channel::requests) == 2; });
+    pumpUntil([&] { return server_->connections(Channel::requests) == 1; });
     EXPECT_EQ(ask(idle, FakeMachine::kNumber), kNumberReply);
 }
 

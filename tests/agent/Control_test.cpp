@@ -11,9 +11,9 @@ namespace {
 
 using testing::HasSubstr;
 
-class ControlTest : public ServerTest {
+class AgentControl : public AgentServer {
   protected:
-    ControlTest() { start(); }
+    AgentControl() { start(); }
     std::string ask(const std::string& request) {
         Client client(controls());
         sendAll(client, encodeFrame(request));
@@ -26,7 +26,7 @@ class ControlTest : public ServerTest {
     }
 };
 
-TEST_F(ControlTest, PushesAnEventToThoseWhoHaveRegistered) {
+TEST_F(AgentControl, PushesAnEventToThoseWhoHaveRegistered) {
     EXPECT_EQ(ask("event " + event(1)), "ok listeners: 0\n");
     Client listener(events());
     sendAll(listener, encodeFrame(registrationText(0x1200, "listener")));
@@ -35,7 +35,7 @@ TEST_F(ControlTest, PushesAnEventToThoseWhoHaveRegistered) {
     EXPECT_EQ(reply(listener), event(2));
 }
 
-TEST_F(ControlTest, TellsWhatTheAgentIsDoing) {
+TEST_F(AgentControl, TellsWhatTheAgentIsDoing) {
     Client request(requests());
     Client listener(events());
     Client other(events());
@@ -48,7 +48,7 @@ TEST_F(ControlTest, TellsWhatTheAgentIsDoing) {
     EXPECT_EQ(ask("status").substr(0, 3), "ok ");
 }
 
-TEST_F(ControlTest, RefusesWhatItDoesNotKnow) {
+TEST_F(AgentControl, RefusesWhatItDoesNotKnow) {
     for (const char* request : {"", "dance", "statuses", "event", "EVENT {}", " status"}) {
         EXPECT_EQ(ask(request), "error no such request") << request;
     }
@@ -59,7 +59,7 @@ TEST_F(ControlTest, RefusesWhatItDoesNotKnow) {
     EXPECT_EQ(server_->eventsPushed(), 0U);
 }
 
-TEST_F(ControlTest, RefusesAnEventThatGrowsBeyondAFrame) {
+TEST_F(AgentControl, RefusesAnEventThatGrowsBeyondAFrame) {
     // Each of these numbers is written with more digits than it was received with.
     std::string numbers = "1E9";
     for (int count = 1; count < 100'000; ++count) {
@@ -70,7 +70,7 @@ TEST_F(ControlTest, RefusesAnEventThatGrowsBeyondAFrame) {
     EXPECT_EQ(ask("event " + event(1)), "ok listeners: 0\n");
 }
 
-TEST_F(ControlTest, RequestsOfTheLibraryAreNotForThisSocket) {
+TEST_F(AgentControl, RequestsOfTheLibraryAreNotForThisSocket) {
     machine_.calls = 0;
     EXPECT_EQ(ask(requestText(FakeMachine::kNumber)), "error no such request");
     EXPECT_EQ(machine_.calls, 0);

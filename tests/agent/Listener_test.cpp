@@ -11,7 +11,7 @@
 namespace varnock::agent::test {
 namespace {
 
-class ListenerTest : public testing::Test {
+class AgentListener : public testing::Test {
   protected:
     std::string path() const { return directory_.file("ragdsj"); }
     mode_t permissions() const {
@@ -43,7 +43,7 @@ class ListenerTest : public testing::Test {
     varnock::test::TemporaryDirectory directory_;
 };
 
-TEST_F(ListenerTest, GivesExactlyThePermissionsAskedForWhateverTheUmask) {
+TEST_F(AgentListener, GivesExactlyThePermissionsAskedForWhateverTheUmask) {
     umask(0);
     {
         const Listener listener(path(), 0600);
@@ -56,35 +56,35 @@ TEST_F(ListenerTest, GivesExactlyThePermissionsAskedForWhateverTheUmask) {
     }
 }
 
-TEST_F(ListenerTest, RemovesItsSocket) {
+TEST_F(AgentListener, RemovesItsSocket) {
     { const Listener listener(path(), 0600); }
     EXPECT_FALSE(std::filesystem::exists(path()));
 }
 
-TEST_F(ListenerTest, ReplacesAStaleSocket) {
+TEST_F(AgentListener, ReplacesAStaleSocket) {
     leaveStaleSocket();
     const Listener listener(path(), 0600);
     EXPECT_TRUE(Client(path()).connected());
 }
 
-TEST_F(ListenerTest, RefusesALiveSocketAndLeavesItAlone) {
+TEST_F(AgentListener, RefusesALiveSocketAndLeavesItAlone) {
     const Listener first(path(), 0600);
     EXPECT_EQ(failure(), path() + ": another agent is listening there");
     EXPECT_TRUE(Client(path()).connected());
 }
 
-TEST_F(ListenerTest, RefusesWhatIsNoSocket) {
+TEST_F(AgentListener, RefusesWhatIsNoSocket) {
     std::ofstream(path()) << "precious";
     EXPECT_EQ(failure(), path() + ": stands there already and is no socket");
     EXPECT_EQ(std::filesystem::file_size(path()), 8U);
 }
 
-TEST_F(ListenerTest, RefusesAPathThatIsTooLong) {
+TEST_F(AgentListener, RefusesAPathThatIsTooLong) {
     const std::string longPath = directory_.file(std::string(120, 'x'));
     EXPECT_THROW(Listener(longPath, 0600), StartError);
 }
 
-TEST_F(ListenerTest, LeavesASuccessorsSocketAlone) {
+TEST_F(AgentListener, LeavesASuccessorsSocketAlone) {
     auto first = std::make_unique<Listener>(path(), 0600);
     std::filesystem::rename(path(), directory_.file("moved"));
     const Listener second(path(), 0600);
@@ -92,7 +92,7 @@ TEST_F(ListenerTest, LeavesASuccessorsSocketAlone) {
     EXPECT_TRUE(Client(path()).connected());
 }
 
-TEST_F(ListenerTest, TakesOverAnInheritedSocketAndDoesNotRemoveIt) {
+TEST_F(AgentListener, TakesOverAnInheritedSocketAndDoesNotRemoveIt) {
     const Listener other(directory_.file("ragdaj"), 0600);
     const Listener made(path(), 0600);
     std::vector<FileDescriptor> inherited;
@@ -107,7 +107,7 @@ TEST_F(ListenerTest, TakesOverAnInheritedSocketAndDoesNotRemoveIt) {
     EXPECT_FALSE(takeInherited(inherited, "ragdsj"));
 }
 
-TEST_F(ListenerTest, LetsOneAgentAtATimeStartInADirectory) {
+TEST_F(AgentListener, LetsOneAgentAtATimeStartInADirectory) {
     FileDescriptor lock = lockDirectory(directory_.path());
     EXPECT_THROW(lockDirectory(directory_.path()), StartError);
     lock.reset();

@@ -12,10 +12,10 @@ using varnock::test::ProcessResult;
 using varnock::test::runProcess;
 using varnock::test::Subprocess;
 
-class RunTest : public testing::Test {
+class Run : public testing::Test {
   protected:
     // Private directories are created here, so that the test can check what is left of them.
-    RunTest() {
+    Run() {
         std::filesystem::create_directories(parent());
         setenv("TMPDIR", parent().c_str(), 1);
     }
@@ -43,19 +43,19 @@ class RunTest : public testing::Test {
     varnock::test::TemporaryDirectory directory_;
 };
 
-TEST_F(RunTest, ExitsWithTheStatusOfTheCommand) {
+TEST_F(Run, ExitsWithTheStatusOfTheCommand) {
     for (const int status : {0, 1, 7, 255}) {
         EXPECT_EQ(shell("exit " + std::to_string(status)).status, status);
         EXPECT_TRUE(nothingLeft());
     }
 }
 
-TEST_F(RunTest, TellsTheSignalThatEndedTheCommand) {
+TEST_F(Run, TellsTheSignalThatEndedTheCommand) {
     EXPECT_EQ(shell("kill -9 $$").status, 128 + SIGKILL);
     EXPECT_TRUE(nothingLeft());
 }
 
-TEST_F(RunTest, TellsWhyACommandCannotBeRun) {
+TEST_F(Run, TellsWhyACommandCannotBeRun) {
     const auto missing = run({"no-such-command"});
     EXPECT_EQ(missing.status, 127);
     EXPECT_EQ(untraced(missing.err), "varnock-agent: no-such-command: No such file or directory\n");
@@ -66,13 +66,13 @@ TEST_F(RunTest, TellsWhyACommandCannotBeRun) {
     EXPECT_TRUE(nothingLeft());
 }
 
-TEST_F(RunTest, PassesTheWordsOfTheCommandOnUntouched) {
+TEST_F(Run, PassesTheWordsOfTheCommandOnUntouched) {
     const auto process = run({"printf", "%s|", "--dir", "-x", "", "[a]", "--", "serve"});
     EXPECT_EQ(process.status, 0);
     EXPECT_EQ(process.out, "--dir|-x||[a]|--|serve|");
 }
 
-TEST_F(RunTest, ShowsTheCommandItsSocketsAndARegistry) {
+TEST_F(Run, ShowsTheCommandItsSocketsAndARegistry) {
     unsetenv("QX_SYSTEM_DIR");
     const auto process = shell(
         "test -S $QX_RAGD_SOCKET_DIR/ragdsj && test -S $QX_RAGD_SOCKET_DIR/ragdaj && "
@@ -81,7 +81,7 @@ TEST_F(RunTest, ShowsTheCommandItsSocketsAndARegistry) {
     EXPECT_EQ(process.out, "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n");
 }
 
-TEST_F(RunTest, SetsTheTraceApartUnlessTheUserHas) {
+TEST_F(Run, SetsTheTraceApartUnlessTheUserHas) {
     for (const char* name : {"QX_SYSTEM_DIR", "QX_LOG_RINGBUF_DIR", "QX_LOG_RINGBUF_WEIGHT",
                              "QX_LOG_NOHDR_TOSDTERR", "QX_LOG_RINGBUF_PER_PROCESS"}) {
         unsetenv(name);
@@ -104,7 +104,7 @@ TEST_F(RunTest, SetsTheTraceApartUnlessTheUserHas) {
     EXPECT_EQ(own.out, "/own/system 3 0 " + directory_.path().string() + "\n");
 }
 
-TEST_F(RunTest, PutsTheSocketsWhereTheUserWantsThem) {
+TEST_F(Run, PutsTheSocketsWhereTheUserWantsThem) {
     const std::string place = directory_.file("mine");
     std::filesystem::create_directory(place);
     std::filesystem::current_path(directory_.path());
@@ -115,14 +115,14 @@ TEST_F(RunTest, PutsTheSocketsWhereTheUserWantsThem) {
     EXPECT_TRUE(nothingLeft());
 }
 
-TEST_F(RunTest, FailsWhenItCannotListen) {
+TEST_F(Run, FailsWhenItCannotListen) {
     const auto process = run({"true"}, {"--dir", directory_.file("none")});
     EXPECT_EQ(process.status, 1);
     EXPECT_NE(untraced(process.err).find("No such file or directory"), std::string::npos);
     EXPECT_TRUE(nothingLeft());
 }
 
-TEST_F(RunTest, KeepsTheDirectoryWhenAsked) {
+TEST_F(Run, KeepsTheDirectoryWhenAsked) {
     const auto process = run({"true"}, {"--keep"});
     EXPECT_EQ(process.status, 0);
     const auto kept = std::filesystem::directory_iterator(parent())->path();
@@ -131,7 +131,7 @@ TEST_F(RunTest, KeepsTheDirectoryWhenAsked) {
     EXPECT_FALSE(std::filesystem::exists(kept / "ragdsj"));
 }
 
-TEST_F(RunTest, PassesSignalsOn) {
+TEST_F(Run, PassesSignalsOn) {
     Subprocess process(
         line({"sh", "-c", "trap 'exit 33' TERM; echo ready; while :; do sleep 0.01; done"}));
     ASSERT_TRUE(process.waitForOutput("ready"));
@@ -140,7 +140,7 @@ TEST_F(RunTest, PassesSignalsOn) {
     EXPECT_TRUE(nothingLeft());
 }
 
-TEST_F(RunTest, LeavesNothingBehindWhenItIsKilled) {
+TEST_F(Run, LeavesNothingBehindWhenItIsKilled) {
     Inherited inherited;
     Subprocess process(line({"sh", "-c", "echo ready; exec sleep 1000"}));
     ASSERT_TRUE(process.waitForOutput("ready"));
@@ -152,13 +152,13 @@ TEST_F(RunTest, LeavesNothingBehindWhenItIsKilled) {
     EXPECT_TRUE(nothingLeft());
 }
 
-TEST_F(RunTest, GivesTheCommandItsSignalsBack) {
+TEST_F(Run, GivesTheCommandItsSignalsBack) {
     // A shell that waits for a blocked signal would never end.
     EXPECT_EQ(shell("kill -TERM $$; sleep 1000").status, 128 + SIGTERM);
     EXPECT_EQ(shell("kill -USR1 $$; sleep 1000").status, 128 + SIGUSR1);
 }
 
-TEST_F(RunTest, RunsAnAgentWithinAnAgent) {
+TEST_F(Run, RunsAnAgentWithinAnAgent) {
     const auto process = run({VARNOCK_AGENT_PATH, "run", "--", "sh", "-c", "exit 5"});
     EXPECT_EQ(process.status, 5);
     EXPECT_TRUE(nothingLeft());

@@ -16,9 +16,9 @@ using varnock::test::ProcessResult;
 using varnock::test::runProcess;
 using varnock::test::Subprocess;
 
-class ServeTest : public testing::Test {
+class Serve : public testing::Test {
   protected:
-    ServeTest() { std::filesystem::create_directory(sockets()); }
+    Serve() { std::filesystem::create_directory(sockets()); }
 
     std::string sockets() const { return directory_.file("s"); }
     std::string requests() const { return sockets() + "/ragdsj"; }
@@ -36,7 +36,7 @@ class ServeTest : public testing::Test {
     Manager manager_{directory_};
 };
 
-TEST_F(ServeTest, EndsOnEachSignalWithTheSocketsGone) {
+TEST_F(Serve, EndsOnEachSignalWithTheSocketsGone) {
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         const auto agent = serve({"--host", "--dir", sockets()});
         EXPECT_TRUE(Client(requests()).connected());
@@ -48,7 +48,7 @@ TEST_F(ServeTest, EndsOnEachSignalWithTheSocketsGone) {
     }
 }
 
-TEST_F(ServeTest, EndsThoughClientsAreStuck) {
+TEST_F(Serve, EndsThoughClientsAreStuck) {
     const auto agent = serve({"--dir", sockets()});
     Client half(requests());
     half.send("ab");
@@ -61,7 +61,7 @@ TEST_F(ServeTest, EndsThoughClientsAreStuck) {
     EXPECT_TRUE(std::filesystem::is_empty(sockets()));
 }
 
-TEST_F(ServeTest, RefusesToStartBesideALiveAgent) {
+TEST_F(Serve, RefusesToStartBesideALiveAgent) {
     const auto agent = serve({"--dir", sockets()});
     const ProcessResult second = runProcess({VARNOCK_AGENT_PATH, "serve", "--dir", sockets()});
     EXPECT_EQ(second.status, 1);
@@ -70,7 +70,7 @@ TEST_F(ServeTest, RefusesToStartBesideALiveAgent) {
     EXPECT_TRUE(Client(requests()).connected());
 }
 
-TEST_F(ServeTest, ReplacesTheSocketsOfAKilledAgent) {
+TEST_F(Serve, ReplacesTheSocketsOfAKilledAgent) {
     auto agent = serve({"--dir", sockets()});
     agent.reset();
     EXPECT_TRUE(std::filesystem::exists(requests()));
@@ -78,14 +78,14 @@ TEST_F(ServeTest, ReplacesTheSocketsOfAKilledAgent) {
     EXPECT_TRUE(Client(requests()).connected());
 }
 
-TEST_F(ServeTest, GivesTheSocketsTheModeAskedFor) {
+TEST_F(Serve, GivesTheSocketsTheModeAskedFor) {
     const auto agent = serve({"--dir", sockets(), "--mode", "660"});
     struct stat found {};
     ASSERT_EQ(stat(requests().c_str(), &found), 0);
     EXPECT_EQ(found.st_mode & 0777, 0660U);
 }
 
-TEST_F(ServeTest, TakesTheDirectoryFromTheEnvironment) {
+TEST_F(Serve, TakesTheDirectoryFromTheEnvironment) {
     setenv("QX_RAGD_SOCKET_DIR", sockets().c_str(), 1);
     const auto agent = serve({});
     EXPECT_TRUE(Client(requests()).connected());
@@ -107,7 +107,7 @@ std::optional<ProcessResult> whereDevIsPrivate(const std::string& script,
     return run(script);
 }
 
-TEST_F(ServeTest, TakesTheProductionPlaceWhenAskedAndNeverFromALiveAgent) {
+TEST_F(Serve, TakesTheProductionPlaceWhenAskedAndNeverFromALiveAgent) {
     // The option takes precedence over the environment.
     const auto result = whereDevIsPrivate(
         "\"$0\" serve --production & first=$!; "
@@ -129,7 +129,7 @@ TEST_F(ServeTest, TakesTheProductionPlaceWhenAskedAndNeverFromALiveAgent) {
     EXPECT_TRUE(std::filesystem::is_empty(sockets()));
 }
 
-TEST_F(ServeTest, ServesTheSocketsOfTheServiceManager) {
+TEST_F(Serve, ServesTheSocketsOfTheServiceManager) {
     FileDescriptor door(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;

@@ -15,7 +15,7 @@ unsigned eventNumber(const std::string& text) {
     return record.DataDWord();
 }
 
-TEST_F(ServerTest, ListensOnItsSocketsForItsOwnerAlone) {
+TEST_F(AgentServer, ListensOnItsSocketsForItsOwnerAlone) {
     start();
     for (const std::string& path : {requests(), events(), controls()}) {
         struct stat found {};
@@ -27,7 +27,7 @@ TEST_F(ServerTest, ListensOnItsSocketsForItsOwnerAlone) {
     EXPECT_TRUE(std::filesystem::is_empty(directory_.path()));
 }
 
-TEST_F(ServerTest, TheControlSocketIsItsOwnersWhateverTheModeOfTheOthers) {
+TEST_F(AgentServer, TheControlSocketIsItsOwnersWhateverTheModeOfTheOthers) {
     const Server server(loop_.get(), machine_, {.directory = directory_.path(), .mode = 0666});
     struct stat found {};
     ASSERT_EQ(lstat(requests().c_str(), &found), 0);
@@ -36,13 +36,13 @@ TEST_F(ServerTest, TheControlSocketIsItsOwnersWhateverTheModeOfTheOthers) {
     EXPECT_EQ(found.st_mode & 0777, 0600U);
 }
 
-TEST_F(ServerTest, LeavesNothingBehindWhenTheSecondSocketCannotBeMade) {
+TEST_F(AgentServer, LeavesNothingBehindWhenTheSecondSocketCannotBeMade) {
     std::filesystem::create_directory(events());
     EXPECT_THROW(start(), StartError);
     EXPECT_FALSE(std::filesystem::exists(requests()));
 }
 
-TEST_F(ServerTest, RefusesADirectoryThatAnotherServes) {
+TEST_F(AgentServer, RefusesADirectoryThatAnotherServes) {
     start();
     Server* const first = server_.get();
     EXPECT_THROW(Server(loop_.get(), machine_, {.directory = directory_.path()}), StartError);
@@ -51,18 +51,18 @@ TEST_F(ServerTest, RefusesADirectoryThatAnotherServes) {
     EXPECT_EQ(server_.get(), first);
 }
 
-TEST_F(ServerTest, RefusesAMissingDirectory) {
+TEST_F(AgentServer, RefusesAMissingDirectory) {
     EXPECT_THROW(Server(loop_.get(), machine_, {.directory = directory_.file("none")}), StartError);
 }
 
-TEST_F(ServerTest, ClosesConnectionsAboveTheLimitAndServesTheOthers) {
+TEST_F(AgentServer, ClosesConnectionsAboveTheLimitAndServesTheOthers) {
     start({.connections = 3});
     std::vector<Client> clients;
     for (int i = 0; i < 10; ++i) {
         clients.emplace_back(requests());
     }
     pump();
-    EXPECT_EQ(server_->connections(Channel::kRequests), 3U);
+    EXPECT_EQ(server_->connections(Channel::requests), 3U);
     EXPECT_TRUE(closed(clients[3]));
     EXPECT_TRUE(closed(clients[9]));
     EXPECT_EQ(ask(clients[2], FakeMachine::kNumber), kNumberReply);
@@ -75,7 +75,7 @@ TEST_F(ServerTest, ClosesConnectionsAboveTheLimitAndServesTheOthers) {
     EXPECT_EQ(ask(next, FakeMachine::kNumber), kNumberReply);
 }
 
-TEST_F(ServerTest, ServesHundredsOfClients) {
+TEST_F(AgentServer, ServesHundredsOfClients) {
     start();
     std::vector<Client> clients;
     for (int i = 0; i < 300; ++i) {
@@ -87,7 +87,7 @@ TEST_F(ServerTest, ServesHundredsOfClients) {
     }
 }
 
-TEST_F(ServerTest, LetsClientsInAgainAfterTheDescriptorsHadRunOut) {
+TEST_F(AgentServer, LetsClientsInAgainAfterTheDescriptorsHadRunOut) {
     start();
     Client client(requests());
     rlimit limit{};
@@ -95,13 +95,13 @@ TEST_F(ServerTest, LetsClientsInAgainAfterTheDescriptorsHadRunOut) {
     const rlimit none{static_cast<rlim_t>(client.fd()), limit.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
     pump();
-    EXPECT_EQ(server_->connections(Channel::kRequests), 0U);
+    EXPECT_EQ(server_->connections(Channel::requests), 0U);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-    pumpUntil([&] { return server_->connections(Channel::kRequests) == 1; });
+    pumpUntil([&] { return server_->connections(Channel::requests) == 1; });
     EXPECT_EQ(ask(client, FakeMachine::kNumber), kNumberReply);
 }
 
-TEST_F(ServerTest, PushesEventsToRegisteredClientsAlone) {
+TEST_F(AgentServer, PushesEventsToRegisteredClientsAlone) {
     start();
     Client registered(events());
     Client other(registered.connected() ? events() : "");
@@ -115,10 +115,10 @@ TEST_F(ServerTest, PushesEventsToRegisteredClientsAlone) {
     EXPECT_EQ(server_->eventsPushed(), 1U);
     EXPECT_EQ(reply(registered), event.Export());
     EXPECT_EQ(reply(other), std::nullopt);
-    EXPECT_EQ(server_->connections(Channel::kEvents), 2U);
+    EXPECT_EQ(server_->connections(Channel::events), 2U);
 }
 
-TEST_F(ServerTest, DropsAListenerThatDoesNotReadAndKeepsTheOthers) {
+TEST_F(AgentServer, DropsAListenerThatDoesNotReadAndKeepsTheOthers) {
     start({.queuedEvents = 10'000});
     Client reader(events());
     Client stuck(events());
@@ -128,7 +128,7 @@ TEST_F(ServerTest, DropsAListenerThatDoesNotReadAndKeepsTheOthers) {
     }
     unsigned pushed = 0;
     unsigned seen = 0;
-    while (server_->connections(Channel::kEvents) == 2) {
+    while (server_->connections(Channel::events) == 2) {
         SipJson event(0x0B11, 0, 0, 0, 0);
         event.SetDataDWord(pushed++, 0);
         server_->pushEvent(event);
@@ -140,7 +140,7 @@ TEST_F(ServerTest, DropsAListenerThatDoesNotReadAndKeepsTheOthers) {
     EXPECT_EQ(ask(reader, FakeMachine::kNumber), kNumberReply);
 }
 
-TEST_F(ServerTest, RefusesAnEventThatFitsNoFrame) {
+TEST_F(AgentServer, RefusesAnEventThatFitsNoFrame) {
     start();
     SipJson event(0x0B11, 0, 0, 0, 0);
     event.SetDataString(std::string(kFrameLimit, 'x').c_str(), 0);

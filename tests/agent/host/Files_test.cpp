@@ -9,7 +9,7 @@
 namespace varnock::agent {
 namespace {
 
-class FilesTest : public testing::Test {
+class HostFiles : public testing::Test {
   protected:
     std::string written(const std::string& content) {
         std::ofstream(directory_.file("f")) << content;
@@ -18,28 +18,28 @@ class FilesTest : public testing::Test {
     varnock::test::TemporaryDirectory directory_;
 };
 
-TEST_F(FilesTest, ReadsAFileUpToTheLimit) {
+TEST_F(HostFiles, ReadsAFileUpToTheLimit) {
     const std::string content(10'000, 'x');
     EXPECT_EQ(readFile(written(content)), content);
     EXPECT_EQ(readFile(written(content), 5000), std::string(5000, 'x'));
     EXPECT_EQ(readFile(written("")), "");
 }
 
-TEST_F(FilesTest, HasNothingWhereNothingCanBeRead) {
+TEST_F(HostFiles, HasNothingWhereNothingCanBeRead) {
     EXPECT_EQ(readFile(directory_.file("missing")), std::nullopt);
     EXPECT_EQ(readFile(directory_.path()), std::nullopt);
     EXPECT_EQ(readLine(directory_.file("missing")), std::nullopt);
     EXPECT_EQ(readNumber(directory_.file("missing")), std::nullopt);
 }
 
-TEST_F(FilesTest, ReadsTheFirstLineTrimmed) {
+TEST_F(HostFiles, ReadsTheFirstLineTrimmed) {
     EXPECT_EQ(readLine(written("  one two \t\r\nthree\n")), "one two");
     EXPECT_EQ(readLine(written("no newline")), "no newline");
     EXPECT_EQ(readLine(written("\nsecond\n")), std::nullopt);
     EXPECT_EQ(readLine(written(" \n")), std::nullopt);
 }
 
-TEST_F(FilesTest, ReadsNumbersAndNothingElse) {
+TEST_F(HostFiles, ReadsNumbersAndNothingElse) {
     EXPECT_EQ(readNumber(written("2445432\n")), 2445432U);
     EXPECT_EQ(readNumber(written("12 x\n")), std::nullopt);
     EXPECT_EQ(readNumber(written("-1\n")), std::nullopt);

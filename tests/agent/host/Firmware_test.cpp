@@ -9,9 +9,9 @@
 namespace varnock::agent {
 namespace {
 
-class FirmwareTest : public testing::Test {
+class HostFirmware : public testing::Test {
   protected:
-    FirmwareTest() {
+    HostFirmware() {
         std::filesystem::create_directories(texts_);
         std::filesystem::create_directories(tables_);
     }
@@ -31,7 +31,7 @@ class FirmwareTest : public testing::Test {
     Firmware firmware_{root_.path()};
 };
 
-TEST_F(FirmwareTest, ReadsTheTextsThatTheKernelShows) {
+TEST_F(HostFirmware, ReadsTheTextsThatTheKernelShows) {
     writeText("board_vendor", "Maker Inc.");
     writeText("board_serial", " ");
     EXPECT_EQ(firmware_.text("board_vendor"), "Maker Inc.");
@@ -39,7 +39,7 @@ TEST_F(FirmwareTest, ReadsTheTextsThatTheKernelShows) {
     EXPECT_EQ(firmware_.text("board_name"), std::nullopt);
 }
 
-TEST_F(FirmwareTest, HasNothingWithoutTableAndTexts) {
+TEST_F(HostFirmware, HasNothingWithoutTableAndTexts) {
     EXPECT_TRUE(firmware_.systems().empty());
     EXPECT_TRUE(firmware_.boards().empty());
     EXPECT_TRUE(firmware_.chassis().empty());
@@ -50,7 +50,7 @@ TEST_F(FirmwareTest, HasNothingWithoutTableAndTexts) {
     EXPECT_EQ(firmware_.uuid(), std::nullopt);
 }
 
-TEST_F(FirmwareTest, TakesTheTextsForOneOfEachWithoutATable) {
+TEST_F(HostFirmware, TakesTheTextsForOneOfEachWithoutATable) {
     for (const char* name :
          {"sys_vendor", "product_name", "product_version", "product_serial", "board_vendor",
           "board_name", "board_version", "board_serial", "board_asset_tag", "chassis_vendor",
@@ -77,7 +77,7 @@ TEST_F(FirmwareTest, TakesTheTextsForOneOfEachWithoutATable) {
     EXPECT_EQ(firmware_.uuid(), "the uuid");
 }
 
-TEST_F(FirmwareTest, PrefersTheTable) {
+TEST_F(HostFirmware, PrefersTheTable) {
     writeText("board_name", "another");
     writeText("chassis_asset_tag", "another");
     writeText("bios_version", "another");
@@ -90,14 +90,14 @@ TEST_F(FirmwareTest, PrefersTheTable) {
     EXPECT_EQ(firmware_.memoryModules()->size(), 2U);
 }
 
-TEST_F(FirmwareTest, PrefersTheUuidAsTheKernelWritesIt) {
+TEST_F(HostFirmware, PrefersTheUuidAsTheKernelWritesIt) {
     writeTable();
     EXPECT_EQ(firmware_.uuid(), "33221100-5544-7766-8899-aabbccddeeff");
     writeText("product_uuid", "the kernel's");
     EXPECT_EQ(firmware_.uuid(), "the kernel's");
 }
 
-TEST_F(FirmwareTest, FindsATableThatComesLaterAndKeepsIt) {
+TEST_F(HostFirmware, FindsATableThatComesLaterAndKeepsIt) {
     EXPECT_TRUE(firmware_.boards().empty());
     writeTable();
     EXPECT_EQ(firmware_.boards().size(), 2U);
@@ -105,7 +105,7 @@ TEST_F(FirmwareTest, FindsATableThatComesLaterAndKeepsIt) {
     EXPECT_EQ(firmware_.boards().size(), 2U);
 }
 
-TEST_F(FirmwareTest, DoesNotAskTheMemoryOfThisMachineAboutAnother) {
+TEST_F(HostFirmware, DoesNotAskTheMemoryOfThisMachineAboutAnother) {
     const SmbiosBytes table = typicalFirmware().table();
     const SmbiosBytes entry =
         SmbiosBuilder::entry2(0xF8000, static_cast<std::uint16_t>(table.size()));

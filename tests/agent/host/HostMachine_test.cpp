@@ -45,7 +45,7 @@ void expectNegative(const Answer& answer) {
 }
 
 /// A recorded machine with firmware texts, a PCI device and an operating system.
-class HostMachineTest : public testing::Test {
+class HostAnswers : public testing::Test {
   protected:
     void write(const std::string& path, const std::string& content) {
         std::filesystem::create_directories((root_.path() / path).parent_path());
@@ -57,7 +57,7 @@ class HostMachineTest : public testing::Test {
     HostMachine host_;
 };
 
-TEST_F(HostMachineTest, AnswersWhatAClientAsksWhenItStarts) {
+TEST_F(HostAnswers, AnswersWhatAClientAsksWhenItStarts) {
     EXPECT_EQ(number(ask(host_, 0xE204)), 0U);
     EXPECT_TRUE(text(ask(host_, kConfiguration, 0x0201)));
     EXPECT_EQ(number(ask(host_, kConfiguration, 0x3812)), 0U);
@@ -66,7 +66,7 @@ TEST_F(HostMachineTest, AnswersWhatAClientAsksWhenItStarts) {
     EXPECT_EQ(number(ask(host_, 0xE209)), 0U);
 }
 
-TEST_F(HostMachineTest, AnswersTheFirmwareTexts) {
+TEST_F(HostAnswers, AnswersTheFirmwareTexts) {
     const std::set<std::pair<unsigned, std::string>> rows = {
         {0x0100, "chassis_serial"}, {0x0105, "chassis_version"}, {0x010A, "chassis_vendor"},
         {0x0200, "board_serial"},   {0x0205, "board_version"},   {0x0208, "board_name"},
@@ -83,9 +83,9 @@ TEST_F(HostMachineTest, AnswersTheFirmwareTexts) {
 }
 
 /// The same with a firmware table in the kernel's files.
-class FirmwareMachineTest : public HostMachineTest {
+class FirmwareAnswers : public HostAnswers {
   protected:
-    FirmwareMachineTest() { writeTable(typicalFirmware()); }
+    FirmwareAnswers() { writeTable(typicalFirmware()); }
     void writeTable(const SmbiosBuilder& firmware) {
         const SmbiosBytes table = firmware.table();
         const SmbiosBytes entry = SmbiosBuilder::entry3(0, 0x10000);
@@ -94,7 +94,7 @@ class FirmwareMachineTest : public HostMachineTest {
     }
 };
 
-TEST_F(FirmwareMachineTest, AnswersTheTextsOfChassisBoardsAndCabinet) {
+TEST_F(FirmwareAnswers, AnswersTheTextsOfChassisBoardsAndCabinet) {
     const std::map<unsigned, std::string> rows = {{0x0100, "C-1"},
                                                   {0x0101, "CSKU"},
                                                   {0x0105, "C2"},
@@ -122,7 +122,7 @@ TEST_F(FirmwareMachineTest, AnswersTheTextsOfChassisBoardsAndCabinet) {
     EXPECT_EQ(text(ask(machine_, kText, 0x1510)), "33221100-5544-7766-8899-aabbccddeeff");
 }
 
-TEST_F(FirmwareMachineTest, CountsTheBoards) {
+TEST_F(FirmwareAnswers, CountsTheBoards) {
     EXPECT_EQ(number(ask(machine_, 0x0D00)), 2U);
     EXPECT_EQ(text(ask(machine_, kText, 0x0208, 1)), "Riser");
     expectNegative(ask(machine_, kText, 0x0208, 2));
@@ -132,7 +132,7 @@ TEST_F(FirmwareMachineTest, CountsTheBoards) {
     expectNegative(ask(machine_, 0x0D04, 0, 2));
 }
 
-TEST_F(FirmwareMachineTest, AnswersOfTheMemoryModules) {
+TEST_F(FirmwareAnswers, AnswersOfTheMemoryModules) {
     EXPECT_EQ(number(ask(machine_, 0x0700)), 2U);
     EXPECT_EQ(text(ask(machine_, 0x0702)), "DIMM A1");
     EXPECT_EQ(bytes(ask(machine_, 0x0703)), (Answer::Bytes{0x1A}));
@@ -157,7 +157,7 @@ TEST_F(FirmwareMachineTest, AnswersOfTheMemoryModules) {
     expectNegative(ask(machine_, kText, 0x0305));
 }
 
-TEST_F(FirmwareMachineTest, AnswersOfEveryMemoryModuleWhatIsKnown) {
+TEST_F(FirmwareAnswers, AnswersOfEveryMemoryModuleWhatIsKnown) {
     EXPECT_EQ(text(ask(machine_, 0x0702, 0, 1)), "DIMM B1");
     EXPECT_EQ(number(ask(machine_, 0x070A, 0, 1)), 512U);
     for (const unsigned opcode : {0x0703U, 0x0709U, 0x070DU, 0x070EU, 0x070FU}) {
@@ -171,7 +171,7 @@ TEST_F(FirmwareMachineTest, AnswersOfEveryMemoryModuleWhatIsKnown) {
     }
 }
 
-TEST_F(FirmwareMachineTest, AnswersOfTheFirmwareItself) {
+TEST_F(FirmwareAnswers, AnswersOfTheFirmwareItself) {
     EXPECT_EQ(number(ask(machine_, 0x3390)), 1U);
     EXPECT_EQ(text(ask(machine_, 0x3392)), "BIOS");
     EXPECT_EQ(text(ask(machine_, 0x3394)), "F 1.2");
@@ -179,7 +179,7 @@ TEST_F(FirmwareMachineTest, AnswersOfTheFirmwareItself) {
     expectNegative(ask(machine_, 0x3394, 0, 1));
 }
 
-TEST_F(FirmwareMachineTest, AnswersOfTheSocketsWhereTheCountsAgree) {
+TEST_F(FirmwareAnswers, AnswersOfTheSocketsWhereTheCountsAgree) {
     Topology topology;
     SmbiosBuilder firmware;
     for (unsigned i = 0; i < topology.packages(); ++i) {
@@ -208,7 +208,7 @@ TEST_F(FirmwareMachineTest, AnswersOfTheSocketsWhereTheCountsAgree) {
     expectNegative(ask(machine_, kText, 0x0A00, 0xFFFFFFFF));
 }
 
-TEST_F(FirmwareMachineTest, GuessesNoSocketWhereTheCountsDiffer) {
+TEST_F(FirmwareAnswers, GuessesNoSocketWhereTheCountsDiffer) {
     Topology topology;
     SmbiosBuilder firmware;
     for (unsigned i = 0; i <= topology.packages(); ++i) {
@@ -223,7 +223,7 @@ TEST_F(FirmwareMachineTest, GuessesNoSocketWhereTheCountsDiffer) {
     EXPECT_NE(text(ask(machine_, 0x0602)), "Socket");
 }
 
-TEST_F(HostMachineTest, AnswersOfARecordedFirmware) {
+TEST_F(HostAnswers, AnswersOfARecordedFirmware) {
     const std::filesystem::path recorded(VARNOCK_TEST_DATA_DIR "/smbios/qemu");
     const auto tables = root_.path() / "sys/firmware/dmi/tables";
     std::filesystem::create_directories(tables);
@@ -237,7 +237,7 @@ TEST_F(HostMachineTest, AnswersOfARecordedFirmware) {
     EXPECT_EQ(text(ask(machine_, kText, 0x1510)), "33221100-5544-7766-8899-aabbccddeeff");
 }
 
-TEST_F(HostMachineTest, ATableThatIsNoneIsNotAvailable) {
+TEST_F(HostAnswers, ATableThatIsNoneIsNotAvailable) {
     write("sys/firmware/dmi/tables/DMI", std::string(3000, '\xFF'));
     write("sys/firmware/dmi/tables/smbios_entry_point", std::string(64, '_'));
     for (const unsigned opcode : {0x0700U, 0x0702U, 0x070AU, 0x0D00U, 0x0D04U, 0x3390U, 0x3394U}) {
@@ -248,7 +248,7 @@ TEST_F(HostMachineTest, ATableThatIsNoneIsNotAvailable) {
     }
 }
 
-TEST_F(HostMachineTest, PrefersTheUuidOfTheFirmware) {
+TEST_F(HostAnswers, PrefersTheUuidOfTheFirmware) {
     expectNegative(ask(machine_, kText, 0x1510));
     expectNegative(ask(machine_, 0x0D00));
     write("etc/machine-id", "3d1219c7c4c5404aaa1f6d2a48adfda4\n");
@@ -259,7 +259,7 @@ TEST_F(HostMachineTest, PrefersTheUuidOfTheFirmware) {
               "4C4C4544-0042-4E10-8058-B7C04F4B3333");
 }
 
-TEST_F(HostMachineTest, AnswersOfTheOperatingSystem) {
+TEST_F(HostAnswers, AnswersOfTheOperatingSystem) {
     expectNegative(ask(machine_, kText, 0xA708));
     write("etc/os-release", "PRETTY_NAME='An OS'\nVERSION='9'\nID=debian\n");
     EXPECT_EQ(text(ask(machine_, kText, 0xA708, 0, kNoCabinet)), "An OS");
@@ -270,7 +270,7 @@ TEST_F(HostMachineTest, AnswersOfTheOperatingSystem) {
     EXPECT_LE(number(ask(host_, 0x0920, 0, 0, kNoCabinet)).value_or(101), 100U);
 }
 
-TEST_F(HostMachineTest, AnswersOfEveryProcessor) {
+TEST_F(HostAnswers, AnswersOfEveryProcessor) {
     const unsigned count = configuredProcessors();
     EXPECT_EQ(number(ask(host_, 0x0600)), count);
     EXPECT_EQ(number(ask(host_, 0x0614)), count);
@@ -286,7 +286,7 @@ TEST_F(HostMachineTest, AnswersOfEveryProcessor) {
     expectNegative(ask(host_, 0x0619));
 }
 
-TEST_F(HostMachineTest, KnowsNoProcessorAboveTheCount) {
+TEST_F(HostAnswers, KnowsNoProcessorAboveTheCount) {
     const unsigned count = configuredProcessors();
     for (unsigned opcode = 0x0601; opcode <= 0x061F; ++opcode) {
         if (opcode != 0x0614) {
@@ -299,7 +299,7 @@ TEST_F(HostMachineTest, KnowsNoProcessorAboveTheCount) {
     expectNegative(ask(host_, 0x0600, 0, 1));
 }
 
-TEST_F(HostMachineTest, AnswersSpeedAndSteppingInOneStream) {
+TEST_F(HostAnswers, AnswersSpeedAndSteppingInOneStream) {
     expectNegative(ask(machine_, 0x0603));
     write("proc/cpuinfo", "processor : 0\ncpu MHz : 2445.4\napicid : 12\n");
     EXPECT_EQ(bytes(ask(machine_, 0x0603)), (Answer::Bytes{0x8D, 0x09}));
@@ -308,7 +308,7 @@ TEST_F(HostMachineTest, AnswersSpeedAndSteppingInOneStream) {
     EXPECT_EQ(bytes(ask(machine_, 0x0603)), (Answer::Bytes{0x8D, 0x09, 7, 0}));
 }
 
-TEST_F(HostMachineTest, AnswersOfTheNetworkInterfaces) {
+TEST_F(HostAnswers, AnswersOfTheNetworkInterfaces) {
     const auto interfaces = networkInterfaces();
     EXPECT_EQ(number(ask(host_, 0x1700)), interfaces.size());
     const auto count = static_cast<unsigned>(interfaces.size());
@@ -334,7 +334,7 @@ TEST_F(HostMachineTest, AnswersOfTheNetworkInterfaces) {
     }
 }
 
-TEST_F(HostMachineTest, ListsThePciDevicesAndReadsTheirHeaders) {
+TEST_F(HostAnswers, ListsThePciDevicesAndReadsTheirHeaders) {
     expectNegative(ask(machine_, 0x1490));
     write("sys/bus/pci/devices/0000:02:1f.3/config", std::string(64, 'c'));
     EXPECT_EQ(bytes(ask(machine_, 0x1490)), (Answer::Bytes{0, 0, 2, 0, 0x1F, 3}));
@@ -350,13 +350,13 @@ TEST_F(HostMachineTest, ListsThePciDevicesAndReadsTheirHeaders) {
     expectNegative(machine_.answer(command));
 }
 
-TEST_F(HostMachineTest, HasOneCabinet) {
+TEST_F(HostAnswers, HasOneCabinet) {
     EXPECT_TRUE(number(ask(host_, 0x0600, 0, 0, kNoCabinet)));
     expectNegative(ask(host_, 0x0600, 0, 0, 1));
     expectNegative(ask(host_, 0xE204, 0, 0, 1));
 }
 
-TEST_F(HostMachineTest, RefusesWhatItDoesNotHaveAndWhatWouldChangeIt) {
+TEST_F(HostAnswers, RefusesWhatItDoesNotHaveAndWhatWouldChangeIt) {
     for (const unsigned opcode :
          {0x0300U, 0x0400U, 0x0500U, 0x0520U, 0x0700U, 0x0220U, 0x0C21U, 0x0C82U, 0x0B13U, 0x0205U,
           0x0206U, 0x0209U, 0x0B03U, 0xE002U, 0x0000U, 0xFFFFFFFFU}) {

@@ -12,9 +12,9 @@
 namespace varnock::agent {
 namespace {
 
-class OperatingSystemTest : public testing::Test {
+class HostOperatingSystem : public testing::Test {
   protected:
-    OperatingSystemTest() {
+    HostOperatingSystem() {
         std::filesystem::create_directories(root_.path() / "etc");
         std::filesystem::create_directories(root_.path() / "usr/lib");
     }
@@ -26,7 +26,7 @@ class OperatingSystemTest : public testing::Test {
     OperatingSystem system_{root_.path()};
 };
 
-TEST_F(OperatingSystemTest, ReadsTheReleaseFile) {
+TEST_F(HostOperatingSystem, ReadsTheReleaseFile) {
     write("etc/os-release",
           "# comment\nNAME=Plain\nPRETTY_NAME=\"Some \\\"OS\\\" \\$1\"\nID=debian\n"
           "VERSION_ID='12'\nVERSION=\"12 (bookworm)\"\n");
@@ -35,7 +35,7 @@ TEST_F(OperatingSystemTest, ReadsTheReleaseFile) {
     EXPECT_EQ(system_.dmtfType(), 96U);
 }
 
-TEST_F(OperatingSystemTest, FallsBackStepByStep) {
+TEST_F(HostOperatingSystem, FallsBackStepByStep) {
     utsname kernel{};
     uname(&kernel);
     EXPECT_EQ(system_.productName(), std::nullopt);
@@ -49,7 +49,7 @@ TEST_F(OperatingSystemTest, FallsBackStepByStep) {
     EXPECT_EQ(system_.productName(), std::nullopt) << "the file in etc comes first";
 }
 
-TEST_F(OperatingSystemTest, WritesTheMachineIdAsAUuid) {
+TEST_F(HostOperatingSystem, WritesTheMachineIdAsAUuid) {
     EXPECT_EQ(system_.machineId(), std::nullopt);
     write("etc/machine-id", "3d1219c7c4c5404aaa1f6d2a48adfda4\n");
     EXPECT_EQ(system_.machineId(), "3d1219c7-c4c5-404a-aa1f-6d2a48adfda4");

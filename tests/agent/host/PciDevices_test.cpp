@@ -9,7 +9,7 @@
 namespace varnock::agent {
 namespace {
 
-class PciDevicesTest : public testing::Test {
+class HostPciDevices : public testing::Test {
   protected:
     void add(const std::string& name, std::size_t size = 256) {
         const auto directory = root_.path() / "sys/bus/pci/devices" / name;
@@ -25,7 +25,7 @@ class PciDevicesTest : public testing::Test {
     PciDevices pci_{root_.path()};
 };
 
-TEST_F(PciDevicesTest, ListsSegmentZeroInOrder) {
+TEST_F(HostPciDevices, ListsSegmentZeroInOrder) {
     add("0000:ff:1f.7");
     add("0000:00:02.0");
     add("0000:00:01.1");
@@ -36,11 +36,11 @@ TEST_F(PciDevicesTest, ListsSegmentZeroInOrder) {
     EXPECT_EQ(pci_.list(), expected);
 }
 
-TEST_F(PciDevicesTest, HasNoListWithoutABus) {
+TEST_F(HostPciDevices, HasNoListWithoutABus) {
     EXPECT_EQ(pci_.list(), std::nullopt);
 }
 
-TEST_F(PciDevicesTest, ReadsTheHeader) {
+TEST_F(HostPciDevices, ReadsTheHeader) {
     add("0000:00:1f.3");
     const auto header = pci_.header({0, 31, 3});
     ASSERT_TRUE(header);
@@ -48,7 +48,7 @@ TEST_F(PciDevicesTest, ReadsTheHeader) {
     EXPECT_EQ(header->at(63), 63);
 }
 
-TEST_F(PciDevicesTest, HasNoHeaderOfADeviceThatIsMissingOrShort) {
+TEST_F(HostPciDevices, HasNoHeaderOfADeviceThatIsMissingOrShort) {
     add("0000:00:02.0", 63);
     EXPECT_EQ(pci_.header({0, 2, 0}), std::nullopt);
     EXPECT_EQ(pci_.header({0, 3, 0}), std::nullopt);

@@ -18,7 +18,7 @@ constexpr const char* kCpuInfo =
     "apicid\t\t: 6\n\n"
     "processor\t: 4\nstepping\t: unknown\n";
 
-class ProcessorsTest : public testing::Test {
+class HostProcessors : public testing::Test {
   protected:
     void write(const std::string& path, const std::string& content) {
         std::filesystem::create_directories((root_.path() / path).parent_path());
@@ -29,7 +29,7 @@ class ProcessorsTest : public testing::Test {
     Processors processors_{root_.path()};
 };
 
-TEST_F(ProcessorsTest, ReadsTheParagraphOfEachProcessor) {
+TEST_F(HostProcessors, ReadsTheParagraphOfEachProcessor) {
     write("proc/cpuinfo", kCpuInfo);
     EXPECT_EQ(processors_.stepping(0), 7U);
     EXPECT_EQ(processors_.apicId(3), 6U);
@@ -39,7 +39,7 @@ TEST_F(ProcessorsTest, ReadsTheParagraphOfEachProcessor) {
     EXPECT_EQ(processors_.info(0, "power management"), std::nullopt);
 }
 
-TEST_F(ProcessorsTest, HasNothingOfAProcessorThatIsNotThere) {
+TEST_F(HostProcessors, HasNothingOfAProcessorThatIsNotThere) {
     EXPECT_EQ(processors_.stepping(0), std::nullopt);
     write("proc/cpuinfo", kCpuInfo);
     EXPECT_EQ(processors_.stepping(1), std::nullopt);
@@ -47,13 +47,13 @@ TEST_F(ProcessorsTest, HasNothingOfAProcessorThatIsNotThere) {
     EXPECT_EQ(processors_.megahertz(4), std::nullopt);
 }
 
-TEST_F(ProcessorsTest, PrefersTheFrequencyOfTheMoment) {
+TEST_F(HostProcessors, PrefersTheFrequencyOfTheMoment) {
     write("proc/cpuinfo", kCpuInfo);
     write("sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "1200999\n");
     EXPECT_EQ(processors_.megahertz(0), 1200U);
 }
 
-TEST_F(ProcessorsTest, KnowsWhichProcessorsAreOnline) {
+TEST_F(HostProcessors, KnowsWhichProcessorsAreOnline) {
     write("sys/devices/system/cpu/cpu1/online", "1\n");
     write("sys/devices/system/cpu/cpu2/online", "0\n");
     EXPECT_TRUE(processors_.online(0));

@@ -16,9 +16,9 @@ namespace {
 using varnock::test::TemporaryDirectory;
 using varnock::test::writeFile;
 
-class TraceReaderTest : public testing::Test {
+class TraceFileReader : public testing::Test {
   protected:
-    TraceReaderTest() {
+    TraceFileReader() {
         Debug.InitRingBuffer(path_.c_str(), 64 * 1024);
         Debug.PrintIt(2, "one");
     }
@@ -31,7 +31,7 @@ class TraceReaderTest : public testing::Test {
     TraceReader reader_{path_};
 };
 
-TEST_F(TraceReaderTest, ReadsAgainWhatHasChanged) {
+TEST_F(TraceFileReader, ReadsAgainWhatHasChanged) {
     EXPECT_EQ(newestOf(*reader_.read()), "one");
     EXPECT_EQ(reader_.readChanged(), nullptr);
     Debug.PrintIt(2, "two");
@@ -44,13 +44,13 @@ TEST_F(TraceReaderTest, ReadsAgainWhatHasChanged) {
 // Longer than any trace, and than the memory.
 constexpr off_t kHuge = off_t{8} << 40;
 
-TEST_F(TraceReaderTest, ReadsAHugeFileAsFarAsItIsUsed) {
+TEST_F(TraceFileReader, ReadsAHugeFileAsFarAsItIsUsed) {
     if (truncate(path_.c_str(), kHuge) != 0)
         GTEST_SKIP() << "this file system does not allow a sparse file of 8 TiB";
     EXPECT_EQ(newestOf(*reader_.read()), "one");
 }
 
-TEST_F(TraceReaderTest, RefusesAHugeFileThatIsNoTrace) {
+TEST_F(TraceFileReader, RefusesAHugeFileThatIsNoTrace) {
     const std::string other = directory_.file("other");
     writeFile(other, "");
     if (truncate(other.c_str(), kHuge) != 0)

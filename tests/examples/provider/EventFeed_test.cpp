@@ -84,12 +84,12 @@ class ScriptedSource final : public EventSource {
     }
     Outcome next(LogEvent& event) override {
         Script::Step step{};
-        if (!script_.take(step)) return Outcome::Woken;
+        if (!script_.take(step)) return Outcome::woken;
         event = {LogEvent::Entry, "log", ++number_};
         if (step == Script::Broken) throw std::bad_alloc();
-        return step == Script::Entry    ? Outcome::Event
-               : step == Script::Closed ? Outcome::Closed
-                                        : Outcome::Nothing;
+        return step == Script::Entry    ? Outcome::event
+               : step == Script::Closed ? Outcome::closed
+                                        : Outcome::nothing;
     }
     void close() override { script_.note("close"); }
     void pause(milliseconds limit) override { script_.note(std::to_string(limit.count())); }

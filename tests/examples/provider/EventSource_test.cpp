@@ -33,12 +33,12 @@ TEST_F(EventSource, GivesTheEntriesOfBothLogs) {
     EXPECT_NE(std::string(options.begin(), options.end()).find("KRM_sample_provider"),
               std::string::npos);
     pushEvent(0x0B11, numberData(41));
-    ASSERT_EQ(source.next(event), Outcome::Event);
+    ASSERT_EQ(source.next(event), Outcome::event);
     EXPECT_EQ(event.kind, LogEvent::Entry);
     EXPECT_STREQ(event.logName, "System Message Log");
     EXPECT_EQ(event.number, 41U);
     pushEvent(0x181B, numberData(42));
-    ASSERT_EQ(source.next(event), Outcome::Event);
+    ASSERT_EQ(source.next(event), Outcome::event);
     EXPECT_STREQ(event.logName, "Driver Monitor Log");
     EXPECT_EQ(event.number, 42U);
     source.close();
@@ -47,9 +47,9 @@ TEST_F(EventSource, GivesTheEntriesOfBothLogs) {
 TEST_F(EventSource, OtherEventsAreNothing) {
     ASSERT_TRUE(source.open());
     pushEvent(0x0B12, numberData(1));
-    EXPECT_EQ(source.next(event), Outcome::Nothing);
+    EXPECT_EQ(source.next(event), Outcome::nothing);
     pushEvent(0x0B11, "");
-    EXPECT_EQ(source.next(event), Outcome::Nothing);
+    EXPECT_EQ(source.next(event), Outcome::nothing);
     source.close();
 }
 
@@ -64,11 +64,11 @@ TEST_F(EventSource, AnAbsentAgentIsFoundOutAtOnce) {
 TEST_F(EventSource, KnowsWhenTheAgentGoesAndFindsItAgain) {
     ASSERT_TRUE(source.open());
     agent.closeConnections();
-    EXPECT_EQ(source.next(event), Outcome::Closed);
+    EXPECT_EQ(source.next(event), Outcome::closed);
     source.close();
     ASSERT_TRUE(source.open());
     pushEvent(0x0B11, numberData(7));
-    EXPECT_EQ(source.next(event), Outcome::Event);
+    EXPECT_EQ(source.next(event), Outcome::event);
     EXPECT_EQ(event.number, 7U);
     source.close();
 }
@@ -76,12 +76,12 @@ TEST_F(EventSource, KnowsWhenTheAgentGoesAndFindsItAgain) {
 TEST_F(EventSource, AChannelThatWasReplacedIsALoss) {
     ASSERT_TRUE(source.open());
     agent.push(AgentReply::raw("\x40"));
-    ASSERT_EQ(source.next(event), Outcome::Event);
+    ASSERT_EQ(source.next(event), Outcome::event);
     EXPECT_EQ(event.kind, LogEvent::EntriesLost);
     EXPECT_EQ(event.number, 0U);
     agent.awaitOpenConnections(1);
     pushEvent(0x0B11, numberData(8));
-    ASSERT_EQ(source.next(event), Outcome::Event);
+    ASSERT_EQ(source.next(event), Outcome::event);
     EXPECT_EQ(event.number, 8U);
     source.close();
 }
@@ -89,7 +89,7 @@ TEST_F(EventSource, AChannelThatWasReplacedIsALoss) {
 TEST_F(EventSource, AnEventThatCannotBeReadIsALoss) {
     ASSERT_TRUE(source.open());
     agent.push(AgentReply::json("["));
-    ASSERT_EQ(source.next(event), Outcome::Event);
+    ASSERT_EQ(source.next(event), Outcome::event);
     EXPECT_EQ(event.kind, LogEvent::EntriesLost);
     source.close();
 }
@@ -97,9 +97,9 @@ TEST_F(EventSource, AnEventThatCannotBeReadIsALoss) {
 TEST_F(EventSource, WakingEndsEveryWaiting) {
     ASSERT_TRUE(source.open());
     std::thread waker([this] { source.wake(); });
-    EXPECT_EQ(source.next(event), Outcome::Woken);
+    EXPECT_EQ(source.next(event), Outcome::woken);
     waker.join();
-    EXPECT_EQ(source.next(event), Outcome::Woken);
+    EXPECT_EQ(source.next(event), Outcome::woken);
     source.close();
     source.pause(std::chrono::hours(1));
 }

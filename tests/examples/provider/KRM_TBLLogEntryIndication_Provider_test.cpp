@@ -131,7 +131,7 @@ class TestSource final : public krm::EventSource {
     Outcome next(krm::LogEvent& event) override {
         if (std::exchange(gave_, false)) counts_.add();  // it has been taken by now
         const Outcome outcome = EventSource::next(event);
-        gave_ = outcome == Outcome::Event;
+        gave_ = outcome == Outcome::event;
         return outcome;
     }
     void pause(std::chrono::milliseconds) override { pauses_.wait(woken_); }

@@ -5,7 +5,7 @@
 #include "runtime/Registry.h"
 #include "runtime/StartMode.h"
 
-constinit const varnock::StartMode varnock::startMode = varnock::StartMode::kWithoutFiles;
+constinit const varnock::StartMode varnock::startMode = varnock::StartMode::withoutFiles;
 
 int main() {
     printf("read at the start: %d\n", CRegistry::MIsSetup);

@@ -86,7 +86,7 @@ TEST(SettingsPage, KnowsEveryFileThatReadsTheEnvironment) {
         if (!matches(text, "\\b((?:secure_)?getenv)\\(").empty()) readers.insert(file);
     }
     EXPECT_THAT(readers,
-                ElementsAre("agent/Main.cpp", "cimple/log.cpp", "runtime/files/PlatformPaths.cpp",
+                ElementsAre("agent/main.cpp", "cimple/log.cpp", "runtime/files/PlatformPaths.cpp",
                             "runtime/registry/Registry.cpp", "runtime/trace/DebugSettings.cpp"));
 }
 

@@ -20,7 +20,7 @@
 #include "tools/Console.h"
 
 // The provider that the agent serves writes to the trace file; the agent's own library must not.
-constinit const varnock::StartMode varnock::startMode = varnock::StartMode::kWithoutFiles;
+constinit const varnock::StartMode varnock::startMode = varnock::StartMode::withoutFiles;
 
 namespace {
 
