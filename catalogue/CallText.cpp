@@ -8,7 +8,7 @@ namespace varnock::catalogue {
 
 namespace {
 
-// Characters with a meaning in Markdown.
+/// Characters with a meaning in Markdown.
 std::string cell(std::string_view text) {
     std::string out;
     for (const char c : text) {
@@ -50,12 +50,12 @@ The operations of `provider::KOLMCalls` in the order of the interface, which is 
 printed by `./dev docs` from the catalogue of calls; a test compares it. `varnockctl list` and
 `varnockctl describe NAME` show the same.
 
-The call stands as `varnockctl call` takes it. In C++ `--cabinet`, `--object` and `--ext` are the
-members `cabinetNr`, `objectId` and `opCodeExt` of a `KOLMKey`, or a cabinet number alone;
-`--value` is what a setter sets and `--node` the name of a node of the status tree. Value is the unit
-of a quantity, or the kind of value: a coded one is the agent's own number. Several command numbers
-are the successive commands of a sequence. All ones is the cabinet number 0xFFFFFFFF, the system as a
-whole.
+Each call is shown with the arguments of `varnockctl call`. In C++ `--cabinet`, `--object` and
+`--ext` are the members `cabinetNr`, `objectId` and `opCodeExt` of a `KOLMKey`, or a single cabinet
+number; `--value` is the value of a setter and `--node` the name of a status-tree node. Value is the
+unit of a quantity, or the kind of value: a coded value is a number of the agent. Several command
+numbers are the successive commands of a sequence. All ones is the cabinet number 0xFFFFFFFF, the
+system as a whole.
 
 | # | Call | Returns | Value | Command | When the request fails | About | What it does or gives |
 |---|---|---|---|---|---|---|---|

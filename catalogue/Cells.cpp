@@ -82,7 +82,7 @@ std::size_t partsOf(std::string_view cell) {
     return static_cast<std::size_t>(std::count(cell.begin(), cell.end(), '/')) + 1;
 }
 
-// Collects the messages about one row.
+/// Collects the messages about one row.
 class Judge {
   public:
     explicit Judge(const Row& row) : row_(row), parameters_(parametersOf(row)) {}
@@ -116,16 +116,17 @@ class Judge {
         const bool empty = row_.ext == "-" && row_.object == "-" && row_.cabinet == "-" &&
                            row_.data == "-" && row_.reply == "-";
         if (hasCommand(row_)) {
-            expect(filled, "opcode: a command needs ext, object, cabinet, reply and failure, too");
-            expect(row_.sends != "no", "sends: no, and there is an opcode");
+            expect(filled, "opcode: a command also needs ext, object, cabinet, reply and failure");
+            expect(row_.sends != "no", "sends: \"no\" contradicts the opcode");
         } else {
-            expect(empty, "opcode: without one there is no ext, object, cabinet, data and reply");
+            expect(empty,
+                   "opcode: without one, ext, object, cabinet, data and reply must be empty");
             expect(row_.sends == (takes("record") ? "yes" : "no"),
-                   "sends: only a call with an opcode or a record of its caller's sends anything");
+                   "sends: only a call with an opcode or with the caller's record sends");
         }
     }
 
-    // Every cell of a sequence has one part for all commands, or one per command.
+    /// Every cell of a sequence has one part for all commands, or one per command.
     void sequence() {
         const std::string_view cells[] = {row_.opcode, row_.ext, row_.object, row_.cabinet};
         std::size_t commands = 1;
@@ -134,21 +135,21 @@ class Judge {
         }
         for (const std::string_view cell : cells) {
             expect(partsOf(cell) == 1 || partsOf(cell) == commands,
-                   "\"" + std::string(cell) + "\" has not as many parts as there are commands");
+                   "\"" + std::string(cell) + "\" needs one part, or one per command");
         }
     }
 
     void sources() {
         for (const std::string_view cell : {row_.ext, row_.object, row_.cabinet}) {
             expect(!mentions(cell, "key ") || takes("key"),
-                   "\"" + std::string(cell) + "\" is no number without the argument key");
+                   "\"" + std::string(cell) + "\" needs the argument key");
         }
         expect(row_.object != "argument" || takes("objectId"),
-               "object: argument, and there is no argument objectId");
+               "object: argument needs the argument objectId");
         expect(row_.cabinet != "argument" || takes("cabinetNr"),
-               "cabinet: argument, and there is no argument cabinetNr");
+               "cabinet: argument needs the argument cabinetNr");
         expect(row_.controllers == "-" || takes("key") || takes("cabinetNr"),
-               "controllers: they are those of a cabinet, and there is no argument that names one");
+               "controllers: a scan needs an argument that names the cabinet");
     }
 
     void data() {
@@ -167,24 +168,25 @@ class Judge {
             }
         }
         expect(!mentions(row_.data, "value") || takes("value"),
-               "data: there is no argument value to send");
+               "data: needs an argument value to send");
         expect((row_.data == "text name") == takes("name"),
-               "data: an argument name is sent as \"text name\", and nothing else is");
+               "data: \"text name\" must be used exactly for an argument name");
     }
 
     void value() {
         const bool measured = row_.value == "quantity" || row_.value == "time";
-        expect(measured == (row_.unit != "-"), "unit: quantities and times have one, others none");
+        expect(measured == (row_.unit != "-"),
+               "unit: quantities and times have a unit, other values do not");
         const std::pair<const char*, const char*> kinds[] = {
             {"String", "text"}, {"Datetime", "date"}, {"Array", "address"}};
         for (const auto& [type, kind] : kinds) {
             expect(mentions(row_.returnType, type) == (row_.value == kind) ||
                        row_.returnType == "void",
-                   std::string("value: ") + kind + " goes with a result of type " + type);
+                   std::string("value: ") + kind + " needs a result of type " + type);
         }
     }
 
-    // A form of reply with one possible result type, and vice versa.
+    /// A form of reply with one possible result type, and vice versa.
     void reply() {
         const std::pair<const char*, const char*> forms[] = {
             {"log entries", "std::vector<LogMessage>"},
@@ -193,7 +195,7 @@ class Judge {
             {"parent", "KOLMKey"}};
         for (const auto& [form, type] : forms) {
             expect((row_.reply == form) == (row_.returnType == type),
-                   std::string("reply: ") + form + " goes with a result of type " + type);
+                   std::string("reply: ") + form + " needs a result of type " + type);
         }
         expect(row_.reply != "none" || row_.returnType == "void",
                "reply: none, and there is a result to read");
@@ -202,7 +204,7 @@ class Judge {
     void names() {
         const std::size_t at = row_.name.find('@');
         expect(at == std::string_view::npos || row_.name.substr(at + 1) == row_.opcode,
-               "name: what stands behind the @ is not the opcode");
+               "name: the text after the @ is not the opcode");
         expect(row_.trace != memberName(row_), "trace: that is the call's name already");
     }
 

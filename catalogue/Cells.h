@@ -20,9 +20,9 @@ struct Column {
 /// In the order of the heading.
 const std::vector<Column>& columns();
 
-bool isAllowed(const Column& column, std::string_view cell);
+[[nodiscard]] bool isAllowed(const Column& column, std::string_view cell);
 
 /// Contradictions between the cells of a row whose cells are valid, one sentence each.
-std::vector<std::string> contradictions(const Row& row);
+[[nodiscard]] std::vector<std::string> contradictions(const Row& row);
 
 }  // namespace varnock::catalogue

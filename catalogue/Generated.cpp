@@ -23,7 +23,7 @@ std::string quoted(std::string_view text) {
     return out + '"';
 }
 
-// "optionCabinet | optionObject"
+/// "optionCabinet | optionObject"
 std::string flags(unsigned int options) {
     constexpr std::pair<Option, const char*> names[] = {{optionCabinet, "optionCabinet"},
                                                         {optionObject, "optionObject"},

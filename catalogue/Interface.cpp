@@ -16,7 +16,7 @@ std::string_view trimmed(std::string_view text) {
     return begin == std::string_view::npos ? "" : text.substr(begin);
 }
 
-// The lines of a text, numbered from 1.
+/// The lines of a text, numbered from 1.
 class Lines {
   public:
     explicit Lines(std::string_view text) : rest_(text) {}
@@ -43,7 +43,7 @@ void append(std::string& text, std::string_view more) {
     text.append(text.empty() || text.back() == '(' ? "" : " ").append(more);
 }
 
-// "virtual TYPE NAME(ARGUMENTS) = 0;"
+/// "virtual TYPE NAME(ARGUMENTS) = 0;"
 Operation operationOf(const std::string& declaration, int line, std::string comment) {
     const std::string_view text = declaration;
     const std::size_t open = std::min(text.find('('), text.size());
@@ -56,7 +56,7 @@ Operation operationOf(const std::string& declaration, int line, std::string comm
             std::move(comment)};
 }
 
-// "using NAME = TYPE;"
+/// "using NAME = TYPE;"
 void keepAlias(std::string_view line, std::map<std::string, std::string>& aliases) {
     take(line, ' ');
     const std::string name(take(line, ' '));
@@ -78,7 +78,7 @@ std::string place(const SourceText& header, const Operation& operation) {
     return header.file + ":" + std::to_string(operation.line) + ": ";
 }
 
-// Compares the declarations of the header with the rows of the table.
+/// Compares the declarations of the header with the rows of the table.
 class Comparison {
   public:
     Comparison(const Table& table, const SourceText& header)
@@ -118,7 +118,7 @@ class Comparison {
         faults_.push_back(other == nullptr
                               ? table_.place(row) + ": " + std::string(row.name) +
                                     " is not declared in " + header_.file + "; declare \"virtual " +
-                                    signature(row) + " = 0;\" behind the last operation"
+                                    signature(row) + " = 0;\" after the last operation"
                               : place(header_, *other) + "\"" + signature(*other) +
                                     "\" is declared, and the row in " + table_.place(row) +
                                     " says \"" + signature(row) + "\"");
@@ -135,7 +135,7 @@ class Comparison {
         }
     }
 
-    // Compiled users call the operations by position.
+    /// Compiled users call the operations by position.
     void order() {
         const auto& rows = table_.rows();
         for (std::size_t i = 0; i < std::min(rows.size(), operations_.size()); ++i) {

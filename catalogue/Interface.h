@@ -32,10 +32,11 @@ struct SourceText {
 
 /// The faults, as "file:line: message": rows that the header does not declare or declares
 /// differently, operations without a row, rows without a statement in `statements`.
-std::vector<std::string> missingPlaces(const Table& table, const SourceText& header,
-                                       const std::vector<SourceText>& statements);
+[[nodiscard]] std::vector<std::string> missingPlaces(const Table& table, const SourceText& header,
+                                                     const std::vector<SourceText>& statements);
 
 /// The differences between the comments of the header and the rows, in the same form.
-std::vector<std::string> differingComments(const Table& table, const SourceText& header);
+[[nodiscard]] std::vector<std::string> differingComments(const Table& table,
+                                                         const SourceText& header);
 
 }  // namespace varnock::catalogue

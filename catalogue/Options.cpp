@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned int kWholeKey = optionCabinet | optionObject | optionExt;
 
-// The options that form an argument.
+/// The options that form an argument.
 unsigned int optionsFor(const Parameter& parameter) {
     constexpr std::pair<std::string_view, unsigned int> sources[] = {
         {"key", kWholeKey},     {"cabinetNr", optionCabinet}, {"objectId", optionObject},

@@ -14,7 +14,7 @@ namespace varnock::catalogue {
 
 namespace {
 
-constexpr int kFirstLine = 2;  // after the heading
+constexpr int kFirstLine = 2;  ///< after the heading
 
 std::string heading() {
     std::string line;
@@ -36,7 +36,7 @@ Row rowOf(std::string_view line, int index) {
     return row;
 }
 
-// Collects the faults of a file.
+/// Collects the faults of a file.
 class Faults {
   public:
     explicit Faults(const std::string& file) : file_(file) {}
@@ -74,8 +74,7 @@ void checkLine(std::string_view line, int index, Faults& faults) {
             fault(std::string(column.name) + ": \"" + std::string(cell) +
                   "\" is not allowed; it is " + column.meaning);
         } else if (column.cell == nullptr && cell != std::to_string(index)) {
-            fault("index: " + std::string(cell) + " stands where " + std::to_string(index) +
-                  " belongs");
+            fault("index: " + std::string(cell) + ", expected " + std::to_string(index));
         }
     }
     if (!sound) {
@@ -96,7 +95,7 @@ void checkNames(const std::vector<Row>& rows, Faults& faults) {
     }
 }
 
-// For a record without a name, the opcode shows whether it changes state.
+/// For a record without a name, the opcode shows whether it changes state.
 void checkOpcodes(const std::vector<Row>& rows, Faults& faults) {
     std::map<std::string_view, const Row*> first;
     for (const Row& row : rows) {

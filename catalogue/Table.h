@@ -33,7 +33,8 @@ class Table {
     std::string place(const Row& row) const;
 
   private:
-    std::unique_ptr<const std::string> text_;  // must not move with the table: the rows point to it
+    std::unique_ptr<const std::string>
+        text_;  ///< must not move with the table: the rows point to it
     std::string file_;
     std::vector<Row> rows_;
 };

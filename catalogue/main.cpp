@@ -27,7 +27,7 @@ std::vector<SourceText> sourcesIn(const std::string& folder) {
     return sources;
 }
 
-// Does not touch an unchanged file, so that it causes no recompilation.
+/// Does not touch an unchanged file, so that it causes no recompilation.
 void write(const std::filesystem::path& path, const std::string& text) {
     if (std::filesystem::exists(path) && readFile(path.string()) == text) {
         return;
@@ -63,7 +63,7 @@ void printPage(const Table& table) {
     }
 }
 
-int run(int count, char** arguments) {
+[[nodiscard]] int run(int count, char** arguments) {
     if (count == 3 && strcmp(arguments[1], "page") == 0) {
         printPage(Table::read(arguments[2]));
         return 0;

@@ -1,4 +1,4 @@
-// What is said when one of the places of a call was forgotten.
+// The messages about a missing place of a call.
 #include "catalogue/Interface.h"
 
 #include <gmock/gmock.h>
@@ -20,7 +20,7 @@ using catalogue::Table;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Two calls, in all three places.
+/// Two calls, in all three places.
 const std::string kRows =
     tableText({soundRow(), soundRow({{"index", "1"},
                                      {"name", "getFanName"},
@@ -76,7 +76,7 @@ TEST(Interface, FindsTheOperationsOfAHeader) {
     EXPECT_EQ(operations[1].returnType, "cimple::Property<cimple::String>");
 }
 
-TEST(Interface, AHeaderThatIsNoneHoldsNoOperations) {
+TEST(Interface, AnInvalidHeaderHasNoOperations) {
     for (const char* text : {"", "virtual", "virtual ", "virtual (", "virtual x", "virtual )(;",
                              "virtual int f() = 0", "using ", "using x", "///", "/// x"}) {
         EXPECT_LE(operationsIn(text).size(), 1U) << text;
@@ -107,7 +107,7 @@ TEST(Interface, SaysThatADeclarationIsMissing) {
         missing(kRows, header, kStatements),
         ElementsAre("calls.tsv:3: getFanName is not declared in Calls.h; declare \"virtual "
                     "cimple::Property<cimple::String> getFanName(const KOLMKey& key) = 0;\" "
-                    "behind the last operation"));
+                    "after the last operation"));
 }
 
 TEST(Interface, SaysThatAStatementIsMissing) {

@@ -1,4 +1,4 @@
-// The program that the build runs.
+// call_catalogue, the program that the build runs.
 #include <gtest/gtest.h>
 
 #include <chrono>

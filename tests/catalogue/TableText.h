@@ -8,10 +8,10 @@
 
 namespace varnock::test {
 
-/// The cells of a row, by the names of their columns.
+/// The cells of a row by column name.
 using Cells = std::map<std::string, std::string>;
 
-/// A sound row, with some of its cells replaced.
+/// A valid row with some cells replaced.
 inline Cells soundRow(const Cells& others = {}) {
     Cells cells{{"index", "0"},
                 {"name", "getFanStatus"},
@@ -38,7 +38,7 @@ inline Cells soundRow(const Cells& others = {}) {
     return cells;
 }
 
-/// A sound row of a call that sends nothing.
+/// A valid row of a call that sends nothing.
 inline Cells silentRow(const Cells& others = {}) {
     Cells cells = soundRow({{"opcode", "-"},
                             {"ext", "-"},

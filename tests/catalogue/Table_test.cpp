@@ -12,7 +12,7 @@ namespace {
 using catalogue::Malformed;
 using catalogue::Table;
 
-// What is said about a text; "" when it is a sound table.
+/// The messages about a text; "" if it is a valid table.
 std::string faultsOf(const std::string& text) {
     try {
         const Table table(text, "t.tsv");
@@ -65,8 +65,7 @@ TEST(Table, RefusesALineOfTooFewOrTooManyCells) {
 }
 
 TEST(Table, CountsItsRows) {
-    EXPECT_EQ(faultsOf(tableText({soundRow({{"index", "7"}})})),
-              "t.tsv:2: index: 7 stands where 0 belongs\n");
+    EXPECT_EQ(faultsOf(tableText({soundRow({{"index", "7"}})})), "t.tsv:2: index: 7, expected 0\n");
 }
 
 TEST(Table, RefusesANameThatIsThere) {

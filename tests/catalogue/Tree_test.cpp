@@ -1,4 +1,4 @@
-// The table of this tree, and the places that must agree with it.
+// The table of calls in this tree, and the files that must agree with it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
