@@ -4,7 +4,7 @@
 # first step that fails, with its name and a non-zero status.
 set -euo pipefail
 
-# Settings of the user would make the demonstration use other files than its own.
+# The user's settings would make the demonstration use other files.
 unset "${!QX_@}" TraceFileLimit
 
 bold='' plain=''

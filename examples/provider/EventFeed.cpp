@@ -17,7 +17,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kFirstPause{1000};
 constexpr milliseconds kLongestPause{10000};
-// How long stop() waits for a thread that may be blocked in the library.
+/// How long stop() waits for a thread that may be blocked in the library.
 constexpr milliseconds kPatience{1000};
 
 }  // namespace
@@ -71,7 +71,7 @@ void EventFeed::stop() {
 
 namespace {
 
-// Even without memory, the next attempt may succeed.
+/// Even without memory, the next attempt may succeed.
 bool opened(EventSource& source) {
     try {
         return source.open();

@@ -45,7 +45,7 @@ class EventSource {
 
     int wakeFd_;
     int fd_ = -1;
-    std::unique_lock<std::mutex> turn_;  // while open
+    std::unique_lock<std::mutex> turn_;  ///< while open
 };
 
 }  // namespace krm

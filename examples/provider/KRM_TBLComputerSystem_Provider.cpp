@@ -16,7 +16,7 @@ namespace {
 using cimple::KRM_TBLComputerSystem;
 using provider::KOLMCalls;
 
-// Numbers of the CIM schema.
+/// Numbers of the CIM schema.
 constexpr cimple::uint16 kEnabled = 2;
 constexpr cimple::uint16 kShutDown = 4;
 constexpr cimple::uint16 kReboot = 10;
@@ -87,7 +87,7 @@ cimple::Property<cimple::String> wantedContact(const KRM_TBLComputerSystem& now,
     return contact;
 }
 
-// False for a state that the agent cannot establish.
+/// False for a state that the agent cannot establish.
 bool requestState(cimple::uint16 state, KOLMCalls& calls) {
     switch (state) {
         case kShutDown:

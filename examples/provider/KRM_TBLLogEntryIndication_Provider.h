@@ -38,7 +38,7 @@ class KRM_TBLLogEntryIndication_Provider {
   private:
     Make_Source _make_source;
     std::unique_ptr<Indication_Handler<KRM_TBLLogEntryIndication>> _indication_handler;
-    std::unique_ptr<krm::EventFeed> _feed;  // while indications are enabled
+    std::unique_ptr<krm::EventFeed> _feed;  ///< while indications are enabled
     /*@END@*/
 };
 

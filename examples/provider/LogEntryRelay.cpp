@@ -61,7 +61,7 @@ void LogEntryRelay::add(const LogEvent& event) {
     shared_->changed.notify_all();
 }
 
-// Lost entries are older than all queued ones.
+/// Lost entries are older than all queued ones.
 void LogEntryRelay::lose(Shared& shared, const LogEvent& event) {
     shared.hasLost = true;
     if (event.kind == LogEvent::Entry) {

@@ -35,13 +35,13 @@ class LogEntryRelay {
     void add(const LogEvent& event);
 
   private:
-    // State shared by the relay and its thread. The thread may outlive the relay by a few
-    // instructions.
+    /// State shared by the relay and its thread. The thread may outlive the relay by a few
+    /// instructions.
     struct Shared {
         std::mutex mutex;
         std::condition_variable changed;
         std::deque<LogEvent> waiting;
-        bool hasLost = false;  // since the last delivery
+        bool hasLost = false;  ///< since the last delivery
         unsigned int lost = 0;
         bool stopping = false;
         bool ended = false;
@@ -53,7 +53,7 @@ class LogEntryRelay {
     static LogEvent takeNext(Shared& shared);
 
     std::shared_ptr<Shared> shared_;
-    std::mutex mutex_;  // guards shared_ against add()
+    std::mutex mutex_;  ///< guards shared_ against add()
 };
 
 }  // namespace krm

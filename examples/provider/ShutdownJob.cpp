@@ -31,7 +31,7 @@ constexpr uint64 kLongestShutdown = 15 * 60 * kSecond;
 constexpr const char* kFileMark = "KRM job 1";
 constexpr const char* kFileName = "/krm-job";
 
-// Numbers of the CIM schema.
+/// Numbers of the CIM schema.
 constexpr uint16 kCompleted = 7;
 constexpr uint16 kException = 10;
 constexpr uint16 kStatusOk = 2;

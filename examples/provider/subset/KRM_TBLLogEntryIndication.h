@@ -9,11 +9,11 @@ CIMPLE_NAMESPACE_BEGIN
 /// A log of the management agent has a new entry, or entries may be missing: see repository.mof.
 class KRM_TBLLogEntryIndication : public Instance {
   public:
-    // CIM_Indication
+    /// CIM_Indication
     Property<String> IndicationIdentifier;
     Property<Array_String> CorrelatedIndications;
     Property<Datetime> IndicationTime;
-    // KRM_TBLLogEntryIndication
+    /// KRM_TBLLogEntryIndication
     Property<String> LogName;
     Property<uint32> SequenceNumber;
     Property<String> Gap;

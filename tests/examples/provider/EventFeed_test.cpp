@@ -19,7 +19,7 @@ using krm::LogEvent;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
 
-/// What a source is to do, and what was done with it.
+/// The steps of a source, and the record of the calls to it.
 class Script {
   public:
     enum Step { Absent, NoMemory, Open, Entry, Nothing, Closed, Broken };
@@ -29,7 +29,7 @@ class Script {
         steps_.insert(steps_.end(), steps);
         changed_.notify_all();
     }
-    /// The next step, or none when wake() comes first.
+    /// The next step; false if wake() is called first.
     bool take(Step& step) {
         std::unique_lock lock(mutex_);
         waits_ = true;
@@ -56,7 +56,7 @@ class Script {
         changed_.wait(lock, [&] { return notes_.size() >= count; });
         return notes_;
     }
-    /// Until all is done and the source waits for more.
+    /// Waits until all steps are done and the source waits for more.
     void awaitEnd() {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return waits_ && steps_.empty(); });
@@ -71,7 +71,7 @@ class Script {
     bool waits_ = false;
 };
 
-/// A source that waits for its script and not for time.
+/// A source that waits for its script, not for time.
 class ScriptedSource final : public EventSource {
   public:
     explicit ScriptedSource(Script& script) : script_(script) {}
@@ -135,7 +135,7 @@ TEST_F(EventFeed, FollowsTheAgentThroughItsRestarts) {
                 Script::Open, Script::Entry, Script::Broken, Script::Open});
     EXPECT_THAT(delivered.notes(8), ElementsAre("unreachable", "reachable", "entry", "unreachable",
                                                 "reachable", "entry", "unreachable", "reachable"));
-    // What had come made the first pause short again.
+    // The received event has reset the pause.
     EXPECT_THAT(script.notes(6), ElementsAre("1000", "close", "1000", "2000", "close", "1000"));
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 using provider::BaseException;
 
-/// What the operation gives that throws this.
+/// The result of an operation that throws this.
 template <class Exception>
 int statusOf(const Exception& exception) {
     cimple::Error::clear();

@@ -1,4 +1,4 @@
-// The provider as the framework drives it.
+// The provider as called by the framework.
 #include "examples/provider/KRM_TBLComputerSystem_Provider.h"
 
 #include <gmock/gmock.h>
@@ -20,7 +20,7 @@ using cimple::Ref;
 using System = Ref<KRM_TBLComputerSystem>;
 using testing::HasSubstr;
 
-/// What an enumeration has given: the instances, then the final call with the status.
+/// The results of an enumeration: the instances, then the final call with the status.
 struct Enumerated {
     std::vector<System> systems;
     int status = -1;
@@ -36,13 +36,13 @@ bool collect(cimple::Instance* instance, cimple::Enum_Instances_Status status, v
     return true;
 }
 
-/// Where a test wants no agent, the sockets of a directory that holds none.
+/// For tests without an agent: a socket directory without sockets.
 class ComputerSystemProvider : public testing::Test {
   protected:
     ComputerSystemProvider() { EXPECT_EQ(provider->load(), cimple::LOAD_OK); }
     ~ComputerSystemProvider() override { EXPECT_EQ(provider->unload(), cimple::UNLOAD_OK); }
 
-    /// All properties of the model are null, as of a client that names none.
+    /// All properties of the model are null, as from a client without a property list.
     Enumerated enumerate() {
         const System model(KRM_TBLComputerSystem::create(true));
         Enumerated result;
@@ -58,14 +58,14 @@ class ComputerSystemProvider : public testing::Test {
         instance = System(found);
         return status;
     }
-    /// A model with these keys and everything else asked for.
+    /// A model with these keys that requests all other properties.
     static System named(const char* name) {
         System model(KRM_TBLComputerSystem::create());
         model->Name.set(name);
         model->CreationClassName.set("KRM_TBLComputerSystem");
         return model;
     }
-    /// The same with the keys alone, as of the object that a method is called on.
+    /// The same with the keys only, as for the target of a method call.
     static System keysOf(const char* name) {
         System keys = named(name);
         cimple::nullify_non_keys(keys.ptr());
@@ -75,7 +75,7 @@ class ComputerSystemProvider : public testing::Test {
         cimple::Error::clear();
         return provider->modify_instance(model.ptr(), wanted.ptr());
     }
-    /// Calls the method as the module does, with the object that holds its parameters.
+    /// Calls the method like the module, with the object that holds its parameters.
     int changeState(const System& self, int state = -1, cimple::uint64 timeout = 0) {
         method.reset();
         method = cimple::KRM_TBLComputerSystem_RequestStateChange_method::create();
@@ -189,14 +189,14 @@ TEST_F(ComputerSystemProvider, ARequestThatCannotBeMetAsAWholeSetsNothing) {
     EXPECT_STREQ(cimple::Error::get(), "message=\"only PrimaryOwnerContact can be set\" cimErr=7");
     wanted->ElementName.clear();
     EXPECT_EQ(modify(model, wanted), cimple::MODIFY_INSTANCE_UNSUPPORTED);
-    // A contact cannot be taken away.
+    // A contact cannot be removed.
     model->ElementName.clear();
     wanted->PrimaryOwnerContact.clear();
     EXPECT_EQ(modify(model, wanted), cimple::MODIFY_INSTANCE_UNSUPPORTED);
     EXPECT_EQ(sample.requests(0xE002).size(), 0U);
 }
 
-TEST_F(ComputerSystemProvider, WhatIsAsItIsWantedIsNoChange) {
+TEST_F(ComputerSystemProvider, AnEqualValueIsNotAChange) {
     System model = keysOf("SN-7");
     model->PrimaryOwnerContact.set("");
     model->ElementName.set("");
@@ -208,7 +208,7 @@ TEST_F(ComputerSystemProvider, WhatIsAsItIsWantedIsNoChange) {
     wanted->PrimaryOwnerContact.set("ops@example.org");
     EXPECT_EQ(modify(model, wanted), cimple::MODIFY_INSTANCE_OK);
     EXPECT_EQ(sample.requests(0xE002).size(), 1U);
-    // Nor is a machine without a contact for which none is wanted.
+    // An instance without a contact is also unchanged by a request for none.
     sample.forget(0x0204);
     EXPECT_EQ(modify(named("SN-7"), keysOf("SN-7")), cimple::MODIFY_INSTANCE_OK);
     EXPECT_EQ(sample.requests(0xE002).size(), 1U);
@@ -288,7 +288,7 @@ TEST_F(ComputerSystemProvider, RefusedAccessIsAccessDenied) {
     sample.refuse(0x0205);
     EXPECT_EQ(changeState(keysOf("SN-7"), 4), cimple::INVOKE_METHOD_ACCESS_DENIED);
     EXPECT_EQ(method->Job, nullptr);
-    // Whoever may again is not held up by what was refused before.
+    // An earlier refusal does not affect a client that is allowed now.
     sample.refuse(0);
     EXPECT_EQ(enumerate().status, cimple::ENUM_INSTANCES_OK);
 }

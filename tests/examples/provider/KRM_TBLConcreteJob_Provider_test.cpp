@@ -1,4 +1,4 @@
-// The job provider as the framework drives it.
+// The job provider as called by the framework.
 #include "examples/provider/KRM_TBLConcreteJob_Provider.h"
 
 #include <gmock/gmock.h>
@@ -32,7 +32,7 @@ class ConcreteJobProvider : public testing::Test {
     }
     ~ConcreteJobProvider() override { EXPECT_EQ(provider.unload(), cimple::UNLOAD_OK); }
 
-    /// As if a request had been made so long ago.
+    /// Stores the job of a request made this long ago.
     static void requestedAgo(cimple::uint64 age) {
         krm::keepJob(krm::ShutdownJob::ofRequest("SN-7", krm::timeNow() - age));
     }
@@ -105,7 +105,7 @@ TEST_F(ConcreteJobProvider, OtherKeysAreNotFound) {
     EXPECT_TRUE(get());
 }
 
-TEST_F(ConcreteJobProvider, AnAgentThatHasGoneDownIsNoFailure) {
+TEST_F(ConcreteJobProvider, AnAbsentAgentIsNotAFailure) {
     requestedAgo(kMinute);
     sample.agent.stop();
     EXPECT_EQ(get()->JobState.value, 4);

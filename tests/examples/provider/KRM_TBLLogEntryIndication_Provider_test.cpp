@@ -1,4 +1,4 @@
-// The indication provider as the framework drives it.
+// The indication provider as called by the framework.
 #include "examples/provider/KRM_TBLLogEntryIndication_Provider.h"
 
 #include <cimple/cimom.h>
@@ -26,7 +26,7 @@ using testing::HasSubstr;
 /// The receiving end of a subscription.
 class Subscription {
   public:
-    /// What the framework hands to the provider.
+    /// The handler that the framework passes to the provider.
     cimple::Indication_Handler<KRM_TBLLogEntryIndication>* newHandler() {
         return new cimple::Indication_Handler<KRM_TBLLogEntryIndication>(take, this);
     }
@@ -39,7 +39,7 @@ class Subscription {
         const std::lock_guard lock(mutex_);
         return indications_.size();
     }
-    /// A closed gate holds the CIM server up.
+    /// A closed gate blocks the CIM server.
     void setOpen(bool open) {
         const std::lock_guard lock(mutex_);
         open_ = open;
@@ -49,7 +49,7 @@ class Subscription {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return begun_ >= count; });
     }
-    /// How many handlers are gone.
+    /// The number of destroyed handlers.
     int ended() {
         const std::lock_guard lock(mutex_);
         return ended_;
@@ -79,7 +79,7 @@ class Subscription {
     int ended_ = 0;
 };
 
-/// Counts, and lets others wait for a count.
+/// A counter that threads can wait for.
 class Counter {
   public:
     void add() {
@@ -98,7 +98,7 @@ class Counter {
     std::size_t count_ = 0;
 };
 
-/// Pauses that no time ends: a test does, or somebody who wakes the source.
+/// Pauses without a time limit: they end by the test or by wake().
 class Pauses {
   public:
     void wait(const std::atomic<bool>& woken) {
@@ -106,7 +106,7 @@ class Pauses {
         changed_.wait(lock, [&] { return woken || ended_ > 0; });
         if (!woken) --ended_;
     }
-    /// Ends the pause that there is, or else the next one.
+    /// Ends the current pause, or else the next one.
     void end() {
         const std::lock_guard lock(mutex_);
         ++ended_;
@@ -123,7 +123,7 @@ class Pauses {
     int ended_ = 0;
 };
 
-/// The agent's own channel, without its pauses.
+/// The agent's real channel, without pauses.
 class TestSource final : public krm::EventSource {
   public:
     TestSource(Pauses& pauses, Counter& counts) : pauses_(pauses), counts_(counts) {}
@@ -160,7 +160,7 @@ class LogEntryIndicationProvider : public testing::Test {
     SampleAgent sample;
     Subscription subscription;
     Pauses pauses;
-    Counter counts;  // of the events that wait for their delivery, or did
+    Counter counts;  ///< of the events that wait for their delivery, or did
     cimple::KRM_TBLLogEntryIndication_Provider provider{
         [this] { return std::make_unique<TestSource>(pauses, counts); }};
 };
@@ -183,7 +183,7 @@ TEST_F(LogEntryIndicationProvider, TurnsEventsIntoIndications) {
     EXPECT_EQ(subscription.ended(), 1);
 }
 
-TEST_F(LogEntryIndicationProvider, EventsOfOtherKindsGiveNone) {
+TEST_F(LogEntryIndicationProvider, OtherEventsGiveNoIndication) {
     ASSERT_EQ(enable(), cimple::ENABLE_INDICATIONS_OK);
     pushEvent(0x0B12, 1);
     sample.agent.pushEvent({.opcode = 0x0B11, .status = 0});
@@ -200,7 +200,7 @@ TEST_F(LogEntryIndicationProvider, CanBeEnabledAgain) {
     ASSERT_EQ(enable(), cimple::ENABLE_INDICATIONS_OK);
     pushEvent(0x0B11, 2);
     EXPECT_EQ(subscription.await(2)[1]->SequenceNumber.value, 2U);
-    // Without being disabled first, the later subscription takes the place of the earlier.
+    // A second subscription replaces the first, even if that was not disabled.
     ASSERT_EQ(enable(), cimple::ENABLE_INDICATIONS_OK);
     EXPECT_EQ(subscription.ended(), 2);
 }

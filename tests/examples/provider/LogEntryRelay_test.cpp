@@ -14,7 +14,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// Gathers what is delivered; a closed gate holds the delivery up.
+/// Collects the delivered events; a closed gate blocks the delivery.
 class Deliveries {
   public:
     void take(const krm::LogEvent& event) {
@@ -31,7 +31,7 @@ class Deliveries {
         open_ = open;
         changed_.notify_all();
     }
-    /// So many deliveries fail.
+    /// The number of deliveries that fail.
     void refuse(int count) {
         const std::lock_guard lock(mutex_);
         refusals_ = count;
@@ -110,7 +110,7 @@ TEST_F(LogEntryRelay, TellsHowManyOfMoreThanAThousandWereLost) {
     EXPECT_EQ(texts[1], "lost 2");
     EXPECT_EQ(texts[2], "System Message Log 3");
     EXPECT_EQ(texts[1001], "System Message Log 1002");
-    // The count is reset.
+    // The count of lost entries has been reset.
     addEntry(2000);
     EXPECT_EQ(deliveries.await(1003).back(), "System Message Log 2000");
 }

@@ -7,20 +7,20 @@
 
 namespace varnock::test {
 
-/// An agent that knows one machine, as far as the sample provider asks for it.
+/// An agent with the data of one machine that the sample provider requests.
 class SampleAgent {
   public:
     SampleAgent() {
         agent.handle([this](const AgentRequest& request) { return reply(request); });
     }
-    /// Refuses this command, and no other any more. 0 refuses none.
+    /// Refuses only this command from now on; 0: no command.
     void refuse(unsigned int opcode, unsigned int ext = 0) { refused_ = (opcode << 16) + ext; }
-    /// When the machine was booted, in seconds since the epoch.
+    /// The boot time of the machine in seconds since the epoch.
     void boot(unsigned int time) { bootTime_ = time; }
-    /// Knows nothing under this extension, and everything else.
+    /// Reports the data of this extension as not available.
     void forget(unsigned int ext) { forgotten_ = ext; }
 
-    /// What came under an operation code, in order.
+    /// The requests with an operation code, in order.
     std::vector<AgentRequest> requests(unsigned int opcode) const {
         std::vector<AgentRequest> found;
         for (const AgentRequest& request : agent.requests()) {

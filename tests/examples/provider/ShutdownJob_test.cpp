@@ -100,7 +100,7 @@ TEST(ShutdownJob, IsReadBackFromItsText) {
     }
 }
 
-/// Both places where a job is kept.
+/// Both places that can store a job.
 class KeptJob : public testing::TestWithParam<bool> {
   protected:
     KeptJob() {
