@@ -36,16 +36,16 @@ class Connection {
     const Session& session() const { return session_; }
     /// Appends a frame to the queue. False if the queue is full or the peer has gone; the owner
     /// must then drop the connection.
-    bool push(const std::string& frame);
+    [[nodiscard]] bool push(const std::string& frame);
 
   private:
     static int onReady(sd_event_source* source, int fd, std::uint32_t events, void* self);
     static int onDeadline(sd_event_source* source, std::uint64_t now, void* self);
 
-    bool serve(std::uint32_t events);
-    bool receive();
-    bool answerFrames();
-    bool flush();
+    [[nodiscard]] bool serve(std::uint32_t events);
+    [[nodiscard]] bool receive();
+    [[nodiscard]] bool answerFrames();
+    [[nodiscard]] bool flush();
     void watch();
     void setDeadline(bool wanted);
     void drop();

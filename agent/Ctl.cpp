@@ -41,8 +41,8 @@ std::runtime_error failure(const std::string& path, const std::string& what) {
     return std::runtime_error(path + ": " + what);
 }
 
-// Limits the waits of the socket's calls to `end`. Returns false once `end` has passed.
-bool limitWaits(int fd, Clock::time_point end) {
+/// Limits the waits of the socket's calls to `end`. Returns false once `end` has passed.
+[[nodiscard]] bool limitWaits(int fd, Clock::time_point end) {
     const auto rest = std::chrono::ceil<std::chrono::microseconds>(end - Clock::now()).count();
     const timeval limit{rest / 1'000'000, rest % 1'000'000};
     return rest > 0 && setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) == 0 &&
@@ -57,7 +57,9 @@ FileDescriptor connectTo(const std::string& path, Clock::time_point end) {
     }
     path.copy(address.sun_path, path.size());
     FileDescriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    limitWaits(fd.get(), end);
+    if (!limitWaits(fd.get(), end)) {
+        throw failure(path, "the agent does not answer");
+    }
     if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         throw failure(path, std::string("cannot reach an agent: ") + std::strerror(errno));
     }

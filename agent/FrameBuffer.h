@@ -18,7 +18,7 @@ struct FrameTooLong : std::runtime_error {
 
 /// The frame of a text. REQUIRES: fitsFrame(text).
 std::string encodeFrame(std::string_view text);
-bool fitsFrame(std::string_view text);
+[[nodiscard]] bool fitsFrame(std::string_view text);
 
 /// Splits the bytes of a stream, arriving in any pieces, into frames. Its size is bounded if
 /// takeText() is called after every append(). Not thread-safe.
@@ -27,7 +27,7 @@ class FrameBuffer {
     void append(std::string_view bytes);
     /// The text of the next complete frame up to its first NUL, or nothing yet. Throws FrameTooLong
     /// as soon as the length word exceeds the limit; the stream is unusable afterwards.
-    std::optional<std::string> takeText();
+    [[nodiscard]] std::optional<std::string> takeText();
     /// True if bytes of a frame that was not yet taken have arrived.
     bool holdsBytes() const { return start_ < bytes_.size(); }
 

@@ -40,14 +40,14 @@ FileDescriptor newSocket(const std::string& path) {
     return fd;
 }
 
-// Only a refused connection proves that no process is listening.
+/// Only a refused connection proves that no process is listening.
 void removeStale(const std::string& path, const sockaddr_un& address) {
     struct stat found {};
     if (lstat(path.c_str(), &found) != 0) {
         return;
     }
     if (!S_ISSOCK(found.st_mode)) {
-        throw StartError(path + ": stands there already and is no socket");
+        throw StartError(path + ": exists and is not a socket");
     }
     const FileDescriptor probe = newSocket(path);
     if (connect(probe.get(), generic(address), sizeof address) == 0 || errno == EAGAIN) {

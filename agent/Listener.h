@@ -42,7 +42,7 @@ class Listener {
 
 /// Prevents two agents from binding in the same directory at the same time: held while the
 /// listeners are created. Throws StartError if another process holds it.
-FileDescriptor lockDirectory(const std::string& directory);
+[[nodiscard]] FileDescriptor lockDirectory(const std::string& directory);
 
 /// Removes and returns the service manager's socket whose path ends in `name`; empty if there is
 /// none.

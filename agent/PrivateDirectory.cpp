@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The 107 characters of a socket address must also hold the template and the socket's name.
+/// The 107 characters of a socket address must also hold the template and the socket's name.
 constexpr std::size_t kLongestParent = 80;
 
 fs::path parentDirectory() {
@@ -24,7 +24,7 @@ fs::path parentDirectory() {
     return failure || parent.native().size() > kLongestParent ? fs::path("/tmp") : parent;
 }
 
-// The guardian keeps no descriptor of its parent: no terminal, no pipe with a waiting reader.
+/// The guardian keeps no descriptor of its parent: no terminal, no pipe with a waiting reader.
 void detach() {
     sigset_t all;
     sigfillset(&all);

@@ -31,8 +31,8 @@ constexpr int kNotRunnable = 126;
 constexpr int kSignalled = 128;
 constexpr std::array kForwarded = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 
-// A registry with the one key that holds the settings. Each node, the root of the file included,
-// ends with an empty line.
+/// A registry with the one key that holds the settings. Each node, the root of the file included,
+/// ends with an empty line.
 constexpr const char* kRegistry = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
 
 void furnish(const fs::path& home) {
@@ -65,8 +65,9 @@ std::vector<char*> pointers(const std::vector<std::string>& words) {
     return result;
 }
 
-// Runs in the child. Returns only if the command cannot be run, with the errno.
-int execute(const std::vector<std::string>& command, const sigset_t& mask, pid_t parent) {
+/// Runs in the child. Returns only if the command cannot be run, with the errno.
+[[nodiscard]] int execute(const std::vector<std::string>& command, const sigset_t& mask,
+                          pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) {
         return ESRCH;
@@ -83,8 +84,8 @@ struct Child {
     int status = 0;
 };
 
-// Returns the process id, or the negative errno of a command that cannot be run.
-pid_t start(const std::vector<std::string>& command, const BlockedSignals& blocked) {
+/// Returns the process id, or the negative errno of a command that cannot be run.
+[[nodiscard]] pid_t start(const std::vector<std::string>& command, const BlockedSignals& blocked) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
@@ -137,8 +138,8 @@ void watch(sd_event* loop, Child& child) {
     }
 }
 
-int runBeside(sd_event* loop, const std::vector<std::string>& command,
-              const BlockedSignals& blocked) {
+[[nodiscard]] int runBeside(sd_event* loop, const std::vector<std::string>& command,
+                            const BlockedSignals& blocked) {
     Child child;
     child.pid = start(command, blocked);
     if (child.pid < 0) {

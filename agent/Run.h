@@ -23,6 +23,6 @@ struct RunOptions {
 /// registry and trace file. Signals are forwarded to the command; if the agent dies, the command is
 /// ended. Returns the command's exit status, 128 + n if signal n ended it, 127 if it was not found,
 /// 126 if it could not be run. Throws StartError if the agent cannot start.
-int run(Machine& machine, const RunOptions& options);
+[[nodiscard]] int run(Machine& machine, const RunOptions& options);
 
 }  // namespace varnock::agent

@@ -7,6 +7,6 @@ namespace varnock::agent {
 
 /// Answers until SIGTERM, SIGINT or SIGHUP; notifies the service manager when it is ready. Returns
 /// the exit status. Throws StartError if it cannot listen.
-int serve(Machine& machine, ServerOptions options);
+[[nodiscard]] int serve(Machine& machine, ServerOptions options);
 
 }  // namespace varnock::agent

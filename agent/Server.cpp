@@ -15,9 +15,9 @@
 namespace varnock::agent {
 namespace {
 
-// The most clients accepted before other sources get their turn.
+/// The most clients accepted before other sources get their turn.
 constexpr int kAcceptedAtOnce = 64;
-// How long no client is accepted after the system has run out of descriptors or memory.
+/// How long no client is accepted after the system has run out of descriptors or memory.
 constexpr std::uint64_t kReopenAfter = 100'000;
 constexpr mode_t kOwnerOnly = 0600;
 
@@ -106,8 +106,8 @@ void Server::admit(FileDescriptor client, const Door& door) {
     connections_.emplace(key, std::move(connection));
 }
 
-// The client that was not accepted keeps the listener readable: without a pause the loop would
-// spin.
+/// The client that was not accepted keeps the listener readable: without a pause the loop would
+/// spin.
 void Server::closeForAWhile(Door& door) {
     checked(sd_event_source_set_enabled(door.ready.get(), SD_EVENT_OFF), "cannot pause");
     checked(sd_event_source_set_time_relative(door.reopen.get(), kReopenAfter), "cannot pause");

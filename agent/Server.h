@@ -68,7 +68,7 @@ class Server {
     Limits limits_;
     std::size_t eventsPushed_ = 0;
     std::unordered_map<const Connection*, std::unique_ptr<Connection>> connections_;
-    FileDescriptor lock_;  // held while the listeners are created
+    FileDescriptor lock_;  ///< held while the listeners are created
     Door requests_;
     Door events_;
     Door controls_;

@@ -16,10 +16,11 @@
 #include "agent/Serve.h"
 #include "agent/host/HostMachine.h"
 #include "runtime/StartMode.h"
+#include "runtime/Version.h"
 #include "runtime/files/PlatformPaths.h"
 #include "tools/Console.h"
 
-// The provider that the agent serves writes to the trace file; the agent's own library must not.
+/// The provider that the agent serves writes to the trace file; the agent's own library must not.
 constinit const varnock::StartMode varnock::startMode = varnock::StartMode::withoutFiles;
 
 namespace {
@@ -30,7 +31,7 @@ constexpr int kCannotStart = 1;
 constexpr int kUsage = 2;
 constexpr int kSignalled = 128;
 constexpr unsigned kPermissionBits = 0777;
-// Where programs without QX_RAGD_SOCKET_DIR look for the management agent.
+/// Where programs without QX_RAGD_SOCKET_DIR look for the management agent.
 constexpr const char* kProductionDirectory = varnock::kDefaultSocketDirectory;
 
 struct Options {
@@ -47,7 +48,7 @@ mode_t modeOf(const std::string& text) {
     return static_cast<mode_t>(std::stoul(text, nullptr, 8) & kPermissionBits);
 }
 
-std::string isMode(const std::string& text) {
+[[nodiscard]] std::string isMode(const std::string& text) {
     const bool octal = !text.empty() && text.size() <= 4 &&
                        text.find_first_not_of("01234567") == std::string::npos &&
                        std::stoul(text, nullptr, 8) <= kPermissionBits;
@@ -61,7 +62,7 @@ void addCommonOptions(CLI::App& command, Options& options) {
         ->default_str("600");
 }
 
-// The directory of the management agent is used only on explicit request.
+/// The directory of the management agent is used only on explicit request.
 CLI::Option* addPlaceOptions(CLI::App& command, Options& options, const std::string& purpose) {
     CLI::Option* directory =
         command.add_option("--dir", options.directory, purpose + " (default: QX_RAGD_SOCKET_DIR)");
@@ -89,24 +90,23 @@ std::string directoryFor(const CLI::App& command, const Options& options) {
     return set;
 }
 
-// The exit status of a command that has printed its output.
-int printed() {
-    return varnock::console::finishOutput("varnock-agent") ? EXIT_SUCCESS
-                                                           : varnock::console::kOutputLost;
+/// Prints the output of a command and returns its exit status.
+[[nodiscard]] int printed(std::string_view text) {
+    return varnock::console::finishOutput("varnock-agent", text) ? EXIT_SUCCESS
+                                                                 : varnock::console::kOutputLost;
 }
 
-// Help and version go to standard output, everything else to standard error. The C stream is used
-// because std::cerr still writes to the stderr stream that existed at load.
-int explainUsage(const CLI::App& app, const CLI::ParseError& failure) {
+/// Help and version go to standard output, everything else to standard error. The C stream is used
+/// because std::cerr still writes to the stderr stream that existed at load.
+[[nodiscard]] int explainUsage(const CLI::App& app, const CLI::ParseError& failure) {
     std::ostringstream out;
     std::ostringstream err;
     const int status = app.exit(failure, out, err);
     std::fputs(err.str().c_str(), stderr);
-    varnock::console::print(out.str());
-    return status == 0 ? printed() : kUsage;
+    return status == 0 ? printed(out.str()) : kUsage;
 }
 
-// Removes the command after "--" from the arguments and returns it, so that it is not parsed.
+/// Removes the command after "--" from the arguments and returns it, so that it is not parsed.
 std::vector<std::string> cutCommand(std::vector<std::string>& arguments) {
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");
     std::vector<std::string> command(mark == arguments.end() ? mark : mark + 1, arguments.end());
@@ -114,7 +114,8 @@ std::vector<std::string> cutCommand(std::vector<std::string>& arguments) {
     return command;
 }
 
-int start(const CLI::App& serving, const Options& options, std::vector<std::string> words) {
+[[nodiscard]] int start(const CLI::App& serving, const Options& options,
+                        std::vector<std::string> words) {
     const std::string directory =
         serving.parsed() ? directoryFor(serving, options) : options.directory;
     HostMachine machine;
@@ -159,7 +160,7 @@ Controls addControls(CLI::App& app, Options& options) {
     return {ctl, event};
 }
 
-// A signal ends the command with an exit status, even if the agent is stuck.
+/// A signal ends the command with an exit status, even if the agent is stuck.
 void endOnSignals() {
     for (const int signal : {SIGINT, SIGTERM}) {
         struct sigaction action {};
@@ -170,7 +171,7 @@ void endOnSignals() {
     }
 }
 
-int control(const Controls& controls, const Options& options) {
+[[nodiscard]] int control(const Controls& controls, const Options& options) {
     const std::string socket = options.control.empty()
                                    ? directoryFor(*controls.ctl, options) + "/" + kControlSocket
                                    : options.control;
@@ -184,17 +185,16 @@ int control(const Controls& controls, const Options& options) {
         }
     }
     endOnSignals();
-    varnock::console::print(askAgent(socket, request));
-    return printed();
+    return printed(askAgent(socket, request));
 }
 
-int agentMain(std::vector<std::string> arguments) {
+[[nodiscard]] int agentMain(std::vector<std::string> arguments) {
     const std::vector<std::string> words = cutCommand(arguments);
     Options options;
     CLI::App app("Answers the commands of the CIM provider library on a development machine.",
                  "varnock-agent");
     app.set_help_flag("-h,--help", "print this help and exit");
-    app.set_version_flag("--version", "varnock-agent " VARNOCK_AGENT_VERSION,
+    app.set_version_flag("--version", std::string("varnock-agent ") + TovQXObjectVersion,
                          "print the version and exit");
     app.require_subcommand(1);
     CLI::App* serving = app.add_subcommand("serve", "answer until a signal arrives");

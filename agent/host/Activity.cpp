@@ -8,7 +8,7 @@
 namespace varnock::agent {
 namespace {
 
-// A tenth of a second: the shortest interval that gives a percentage.
+/// A tenth of a second: the shortest interval that gives a percentage.
 constexpr unsigned long long kShortestSpan = 10;
 
 unsigned share(unsigned long long part, unsigned long long whole) {

@@ -12,7 +12,7 @@ using Text = std::optional<std::string>;
 using Number = std::optional<unsigned>;
 using Names = std::span<const char* const>;
 
-// Types of structures.
+/// Types of structures.
 constexpr unsigned kBios = 0;
 constexpr unsigned kSystem = 1;
 constexpr unsigned kBoard = 2;
@@ -20,7 +20,7 @@ constexpr unsigned kChassis = 3;
 constexpr unsigned kProcessor = 4;
 constexpr unsigned kMemoryDevice = 17;
 
-// In all of these, numbers 1 and 2 mean "other" and "unknown" and are omitted.
+/// In all of these, numbers 1 and 2 mean "other" and "unknown" and are omitted.
 constexpr unsigned kFirstName = 3;
 constexpr std::array kChassisTypes = {"Desktop",
                                       "Low Profile Desktop",
@@ -107,14 +107,14 @@ Text nameOf(const Number& number, Names names) {
     return names[index];
 }
 
-// The firmware uses one of a few values for an unknown number.
+/// The firmware uses one of a few values for an unknown number.
 Number unless(const Number& number, std::initializer_list<unsigned> unknown) {
     return number && std::find(unknown.begin(), unknown.end(), *number) == unknown.end()
                ? number
                : std::nullopt;
 }
 
-// A word, or the dword of newer versions for larger values.
+/// A word, or the dword of newer versions for larger values.
 Number extended(const Number& number, unsigned mark, const Number& large) {
     return number == mark ? (large ? Number(*large & 0x7FFFFFFF) : std::nullopt) : number;
 }
@@ -188,7 +188,7 @@ Number megahertzOf(const SmbiosStructure& device, std::size_t offset, std::size_
     return unless(extended(device.word(offset), 0xFFFF, device.dword(large)), {0});
 }
 
-// "1.35 V", as printed on modules.
+/// "1.35 V", as printed on modules.
 Text voltageOf(const SmbiosStructure& device) {
     const Number millivolts = unless(device.word(0x26), {0});
     if (!millivolts) {

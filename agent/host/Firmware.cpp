@@ -19,7 +19,7 @@ std::optional<std::string> Firmware::text(const char* name) const {
     return readLine(root_ / "sys/class/dmi/id" / name);
 }
 
-// The table does not change while the machine runs.
+/// The table does not change while the machine runs.
 const SmbiosTable& Firmware::table() {
     static const SmbiosTable none;
     if (!table_) {
@@ -32,7 +32,7 @@ const SmbiosTable& Firmware::table() {
     return table_ ? *table_ : none;
 }
 
-// Without a table, one component with the data of the kernel's files.
+/// Without a table, one component with the data of the kernel's files.
 std::vector<Component> Firmware::orTexts(std::vector<Component> components,
                                          const TextNames& names) const {
     if (!components.empty()) {

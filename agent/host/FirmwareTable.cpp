@@ -11,17 +11,17 @@
 namespace varnock::agent {
 namespace {
 
-// The area in which BIOS firmware places its entry point.
+/// The area in which BIOS firmware places its entry point.
 constexpr unsigned kArea = 0xF0000;
 constexpr unsigned kAreaSize = 0x10000;
-// Version 3 gives only an upper limit of the table's size, which may be any number.
+/// Version 3 gives only an upper limit of the table's size, which may be any number.
 constexpr std::uint32_t kLargestTable = std::uint32_t{16} << 20;
 
 std::vector<std::uint8_t> bytesOf(const std::string& content) {
     return {content.begin(), content.end()};
 }
 
-// A copy, because the memory may change. Empty if it cannot be mapped.
+/// A copy, because the memory may change. Empty if it cannot be mapped.
 std::vector<std::uint8_t> readMemory(unsigned address, unsigned length) {
     CDeviceBios bios;
     const unsigned char* region = bios.MapPhysicalMemory(0, address, length);

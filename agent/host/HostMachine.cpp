@@ -12,6 +12,7 @@
 #include "agent/host/PciDevices.h"
 #include "agent/host/Processors.h"
 #include "agent/host/Topology.h"
+#include "runtime/Version.h"
 
 namespace varnock::agent {
 
@@ -41,7 +42,7 @@ constexpr unsigned kAnyExtension = 0xFFFFFFFF;
 constexpr unsigned kComponentText = 0x0C00;
 constexpr unsigned kConfigurationRead = 0xE001;
 
-// The processor states of the CIM schema.
+/// The processor states of the CIM schema.
 constexpr unsigned kCpuEnabled = 1;
 constexpr unsigned kCpuDisabledByUser = 2;
 /// Linux gives the boot processor number 0.
@@ -54,7 +55,7 @@ void appendWord(Bytes& bytes, unsigned value) {
     bytes.push_back(static_cast<unsigned char>(value >> 8 & 0xFF));
 }
 
-// The speed in MHz, and the stepping if known.
+/// The speed in MHz, and the stepping if known.
 std::optional<Bytes> speedAndStepping(const Number& megahertz, const Number& stepping) {
     if (!megahertz) {
         return std::nullopt;
@@ -131,7 +132,7 @@ std::optional<Bytes> macAddress(unsigned number) {
                                                 : std::nullopt;
 }
 
-// Six bytes each: two unused, the bus as a word, device, function.
+/// Six bytes each: two unused, the bus as a word, device, function.
 std::optional<Bytes> pciList(const PciDevices& pci) {
     const auto places = pci.list();
     if (!places) {
@@ -168,8 +169,8 @@ std::optional<Part> numbered(std::vector<Part> parts, unsigned number) {
     return number < parts.size() ? std::optional(std::move(parts[number])) : std::nullopt;
 }
 
-// The firmware lists the occupied sockets, the system the packages, without a mapping between them.
-// They are matched in order; if the counts differ, nothing is reported.
+/// The firmware lists the occupied sockets, the system the packages, without a mapping between
+/// them. They are matched in order; if the counts differ, nothing is reported.
 std::optional<Component> socketOf(HostMachine::Sources& host, unsigned cpu) {
     std::vector<Component> sockets = host.firmware.processors();
     const Number before = host.topology.packagesBefore(cpu);
@@ -194,7 +195,7 @@ Number memoryModuleCount(HostMachine::Sources& host) {
     return modules ? Number(static_cast<unsigned>(modules->size())) : std::nullopt;
 }
 
-// A fact about the memory module addressed by the command.
+/// A fact about the memory module addressed by the command.
 template <auto member>
 Answer ofMemoryModule(HostMachine::Sources& host, const Command& command) {
     auto module = memoryModule(host, command);
@@ -207,7 +208,7 @@ std::optional<Bytes> memoryType(HostMachine::Sources& host, const Command& comma
                                   : std::nullopt;
 }
 
-// A component of the firmware table, by the class in the high byte of the extension.
+/// A component of the firmware table, by the class in the high byte of the extension.
 std::optional<Component> component(HostMachine::Sources& host, unsigned componentClass,
                                    unsigned object) {
     switch (componentClass) {
@@ -273,7 +274,7 @@ constexpr Row kRows[] = {
     {0xE204, 0, Objects::none, [](Host&, const Command&) -> Answer { return kCabinet; }},
     {0xE209, 0, Objects::none, [](Host&, const Command&) -> Answer { return kCabinet; }},
     {kComponentText, 0xA303, Objects::none,
-     [](Host&, const Command&) -> Answer { return std::string(VARNOCK_AGENT_VERSION); }},
+     [](Host&, const Command&) -> Answer { return std::string(TovQXObjectVersion); }},
     {kComponentText, 0x1510, Objects::none,
      [](Host& host, const Command&) -> Answer {
          return first(host.firmware.uuid(), host.system.machineId());

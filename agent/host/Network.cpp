@@ -24,7 +24,7 @@ struct FreeAddresses {
     void operator()(ifaddrs* list) const { freeifaddrs(list); }
 };
 
-// The bytes at an offset within a socket address; copied because its alignment is unknown.
+/// The bytes at an offset within a socket address; copied because its alignment is unknown.
 template <typename Address, typename Field>
 AddressBytes bytesOf(const sockaddr* generic, Field Address::*field) {
     Address address{};

@@ -21,7 +21,7 @@ struct Distribution {
     unsigned type;
 };
 
-// CIM_OperatingSystem.OSType, the values for 64-bit machines.
+/// CIM_OperatingSystem.OSType, the values for 64-bit machines.
 constexpr Distribution kDistributions[] = {
     {"rhel", 80},    {"opensuse-leap", 83}, {"opensuse-tumbleweed", 83},
     {"sles", 85},    {"ubuntu", 94},        {"debian", 96},
@@ -29,7 +29,7 @@ constexpr Distribution kDistributions[] = {
 };
 constexpr unsigned kLinux64 = 101;
 
-// The value of a line NAME=value with the quoting of a shell.
+/// The value of a line NAME=value with the quoting of a shell.
 std::string unquoted(std::string_view value) {
     if (value.size() < 2 || (value.front() != '"' && value.front() != '\'') ||
         value.back() != value.front()) {

@@ -12,7 +12,7 @@
 namespace varnock::agent {
 namespace {
 
-// Splits "name : value"; the name is empty for any other line.
+/// Splits "name : value"; the name is empty for any other line.
 std::pair<std::string, std::string> splitLine(std::string_view line) {
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos) {
@@ -28,7 +28,7 @@ std::string_view cutLine(std::string_view& text) {
     return line;
 }
 
-// The integer part of "2445.432".
+/// The integer part of "2445.432".
 std::optional<unsigned> wholePart(const std::string& text) {
     return parseDecimal(std::string_view(text).substr(0, text.find('.')));
 }

@@ -14,7 +14,7 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t kParagraph = 16;
 constexpr std::size_t kEntry3Size = 0x18;
-constexpr std::size_t kEntry2Size = 0x1E;  // in some firmware, one less than in the standard
+constexpr std::size_t kEntry2Size = 0x1E;  ///< in some firmware, one less than in the standard
 constexpr std::size_t kEntryDmiSize = 0x0F;
 constexpr std::size_t kHeaderSize = 4;
 constexpr std::uint8_t kEndOfTable = 127;
@@ -26,7 +26,7 @@ bool beginsWith(Bytes bytes, std::string_view anchor) {
            });
 }
 
-// Whether a block with a checksum has this length and its bytes add up to 0.
+/// Whether a block with a checksum has this length and its bytes add up to 0.
 bool isSound(Bytes bytes, std::size_t size) {
     return size <= bytes.size() &&
            std::accumulate(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size), 0U) %
@@ -51,7 +51,7 @@ std::optional<SmbiosEntry> readEntry3(Bytes bytes) {
                        static_cast<std::uint32_t>(littleEndian(bytes.subspan(0x0C, 4)))};
 }
 
-// The entry point of versions before 2, which that of version 2 contains.
+/// The entry point of versions before 2, which that of version 2 contains.
 std::optional<SmbiosEntry> readEntryDmi(Bytes bytes) {
     if (!beginsWith(bytes, "_DMI_") || !isSound(bytes, kEntryDmiSize)) {
         return std::nullopt;
@@ -74,7 +74,7 @@ std::optional<SmbiosEntry> readEntry2(Bytes bytes) {
     return entry;
 }
 
-// The texts after the fields, up to the empty one that ends them; nothing if that is missing.
+/// The texts after the fields, up to the empty one that ends them; nothing if that is missing.
 std::optional<Bytes> textsAt(Bytes bytes) {
     for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
         if (bytes[i] == 0 && bytes[i + 1] == 0) {

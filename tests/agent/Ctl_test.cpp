@@ -28,7 +28,7 @@ TEST(Ctl, MakesTheRecordOfAnEvent) {
     EXPECT_EQ(eventRecord({.event = "16"}), R"({"SIP":{"V":1,"CMD":[{"OC":16,"CA":0,"ST":0}]}})");
 }
 
-TEST(Ctl, RefusesWhatIsNoNumber) {
+TEST(Ctl, RefusesInvalidNumbers) {
     for (const char* text : {"", "x", "0x", "-1", "+1", "1 ", "4294967296", "0x100000000"}) {
         EXPECT_THROW(eventRecord({.event = text}), std::invalid_argument) << text;
         EXPECT_THROW(eventRecord({.event = "1", .number = text}), std::invalid_argument) << text;
@@ -88,7 +88,7 @@ TEST_F(AskAgent, SaysWhatTheAgentSays) {
     }
 }
 
-TEST_F(AskAgent, AnAnswerThatBreaksOffIsNone) {
+TEST_F(AskAgent, AnIncompleteAnswerIsAFailure) {
     {
         const ControlPeer peer(path_, encodeFrame("ok all is well").substr(0, 8));
         EXPECT_EQ(failureOf(path_), path_ + ": the agent does not answer");
@@ -99,7 +99,7 @@ TEST_F(AskAgent, AnAnswerThatBreaksOffIsNone) {
     }
 }
 
-TEST_F(AskAgent, ADribbleOfBytesIsNoAnswer) {
+TEST_F(AskAgent, SlowBytesDoNotExtendTheTimeLimit) {
     const Listener listener(path_, 0600);
     fcntl(listener.fd(), F_SETFL, 0);
     std::thread peer([&] {

@@ -19,7 +19,7 @@ class AgentListener : public testing::Test {
         EXPECT_EQ(lstat(path().c_str(), &found), 0);
         return found.st_mode & 0777;
     }
-    // The socket left behind by a killed agent.
+    /// The socket left behind by a killed agent.
     void leaveStaleSocket() const {
         const pid_t child = fork();
         if (child == 0) {
@@ -73,9 +73,9 @@ TEST_F(AgentListener, RefusesALiveSocketAndLeavesItAlone) {
     EXPECT_TRUE(Client(path()).connected());
 }
 
-TEST_F(AgentListener, RefusesWhatIsNoSocket) {
+TEST_F(AgentListener, RefusesAFileThatIsNotASocket) {
     std::ofstream(path()) << "precious";
-    EXPECT_EQ(failure(), path() + ": stands there already and is no socket");
+    EXPECT_EQ(failure(), path() + ": exists and is not a socket");
     EXPECT_EQ(std::filesystem::file_size(path()), 8U);
 }
 

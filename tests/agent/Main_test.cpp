@@ -19,7 +19,7 @@ varnock::test::ProcessResult agent(const Words& arguments) {
 TEST(Main, TellsItsVersion) {
     const auto process = agent({"--version"});
     EXPECT_EQ(process.status, 0);
-    EXPECT_EQ(process.out, "varnock-agent " VARNOCK_AGENT_VERSION "\n");
+    EXPECT_EQ(process.out, "varnock-agent 7.00-10\n");
 }
 
 TEST(Main, HelpsWithEveryCommand) {

@@ -48,7 +48,7 @@ TEST_F(AgentResponder, EchoesTheNumbersOfANegativeAnswerWithoutData) {
               R"({"SIP":{"V":1,"CMD":[{"OC":768,"OE":5,"OI":6,"CA":7,"ST":19}]}})");
 }
 
-TEST_F(AgentResponder, RefusesWhatIsNoCommand) {
+TEST_F(AgentResponder, RefusesRecordsThatAreNotCommands) {
     for (const char* text :
          {"", "x", "{", "5", "[]", "null", R"({"SIP":5})", R"({"SIP":{"CMD":[]}})",
           R"({"SIP":{"CMD":[5]}})", R"({"SIP":{"CMD":[{}]}})", R"({"SIP":{"CMD":[{"OC":"text"}]}})",
@@ -94,7 +94,7 @@ TEST_F(AgentResponder, TakesANameWithoutEnd) {
     EXPECT_EQ(session_.client, std::string(64, 'n'));
 }
 
-TEST_F(AgentResponder, RefusesARegistrationThatIsNone) {
+TEST_F(AgentResponder, RefusesAnInvalidRegistration) {
     EXPECT_EQ(statusOf(reply(registrationText(0x1200, "events"))), 2U);
     EXPECT_EQ(statusOf(reply(registrationText(0x1100, "short", 223))), 2U);
     EXPECT_EQ(statusOf(reply(registrationText(0x1100, "long", 225))), 2U);

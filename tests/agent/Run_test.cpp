@@ -14,7 +14,7 @@ using varnock::test::Subprocess;
 
 class Run : public testing::Test {
   protected:
-    // Private directories are created here, so that the test can check what is left of them.
+    /// Private directories are created here, so that the test can check what is left of them.
     Run() {
         std::filesystem::create_directories(parent());
         setenv("TMPDIR", parent().c_str(), 1);

@@ -23,7 +23,7 @@ class Serve : public testing::Test {
     std::string sockets() const { return directory_.file("s"); }
     std::string requests() const { return sockets() + "/ragdsj"; }
 
-    // Starts an agent and waits until it reports that it is ready.
+    /// Starts an agent and waits until it reports that it is ready.
     std::unique_ptr<Subprocess> serve(std::vector<std::string> options) {
         options.insert(options.begin(), {VARNOCK_AGENT_PATH, "serve"});
         auto agent = std::make_unique<Subprocess>(
@@ -91,7 +91,7 @@ TEST_F(Serve, TakesTheDirectoryFromTheEnvironment) {
     EXPECT_TRUE(Client(requests()).connected());
 }
 
-// Runs a script with a private empty /dev. Nothing if that is not permitted.
+/// Runs a script with a private empty /dev. Nothing if that is not permitted.
 std::optional<ProcessResult> whereDevIsPrivate(const std::string& script,
                                                const Subprocess::Environment& environment) {
     const std::vector<std::string> shell{"unshare", "-rm", "sh", "-c"};

@@ -65,8 +65,8 @@ TEST(Components, DescribeTheChassis) {
     EXPECT_EQ(all[0].version, "C2");
     EXPECT_EQ(all[0].serialNumber, "C-1");
     EXPECT_EQ(all[0].assetTag, "Tag 12");
-    EXPECT_EQ(all[0].partNumber, "CSKU") << "behind the records of its contents";
-    EXPECT_EQ(all[0].description, "Rack Mount Chassis") << "the lock in bit 7 is none of it";
+    EXPECT_EQ(all[0].partNumber, "CSKU") << "after the records of its contents";
+    EXPECT_EQ(all[0].description, "Rack Mount Chassis") << "bit 7 is the lock";
 }
 
 TEST(Components, AreNotKnownByNumbersWithoutAName) {
@@ -85,7 +85,7 @@ TEST(Components, AreNotKnownByNumbersWithoutAName) {
 
 TEST(Components, DescribeTheProcessorsThatAreThere) {
     const auto all = processors(typical());
-    ASSERT_EQ(all.size(), 1U) << "an empty socket and a coprocessor are none";
+    ASSERT_EQ(all.size(), 1U) << "an empty socket and a coprocessor do not count";
     EXPECT_EQ(all[0].designation, "CPU 2");
     EXPECT_EQ(all[0].manufacturer, "Chip House");
     EXPECT_EQ(all[0].version, "Chip 3000");
@@ -97,7 +97,7 @@ TEST(Components, DescribeTheProcessorsThatAreThere) {
 TEST(Components, DescribeTheMemoryModulesThatAreThere) {
     const auto all = memoryModules(typical());
     ASSERT_TRUE(all);
-    ASSERT_EQ(all->size(), 2U) << "an empty socket is none";
+    ASSERT_EQ(all->size(), 2U) << "an empty socket does not count";
     const MemoryModule& first = all->at(0);
     EXPECT_EQ(first.designation, "DIMM A1");
     EXPECT_EQ(first.manufacturer, "Memory House");
@@ -185,7 +185,7 @@ TEST(Components, NameMemoryTypesAndFormFactors) {
     EXPECT_EQ(described(0x13, 0x0F), "DDR2 FB-DIMM");
     EXPECT_EQ(described(0x24, 0x10), "HBM3 Die");
     EXPECT_EQ(described(0x25, 0x09), std::nullopt);
-    EXPECT_EQ(described(0x15, 0x09), std::nullopt) << "a number that nobody has";
+    EXPECT_EQ(described(0x15, 0x09), std::nullopt) << "an unused number";
     EXPECT_EQ(described(0x1A, 0x11), std::nullopt);
 }
 

@@ -35,7 +35,7 @@ TEST_F(HostFirmware, ReadsTheTextsThatTheKernelShows) {
     writeText("board_vendor", "Maker Inc.");
     writeText("board_serial", " ");
     EXPECT_EQ(firmware_.text("board_vendor"), "Maker Inc.");
-    EXPECT_EQ(firmware_.text("board_serial"), std::nullopt) << "an empty text is none";
+    EXPECT_EQ(firmware_.text("board_serial"), std::nullopt) << "an empty text counts as missing";
     EXPECT_EQ(firmware_.text("board_name"), std::nullopt);
 }
 

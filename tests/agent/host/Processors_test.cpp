@@ -39,7 +39,7 @@ TEST_F(HostProcessors, ReadsTheParagraphOfEachProcessor) {
     EXPECT_EQ(processors_.info(0, "power management"), std::nullopt);
 }
 
-TEST_F(HostProcessors, HasNothingOfAProcessorThatIsNotThere) {
+TEST_F(HostProcessors, HasNoDataOfAMissingProcessor) {
     EXPECT_EQ(processors_.stepping(0), std::nullopt);
     write("proc/cpuinfo", kCpuInfo);
     EXPECT_EQ(processors_.stepping(1), std::nullopt);

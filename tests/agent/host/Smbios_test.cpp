@@ -143,9 +143,9 @@ TEST(SmbiosStructure, ReadsTextsByTheirNumbers) {
     const SmbiosStructure& structure = table.structures().at(0);
     EXPECT_EQ(structure.text(4), "first");
     EXPECT_EQ(structure.text(5), "second");
-    EXPECT_EQ(structure.text(6), std::nullopt) << "white space alone is none";
+    EXPECT_EQ(structure.text(6), std::nullopt) << "only white space counts as missing";
     EXPECT_EQ(structure.text(7), std::nullopt) << "there are only three";
-    EXPECT_EQ(structure.text(8), std::nullopt) << "number 0 is none";
+    EXPECT_EQ(structure.text(8), std::nullopt) << "number 0 means no text";
     EXPECT_EQ(structure.text(9), std::nullopt) << "beyond the end";
 }
 
@@ -201,8 +201,8 @@ bool holds(const SmbiosBytes& bytes, const std::string& text) {
     return std::string(bytes.begin(), bytes.end()).find(text) != std::string::npos;
 }
 
-// Reads everything from a table, and expects that it is consistent and comes from these bytes. The
-// sanitizers detect reads outside them.
+/// Reads everything from a table, and expects that it is consistent and comes from these bytes. The
+/// sanitizers detect reads outside them.
 void expectSound(const SmbiosBytes& bytes) {
     const SmbiosTable table(bytes, kVersion28);
     const std::size_t smallest = 4 + 2;  // a header and the end of the texts

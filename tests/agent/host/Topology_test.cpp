@@ -22,7 +22,7 @@ TEST(Topology, DescribesATwoSocketMachine) {
     EXPECT_EQ(topology.cacheSize(7, 3), 16384U);
 }
 
-TEST(Topology, HasNothingOfWhatIsNotThere) {
+TEST(Topology, HasNoDataOfMissingProcessors) {
     Topology topology("pack:1 core:2 pu:1");
     EXPECT_EQ(topology.package(2), std::nullopt);
     EXPECT_EQ(topology.packagesBefore(2), std::nullopt);

@@ -69,7 +69,7 @@ void sayProcessors() {
     say("cpuid.family", registers[0] >> 8 & 0xF);
 }
 
-// The kernel starts this with nothing mounted and perhaps without a console.
+/// The kernel starts this with nothing mounted and perhaps without a console.
 void takePlace() {
     for (const char* directory : {"/dev", "/proc", "/sys"}) {
         mkdir(directory, 0755);
