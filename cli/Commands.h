@@ -9,16 +9,16 @@
 #include "cli/calls/CallTable.h"
 #include "cli/output/Output.h"
 
-/// The subcommands. Each returns its one document or throws Failure.
+/// The subcommands. Each returns its document or throws Failure.
 namespace varnockctl {
 
 /// `call NAME`: runs a typed call.
 Answer runCall(const Options& options, const std::string& name, const CallArguments& arguments);
 
-/// `list [PATTERN]`: the calls whose name contains the pattern, in any case.
+/// `list [PATTERN]`: the calls whose name contains the pattern, ignoring case.
 Answer listCalls(const std::string& pattern);
 
-/// `describe NAME`: all about one call.
+/// `describe NAME`: the facts about one call.
 Answer describeCall(const std::string& name);
 
 /// The data of a record that has no typed call; at most one is given.
@@ -38,7 +38,7 @@ struct RawRecord {
     RawData data;
 };
 
-/// `raw OC`: any command record; answers the reply record.
+/// `raw OC`: sends any command record and returns the reply record.
 Answer runRaw(const Options& options, const RawRecord& raw);
 
 /// `inventory`: the machine as a tree.
@@ -46,69 +46,70 @@ Answer runInventory(const Options& options);
 
 /// What `watch` shows, and for how long.
 struct WatchOptions {
-    std::vector<std::string> include;  ///< only events whose line has one of these in it; none: all
-    std::vector<std::string> exclude;  ///< and none of these
-    unsigned int count = 0;            ///< ends after so many; 0 for no end
-    std::optional<std::chrono::milliseconds> timeout;  ///< ends after that time
+    std::vector<std::string>
+        include;  ///< show only events whose line contains one of these; empty: all
+    std::vector<std::string> exclude;  ///< hide events whose line contains one of these
+    unsigned int count = 0;            ///< end after this many events; 0: no limit
+    std::optional<std::chrono::milliseconds> timeout;  ///< end after this time
 };
 
-/// `watch`: prints the agent's events as they come, and follows an agent that restarts.
+/// `watch`: prints the agent's events as they arrive, also after restarts of the agent.
 Answer runWatch(const Options& options, const WatchOptions& watch);
 
 /// Which entries `trace` shows, and for how long.
 struct TraceOptions {
-    std::string file;                  ///< empty: those that the library writes
-    bool info = false;                 ///< what the file's header says instead of the entries
-    bool follow = false;               ///< goes on with new entries as they come
-    std::optional<unsigned int> last;  ///< only so many of the newest
-    std::string since;                 ///< only from this moment on; empty: all
-    std::vector<std::string> grep;     ///< only messages that match one of these; none: all
-    std::vector<std::string> exclude;  ///< and none of these
-    std::optional<std::chrono::milliseconds> timeout;  ///< following ends after that time
+    std::string file;                  ///< empty: the library's files
+    bool info = false;                 ///< show the header of the file instead of the entries
+    bool follow = false;               ///< continue with new entries
+    std::optional<unsigned int> last;  ///< show only this many of the newest
+    std::string since;                 ///< show only entries from this time on; empty: all
+    std::vector<std::string> grep;     ///< show only messages that match one of these; empty: all
+    std::vector<std::string> exclude;  ///< hide messages that match one of these
+    std::optional<std::chrono::milliseconds> timeout;  ///< stop following after this time
 };
 
 /// `trace`: the entries of the ring-buffer files from the oldest to the newest.
 Answer runTrace(const Options& options, const TraceOptions& trace);
 
-/// The ring-buffer files that the library writes with the settings of this process, one for each
-/// letter, whether it exists or not.
+/// The ring-buffer files that the library writes with the settings of this process: one path per
+/// letter, whether the file exists or not.
 std::vector<std::string> traceFilePaths();
 
-/// What the `registry` commands work on. A path may begin with HKLM for HKEY_LOCAL_MACHINE and so
-/// on, and has backslashes, or slashes.
+/// The arguments of the `registry` commands. A path may start with an abbreviation such as HKLM for
+/// HKEY_LOCAL_MACHINE; its separators are backslashes or slashes.
 struct RegistryArguments {
-    std::string key;                  ///< empty: the whole tree, where that is allowed
+    std::string key;                  ///< empty: the whole tree, where allowed
     std::optional<std::string> name;  ///< of a value
-    std::string value;                ///< what is set
-    std::string type;                 ///< of what is set; empty: as before, else by the value
-    std::string pattern;              ///< what is looked for, in any case
-    std::string file;                 ///< what is imported or checked; empty: the registry's own
-    bool force = false;               ///< change a file of which a part will be lost
+    std::string value;                ///< the new value
+    std::string type;     ///< of the new value; empty: the old type, else derived from the value
+    std::string pattern;  ///< the text to find, ignoring case
+    std::string file;     ///< the file to import or check; empty: the registry file
+    bool force = false;   ///< change a file even if saving loses a part of it
 };
 
-/// `registry tree [KEY]`: the key with everything below it.
+/// `registry tree [KEY]`: the key and everything below it.
 Answer registryTree(const RegistryArguments& arguments);
 /// `registry get KEY [NAME]`: a value, or the key's values and subkeys.
 Answer registryGet(const RegistryArguments& arguments);
-/// `registry find PATTERN [KEY]`: what has the pattern in its name or its value.
+/// `registry find PATTERN [KEY]`: the entries whose name or value contains the pattern.
 Answer registryFind(const RegistryArguments& arguments);
-/// `registry export [KEY]`: the text of a registry file with this key.
+/// `registry export [KEY]`: the key as the text of a registry file.
 Answer registryExport(const RegistryArguments& arguments);
-/// `registry check [FILE]`: the lines of a registry file that are not read as they were meant.
+/// `registry check [FILE]`: the lines of a registry file that are not read as intended.
 Answer registryCheck(const RegistryArguments& arguments);
-/// `registry set KEY NAME VALUE`. This one and those below answer what they change.
+/// `registry set KEY NAME VALUE`. This command and those below return their changes.
 Answer registrySet(const Options& options, const RegistryArguments& arguments);
-/// `registry delete KEY [NAME]`: a value, or the key with everything below it.
+/// `registry delete KEY [NAME]`: a value, or the key and everything below it.
 Answer registryDelete(const Options& options, const RegistryArguments& arguments);
-/// `registry import FILE`: adds what stands in a registry file.
+/// `registry import FILE`: adds the contents of a registry file.
 Answer registryImport(const Options& options, const RegistryArguments& arguments);
 
-/// `doctor`: what the library needs of its surroundings, and how to mend what is wrong. An agent
-/// that has not answered after `patience` is stuck.
+/// `doctor`: checks what the library needs, and says how to fix problems. An agent that has not
+/// answered after `patience` counts as stuck.
 Answer runDoctor(std::chrono::milliseconds patience);
 
-/// Asks on a terminal before something is changed; throws Failure (interrupted) on a no. Says yes
-/// where there is no terminal, or with --yes or --dry-run.
+/// Asks for confirmation before a change; throws Failure (interrupted) if the user declines. Does
+/// not ask without a terminal, or with --yes or --dry-run.
 void confirm(const Options& options, const std::string& what);
 
 }  // namespace varnockctl

@@ -14,16 +14,15 @@
 namespace varnockctl {
 namespace {
 
-// What a command that ends itself gets, and what printing gets. Together they stay well below the
-// half second in which the process is to be gone.
+/// The time for a command to end itself, and the time after which the process ends even if printing
+/// blocks. Together they stay well below the documented half second.
 constexpr timespec kPatience{0, 150'000'000};
 constexpr std::chrono::milliseconds kLastResort{350};
 
-// Tells the thread that all is over. By default it does nothing, and who else sends it does no
-// harm.
+/// Ends the handler's thread. Its default action is to do nothing, so other senders are harmless.
 constexpr int kOverSignal = SIGURG;
 
-std::atomic<int> interruption;  // the signal
+std::atomic<int> interruption;  ///< the signal received, 0 if none
 varnock::Mutex ending;
 bool endsItself VARNOCK_GUARDED_BY(ending);
 const Wakeup* commandWakeup VARNOCK_GUARDED_BY(ending);
@@ -37,8 +36,8 @@ ExitStatus statusOf(int signal) {
     return signal == SIGTERM ? ExitStatus::terminated : ExitStatus::interrupted;
 }
 
-// True when the command ends itself.
-bool wakeCommand() {
+/// True if the command ends itself.
+[[nodiscard]] bool wakeCommand() {
     const varnock::ScopedLock guard(ending);
     if (commandWakeup != nullptr) {
         commandWakeup->wake();
@@ -89,7 +88,7 @@ InterruptHandler::~InterruptHandler() {
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
-// The next signal; 0 when the time is up or all is over.
+/// The next signal; 0 after the time limit or when the handler ends.
 int InterruptHandler::take(const timespec* limit) const {
     while (!isOver_) {
         const int signal = sigtimedwait(&signals_, nullptr, limit);
@@ -122,7 +121,7 @@ void InterruptHandler::handle() const {
             take(nullptr);
         }
     } catch (const std::system_error&) {
-        // There can be no further thread.
+        // No further thread can be created.
         endNow();
     }
 }

@@ -19,7 +19,7 @@ class Wakeup {
     Wakeup(const Wakeup&) = delete;
     Wakeup& operator=(const Wakeup&) = delete;
 
-    /// Ready for reading once wake() was called.
+    /// Readable after wake().
     int fd() const { return fd_; }
     void wake() const;
 
@@ -29,16 +29,15 @@ class Wakeup {
 
 /// Lets SIGINT and SIGTERM end the process in time, whatever its threads wait for.
 ///
-/// The two are blocked in all threads and taken by one that does nothing else. It ends the process
-/// by the function given, at once, or when a command that ends itself, see Interrupts, has not done
-/// so in a moment, or on a second signal. Where that function does not come back, as standard
-/// output takes nothing, the process ends all the same. A signal that was ignored when the program
-/// started, as of a job in the background, stays ignored.
+/// Both signals are blocked in all threads and received by a dedicated one, which calls `end` at
+/// once. If the command ends itself (see Interrupts), `end` is called only after a short delay or a
+/// second signal. The process also ends if `end` blocks because standard output accepts nothing. A
+/// signal that was ignored at the start of the program, as in background jobs, stays ignored.
 ///
-/// One in a process, made before all other threads, and destroyed when the command has ended.
+/// There is one per process, created before all other threads and destroyed after the command.
 class InterruptHandler {
   public:
-    /// Is to end the process with the status of the failure. May return if another thread does so.
+    /// Ends the process with the status of the failure. May return if another thread is ending it.
     using End = std::function<void(const Failure& interruption)>;
 
     explicit InterruptHandler(End end);
@@ -57,12 +56,12 @@ class InterruptHandler {
     std::thread thread_;
 };
 
-/// While it lives the command ends itself when it is interrupted, with failure(), or with what it
-/// has just done. One at a time.
+/// During its lifetime an interrupted command ends itself: with failure(), or with the result of
+/// what it has already done. One at a time.
 class Interrupts {
   public:
     Interrupts() : Interrupts(nullptr) {}
-    /// Wakes a command that waits. The wake-up outlives this object.
+    /// Also wakes a waiting command. The wake-up must outlive this object.
     explicit Interrupts(const Wakeup& wakeup) : Interrupts(&wakeup) {}
     ~Interrupts();
     Interrupts(const Interrupts&) = delete;

@@ -9,7 +9,7 @@ unsigned int parseNumber(const std::string& text, const char* option, unsigned i
     const auto number = varnock::parseNumber(text);
     if (!number || *number > maximum) {
         throw Failure(ExitStatus::usage, std::string(option) + ": \"" + text +
-                                             "\" is no number from 0 to " +
+                                             "\" is not a number from 0 to " +
                                              std::to_string(maximum));
     }
     return *number;

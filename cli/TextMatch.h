@@ -6,7 +6,7 @@
 
 namespace varnockctl {
 
-/// True when the text holds the pattern, in any case.
+/// True if the text contains the pattern, ignoring case.
 inline bool containsIgnoringCase(std::string_view text, std::string_view pattern) {
     const auto equal = [](unsigned char a, unsigned char b) {
         return std::tolower(a) == std::tolower(b);

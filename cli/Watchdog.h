@@ -9,7 +9,7 @@
 
 namespace varnockctl {
 
-/// Calls a function when its time is up, on a thread of its own, unless it is destroyed before.
+/// Calls a function on its own thread when the time limit expires, unless it is destroyed before.
 class Watchdog {
   public:
     Watchdog(std::chrono::milliseconds limit, std::function<void()> expired);

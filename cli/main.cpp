@@ -19,7 +19,8 @@
 #include "runtime/Version.h"
 #include "tools/Console.h"
 
-// The files of the library are looked at and changed here on behalf of other processes.
+/// The program reads and changes the files of other processes, so its own library must not use
+/// them.
 constinit const varnock::StartMode varnock::startMode = varnock::StartMode::withoutFiles;
 
 namespace varnockctl {
@@ -30,7 +31,7 @@ struct CommandLine {
     std::optional<double> timeout;
     std::function<Answer()> command;
 
-    // What the subcommands collect.
+    // The arguments of the subcommands.
     std::string name;
     std::string pattern;
     CallArguments arguments;
@@ -40,16 +41,16 @@ struct CommandLine {
     RegistryArguments registry;
     std::optional<std::string> count;
     const char* late = "no answer within the time limit";
-    bool isEndless = false;    // unless it is given a time limit
-    bool keepsToTime = false;  // ends itself when its time is up
+    bool isEndless = false;    ///< runs until interrupted, unless there is a time limit
+    bool keepsToTime = false;  ///< the command itself enforces the time limit
 };
 
 constexpr double kDefaultTimeout = 10;
-// What an agent that is well has answered long before.
+/// Seconds; a healthy agent answers much sooner.
 constexpr double kDoctorPatience = 2;
-// What a command that keeps to its time gets beyond it before it is ended from outside.
+/// Extra seconds before a command that keeps to its time is ended by the watchdog.
 constexpr double kGrace = 0.5;
-// What is left to end after the answer was printed gets that long.
+/// The time limit for destroying what the command has left, after the answer has been printed.
 constexpr std::chrono::milliseconds kAfterwards{200};
 
 std::chrono::milliseconds milliseconds(double seconds) {
@@ -58,7 +59,9 @@ std::chrono::milliseconds milliseconds(double seconds) {
 }
 
 void addGlobalOptions(CLI::App& app, CommandLine& line) {
-    app.set_version_flag("--version", std::string("varnockctl ") + TovQXObjectVersion);
+    app.set_help_flag("-h,--help", "print this help and exit");
+    app.set_version_flag("--version", std::string("varnockctl ") + TovQXObjectVersion,
+                         "print the version and exit");
     const std::map<std::string, Format> formats{{"table", Format::table},
                                                 {"json", Format::json},
                                                 {"jsonl", Format::jsonl},
@@ -68,22 +71,22 @@ void addGlobalOptions(CLI::App& app, CommandLine& line) {
         ->option_text("FORMAT");
     app.add_flag("--wire", line.options.wire, "show each record sent and received");
     app.add_flag("--dry-run", line.options.dryRun,
-                 "show what would be sent, or change in the registry, and do nothing");
-    app.add_flag("--yes", line.options.yes, "do not ask before something is changed");
+                 "show what would be sent or changed in the registry, and do nothing");
+    app.add_flag("--yes", line.options.yes, "do not ask before a change");
     app.add_flag("-v,--verbose", line.options.verbose, "show the library's trace");
     app.add_option("--timeout", line.timeout,
-                   "seconds after which the command ends (default 10; watch, trace -f: never)")
+                   "end the command after S seconds (default 10; watch, trace -f: no limit)")
         ->check(CLI::PositiveNumber)
         ->option_text("S");
 }
 
 void addCall(CLI::App& app, CommandLine& line) {
     CLI::App* call = app.add_subcommand("call", "run a typed call by its name");
-    call->add_option("NAME", line.name, "see varnockctl list")->required();
+    call->add_option("NAME", line.name, "name of a call, see varnockctl list")->required();
     call->add_option("--cabinet", line.arguments.cabinet, "cabinet number")->option_text("N");
     call->add_option("--object", line.arguments.object, "object id")->option_text("N");
     call->add_option("--ext", line.arguments.ext, "operation code extension")->option_text("N");
-    call->add_option("--value", line.arguments.value, "what a setter sets")->option_text("V");
+    call->add_option("--value", line.arguments.value, "value for a setter")->option_text("V");
     call->add_option("--node", line.arguments.node, "name of a status-tree node")
         ->option_text("TEXT");
     call->callback([&line] {
@@ -92,22 +95,23 @@ void addCall(CLI::App& app, CommandLine& line) {
 }
 
 void addCatalogue(CLI::App& app, CommandLine& line) {
-    CLI::App* list = app.add_subcommand("list", "the calls, or those with PATTERN in their name");
+    CLI::App* list =
+        app.add_subcommand("list", "list the calls, or those with PATTERN in their name");
     list->add_option("PATTERN", line.pattern);
     list->callback([&line] { line.command = [&line] { return listCalls(line.pattern); }; });
 
-    CLI::App* describe = app.add_subcommand("describe", "all about one call");
+    CLI::App* describe = app.add_subcommand("describe", "show the facts about one call");
     describe->add_option("NAME", line.name)->required();
     describe->callback([&line] { line.command = [&line] { return describeCall(line.name); }; });
 }
 
 void addRaw(CLI::App& app, CommandLine& line) {
-    CLI::App* raw = app.add_subcommand("raw", "send any command record, print the reply");
+    CLI::App* raw = app.add_subcommand("raw", "send any command record and print the reply");
     raw->add_option("OC", line.raw.opcode, "operation code")->required();
     raw->add_option("--ext", line.raw.ext, "operation code extension")->option_text("N");
     raw->add_option("--object", line.raw.object, "object id")->option_text("N");
     raw->add_option("--cabinet", line.raw.cabinet, "cabinet number")->option_text("N");
-    CLI::Option_group* data = raw->add_option_group("data", "the data of the record");
+    CLI::Option_group* data = raw->add_option_group("data", "data of the record");
     data->add_option("--byte", line.raw.data.byte)->option_text("V");
     data->add_option("--word", line.raw.data.word)->option_text("V");
     data->add_option("--dword", line.raw.data.dword)->option_text("V");
@@ -118,17 +122,17 @@ void addRaw(CLI::App& app, CommandLine& line) {
 }
 
 void addInventory(CLI::App& app, CommandLine& line) {
-    app.add_subcommand("inventory", "the machine as a tree")->callback([&line] {
+    app.add_subcommand("inventory", "show the machine as a tree")->callback([&line] {
         line.command = [&line] { return runInventory(line.options); };
     });
 }
 
 void addWatch(CLI::App& app, CommandLine& line) {
-    CLI::App* watch = app.add_subcommand("watch", "the agent's events as they come");
-    watch->add_option("--include", line.watch.include, "only events with TEXT in their line")
+    CLI::App* watch = app.add_subcommand("watch", "show the agent's events as they arrive");
+    watch->add_option("--include", line.watch.include, "show only events with TEXT in their line")
         ->option_text("TEXT")
         ->allow_extra_args(false);
-    watch->add_option("--exclude", line.watch.exclude, "no events with TEXT in their line")
+    watch->add_option("--exclude", line.watch.exclude, "hide events with TEXT in their line")
         ->option_text("TEXT")
         ->allow_extra_args(false);
     watch->add_option("--count", line.count, "end after N events")->option_text("N");
@@ -148,18 +152,19 @@ void addWatch(CLI::App& app, CommandLine& line) {
 }
 
 void addTrace(CLI::App& app, CommandLine& line) {
-    CLI::App* trace = app.add_subcommand("trace", "the library's trace, oldest entry first");
-    trace->add_option("--file", line.trace.file, "a trace file, else all of the library's")
+    CLI::App* trace = app.add_subcommand("trace", "show the library's trace, oldest entry first");
+    trace->add_option("--file", line.trace.file, "trace file (default: all files of the library)")
         ->option_text("FILE");
-    trace->add_flag("--info", line.trace.info, "what the header of each file says");
-    trace->add_flag("-f,--follow", line.trace.follow, "go on with new entries as they come");
-    trace->add_option("-n,--last", line.count, "only the newest N entries")->option_text("N");
-    trace->add_option("--since", line.trace.since, "only from a moment on: 10:00, 15m, ...")
+    trace->add_flag("--info", line.trace.info, "show the header of each file");
+    trace->add_flag("-f,--follow", line.trace.follow, "continue with new entries");
+    trace->add_option("-n,--last", line.count, "show only the newest N entries")->option_text("N");
+    trace
+        ->add_option("--since", line.trace.since, "show only entries since a time: 10:00, 15m, ...")
         ->option_text("WHEN");
-    trace->add_option("--grep", line.trace.grep, "only messages that match")
+    trace->add_option("--grep", line.trace.grep, "show only messages that match REGEX")
         ->option_text("REGEX")
         ->allow_extra_args(false);
-    trace->add_option("--exclude", line.trace.exclude, "no messages that match")
+    trace->add_option("--exclude", line.trace.exclude, "hide messages that match REGEX")
         ->option_text("REGEX")
         ->allow_extra_args(false);
     trace->callback([&line] {
@@ -191,7 +196,7 @@ CLI::App* addWriter(CLI::App& registry, CommandLine& line, const char* name, con
                     RegistryWriter run) {
     CLI::App* writer = registry.add_subcommand(name, help);
     writer->add_flag("--force", line.registry.force,
-                     "even if saving loses lines that are not understood");
+                     "change the registry even if saving loses lines");
     writer->callback([&line, run] {
         line.late = "not done within the time limit; another process may be saving the registry";
         line.command = [&line, run] { return run(line.options, line.registry); };
@@ -200,28 +205,31 @@ CLI::App* addWriter(CLI::App& registry, CommandLine& line, const char* name, con
 }
 
 void addRegistry(CLI::App& app, CommandLine& line) {
-    CLI::App* registry = app.add_subcommand("registry", "the library's registry file");
+    CLI::App* registry =
+        app.add_subcommand("registry", "show or change the library's registry file");
     registry->require_subcommand(1);
     RegistryArguments& arguments = line.registry;
 
-    CLI::App* tree = addReader(*registry, line, "tree", "a key and all below it", registryTree);
-    tree->add_option("KEY", arguments.key, "the whole registry without it");
-    CLI::App* get =
-        addReader(*registry, line, "get", "a value, or what a key has in it", registryGet);
-    get->add_option("KEY", arguments.key, "as HKLM\\SOFTWARE or HKLM/SOFTWARE")->required();
+    CLI::App* tree =
+        addReader(*registry, line, "tree", "show a key and everything below it", registryTree);
+    tree->add_option("KEY", arguments.key, "key (default: the whole registry)");
+    CLI::App* get = addReader(*registry, line, "get",
+                              "show a value, or the values and subkeys of a key", registryGet);
+    get->add_option("KEY", arguments.key, "key, as HKLM\\SOFTWARE or HKLM/SOFTWARE")->required();
     get->add_option("NAME", arguments.name);
-    CLI::App* find =
-        addReader(*registry, line, "find", "names and values with PATTERN in them", registryFind);
-    find->add_option("PATTERN", arguments.pattern, "text, in any case")->required();
-    find->add_option("KEY", arguments.key, "only below this key");
+    CLI::App* find = addReader(*registry, line, "find",
+                               "find names and values with PATTERN in them", registryFind);
+    find->add_option("PATTERN", arguments.pattern, "text, ignoring case")->required();
+    find->add_option("KEY", arguments.key, "search only below this key");
     CLI::App* exported =
-        addReader(*registry, line, "export", "a key as a registry file", registryExport);
-    exported->add_option("KEY", arguments.key, "the whole registry without it");
+        addReader(*registry, line, "export", "print a key as a registry file", registryExport);
+    exported->add_option("KEY", arguments.key, "key (default: the whole registry)");
     CLI::App* check =
-        addReader(*registry, line, "check", "what is wrong with a registry file", registryCheck);
-    check->add_option("FILE", arguments.file, "the registry's own without it");
+        addReader(*registry, line, "check", "check the lines of a registry file", registryCheck);
+    check->add_option("FILE", arguments.file, "file (default: the registry file)");
 
-    CLI::App* set = addWriter(*registry, line, "set", "set a value, keys included", registrySet);
+    CLI::App* set = addWriter(*registry, line, "set", "set a value, and create its key if missing",
+                              registrySet);
     set->add_option("KEY", arguments.key)->required();
     set->add_option("NAME", arguments.name)->required();
     set->add_option("VALUE", arguments.value)->required();
@@ -229,16 +237,17 @@ void addRegistry(CLI::App& app, CommandLine& line) {
         ->check(CLI::IsMember({"string", "expand", "number", "binary"}))
         ->option_text("TYPE");
     CLI::App* remove =
-        addWriter(*registry, line, "delete", "a value, or a key and all below it", registryDelete);
+        addWriter(*registry, line, "delete", "delete a value, or a key and everything below it",
+                  registryDelete);
     remove->add_option("KEY", arguments.key)->required();
     remove->add_option("NAME", arguments.name);
     CLI::App* import =
-        addWriter(*registry, line, "import", "add what a registry file has in it", registryImport);
-    import->add_option("FILE", arguments.file, "- for standard input")->required();
+        addWriter(*registry, line, "import", "add the contents of a registry file", registryImport);
+    import->add_option("FILE", arguments.file, "file, or - for standard input")->required();
 }
 
 void addDoctor(CLI::App& app, CommandLine& line) {
-    app.add_subcommand("doctor", "what the library needs, and how to mend what is missing")
+    app.add_subcommand("doctor", "check what the library needs, and say how to fix problems")
         ->callback([&line] {
             line.keepsToTime = true;
             line.command = [&line] {
@@ -247,8 +256,8 @@ void addDoctor(CLI::App& app, CommandLine& line) {
         });
 }
 
-// The command, or the failure it ends in.
-Answer runCommand(const CommandLine& line) {
+/// Runs the command; a failure becomes its answer.
+[[nodiscard]] Answer runCommand(const CommandLine& line) {
     try {
         return line.command();
     } catch (const Failure& failure) {
@@ -258,7 +267,8 @@ Answer runCommand(const CommandLine& line) {
     }
 }
 
-// Ends the process while the command still runs. Returns when it has ended after all.
+/// Ends the process while the command is still running. Returns if the command has printed its
+/// answer.
 void endWith(const Failure& failure, Format format) {
     const auto status = printFirst(failureAnswer(failure.status(), failure.what()), format);
     if (status) {
@@ -267,20 +277,21 @@ void endWith(const Failure& failure, Format format) {
     }
 }
 
-// Help and version go to standard output; everything else is a usage error.
-int explainUsage(const CLI::App& app, const CLI::ParseError& error, Format format) {
+/// Help and version go to standard output; everything else is a usage error.
+[[nodiscard]] int explainUsage(const CLI::App& app, const CLI::ParseError& error, Format format) {
     std::ostringstream out;
     std::ostringstream err;
     if (app.exit(error, out, err) == 0) {
-        varnock::console::print(out.str());
-        return varnock::console::finishOutput("varnockctl") ? 0 : varnock::console::kOutputLost;
+        return varnock::console::finishOutput("varnockctl", out.str())
+                   ? 0
+                   : varnock::console::kOutputLost;
     }
     varnock::console::say("varnockctl: " + err.str());
     return static_cast<int>(print(failureAnswer(ExitStatus::usage, error.what()), format));
 }
 
-// Runs the command and prints its answer, or what kept it from coming.
-ExitStatus runInTime(const CommandLine& line) {
+/// Runs the command and prints its answer, or the failure that ended it.
+[[nodiscard]] ExitStatus runInTime(const CommandLine& line) {
     const Format format = line.options.format;
     const InterruptHandler interrupts(
         [format](const Failure& interruption) { endWith(interruption, format); });
@@ -299,7 +310,7 @@ ExitStatus runInTime(const CommandLine& line) {
     return status;
 }
 
-int run(int argc, char** argv) {
+[[nodiscard]] int run(int argc, char** argv) {
     CLI::App app{"Asks the management agent through the typed calls of the provider library.",
                  "varnockctl"};
     CommandLine line;

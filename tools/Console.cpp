@@ -11,15 +11,15 @@
 namespace varnock::console {
 namespace {
 
-// 0, or the errno value of the failure.
-int writeAll(int descriptor, std::string_view text) {
+/// 0, or the errno value of the failure.
+[[nodiscard]] int writeAll(int descriptor, std::string_view text) {
     [[maybe_unused]] static const auto before = signal(SIGPIPE, SIG_IGN);
     while (!text.empty()) {
         const ssize_t written = ::write(descriptor, text.data(), text.size());
         if (written > 0) {
             text.remove_prefix(static_cast<size_t>(written));
         } else if (written < 0 && errno == EAGAIN) {
-            // Others may have made the terminal or the pipe non-blocking for all.
+            // Another process may have made the shared terminal or pipe non-blocking.
             pollfd writable{descriptor, POLLOUT, 0};
             poll(&writable, 1, -1);
         } else if (written == 0 || errno != EINTR) {
@@ -40,15 +40,15 @@ void flushOutput() {
     unwritten.clear();
 }
 
-// Some file systems say only then that there was no room. Number 1 stays taken.
-int closingError() {
+/// Some file systems report a full disk only on close. A copy is closed, so descriptor 1 stays
+/// open.
+[[nodiscard]] int closingError() {
     const int copy = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     return copy < 0 || close(copy) == 0 || errno == EINTR ? 0 : errno;
 }
 
-// The next file that is opened would get the number of a stream that is closed, and then what is
-// printed. What takes its place can neither be read nor written, and programs that are run do not
-// inherit it.
+/// Without this, the next opened file would get the number of a closed standard stream, and then
+/// the printed text. The placeholder can be neither read nor written and is not inherited.
 void occupyStandardDescriptors() {
     for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
         if (fcntl(number, F_GETFD) < 0) {
@@ -57,7 +57,7 @@ void occupyStandardDescriptors() {
     }
 }
 
-// Runs before the initialisers of every shared library.
+/// Runs before the initialisers of every shared library.
 __attribute__((section(".preinit_array"),
                used)) void (*const kBeforeLibraries)() = occupyStandardDescriptors;
 
@@ -79,7 +79,8 @@ bool isOutputGone() {
     return outputError != 0;
 }
 
-bool finishOutput(std::string_view program) {
+bool finishOutput(std::string_view program, std::string_view text) {
+    unwritten += text;
     flushOutput();
     if (outputError == 0) {
         outputError = closingError();
@@ -95,7 +96,8 @@ void say(std::string_view line) {
 }
 
 void complain(std::string_view text) {
-    writeAll(STDERR_FILENO, text);
+    // There is no place to report a failure of standard error.
+    static_cast<void>(writeAll(STDERR_FILENO, text));
 }
 
 }  // namespace varnock::console

@@ -7,7 +7,7 @@
 
 namespace varnock {
 
-/// An event as people call it.
+/// The name of an event for users.
 struct EventName {
     std::string_view name;
     EventOpcode opcode;

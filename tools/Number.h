@@ -6,8 +6,8 @@
 
 namespace varnock {
 
-/// The number that a text is from its first to its last character: decimal, or hexadecimal behind
-/// 0x. Nothing when it is none, or above 4294967295.
-std::optional<std::uint32_t> parseNumber(std::string_view text);
+/// Parses a whole text as a number: decimal, or hexadecimal after 0x. Nothing if it is not a number
+/// or above 4294967295.
+[[nodiscard]] std::optional<std::uint32_t> parseNumber(std::string_view text);
 
 }  // namespace varnock

@@ -9,7 +9,7 @@
 namespace varnockctl {
 namespace {
 
-// The process that listens at the other end.
+/// The process that listens at the other end of the connection.
 pid_t peerOf(int fd) {
     ucred peer{};
     socklen_t size = sizeof peer;

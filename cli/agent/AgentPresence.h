@@ -7,7 +7,7 @@
 
 namespace varnockctl {
 
-/// An idle connection to the agent that tells when the agent goes. Used by one thread.
+/// An idle connection to the agent that detects the end of the agent. Used by one thread.
 class AgentPresence {
   public:
     explicit AgentPresence(std::string path) : path_(std::move(path)) {}
@@ -15,14 +15,14 @@ class AgentPresence {
     AgentPresence(const AgentPresence&) = delete;
     AgentPresence& operator=(const AgentPresence&) = delete;
 
-    /// True when an agent is there.
-    bool connect();
+    /// True if an agent is listening.
+    [[nodiscard]] bool connect();
     void disconnect();
-    /// Readable when the agent may have gone; -1 when not connected.
+    /// Readable if the agent may have gone; -1 if not connected.
     int fd() const { return fd_; }
-    /// REQUIRES: the descriptor is readable. True unless it is certain that the agent is the one it
-    /// was: an agent may also hang up on a client that never says anything.
-    bool hasGone();
+    /// REQUIRES: the descriptor is readable. False only if the same agent is certainly still there:
+    /// an agent may also close a connection that is idle.
+    [[nodiscard]] bool hasGone();
 
   private:
     std::string path_;

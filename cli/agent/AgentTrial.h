@@ -7,24 +7,23 @@
 
 namespace varnockctl {
 
-/// One request to the agent on the connection that providers use: what a client asks first, the
-/// number of its cabinet. It is sent from a thread of its own, since the library waits half a
-/// minute for an agent that is stuck. Used by one thread.
+/// One request to the agent, as sent first by providers: the number of the cabinet. It is sent on a
+/// separate thread, because the library waits half a minute for a stuck agent. Used by one thread.
 class AgentTrial {
   public:
     struct Result {
         unsigned int status;                  ///< of the reply or of the connection
-        std::chrono::microseconds roundTrip;  ///< with the connection's registration
+        std::chrono::microseconds roundTrip;  ///< including the registration of the connection
     };
 
     /// Sends the request.
     AgentTrial();
-    /// Waits until the library gives up.
+    /// Waits until the library's time limit ends the request.
     ~AgentTrial() { thread_.join(); }
     AgentTrial(const AgentTrial&) = delete;
     AgentTrial& operator=(const AgentTrial&) = delete;
 
-    /// Nothing when there is no answer in that time. To be called once.
+    /// Nothing if there is no answer within this time. Call it once.
     std::optional<Result> await(std::chrono::milliseconds patience);
 
   private:

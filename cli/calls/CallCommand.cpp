@@ -58,7 +58,7 @@ void confirm(const Options& options, const std::string& what) {
     if (options.yes || options.dryRun || !isatty(STDIN_FILENO)) {
         return;
     }
-    varnock::console::say(what + " changes the state of the machine. Go on? [y/N]");
+    varnock::console::say(what + " changes the state of the machine. Continue? [y/N]");
     const int answer = getchar();
     if (answer != 'y' && answer != 'Y') {
         throw Failure(ExitStatus::interrupted, "not done");
@@ -71,7 +71,8 @@ Answer runCall(const Options& options, const std::string& name, const CallArgume
     checkArguments(call, arguments);
     const bool changes = changesState(row);
     if (options.dryRun && !changes) {
-        throw Failure(ExitStatus::usage, name + " changes nothing; --dry-run is for calls that do");
+        throw Failure(ExitStatus::usage,
+                      name + " changes nothing; --dry-run is only for calls that change state");
     }
     if (changes) {
         confirm(options, name);

@@ -6,7 +6,7 @@
 namespace varnockctl {
 namespace {
 
-// What a call threw, explained by the last record it sent.
+/// The outcome of a call that threw, with the status of the last record it sent.
 Outcome thrown(const provider::BaseException& exception, const std::vector<Exchange>& exchanges) {
     Outcome outcome;
     outcome.threw = true;
@@ -19,8 +19,8 @@ Outcome thrown(const provider::BaseException& exception, const std::vector<Excha
     return outcome;
 }
 
-// Some calls answer from what openControllerCardSession() has read. The calls object of one command
-// has read nothing, so the cabinet's controllers are read first.
+/// Some calls return what openControllerCardSession() has read. The calls object of one command has
+/// read nothing, so the cabinet's controllers must be read first.
 bool needsScan(const CatalogueRow& row, const CallArguments& arguments) {
     if (row.controllers == "-" || row.controllers == "always") {
         return row.controllers == "always";
@@ -41,7 +41,7 @@ Outcome answered(Session& session, const std::string& name, const CallArguments&
     outcome.value = findTypedCall(name)->run(session.calls(), arguments, allocator);
     outcome.verdict = judge(row, outcome.value, exchanges);
     if (scans && outcome.value.IsNull() && exchanges.back().result == 0) {
-        outcome.verdict = {ExitStatus::notAvailable, "no controller of the cabinet tells it"};
+        outcome.verdict = {ExitStatus::notAvailable, "no controller of the cabinet reports it"};
     }
     if (!outcome.verdict.reason.empty()) {
         outcome.value.SetNull();

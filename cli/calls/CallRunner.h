@@ -6,15 +6,15 @@
 
 namespace varnockctl {
 
-/// What a typed call gave.
+/// The result of a typed call.
 struct Outcome {
-    Json value;       ///< null when there is none
-    Verdict verdict;  ///< with the exception's text when the call threw
+    Json value;       ///< null if there is none
+    Verdict verdict;  ///< with the text of the exception if the call threw
     bool threw = false;
 };
 
-/// Runs a call by its name. REQUIRES: the name is a call's, and its arguments were checked.
-Outcome run(Session& session, const std::string& name, const CallArguments& arguments,
-            JsonAllocator& allocator);
+/// Runs a call by name. REQUIRES: the call exists, and checkArguments() has passed.
+[[nodiscard]] Outcome run(Session& session, const std::string& name, const CallArguments& arguments,
+                          JsonAllocator& allocator);
 
 }  // namespace varnockctl

@@ -25,7 +25,7 @@ using Calls = KOLMCalls;
 template <typename T>
 concept Arithmetic = std::is_arithmetic_v<T>;
 
-// Results as JSON. A null property is null, an address a list of bytes.
+// Results as JSON. A null property becomes null, an address a list of bytes.
 
 template <Arithmetic T>
 Json toJson(T value, JsonAllocator&) {
@@ -140,7 +140,7 @@ KOLMKey keyOf(const CallArguments& given) {
             numberOr0(given.ext, "--ext")};
 }
 
-// The argument of a call that is one number: only the option that it stands for is taken.
+/// The argument of a call with one number; only one of the two options is accepted.
 unsigned int numberOf(const CallArguments& given) {
     return given.object ? parseNumber(*given.object, "--object")
                         : numberOr0(given.cabinet, "--cabinet");
@@ -150,7 +150,7 @@ cimple::String textOf(const CallArguments& given) {
     return cimple::String((given.value ? given.value : given.node)->c_str());
 }
 
-// Runs a call that is given as a function of nothing; a call without result answers true.
+/// Calls the function; the result of a call without a return value is true.
 template <typename Function>
 Json resultOf(Function&& function, JsonAllocator& allocator) {
     if constexpr (std::is_void_v<decltype(function())>) {
@@ -161,7 +161,7 @@ Json resultOf(Function&& function, JsonAllocator& allocator) {
     }
 }
 
-// A call by the form of its member.
+// A call, by the signature of its member.
 
 template <typename Result>
 Json invoke(Result (Calls::*member)(), Calls& calls, const CallArguments&,
@@ -187,7 +187,7 @@ Json invoke(Result (Calls::*member)(const KOLMKey&, UmDiffAlternate), Calls& cal
     return resultOf([&] { return (calls.*member)(keyOf(given), {}); }, allocator);
 }
 
-// The setters of texts and the status tree, whose nodes have names.
+/// The setters of texts, and the calls for nodes of the status tree, which have names.
 template <typename Result>
 Json invoke(Result (Calls::*member)(const KOLMKey&, const cimple::String&), Calls& calls,
             const CallArguments& given, JsonAllocator& allocator) {
@@ -208,7 +208,7 @@ Json invoke(bool (Calls::*member)(const KOLMKey&, PciDeviceInfo&), Calls& calls,
     return (calls.*member)(keyOf(given), info) ? toJson(info, allocator) : Json();
 }
 
-// The record is given as its JSON text, and the reply is the result.
+/// The argument is the JSON text of a record; the result is the reply.
 Json invoke(int (Calls::*member)(SipJson&), Calls& calls, const CallArguments& given,
             JsonAllocator& allocator) {
     SipJson record;

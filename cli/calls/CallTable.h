@@ -13,7 +13,7 @@ namespace varnockctl {
 
 using enum varnock::catalogue::Option;
 
-/// What the options of `call` say.
+/// The arguments of `call` as given.
 struct CallArguments {
     std::optional<std::string> cabinet;
     std::optional<std::string> object;
@@ -22,15 +22,15 @@ struct CallArguments {
     std::optional<std::string> node;
 };
 
-/// One typed call, ready to run by its name.
+/// One typed call that can be run by name.
 struct Call {
     std::string_view name;
-    unsigned int takes;  ///< options, as flags
-    unsigned int needs;  ///< those of them that the call cannot do without
-    /// Runs the call and turns its result into JSON; true for a call without a result.
+    unsigned int takes;  ///< accepted options, as flags
+    unsigned int needs;  ///< required options
+    /// Runs the call and returns its result as JSON; true for a call without a return value.
     /// REQUIRES: checkArguments() has passed.
     Json (*run)(provider::KOLMCalls&, const CallArguments&, JsonAllocator&);
-    /// The largest number that --value may be; 0 where it is a text or not taken.
+    /// The largest valid number for --value; 0 if --value is a text or not accepted.
     unsigned int largestValue;
 };
 
@@ -40,8 +40,8 @@ std::span<const Call> callTable();
 /// The call of that name, or null.
 const Call* findTypedCall(std::string_view name);
 
-/// Throws Failure (usage) when an option was given that the call does not take, or one is missing
-/// that it needs, or is no number where one is wanted.
+/// Throws Failure (usage) if an option is given that the call does not accept, a required option is
+/// missing, or an option is not a number but has to be one.
 void checkArguments(const Call& call, const CallArguments& arguments);
 
 }  // namespace varnockctl

@@ -7,7 +7,7 @@
 
 namespace varnockctl {
 
-/// What the catalogue of calls says about one of them.
+/// The row of a call in the catalogue.
 using CatalogueRow = varnock::catalogue::Row;
 using varnock::catalogue::changesState;
 
@@ -17,7 +17,7 @@ std::span<const CatalogueRow> catalogue();
 /// The row of that name, or null.
 const CatalogueRow* findCall(std::string_view name);
 
-/// True for the operation codes of calls that change state, for records that have no name.
+/// True if a call with this operation code changes state; for records without a name.
 bool changesState(unsigned int opcode);
 
 }  // namespace varnockctl

@@ -12,7 +12,7 @@ using varnock::catalogue::absentResult;
 using varnock::catalogue::failureText;
 using varnock::catalogue::optionsText;
 
-// Nothing is "-" in the catalogue.
+/// In the catalogue "-" means that there is no value.
 void addFact(Json& object, const char* name, std::string_view cell, JsonAllocator& allocator) {
     add(object, name, cell == "-" ? Json() : text(cell, allocator), allocator);
 }

@@ -33,7 +33,7 @@ int ObservedClient::send(SipJson& record) {
 int ObservedClient::request(SipJson& record) {
     Exchange& exchange = exchanges_.emplace_back();
     exchange.sent = record.Export();
-    // What stays when the client throws: it could not even send.
+    // These values remain if the client throws, because nothing could be sent.
     exchange.result = 1;
     exchange.status = toNumber(varnock::CommandStatus::kNoChannel);
     if (wire_) {

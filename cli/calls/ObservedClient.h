@@ -8,7 +8,7 @@
 
 namespace varnockctl {
 
-/// One record sent and what came back.
+/// One sent record and the result of the request.
 struct Exchange {
     std::string sent;
     int result = 0;           ///< of the client: 0 success
@@ -27,14 +27,14 @@ class ObservedClient final : public provider::KOLMClient {
     /// `inner` is not owned; null answers every record with success and sends nothing.
     ObservedClient(provider::KOLMClient* inner, bool wire) : inner_(inner), wire_(wire) {}
 
-    int request(SipJson& record) override;
+    [[nodiscard]] int request(SipJson& record) override;
     provider::KOLMEvents* events() override;
 
     const std::vector<Exchange>& exchanges() const { return exchanges_; }
     void forget() { exchanges_.clear(); }
 
   private:
-    int send(SipJson& record);
+    [[nodiscard]] int send(SipJson& record);
 
     provider::KOLMClient* inner_;
     bool wire_;

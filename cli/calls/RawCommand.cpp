@@ -24,7 +24,7 @@ std::vector<unsigned char> parseHex(const std::string& given) {
     for (size_t i = 0; i < digits.size(); i += 2) {
         const std::string pair = "0x" + digits.substr(i, 2);
         if (pair.size() != 4) {
-            throw Failure(ExitStatus::usage, "--stream: an odd number of hexadecimal digits");
+            throw Failure(ExitStatus::usage, "--stream: the number of hexadecimal digits is odd");
         }
         bytes.push_back(static_cast<unsigned char>(parseNumber(pair, "--stream", 0xFF)));
     }
@@ -70,7 +70,8 @@ Answer runRaw(const Options& options, const RawRecord& raw) {
     }
     Session session(options);
     try {
-        session.client().request(record);
+        // The status of the record tells the result.
+        static_cast<void>(session.client().request(record));
     } catch (const provider::CimErrorException& exception) {
         throw Failure(ExitStatus::permission, exception.toString().c_str());
     } catch (const provider::BaseException& exception) {

@@ -24,8 +24,8 @@ void requireAgent(const std::string& path) {
 Session::Session(const Options& options) {
     if (!options.dryRun) {
         requireAgent(RequestSocketPath());
-        // A client that attaches asks for the node's settings first. No command uses these, and
-        // what --wire shows is to be all that is sent; requests need no attaching.
+        // Attaching would first request the settings of the node. No command uses these, and --wire
+        // must show everything that is sent. Requests do not need attaching.
         KOLMSwitch.AllowAttach(false);
         SetClientName("varnockctl");
         client_ = provider::getKOLMClient("varnockctl");

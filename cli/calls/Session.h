@@ -11,12 +11,12 @@
 
 namespace varnockctl {
 
-/// Throws Failure at once when nobody listens on this socket of the agent; the library would try
-/// for ten minutes.
+/// Throws Failure at once if no agent listens on this socket; the library would retry for ten
+/// minutes.
 void requireAgent(const std::string& path);
 
-/// The way from one command to the agent: the client that providers use, observed, and the typed
-/// calls on it.
+/// The connection of one command to the agent: the client that providers use, observed, and the
+/// typed calls on it.
 class Session {
   public:
     /// Throws as requireAgent() does. A dry run needs no agent.

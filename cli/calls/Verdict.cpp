@@ -69,7 +69,7 @@ Verdict judge(const CatalogueRow& row, const Json& value, const std::vector<Exch
         return {};
     }
     if (exchanges.empty()) {
-        return value.IsNull() ? Verdict{ExitStatus::notAvailable, "no command answers this"}
+        return value.IsNull() ? Verdict{ExitStatus::notAvailable, "no command reports this value"}
                               : Verdict{};
     }
     const auto failed = std::find_if(exchanges.begin(), exchanges.end(),
@@ -86,7 +86,7 @@ Verdict judge(const CatalogueRow& row, const Json& value, const std::vector<Exch
     }
     const bool fromNumber = row.reply == "byte" || row.reply == "word" || row.reply == "dword";
     if (value.IsNull() || (isNumber(row) && fromNumber && !last.isNumber)) {
-        return {ExitStatus::unintelligible, "the data of the reply is of another kind"};
+        return {ExitStatus::unintelligible, "the data of the reply has an unexpected type"};
     }
     return {};
 }

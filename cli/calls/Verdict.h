@@ -10,18 +10,19 @@
 
 namespace varnockctl {
 
-/// What a call's result is worth. The typed calls answer 0 or null where something failed or is
-/// absent; this tells such a 0 from a reading.
+/// Whether the result of a call is valid. The typed calls return 0 or null on failure or for absent
+/// data; the verdict distinguishes that from a reading of 0.
 struct Verdict {
     ExitStatus status = ExitStatus::done;
-    std::string reason;  ///< why there is no value; empty when there is one
+    std::string reason;  ///< why there is no value; empty if there is one
 };
 
-/// Judges the result of a call by what passed between it and the agent.
-Verdict judge(const CatalogueRow& row, const Json& value, const std::vector<Exchange>& exchanges);
+/// Judges the result of a call by the records exchanged with the agent.
+[[nodiscard]] Verdict judge(const CatalogueRow& row, const Json& value,
+                            const std::vector<Exchange>& exchanges);
 
-/// The meaning of a status of a reply or of the connection.
-ExitStatus exitStatusOf(unsigned int status);
+/// The meaning of a status, of a reply or of the connection.
+[[nodiscard]] ExitStatus exitStatusOf(unsigned int status);
 std::string describeStatus(unsigned int status);
 
 }  // namespace varnockctl

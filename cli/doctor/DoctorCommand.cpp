@@ -36,16 +36,16 @@ using State = Finding::State;
 
 constexpr std::uint64_t kLargestTraceFile = varnock::tracefile::kLargestSize;
 
-// What mends an agent that is there and does not do its work.
+/// The fix for an agent that is listening but does not answer.
 constexpr const char* kRestartAgent =
-    "restart the management agent, and look into its own log for what it waits for";
+    "restart the management agent, and look into its log for the reason";
 
 const char* nameOf(State state) {
     return state == State::ok ? "ok" : state == State::note ? "note" : "problem";
 }
 
-// 0, or the error with which this user may not do that.
-int accessError(const std::string& path, int mode) {
+/// 0 if the user has this access, else the error.
+[[nodiscard]] int accessError(const std::string& path, int mode) {
     return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0 ? 0 : errno;
 }
 
@@ -53,7 +53,7 @@ std::string directoryOf(const std::string& path) {
     return path.substr(0, path.rfind('/'));
 }
 
-/// Looks at one thing after the other.
+/// Runs the checks one after the other.
 class Doctor {
   public:
     explicit Doctor(std::chrono::milliseconds patience) : patience_(patience) {}
@@ -63,7 +63,7 @@ class Doctor {
   private:
     void look();
     void lookAtAgent();
-    bool isReached(const std::string& path, const std::string& purpose);
+    [[nodiscard]] bool isReached(const std::string& path, const std::string& purpose);
     void lookAtRequest(const std::string& path);
     void judgeReply(const std::string& path, const AgentTrial::Result& reply);
     void lookAtRegistry();
@@ -75,9 +75,8 @@ class Doctor {
     void lookAtTraceSpace(const std::string& path, std::uint64_t size);
     void lookAtEnvironment();
 
-    void add(const char* check, State state, const std::string& text,
-             const std::string& mend = {}) {
-        findings_.push_back({check, state, text, mend});
+    void add(const char* check, State state, const std::string& text, const std::string& fix = {}) {
+        findings_.push_back({check, state, text, fix});
     }
     varnock::TraceSettings traceSettings();
 
@@ -113,8 +112,8 @@ bool Doctor::isReached(const std::string& path, const std::string& purpose) {
         add("agent", State::problem,
             "cannot be reached for " + purpose + " at " + path + ": " + strerror(error),
             isRefused ? "run as a user who may open this socket"
-                      : "start the management agent, or for a trial: varnock-agent serve --host "
-                        "--dir DIR; where its sockets stand elsewhere, set QX_RAGD_SOCKET_DIR to "
+                      : "start the management agent, or for a test: varnock-agent serve --host "
+                        "--dir DIR; if its sockets are elsewhere, set QX_RAGD_SOCKET_DIR to "
                         "their directory");
     }
     return error == 0;
@@ -143,7 +142,7 @@ void Doctor::judgeReply(const std::string& path, const AgentTrial::Result& reply
         add("agent", State::ok, "takes requests at " + path + ", and answered one in " + trip);
     } else if (meaning == ExitStatus::permission) {
         add("agent", State::problem, "refuses requests at " + path + status,
-            "run as a user whom the agent answers");
+            "run as a user that the agent answers");
     } else if (meaning == ExitStatus::refused) {
         add("agent", State::problem, "refused a request at " + path + status, kRestartAgent);
     } else {
@@ -166,7 +165,7 @@ void Doctor::lookAtRegistry() {
             add("registry", State::problem,
                 path + ":" + std::to_string(problems[0].line) + ": " + problems[0].problem +
                     (problems.size() > 1 ? ", and more" : ""),
-                "varnockctl registry check names every line; mend these in an editor");
+                "varnockctl registry check names every line; fix them in an editor");
         } else {
             add("registry", State::ok, path + " is readable");
         }
@@ -175,10 +174,10 @@ void Doctor::lookAtRegistry() {
         const std::string smallest =
             "mkdir -p " + directoryOf(path) + " && printf '[HKEY_LOCAL_MACHINE]\\n\\n\\n' >" + path;
         add("registry", State::problem, failure.what(),
-            failure.status() == ExitStatus::permission ? "as its owner: chmod 644 " + path
+            failure.status() == ExitStatus::permission ? "as its owner, run: chmod 644 " + path
             : failure.status() == ExitStatus::notAvailable
-                ? "install one; the smallest is made by: " + smallest
-                : "remove that, and install one");
+                ? "install one; this creates the smallest: " + smallest
+                : "remove it and install a registry file");
     }
 }
 
@@ -195,7 +194,7 @@ void Doctor::lookAtSaving() {
     }
 }
 
-// As the library settles them, but for the directory: traceFilePaths() has it.
+/// The settings as the library resolves them, without the directory, which traceFilePaths() uses.
 varnock::TraceSettings Doctor::traceSettings() {
     char keyPath[260];
     varnock::makeTraceKeyPath(keyPath, TovQXObjectName);
@@ -215,20 +214,20 @@ varnock::TraceSettings Doctor::traceSettings() {
 
 void Doctor::lookAtTrace() {
     if (!hasRegistry_) {
-        add("trace", State::problem, "goes to standard error alone, as there is no registry",
-            "mend the registry");
+        add("trace", State::problem, "goes only to standard error, because there is no registry",
+            "fix the registry");
         return;
     }
     const varnock::TraceSettings settings = traceSettings();
     const auto size = static_cast<std::uint64_t>(settings.ringBufferSize);
     if (size == 0) {
-        add("trace", State::note, "goes to standard error alone, as its file is to have no size",
+        add("trace", State::note, "goes only to standard error, because the size of its file is 0",
             "unset TraceFileLimit and QX_LOG_RINGBUF_WEIGHT, or give them numbers above 0");
         return;
     }
     if (size > kLargestTraceFile) {
         add("trace", State::problem,
-            "its file is to have " + std::to_string(size) + " bytes; it cannot have more than " +
+            "its file would have " + std::to_string(size) + " bytes; the maximum is " +
                 std::to_string(kLargestTraceFile),
             "set QX_LOG_RINGBUF_WEIGHT to a smaller number");
         return;
@@ -242,7 +241,7 @@ void Doctor::lookAtTrace() {
     lookAtSharing(hasOwnFiles);
 }
 
-// A letter that is of no use is skipped, so the first one that is of use tells how things are.
+/// The library skips a letter whose file it cannot use, so the first usable one is checked.
 void Doctor::lookAtOwnTraceFile(std::uint64_t size) {
     const std::vector<std::string> paths = traceFilePaths();
     const auto mayBeUsed = [](const std::string& path) {
@@ -252,8 +251,8 @@ void Doctor::lookAtOwnTraceFile(std::uint64_t size) {
     };
     const auto usable = std::find_if(paths.begin(), paths.end(), mayBeUsed);
     for (auto path = paths.begin(); usable != paths.end() && path != usable; ++path) {
-        add("trace", State::note, *path + " is of no use to this user, and is skipped",
-            "remove it, or leave it to whoever uses it");
+        add("trace", State::note, *path + " cannot be used by this user and is skipped",
+            "remove it, or leave it to its user");
     }
     lookAtTraceFile(usable != paths.end() ? *usable : paths.back(), size);
 }
@@ -273,15 +272,15 @@ void Doctor::lookAtSharing(bool hasOwnFiles) {
         add("trace", State::problem,
             "live processes share " + paths[i] + " and overwrite each other's entries: " + names,
             hasOwnFiles
-                ? "start them again: each then has a file of its own, as long as there are letters"
-                : "give each a file of its own: set QX_LOG_RINGBUF_PER_PROCESS=1 for them, or "
+                ? "restart them: each then has a file of its own, as long as there are letters"
+                : "give each process its own file: set QX_LOG_RINGBUF_PER_PROCESS=1 for them, or "
                   "varnockctl registry set HKLM/SOFTWARE/Debug/CIM_Provider RingBufferPerProcess 1;"
-                  " then start them again");
+                  " then restart them");
     }
 }
 
 void Doctor::lookAtTraceFile(const std::string& path, std::uint64_t size) {
-    const std::string other = "set QX_LOG_RINGBUF_DIR to a directory of this user's own";
+    const std::string other = "set QX_LOG_RINGBUF_DIR to a directory of this user";
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) {
         const std::string directory = directoryOf(path);
@@ -295,7 +294,7 @@ void Doctor::lookAtTraceFile(const std::string& path, std::uint64_t size) {
         }
     } else if (!S_ISREG(status.st_mode)) {
         add("trace", State::problem,
-            path + (S_ISLNK(status.st_mode) ? " is a link, and links are not followed"
+            path + (S_ISLNK(status.st_mode) ? " is a symbolic link, which is not followed"
                                             : " is not a regular file"),
             "remove " + path);
     } else if (const int error = accessError(path, R_OK | W_OK)) {
@@ -313,10 +312,10 @@ void Doctor::lookAtTraceSpace(const std::string& path, std::uint64_t size) {
     if (free < size) {
         add("trace", State::problem,
             directoryOf(path) + " has " + std::to_string(free) +
-                " bytes left, and the file takes " + std::to_string(size),
-            "make room, or set QX_LOG_RINGBUF_WEIGHT to a smaller number than now");
+                " bytes left, and the file needs " + std::to_string(size),
+            "free space, or set QX_LOG_RINGBUF_WEIGHT to a smaller number");
     } else {
-        add("trace", State::ok, path + " is made when a program first loads the library");
+        add("trace", State::ok, path + " is created when a program first loads the library");
     }
 }
 
@@ -340,15 +339,14 @@ Answer Doctor::run() {
         varnockctl::add(row, "check", finding.check, allocator);
         varnockctl::add(row, "state", nameOf(finding.state), allocator);
         varnockctl::add(row, "finding", finding.text, allocator);
-        varnockctl::add(row, "mend", finding.mend.empty() ? Json() : text(finding.mend, allocator),
+        varnockctl::add(row, "mend", finding.fix.empty() ? Json() : text(finding.fix, allocator),
                         allocator);
         rows.PushBack(row, allocator);
         char begin[32];
         snprintf(begin, sizeof begin, "%-8s %-12s ", nameOf(finding.state), finding.check.c_str());
         answer.table += begin + printable(finding.text) + '\n';
-        if (!finding.mend.empty()) {
-            answer.table +=
-                std::string(strlen(begin), ' ') + "-> " + printable(finding.mend) + '\n';
+        if (!finding.fix.empty()) {
+            answer.table += std::string(strlen(begin), ' ') + "-> " + printable(finding.fix) + '\n';
         }
         answer.status = finding.state == State::problem ? ExitStatus::partial : answer.status;
     }

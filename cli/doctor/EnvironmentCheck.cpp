@@ -29,7 +29,7 @@ std::string ownWeightVariable() {
     return name;
 }
 
-// What the library reads; docs/settings.md tells what for.
+/// The variables that the library reads; see docs/settings.md.
 const std::vector<Variable>& variables() {
     static const std::string ownWeight = ownWeightVariable();
     static const std::vector<Variable> all{
@@ -47,16 +47,16 @@ const std::vector<Variable>& variables() {
     return all;
 }
 
-Finding finding(Finding::State state, const std::string& text, const std::string& mend) {
-    return {"environment", state, text, mend};
+Finding finding(Finding::State state, const std::string& text, const std::string& fix) {
+    return {"environment", state, text, fix};
 }
 
-Finding problem(const std::string& text, const std::string& mend) {
-    return finding(Finding::State::problem, text, mend);
+Finding problem(const std::string& text, const std::string& fix) {
+    return finding(Finding::State::problem, text, fix);
 }
 
-Finding note(const std::string& text, const std::string& mend) {
-    return finding(Finding::State::note, text, mend);
+Finding note(const std::string& text, const std::string& fix) {
+    return finding(Finding::State::note, text, fix);
 }
 
 std::string traceVariables() {
@@ -78,7 +78,7 @@ void checkNumber(const Variable& variable, const std::string& value, std::vector
             problem(name + " is \"" + value + "\": " +
                         (digits > sign && digits != value.npos
                              ? "only the digits before \"" + value.substr(digits) + "\" are read"
-                             : "no number, which counts as 0"),
+                             : "not a number, which counts as 0"),
                     "set " + name + " to a decimal number, or unset it"));
     } else if (variable.maximum != 0 && strtol(value.c_str(), nullptr, 10) > variable.maximum) {
         const std::string maximum = std::to_string(variable.maximum);
@@ -92,13 +92,14 @@ void checkPath(const Variable& variable, const std::string& value, std::vector<F
     struct stat status {};
     if (stat(value.c_str(), &status) != 0) {
         found.push_back(problem(name + " is " + value + ": " + strerror(errno),
-                                "unset " + name + ", or make what it names"));
+                                "unset " + name + ", or create that path"));
     } else if (variable.kind == Kind::directory && !S_ISDIR(status.st_mode)) {
-        found.push_back(problem(name + " is " + value + ", which is no directory",
+        found.push_back(problem(name + " is " + value + ", which is not a directory",
                                 "unset " + name + ", or set it to a directory"));
     } else if (value[0] != '/') {
-        found.push_back(note(name + " is " + value + ", seen from each program's own directory",
-                             "set " + name + " to a path that begins with /"));
+        found.push_back(
+            note(name + " is " + value + ", relative to each program's working directory",
+                 "set " + name + " to a path that begins with /"));
     }
 }
 
@@ -107,15 +108,16 @@ void checkVariable(std::string_view name, const std::string& value, std::vector<
         std::find_if(variables().begin(), variables().end(),
                      [&](const Variable& variable) { return variable.name == name; });
     if (known == variables().end()) {
-        // Other programs have a weight of their own.
+        // These are the weights of other programs.
         const std::string othersWeight = std::string(varnock::kTraceWeightVariable) + '_';
         if (name.starts_with(varnock::kTraceVariablePrefix) && !name.starts_with(othersWeight)) {
-            found.push_back(note(std::string(name) + " is set, and nothing reads it",
+            found.push_back(note(std::string(name) + " is set, but nothing reads it",
                                  "the variables of the trace are " + traceVariables()));
         }
     } else if (value.empty()) {
-        found.push_back(problem(std::string(name) + " is set to nothing, and set it is",
-                                "unset " + std::string(name) + ", or give it a value"));
+        found.push_back(
+            problem(std::string(name) + " is set to the empty text, which counts as set",
+                    "unset " + std::string(name) + ", or give it a value"));
     } else if (known->kind == Kind::number) {
         checkNumber(*known, value, found);
     } else {

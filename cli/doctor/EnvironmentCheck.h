@@ -6,8 +6,8 @@
 
 namespace varnockctl {
 
-/// What is wrong with the variables of the library in an environment, a list of NAME=VALUE that
-/// ends with null. Directories and files are looked for.
-std::vector<Finding> checkEnvironment(const char* const* environment);
+/// Checks the library's variables in an environment: a list of NAME=VALUE, terminated by null. Also
+/// checks that the named directories and files exist.
+[[nodiscard]] std::vector<Finding> checkEnvironment(const char* const* environment);
 
 }  // namespace varnockctl

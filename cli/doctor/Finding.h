@@ -4,18 +4,18 @@
 
 namespace varnockctl {
 
-/// What `doctor` has to say about one thing.
+/// One result of `doctor`.
 struct Finding {
     enum class State {
         ok,
-        note,     ///< works, but perhaps not as it was meant
+        note,     ///< works, but perhaps not as intended
         problem,  ///< does not work
     };
 
-    std::string check;  ///< what was looked at: "agent", "registry", "trace" or "environment"
+    std::string check;  ///< the subject: "agent", "registry", "trace" or "environment"
     State state = State::ok;
     std::string text;
-    std::string mend;  ///< what to do about it; empty when there is nothing to do
+    std::string fix;  ///< how to fix it; empty if there is nothing to fix
 };
 
 }  // namespace varnockctl

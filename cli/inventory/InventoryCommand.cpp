@@ -10,7 +10,7 @@ namespace {
 
 constexpr unsigned int kPciAddressMask = 0x00FFFFFF;
 
-// The bytes of an address as people write it; anything but an address stays a list of bytes.
+/// An IPv4 address in dotted notation; any other list of bytes is unchanged.
 Json addressText(Json bytes, JsonAllocator& allocator) {
     if (!bytes.IsArray() || bytes.Size() != 4) {
         return bytes;
@@ -33,7 +33,7 @@ Json macText(Json digits, JsonAllocator& allocator) {
     return text(out, allocator);
 }
 
-// Seconds since the epoch as UTC, ISO 8601.
+/// Seconds since the epoch as UTC, ISO 8601.
 Json timeText(Json seconds, JsonAllocator& allocator) {
     if (!seconds.IsUint()) {
         return seconds;
@@ -53,7 +53,7 @@ Json formatted(JsonAllocator& allocator, const char* format, Numbers... numbers)
     return text(out, allocator);
 }
 
-// A PCI function as lspci names it.
+/// A PCI function as lspci names it.
 Json pciFunction(const Json& info, JsonAllocator& allocator) {
     const auto number = [&](const char* name) { return info[name].GetUint(); };
     Json out(rapidjson::kObjectType);
@@ -70,7 +70,7 @@ Json pciFunction(const Json& info, JsonAllocator& allocator) {
     return out;
 }
 
-// Asks for one part of the machine after the other and keeps the reasons for what is absent.
+/// Requests the parts of the machine one after the other, and keeps the reasons for absent values.
 class Inventory {
   public:
     Inventory(Session& session, JsonAllocator& allocator)

@@ -4,20 +4,20 @@
 
 namespace varnockctl {
 
-/// What the process says to its caller; one meaning each.
+/// The exit statuses of the process.
 enum class ExitStatus {
     done = 0,
     usage = 2,
-    notAvailable = 3,                            ///< not found, or the machine does not have it
-    noAgent = 4,                                 ///< the agent cannot be reached
-    timeout = 5,                                 ///< no answer within --timeout
-    refused = 6,                                 ///< the agent refused or failed the command
-    partial = 7,                                 ///< some of what was asked for is missing
-    permission = 8,                              ///< not allowed
-    unintelligible = 9,                          ///< a reply that cannot be understood
-    outputLost = varnock::console::kOutputLost,  ///< standard output cannot be written
-    interrupted = 130,                           ///< by SIGINT
-    terminated = 143,                            ///< by SIGTERM
+    notAvailable = 3,                           ///< not found, or the machine does not have it
+    noAgent = 4,                                ///< the agent cannot be reached
+    timeout = 5,                                ///< no answer within --timeout
+    refused = 6,                                ///< the agent refused or failed the command
+    partial = 7,                                ///< a part of the result is missing
+    permission = 8,                             ///< not allowed
+    unintelligible = 9,                         ///< the reply or file is malformed
+    kOutputLost = varnock::console::kOutputLost,  ///< standard output cannot be written
+    interrupted = 130,                          ///< by SIGINT
+    terminated = 143,                           ///< by SIGTERM
 };
 
 }  // namespace varnockctl

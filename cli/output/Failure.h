@@ -7,7 +7,8 @@
 
 namespace varnockctl {
 
-/// Ends a command: the message goes to standard error and, as "error", into the JSON document.
+/// Ends a command. The message is printed to standard error and is the member "error" of the JSON
+/// document.
 class Failure : public std::runtime_error {
   public:
     Failure(ExitStatus status, const std::string& message)

@@ -11,23 +11,23 @@ namespace varnockctl {
 namespace {
 
 struct Sequence {
-    unsigned char first, last;  // range of the leading byte
-    unsigned char low, high;    // range of the second byte
+    unsigned char first, last;  ///< range of the leading byte
+    unsigned char low, high;    ///< range of the second byte
     size_t length;
 };
 
-// Well-formed byte sequences as in table 3-7 of the Unicode Standard.
+/// Well-formed byte sequences as in table 3-7 of the Unicode Standard.
 constexpr std::array<Sequence, 9> kSequences{{{0x00, 0x7F, 0, 0, 1},
-                                              {0xC2, 0xDF, 0x80, 0xBF, 2},
-                                              {0xE0, 0xE0, 0xA0, 0xBF, 3},
-                                              {0xE1, 0xEC, 0x80, 0xBF, 3},
-                                              {0xED, 0xED, 0x80, 0x9F, 3},
-                                              {0xEE, 0xEF, 0x80, 0xBF, 3},
-                                              {0xF0, 0xF0, 0x90, 0xBF, 4},
-                                              {0xF1, 0xF3, 0x80, 0xBF, 4},
-                                              {0xF4, 0xF4, 0x80, 0x8F, 4}}};
+                                             {0xC2, 0xDF, 0x80, 0xBF, 2},
+                                             {0xE0, 0xE0, 0xA0, 0xBF, 3},
+                                             {0xE1, 0xEC, 0x80, 0xBF, 3},
+                                             {0xED, 0xED, 0x80, 0x9F, 3},
+                                             {0xEE, 0xEF, 0x80, 0xBF, 3},
+                                             {0xF0, 0xF0, 0x90, 0xBF, 4},
+                                             {0xF1, 0xF3, 0x80, 0xBF, 4},
+                                             {0xF4, 0xF4, 0x80, 0x8F, 4}}};
 
-// The length of the well-formed sequence that the text begins with, 0 when there is none.
+/// The length of the well-formed sequence at the beginning of the text, 0 if there is none.
 size_t validPrefix(std::string_view text) {
     const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
     for (const Sequence& form : kSequences) {

@@ -5,20 +5,20 @@
 #include <string>
 #include <string_view>
 
-/// Results are JSON documents from the start; a table is one way to print them.
+/// Every result is a JSON document; a table is one way to print it.
 namespace varnockctl {
 
 using Json = rapidjson::Value;
 using JsonDocument = rapidjson::Document;
 using JsonAllocator = rapidjson::Document::AllocatorType;
 
-/// Bytes that are not UTF-8 become the four characters \xNN each.
+/// Replaces each byte that is not UTF-8 by the four characters \xNN.
 std::string escapeInvalidUtf8(std::string_view text);
 
 /// A string value that owns a valid UTF-8 copy of the text.
 Json text(std::string_view value, JsonAllocator& allocator);
 
-/// A copy of a value from outside whose strings, names included, are valid UTF-8.
+/// A copy of an external value in which all strings, including names, are valid UTF-8.
 Json copyValid(const Json& value, JsonAllocator& allocator);
 
 /// Adds a member to an object; the name must outlive the document (a literal).

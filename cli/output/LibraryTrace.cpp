@@ -8,9 +8,9 @@
 namespace varnockctl {
 namespace {
 
-// Plain data without constructors: the stream is in use before any of this program's have run.
+/// Plain data without constructors: the stream is used before this program's constructors run.
 constexpr size_t kKeptSize = 64 * 1024;
-// The stream's own lock serialises the writers, this one the switch-over.
+/// The stream's own lock serialises the writers; this one protects the switch to pass-through.
 constinit varnock::Mutex mutex;
 char kept[kKeptSize] VARNOCK_GUARDED_BY(mutex);
 size_t keptLength VARNOCK_GUARDED_BY(mutex);
@@ -38,7 +38,7 @@ void takeStderrAway() {
     }
 }
 
-// Runs before the initialisers of every shared library.
+/// Runs before the initialisers of every shared library.
 __attribute__((section(".preinit_array"), used)) void (*const kBeforeLibraries)() = takeStderrAway;
 
 }  // namespace

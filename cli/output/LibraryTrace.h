@@ -2,9 +2,9 @@
 
 namespace varnockctl {
 
-/// The library traces to the stream `stderr`, from its load on. A person who asks for one number
-/// does not want to read that, so the program takes the stream away before the library starts and
-/// keeps the text. This passes it through from now on, with what was kept so far first.
+/// The library traces to the stream `stderr` as soon as it is loaded. That would clutter the output
+/// of commands, so the program replaces the stream before the library starts and keeps the text.
+/// This function prints the kept text and passes later text through.
 void showLibraryTrace();
 
 }  // namespace varnockctl

@@ -28,7 +28,7 @@ bool isScalar(const Json& value) {
     return !value.IsObject() && !value.IsArray();
 }
 
-// A value in one cell: lists of scalars stand side by side.
+/// A value in one cell; the items of a list are separated by blanks.
 std::string cellText(const Json& value) {
     if (!value.IsArray()) {
         return isScalar(value) ? scalarText(value) : toString(value, false);
@@ -133,7 +133,7 @@ std::string csvNames(const Json& row) {
     return line + '\n';
 }
 
-// The cells of a row below the names of the first one.
+/// A row with the columns of the first one.
 std::string csvRow(const Json& first, const Json& row) {
     if (!row.IsObject() || !first.IsObject()) {
         return csvCell(row) + '\n';
@@ -149,8 +149,8 @@ std::string csvRow(const Json& first, const Json& row) {
     return line + '\n';
 }
 
-varnock::Mutex printing;                           // one thread at a time is in the console
-size_t itemsPrinted VARNOCK_GUARDED_BY(printing);  // of the list that is printed item by item
+varnock::Mutex printing;                           ///< one thread at a time uses the console
+size_t itemsPrinted VARNOCK_GUARDED_BY(printing);  ///< of the list that is printed item by item
 bool printingEnded VARNOCK_GUARDED_BY(printing);
 
 std::string itemText(const Json& item, std::string_view line, Format format)
@@ -167,7 +167,7 @@ std::string itemText(const Json& item, std::string_view line, Format format)
     }
 }
 
-// What is left to print of a list that has begun.
+/// The remaining text of a list that has been started.
 std::string endOfList(const Answer& answer, bool isFailure, Format format)
     VARNOCK_REQUIRES(printing) {
     const bool isJson = format == Format::json || format == Format::jsonl;
@@ -211,7 +211,7 @@ bool printItem(const Json& item, std::string_view line, Format format, Flush flu
 }
 
 bool isOutputGone() {
-    // Where somebody is printing it will be found out.
+    // A thread that is printing will notice it.
     if (!printing.try_lock()) {
         return false;
     }
@@ -267,8 +267,9 @@ std::optional<ExitStatus> printFirst(const Answer& answer, Format format) {
     if (std::exchange(printingEnded, true)) {
         return std::nullopt;
     }
-    varnock::console::print(textOf(answer, format));
-    return varnock::console::finishOutput("varnockctl") ? answer.status : ExitStatus::outputLost;
+    return varnock::console::finishOutput("varnockctl", textOf(answer, format))
+               ? answer.status
+               : ExitStatus::outputLost;
 }
 
 ExitStatus print(const Answer& answer, Format format) {

@@ -13,53 +13,54 @@
 
 namespace varnockctl {
 
-/// What a command has to say: exactly one document.
+/// The result of a command: exactly one document.
 struct Answer {
     ExitStatus status = ExitStatus::done;
     JsonDocument document;  ///< as printed with -o json
-    /// The member that a table shows; null shows the whole document.
+    /// The member that the other formats show; null: the whole document.
     const char* shown = nullptr;
-    /// What a table shows instead, if there is a better way to show it.
+    /// The text for -o table if it is not derived from the document.
     std::string table = {};
-    /// The items were printed as they came; nothing but the end of the list is left to print.
+    /// The items have been printed already; only the end of the list remains.
     bool streamed = false;
-    /// What takes time to end, and so goes only when the answer has been printed.
+    /// An object whose destruction takes time; destroyed after the answer has been printed.
     std::shared_ptr<const void> held = {};
 };
 
 using varnock::console::Flush;
 
-/// Prints one item of a list whose items arrive one at a time: `line` for a table, with -o jsonl a
-/// line of its own, with -o csv a row below the names, and with -o json a list that print() ends,
-/// so that the whole is one document. With both kinds of JSON a failure that ends the list is its
-/// last item. Returns false when nothing can be written any more, also once print() was called.
-bool printItem(const Json& item, std::string_view line, Format format, Flush flush = Flush::now);
+/// Prints one item of a list whose items arrive one at a time: `line` for -o table, one line for
+/// -o jsonl, one row below the names for -o csv. With -o json the items form one list, which
+/// print() completes. In both JSON formats a failure that ends the list is its last item. Returns
+/// false if nothing more can be written, also after print().
+[[nodiscard]] bool printItem(const Json& item, std::string_view line, Format format,
+                             Flush flush = Flush::now);
 
-/// True when it is known that nobody can read further items.
-bool isOutputGone();
+/// True if it is known that standard output has no reader any more.
+[[nodiscard]] bool isOutputGone();
 
-/// Prints the answer to standard output, once for the whole process: of two threads the first wins,
-/// and the other gets nothing. Returns the status, or `outputLost` when anything that was printed
-/// is lost, which it says on standard error.
-std::optional<ExitStatus> printFirst(const Answer& answer, Format format);
+/// Prints the answer to standard output, once per process: of two threads the first one prints, and
+/// the other one gets nothing. Returns the status, or `outputLost` with a message on standard error
+/// if any output was lost.
+[[nodiscard]] std::optional<ExitStatus> printFirst(const Answer& answer, Format format);
 
-/// The same, but waits for ever when another thread was first: that one ends the process.
-ExitStatus print(const Answer& answer, Format format);
+/// The same, but waits forever if another thread was first, because that thread ends the process.
+[[nodiscard]] ExitStatus print(const Answer& answer, Format format);
 
 /// The document of a failure: {"error": {"status": n, "message": text}}.
-Answer failureAnswer(ExitStatus status, std::string_view message);
+[[nodiscard]] Answer failureAnswer(ExitStatus status, std::string_view message);
 
-/// The same, and says the message on standard error.
-Answer failed(const Failure& failure);
+/// The same; also prints the message to standard error.
+[[nodiscard]] Answer failed(const Failure& failure);
 
-/// A list with a line for each item, or else the value on one line.
+/// A list with one line per item, any other value on one line.
 std::string toJsonLines(const Json& value);
 
-/// A list of objects with their names in the first row, one object in two rows, anything else in
-/// one column named "value". What is absent is empty, and what has parts of its own is JSON.
+/// A list of objects below a row with their names, one object in two rows, any other value in a
+/// column named "value". An absent value is an empty cell; objects and lists in a cell are JSON.
 std::string toCsv(const Json& value);
 
-/// A value as a table: scalars alone, lists of objects in columns, objects as indented names.
+/// A value as a table: a scalar alone, a list of objects in columns, an object as indented names.
 std::string toTable(const Json& value);
 
 }  // namespace varnockctl

@@ -5,8 +5,8 @@
 
 namespace varnockctl {
 
-/// The text for people: bytes that a terminal would obey, or that are not UTF-8, become the four
-/// characters \xNN each. Newlines and tabs stay.
+/// The text for a terminal: each control character other than newline and tab, and each byte that
+/// is not UTF-8, becomes the four characters \xNN.
 std::string printable(std::string_view text);
 
 }  // namespace varnockctl

@@ -33,7 +33,7 @@ class Check {
             addMissing(std::string(kLocalMachine) + " is missing");
         }
         if (!open_.empty()) {
-            addMissing("the file ends before its keys do: the end counts for all that are open");
+            addMissing("the file ends before its keys do: its end closes all open keys");
             return;
         }
         while (rest_.starts_with('\n')) {
@@ -43,7 +43,7 @@ class Check {
         if (!rest_.empty()) {
             ++line_;
             add(rest_.substr(0, rest_.find('\n')),
-                "behind the empty line that ends the file: not read, as all that follows");
+                "after the empty line that ends the file: not read, like everything that follows");
         }
     }
 
@@ -72,7 +72,7 @@ class Check {
     void takeKey(std::string_view line) {
         const std::string name(line.substr(1, line.rfind(']') - 1));
         if (line.back() != ']') {
-            add(line, "what stands behind the bracket is not read");
+            add(line, "the text after the bracket is not read");
         }
         enter(line, name);
         hasLocalMachine_ = hasLocalMachine_ || (open_.size() == 1 && name == kLocalMachine);
@@ -91,7 +91,7 @@ class Check {
             return;
         }
         if (open_.size() == 1) {
-            problems_.push_back({line_, shown(line), "a value outside of every key", false});
+            problems_.push_back({line_, shown(line), "a value outside all keys", false});
         }
         enter(line, std::string(line.substr(0, equals)));
     }
@@ -100,9 +100,9 @@ class Check {
         char* end = nullptr;
         const long number = strtol(text.c_str(), &end, 10);
         if (end == text.c_str()) {
-            add(line, "no number: the line is skipped");
+            add(line, "not a number: the line is skipped");
         } else if (*end != '\0') {
-            add(line, "what stands behind the number is not read");
+            add(line, "the text after the number is not read");
         } else if (number < -2147483648L || number > 4294967295L) {
             add(line, "only the low 32 bits of the number are read");
         }
@@ -110,7 +110,7 @@ class Check {
 
     void checkBytes(std::string_view line, std::string_view text) {
         if (text.find_first_not_of("0123456789abcdefABCDEF ") != text.npos) {
-            add(line, "the bytes are read up to the first thing that is none");
+            add(line, "the bytes are read only up to the first invalid character");
             return;
         }
         for (std::size_t begin = 0; begin < text.size();) {
@@ -123,10 +123,10 @@ class Check {
         }
     }
 
-    // Of two entries of one name in a key the last wins, whatever they are.
+    /// Of two entries with the same name in a key the last one is used, whatever their types.
     void enter(std::string_view line, const std::string& name) {
         if (!open_.back().insert(name).second) {
-            add(line, "replaces what stands above under the same name");
+            add(line, "replaces the entry of the same name above");
         }
     }
 
@@ -142,7 +142,7 @@ class Check {
 
     std::string_view rest_;
     std::size_t line_ = 0;
-    std::vector<std::set<std::string>> open_{1};  // the names in each key that is open
+    std::vector<std::set<std::string>> open_{1};  ///< the names in each open key
     bool hasLocalMachine_ = false;
     std::vector<RegistryProblem> problems_;
 };

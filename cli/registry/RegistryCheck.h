@@ -6,15 +6,15 @@
 
 namespace varnockctl {
 
-/// A line of a registry file that is not read as it was meant.
+/// A line of a registry file that is not read as intended.
 struct RegistryProblem {
-    std::size_t line = 0;  ///< from 1; one more than there are for what is missing at the end
-    std::string text;      ///< of the line
+    std::size_t line = 0;  ///< from 1; for missing lines at the end: the number of lines + 1
+    std::string text;      ///< the beginning of the line
     std::string problem;
-    bool loses = false;  ///< the next save leaves out what the file says here
+    bool loses = false;  ///< the next save drops the contents of this line
 };
 
-/// Looks through the text of a registry file, as docs/registry-file.md describes it.
-std::vector<RegistryProblem> checkRegistry(std::string_view file);
+/// Checks the text of a registry file; docs/registry-file.md describes the format.
+[[nodiscard]] std::vector<RegistryProblem> checkRegistry(std::string_view file);
 
 }  // namespace varnockctl

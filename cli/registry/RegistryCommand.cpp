@@ -17,16 +17,16 @@ void say(const std::string& text) {
     varnock::console::say("varnockctl: " + text);
 }
 
-/// The registry as a file has it, for reading alone.
+/// The registry as read from the file, for reading only.
 struct Snapshot {
     Snapshot() : file(readRegistryFile()) {
         if (file.isBackup) {
-            say(systemFile("registry") + ": there is none; this is " + file.path);
+            say(systemFile("registry") + ": not found; reading " + file.path);
         }
         parseRegistry(file.text, root);
     }
 
-    /// Throws Failure when there is no such key.
+    /// Throws Failure if there is no such key.
     CRegistryNode& key(const std::string& path) {
         CRegistryNode* const node = findRegistryKey(root, path);
         if (node == nullptr) {
@@ -61,7 +61,7 @@ Answer entriesAnswer(const std::string& file, const std::vector<RegistryEntry>& 
     return answer;
 }
 
-// Two blanks for each key on the way; the first one is shown with its whole path.
+/// Indents each level by two blanks; the first key is shown with its full path.
 std::string treeText(const std::vector<RegistryEntry>& entries) {
     const auto depthOf = [](const std::string& key) {
         return static_cast<std::size_t>(std::count(key.begin(), key.end(), '\\'));
@@ -77,7 +77,7 @@ std::string treeText(const std::vector<RegistryEntry>& entries) {
     return text;
 }
 
-// The values and subkeys of a key alone.
+/// The values and direct subkeys of a key.
 std::vector<RegistryEntry> directEntries(CRegistryNode& node, const std::string& key) {
     std::vector<RegistryEntry> entries = registryEntries(node, key);
     std::erase_if(entries, [&](const RegistryEntry& entry) {
@@ -142,7 +142,7 @@ std::string problemText(const RegistryFile& file, const RegistryProblem& problem
                      (problem.text.empty() ? "" : ": \"" + problem.text + "\""));
 }
 
-// A file is written from what was read of it.
+/// A save writes only what was read, so lines that were not read as intended would be lost.
 void refuseLosses(const RegistryFile& file, bool force) {
     for (const RegistryProblem& problem : checkRegistry(file.text)) {
         if (problem.loses && !force) {
@@ -162,7 +162,7 @@ std::vector<RegistryChange> makeChanges(CRegistryNode& root, const TreeChange& c
     return registryChanges(before, registryEntries(root, ""));
 }
 
-// Changes the registry, or with --dry-run a copy of it.
+/// Changes the registry, or a copy of it with --dry-run.
 Answer changeRegistry(const Options& options, const std::string& what, bool force,
                       const TreeChange& change) {
     if (options.dryRun) {
@@ -172,8 +172,8 @@ Answer changeRegistry(const Options& options, const std::string& what, bool forc
     }
     confirm(options, what);
     std::vector<RegistryChange> changes;
-    // With the lock in hand the rest is a moment, and whoever interrupts it hears what became of
-    // it.
+    // Once the lock is held, the rest is short: an interrupted command completes it and reports the
+    // result.
     std::optional<Interrupts> saving;
     changeRegistryFile([&](CRegistryNode& root) {
         saving.emplace();
@@ -195,7 +195,7 @@ CRegistryNode& createKey(CRegistryNode& root, const std::string& key) {
     return *node;
 }
 
-// What a value of this text is: as it says, as the value was, or by the text.
+/// The type of a new value: as given, else as before, else derived from the text.
 unsigned int typeFor(const RegistryArguments& arguments,
                      const std::optional<RegistryEntry>& before) {
     if (!arguments.type.empty()) {
@@ -213,9 +213,9 @@ RegistryEntry wantedValue(const std::string& key, const RegistryArguments& argum
     const auto data = parseRegistryData(type, arguments.value);
     if (!data) {
         throw Failure(ExitStatus::usage,
-                      "\"" + arguments.value + "\" is no " + entry.typeName() +
+                      "\"" + arguments.value + "\" is not a " + entry.typeName() +
                           (type == REGISTRY_NUMBER ? " from -2147483648 to 4294967295"
-                                                   : " value of hexadecimal bytes"));
+                                                   : " value in hexadecimal bytes"));
     }
     entry.data = *data;
     return entry;
@@ -289,7 +289,8 @@ Answer registryExport(const RegistryArguments& arguments) {
     CRegistryNode& node = registry.key(key);
     Answer answer = entriesAnswer(registry.file.path, registryEntries(node, key));
     CRegistryNode exported;
-    mergeRegistry(createKey(exported, key), node);
+    // Into an empty key nothing can conflict.
+    static_cast<void>(mergeRegistry(createKey(exported, key), node));
     answer.table = registryText(exported);
     return answer;
 }
@@ -319,7 +320,7 @@ Answer registryCheck(const RegistryArguments& arguments) {
     add(answer.document, "file", file.path, allocator);
     add(answer.document, "problems", std::move(rows), allocator);
     if (file.isBackup) {
-        say(systemFile("registry") + ": there is none; this is " + file.path);
+        say(systemFile("registry") + ": not found; reading " + file.path);
         answer.status = ExitStatus::partial;
     }
     return answer;
@@ -342,7 +343,7 @@ Answer registrySet(const Options& options, const RegistryArguments& arguments) {
 Answer registryDelete(const Options& options, const RegistryArguments& arguments) {
     const std::string key = normalRegistryPath(arguments.key);
     if (!arguments.name && (key.empty() || isRegistryRoot(key))) {
-        throw Failure(ExitStatus::usage, key + ": the root keys are always there");
+        throw Failure(ExitStatus::usage, key + ": a root key cannot be deleted");
     }
     return changeRegistry(options, "registry delete", arguments.force,
                           [&](CRegistryNode& root) { deleteEntry(root, key, arguments.name); });
@@ -358,8 +359,8 @@ Answer registryImport(const Options& options, const RegistryArguments& arguments
     }
     return changeRegistry(options, "registry import", arguments.force, [&](CRegistryNode& root) {
         if (!mergeRegistry(root, added)) {
-            throw Failure(ExitStatus::usage, "a key of " + file.path +
-                                                 " is a value of the registry, or the other way");
+            throw Failure(ExitStatus::usage,
+                          "a key of " + file.path + " is a value in the registry, or vice versa");
         }
     });
 }

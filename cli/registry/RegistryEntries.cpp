@@ -32,7 +32,7 @@ constexpr std::pair<const char*, const char*> kRootNames[] = {{"HKLM", kLocalMac
                                                               {"HKCR", kClassesRoot},
                                                               {"HKCC", kCurrentConfig}};
 
-// A file of keys within keys can have paths of some hundred thousand parts each.
+/// Nested keys in a file can give paths with several hundred thousand parts each.
 constexpr std::size_t kMaxPathBytes = std::size_t{64} << 20;
 
 using Stream = std::unique_ptr<FILE, decltype(&fclose)>;
@@ -72,7 +72,7 @@ std::optional<std::string> parseBytes(const std::string& text) {
     return bytes;
 }
 
-// -2147483648 to 4294967295, decimal or 0x: 32 bits either way.
+/// -2147483648 to 4294967295, decimal or 0x: signed or unsigned 32 bits.
 std::optional<std::string> parseNumberBytes(const std::string& text) {
     const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
     const char* const begin = text.data() + (isHexadecimal ? 2 : 0);
@@ -240,7 +240,7 @@ bool isRegistryRoot(const std::string& name) {
 std::vector<RegistryEntry> registryEntries(CRegistryNode& node, const std::string& path) {
     std::vector<RegistryEntry> entries;
     std::size_t pathBytes = 0;
-    // Keys that are still to be listed, the next one last. However deep, no recursion.
+    // Keys still to be listed, the next one last. No recursion, because keys may be nested deeply.
     std::vector<std::pair<std::string, CRegistryNode*>> pending{{path, &node}};
     while (!pending.empty()) {
         const auto [key, current] = pending.back();
@@ -301,9 +301,10 @@ void putRegistryValue(CRegistryNode& node, const RegistryEntry& value) {
     CRegistryNode read;
     parseRegistry(registryText(written), read);
     if (findRegistryValue(read, value.key, *value.name) != value) {
-        throw Failure(ExitStatus::usage, "the file cannot hold this value: a line has at most " +
-                                             std::to_string(kLongestLine) +
-                                             " characters, a name no =, and neither a newline");
+        throw Failure(ExitStatus::usage,
+                      "the file cannot hold this value: a line has at most " +
+                          std::to_string(kLongestLine) +
+                          " characters, a name no =, and neither contains a newline");
     }
     put(node, value);
 }

@@ -41,7 +41,7 @@ std::string readAll(FILE* stream, const std::string& path) {
     return text;
 }
 
-// Nothing when there is no such file. What is no file is not waited for.
+/// Nothing if there is no such file. Does not block on a pipe or a device.
 std::optional<std::string> readFile(const std::string& path) {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0 && errno == ENOENT) {
@@ -74,7 +74,7 @@ RegistryFile readRegistryFile() {
         }
     }
     throw Failure(ExitStatus::notAvailable,
-                  systemFile(kFile) + ": there is none; an installation provides it");
+                  systemFile(kFile) + ": not found; an installation provides it");
 }
 
 RegistryFile readRegistryFile(const std::string& path) {
@@ -89,7 +89,7 @@ RegistryFile readRegistryFile(const std::string& path) {
 }
 
 void changeRegistryFile(const std::function<bool(CRegistryNode& root)>& change) {
-    // The library would take the backup for a file that it may not read.
+    // The library would use the backup instead of a file that it may not read.
     readRegistryFile();
     const std::string path = systemFile(kFile);
     try {

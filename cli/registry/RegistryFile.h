@@ -7,26 +7,25 @@
 
 namespace varnockctl {
 
-/// The text of a registry file. Reading needs no lock: a file that is saved takes the place of the
-/// one before as a whole.
+/// The text of a registry file. Reading needs no lock, because a save replaces the file atomically.
 struct RegistryFile {
     std::string path;
     std::string text;
-    bool isBackup = false;  ///< there is no "registry", and this is "registry.old"
+    bool isBackup = false;  ///< "registry" is missing, and this is "registry.old"
 };
 
-/// A file in the system directory, as the library looks for it.
+/// The path of a file in the library's system directory.
 std::string systemFile(const std::string& name);
 
-/// The registry file, or the one before where there is none, as the library does it. Throws Failure
-/// when there is neither, or it cannot be read.
+/// The registry file, or the previous one if it is missing, as in the library. Throws Failure if
+/// both are missing or the file cannot be read.
 RegistryFile readRegistryFile();
-/// Another file in the same form; "-" is standard input. Throws Failure.
+/// Another file in the same format; "-" is standard input. Throws Failure.
 RegistryFile readRegistryFile(const std::string& path);
 
-/// Lets `change` work on the tree as the file has it now, with every other process kept from
-/// saving, and writes the file if it returns true. Throws Failure when that fails, and what
-/// `change` throws; the file is then as it was.
+/// Calls `change` with the tree of the current file while no other process can save, and writes the
+/// file if it returns true. Throws Failure if that fails, and the exceptions of `change`; the file
+/// is then unchanged.
 void changeRegistryFile(const std::function<bool(CRegistryNode& root)>& change);
 
 }  // namespace varnockctl

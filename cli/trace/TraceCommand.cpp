@@ -25,10 +25,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How often a file that is followed is looked at. Entries are stored without a system call, so
-// nothing tells that there are new ones.
+/// The polling interval of a followed file. Entries are stored without a system call, so there is
+/// no notification about new ones.
 constexpr std::chrono::milliseconds kLookAgain{100};
-// What a person who follows the file sees of the past.
+/// The number of old entries that --follow shows first.
 constexpr unsigned int kFollowedPast = 10;
 
 void say(const std::string& text) {
@@ -61,7 +61,7 @@ class Pattern {
     regex_t expression_{};
 };
 
-/// Which entries are wanted.
+/// Selects the entries to show.
 class Filter {
   public:
     explicit Filter(const TraceOptions& trace) : now_(time(nullptr)) {
@@ -98,12 +98,12 @@ class Filter {
     std::deque<Pattern> unwanted_;
 };
 
-/// One of the files that are shown.
+/// One of the files to show.
 struct Source {
     explicit Source(const std::string& path) : reader(path) {}
 
     std::string name() const { return reader.path().substr(reader.path().rfind('/') + 1); }
-    /// What stands before an entry that comes from one of several files.
+    /// The prefix of an entry that comes from one of several files.
     std::string label(std::optional<pid_t> process) const {
         char text[32];
         snprintf(text, sizeof text, "_%c %7s ", reader.path().back(),
@@ -115,7 +115,7 @@ struct Source {
     TracePlace shownUpTo{std::numeric_limits<std::int64_t>::min(), 0};
 };
 
-/// A copy of one of them; empty where it could not be read, or has not changed.
+/// A copy of each file; null if it could not be read or has not changed.
 using Logs = std::vector<std::unique_ptr<TraceLog>>;
 
 Json toJson(const TraceEntry& entry, JsonAllocator& allocator) {
@@ -162,7 +162,8 @@ bool exists(const std::string& path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
-/// The files that there are, all that there may be if they are followed, else the first.
+/// The existing files; all possible files if at least one exists and they are followed; the first
+/// path if none exists.
 std::vector<Source> sourcesOf(const TraceOptions& trace) {
     std::vector<Source> sources;
     if (!trace.file.empty()) {
@@ -182,7 +183,7 @@ std::vector<Source> sourcesOf(const TraceOptions& trace) {
     return sources;
 }
 
-/// Shows files, and what is added to them.
+/// Shows files, and the entries added to them.
 class Trace {
   public:
     Trace(const Options& options, const TraceOptions& trace)
@@ -194,12 +195,12 @@ class Trace {
   private:
     Logs readAll();
     void tellDamage(const Source& source, const TraceLog& log);
-    bool show(const Logs& logs, std::optional<unsigned int> last, Flush flush);
-    bool print(const MergedEntry& merged, Flush flush);
-    bool showAll();
+    [[nodiscard]] bool show(const Logs& logs, std::optional<unsigned int> last, Flush flush);
+    [[nodiscard]] bool print(const MergedEntry& merged, Flush flush);
+    [[nodiscard]] bool showAll();
     void follow();
-    bool wait(Clock::time_point started, const Wakeup& wakeup);
-    bool showChanges();
+    [[nodiscard]] bool wait(Clock::time_point started, const Wakeup& wakeup);
+    [[nodiscard]] bool showChanges();
     void findPlace(Source& source, const TraceLog& log);
 
     const Options& options_;
@@ -211,7 +212,7 @@ class Trace {
     bool isDamaged_ = false;
 };
 
-/// Those files that can be read, of which there must be one. Throws Failure.
+/// Reads all readable files. Throws Failure if there is none.
 Logs Trace::readAll() {
     Logs logs(sources_.size());
     std::vector<Failure> failures;
@@ -228,8 +229,9 @@ Logs Trace::readAll() {
         }
     }
     if (count == 0) {
-        throw failures.empty() ? Failure(ExitStatus::notAvailable, "the trace files are gone")
-                               : failures.front();
+        throw failures.empty()
+            ? Failure(ExitStatus::notAvailable, "the trace files have been removed")
+            : failures.front();
     }
     for (const Failure& failure : failures) {
         say(failure.what());
@@ -265,11 +267,11 @@ void Trace::tellDamage(const Source& source, const TraceLog& log) {
     }
     if (log.tornBytes() > 0) {
         say(path + ": left out " + std::to_string(log.tornBytes()) +
-            " bytes of entries that are overwritten in part");
+            " bytes of partly overwritten entries");
     }
 }
 
-// False when nobody reads what is printed any more.
+/// False if the output has no reader any more.
 bool Trace::show(const Logs& logs, std::optional<unsigned int> last, Flush flush) {
     std::vector<std::vector<MergedEntry>> wanted(logs.size());
     for (std::size_t i = 0; i < logs.size(); ++i) {
@@ -358,7 +360,7 @@ void Trace::follow() {
     }
 }
 
-// False when following is over.
+/// False at the end of following.
 bool Trace::wait(Clock::time_point started, const Wakeup& wakeup) {
     auto rest = kLookAgain;
     if (trace_.timeout) {
@@ -383,13 +385,13 @@ bool Trace::showChanges() {
     }
     const auto files = std::count_if(sources_.begin(), sources_.end(),
                                      [](const Source& source) { return source.reader.hasRead(); });
-    // The rows of CSV have the columns of the first one.
+    // All rows of CSV have the columns of the first one.
     const bool mayChange = options_.format != Format::csv || shown_ == 0;
     isOneOfSeveral_ = isOneOfSeveral_ || (files > 1 && mayChange);
     return show(logs, std::nullopt, Flush::now);
 }
 
-// Behind what has been shown of a file, if that is there still.
+/// Finds the place after the entries already shown, if it is still in the file.
 void Trace::findPlace(Source& source, const TraceLog& log) {
     const std::string& path = source.reader.path();
     if (source.reader.isReplaced() || log.end().round < source.shownUpTo.round) {
@@ -398,7 +400,7 @@ void Trace::findPlace(Source& source, const TraceLog& log) {
     } else if (source.shownUpTo < log.begin()) {
         say(path + ": entries were overwritten before they could be read");
     } else if (log.end() < source.shownUpTo) {
-        say(path + ": the position went back; two processes may be writing");
+        say(path + ": the position moved back; two processes may be writing");
         source.shownUpTo = log.end();
     }
 }
@@ -413,7 +415,7 @@ std::vector<std::string> traceFilePaths() {
         CRegistry key(keyPath, CRegistry::MLocalMachine);
         varnock::takeStoredDirectory(stored, key);
     } catch (int) {
-        // The registry could not be saved, which does not matter here.
+        // The registry could not be saved. That does not matter here.
     }
     const varnock::TraceSettings settings = varnock::resolveSettings(stored);
     std::vector<std::string> paths;

@@ -50,7 +50,7 @@ bool isTime(std::string_view text) {
     return std::find(kMonths.begin(), kMonths.end(), text.substr(0, 3)) != kMonths.end();
 }
 
-/// Seconds since the year began, in months of 31 days; -1 for what is no time.
+/// Seconds since the beginning of the year, with months of 31 days; -1 if there is no time.
 std::int64_t secondsOf(std::string_view time) {
     const auto month = std::find(kMonths.begin(), kMonths.end(), time.substr(0, 3));
     if (month == kMonths.end()) {
@@ -63,7 +63,7 @@ std::int64_t secondsOf(std::string_view time) {
     return ((days * 24 + number(7)) * 60 + number(10)) * 60 + number(13);
 }
 
-/// Times have no year: one that is more than half a year earlier is later.
+/// Times have no year: a time that appears more than half a year earlier is later.
 bool isEarlier(std::string_view time, std::string_view than) {
     constexpr std::int64_t halfAYear = 183LL * 24 * 3600;
     const std::int64_t first = secondsOf(time);
@@ -75,7 +75,7 @@ bool isRuled(std::string_view text) {
     return !text.empty() && text.find_first_not_of('_') == text.npos;
 }
 
-/// What a new file is filled with.
+/// True for the filler entries of a new file.
 bool isFiller(const TraceEntry& entry) {
     return entry.line.size() == kRecordSize - 1 && isRuled(entry.message);
 }
@@ -139,34 +139,34 @@ std::string_view TraceLog::lineAt(std::int64_t offset, std::int64_t end) const {
 void TraceLog::order(std::optional<std::int64_t> written) {
     const auto length = static_cast<std::int64_t>(bytes_.size());
     if (!header_.isLabelled) {
-        problems_.emplace_back("the fields at the beginning of the file do not have their labels");
+        problems_.emplace_back("the header fields do not have their labels");
     }
     if (!header_.size || *header_.size < kEntriesBegin) {
-        problems_.emplace_back("the size in the file means nothing");
+        problems_.emplace_back("the size in the header is invalid");
     } else if (*header_.size > length) {
-        problems_.emplace_back("the file is shorter than it says");
+        problems_.emplace_back("the file is shorter than its header says");
     }
     size_ =
         std::min(header_.size && *header_.size >= kEntriesBegin ? *header_.size : length, length);
     round_ = header_.wraps.value_or(0);
     if (!header_.wraps) {
-        problems_.emplace_back("the number of wraps in the file means nothing");
+        problems_.emplace_back("the number of wraps in the header is invalid");
     }
     if (!header_.position || *header_.position < kEntriesBegin || *header_.position > size_) {
         problems_.emplace_back(
-            "the position in the file means nothing: the entries come in the order of the file");
+            "the position in the header is invalid: the entries are shown in file order");
         orderAsItStands();
         return;
     }
     position_ = *header_.position;
-    // What was being written while the bytes were copied is neither old nor new.
+    // Entries written during the copy are neither old nor new.
     const bool moved = written && *written != position_;
     orderRounds(moved ? std::min(std::max(*written, position_) + kLongestEntry, size_)
                       : behindUnfinished());
 }
 
-/// Behind the position: a writer that died while it copied an entry there has left a part of it,
-/// which is to be told from an old entry that begins there by its time.
+/// The end of a partial entry at the position, left by a writer that died. Its time distinguishes
+/// it from an old entry at the same place.
 std::int64_t TraceLog::behindUnfinished() {
     const std::string_view line = lineAt(position_, size_);
     const auto entry = parseTraceEntry(line);
@@ -179,7 +179,7 @@ std::int64_t TraceLog::behindUnfinished() {
     return std::min(position_ + length, size_);
 }
 
-/// The time of the last entry before the position, empty when there is none.
+/// The time of the last entry before the position, empty if there is none.
 std::string_view TraceLog::newestTime() const {
     const std::string_view round =
         std::string_view(bytes_).substr(0, static_cast<std::size_t>(position_));
@@ -194,7 +194,7 @@ std::string_view TraceLog::newestTime() const {
 }
 
 void TraceLog::orderAsItStands() {
-    // Whoever writes to such a file begins there, as the one who is only just making it does.
+    // A writer starts there in such a file, as in a file that is just being created.
     position_ = kEntriesBegin;
     begin_ = {round_, kEntriesBegin};
     if (size_ > kEntriesBegin) {
@@ -209,8 +209,8 @@ void TraceLog::orderRounds(std::int64_t oldest) {
     }
 }
 
-/// Where the entries of a round begin whose description ends at an offset: behind an
-/// initialisation that is kept, else at the boundary of a record. The second says whether one is.
+/// The offset of the first entry of a round, given the end of its description: after a kept
+/// initialisation, else at a record boundary. The second value is true if one is kept.
 std::pair<std::int64_t, bool> TraceLog::beginOfRound(std::int64_t described,
                                                      std::int64_t end) const {
     const auto kept = round_ > 0 ? endOfLine(kEndOfInitialisation, described, end) : std::nullopt;
@@ -223,8 +223,8 @@ std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
     isPastDescription_ = described.has_value();
     const auto [begin, isKept] =
         described ? beginOfRound(*described, position_) : std::pair(position_, false);
-    // A round ends where the next entry did not fit. What remains of older rounds behind it is
-    // ruled off, but not by every writer.
+    // A round ends where the next entry did not fit. Most writers, but not all, overwrite the rest
+    // of older rounds after it with a ruled line.
     Piece before{oldest, size_, round_ - 1, round_ > 0 ? size_ - kLongestEntry : kNoSeam};
     if (!holdsEntries(before)) {
         return {wholeRound};
@@ -239,7 +239,7 @@ std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
         pieces.push_back({begin, position_, round_, kNoSeam});
         return pieces;
     }
-    // The description of the new round is not complete; it has overwritten the one before in part.
+    // The description of the new round is incomplete and has partly overwritten the previous one.
     if (const auto previous = endOfLine(kEndOfDescription, oldest, size_)) {
         const auto [previousBegin, wasKept] = beginOfRound(*previous, size_);
         if (wasKept) {
@@ -261,7 +261,7 @@ bool TraceLog::holdsEntries(const Piece& piece) {
     return !entries.empty();
 }
 
-/// The offset behind the first entry with this message.
+/// The offset after the first entry with this message.
 std::optional<std::int64_t> TraceLog::endOfLine(std::string_view message, std::int64_t begin,
                                                 std::int64_t end) const {
     const std::string ending = kBehindThread + std::string(message) + "\n";
@@ -278,7 +278,7 @@ void TraceLog::take(const Piece& piece, std::vector<TraceEntry>& entries) {
         const std::string_view line = lineAt(offset, piece.end);
         const auto next = offset + static_cast<std::int64_t>(line.size()) + 1;
         const bool isWhole = next <= piece.end;
-        // The last line of the file alone can be ruled off with nothing but its newline.
+        // Only the last line of the file can consist of just a newline.
         const bool isNoText = isRuled(line) || (line.empty() && next == size_);
         auto entry = isWhole ? parseTraceEntry(line) : std::nullopt;
         if (entry && current != nullptr && offset > piece.firstSeam &&
@@ -293,7 +293,7 @@ void TraceLog::take(const Piece& piece, std::vector<TraceEntry>& entries) {
             }
         } else if (isWhole && current != nullptr && next - current->place.offset <= kLongestEntry &&
                    !isNoText) {
-            // A message of several lines.
+            // A message with several lines.
             const std::size_t more = line.size() + 1;
             current->line = {current->line.data(), current->line.size() + more};
             current->message = {current->message.data(), current->message.size() + more};

@@ -11,7 +11,7 @@
 
 namespace varnockctl {
 
-/// The fields at the beginning of a trace file; a number that is none is absent.
+/// The header of a trace file. An invalid number is absent.
 struct TraceHeader {
     std::string filePath;
     std::string firstOpen;
@@ -23,60 +23,60 @@ struct TraceHeader {
     bool isLabelled = false;  ///< every field has its label
 
     static constexpr auto kLength = static_cast<std::size_t>(varnock::tracefile::kEntriesBegin);
-    /// Reads whatever bytes there are.
+    /// Parses any bytes.
     static TraceHeader parse(std::string_view bytes);
-    /// True when the writer has done something between the two.
+    /// True if the writer has changed the file between the two.
     bool differsFrom(const TraceHeader& other) const {
         return wraps != other.wraps || position != other.position || opens != other.opens;
     }
 };
 
-/// A place in the life of a trace file: how often it had wrapped, and the offset.
+/// A place in the history of a trace file: the number of wraps, and the offset.
 struct TracePlace {
     std::int64_t round = 0;
     std::int64_t offset = 0;
     auto operator<=>(const TracePlace&) const = default;
 };
 
-/// One entry; the texts belong to the log.
+/// One entry. The texts are views into the log.
 struct TraceEntry {
     TracePlace place;
-    std::string_view line;  ///< all of it without the last newline
+    std::string_view line;  ///< the whole entry without the last newline
     std::string_view time;  ///< "Mmm dd hh:mm:ss"
     std::string_view host;
     std::string_view application;
     std::string_view thread;   ///< 16 hexadecimal digits
-    std::string_view message;  ///< may hold newlines
+    std::string_view message;  ///< may contain newlines
 };
 
-/// The entry that a line begins, if it begins one.
+/// The entry that starts on a line, if any.
 std::optional<TraceEntry> parseTraceEntry(std::string_view line);
 
-/// The entries of a ring-buffer file from the oldest to the newest, as docs/trace-file.md describes
-/// it, from a copy of its bytes: of a file that was wrapped, torn, cut short or damaged as much as
-/// can be told.
+/// The entries of a ring-buffer file from the oldest to the newest, from a copy of its bytes. The
+/// format is described in docs/trace-file.md. Of a damaged or truncated file, as many entries as
+/// can be recognised.
 class TraceLog {
   public:
-    /// `written` is the position in the header after the bytes had been copied: what lies between
-    /// may be mixed with newer entries.
+    /// `written` is the position in the header after the bytes were copied: the entries between the
+    /// two positions may be mixed with newer ones.
     explicit TraceLog(std::string bytes, std::optional<std::int64_t> written = std::nullopt);
     TraceLog(const TraceLog&) = delete;
     TraceLog& operator=(const TraceLog&) = delete;
 
     const TraceHeader& header() const { return header_; }
     const std::vector<TraceEntry>& entries() const { return entries_; }
-    /// Bytes of entries of which a part was overwritten.
+    /// Bytes of partly overwritten entries.
     std::int64_t tornBytes() const { return tornBytes_; }
-    /// What could not be understood, in words.
+    /// Descriptions of the damage.
     const std::vector<std::string>& problems() const { return problems_; }
 
-    /// Where the next entry will begin, and before what place entries were overwritten.
+    /// The place of the next entry, and the place before which all entries are overwritten.
     TracePlace end() const { return {round_, position_}; }
     TracePlace begin() const { return begin_; }
-    /// True when the position lies behind the description that each round begins with.
+    /// True if the position is after the description at the beginning of the round.
     bool isPastDescription() const { return isPastDescription_; }
 
-    /// An entry is never longer.
+    /// The maximum length of an entry.
     static constexpr std::int64_t kLongestEntry = varnock::tracefile::kLongestEntry;
 
   private:
@@ -84,7 +84,8 @@ class TraceLog {
         std::int64_t begin;
         std::int64_t end;
         std::int64_t round;
-        std::int64_t firstSeam;  ///< behind it, what is earlier than what it follows is older
+        std::int64_t
+            firstSeam;  ///< after it, an entry earlier than its predecessor is from an older round
     };
 
     void order(std::optional<std::int64_t> written);
@@ -105,7 +106,7 @@ class TraceLog {
     std::vector<TraceEntry> entries_;
     std::vector<std::string> problems_;
     std::int64_t tornBytes_ = 0;
-    std::int64_t size_ = 0;  // of what is used
+    std::int64_t size_ = 0;  ///< of the used part
     std::int64_t position_ = 0;
     std::int64_t round_ = 0;
     TracePlace begin_;

@@ -23,15 +23,15 @@ std::optional<pid_t> processIn(std::string_view message) {
     return parsed.ec == std::errc{} && parsed.ptr == end ? std::optional(process) : std::nullopt;
 }
 
-/// True when another process begins with this work cycle: the description of a new file stands
-/// before it, that of a file which is taken over behind it.
+/// True if this work cycle is the first of another process: the description precedes it in a new
+/// file, and follows it in an existing file.
 bool beginsProcess(const std::vector<TraceEntry>& entries, std::size_t cycle) {
     const bool isDescribedBehind =
         cycle + 1 < entries.size() && processIn(entries[cycle + 1].message).has_value();
     return isDescribedBehind || cycle == 0 || entries[cycle - 1].message != kEndOfDescription;
 }
 
-/// The entries of one list, with the moment of the next.
+/// The entries of one list, with the time of the next one.
 class Cursor {
   public:
     Cursor(const std::vector<MergedEntry>& list, time_t now)
@@ -48,7 +48,7 @@ class Cursor {
     }
 
   private:
-    /// What has no time belongs to what stands before it.
+    /// An entry without a time has the time of its predecessor.
     void look() {
         if (isAtEnd() || next_->entry->time == time_) {
             return;
@@ -68,7 +68,7 @@ class Cursor {
 
 std::vector<std::optional<pid_t>> processesOf(const std::vector<TraceEntry>& entries) {
     std::vector<std::optional<pid_t>> processes(entries.size());
-    std::size_t begin = 0;  // of what the process has written
+    std::size_t begin = 0;  // of the entries of the process
     std::optional<pid_t> process;
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (entries[i].message.starts_with(kWorkCycle) && beginsProcess(entries, i)) {

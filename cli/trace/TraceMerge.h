@@ -12,20 +12,19 @@
 
 namespace varnockctl {
 
-/// The process that wrote each entry of a log, nothing where the file does not tell. A description
-/// tells it for the work cycle that it belongs to.
+/// The process that wrote each entry of a log; nothing if the file does not name it. A description
+/// names the process of its work cycle.
 std::vector<std::optional<pid_t>> processesOf(const std::vector<TraceEntry>& entries);
 
-/// An entry of one of several logs; belongs to its log.
+/// An entry of one of several logs. A view into its log.
 struct MergedEntry {
     const TraceEntry* entry;
-    std::size_t source;  ///< of which log
+    std::size_t source;  ///< index of the log
     std::optional<pid_t> process;
 };
 
-/// The entries of all lists in order of time. Each list keeps its order; among those with the same
-/// second, which is all that entries tell, the lists come one after the other. `now` says of which
-/// year they are.
+/// The entries of all lists, sorted by time. Each list keeps its order. Times have a resolution of
+/// one second: within a second, the lists follow one another. `now` determines the year.
 std::vector<MergedEntry> mergedByTime(const std::vector<std::vector<MergedEntry>>& lists,
                                       time_t now);
 

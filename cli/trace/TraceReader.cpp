@@ -35,7 +35,7 @@ class TraceReader::File {
     unsigned long device() const { return status_.st_dev; }
     unsigned long inode() const { return status_.st_ino; }
 
-    /// Up to so many bytes from the beginning, as far as the file goes.
+    /// The first `count` bytes, or fewer if the file is shorter.
     std::string bytes(std::size_t count) const {
         std::string bytes(count, '\0');
         std::size_t got = 0;
@@ -53,8 +53,8 @@ class TraceReader::File {
         bytes.resize(got);
         return bytes;
     }
-    /// All that a trace can have in it. Positions have 32 bits: a file that is longer, and does not
-    /// say how much of it is used, is none.
+    /// The used part of the file. Positions have 32 bits: a longer file whose header has no valid
+    /// size is not a trace file.
     std::string all() const {
         constexpr std::int64_t longest = roundUpToRecords(kLargestSize);
         const TraceHeader header = this->header();
@@ -73,7 +73,7 @@ class TraceReader::File {
 
 namespace {
 
-// Behind every entry stands a newline: a position that was read while it changed shows by that.
+/// A newline precedes every position, unless the position was read while it changed.
 bool isPlausible(const std::string& bytes, const TraceHeader& header) {
     const std::int64_t position = header.position.value_or(0);
     const auto size = static_cast<std::int64_t>(bytes.size());
@@ -84,7 +84,7 @@ bool isPlausible(const std::string& bytes, const TraceHeader& header) {
 }  // namespace
 
 std::unique_ptr<TraceLog> TraceReader::copy(const File& file) {
-    // A writer can go around the whole file while it is copied; the next copy is luckier.
+    // A writer may wrap around the whole file during the copy; then it is copied again.
     constexpr int attempts = 20;
     for (int attempt = 1;; ++attempt) {
         std::string bytes = file.all();

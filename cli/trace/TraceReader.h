@@ -7,21 +7,21 @@
 
 namespace varnockctl {
 
-/// Reads a trace file, also while a process writes to it, which is not disturbed: the file is
-/// opened for reading alone, and nothing is locked.
+/// Reads a trace file, also while a process writes to it. The file is opened only for reading, and
+/// nothing is locked.
 class TraceReader {
   public:
     explicit TraceReader(std::string path) : path_(std::move(path)) {}
 
-    /// The file as it is now. Throws Failure when it cannot be read, or is no trace file.
+    /// The current contents. Throws Failure if the file cannot be read or is not a trace file.
     std::unique_ptr<TraceLog> read();
-    /// The file when it has changed since the last read() or readChanged(), else null; null as well
-    /// while there is no file.
+    /// The contents if the file has changed since the last read() or readChanged(); null if it has
+    /// not changed or does not exist.
     std::unique_ptr<TraceLog> readChanged();
 
     /// True once a file has been read.
     bool hasRead() const { return inode_ != 0; }
-    /// True when the file of the last call is another one than the call before read.
+    /// True if the last call read another file than the call before it.
     bool isReplaced() const { return isReplaced_; }
     const std::string& path() const { return path_; }
 

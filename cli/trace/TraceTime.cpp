@@ -9,7 +9,7 @@ namespace {
 
 constexpr time_t kDay = 24 * 3600;
 
-/// Local time; nothing when strptime does not take all of the text.
+/// Local time; nothing unless strptime accepts the whole text.
 std::optional<tm> parse(const std::string& text, const char* format, const tm& defaults) {
     tm parts = defaults;
     const char* end = strptime(text.c_str(), format, &parts);
@@ -69,9 +69,9 @@ time_t parseMoment(const std::string& text, time_t now) {
             return mktime(&*parts);
         }
     }
-    throw Failure(ExitStatus::usage,
-                  "--since: \"" + text +
-                      "\" is no time: give 2026-11-21 10:00, 10:00 or how long ago, as in 15m");
+    throw Failure(
+        ExitStatus::usage,
+        "--since: \"" + text + "\" is not a time such as 2026-11-21 10:00, 10:00 or 15m (ago)");
 }
 
 std::string isoTime(time_t time) {

@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A line of "/proc/PID/maps" for a file that is mapped for writing, and shared.
+/// A line of "/proc/PID/maps" for a shared, writable mapping of a file.
 struct Mapping {
     dev_t device;
     ino_t inode;
@@ -26,7 +26,7 @@ struct Mapping {
 };
 
 std::optional<Mapping> parseMapping(const std::string& line) {
-    // Nearly all of the lines are of another kind, and there may be millions.
+    // This test is first because nearly all lines fail it, and there may be millions.
     const std::size_t rights = line.find(' ') + 1;
     if (rights == 0 || line.size() < rights + 4 || line[rights + 1] != 'w' ||
         line[rights + 3] != 's') {
@@ -42,7 +42,7 @@ std::optional<Mapping> parseMapping(const std::string& line) {
     return Mapping{makedev(major, minor), inode, line.substr(rights + static_cast<size_t>(end))};
 }
 
-/// A file as mappings show it.
+/// A file as it appears in mappings.
 class MappedFile {
   public:
     explicit MappedFile(const std::string& path) {
@@ -51,8 +51,8 @@ class MappedFile {
         path_ = real != nullptr ? real.get() : "";
     }
 
-    /// By its path or its number: the one differs where a directory is mounted twice, the device of
-    /// the other on file systems that are made of several.
+    /// Compares the path and the inode: the path differs if a directory is mounted twice, the
+    /// device of the inode on file systems with several devices.
     bool is(const Mapping& mapping) const {
         return exists_ && ((mapping.inode == status_.st_ino && mapping.device == status_.st_dev) ||
                            mapping.path == path_);

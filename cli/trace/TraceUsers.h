@@ -13,9 +13,9 @@ struct TraceUser {
     std::string name;
 };
 
-/// For each of the files the processes that it is mapped in, in the order of their numbers: those
-/// that the user may look into, which are all for root and else the user's own. Nothing is asked of
-/// the processes and nothing of locks, so forked children are found as well.
+/// For each file, the processes that have it mapped, in the order of their ids. Only processes that
+/// the user may inspect are found: all for root, else the user's own. The search uses the mappings,
+/// not locks, so it also finds forked children.
 std::vector<std::vector<TraceUser>> usersOfTraceFiles(const std::vector<std::string>& paths,
                                                       const std::string& processes = "/proc");
 

@@ -16,7 +16,7 @@ std::string hexadecimal(unsigned int number) {
     return text;
 }
 
-// The data as it stands in the record; null when there is none.
+/// The data of the record; null if there is none.
 Json dataOf(const SipJson& event, JsonAllocator& allocator) {
     JsonDocument document;
     document.Parse(event.Export().c_str());

@@ -7,10 +7,10 @@
 
 namespace varnockctl {
 
-/// What an event is called: "systemMessageLog", "driverMonitorLog", else its operation code.
+/// The name of an event: "systemMessageLog", "driverMonitorLog", else its operation code.
 std::string eventName(const SipJson& event);
 
-/// An event on one line, without a time: its name, the numbers that are not 0 and its data.
+/// An event on one line, without the time: its name, the numbers other than 0, and its data.
 std::string eventLine(const SipJson& event);
 
 /// The same as an object with all numbers.

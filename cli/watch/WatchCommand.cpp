@@ -24,7 +24,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How often an agent that has gone is looked for.
+/// The interval of attempts to find an agent that has gone.
 constexpr std::chrono::milliseconds kLookAgain{200};
 
 std::string formatted(const timespec& time, const tm& parts, const char* format, const char* zone) {
@@ -46,7 +46,7 @@ std::string universalTime(const timespec& time) {
     return formatted(time, parts, "%Y-%m-%dT%H:%M:%S", "Z");
 }
 
-/// Prints the events that are wanted, on the event thread. The other operations are for any.
+/// Prints the selected events, on the event thread. Any thread may call the other operations.
 class EventPrinter final : public CSwitchClient {
   public:
     EventPrinter(const Options& options, const WatchOptions& watch, const Wakeup& wakeup)
@@ -56,7 +56,7 @@ class EventPrinter final : public CSwitchClient {
     void Event(SipJson& event) override;
 
     unsigned int printed() const { return printed_; }
-    /// As many events as were asked for, or nobody reads them any more.
+    /// True after the requested number of events, or if the output has no reader any more.
     bool isDone() const { return isComplete() || broken_; }
     bool isComplete() const { return watch_.count != 0 && printed_ >= watch_.count; }
 
@@ -99,7 +99,7 @@ void EventPrinter::Event(SipJson& event) {
     }
 }
 
-/// Follows the agent through its restarts.
+/// Shows the events of an agent, also after its restarts.
 class Watch {
   public:
     Watch(const Options& options, const WatchOptions& watch)
@@ -109,7 +109,7 @@ class Watch {
 
   private:
     void begin();
-    bool wait();
+    [[nodiscard]] bool wait();
     void look(bool connectionIsReady);
     void lose();
     void find();
@@ -130,12 +130,12 @@ void Watch::begin() {
     requireAgent(EventSocketPath());
     SetClientName("varnockctl");
     if (!presence_.connect() || !printer_.EnableEvents(1, 0)) {
-        throw Failure(ExitStatus::refused, "the agent does not take a registration for events");
+        throw Failure(ExitStatus::refused, "the agent refuses the registration for events");
     }
     agentIsThere_ = true;
 }
 
-// False when the watch is over.
+/// False at the end of the watch.
 bool Watch::wait() {
     std::chrono::milliseconds rest = agentIsThere_ ? std::chrono::milliseconds::max() : kLookAgain;
     if (watch_.timeout) {
@@ -167,9 +167,9 @@ void Watch::look(bool connectionIsReady) {
 }
 
 void Watch::lose() {
-    varnock::console::say("varnockctl: the agent has gone; waiting for it to come back");
+    varnock::console::say("varnockctl: the agent has gone; waiting for its return");
     presence_.disconnect();
-    // The library would look for it as well, but gives up after ten minutes.
+    // The library would also reconnect, but only for ten minutes.
     printer_.EnableEvents(0, 0);
     agentIsThere_ = false;
 }
@@ -184,8 +184,8 @@ void Watch::find() {
     }
 }
 
-// The registration ends with the connection. To wait for the event thread before the answer is
-// printed would be to wait for an agent that is stuck.
+/// The registration ends with the connection. The event thread is joined only after the answer has
+/// been printed, because the agent may be stuck.
 Answer Watch::end() const {
     if (Interrupts::happened()) {
         return failed(Interrupts::failure());
@@ -193,7 +193,7 @@ Answer Watch::end() const {
     if (timedOut_ && watch_.count != 0 && !printer_.isComplete()) {
         return failed({ExitStatus::timeout, std::to_string(printer_.printed()) + " of " +
                                                 std::to_string(watch_.count) +
-                                                " events came within the time limit"});
+                                                " events arrived within the time limit"});
     }
     Answer answer;
     answer.streamed = true;

@@ -15,7 +15,7 @@ TEST(Options, ReadsDecimalAndHexadecimalNumbers) {
     EXPECT_EQ(parseNumber("255", "--byte", 255), 255U);
 }
 
-TEST(Options, RefusesWhatIsNoNumberInRange) {
+TEST(Options, RefusesNumbersOutOfRange) {
     for (const char* text : {"", "0x", "-1", "+1", " 1", "1 ", "1a", "0x1G", "4294967296", "1e3"}) {
         EXPECT_THROW(parseNumber(text, "--object"), Failure) << text;
     }

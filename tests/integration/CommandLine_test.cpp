@@ -1,4 +1,4 @@
-// varnockctl as a process: against a scripted agent, and against nobody.
+// varnockctl as a process: with a scripted agent, and without an agent.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
@@ -17,7 +17,7 @@ ProcessResult varnockctl(std::vector<std::string> arguments,
     return runProcess(arguments, environment);
 }
 
-// The one JSON document of a command; fails the test when there is none or more.
+/// The JSON document of a command; the test fails unless there is exactly one.
 rapidjson::Document documentOf(const ProcessResult& result) {
     rapidjson::Document document;
     document.Parse(result.out.c_str());
@@ -25,7 +25,7 @@ rapidjson::Document documentOf(const ProcessResult& result) {
     return document;
 }
 
-// An agent that knows the start-up commands and one reading.
+/// An agent that knows the start-up commands and one reading.
 AgentReply answerOne(const AgentRequest& request) {
     if (request.opcode == 0x0600) return AgentReply::ok(numberData(48));
     return AgentReply::status(19);
@@ -72,7 +72,7 @@ TEST(CommandLine, SaysAtOnceThatThereIsNoAgent) {
     EXPECT_EQ(documentOf(result)["error"]["status"].GetInt(), 4);
 }
 
-TEST(CommandLine, SocketsThatNobodyListensOnAreNoAgent) {
+TEST(CommandLine, SocketsWithoutAListenerAreNoAgent) {
     ScriptedAgent agent;
     const std::string path = agent.directory();
     agent.stop();
@@ -169,8 +169,8 @@ TEST(CommandLine, WireShowsEveryRecordThatTheAgentGets) {
 }
 
 TEST(CommandLine, ADryRunSendsNothing) {
-    const TemporaryDirectory nobody;
-    const Subprocess::Environment environment{{"QX_RAGD_SOCKET_DIR", nobody.path()}};
+    const TemporaryDirectory empty;
+    const Subprocess::Environment environment{{"QX_RAGD_SOCKET_DIR", empty.path()}};
     const ProcessResult setter =
         varnockctl({"--dry-run", "call", "setConfServerAssetTag", "--value", "x"}, environment);
     EXPECT_EQ(setter.out,
@@ -223,7 +223,7 @@ TEST(CommandLine, ListsAndDescribesCalls) {
     EXPECT_EQ(speed["unit"], "revolutions per minute");
 }
 
-// The tools hold facts, not the text of the files from which these are derived.
+// The tools contain the facts, not the text of the files from which they are derived.
 TEST(CommandLine, TheToolsHoldNoTextOfTheSources) {
     const std::string table = readFile(VARNOCK_SOURCE_DIR "/catalogue/calls.tsv");
     const std::string columns = table.substr(0, table.find('\n'));
@@ -237,7 +237,7 @@ TEST(CommandLine, TheToolsHoldNoTextOfTheSources) {
     }
 }
 
-TEST(CommandLine, EscapesWhatIsNoUtf8) {
+TEST(CommandLine, EscapesInvalidUtf8) {
     ScriptedAgent agent;
     agent.handle([](const AgentRequest& request) {
         return request.opcode == 0x0304 ? AgentReply::ok(bytesData({'F', 0xFC, 0}))

@@ -1,4 +1,4 @@
-// The tour of examples/demo.sh: it goes to its end, and it stops where a step fails.
+// examples/demo.sh runs to its end, and stops at a step that fails.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ class Demo : public testing::Test {
         std::filesystem::create_directories(tree_.clone("build/release/bin"));
         for (const char* program : {VARNOCKCTL, VARNOCK_AGENT, FIRST_CALL}) prepend(program, "");
     }
-    /// Puts `text` before the program, which is run unless that has ended.
+    /// Inserts shell code before the program, which runs unless that code exits.
     void prepend(const std::string& program, const std::string& text) const {
         const std::string name = std::filesystem::path(program).filename();
         writeScript(tree_.clone("build/release/bin/" + name),
@@ -48,7 +48,7 @@ TEST_F(Demo, LeavesTheDirectoriesOfItsUserAlone) {
     EXPECT_FALSE(std::filesystem::exists(own.file("log.CIM_Provider_a")));
 }
 
-/// A program that does not do as it should in one step, and the step.
+/// A program that fails in one step, and the step.
 struct Fault {
     const char* name;
     const char* program;
@@ -56,7 +56,7 @@ struct Fault {
     const char* step;
 };
 
-// In the name of the test.
+/// For the name of the test.
 void PrintTo(const Fault& fault, std::ostream* out) {
     *out << fault.name;
 }
@@ -80,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"Program", FIRST_CALL, "exit 1", "first_call"},
         Fault{"Trace", VARNOCKCTL, "[[ $1 != trace ]] || exit 3", "varnockctl trace"},
         Fault{"CallThatSucceeds", VARNOCKCTL, "[[ $1 != call ]] || exit 0", "--cabinet 99"},
-        Fault{"CallThatReachesNobody", VARNOCKCTL, "[[ $1 != call ]] || exit 4", "--cabinet 99"},
+        Fault{"CallWithoutAnAgent", VARNOCKCTL, "[[ $1 != call ]] || exit 4", "--cabinet 99"},
         Fault{"Watch", VARNOCKCTL, "[[ $1 != watch ]] || exit 4", "varnockctl watch"},
         Fault{"Event", VARNOCK_AGENT, "[[ \"$1 $2\" != 'ctl event' ]] || exit 2",
               "varnockctl watch"},

@@ -18,11 +18,11 @@ inline void writeScript(const std::string& path, const std::string& text) {
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
 }
 
-/// A copy of the repository in which ./dev does all that it does, except for what takes minutes or
-/// the network: what it would build for build/release and build/dev is the build of these tests,
-/// ctest runs nothing, and every Debian package seems to be installed. Each of these is recorded.
+/// A copy of the repository in which ./dev runs without its slow steps and without the network: the
+/// builds for build/release and build/dev are replaced by the build of these tests, ctest runs
+/// nothing, and every Debian package appears to be installed. Each replaced step is recorded.
 class DevTree {
-    TemporaryDirectory directory_;  // before what is named after it
+    TemporaryDirectory directory_;  ///< before what is named after it
 
   public:
     DevTree() {
@@ -32,7 +32,7 @@ class DevTree {
         fs::create_directories(file("home"));
         for (const auto& entry : fs::directory_iterator(SOURCE_TREE)) {
             const fs::path name = entry.path().filename();
-            // ./dev goes to the folder of its own file, so that one must be a copy.
+            // ./dev changes to the folder of its own file, so that file must be a copy.
             if (name == "dev") {
                 fs::copy_file(entry.path(), file("clone/dev"));
             } else if (name != "build" && name != ".git") {
@@ -61,11 +61,11 @@ class DevTree {
     std::string file(const std::string& name) const { return directory_.file(name); }
     std::string clone(const std::string& name = "") const { return file("clone/" + name); }
 
-    /// Puts a program before those of the machine.
+    /// Adds a program that takes precedence over the machine's programs.
     void stub(const std::string& name, const std::string& text) const {
         writeScript(file("stubs/" + name), text + "\n");
     }
-    /// What a stub says to leave its command line behind in calls().
+    /// The command of a stub that records its command line in calls().
     const std::string record = "printf '%s %s\\n' \"${0##*/}\" \"$*\" >>'" + file("calls") + "'";
     std::string calls() const {
         return std::filesystem::exists(file("calls")) ? readFile(file("calls")) : "";
@@ -78,7 +78,7 @@ class DevTree {
                 {"NO_COLOR", ""},
                 {"VARNOCK_TEST_KERNEL", "/dev/null"}};
     }
-    /// Runs a bash command line in the clone, for a person who has set nothing of the library's.
+    /// Runs a bash command line in the clone, without any of the library's variables.
     ProcessResult run(const std::string& command, Subprocess::Environment more = {}) const {
         more.merge(environment());
         return runProcess({"bash", "-c", "unset \"${!QX_@}\"; cd \"$0\" && " + command, clone()},

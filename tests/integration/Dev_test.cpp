@@ -1,4 +1,4 @@
-// ./dev itself: what it answers at once, how it installs and removes, and what it prints where.
+// ./dev: its immediate answers, its installation and removal, and its output.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ constexpr const char* kBold = "\033[1m";
 
 class Dev : public testing::Test {
   protected:
-    /// Ends with a usage error and has started nothing.
+    /// Expects a usage error and that nothing was started.
     void expectMisused(const std::string& command, const std::string& why) {
         const ProcessResult result = tree_.run(command);
         EXPECT_EQ(result.status, 2) << command;
@@ -65,7 +65,7 @@ TEST_F(Dev, EveryCommandTellsItsHelpWithoutPackages) {
     EXPECT_THAT(tree_.calls(), IsEmpty());
 }
 
-TEST_F(Dev, WhatIsMistypedStartsNothing) {
+TEST_F(Dev, ATypingErrorStartsNothing) {
     expectMisused("./dev frobnicate", "unknown command: frobnicate");
     expectMisused("./dev help frobnicate", "unknown command: frobnicate");
     expectMisused("./dev demo now", "'now'");
@@ -79,7 +79,7 @@ TEST_F(Dev, WhatIsMistypedStartsNothing) {
 
 TEST_F(Dev, InstallSaysThatItMayNotWriteBeforeItBuilds) {
     writeFile(tree_.file("occupied"), "");
-    // Somebody else's folder, a level below a prefix of one's own.
+    // A folder of another user, one level below a prefix of this user.
     fs::create_directories(tree_.file("prefix/lib"));
     writeFile(tree_.file("prefix/lib/cmake"), "");
     for (const auto& [prefix, folder] :
@@ -120,13 +120,13 @@ TEST_F(Dev, UninstallRemovesWhatInstallPutThereAndNothingElse) {
                       "share/doc/varnock-cim-provider/examples/first_call.cpp",
                       "share/doc/varnock-cim-provider/examples/provider/repository.mof"}));
     writeFile(tree_.file("prefix/lib/mine"), "mine");
-    // What an earlier version has left stays on the list.
+    // Files of an earlier version stay on the list.
     writeFile(tree_.file("prefix/lib/old"), "ours");
     const std::string list = tree_.file("prefix/share/varnock-cim-provider/installed");
     writeFile(list, readFile(list) + "lib/old\n");
     expectDone("./dev install ../prefix");
 
-    // Neither what was built nor the place matters to it.
+    // The result depends neither on the builds nor on the directory.
     fs::remove_all(tree_.clone("build"));
     fs::rename(tree_.file("prefix"), tree_.file("moved"));
     const ProcessResult removed = expectDone("./dev uninstall ../moved");
@@ -258,7 +258,7 @@ TEST_F(Dev, WarningsAreErrorsForDevelopersAlone) {
         const std::string commands = readFile(build + "/compile_commands.json");
         EXPECT_EQ(commands.find("-Werror") != commands.npos, areErrors) << options.back();
     }
-    // The others need what is not on every machine.
+    // The other commands need software that is not on every machine.
     const ProcessResult presets = runProcess(
         {"jq", "-r", ".configurePresets[] | select(.hidden | not) | .name + \" \" + .inherits",
          SOURCE_TREE "/CMakePresets.json"});

@@ -30,19 +30,19 @@ class Doctor : public testing::Test {
     Doctor() {
         agent_.handle([](const AgentRequest&) { return AgentReply::ok(numberData(0)); });
     }
-    /// The report about an agent that answers its first question so.
+    /// The report about an agent with this reply to its first request.
     std::string reportOn(const AgentReply& reply) {
         agent_.handle([reply](const AgentRequest&) { return reply; });
         const ProcessResult result = doctor();
         EXPECT_EQ(result.status, 7) << result.out;
         return result.out;
     }
-    /// The agent of this test goes with the directory that it makes known in the environment.
+    /// The agent of this test uses the directory that it sets in the environment.
     ProcessResult doctor(std::vector<std::string> arguments = {}) const {
         arguments.insert(arguments.begin(), "doctor");
         return files_.varnockctl(arguments);
     }
-    /// The lines of a report without the mends.
+    /// The lines of a report without the fixes.
     static std::vector<std::string> findingsOf(const ProcessResult& result) {
         std::vector<std::string> findings;
         for (const std::string& line : linesOf(result.out)) {
@@ -71,7 +71,7 @@ TEST_F(Doctor, FindsNothingWhereAllIsWell) {
                             StartsWith("ok       agent        takes events at "),
                             "ok       registry     " + files_.file("registry") + " is readable",
                             "ok       trace        " + files_.traceFile() +
-                                " is made when a program first loads the library",
+                                " is created when a program first loads the library",
                             "ok       environment  nothing is wrong with the variables of the "
                             "library"));
     EXPECT_THAT(result.out, Not(HasSubstr("->")));
@@ -151,7 +151,7 @@ TEST_F(Doctor, TellsWhatTheAgentSays) {
     EXPECT_THAT(reportOn(AgentReply::status(24)),
                 AllOf(HasSubstr("problem  agent        refuses requests at " +
                                 agent_.requestSocket() + " (status 24: not allowed)\n"),
-                      HasSubstr("-> run as a user whom the agent answers")));
+                      HasSubstr("-> run as a user that the agent answers")));
     EXPECT_THAT(reportOn(AgentReply::status(1)),
                 HasSubstr("refused a request at " + agent_.requestSocket() +
                           " (status 1: the agent failed the command)\n"));
@@ -174,7 +174,7 @@ TEST_F(Doctor, SaysWhatIsWrongWithTheRegistry) {
     EXPECT_THAT(problem(), HasSubstr("registry is missing; "));
     ASSERT_EQ(mkdir(files_.file("registry").c_str(), 0700), 0);
     EXPECT_THAT(problem(), AllOf(HasSubstr("registry: not a regular file"),
-                                 HasSubstr("trace        goes to standard error alone")));
+                                 HasSubstr("trace        goes only to standard error")));
 }
 
 TEST_F(Doctor, ItsSmallestRegistryIsGoodEnough) {
@@ -195,16 +195,16 @@ TEST_F(Doctor, SaysWhatIsWrongWithTheTraceFile) {
                 HasSubstr("trace        " + files_.file("logs") + ": No such file or directory\n"));
     files_.settings.clear();
     ASSERT_EQ(symlink("registry", files_.traceFile().c_str()), 0);
-    EXPECT_THAT(problem(), HasSubstr(files_.traceFile() + " is a link"));
+    EXPECT_THAT(problem(), HasSubstr(files_.traceFile() + " is a symbolic link"));
     ASSERT_EQ(unlink(files_.traceFile().c_str()), 0);
     ASSERT_EQ(mkdir(files_.traceFile().c_str(), 0700), 0);
     EXPECT_THAT(problem(), HasSubstr(files_.traceFile() + " is not a regular file"));
     files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "-1";
-    EXPECT_THAT(problem(), HasSubstr("it cannot have more than 2147483647"));
+    EXPECT_THAT(problem(), HasSubstr("the maximum is 2147483647"));
     files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "0";
     const ProcessResult off = doctor();
     EXPECT_EQ(off.status, 0);
-    EXPECT_THAT(off.out, HasSubstr("note     trace        goes to standard error alone"));
+    EXPECT_THAT(off.out, HasSubstr("note     trace        goes only to standard error"));
 }
 
 TEST_F(Doctor, TheTraceOfTheRegistryIsLookedAtUnlessTheEnvironmentSaysOtherwise) {
@@ -212,11 +212,11 @@ TEST_F(Doctor, TheTraceOfTheRegistryIsLookedAtUnlessTheEnvironmentSaysOtherwise)
               "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Debug]\n[CIM_Provider]\n"
               "RingBufferSizeWeight=d=0\n\n\n\n\n\n");
     EXPECT_EQ(problem(), "");
-    EXPECT_THAT(doctor().out, HasSubstr("is made when a program first loads the library"));
+    EXPECT_THAT(doctor().out, HasSubstr("is created when a program first loads the library"));
     const auto environment = files_.environment();
     EXPECT_THAT(
         runProcess({"env", "-u", "QX_LOG_RINGBUF_WEIGHT", VARNOCKCTL, "doctor"}, environment).out,
-        HasSubstr("goes to standard error alone, as its file is to have no size"));
+        HasSubstr("goes only to standard error, because the size of its file is 0"));
 }
 
 TEST_F(Doctor, NamesLiveProcessesThatShareATraceFile) {
@@ -237,13 +237,13 @@ TEST_F(Doctor, NamesLiveProcessesThatShareATraceFile) {
     EXPECT_EQ(problem(), "problem  trace        live processes share " + files_.traceFile() +
                              " and overwrite each other's entries: " + nameOf(*lower) + ", " +
                              nameOf(*upper) + "\n");
-    EXPECT_THAT(doctor().out, HasSubstr("-> give each a file of its own: set "
+    EXPECT_THAT(doctor().out, HasSubstr("-> give each process its own file: set "
                                         "QX_LOG_RINGBUF_PER_PROCESS=1 for them"));
     EXPECT_EQ(doctor().status, 7);
     files_.settings["QX_LOG_RINGBUF_PER_PROCESS"] = "1";
     const auto third = holder();
-    EXPECT_THAT(doctor().out, AllOf(HasSubstr("-> start them again"),
-                                    Not(HasSubstr(std::to_string(third->pid())))));
+    EXPECT_THAT(doctor().out,
+                AllOf(HasSubstr("-> restart them"), Not(HasSubstr(std::to_string(third->pid())))));
     first->signal(SIGKILL);
     first->wait();
     EXPECT_EQ(problem(), "");
@@ -252,14 +252,14 @@ TEST_F(Doctor, NamesLiveProcessesThatShareATraceFile) {
 TEST_F(Doctor, LooksAtTheFirstLetterOfUseWhereEachProcessHasAFileOfItsOwn) {
     files_.settings["QX_LOG_RINGBUF_PER_PROCESS"] = "1";
     EXPECT_THAT(doctor().out, HasSubstr("ok       trace        " + files_.traceFile() +
-                                        " is made when a program first loads the library"));
+                                        " is created when a program first loads the library"));
     ASSERT_EQ(mkdir(files_.traceFile().c_str(), 0700), 0);
     const ProcessResult result = doctor();
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out,
                 AllOf(HasSubstr("note     trace        " + files_.traceFile() +
-                                " is of no use to this user, and is skipped\n"),
-                      HasSubstr("ok       trace        " + files_.traceFile('b') + " is made")));
+                                " cannot be used by this user and is skipped\n"),
+                      HasSubstr("ok       trace        " + files_.traceFile('b') + " is created")));
     files_.host({"load"});
     EXPECT_THAT(doctor().out, HasSubstr(files_.traceFile('b') + " is writable\n"));
     for (char letter = 'c'; letter <= 'z'; ++letter) {
@@ -290,7 +290,7 @@ TEST_F(Doctor, TellsAUserWhatIsOnlyForOthers) {
         result.out,
         AllOf(HasSubstr("note     registry     this user cannot save it"),
               HasSubstr("problem  trace        " + files_.traceFile() + ": Permission denied\n"),
-              HasSubstr("-> set QX_LOG_RINGBUF_DIR to a directory of this user's own\n")));
+              HasSubstr("-> set QX_LOG_RINGBUF_DIR to a directory of this user\n")));
 }
 
 }  // namespace

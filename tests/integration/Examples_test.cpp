@@ -1,4 +1,4 @@
-// The first program: with no agent, and as the README shows it.
+// The first program: without an agent, and as shown in the README.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

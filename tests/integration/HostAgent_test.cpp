@@ -1,4 +1,4 @@
-// The tools together on this machine, as a newcomer runs them.
+// Both tools together on this machine, as a new user runs them.
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
@@ -52,7 +52,7 @@ TEST(HostAgent, TheInventoryHasEveryPartOfThisMachine) {
     EXPECT_TRUE(machine["operatingSystem"]["name"].IsString());
     EXPECT_LT(std::string(machine["system"]["bootTime"].GetString()),
               std::string(machine["system"]["systemTime"].GetString()));
-    // What the machine does not have is null and has its reason.
+    // A value that the machine does not have is null and has a reason.
     EXPECT_TRUE(document["unavailable"].IsArray());
     EXPECT_EQ(result.status, 0);
 }
@@ -68,14 +68,14 @@ TEST(HostAgent, ListsThePciFunctionsThatTheKernelKnows) {
     EXPECT_EQ(document["value"].Size(), static_cast<unsigned int>(expected));
 }
 
-// What the kernel says about a function: a number of its directory.
+/// A number in the kernel's directory of a PCI function.
 unsigned int pciNumber(const std::filesystem::path& device, const char* name) {
     std::string text;
     std::ifstream(device / name) >> text;
     return static_cast<unsigned int>(std::stoul(text, nullptr, 16));
 }
 
-// An ordinary function has subsystem ids in its header, a bridge has not.
+/// An ordinary function has subsystem ids in its header, a bridge does not.
 bool isOrdinary(const std::filesystem::path& device) {
     std::ifstream config(device / "config", std::ios::binary);
     config.seekg(0x0E);
@@ -103,7 +103,7 @@ TEST(HostAgent, ReadsThePciHeadersAsTheKernelDoes) {
     if (!std::filesystem::exists("/sys/bus/pci/devices")) {
         GTEST_SKIP() << "the kernel lists no PCI bus in /sys, so there is nothing to compare with";
     }
-    // One document for each function of the list, all from one agent.
+    // One document per function of the list, all from one agent.
     const ProcessResult result =
         onThisMachine({"sh", "-c",
                        "for key in $($0 call getPciBusInfoDeviceList --cabinet 0); do "

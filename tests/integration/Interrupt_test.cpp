@@ -1,4 +1,4 @@
-// SIGINT and SIGTERM end every subcommand, whatever it waits for.
+// SIGINT and SIGTERM end every subcommand, whatever it is waiting for.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -36,12 +36,12 @@ void expectInterrupted(const rapidjson::Value& failure, int signal) {
                  signal == SIGINT ? "interrupted" : "terminated");
 }
 
-/// An agent that accepts connections, and tells the test when it has got what it will not answer.
+/// An agent that accepts connections, and notifies the test of a request that it will not answer.
 class StuckAgent {
   public:
     enum class How { silent, inMidReply };
 
-    /// Stuck from the registration of a connection on, or only later.
+    /// When it stops answering: at the registration of a connection, or later.
     explicit StuckAgent(How how, bool registers = false) : how_(how) {
         if (!registers) {
             agent_.handleRegistration([this](const AgentRequest&) { return noReply(); });
@@ -49,7 +49,7 @@ class StuckAgent {
         agent_.handle([this](const AgentRequest&) { return noReply(); });
     }
     ScriptedAgent& scripted() { return agent_; }
-    /// False when nothing has come in a minute.
+    /// False if no request arrives within a minute.
     bool awaitRequest() { return arrived_.try_acquire_for(std::chrono::minutes(1)); }
 
   private:
@@ -168,7 +168,7 @@ TEST_P(Interrupt, EndsATraceThatIsFollowed) {
     expectInterrupted(document[document.Size() - 1], GetParam());
 }
 
-// Waits until the process waits for a file's lock.
+/// Waits until the process is waiting for a file lock.
 void awaitWaiter(pid_t process) {
     const std::string waiter = " " + std::to_string(process) + " ";
     for (;;) {
@@ -195,7 +195,7 @@ TEST_P(Interrupt, EndsAnImportThatWaitsForTheRegistryAndChangesNothing) {
     EXPECT_EQ(result.status, 128 + GetParam());
     expectInterrupted(parsed(result), GetParam());
     EXPECT_EQ(readFile(files.file("registry")), kSmallRegistry);
-    // What is left behind keeps nobody from changing it.
+    // The remaining files do not prevent later changes.
     EXPECT_EQ(files.varnockctl({"registry", "import", files.file("added")}).status, 0);
 }
 
@@ -225,7 +225,7 @@ TEST_P(Interrupt, EndsAQuestionOnTheTerminal) {
     Subprocess asking({"sh", "-c",
                        "exec \"$0\" -o json --timeout 60 call setConfServerAssetTag --value x <&9",
                        VARNOCKCTL});
-    ASSERT_TRUE(asking.waitForError("Go on? [y/N]"));
+    ASSERT_TRUE(asking.waitForError("Continue? [y/N]"));
     asking.signal(GetParam());
     const ProcessResult& result = asking.wait();
     EXPECT_EQ(result.status, 128 + GetParam());

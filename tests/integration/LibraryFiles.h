@@ -14,7 +14,7 @@ namespace varnock::test {
 
 inline const std::string kSmallRegistry = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
 
-/// A directory with a registry and a trace file of its own, and programs that use them.
+/// A directory with a registry and a trace file, and programs that use them.
 class LibraryFiles {
   public:
     LibraryFiles() { writeFile(file("registry"), kSmallRegistry); }
@@ -25,7 +25,7 @@ class LibraryFiles {
     }
     const std::filesystem::path& path() const { return directory_.path(); }
 
-    /// The smallest file that settings can give unless a test says otherwise: it wraps early.
+    /// By default the smallest file that the settings allow: it wraps early.
     Subprocess::Environment environment() const {
         Subprocess::Environment all{{"QX_SYSTEM_DIR", path()},
                                     {"QX_LOG_RINGBUF_DIR", path()},

@@ -1,5 +1,5 @@
-// What the README tells a reader to type, typed in its order in a fresh clone. Not repeated is what
-// DevTree stands in for: the builds of ./dev demo, test and install, and the tests themselves.
+// The commands of the README, in their order, in a fresh clone. DevTree replaces the builds of
+// ./dev demo, test and install, and the tests themselves.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// The blocks of a page for a shell.
+/// The shell blocks of a page.
 std::string commandsOf(const std::string& page) {
     std::string commands;
     bool isCommand = false;
@@ -31,10 +31,10 @@ TEST(Readme, EveryCommandWorksWhenTypedInOrder) {
         GTEST_SKIP()
             << "the reader's program is built without the sanitizer that this library needs";
     const DevTree tree;
-    // ./dev installs ninja and no make.
+    // ./dev installs ninja but not make.
     tree.stub("make", tree.record + "; exit 1");
-    // Runs in each shell, also in one that the reader starts from another: it ends with the first
-    // command that fails, and what goes on until Ctrl-C ends by itself.
+    // Runs in each shell, also in nested ones: a shell ends with the first command that fails, and
+    // commands that run until Ctrl-C end by themselves.
     writeFile(tree.file("shell"),
               "set -eE\n"
               "trap 'echo \"README: failed: $BASH_COMMAND\" >&2' ERR\n"
@@ -46,13 +46,13 @@ TEST(Readme, EveryCommandWorksWhenTypedInOrder) {
               "}\n");
     const std::string commands = commandsOf(SOURCE_TREE "/README.md");
     writeFile(tree.file("typed"), commands + "echo README: the end\n");
-    // Through a pipe, as a terminal: each shell takes its lines and leaves the others.
+    // Through a pipe, as from a terminal: each shell reads its lines and leaves the others.
     const ProcessResult result =
         tree.run("cat ../typed | bash", {{"BASH_ENV", tree.file("shell")}});
 
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_THAT(result.out, HasSubstr("README: the end\n"));
-    // These were typed, and none is so by chance.
+    // Expected commands were run.
     for (const char* command :
          {"./dev demo", "./dev test", "varnockctl watch", "varnockctl trace", "./dev install"}) {
         EXPECT_THAT(commands, HasSubstr(command));

@@ -287,7 +287,7 @@ TEST_F(Registry, AMissingFileIsNotCreated) {
                                                {"delete", "HKLM/SOFTWARE"}}) {
         const ProcessResult result = registry(arguments);
         EXPECT_EQ(result.status, 3) << arguments[0];
-        EXPECT_THAT(result.err, HasSubstr("registry: there is none; an installation provides it"));
+        EXPECT_THAT(result.err, HasSubstr("registry: not found; an installation provides it"));
     }
     EXPECT_TRUE(std::filesystem::is_empty(files_.path()));
 }
@@ -296,7 +296,7 @@ TEST_F(Registry, TheBackupStandsInForAMissingFile) {
     ASSERT_EQ(rename(files_.file("registry").c_str(), files_.file("registry.old").c_str()), 0);
     const ProcessResult tree = registry({"tree"});
     EXPECT_EQ(tree.out, "HKEY_LOCAL_MACHINE\n  SOFTWARE\n");
-    EXPECT_THAT(tree.err, HasSubstr("registry: there is none; this is "));
+    EXPECT_THAT(tree.err, HasSubstr("registry: not found; reading "));
     EXPECT_EQ(registry({"check"}).status, 7);
     EXPECT_EQ(registry({"set", "HKLM/SOFTWARE", "a", "1"}).status, 0);
     EXPECT_THAT(text(), HasSubstr("a=d=1\n"));

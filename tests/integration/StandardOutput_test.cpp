@@ -1,4 +1,4 @@
-// Both tools where standard output is full, closed, or has lost its reader.
+// Both tools when standard output is full or closed or has lost its reader.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ Command redirected(const std::string& redirection, const Command& command) {
     return all;
 }
 
-/// The pipe that a test's commands inherit as descriptor 9.
+/// The pipe that the commands of a test inherit as descriptor 9.
 class Pipe {
   public:
     Pipe() {
@@ -75,7 +75,7 @@ class StandardOutput : public testing::TestWithParam<Sink> {
     std::string messageOf(const std::string& tool) const {
         return tool + ": standard output cannot be written: " + GetParam().error + "\n";
     }
-    /// Fails unless the command says that its output is lost, in words and as its status.
+    /// Expects that the command reports its lost output, in a message and by its status.
     void expectLost(const Command& command) const {
         const ProcessResult result = run(command);
         const std::string tool = command[0] == VARNOCKCTL ? "varnockctl" : "varnock-agent";
@@ -128,7 +128,7 @@ TEST_P(StandardOutput, ATraceSaysThatItIsLost) {
 
 TEST_P(StandardOutput, AWatchSaysThatItsEventsAreLost) {
     for (const char* format : {"table", "json", "jsonl", "csv"}) {
-        // The event is for this watch, and not for the one before.
+        // The event is for this watch, not for the previous one.
         agent_.awaitOpenConnections(0);
         agent_.pushEvent({.opcode = 0x0B11, .status = 0, .data = "1"});
         expectLost({VARNOCKCTL, "-o", format, "watch"});
@@ -177,7 +177,7 @@ TEST(StandardOutputAlone, ACommandBesideAnAgentGetsTheStreamsAsTheyAre) {
         command.push_back(script);
         return runProcess(redirected(streams, command)).status;
     };
-    // The directory with the sockets is there, and the streams that are closed stay closed.
+    // The directory with the sockets exists, and the closed streams stay closed.
     for (const std::string streams : {">&-", "<&-", "2>&-", "<&- >&- 2>&-"}) {
         EXPECT_EQ(runs(streams, "test -S $QX_RAGD_SOCKET_DIR/ragdsj"), 0) << streams;
     }

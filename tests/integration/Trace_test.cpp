@@ -139,7 +139,7 @@ TEST_F(Trace, ADamagedFileGivesWhatIsLeftAndSaysSo) {
     const ProcessResult result = files_.varnockctl({"trace"});
     EXPECT_EQ(result.status, 7);
     EXPECT_THAT(result.out, HasSubstr("# End of header."));
-    EXPECT_THAT(result.err, HasSubstr("the file is shorter than it says"));
+    EXPECT_THAT(result.err, HasSubstr("the file is shorter than its header says"));
 }
 
 TEST_F(Trace, PrintsNothingThatATerminalWouldObey) {

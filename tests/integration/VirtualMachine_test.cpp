@@ -1,5 +1,5 @@
-// Physical memory for real: Debian's kernel in a virtual machine whose firmware has what the test
-// says, and a program of ours that reads it through the device for physical memory.
+// Real physical memory: Debian's kernel in a virtual machine with the test's firmware tables, and a
+// program that reads them through the device for physical memory.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,7 +26,7 @@ using Facts = std::map<std::string, std::string>;
     return file != nullptr ? file : VARNOCK_KERNEL_FILE;
 }
 
-/// Why there can be no machine; empty when there can.
+/// Why the machine cannot run; empty if it can.
 std::string missing() {
     if (runProcess({"sh", "-c", "command -v qemu-system-x86_64"}).status != 0) {
         return "there is no qemu-system-x86_64; ./dev test installs it";
@@ -51,7 +51,7 @@ std::string missing() {
     return padded(header + name + '\0') + padded(content);
 }
 
-/// What the program says: lines "@ name=value".
+/// The output of the program: lines "@ name=value".
 [[maybe_unused]] Facts factsIn(const std::string& console) {
     Facts facts;
     std::istringstream lines(console);
@@ -71,7 +71,7 @@ class VirtualMachine : public testing::TestWithParam<const char*> {
         if (const std::string reason = missing(); !reason.empty()) GTEST_SKIP() << reason;
     }
 
-    /// Starts the machine, which runs our program alone, and returns what that says.
+    /// Starts the machine, which runs only our program, and returns the program's output.
     Facts boot(const std::vector<std::string>& firmware) {
         const std::string archive = directory_.file("initrd");
         writeFile(archive, archived("init", S_IFREG | 0755, readFile(FIRMWARE_INIT)) +
@@ -106,7 +106,7 @@ TEST_P(VirtualMachine, ReadsTheFirmwaresTableOutOfThePhysicalMemory) {
          "-smbios", "type=3,manufacturer=Case House,serial=C-1,version=C2,sku=CSKU,asset=Tag 12",
          "-smbios", "type=4,sock_pfx=CPU,manufacturer=Chip House,serial=P-1,part=PP-1", "-smbios",
          "type=17,loc_pfx=DIMM,manufacturer=Memory House,part=MP-1,serial=M-1"});
-    // Both ways show the same table.
+    // Both sources give the same table.
     for (const std::string source : {"memory.", "kernel."}) {
         SCOPED_TRACE(source);
         const auto fact = [&](const char* name) { return facts[source + name]; };
@@ -141,7 +141,7 @@ TEST_P(VirtualMachine, ReadsTheFirmwaresTableOutOfThePhysicalMemory) {
         EXPECT_EQ(fact("memory.mebibytes"), "256");
     }
     EXPECT_EQ(facts["memory.structures"], facts["kernel.structures"]);
-    // The machine's own processors as well.
+    // The processors of the machine are also in the table.
     EXPECT_EQ(facts["cpuinfo.processors"], "2");
     EXPECT_EQ(facts["cpuinfo.family"], facts["cpuid.family"]);
 }

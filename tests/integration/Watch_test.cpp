@@ -1,4 +1,4 @@
-// varnockctl watch beside an agent, and through its restarts.
+// varnockctl watch with an agent, and through restarts of the agent.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -35,7 +35,7 @@ class Watch : public testing::Test {
         awaitWatcher();
         return process;
     }
-    /// Waits until somebody has registered for events.
+    /// Waits until a client has registered for events.
     void awaitWatcher() { awaitStatus("registered for events: 1\n"); }
     void awaitStatus(const std::string& line) {
         while (ctl({"status"}).out.find(line) == std::string::npos) {
@@ -73,7 +73,7 @@ TEST_F(Watch, PrintsThreeEventsAcrossARestartOfTheAgent) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(untimed(result.out), "systemMessageLog 7\ndriverMonitorLog 8\nsystemMessageLog 9\n");
     EXPECT_EQ(result.err,
-              "varnockctl: the agent has gone; waiting for it to come back\n"
+              "varnockctl: the agent has gone; waiting for its return\n"
               "varnockctl: the agent is back\n");
 }
 
@@ -90,7 +90,7 @@ TEST_F(Watch, ShowsOnlyWhatIsWanted) {
 TEST_F(Watch, PrintsOneJsonDocument) {
     const auto watching = watch({"--count", "2", "-o", "json"});
     push({"systemMessageLog", "7"});
-    // Each event is there as soon as it has come.
+    // Each event is printed as soon as it arrives.
     EXPECT_TRUE(watching->waitForOutput("\"data\":7}\n"));
     push({"0x10", "--object", "3"});
     const ProcessResult& result = watching->wait();
@@ -125,7 +125,7 @@ TEST_F(Watch, ItsTimeEndsIt) {
         runProcess({VARNOCKCTL, "watch", "--timeout", "0.01", "--count", "1"}, environment_);
     EXPECT_EQ(missing.status, 5);
     EXPECT_EQ(missing.out, "");
-    EXPECT_EQ(missing.err, "varnockctl: 0 of 1 events came within the time limit\n");
+    EXPECT_EQ(missing.err, "varnockctl: 0 of 1 events arrived within the time limit\n");
 }
 
 TEST_F(Watch, TheWireShowsWhatIsNotWantedToo) {
@@ -146,7 +146,7 @@ TEST(WatchAlone, SaysAtOnceThatThereIsNoAgent) {
     EXPECT_THAT(result.err, HasSubstr(directory.file("ragdsj")));
 }
 
-TEST(WatchAlone, RefusesACountThatIsNone) {
+TEST(WatchAlone, RefusesAnInvalidCount) {
     EXPECT_EQ(runProcess({VARNOCKCTL, "watch", "--count", "some"}).status, 2);
 }
 

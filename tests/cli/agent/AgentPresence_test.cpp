@@ -14,7 +14,7 @@
 namespace varnockctl {
 namespace {
 
-// Waits until the connection says something.
+/// Waits until the connection is readable.
 void awaitWord(const AgentPresence& presence) {
     pollfd descriptor{presence.fd(), POLLIN, 0};
     EXPECT_EQ(poll(&descriptor, 1, -1), 1);
@@ -53,9 +53,9 @@ TEST(AgentPresence, AnAgentThatHangsUpOnAnIdleClientIsStillThere) {
     agent.awaitOpenConnections(1);
 }
 
-// Takes the place of the agent and says so; until it is ended.
+/// Replaces the agent, reports that, and runs until it is ended.
 [[noreturn]] void takeOver(const sockaddr_un& address, int ready) {
-    // A connection is only closed when nobody has it open any more.
+    // A connection is closed only when no process has it open any more.
     close_range(3, static_cast<unsigned int>(ready) - 1, 0);
     close_range(static_cast<unsigned int>(ready) + 1, ~0U, 0);
     unlink(address.sun_path);

@@ -1,4 +1,4 @@
-// Every call by its name, against an agent that knows all commands.
+// Every call by name, against an agent that knows all commands.
 #include "cli/calls/CallRunner.h"
 
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ bool mentions(std::string_view text, std::string_view word) {
     return text.find(word) != std::string_view::npos;
 }
 
-// A component record as a scan gives it: the texts stand behind six bytes, the kind in the third.
+/// A component record of a scan: the third byte is the kind, the texts follow the sixth byte.
 Bytes component(unsigned char kind) {
     Bytes bytes{0, 0, kind, 0, 0, 0};
     for (const char* text :
@@ -37,7 +37,7 @@ Bytes component(unsigned char kind) {
     return bytes;
 }
 
-// The header of an ordinary function.
+/// The configuration header of an ordinary function.
 Bytes pciHeader() {
     Bytes header(64);
     header[0] = 0x86;
@@ -55,7 +55,7 @@ Bytes logEntry() {
     return entry;
 }
 
-// The replies whose form only one command has.
+/// The replies with a form of their own.
 const std::map<unsigned int, Bytes>& blocks() {
     static const std::map<unsigned int, Bytes> replies{
         {0x0220, {5, 0}},      {0x0940, {1, 0, 0, 0, 2, 0, 0, 0x80, 3, 0, 4, 0}},
@@ -79,7 +79,7 @@ AgentReply scanReply(const AgentRequest& request) {
     }
 }
 
-// What an agent answers to a call that knows all commands.
+/// The replies of an agent that knows all commands.
 AgentReply replyTo(const CatalogueRow& row, const AgentRequest& request) {
     if (request.opcode >= 0x0C82 && request.opcode <= 0x0C86) return scanReply(request);
     if (const auto block = blocks().find(request.opcode); block != blocks().end()) {
@@ -210,7 +210,7 @@ TEST_F(CallRunner, AControllerThatIsNotThereIsNotAvailable) {
     const CallArguments key{.cabinet = "0", .object = "9", .ext = "12", .value = {}, .node = {}};
     const Outcome name = outcomeOf("getElementName", key);
     EXPECT_EQ(name.verdict.status, ExitStatus::notAvailable);
-    EXPECT_EQ(name.verdict.reason, "no controller of the cabinet tells it");
+    EXPECT_EQ(name.verdict.reason, "no controller of the cabinet reports it");
     const Outcome id = outcomeOf("getControllerComponentID", key);
     EXPECT_TRUE(id.threw);
     EXPECT_EQ(id.verdict.status, ExitStatus::notAvailable);
@@ -229,7 +229,8 @@ TEST_F(CallRunner, OtherElementsNeedNoScan) {
     const CallArguments key{.cabinet = "0", .object = "1", .ext = "2", .value = {}, .node = {}};
     EXPECT_EQ(outcomeOf("getElementName", key).verdict.status, ExitStatus::done);
     EXPECT_EQ(session().client().exchanges().size(), 1U);
-    EXPECT_EQ(outcomeOf("getElementInstanceID", key).verdict.reason, "no command answers this");
+    EXPECT_EQ(outcomeOf("getElementInstanceID", key).verdict.reason,
+              "no command reports this value");
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ CallArguments key() {
     return {.cabinet = "0", .object = "1", .ext = "2", .value = {}, .node = {}};
 }
 
-// An agent with one controller of each class, which answers every other command with a number.
+/// An agent with one controller of each class, that answers every other command with a number.
 ScriptedReply replyTo(const SipJson& record) {
     if (record.OpCode() == 0x0C85) return ScriptedReply::of(3);
     if (record.OpCode() != 0x0C86) return ScriptedReply::of(1);
@@ -37,7 +37,7 @@ ScriptedReply replyTo(const SipJson& record) {
     return ScriptedReply::ofBytes(component);
 }
 
-// All that a call does: what is sent, and what it gives or throws.
+/// The effects of a call: the records sent, and the result or exception.
 std::string behaviour(const Call& call, const CallArguments& arguments) {
     varnock::test::RecordingClient client;
     client.replyBy(replyTo);
@@ -65,7 +65,7 @@ constexpr KeyOption kKeyOptions[] = {{optionCabinet, "--cabinet", &CallArguments
                                      {optionObject, "--object", &CallArguments::object},
                                      {optionExt, "--ext", &CallArguments::ext}};
 
-// Every option that the call takes, with these numbers.
+/// Every option that the call accepts, with these numbers.
 CallArguments argumentsOf(const Call& call, const char* object, const char* ext) {
     CallArguments arguments;
     if ((call.takes & optionCabinet) != 0) arguments.cabinet = "3";
@@ -79,7 +79,7 @@ CallArguments argumentsOf(const Call& call, const char* object, const char* ext)
     return arguments;
 }
 
-// Whether anything that the call does depends on the option.
+/// True if any effect of the call depends on the option.
 bool matters(const Call& call, const KeyOption& option) {
     for (const char* object : {"0", "1"}) {
         for (const char* ext : {"1", "12"}) {
@@ -127,7 +127,7 @@ TEST(CallTable, RefusesACallThatLacksWhatItNeeds) {
     EXPECT_EQ(failureOf("getStatusTreeNodeIsCSS", key()), ExitStatus::usage);
 }
 
-TEST(CallTable, RefusesWhatIsNoNumberBeforeAnythingIsSent) {
+TEST(CallTable, RefusesInvalidNumbersBeforeSending) {
     CallArguments arguments = key();
     arguments.object = "many";
     EXPECT_EQ(failureOf("getFanStatus", arguments), ExitStatus::usage);

@@ -24,7 +24,7 @@ TEST(Verdict, AReadingOfZeroIsAReading) {
     EXPECT_EQ(verdict.reason, "");
 }
 
-TEST(Verdict, AZeroWithoutDataIsNoReading) {
+TEST(Verdict, AZeroWithoutDataIsNotAReading) {
     const Verdict verdict = judged("getFanStatus", Json(0U), {answered(0, false, false)});
     EXPECT_EQ(verdict.status, ExitStatus::notAvailable);
     EXPECT_EQ(verdict.reason, "the reply holds no data");

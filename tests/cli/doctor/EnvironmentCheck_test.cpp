@@ -15,7 +15,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// "problem: TEXT" or "note: TEXT" for each, all of which have a mend.
+/// "problem: TEXT" or "note: TEXT" for each; all of them have a fix.
 std::vector<std::string> findingsOf(const std::vector<std::string>& environment) {
     std::vector<const char*> pointers;
     for (const std::string& variable : environment) {
@@ -25,7 +25,7 @@ std::vector<std::string> findingsOf(const std::vector<std::string>& environment)
     std::vector<std::string> found;
     for (const Finding& finding : checkEnvironment(pointers.data())) {
         EXPECT_EQ(finding.check, "environment");
-        EXPECT_NE(finding.mend, "");
+        EXPECT_NE(finding.fix, "");
         found.push_back((finding.state == Finding::State::note ? "note: " : "problem: ") +
                         finding.text);
     }
@@ -51,10 +51,10 @@ TEST_F(EnvironmentCheck, TellsWhatNumbersCountAs) {
     EXPECT_THAT(
         findingsOf({"QX_LOG_DEBUG_LEVEL=few", "QX_LOG_RINGBUF_WEIGHT=3x", "QX_LOG_NOHDR_TOSDTERR=-",
                     "TraceFileLimit=3", "QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER=0x10"}),
-        ElementsAre("problem: QX_LOG_DEBUG_LEVEL is \"few\": no number, which counts as 0",
+        ElementsAre("problem: QX_LOG_DEBUG_LEVEL is \"few\": not a number, which counts as 0",
                     "problem: QX_LOG_RINGBUF_WEIGHT is \"3x\": only the digits before \"x\" "
                     "are read",
-                    "problem: QX_LOG_NOHDR_TOSDTERR is \"-\": no number, which counts as 0",
+                    "problem: QX_LOG_NOHDR_TOSDTERR is \"-\": not a number, which counts as 0",
                     "note: TraceFileLimit is 3, which counts as 2",
                     "problem: QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER is \"0x10\": only the "
                     "digits before \"x10\" are read"));
@@ -68,17 +68,18 @@ TEST_F(EnvironmentCheck, LooksForDirectoriesAndFiles) {
                     "QX_RAGD_SOCKET_DIR=.", "QX_MEMORY_DEVICE=" + file + "/x"}),
         ElementsAre(
             "problem: QX_SYSTEM_DIR is " + directory_.file("none") + ": No such file or directory",
-            "problem: QX_LOG_RINGBUF_DIR is " + file + ", which is no directory",
-            "note: QX_RAGD_SOCKET_DIR is ., seen from each program's own directory",
+            "problem: QX_LOG_RINGBUF_DIR is " + file + ", which is not a directory",
+            "note: QX_RAGD_SOCKET_DIR is ., relative to each program's working directory",
             "problem: QX_MEMORY_DEVICE is " + file + "/x: Not a directory"));
 }
 
-TEST_F(EnvironmentCheck, NamesWhatIsSetInVain) {
-    EXPECT_THAT(findingsOf({"QX_SYSTEM_DIR=", "QX_LOG_DEBUG_LEVEL="}),
-                ElementsAre("problem: QX_SYSTEM_DIR is set to nothing, and set it is",
-                            "problem: QX_LOG_DEBUG_LEVEL is set to nothing, and set it is"));
+TEST_F(EnvironmentCheck, NamesVariablesWithoutEffect) {
+    EXPECT_THAT(
+        findingsOf({"QX_SYSTEM_DIR=", "QX_LOG_DEBUG_LEVEL="}),
+        ElementsAre("problem: QX_SYSTEM_DIR is set to the empty text, which counts as set",
+                    "problem: QX_LOG_DEBUG_LEVEL is set to the empty text, which counts as set"));
     EXPECT_THAT(findingsOf({"QX_LOG_NOHDR_TOSTDERR=1"}),
-                ElementsAre("note: QX_LOG_NOHDR_TOSTDERR is set, and nothing reads it"));
+                ElementsAre("note: QX_LOG_NOHDR_TOSTDERR is set, but nothing reads it"));
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ TEST(Json, LeavesValidUtf8AsItIs) {
     EXPECT_EQ(escapeInvalidUtf8(""), "");
 }
 
-TEST(Json, EscapesEachByteThatIsNoUtf8) {
+TEST(Json, EscapesEachInvalidByte) {
     EXPECT_EQ(escapeInvalidUtf8("a\xFFz"), "a\\xFFz");
     EXPECT_EQ(escapeInvalidUtf8("\xC3"), "\\xC3");                    // cut short
     EXPECT_EQ(escapeInvalidUtf8("\xC0\x80"), "\\xC0\\x80");           // overlong

@@ -44,7 +44,7 @@ TEST(Output, AFailureNamesItsStatusInTheDocument) {
     EXPECT_EQ(toString(answer.document, false), R"({"error":{"status":4,"message":"gone"}})");
 }
 
-// What is printed while the function runs.
+/// The text that the function prints.
 template <typename Function>
 std::string printedBy(Function function) {
     testing::internal::CaptureStdout();
@@ -59,7 +59,7 @@ Answer endOfList() {
     return answer;
 }
 
-TEST(Output, ItemsThatComeByAndByAreOneDocument) {
+TEST(Output, StreamedItemsAreOneDocument) {
     EXPECT_EQ(printedBy([] {
                   EXPECT_TRUE(printItem(Json(1), "one", Format::json));
                   EXPECT_TRUE(printItem(Json(2), "two", Format::json));
@@ -70,25 +70,27 @@ TEST(Output, ItemsThatComeByAndByAreOneDocument) {
 }
 
 TEST(Output, AListWithoutItemsIsADocumentToo) {
-    EXPECT_EQ(printedBy([] { print(endOfList(), Format::json); }), "[]\n");
+    EXPECT_EQ(printedBy([] { EXPECT_EQ(print(endOfList(), Format::json), ExitStatus::done); }),
+              "[]\n");
 }
 
-TEST(Output, ItemsThatComeByAndByAreLinesOfATable) {
+TEST(Output, StreamedItemsAreLinesOfATable) {
     EXPECT_EQ(printedBy([] {
-                  printItem(Json(1), "one", Format::table);
-                  printItem(Json(2), "two", Format::table);
-                  print(endOfList(), Format::table);
+                  EXPECT_TRUE(printItem(Json(1), "one", Format::table));
+                  EXPECT_TRUE(printItem(Json(2), "two", Format::table));
+                  EXPECT_EQ(print(endOfList(), Format::table), ExitStatus::done);
               }),
               "one\ntwo\n");
 }
 
 TEST(Output, AListWithoutItemsIsAnEmptyTable) {
-    EXPECT_EQ(printedBy([] { print(endOfList(), Format::table); }), "");
+    EXPECT_EQ(printedBy([] { EXPECT_EQ(print(endOfList(), Format::table), ExitStatus::done); }),
+              "");
 }
 
 TEST(Output, AFailureIsTheLastItemOfAListThatHasBegun) {
     EXPECT_EQ(printedBy([] {
-                  printItem(Json(1), "one", Format::json);
+                  EXPECT_TRUE(printItem(Json(1), "one", Format::json));
                   EXPECT_EQ(print(failureAnswer(ExitStatus::timeout, "late"), Format::json),
                             ExitStatus::timeout);
               }),
@@ -97,16 +99,18 @@ TEST(Output, AFailureIsTheLastItemOfAListThatHasBegun) {
 
 TEST(Output, AFailureIsTheLastLineOfAListOfLines) {
     EXPECT_EQ(printedBy([] {
-                  printItem(Json(1), "one", Format::jsonl);
-                  print(failureAnswer(ExitStatus::timeout, "late"), Format::jsonl);
+                  EXPECT_TRUE(printItem(Json(1), "one", Format::jsonl));
+                  EXPECT_EQ(print(failureAnswer(ExitStatus::timeout, "late"), Format::jsonl),
+                            ExitStatus::timeout);
               }),
               "1\n{\"error\":{\"status\":5,\"message\":\"late\"}}\n");
 }
 
-TEST(Output, AFailureIsNoRowOfAListThatHasBegun) {
+TEST(Output, AFailureIsNotARowOfAListThatHasBegun) {
     EXPECT_EQ(printedBy([] {
-                  printItem(Json(1), "one", Format::csv);
-                  print(failureAnswer(ExitStatus::timeout, "late"), Format::csv);
+                  EXPECT_TRUE(printItem(Json(1), "one", Format::csv));
+                  EXPECT_EQ(print(failureAnswer(ExitStatus::timeout, "late"), Format::csv),
+                            ExitStatus::timeout);
               }),
               "value\n1\n");
 }
@@ -139,33 +143,39 @@ TEST(Output, JsonLinesHaveOneItemEach) {
     EXPECT_EQ(toJsonLines(document[0]), "{\"a\":1}\n");
 }
 
-TEST(Output, ItemsThatComeByAndByAreLinesOfJson) {
+TEST(Output, StreamedItemsAreLinesOfJson) {
     EXPECT_EQ(printedBy([] {
-                  printItem(Json(1), "one", Format::jsonl);
-                  printItem(Json(2), "two", Format::jsonl, Flush::later);
-                  print(endOfList(), Format::jsonl);
+                  EXPECT_TRUE(printItem(Json(1), "one", Format::jsonl));
+                  EXPECT_TRUE(printItem(Json(2), "two", Format::jsonl, Flush::later));
+                  EXPECT_EQ(print(endOfList(), Format::jsonl), ExitStatus::done);
               }),
               "1\n2\n");
 }
 
-TEST(Output, ItemsThatComeByAndByAreRowsOfOneTable) {
+TEST(Output, StreamedItemsAreRowsOfOneTable) {
     EXPECT_EQ(printedBy([] {
                   JsonDocument item;
                   item.Parse(R"({"a":1,"b":"x"})");
-                  printItem(item, "one", Format::csv);
-                  printItem(item, "two", Format::csv);
-                  print(endOfList(), Format::csv);
+                  EXPECT_TRUE(printItem(item, "one", Format::csv));
+                  EXPECT_TRUE(printItem(item, "two", Format::csv));
+                  EXPECT_EQ(print(endOfList(), Format::csv), ExitStatus::done);
               }),
               "a,b\n1,x\n1,x\n");
 }
 
 TEST(Output, AFailureIsALineOfJson) {
-    EXPECT_EQ(printedBy([] { print(failureAnswer(ExitStatus::noAgent, "gone"), Format::jsonl); }),
+    EXPECT_EQ(printedBy([] {
+                  EXPECT_EQ(print(failureAnswer(ExitStatus::noAgent, "gone"), Format::jsonl),
+                            ExitStatus::noAgent);
+              }),
               "{\"error\":{\"status\":4,\"message\":\"gone\"}}\n");
 }
 
-TEST(Output, AFailureIsNoRow) {
-    EXPECT_EQ(printedBy([] { print(failureAnswer(ExitStatus::noAgent, "gone"), Format::csv); }),
+TEST(Output, AFailureIsNotARow) {
+    EXPECT_EQ(printedBy([] {
+                  EXPECT_EQ(print(failureAnswer(ExitStatus::noAgent, "gone"), Format::csv),
+                            ExitStatus::noAgent);
+              }),
               "");
 }
 

@@ -15,7 +15,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// "LINE: PROBLEM" for each, with a "!" where something is lost.
+/// "LINE: PROBLEM" for each, with a "!" if the line is lost by saving.
 std::vector<std::string> problemsOf(const std::string& file) {
     std::vector<std::string> problems;
     for (const RegistryProblem& problem : checkRegistry(file)) {
@@ -41,17 +41,17 @@ TEST(RegistryCheck, NamesLinesThatAreSkipped) {
     EXPECT_THAT(problemsOf(inSoftware("garbage\nName=x=1\nNumber=d=few\n")),
                 ElementsAre("3! neither a key nor a value: the line is skipped",
                             "4! neither a key nor a value: the line is skipped",
-                            "5! no number: the line is skipped"));
+                            "5! not a number: the line is skipped"));
     EXPECT_EQ(checkRegistry(inSoftware("garbage\n"))[0].text, "garbage");
 }
 
 TEST(RegistryCheck, NamesLinesThatAreReadInPart) {
     EXPECT_THAT(problemsOf(inSoftware("a=d=5x\nb=d=4294967296\nc=b=01 zz\nd=b=1ff\n[key]x\n\n")),
-                ElementsAre("3! what stands behind the number is not read",
+                ElementsAre("3! the text after the number is not read",
                             "4! only the low 32 bits of the number are read",
-                            "5! the bytes are read up to the first thing that is none",
+                            "5! the bytes are read only up to the first invalid character",
                             "6! only the low 8 bits of each number are read",
-                            "7! what stands behind the bracket is not read"));
+                            "7! the text after the bracket is not read"));
     EXPECT_THAT(problemsOf(inSoftware("long=s=" + std::string(1020, 'x') + "\n")),
                 ElementsAre("3! only the first 1023 characters are read"));
     EXPECT_THAT(problemsOf(inSoftware(std::string("a=s=1\0x\n", 8))),
@@ -60,25 +60,24 @@ TEST(RegistryCheck, NamesLinesThatAreReadInPart) {
 
 TEST(RegistryCheck, NamesWhatReplacesSomethingElse) {
     EXPECT_THAT(problemsOf(inSoftware("a=s=1\nb=s=1\na=d=2\n[b]\n\n")),
-                ElementsAre("5! replaces what stands above under the same name",
-                            "6! replaces what stands above under the same name"));
+                ElementsAre("5! replaces the entry of the same name above",
+                            "6! replaces the entry of the same name above"));
     EXPECT_THAT(problemsOf("[HKEY_LOCAL_MACHINE]\n\n[HKEY_LOCAL_MACHINE]\n\n\n"),
-                ElementsAre("3! replaces what stands above under the same name"));
+                ElementsAre("3! replaces the entry of the same name above"));
 }
 
 TEST(RegistryCheck, NamesWhatStandsOutside) {
     EXPECT_THAT(problemsOf("a=s=1\n[HKEY_LOCAL_MACHINE]\n\n\n"),
-                ElementsAre("1: a value outside of every key"));
+                ElementsAre("1: a value outside all keys"));
     EXPECT_THAT(problemsOf("[HKEY_LOCAL_MACHINE]\n\n\n\n[HKEY_USERS]\n\n"),
-                ElementsAre("5! behind the empty line that ends the file: not read, as all that "
-                            "follows"));
+                ElementsAre("5! after the empty line that ends the file: not read, like everything "
+                            "that follows"));
 }
 
 TEST(RegistryCheck, NamesWhatIsMissing) {
     EXPECT_THAT(problemsOf(""),
                 ElementsAre("1: HKEY_LOCAL_MACHINE is missing",
-                            "1: the file ends before its keys do: the end counts for all that are "
-                            "open"));
+                            "1: the file ends before its keys do: its end closes all open keys"));
     EXPECT_THAT(problemsOf("[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\na=s=1"),
                 ElementsAre(HasSubstr("4: the file ends before its keys do")));
     EXPECT_THAT(problemsOf("[HKEY_USERS]\n\n\n"), ElementsAre("4: HKEY_LOCAL_MACHINE is missing"));
@@ -98,7 +97,7 @@ TEST(RegistryCheck, AgreesWithTheReaderAboutAnyBytes) {
         CRegistryNode root;
         parseRegistry(file, root);
         const std::string written = registryText(root);
-        // What is written from what was read has nothing to lose.
+        // A written file has no lines that a save would lose.
         for (const RegistryProblem& problem : checkRegistry(written)) {
             EXPECT_FALSE(problem.loses) << written << problem.problem;
         }
@@ -129,7 +128,7 @@ TEST(RegistryCheck, LosesNothingOfWhatItDoesNotName) {
             std::any_of(problems.begin(), problems.end(),
                         [](const RegistryProblem& problem) { return problem.loses; });
         clean += loses ? 0 : 1;
-        // Values outside of every key are there, but not listed with one.
+        // Values outside all keys are kept, but not listed with a key.
         const std::string written = registryText(root);
         const auto kept = static_cast<std::size_t>(std::count_if(
             written.begin() + 1, written.end(), [&, before = written[0]](char c) mutable {

@@ -22,7 +22,7 @@ using varnock::test::readFile;
 using varnock::test::TemporaryDirectory;
 using varnock::test::writeFile;
 
-// A file made of parts, for what no writer does on purpose.
+// Files composed of parts, for contents that no writer produces intentionally.
 
 std::string field(const std::string& label, const std::string& value) {
     std::string line = label;
@@ -58,21 +58,21 @@ std::vector<std::string> messagesOf(const TraceLog& log) {
     return messages;
 }
 
-// Header and body; the position lies behind `newest`, the size is that of all.
+/// Header and body. The position is after `newest`, the size is the total size.
 std::string file(std::int64_t wraps, const std::string& newest, const std::string& older) {
     const auto position = static_cast<std::int64_t>(1024 + newest.size());
     const auto size = position + static_cast<std::int64_t>(older.size());
     return header(wraps, size, position) + newest + older;
 }
 
-// An entry of the round before.
+/// An entry of the previous round.
 std::string earlier(const std::string& message) {
     return entry(message, "Nov 14 22:13:19");
 }
 
 const std::string kDescription = entry("Varnock Agent") + entry("# End of header.");
 
-// What stands between a description and the record boundary at which a round begins.
+/// The text between a description and the record boundary at which a round begins.
 std::string gapBehind(const std::string& text) {
     const std::size_t begin = 1024 + text.size();
     return std::string((begin + 2048) / 1024 * 1024 - begin - 1, '_') + "\n";
@@ -157,13 +157,13 @@ TEST(TraceLog, WhatRemainsBehindTheLastEntryOfARoundIsLeftOut) {
                 expected);
     EXPECT_THAT(messagesOf(TraceLog(file(2, newest, earlier("one") + entry("two") + "\n"))),
                 expected);
-    // A writer that does not rule it off: an entry that is earlier belongs to an older round.
+    // A writer that does not rule off the rest: an earlier entry belongs to an older round.
     EXPECT_THAT(messagesOf(TraceLog(file(
                     2, newest, earlier("one") + entry("two") + entry("x", "Nov 13 01:02:03")))),
                 expected);
 }
 
-TEST(TraceLog, AnEntryThatWasNotFinishedIsNotTakenForAnOldOne) {
+TEST(TraceLog, AnUnfinishedEntryIsNotTakenForAnOldOne) {
     const TraceLog log(file(0, kBeginning + entry("one"),
                             "Nov 14 22:13:20 host App[00000000F7A51740]: "
                             "half" +
@@ -179,7 +179,7 @@ TEST(TraceLog, AMessageMayHaveSeveralLines) {
               entry("first\nsecond").substr(0, entry("first\nsecond").size() - 1));
 }
 
-TEST(TraceLog, WhatIsBeingWrittenIsLeftOut) {
+TEST(TraceLog, EntriesBeingWrittenAreLeftOut) {
     std::string older = entry("torn by the writer");
     while (older.size() <= 1300) older += entry("old");
     older += entry("whole");
@@ -202,7 +202,7 @@ TEST(TraceLog, APositionThatMeansNothingIsSaid) {
     }
 }
 
-TEST(TraceLog, AFileThatWasCutShortGivesWhatIsLeft) {
+TEST(TraceLog, ATruncatedFileGivesTheRest) {
     std::string bytes = file(1, kBeginning + entry("new"), earlier("one") + entry("two"));
     bytes.resize(bytes.size() - 10);
     const TraceLog cut(bytes);
@@ -226,7 +226,7 @@ TEST(TraceLog, AnyBytesAreReadWithoutHarm) {
     }
 }
 
-// What the library itself writes: entries of any lengths, numbered, in small files.
+// Files written by the library: numbered entries of any length in small files.
 
 class WrittenTrace : public testing::Test {
   protected:
@@ -240,7 +240,7 @@ class WrittenTrace : public testing::Test {
         for (std::size_t i = 0; i < length; ++i) {
             text += static_cast<char>(random_() % 40 == 0 ? '\n' : 'a' + random_() % 26);
         }
-        // A line of a message that is empty at its end is dropped like any last newline.
+        // An empty last line of a message is dropped, like every last newline.
         Debug.PrintIt(2, "n=%d %s.", ++last_, text.c_str());
     }
 
@@ -285,7 +285,7 @@ TEST_F(WrittenTrace, IsOrderedAtAnyPointOfManyRounds) {
         for (std::size_t count = random_() % 80 + 1; count > 0; --count) write();
         const auto log = TraceReader(path_).read();
         expectInOrder(*log);
-        // All but the description, two gaps and what was torn is there once the file has wrapped.
+        // After a wrap everything is present but the description, two gaps and torn entries.
         std::size_t bytes = 0;
         for (const TraceEntry& entry : log->entries()) bytes += entry.line.size() + 1;
         if (log->header().wraps > 0) {
@@ -313,7 +313,7 @@ TEST_F(WrittenTrace, IsOrderedWithAnInitialisationThatIsKept) {
         const auto log = TraceReader(path_).read();
         expectInOrder(*log, log->header().wraps > 0 ? 500 : 0);
     }
-    // A process that keeps nothing overwrites it.
+    // A process that keeps no initialisation overwrites it.
     open(3 * 1024 * 1024);
     for (int i = 0; i < 30'000; ++i) write();
     expectInOrder(*TraceReader(path_).read());
@@ -328,7 +328,7 @@ TEST_F(WrittenTrace, IsReadUpToTheLastWholeEntryWhereverTheWriterStopped) {
     const std::string after = readFile(path_);
     const auto end = static_cast<std::size_t>(*TraceHeader::parse(after).position);
     ASSERT_GT(end, position);
-    // The entry is copied first and the position stored then: every state in between.
+    // The entry is copied before the position is stored: every state in between.
     for (std::size_t copied = position; copied <= end; ++copied) {
         const TraceLog log(before.substr(0, position) + after.substr(position, copied - position) +
                            before.substr(copied));
@@ -351,7 +351,7 @@ TEST_F(WrittenTrace, CanBeTakenIntoUseAgainAfterAnyDamage) {
         for (int i = 0; i < 3; ++i) write();
         const auto numbers = numbersOf(*TraceReader(path_).read());
         ASSERT_GE(numbers.size(), 3U);
-        // Where the position was damaged but possible, more of the old entries may follow it.
+        // If the damaged position is still valid, more old entries may follow it.
         EXPECT_THAT(numbers, testing::IsSupersetOf({1, 2, 3}));
     }
 }

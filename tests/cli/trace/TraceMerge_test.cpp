@@ -35,7 +35,7 @@ class TraceMerge : public testing::Test {
     Processes processes(const std::vector<std::string>& messages) {
         return processesOf(entries(messages));
     }
-    /// The messages of lists whose entries are given as "SS text", or "- text" for no time.
+    /// The messages of lists whose entries are given as "SS text", or "- text" without a time.
     std::vector<std::string> merged(const std::vector<std::vector<std::string>>& given) {
         std::vector<std::vector<MergedEntry>> lists(given.size());
         std::deque<std::vector<TraceEntry>> logs;
@@ -88,7 +88,7 @@ TEST_F(TraceMerge, AProcessThatDoesNotNameItselfIsUnknownUntilItsNextDescription
                 ElementsAre(7, 7, 8, 8, 8, 8, 8, 8));
 }
 
-TEST_F(TraceMerge, WhatIsLeftOfAnOlderRoundIsOfTheProcessThatIsDescribedBehindIt) {
+TEST_F(TraceMerge, EntriesOfAnOlderRoundBelongToTheProcessDescribedAfterThem) {
     EXPECT_THAT(processes({"x", "y", "Varnock Agent", process(8), kEnd, "z", kCycle}),
                 ElementsAre(8, 8, 8, 8, 8, 8, std::nullopt));
     EXPECT_THAT(processes({"x", kCycle, "y", process(8), "z", process(9), "!"}),

@@ -41,7 +41,7 @@ TEST_F(TraceFileReader, ReadsAgainWhatHasChanged) {
     EXPECT_FALSE(reader_.isReplaced());
 }
 
-// Longer than any trace, and than the memory.
+/// Longer than any trace file, and larger than the memory.
 constexpr off_t kHuge = off_t{8} << 40;
 
 TEST_F(TraceFileReader, ReadsAHugeFileAsFarAsItIsUsed) {
@@ -50,7 +50,7 @@ TEST_F(TraceFileReader, ReadsAHugeFileAsFarAsItIsUsed) {
     EXPECT_EQ(newestOf(*reader_.read()), "one");
 }
 
-TEST_F(TraceFileReader, RefusesAHugeFileThatIsNoTrace) {
+TEST_F(TraceFileReader, RefusesAHugeFileThatIsNotATraceFile) {
     const std::string other = directory_.file("other");
     writeFile(other, "");
     if (truncate(other.c_str(), kHuge) != 0)

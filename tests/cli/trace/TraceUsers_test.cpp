@@ -78,7 +78,7 @@ TEST_F(TraceUsers, AreKnownByTheNumberOfTheFileToo) {
     EXPECT_THAT(users(), ElementsAre("1 host"));
 }
 
-TEST_F(TraceUsers, OfAFileThatIsNotThereAreNone) {
+TEST_F(TraceUsers, AMissingFileHasNoUsers) {
     putProcess("1", mapping("rw-s", "0:1", 0, ""));
     std::filesystem::remove(path_);
     EXPECT_THAT(users(), IsEmpty());

@@ -31,7 +31,7 @@ TEST(EventText, ShowsEveryNumberThatIsNot0) {
     EXPECT_EQ(lineOf(R"({"OC":16,"OE":255,"OI":3,"CA":4,"ST":19,"DA":{"RAW":[1,2]}})"),
               R"(0x0010 ext=0x00FF object=3 cabinet=4 status=19 {"RAW":[1,2]})");
     EXPECT_EQ(lineOf(R"({"OC":16,"ST":0})"), "0x0010");
-    // An event without a status reads as this.
+    // The status of an event without one.
     EXPECT_EQ(lineOf(R"({"OC":16})"), "0x0010 status=22");
 }
 
@@ -44,13 +44,13 @@ TEST(EventText, ShowsAllNumbersAsJson) {
               R"("cabinet":3,"status":4,"data":null})");
 }
 
-TEST(EventText, EscapesWhatIsNoUtf8) {
+TEST(EventText, EscapesInvalidUtf8) {
     EXPECT_EQ(lineOf("{\"OC\":16,\"ST\":0,\"DA\":\"a\xFFz\"}"), R"(0x0010 "a\\xFFz")");
     EXPECT_NE(jsonOf("{\"OC\":16,\"DA\":[{\"\xFE\":\"\xFF\"}]}").find(R"([{"\\xFE":"\\xFF"}])"),
               std::string::npos);
 }
 
-TEST(EventText, TakesWhatIsNoEvent) {
+TEST(EventText, AcceptsRecordsThatAreNotEvents) {
     SipJson event;
     for (const char* text : {"", "[]", R"({"SIP":5})", R"({"SIP":{"CMD":[7]}})"}) {
         event.Import(text);

@@ -1,5 +1,5 @@
-// A program that uses the library as its first argument says; tests run it, kill it and look at the
-// files that it leaves.
+// A program that uses the library as specified by its first argument. Tests run it, kill it and
+// inspect its files.
 #include <sched.h>
 #include <signal.h>
 #include <stdio.h>
@@ -26,14 +26,14 @@ unsigned int numberAt(char** arguments, int index) {
     return static_cast<unsigned int>(strtoul(arguments[index], nullptr, 10));
 }
 
-// "load": nothing but the library's own start and end.
+/// "load": only the start and end of the library.
 int load() {
     puts("loaded");
     return 0;
 }
 
-// "write THREADS ENTRIES LENGTH": each thread writes so many numbered entries. The first one is the
-// main thread: to begin a thread and wait for it takes system calls, and not always the same ones.
+/// "write THREADS ENTRIES LENGTH": each thread writes this many numbered entries. The first one is
+/// the main thread, because creating and joining a thread takes a varying number of system calls.
 int write(unsigned int threads, unsigned int entries, unsigned int length) {
     const std::string padding(length, 'x');
     const auto writeEntries = [&](unsigned int thread) {
@@ -51,7 +51,7 @@ int write(unsigned int threads, unsigned int entries, unsigned int length) {
     return 0;
 }
 
-// "hold": traces an entry and stays until somebody ends it.
+/// "hold": traces an entry and waits until it is killed.
 [[noreturn]] int hold() {
     Debug.PrintIt(2, "held");
     puts("holding");
@@ -59,8 +59,8 @@ int write(unsigned int threads, unsigned int entries, unsigned int length) {
     for (;;) pause();
 }
 
-// "children": a forked child that traces nothing and ends as programs do, one that becomes another
-// program, one that traces, and one that does so when this process is gone.
+/// "children": forks a child that traces nothing and exits normally, one that executes another
+/// program, one that traces, and one that traces after the end of this process.
 int haveChildren() {
     Debug.PrintIt(2, "parent");
     const auto run = [](auto part) {
@@ -87,7 +87,7 @@ int haveChildren() {
     _exit(0);
 }
 
-// "exit": threads trace while the process ends.
+/// "exit": threads trace while the process ends.
 int endWhileThreadsTrace() {
     static std::atomic<int> started = 0;
     for (int i = 0; i < 4; ++i) {
@@ -104,7 +104,7 @@ int endWhileThreadsTrace() {
     return 0;
 }
 
-// "fork": the child goes on with the library while another thread of the parent traces.
+/// "fork": the child continues to use the library while another thread of the parent traces.
 int useInForkedChild() {
     std::atomic<bool> done = false;
     std::thread tracer([&] {
@@ -119,7 +119,7 @@ int useInForkedChild() {
                 CRegistry key;
                 key.CreateKey(CRegistry::MLocalMachine, kProduct);
             } catch (int) {
-                // A directory that cannot be written has been reported.
+                // An unwritable directory has already been reported.
             }
             exit(0);
         }
@@ -133,8 +133,8 @@ int useInForkedChild() {
     return failures;
 }
 
-// "leave": changes the registry through a handle that is never destroyed. Once more at the very
-// end, when a host that holds the library itself has destroyed its objects.
+/// "leave": changes the registry through a handle that is never destroyed, and once more at exit,
+/// when a host that is linked with the library has destroyed its objects.
 bool usesRegistryAtTheEnd = false;
 
 void useRegistryAtTheEnd() {
@@ -143,7 +143,7 @@ void useRegistryAtTheEnd() {
     key.SetValue("late", 1U);
 }
 
-// Before the objects of the library are built.
+/// Runs before the constructors of the library's objects.
 [[gnu::constructor(101)]] void prepareForTheEnd() {
     atexit(useRegistryAtTheEnd);
 }
@@ -156,7 +156,7 @@ int leave(bool alsoAtTheEnd) {
     return 0;
 }
 
-/// Does what saves the registry, and tells how it went.
+/// Runs a function that saves the registry, and prints the result.
 template <typename Saving>
 int saved(const char* done, Saving saving) {
     try {
@@ -169,7 +169,7 @@ int saved(const char* done, Saving saving) {
     return 0;
 }
 
-// "change NAME TIMES": counts two values of a key up together.
+/// "change NAME TIMES": increments two values of a key together.
 void change(const char* name, unsigned int times) {
     for (unsigned int i = 1; i <= times; ++i) {
         const bool found = CRegistry::UpdateTree([&] {
@@ -181,7 +181,7 @@ void change(const char* name, unsigned int times) {
     }
 }
 
-// "save NAME TIMES": the same as callers do it who know of no other process.
+/// "save NAME TIMES": the same without protection against other processes.
 void save(const char* name, unsigned int times, std::atomic<unsigned int>& saves) {
     for (unsigned int i = 1; i <= times; ++i) {
         {
@@ -194,14 +194,14 @@ void save(const char* name, unsigned int times, std::atomic<unsigned int>& saves
     }
 }
 
-// "profile FILE SECTION KEY VALUE": sets a key of a profile file; without VALUE, deletes it.
+/// "profile FILE SECTION KEY VALUE": sets a key of a profile file; without VALUE, deletes it.
 int profile(const char* file, const char* section, const char* key, const char* value) {
     printf("%d\n", WritePrivateProfileString(section, key, value, file));
     return 0;
 }
 
-// "die SEED": two threads trace, one saves the registry, and the process kills itself somewhere in
-// between, but not before SEED modulo 4 saves.
+/// "die SEED": two threads trace, one saves the registry, and the process kills itself at a random
+/// time, but not before SEED modulo 4 saves.
 int die(unsigned int seed) {
     std::minstd_rand random(seed + 1);
     const unsigned long entriesToLive = random() % 20'000;

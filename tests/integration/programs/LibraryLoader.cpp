@@ -1,5 +1,5 @@
-// Loads the shared library at run time, uses it, closes it and loads it again, as hosts of plug-ins
-// do: "PATH TIMES". The threads that use it end after it was closed.
+// Loads the shared library at run time, uses it, closes it and loads it again, like a host of
+// plug-ins. Arguments: PATH TIMES. The threads that use it end after it was closed.
 #include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,4 +1,4 @@
-// A program that asks for a start without files, traces, and reads the registry later on.
+// A program that starts without files, traces, and later reads the registry.
 #include <stdio.h>
 
 #include "runtime/Debug.h"
