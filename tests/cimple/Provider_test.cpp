@@ -163,15 +163,15 @@ Ref<Job> jobNamed(const char* id) {
     return job;
 }
 
-class ProviderTest : public testing::Test {
+class JobProviderOperations : public testing::Test {
   protected:
-    ProviderTest() { provider_.load(); }
+    JobProviderOperations() { provider_.load(); }
     JobProvider provider_;
 };
 
 }  // namespace
 
-TEST_F(ProviderTest, GetGivesACloneThatTheCallerOwns) {
+TEST_F(JobProviderOperations, GetGivesACloneThatTheCallerOwns) {
     Job* found = nullptr;
     ASSERT_EQ(provider_.get_instance(jobNamed("job").ptr(), found), GET_INSTANCE_OK);
     Ref<Job> job(found);
@@ -183,7 +183,7 @@ TEST_F(ProviderTest, GetGivesACloneThatTheCallerOwns) {
     EXPECT_EQ(provider_.get_instance(jobNamed("absent").ptr(), found), GET_INSTANCE_NOT_FOUND);
 }
 
-TEST_F(ProviderTest, EnumerationHandsInstancesOverAndEndsWithNull) {
+TEST_F(JobProviderOperations, EnumerationHandsInstancesOverAndEndsWithNull) {
     provider_.create_instance(jobNamed("second").ptr());
     const Collector collector = enumerate(provider_);
     EXPECT_EQ(collector.ids, (std::vector<std::string>{"job", "second"}));
@@ -191,12 +191,12 @@ TEST_F(ProviderTest, EnumerationHandsInstancesOverAndEndsWithNull) {
     EXPECT_EQ(collector.lastCalls, 1);
 }
 
-TEST_F(ProviderTest, EnumerationStopsWhenNoMoreAreWanted) {
+TEST_F(JobProviderOperations, EnumerationStopsWhenNoMoreAreWanted) {
     provider_.create_instance(jobNamed("second").ptr());
     EXPECT_EQ(enumerate(provider_, 1).ids, (std::vector<std::string>{"job"}));
 }
 
-TEST_F(ProviderTest, CreateAndDelete) {
+TEST_F(JobProviderOperations, CreateAndDelete) {
     const Ref<Job> job = jobNamed("new");
     EXPECT_EQ(provider_.create_instance(jobNamed("new").ptr()), CREATE_INSTANCE_OK);
     EXPECT_EQ(provider_.create_instance(jobNamed("new").ptr()), CREATE_INSTANCE_DUPLICATE);
@@ -204,7 +204,7 @@ TEST_F(ProviderTest, CreateAndDelete) {
     EXPECT_EQ(provider_.delete_instance(job.ptr()), DELETE_INSTANCE_NOT_FOUND);
 }
 
-TEST_F(ProviderTest, ModifyChangesWhatTheModelNames) {
+TEST_F(JobProviderOperations, ModifyChangesWhatTheModelNames) {
     Ref<Job> model = jobNamed("job");
     nullify_non_keys(model.ptr());
     model->PercentComplete.set(0);
@@ -221,7 +221,7 @@ TEST_F(ProviderTest, ModifyChangesWhatTheModelNames) {
               MODIFY_INSTANCE_NOT_FOUND);
 }
 
-TEST_F(ProviderTest, InvokesAMethod) {
+TEST_F(JobProviderOperations, InvokesAMethod) {
     Property<boolean> deleteOnKill = {true, 0};
     Property<uint32> result;
     result.clear();
