@@ -158,7 +158,7 @@ TEST_F(CIMKolmClientEvents, EventsGoToTheListenerOfTheMoment) {
     EXPECT_EQ(second.systemLog, Numbers{2});
 }
 
-/// Throws what its events' numbers ask for.
+/// Throws an exception selected by the event's number.
 class Thrower final : public Recorder {
   public:
     void onSystemMessageLogEntry(unsigned int sequenceNumber) override {
@@ -188,7 +188,7 @@ TEST_F(CIMKolmClientEvents, OtherExceptionsOfTheListenerAreLeftToTheEventThread)
     EXPECT_THROW(deliver(0x0B11, 2), std::runtime_error);
 }
 
-/// Cancels the thread it is called on.
+/// Cancels the calling thread.
 class Canceller final : public Recorder {
   public:
     void onDriverMonitorLogEntry(unsigned int) override {

@@ -20,8 +20,8 @@
 #include "tests/support/TraceCapture.h"
 #include "transport/SipJson.h"
 
-// Detaching the last time ends the requests of a process for good, so every test is a process of
-// its own, as ctest runs them.
+// The last detach ends the requests of a process permanently, so each test needs its own process,
+// as with ctest.
 namespace {
 
 using testing::Contains;
@@ -37,7 +37,7 @@ using varnock::test::TraceCapture;
 
 const std::string kTag = "KRM_TBL             : ";
 
-/// The provider layer's own messages, without those of the layers below.
+/// The messages of the provider layer, without those of the layers below.
 std::vector<std::string> ownMessages(const TraceCapture& trace) {
     std::vector<std::string> own;
     for (const std::string& message : trace.messages()) {
@@ -318,7 +318,7 @@ TEST(CCIMKolmClient, ResultCodesOfCommandStatuses) {
     }
 }
 
-/// Lets the test wait for the calls that come on the event thread.
+/// Records the calls on the event thread and lets the test wait for them.
 class Mailbox final : public provider::KOLMEventsListener {
   public:
     void onSystemMessageLogEntry(unsigned int sequenceNumber) override {

@@ -5,8 +5,8 @@
 
 namespace {
 
-// An object of the program itself. Accounts are checked by default, and an object that is not built
-// yet is all zero.
+/// A static object of the program. Accounts are checked by default; before its construction the
+/// client object is all zero.
 const bool kSwitchIsBuilt = KOLMSwitch.AccountCheck();
 
 TEST(ClientObjects, AreBuiltBeforeTheProgramsOwnObjects) {

@@ -19,7 +19,7 @@ using varnock::test::TraceCapture;
 constexpr unsigned int kOpcodeCabinetNr = 0xE204;
 constexpr unsigned int kOpcodeComponentText = 0x0C00;
 
-/// Answers the two commands that the keys are made of.
+/// Answers the two commands from which the keys are built.
 class FakeClient final : public KOLMClient {
   public:
     int request(SipJson& command) override {

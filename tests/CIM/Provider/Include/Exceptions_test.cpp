@@ -116,7 +116,7 @@ TEST(Exceptions, MessageIsNeverTakenAsAFormat) {
     EXPECT_TRUE(trace.contains("message=\"100%s%n\""));
 }
 
-// Counts how often its text is asked for.
+/// Counts the calls for its text.
 class Costly : public BaseException {
   public:
     explicit Costly(int& built) : BaseException("f", 1, "m"), built_(&built) {}
@@ -157,7 +157,7 @@ TEST(NumberTexts, Hexadecimal) {
 }
 
 TEST(NumberTexts, AreCutWhenAFormatAsksForTooMuch) {
-    const char* const volatile format = "%040d";  // out of the compiler's sight, which would warn
+    const char* const volatile format = "%040d";  // hidden from the compiler, which would warn
     EXPECT_EQ(toStringImpl(format, 5).size(), 31u);
 }
 

@@ -85,7 +85,7 @@ TEST(ToDatetime, OffsetNotBelowTheSecondsIsDropped) {
 }
 
 TEST(ToDatetime, OffsetsAreSecondsOfThirtyTwoBits) {
-    // 35791395 minutes are 2147483700 seconds, as 32 bits -2147483596.
+    // 35791395 minutes are 2147483700 seconds, which is -2147483596 in 32 bits.
     EXPECT_TRUE(toDatetime(0, 35791395) == Datetime(uint64(2147483596) * 1000000u, 35791395));
     const Datetime last = toDatetime(LONG_MAX, -1);
     EXPECT_EQ(last.usec(), (static_cast<uint64>(LONG_MAX) + 60u) * 1000000u);

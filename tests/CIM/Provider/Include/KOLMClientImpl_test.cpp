@@ -19,7 +19,7 @@ namespace {
 
 using varnock::test::TraceCapture;
 
-/// A way to the agent that answers as it is told.
+/// A client object with scripted results.
 class FakeKolm final : public IVirtualKOLM {
   public:
     int Attach(std::string name, int impersonate) override {
@@ -61,7 +61,7 @@ class ClientOverFakeKolm : public testing::Test {
     }
     static int giveNothing(IVirtualKOLM**) { return KOLM_FAILED; }
 
-    /// The text of the exception that a request raises; empty when it raises none.
+    /// The text of the exception that a request throws; empty if it throws none.
     static std::string requestFailure(KOLMClient& client) {
         SipJson record(0x0300, 0, 0, 0, SipJson::noStatus);
         try {
@@ -172,7 +172,7 @@ TEST_F(ClientOverFakeKolm, GivesTheEventsOfItsWay) {
     EXPECT_EQ(client.events(), static_cast<KOLMEvents*>(&KOLMSwitch));
 }
 
-/// Attaches succeed at the second try of each thread, and only when both threads are at it.
+/// An attach succeeds at the second try of each thread, and only while both threads are attaching.
 class MeetingKolm final : public IVirtualKOLM {
   public:
     int Attach(std::string, int) override {

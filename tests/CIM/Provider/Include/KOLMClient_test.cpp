@@ -16,8 +16,8 @@
 #include "tests/support/TraceCapture.h"
 #include "transport/SipJson.h"
 
-// Detaching the last time ends the requests of a process for good, so every test is a process of
-// its own, as ctest runs them.
+// The last detach ends the requests of a process permanently, so each test needs its own process,
+// as with ctest.
 namespace provider {
 namespace {
 
@@ -199,7 +199,7 @@ TEST_F(ClientOverAgent, LackOfMemoryKeepsTheCountRight) {
         failed = failure.happened();
         failures += failed ? 1 : 0;
     }
-    EXPECT_GE(failures, 4u);  // name, its copies, client, reference count
+    EXPECT_GE(failures, 4u);  // the name, its copies, the client, the reference count
     EXPECT_TRUE(KOLMSwitch.IsAttached());
     EXPECT_EQ(askFans(*kept), 0);
     kept = ShPtr<KOLMClient>();

@@ -12,7 +12,7 @@ std::string searchOf(unsigned int object) {
     return commandText(0x0C31, 0, object, kAllOnes, ",\"DA\":59330,\"ST\":0");
 }
 
-// An identity record of this size with a text of 40 characters.
+/// An identity record of this size with a text of 40 characters.
 ScriptedReply identity(std::size_t size, const std::string& text) {
     std::vector<unsigned int> bytes(size, 'x');
     for (std::size_t index = 0; index < text.size() && 6 + index < size; ++index) {
@@ -21,9 +21,9 @@ ScriptedReply identity(std::size_t size, const std::string& text) {
     return ScriptedReply::ofBytes(bytes);
 }
 
-class AlarmIdentityTest : public CallsTest {
+class AlarmSearch : public RecordedCalls {
   protected:
-    // The agent has an identity record at this object and nothing at the others.
+    /// The agent has an identity record at this object and nothing at the others.
     void identityAt(unsigned int object) {
         client.replyBy([object](const SipJson& command) {
             return command.ObjectId() == object ? identity(46, "ID")
@@ -32,7 +32,7 @@ class AlarmIdentityTest : public CallsTest {
     }
 };
 
-TEST_F(AlarmIdentityTest, SearchesFromObjectZero) {
+TEST_F(AlarmSearch, SearchesFromObjectZero) {
     identityAt(2);
     TraceCapture trace;
     EXPECT_STREQ(calls->getConfAlarmQORVAId().value.c_str(),
@@ -41,26 +41,26 @@ TEST_F(AlarmIdentityTest, SearchesFromObjectZero) {
     EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::getConfAlarmQORVAId()")));
 }
 
-TEST_F(AlarmIdentityTest, TheTextEndsAtItsNul) {
+TEST_F(AlarmSearch, TheTextEndsAtItsNul) {
     client.replyWith(identity(46, std::string("ID\0", 3)));
     EXPECT_STREQ(calls->getConfAlarmQORVAId().value.c_str(), "ID");
 }
 
-TEST_F(AlarmIdentityTest, AnEmptyTextIsFound) {
+TEST_F(AlarmSearch, AnEmptyTextIsFound) {
     client.replyWith(identity(46, std::string("\0", 1)));
     const auto text = calls->getConfAlarmQORVAId();
     EXPECT_EQ(text.null, 0);
     EXPECT_STREQ(text.value.c_str(), "");
 }
 
-TEST_F(AlarmIdentityTest, ARecordOfAnotherSizeIsNoIdentity) {
+TEST_F(AlarmSearch, ARecordOfAnotherSizeIsNoIdentity) {
     client.script({identity(45, "ID"), identity(47, "ID"), ScriptedReply::empty()});
     client.replyWith(ScriptedReply::failure());
     EXPECT_EQ(calls->getConfAlarmQORVAId().null, 1);
     EXPECT_EQ(client.takeSent().size(), 4u);
 }
 
-TEST_F(AlarmIdentityTest, AFailedStatusEndsTheSearch) {
+TEST_F(AlarmSearch, AFailedStatusEndsTheSearch) {
     client.replyWith(ScriptedReply::failure());
     TraceCapture failures(1);
     EXPECT_EQ(calls->getConfAlarmQORVAId().null, 1);
@@ -68,7 +68,7 @@ TEST_F(AlarmIdentityTest, AFailedStatusEndsTheSearch) {
     EXPECT_THAT(failures.messages(), IsEmpty());
 }
 
-TEST_F(AlarmIdentityTest, OnlyTheStatusOfTheRecordCounts) {
+TEST_F(AlarmSearch, OnlyTheStatusOfTheRecordCounts) {
     ScriptedReply odd = identity(46, "ID");
     odd.result = provider::KOLM_FAILED;
     odd.status = 21;
@@ -76,7 +76,7 @@ TEST_F(AlarmIdentityTest, OnlyTheStatusOfTheRecordCounts) {
     EXPECT_EQ(calls->getConfAlarmQORVAId().null, 0);
 }
 
-TEST_F(AlarmIdentityTest, GivesUpAfterTwentyTries) {
+TEST_F(AlarmSearch, GivesUpAfterTwentyTries) {
     client.replyWith(ScriptedReply::empty());
     TraceCapture failures(1);
     EXPECT_EQ(calls->getConfAlarmQORVAId().null, 1);
@@ -85,7 +85,7 @@ TEST_F(AlarmIdentityTest, GivesUpAfterTwentyTries) {
                 ElementsAre(message("getConfAlarmQORVAId(): QORVA ID not found after 20 tries")));
 }
 
-TEST_F(AlarmIdentityTest, WhatTheLastObjectAnswersIsDropped) {
+TEST_F(AlarmSearch, WhatTheLastObjectAnswersIsDropped) {
     identityAt(19);
     TraceCapture failures(1);
     EXPECT_EQ(calls->getConfAlarmQORVAId().null, 1);
@@ -94,7 +94,7 @@ TEST_F(AlarmIdentityTest, WhatTheLastObjectAnswersIsDropped) {
     EXPECT_EQ(calls->getConfAlarmQORVAId().null, 0);
 }
 
-TEST_F(AlarmIdentityTest, TheSetterSendsNothing) {
+TEST_F(AlarmSearch, TheSetterSendsNothing) {
     TraceCapture trace;
     calls->setConfAlarmQORVAId(key, "ID");
     EXPECT_THAT(client.takeSent(), IsEmpty());

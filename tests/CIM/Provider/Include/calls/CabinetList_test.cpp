@@ -6,9 +6,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using CabinetListTest = CallsTest;
+using CabinetList = RecordedCalls;
 
-TEST_F(CabinetListTest, TheServerComesFirstThenItsExtensions) {
+TEST_F(CabinetList, TheServerComesFirstThenItsExtensions) {
     TraceCapture trace;
     client.script({ScriptedReply::of(0x70003), ScriptedReply::ofBytes({0x11, 0x22, 0x04, 0})});
     EXPECT_THAT(calls->getCabNrs(), ElementsAre(3u, 0x2211u, 4u));
@@ -21,27 +21,27 @@ TEST_F(CabinetListTest, TheServerComesFirstThenItsExtensions) {
                                               message("Kolm::getCabNrs(): seCabinetNr=4")));
 }
 
-TEST_F(CabinetListTest, TheListIsTracedAtLevelOne) {
+TEST_F(CabinetList, TheListIsTracedAtLevelOne) {
     TraceCapture failures(1);
     client.script({ScriptedReply::of(3), ScriptedReply::ofBytes({4, 0})});
     calls->getCabNrs();
     EXPECT_EQ(failures.messages().size(), 3u);
 }
 
-TEST_F(CabinetListTest, WithoutAServerNumberTheListIsEmpty) {
+TEST_F(CabinetList, WithoutAServerNumberTheListIsEmpty) {
     client.script({ScriptedReply::empty()});
     EXPECT_THAT(calls->getCabNrs(), IsEmpty());
     EXPECT_EQ(client.takeSent().size(), 1u);
 }
 
-TEST_F(CabinetListTest, AnOddNumberOfBytesIsNoList) {
+TEST_F(CabinetList, AnOddNumberOfBytesIsNoList) {
     TraceCapture trace;
     client.script({ScriptedReply::of(3), ScriptedReply::ofBytes({4, 0, 5})});
     EXPECT_THAT(calls->getCabNrs(), ElementsAre(3u));
     EXPECT_TRUE(trace.contains("NumDetectedSECabinets=0"));
 }
 
-TEST_F(CabinetListTest, AnEmptyOrUnreadableListIsNone) {
+TEST_F(CabinetList, AnEmptyOrUnreadableListIsNone) {
     for (const char* data : {"{\"RAW\":[]}", "null", "-7"}) {
         TraceCapture trace;
         client.script({ScriptedReply::of(3), ScriptedReply::of(data)});
@@ -50,7 +50,7 @@ TEST_F(CabinetListTest, AnEmptyOrUnreadableListIsNone) {
     }
 }
 
-TEST_F(CabinetListTest, WithoutExtensionsTheServerIsAlone) {
+TEST_F(CabinetList, WithoutExtensionsTheServerIsAlone) {
     TraceCapture trace;
     client.script({ScriptedReply::of(3), ScriptedReply::failure()});
     EXPECT_THAT(calls->getCabNrs(), ElementsAre(3u));
@@ -60,7 +60,7 @@ TEST_F(CabinetListTest, WithoutExtensionsTheServerIsAlone) {
     EXPECT_FALSE(trace.contains("failed"));
 }
 
-TEST_F(CabinetListTest, OnlyTheFirstFailureThrows) {
+TEST_F(CabinetList, OnlyTheFirstFailureThrows) {
     client.script({ScriptedReply::failure(19)});
     EXPECT_THAT(failureOf([&] { calls->getCabNrs(); }),
                 isFailure("getCabNrs(): KolmRequest() failed"));

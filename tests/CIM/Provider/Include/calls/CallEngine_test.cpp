@@ -11,21 +11,21 @@ using provider::KOLMKey;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using CallEngineTest = CallsTest;
+using EngineCalls = RecordedCalls;
 
-TEST_F(CallEngineTest, ACountingCallAsksWithoutStatus) {
+TEST_F(EngineCalls, ACountingCallAsksWithoutStatus) {
     client.replyWith(ScriptedReply::of(7));
     EXPECT_EQ(calls->getNumberFans(3), 7);
     EXPECT_THAT(client.takeSent(),
                 ElementsAre("{\"SIP\":{\"V\":1,\"CMD\":[{\"OC\":768,\"CA\":3}]}}"));
 }
 
-TEST_F(CallEngineTest, ACountingCallWithoutDataGivesZero) {
+TEST_F(EngineCalls, ACountingCallWithoutDataGivesZero) {
     client.replyWith(ScriptedReply::empty());
     EXPECT_EQ(calls->getNumberFans(3), 0);
 }
 
-TEST_F(CallEngineTest, EntryAndFailureHaveTheirTexts) {
+TEST_F(EngineCalls, EntryAndFailureHaveTheirTexts) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::failure());
     EXPECT_EQ(calls->getNumberFans(0x1F), 0);
@@ -34,7 +34,7 @@ TEST_F(CallEngineTest, EntryAndFailureHaveTheirTexts) {
                                               message("getNumberFans(): KolmRequest() failed")));
 }
 
-TEST_F(CallEngineTest, AComponentTextHasOneEntryTextWhateverItAddresses) {
+TEST_F(EngineCalls, AComponentTextHasOneEntryTextWhateverItAddresses) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::failure());
     EXPECT_EQ(calls->getFanName(key).null, 1);
@@ -45,7 +45,7 @@ TEST_F(CallEngineTest, AComponentTextHasOneEntryTextWhateverItAddresses) {
                                               message("AgentVersion(): KolmRequest() failed")));
 }
 
-TEST_F(CallEngineTest, TwoCallsTraceUnderTheNameOfAnother) {
+TEST_F(EngineCalls, TwoCallsTraceUnderTheNameOfAnother) {
     TraceCapture trace;
     calls->getCPUName(key);
     calls->getSystemBoardSerialNumber(key);
@@ -53,7 +53,7 @@ TEST_F(CallEngineTest, TwoCallsTraceUnderTheNameOfAnother) {
                                               message("Kolm::getSystemBoardVersion()")));
 }
 
-TEST_F(CallEngineTest, AModelIsTheTextOfTheName) {
+TEST_F(EngineCalls, AModelIsTheTextOfTheName) {
     client.replyWith(ScriptedReply::of("\"X\""));
     calls->getChassisName(key);
     calls->getChassisModel(key);
@@ -62,32 +62,32 @@ TEST_F(CallEngineTest, AModelIsTheTextOfTheName) {
     EXPECT_EQ(sent[0], sent[1]);
 }
 
-TEST_F(CallEngineTest, AnEmptyTextIsNotNull) {
+TEST_F(EngineCalls, AnEmptyTextIsNotNull) {
     client.replyWith(ScriptedReply::of("\"\""));
     const auto text = calls->getFanName(key);
     EXPECT_EQ(text.null, 0);
     EXPECT_STREQ(text.value.c_str(), "");
 }
 
-TEST_F(CallEngineTest, ATextMayComeAsBytes) {
+TEST_F(EngineCalls, ATextMayComeAsBytes) {
     client.replyWith(ScriptedReply::ofBytes({'a', 'b', 0, 'c'}));
     EXPECT_STREQ(calls->getFanName(key).value.c_str(), "ab");
 }
 
-TEST_F(CallEngineTest, AnUnreadableDateIsNullAndNoFailure) {
+TEST_F(EngineCalls, AnUnreadableDateIsNullAndNoFailure) {
     TraceCapture failures(1);
     client.replyWith(ScriptedReply::of("\"week 12\""));
     EXPECT_EQ(calls->getFanManufacturerDate(key).null, 1);
     EXPECT_THAT(failures.messages(), IsEmpty());
 }
 
-TEST_F(CallEngineTest, ASignedSettingKeepsItsSign) {
+TEST_F(EngineCalls, ASignedSettingKeepsItsSign) {
     client.replyWith(ScriptedReply::of("-5"));
     EXPECT_EQ(calls->getConfTimeZone().value, -5);
     EXPECT_EQ(calls->getConfBMCHttpPort(key).value, 0xFFFB);
 }
 
-TEST_F(CallEngineTest, AFlagIsJudgedByItsByte) {
+TEST_F(EngineCalls, AFlagIsJudgedByItsByte) {
     client.replyWith(ScriptedReply::of(0x100));
     EXPECT_EQ(calls->getConfBMCUseDHCP(key).null, 0);
     EXPECT_FALSE(calls->getConfBMCUseDHCP(key).value);
@@ -95,7 +95,7 @@ TEST_F(CallEngineTest, AFlagIsJudgedByItsByte) {
     EXPECT_TRUE(calls->getConfBMCUseDHCP(key).value);
 }
 
-TEST_F(CallEngineTest, AMacAddressThatIsNoStreamHasATraceOfItsOwn) {
+TEST_F(EngineCalls, AMacAddressThatIsNoStreamHasATraceOfItsOwn) {
     client.replyWith(ScriptedReply::of("-1"));
     TraceCapture failures(1);
     EXPECT_EQ(calls->getNetworkInfoIfMacAddress(key).null, 1);
@@ -105,13 +105,13 @@ TEST_F(CallEngineTest, AMacAddressThatIsNoStreamHasATraceOfItsOwn) {
     EXPECT_THAT(failures.messages(), ElementsAre(text, text, text));
 }
 
-TEST_F(CallEngineTest, ASetterThrowsWithASmallK) {
+TEST_F(EngineCalls, ASetterThrowsWithASmallK) {
     client.replyWith(ScriptedReply::failure(19));
     EXPECT_THAT(failureOf([&] { calls->setConfServerAssetTag(key, "x"); }),
                 isFailure("setConfServerAssetTag(): kolmRequest() failed"));
 }
 
-TEST_F(CallEngineTest, TheLanguageSetterOnlyTraces) {
+TEST_F(EngineCalls, TheLanguageSetterOnlyTraces) {
     TraceCapture failures(1);
     client.replyWith(ScriptedReply::failure());
     calls->setConfCIMRecordLogLanguage(key, 9);
@@ -119,7 +119,7 @@ TEST_F(CallEngineTest, TheLanguageSetterOnlyTraces) {
                 ElementsAre(message("setConfCIMRecordLogLanguage(): KolmRequest() failed")));
 }
 
-TEST_F(CallEngineTest, ActionsReportFailureByTraceAlone) {
+TEST_F(EngineCalls, ActionsReportFailureByTraceAlone) {
     TraceCapture failures(1);
     client.replyWith(ScriptedReply::failure());
     calls->doRequestShutdownAndOff();
@@ -127,7 +127,7 @@ TEST_F(CallEngineTest, ActionsReportFailureByTraceAlone) {
                 ElementsAre(message("doRequestShutdownAndOff(): KolmRequest() failed")));
 }
 
-TEST_F(CallEngineTest, WithoutAClientEveryRequestFails) {
+TEST_F(EngineCalls, WithoutAClientEveryRequestFails) {
     ShPtr<provider::KOLMCalls> orphan = provider::newKOLMCalls(nullptr);
     SipJson record(1, 0, 0, 0, 0);
     EXPECT_EQ(orphan->getNumberFans(0), 0);
@@ -137,8 +137,9 @@ TEST_F(CallEngineTest, WithoutAClientEveryRequestFails) {
     EXPECT_NE(orphan->passThroughRequest(record), provider::KOLM_SUCCESS);
 }
 
-// Runs the call with every one of its allocations failing in turn. No std::bad_alloc may come out:
-// the call ends in its failure style, and the last round, without a failure, gives its result.
+/// Runs the call repeatedly, each time with the next of its allocations failing. No std::bad_alloc
+/// may leave the call: it fails in its failure style. The last round, without a failure, returns
+/// its result.
 template <class Call>
 void exhaust(const Call& call) {
     for (std::size_t n = 1;; ++n) {
@@ -158,7 +159,7 @@ void exhaust(const Call& call) {
     }
 }
 
-TEST_F(CallEngineTest, LackOfMemoryNeverLeavesACall) {
+TEST_F(EngineCalls, LackOfMemoryNeverLeavesACall) {
     CallArguments arguments;
     SipJson record(1, 0, 0, 0, 0);
     arguments.record = &record;
@@ -170,7 +171,7 @@ TEST_F(CallEngineTest, LackOfMemoryNeverLeavesACall) {
     }
 }
 
-TEST_F(CallEngineTest, LackOfMemoryNeverLeavesACallWithLogEntries) {
+TEST_F(EngineCalls, LackOfMemoryNeverLeavesACallWithLogEntries) {
     std::string entry = "16,0";
     for (int i = 2; i < 15; ++i) entry += ",1";
     client.replyWith(ScriptedReply::of("{\"RAW\":[" + entry + ",65," + entry + ",66]}"));

@@ -14,15 +14,15 @@
 
 namespace varnock::test {
 
-/// The tag that every trace message of the provider layer begins with.
+/// The tag at the start of every trace message of the provider layer.
 inline const std::string kTag = "KRM_TBL             : ";
 
-/// Calls over a client that records and replies as told. The request of construction is forgotten.
-class CallsTest : public testing::Test {
+/// Calls on a recording client with scripted replies. The request of the construction is discarded.
+class RecordedCalls : public testing::Test {
   protected:
-    CallsTest() { client.takeSent(); }
+    RecordedCalls() { client.takeSent(); }
 
-    /// The exception text of a call that throws a BaseException; "" when it does not.
+    /// The text of the BaseException that a call throws; "" if it throws none.
     template <class Call>
     static std::string failureOf(const Call& call) {
         try {
@@ -38,7 +38,7 @@ class CallsTest : public testing::Test {
     const provider::KOLMKey key{0x11, 0x22, 0x33};
 };
 
-/// A message of the trace, without what the trace puts before it.
+/// A trace message of this layer, without the header of the trace entry.
 inline std::string message(const std::string& text) {
     return kTag + text;
 }

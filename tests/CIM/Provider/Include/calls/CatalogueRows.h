@@ -7,12 +7,12 @@
 #include "CIM/Provider/Include/KOLMKey.h"
 #include "catalogue/Table.h"
 
-/// What the rows of the catalogue promise of every call.
+/// The expected behaviour of each call, taken from its row of the catalogue.
 namespace varnock::test {
 
 inline constexpr unsigned int kAllOnes = 0xFFFFFFFF;
 
-/// Numbers that differ from one another in every byte, so that none can stand for another.
+/// Arguments that differ in every byte, so that a swapped pair is noticed.
 inline const provider::KOLMKey kKey(0x0A1B2C3D, 0x1E2F3041, 0x00525364);
 inline constexpr unsigned int kNumber = 0x75869708;
 inline constexpr unsigned int kValue = 0xA9BACBDC;
@@ -29,23 +29,23 @@ inline bool isIn(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-/// Whether the call is successive commands.
+/// True if the call sends several commands one after the other.
 inline bool isSequence(const CatalogueRow& row) {
     return isIn(row.opcode, "/") || isIn(row.object, "/") || isIn(row.object, " to ");
 }
 
-/// Whether the call is one command of its own that a reply can be decoded from.
+/// True if the call sends one command and decodes its reply.
 inline bool isSimple(const CatalogueRow& row) {
     return hasCommand(row) && !isSequence(row) && row.reply != "none";
 }
 
-/// The key that a row's call is tried with: one for which it sends something.
+/// A key for which the row's call sends a command.
 inline const provider::KOLMKey& keyFor(const CatalogueRow& row) {
     static const provider::KOLMKey objectZero(kKey.cabinetNr, 0, kKey.opCodeExt);
     return row.sends == "for object 0" ? objectZero : kKey;
 }
 
-/// What a call gives that got nothing.
+/// The result of a call whose request failed.
 inline std::string nothingOf(const CatalogueRow& row) {
     if (row.returnType == "void") return "void";
     if (row.returnType == "bool" || row.returnType == "cimple::boolean") return "false";
@@ -64,7 +64,7 @@ inline bool throwsOnFailure(const CatalogueRow& row) {
     return row.failure == "throws" || row.failure == "throws unless tolerated";
 }
 
-/// The failure message of a row, as a trace or an exception has it.
+/// The failure message of a row, as in the trace or the exception.
 inline std::string failureText(const CatalogueRow& row) {
     const std::string name(traceName(row));
     if (row.reply == "components") return name + "(): KolmRequest(CM_VInfoScanOpen) failed";
@@ -74,7 +74,7 @@ inline std::string failureText(const CatalogueRow& row) {
     return name + "(): KolmRequest() failed";
 }
 
-/// Rows whose calls send something and report a failed request.
+/// Rows whose calls send a command and report a failed request.
 inline bool reportsFailure(const CatalogueRow& row) {
     return hasCommand(row) && row.failure != "silent";
 }

@@ -1,4 +1,4 @@
-// Every typed call against its row of the catalogue.
+// Checks every typed call against its row of the catalogue.
 
 #include <algorithm>
 #include <cstring>
@@ -21,15 +21,15 @@ using provider::KOLMKey;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What every reply of these tests says where it is asked for a number, and so the token of a scan,
-// the count of its components and the cabinet that the next command is for.
+/// The number in every reply of these tests. It is also the token of a scan, its number of
+/// components and the cabinet of the next command.
 constexpr unsigned int kAnswer = 2;
 
 unsigned int hex(std::string_view text) {
     return static_cast<unsigned int>(std::stoul(std::string(text), nullptr, 0));
 }
 
-// What a cell of the columns ext, object and cabinet sends.
+/// The number that a cell of the columns ext, object and cabinet stands for.
 unsigned int number(std::string_view cell) {
     static const std::map<std::string_view, unsigned int> words = {
         {"key opCodeExt", kKey.opCodeExt},
@@ -43,12 +43,12 @@ unsigned int number(std::string_view cell) {
     if (const auto word = words.find(cell); word != words.end()) return word->second;
     if (isIn(cell, " + (key opCodeExt << 8)")) return hex(cell) + (kKey.opCodeExt << 8);
     if (const auto other = cell.find(", else "); other != std::string_view::npos) {
-        return hex(cell.substr(other + 7));  // the object of the key is not 0
+        return hex(cell.substr(other + 7));  // used if the key's object is not 0
     }
     return hex(cell);
 }
 
-// The data members that a row's call sends.
+/// The data members in the request of a row's call.
 std::string dataOf(const CatalogueRow& row) {
     const auto as = [](const std::string& value) { return ",\"DA\":" + value + ",\"ST\":0"; };
     if (row.data == "-") return "";
@@ -60,7 +60,7 @@ std::string dataOf(const CatalogueRow& row) {
     return as(std::to_string(hex(row.data.substr(row.data.find(' ') + 1))));
 }
 
-// The part of a cell that is for the command at this place of a sequence.
+/// The part of a cell for the command at this position of a sequence.
 std::string_view part(std::string_view cell, std::size_t place) {
     constexpr std::string_view separator = " / ";
     for (; place > 0 && isIn(cell, separator); --place) {
@@ -78,7 +78,7 @@ std::size_t commandsOf(const CatalogueRow& row) {
     return commands;
 }
 
-// The object ids that a part of the column object stands for.
+/// The object ids that a part of the object column stands for.
 std::vector<unsigned int> objects(std::string_view cell) {
     unsigned int first = 1;
     unsigned int last = kAnswer;
@@ -93,7 +93,7 @@ std::vector<unsigned int> objects(std::string_view cell) {
     return all;
 }
 
-// What a call sends when every reply is kAnswer.
+/// The commands of a call when every reply is kAnswer.
 std::vector<std::string> expectedCommands(const CatalogueRow& row) {
     if (row.sends == "no" || row.sends == "for object 0") return {};
     if (!hasCommand(row)) return {commandText(0x0F00, 1, 2, 3)};
@@ -107,21 +107,22 @@ std::vector<std::string> expectedCommands(const CatalogueRow& row) {
     return commands;
 }
 
-// The forms of reply that only one call has, in which its own tests take replies apart.
+/// True for a form of reply that only one call has. Its decoding is covered by the tests of that
+/// call.
 bool hasFormOfItsOwn(const CatalogueRow& row) {
     return row.reply == "PCI header" || row.reply == "log entries" || row.reply == "power samples";
 }
 
-class CatalogueTest : public CallsTest {
+class CatalogueCalls : public RecordedCalls {
   protected:
-    CatalogueTest() {
+    CatalogueCalls() {
         arguments.number = kNumber;
         arguments.value = kValue;
         arguments.text = kText;
         arguments.record = &record;
     }
 
-    // With the key of its row, unless a test asks for another.
+    /// Calls with the key of the row.
     std::string invoke(const CatalogueRow& row) { return invoke(row, keyFor(row)); }
     std::string invoke(const CatalogueRow& row, const KOLMKey& with) {
         const CallEntry* call = findCall(row.name);
@@ -137,7 +138,7 @@ class CatalogueTest : public CallsTest {
     CallArguments arguments;
 };
 
-// New calls go behind the ones that users know by their position, and nothing moves.
+// Compiled users call by position, so new calls are appended and nothing moves.
 TEST(Catalogue, HasThe316CallsOfTheInterface) {
     constexpr std::size_t published = 316;
     ASSERT_GE(rows().size(), published);
@@ -160,12 +161,12 @@ TEST(Catalogue, HasTheDestructorBehindTheCalls) {
     void (**table)(provider::KOLMCalls*) = nullptr;
     std::memcpy(&table, static_cast<const void*>(object), sizeof table);
     TraceCapture trace;
-    table[rows().size() + 1](object);  // the form that deletes stands behind the complete one
+    table[rows().size() + 1](object);  // the deleting destructor follows the complete one
     EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::~Kolm()")));
 }
 #endif
 
-TEST_F(CatalogueTest, EveryCallSendsTheCommandsOfItsRow) {
+TEST_F(CatalogueCalls, EveryCallSendsTheCommandsOfItsRow) {
     client.replyWith(ScriptedReply::of(kAnswer));
     for (const CatalogueRow& row : rows()) {
         record.SetCmd(0x0F00, 1, 2, 3, kAllOnes);
@@ -174,7 +175,7 @@ TEST_F(CatalogueTest, EveryCallSendsTheCommandsOfItsRow) {
     }
 }
 
-TEST_F(CatalogueTest, SomeCallsSendOtherThingsForObjectZero) {
+TEST_F(CatalogueCalls, SomeCallsSendOtherThingsForObjectZero) {
     std::size_t tried = 0;
     for (const CatalogueRow& row : rows()) {
         const auto end = row.ext.find(" for object 0, else ");
@@ -189,7 +190,7 @@ TEST_F(CatalogueTest, SomeCallsSendOtherThingsForObjectZero) {
     EXPECT_GT(tried, 0U);
 }
 
-TEST_F(CatalogueTest, EveryCallDecodesTheReplyOfItsRow) {
+TEST_F(CatalogueCalls, EveryCallDecodesTheReplyOfItsRow) {
     for (const CatalogueRow& row : rows()) {
         if (!isSimple(row) || hasFormOfItsOwn(row)) continue;
         const std::optional<ReplyExample> example = replyExample(row);
@@ -200,7 +201,7 @@ TEST_F(CatalogueTest, EveryCallDecodesTheReplyOfItsRow) {
     }
 }
 
-TEST_F(CatalogueTest, AReplyWithoutDataIsNoFailure) {
+TEST_F(CatalogueCalls, AReplyWithoutDataIsNoFailure) {
     for (const CatalogueRow& row : rows()) {
         if (!isSimple(row)) continue;
         TraceCapture failures(1);
@@ -210,7 +211,7 @@ TEST_F(CatalogueTest, AReplyWithoutDataIsNoFailure) {
     }
 }
 
-TEST_F(CatalogueTest, AReplyWhoseStatusIsNoSuccessHasNoData) {
+TEST_F(CatalogueCalls, AReplyWhoseStatusIsNoSuccessHasNoData) {
     for (const CatalogueRow& row : rows()) {
         if (!isSimple(row)) continue;
         ScriptedReply reply = ScriptedReply::of(7);
@@ -220,8 +221,8 @@ TEST_F(CatalogueTest, AReplyWhoseStatusIsNoSuccessHasNoData) {
     }
 }
 
-TEST_F(CatalogueTest, DataOfAnotherKindIsAsGoodAsNone) {
-    // What no number, text or byte stream can be read from.
+TEST_F(CatalogueCalls, DataOfAnotherKindIsAsGoodAsNone) {
+    // Data from which no number, text or byte stream can be read.
     for (const CatalogueRow& row : rows()) {
         if (!isSimple(row)) continue;
         for (const char* data : {"true", "-1.5", "{\"RAW\":7}", "[]", "{}"}) {
@@ -240,7 +241,7 @@ TEST_F(CatalogueTest, DataOfAnotherKindIsAsGoodAsNone) {
     }
 }
 
-TEST_F(CatalogueTest, AFailedRequestEndsAsTheRowSays) {
+TEST_F(CatalogueCalls, AFailedRequestEndsAsTheRowSays) {
     std::size_t failed = 0;
     for (const CatalogueRow& row : rows()) {
         if (!reportsFailure(row)) continue;
@@ -260,7 +261,7 @@ TEST_F(CatalogueTest, AFailedRequestEndsAsTheRowSays) {
     EXPECT_GT(failed, rows().size() / 2);
 }
 
-TEST_F(CatalogueTest, ASilentFailureIsNotTraced) {
+TEST_F(CatalogueCalls, ASilentFailureIsNotTraced) {
     client.replyWith(ScriptedReply::failure());
     for (const CatalogueRow& row : rows()) {
         if (row.failure != "silent") continue;
@@ -270,7 +271,7 @@ TEST_F(CatalogueTest, ASilentFailureIsNotTraced) {
     }
 }
 
-TEST_F(CatalogueTest, ToleratedStatusesAreAnswersToTheCallsThatAsk) {
+TEST_F(CatalogueCalls, ToleratedStatusesAreAnswersToTheCallsThatAsk) {
     for (const CatalogueRow& row : rows()) {
         if (!isIn(row.failure, "unless tolerated")) continue;
         for (const unsigned int status : {19u, 25u}) {
@@ -282,7 +283,7 @@ TEST_F(CatalogueTest, ToleratedStatusesAreAnswersToTheCallsThatAsk) {
     }
 }
 
-TEST_F(CatalogueTest, ToleratedStatusesAreFailuresToAllOthers) {
+TEST_F(CatalogueCalls, ToleratedStatusesAreFailuresToAllOthers) {
     for (const CatalogueRow& row : rows()) {
         if (!reportsFailure(row) || isIn(row.failure, "unless tolerated")) continue;
         for (const unsigned int status : {19u, 25u}) {
@@ -294,7 +295,7 @@ TEST_F(CatalogueTest, ToleratedStatusesAreFailuresToAllOthers) {
     }
 }
 
-TEST_F(CatalogueTest, StatusesNearTheToleratedOnesAreFailures) {
+TEST_F(CatalogueCalls, StatusesNearTheToleratedOnesAreFailures) {
     for (const CatalogueRow& row : rows()) {
         if (row.failure != "throws unless tolerated") continue;
         for (const unsigned int status : {0u, 3u, 17u, 18u, 20u, 22u, 24u, 26u}) {
@@ -304,7 +305,7 @@ TEST_F(CatalogueTest, StatusesNearTheToleratedOnesAreFailures) {
     }
 }
 
-TEST_F(CatalogueTest, ASetterNeedsAReplyThatSaysSuccess) {
+TEST_F(CatalogueCalls, ASetterNeedsAReplyThatSaysSuccess) {
     std::size_t setters = 0;
     for (const CatalogueRow& row : rows()) {
         if (!isSetter(row)) continue;
@@ -327,7 +328,7 @@ TEST_F(CatalogueTest, ASetterNeedsAReplyThatSaysSuccess) {
     EXPECT_GT(setters, 0U);
 }
 
-TEST_F(CatalogueTest, ExceptionsOfTheClientPassThrough) {
+TEST_F(CatalogueCalls, ExceptionsOfTheClientPassThrough) {
     client.replyWith(ScriptedReply::raising(
         provider::CimErrorException("f", 1, "refused", provider::CIM_ERR_ACCESS_DENIED)));
     for (const CatalogueRow& row : rows()) {
@@ -336,11 +337,12 @@ TEST_F(CatalogueTest, ExceptionsOfTheClientPassThrough) {
     }
 }
 
-TEST_F(CatalogueTest, StandardExceptionsBecomeTheFailureOfTheRow) {
+TEST_F(CatalogueCalls, StandardExceptionsBecomeTheFailureOfTheRow) {
     client.replyWith(ScriptedReply::raising(std::bad_alloc()));
     for (const CatalogueRow& row : rows()) {
         if (!reportsFailure(row)) continue;
-        // Where only the first failure is traced this one is raised: nobody knows how far it came.
+        // Where only a failure of the first command is traced, a later failure throws: the change
+        // may have been made in part.
         const bool raises = row.failure.starts_with("throws");
         std::string result;
         const std::string failure = failureOf([&] { result = invoke(row); });
@@ -349,7 +351,7 @@ TEST_F(CatalogueTest, StandardExceptionsBecomeTheFailureOfTheRow) {
     }
 }
 
-TEST_F(CatalogueTest, TheOtherCallsTakeStandardExceptionsToo) {
+TEST_F(CatalogueCalls, TheOtherCallsTakeStandardExceptionsToo) {
     client.replyWith(ScriptedReply::raising(std::out_of_range("")));
     EXPECT_EQ(calls->getConfAlarmQORVAId().null, 1);
     EXPECT_EQ(calls->passThroughRequest(record), provider::KOLM_FAILED);
@@ -357,7 +359,7 @@ TEST_F(CatalogueTest, TheOtherCallsTakeStandardExceptionsToo) {
     EXPECT_EQ(calls->getConfMessageLogNoWrap(KOLMKey(1, 0, 0)).null, 1);
 }
 
-// The entry line of a row, without the name of the class.
+/// The entry line of a row without the class name.
 std::string entryText(const CatalogueRow& row) {
     static const std::map<std::string_view, std::string> shown = {
         {"(cabinet)", "(75869708)"},
@@ -371,7 +373,7 @@ std::string entryText(const CatalogueRow& row) {
            (known != shown.end() ? known->second : std::string(row.entry));
 }
 
-TEST_F(CatalogueTest, EveryCallTracesItsEntry) {
+TEST_F(CatalogueCalls, EveryCallTracesItsEntry) {
     std::size_t traced = 0;
     for (const CatalogueRow& row : rows()) {
         TraceCapture trace;
@@ -388,7 +390,7 @@ TEST_F(CatalogueTest, EveryCallTracesItsEntry) {
     EXPECT_GT(traced, rows().size() / 2);
 }
 
-TEST_F(CatalogueTest, NothingIsTracedBelowItsLevel) {
+TEST_F(CatalogueCalls, NothingIsTracedBelowItsLevel) {
     TraceCapture silence(0);
     client.replyWith(ScriptedReply::failure());
     for (const CatalogueRow& row : rows()) {

@@ -3,7 +3,7 @@
 namespace varnock::test {
 namespace {
 
-class ComponentRelationTest : public CallsTest {
+class ComponentParent : public RecordedCalls {
   protected:
     std::string parent() {
         CallArguments arguments;
@@ -12,19 +12,19 @@ class ComponentRelationTest : public CallsTest {
     }
 };
 
-TEST_F(ComponentRelationTest, ReadsClassObjectAndCabinet) {
+TEST_F(ComponentParent, ReadsClassObjectAndCabinet) {
     client.replyWith(ScriptedReply::ofBytes({2, 0, 7, 1, 5, 0, 99}));
     EXPECT_EQ(parent(), "(5 263 2)");
 }
 
-TEST_F(ComponentRelationTest, WithoutACabinetItIsTheCabinetOfTheKey) {
+TEST_F(ComponentParent, WithoutACabinetItIsTheCabinetOfTheKey) {
     client.replyWith(ScriptedReply::ofBytes({2, 0, 7, 1, 5}));
     EXPECT_EQ(parent(), "(17 263 2)");
     client.replyWith(ScriptedReply::ofBytes({2, 0, 7, 1}));
     EXPECT_EQ(parent(), "(17 263 2)");
 }
 
-TEST_F(ComponentRelationTest, WithoutAParentAllIsOnes) {
+TEST_F(ComponentParent, WithoutAParentAllIsOnes) {
     const std::string none = "(4294967295 4294967295 4294967295)";
     client.replyWith(ScriptedReply::ofBytes({2, 0, 7}));
     EXPECT_EQ(parent(), none);
@@ -34,7 +34,7 @@ TEST_F(ComponentRelationTest, WithoutAParentAllIsOnes) {
     EXPECT_EQ(parent(), none);
 }
 
-TEST_F(ComponentRelationTest, ACabinetOfAllOnesIsACabinet) {
+TEST_F(ComponentParent, ACabinetOfAllOnesIsACabinet) {
     client.replyWith(ScriptedReply::ofBytes({2, 0, 7, 1, 0xFF, 0xFF}));
     EXPECT_EQ(parent(), "(65535 263 2)");
 }

@@ -24,9 +24,9 @@ std::string readOf(unsigned int index) {
     return commandText(0x0C86, kToken, index, kCabinet);
 }
 
-class ComponentScanTest : public testing::Test {
+class ScannedComponents : public testing::Test {
   protected:
-    // Opens the scan and visits; the indices that were visited.
+    /// Opens the scan and returns the visited indices.
     std::vector<unsigned int> visited() {
         std::vector<unsigned int> indices;
         EXPECT_EQ(scan.open(), ComponentScan::Opened::yes);
@@ -34,7 +34,7 @@ class ComponentScanTest : public testing::Test {
             [&](const ScannedComponent& component) { indices.push_back(component.index); });
         return indices;
     }
-    // What the scan makes of one record.
+    /// The component that the scan decodes from one record.
     ScannedComponent componentOf(const ScriptedReply& reply) {
         client.script({ScriptedReply::of(kToken), ScriptedReply::of(1), reply});
         ScannedComponent result{};
@@ -48,30 +48,30 @@ class ComponentScanTest : public testing::Test {
     ComponentScan scan{engine, "theCall", kCabinet};
 };
 
-TEST_F(ComponentScanTest, OpensCountsReadsAndCloses) {
+TEST_F(ScannedComponents, OpensCountsReadsAndCloses) {
     client.script({ScriptedReply::of(kToken), ScriptedReply::of(2)});
     EXPECT_THAT(visited(), ElementsAre(1u, 2u));
     EXPECT_THAT(client.takeSent(), ElementsAre(kOpen, kCount, readOf(1), readOf(2), kClose));
 }
 
-TEST_F(ComponentScanTest, WithoutComponentsItOnlyCloses) {
+TEST_F(ScannedComponents, WithoutComponentsItOnlyCloses) {
     client.script({ScriptedReply::of(kToken), ScriptedReply::of(0u)});
     EXPECT_THAT(visited(), ElementsAre());
     EXPECT_THAT(client.takeSent(), ElementsAre(kOpen, kCount, kClose));
 }
 
-TEST_F(ComponentScanTest, ACountWithoutDataIsNone) {
+TEST_F(ScannedComponents, ACountWithoutDataIsNone) {
     client.script({ScriptedReply::of(kToken), ScriptedReply::empty()});
     EXPECT_THAT(visited(), ElementsAre());
 }
 
-TEST_F(ComponentScanTest, TokenAndCountAreWords) {
+TEST_F(ScannedComponents, TokenAndCountAreWords) {
     client.script({ScriptedReply::of(0x50000 + kToken), ScriptedReply::of(0x70001)});
     EXPECT_THAT(visited(), ElementsAre(1u));
     EXPECT_THAT(client.takeSent(), ElementsAre(kOpen, kCount, readOf(1), kClose));
 }
 
-TEST_F(ComponentScanTest, WithoutATokenThereIsNothingToClose) {
+TEST_F(ScannedComponents, WithoutATokenThereIsNothingToClose) {
     client.replyWith(ScriptedReply::empty());
     EXPECT_EQ(scan.open(), ComponentScan::Opened::noToken);
     client.replyWith(ScriptedReply::failure());
@@ -79,7 +79,7 @@ TEST_F(ComponentScanTest, WithoutATokenThereIsNothingToClose) {
     EXPECT_THAT(client.takeSent(), ElementsAre(kOpen, kOpen));
 }
 
-TEST_F(ComponentScanTest, SaysWhyItIsNotOpen) {
+TEST_F(ScannedComponents, SaysWhyItIsNotOpen) {
     TraceCapture trace(1);
     client.replyWith(ScriptedReply::failure());
     EXPECT_FALSE(scan.openOrTrace());
@@ -92,13 +92,13 @@ TEST_F(ComponentScanTest, SaysWhyItIsNotOpen) {
                             message("theCall(): session token invalid")));
 }
 
-TEST_F(ComponentScanTest, AFailedCountClosesBeforeItThrows) {
+TEST_F(ScannedComponents, AFailedCountClosesBeforeItThrows) {
     client.script({ScriptedReply::of(kToken), ScriptedReply::failure()});
     EXPECT_THROW(visited(), provider::BaseException);
     EXPECT_THAT(client.takeSent(), ElementsAre(kOpen, kCount, kClose));
 }
 
-TEST_F(ComponentScanTest, AFailedReadIsPassedOver) {
+TEST_F(ScannedComponents, AFailedReadIsPassedOver) {
     TraceCapture trace;
     client.script({ScriptedReply::of(kToken), ScriptedReply::of(3), ScriptedReply::empty(),
                    ScriptedReply::failure()});
@@ -107,14 +107,14 @@ TEST_F(ComponentScanTest, AFailedReadIsPassedOver) {
                 ElementsAre(message("theCall(): KolmRequest(CM_VInfoComponentInfo) failed")));
 }
 
-TEST_F(ComponentScanTest, WithoutAChannelItReadsNoFurtherButCloses) {
+TEST_F(ScannedComponents, WithoutAChannelItReadsNoFurtherButCloses) {
     client.script({ScriptedReply::of(kToken), ScriptedReply::of(60000), ScriptedReply::empty(),
                    ScriptedReply::failure(3)});
     EXPECT_THAT(visited(), ElementsAre(1u));
     EXPECT_THAT(client.takeSent(), ElementsAre(kOpen, kCount, readOf(1), readOf(2), kClose));
 }
 
-TEST_F(ComponentScanTest, AFailedCloseIsOnlyTraced) {
+TEST_F(ScannedComponents, AFailedCloseIsOnlyTraced) {
     TraceCapture trace;
     client.script({ScriptedReply::of(kToken), ScriptedReply::of(0u), ScriptedReply::failure()});
     visited();
@@ -122,7 +122,7 @@ TEST_F(ComponentScanTest, AFailedCloseIsOnlyTraced) {
                 ElementsAre(message("theCall(): KolmRequest(CM_VInfoScanClose) failed")));
 }
 
-TEST_F(ComponentScanTest, ClosesWhenTheClientThrows) {
+TEST_F(ScannedComponents, ClosesWhenTheClientThrows) {
     const auto refusal = ScriptedReply::raising(
         provider::CimErrorException("f", 1, "refused", provider::CIM_ERR_ACCESS_DENIED));
     client.script({ScriptedReply::of(kToken), ScriptedReply::of(2), refusal});
@@ -130,7 +130,7 @@ TEST_F(ComponentScanTest, ClosesWhenTheClientThrows) {
     EXPECT_THAT(client.takeSent(), ElementsAre(kOpen, kCount, readOf(1), kClose));
 }
 
-TEST_F(ComponentScanTest, ReportsTheFirstOfTwoFailures) {
+TEST_F(ScannedComponents, ReportsTheFirstOfTwoFailures) {
     client.script({ScriptedReply::of(kToken), ScriptedReply::of(2),
                    ScriptedReply::raising(provider::CimErrorException(
                        "f", 1, "refused", provider::CIM_ERR_ACCESS_DENIED)),
@@ -142,7 +142,7 @@ TEST_F(ComponentScanTest, ReportsTheFirstOfTwoFailures) {
     EXPECT_THROW(visited(), provider::HandlerException);
 }
 
-TEST_F(ComponentScanTest, ClosesWhenTheVisitorThrows) {
+TEST_F(ScannedComponents, ClosesWhenTheVisitorThrows) {
     client.script({ScriptedReply::of(kToken), ScriptedReply::of(2)});
     ASSERT_EQ(scan.open(), ComponentScan::Opened::yes);
     EXPECT_THROW(
@@ -151,7 +151,7 @@ TEST_F(ComponentScanTest, ClosesWhenTheVisitorThrows) {
     EXPECT_THAT(client.takeSent(), ElementsAre(kOpen, kCount, readOf(1), kClose));
 }
 
-TEST_F(ComponentScanTest, ACancelledThreadSendsNoMore) {
+TEST_F(ScannedComponents, ACancelledThreadSendsNoMore) {
     client.script({ScriptedReply::of(kToken), ScriptedReply::of(2)});
     PosixThread thread([this] {
         if (scan.open() == ComponentScan::Opened::yes) {
@@ -165,43 +165,43 @@ TEST_F(ComponentScanTest, ACancelledThreadSendsNoMore) {
     EXPECT_THAT(client.takeSent(), ElementsAre(kOpen, kCount, readOf(1)));
 }
 
-TEST_F(ComponentScanTest, ARecordHasItsKindAndItsTexts) {
+TEST_F(ScannedComponents, ARecordHasItsKindAndItsTexts) {
     const ScannedComponent component =
         componentOf(ScriptedReply::ofBytes({9, 9, 13, 9, 9, 9, 'a', 0, 0, 'b', 'c', 0}));
     EXPECT_EQ(component.kind, 13);
     EXPECT_THAT(component.texts, ElementsAre("a", "", "bc"));
 }
 
-TEST_F(ComponentScanTest, AShortRecordHasNoKind) {
+TEST_F(ScannedComponents, AShortRecordHasNoKind) {
     EXPECT_EQ(componentOf(ScriptedReply::ofBytes({9, 9})).kind, std::nullopt);
     EXPECT_EQ(componentOf(ScriptedReply::empty()).kind, std::nullopt);
     EXPECT_EQ(componentOf(ScriptedReply::of("-1")).kind, std::nullopt);
     EXPECT_EQ(componentOf(ScriptedReply::ofBytes({9, 9, 0})).kind, 0);
 }
 
-TEST_F(ComponentScanTest, ARecordThatEndsBeforeItsTextsHasNone) {
+TEST_F(ScannedComponents, ARecordThatEndsBeforeItsTextsHasNone) {
     EXPECT_THAT(componentOf(ScriptedReply::ofBytes({9, 9, 1, 9, 9, 9})).texts, ElementsAre());
     EXPECT_THAT(componentOf(ScriptedReply::ofBytes({9, 9, 1})).texts, ElementsAre());
 }
 
-TEST_F(ComponentScanTest, ATextEndsAtTheEndOfTheRecordToo) {
+TEST_F(ScannedComponents, ATextEndsAtTheEndOfTheRecordToo) {
     EXPECT_THAT(componentOf(ScriptedReply::ofBytes({9, 9, 1, 9, 9, 9, 'a', 0, 'b'})).texts,
                 ElementsAre("a", "b"));
 }
 
-TEST_F(ComponentScanTest, NineTextsStayNine) {
+TEST_F(ScannedComponents, NineTextsStayNine) {
     std::vector<unsigned int> record = {9, 9, 1, 9, 9, 9};
     for (int text = 0; text < 9; ++text) {
         record.insert(record.end(), {'x', 0});
     }
     EXPECT_EQ(componentOf(ScriptedReply::ofBytes(record)).texts.size(), 9u);
-    record.push_back(0);  // an empty tenth
+    record.push_back(0);  // an empty tenth text
     EXPECT_EQ(componentOf(ScriptedReply::ofBytes(record)).texts.size(), 10u);
     record.insert(record.end(), {'y', 0, 'z', 0});
     EXPECT_EQ(componentOf(ScriptedReply::ofBytes(record)).texts.size(), 10u);
 }
 
-TEST_F(ComponentScanTest, AnotherVersionIsTraced) {
+TEST_F(ScannedComponents, AnotherVersionIsTraced) {
     TraceCapture trace;
     EXPECT_FALSE(scan.isKnownVersion({1, 1, std::vector<std::string>(9)}));
     EXPECT_TRUE(scan.isKnownVersion({1, 1, std::vector<std::string>(10)}));

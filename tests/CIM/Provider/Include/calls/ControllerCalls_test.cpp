@@ -7,9 +7,9 @@ using provider::KOLMKey;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class ControllerCallsTest : public CallsTest {
+class ControllerCalls : public RecordedCalls {
   protected:
-    // Component 1 is a SCSI, 2 a LAN and 3 a WAN controller.
+    /// Component 1 is a SCSI, 2 a LAN and 3 a WAN controller.
     void openSession() {
         client.replyBy([](const SipJson& command) {
             if (command.OpCode() != 0x0C86) return ScriptedReply::of(3);
@@ -22,7 +22,7 @@ class ControllerCallsTest : public CallsTest {
     }
 };
 
-TEST_F(ControllerCallsTest, ListsAreTheControllersThatWereRead) {
+TEST_F(ControllerCalls, ListsAreTheControllersThatWereRead) {
     EXPECT_THAT(calls->getLANControllers(1), IsEmpty());
     openSession();
     const auto one = [](const std::vector<KOLMKey>& keys, unsigned int object,
@@ -36,14 +36,14 @@ TEST_F(ControllerCallsTest, ListsAreTheControllersThatWereRead) {
     EXPECT_THAT(client.takeSent(), IsEmpty());
 }
 
-TEST_F(ControllerCallsTest, ComponentIdAndLocationAreTheLastTexts) {
+TEST_F(ControllerCalls, ComponentIdAndLocationAreTheLastTexts) {
     openSession();
     EXPECT_STREQ(calls->getControllerComponentID(KOLMKey(0, 2, 13)).value.c_str(), "i");
     EXPECT_STREQ(calls->getControllerLocationKey(KOLMKey(0, 2, 13)).value.c_str(), "j");
     EXPECT_THAT(client.takeSent(), IsEmpty());
 }
 
-TEST_F(ControllerCallsTest, AControllerThatWasNotReadIsAFailure) {
+TEST_F(ControllerCalls, AControllerThatWasNotReadIsAFailure) {
     openSession();
     EXPECT_THAT(failureOf([&] { calls->getControllerComponentID(KOLMKey(0, 2, 12)); }),
                 isFailure("getControllerComponentID(): KolmRequest() failed"));
@@ -53,7 +53,7 @@ TEST_F(ControllerCallsTest, AControllerThatWasNotReadIsAFailure) {
                 isFailure("getControllerLocationKey(): KolmRequest() failed"));
 }
 
-TEST_F(ControllerCallsTest, TheLocationKeyIsUnknown) {
+TEST_F(ControllerCalls, TheLocationKeyIsUnknown) {
     TraceCapture trace;
     EXPECT_EQ(calls->getLocationKey(key).null, 1);
     EXPECT_THAT(client.takeSent(), IsEmpty());

@@ -7,7 +7,7 @@ using provider::KOLMKey;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class ElementCallsTest : public CallsTest {
+class ElementCalls : public RecordedCalls {
   protected:
     void openSession() {
         client.replyBy([](const SipJson& command) {
@@ -22,7 +22,7 @@ class ElementCallsTest : public CallsTest {
     const KOLMKey cached{1, 1, 12};
 };
 
-TEST_F(ElementCallsTest, TheClassStandsAboveTheAttribute) {
+TEST_F(ElementCalls, TheClassStandsAboveTheAttribute) {
     const KOLMKey element(4, 5, 0x0A);
     calls->getElementManufacturer(element);
     calls->getElementSerialNumber(element);
@@ -30,12 +30,12 @@ TEST_F(ElementCallsTest, TheClassStandsAboveTheAttribute) {
                 ElementsAre(commandText(0x0C00, 0x0A0A, 5, 4), commandText(0x0C00, 0x0A00, 5, 4)));
 }
 
-TEST_F(ElementCallsTest, AClassThatIsTooLargeLosesItsHighByte) {
+TEST_F(ElementCalls, AClassThatIsTooLargeLosesItsHighByte) {
     calls->getElementName(KOLMKey(4, 5, 0xFF000102));
     EXPECT_THAT(client.takeSent(), ElementsAre(commandText(0x0C00, 0x00010208, 5, 4)));
 }
 
-TEST_F(ElementCallsTest, CachedClassesSendNothing) {
+TEST_F(ElementCalls, CachedClassesSendNothing) {
     openSession();
     EXPECT_STREQ(calls->getElementManufacturer(cached).value.c_str(), "a");
     EXPECT_STREQ(calls->getElementName(cached).value.c_str(), "b");
@@ -49,14 +49,14 @@ TEST_F(ElementCallsTest, CachedClassesSendNothing) {
     EXPECT_THAT(client.takeSent(), IsEmpty());
 }
 
-TEST_F(ElementCallsTest, AnEmptyCachedTextIsFound) {
+TEST_F(ElementCalls, AnEmptyCachedTextIsFound) {
     openSession();
     TraceCapture trace;
     EXPECT_EQ(calls->getElementPartNumber(cached).null, 0);
     EXPECT_FALSE(trace.contains("not found"));
 }
 
-TEST_F(ElementCallsTest, EachSaysWhatItDidNotFind) {
+TEST_F(ElementCalls, EachSaysWhatItDidNotFind) {
     TraceCapture trace;
     const KOLMKey unknown(1, 7, 13);
     EXPECT_EQ(calls->getElementManufacturer(unknown).null, 1);
@@ -80,7 +80,7 @@ TEST_F(ElementCallsTest, EachSaysWhatItDidNotFind) {
     }
 }
 
-TEST_F(ElementCallsTest, AnInstanceIdOfAnotherClassIsNotAskedFor) {
+TEST_F(ElementCalls, AnInstanceIdOfAnotherClassIsNotAskedFor) {
     TraceCapture trace;
     EXPECT_EQ(calls->getElementInstanceID(KOLMKey(1, 1, 2)).null, 1);
     EXPECT_THAT(client.takeSent(), IsEmpty());
@@ -89,7 +89,7 @@ TEST_F(ElementCallsTest, AnInstanceIdOfAnotherClassIsNotAskedFor) {
                             message("getElementInstanceID():InstanceID not found")));
 }
 
-TEST_F(ElementCallsTest, AFailedRequestIsNotFoundToo) {
+TEST_F(ElementCalls, AFailedRequestIsNotFoundToo) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::failure());
     EXPECT_EQ(calls->getElementName(KOLMKey(1, 1, 2)).null, 1);
@@ -98,7 +98,7 @@ TEST_F(ElementCallsTest, AFailedRequestIsNotFoundToo) {
                                               message("getElementName():Name not found")));
 }
 
-TEST_F(ElementCallsTest, ADateThatCannotBeReadIsNull) {
+TEST_F(ElementCalls, ADateThatCannotBeReadIsNull) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::of("\"spring\""));
     EXPECT_EQ(calls->getElementManufactureDate(KOLMKey(1, 1, 2)).null, 1);

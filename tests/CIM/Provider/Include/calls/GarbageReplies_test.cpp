@@ -1,4 +1,4 @@
-// Every typed call, over real sockets, against an agent that answers nonsense or breaks off.
+// Every typed call over real sockets, with an agent that sends malformed replies or closes early.
 #include <atomic>
 #include <functional>
 #include <map>
@@ -23,7 +23,7 @@ AgentReply replyWith(const std::string& command) {
     return AgentReply::json(R"({"SIP":{"V":1,"CMD":[)" + command + "]}}");
 }
 
-// Replies that no call can take for one: the request has failed.
+/// Malformed replies: the request fails.
 const std::map<std::string, Reply>& garbage() {
     static const std::map<std::string, Reply> replies{
         {"NoJson", [] { return AgentReply::json("no json"); }},
@@ -47,7 +47,7 @@ const std::map<std::string, Reply>& garbage() {
     return replies;
 }
 
-// Data that few calls can read, in a reply that is a success.
+/// Data of unexpected types in a successful reply.
 const std::map<std::string, std::string>& wrongTypes() {
     static const std::map<std::string, std::string> data{
         {"True", "true"},
@@ -78,7 +78,7 @@ std::string nameOf(const testing::TestParamInfo<std::string>& info) {
     return info.param;
 }
 
-/// The calls over a client of its own; the agent is sound until the calls are there.
+/// Typed calls on a separate client. The agent answers correctly until the calls object exists.
 class Replies : public testing::TestWithParam<std::string> {
   protected:
     Replies() {
@@ -91,8 +91,8 @@ class Replies : public testing::TestWithParam<std::string> {
         arguments.record = &record;
     }
 
-    /// What a call gives, or nothing when it threw; `failure` is the text of its exception then. No
-    /// other exception may leave a call.
+    /// The result of a call, or nothing if it threw a BaseException, whose text is then in
+    /// `failure`. No other exception may leave a call.
     std::string invoke(const CatalogueRow& row) {
         record.SetCmd(0x0F00, 1, 2, 3, kAllOnes);
         failure.clear();
@@ -134,7 +134,7 @@ TEST_P(Garbage, EndsEveryCallAsItsRowSays) {
         ++failed;
     }
     EXPECT_GT(failed, rows().size() / 2);
-    // Nothing of it stays.
+    // The next request is not affected.
     agent.handle([](const AgentRequest&) { return AgentReply::ok("7"); });
     EXPECT_EQ(calls->getNumberFans(0), 7);
 }
@@ -171,7 +171,7 @@ TEST_P(WrongTypes, AreNoFailureOfACall) {
     const std::string& data = wrongTypes().at(GetParam());
     agent.handle([&](const AgentRequest&) { return AgentReply::ok(data); });
     for (const CatalogueRow& row : rows()) {
-        // Read as a number it makes 65535 components, each another exchange.
+        // As a number it means 65535 components with one exchange each.
         if (row.reply == "components" && GetParam() == "ALargeBlock") continue;
         const std::string result = invoke(row);
         if (isSimple(row)) {

@@ -12,7 +12,7 @@ namespace {
 
 using testing::ElementsAre;
 
-using KolmTest = CallsTest;
+using KolmObject = RecordedCalls;
 
 TEST(Kolm, ReadsTheTimeZoneWhenItIsMade) {
     RecordingClient client;
@@ -38,7 +38,7 @@ TEST(Kolm, IsNotMadeWhenTheClientThrows) {
     EXPECT_THROW(provider::newKOLMCalls(&client), provider::BaseException);
 }
 
-TEST_F(KolmTest, PassesARecordThroughUnchanged) {
+TEST_F(KolmObject, PassesARecordThroughUnchanged) {
     TraceCapture trace;
     client.script({{.result = 2, .status = 24, .data = "5", .raise = {}}});
     SipJson record(0xE204, 1, 2, 3, 0);
@@ -49,13 +49,13 @@ TEST_F(KolmTest, PassesARecordThroughUnchanged) {
     EXPECT_EQ(trace.text(), "");
 }
 
-TEST_F(KolmTest, PassesExceptionsOfTheClientThrough) {
+TEST_F(KolmObject, PassesExceptionsOfTheClientThrough) {
     client.replyWith(ScriptedReply::raising(provider::BaseException("f", 1, "no")));
     SipJson record;
     EXPECT_THROW(calls->passThroughRequest(record), provider::BaseException);
 }
 
-TEST_F(KolmTest, ServesSeveralThreads) {
+TEST_F(KolmObject, ServesSeveralThreads) {
     client.replyBy([](const SipJson& command) {
         return command.OpCode() == 0x0C86
                    ? ScriptedReply::of(

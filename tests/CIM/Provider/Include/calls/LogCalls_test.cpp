@@ -9,7 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using LogCallsTest = CallsTest;
+using LogCalls = RecordedCalls;
 
 std::vector<unsigned int> entry(unsigned int time, const std::string& text,
                                 unsigned int extraLength = 0) {
@@ -32,7 +32,7 @@ std::vector<unsigned int> operator+(std::vector<unsigned int> left,
     return left;
 }
 
-TEST_F(LogCallsTest, ClearsBothLogs) {
+TEST_F(LogCalls, ClearsBothLogs) {
     TraceCapture trace;
     calls->doClearLog(key);
     EXPECT_THAT(client.takeSent(), ElementsAre(commandText(0x0B03, 0, 0, key.cabinetNr),
@@ -40,7 +40,7 @@ TEST_F(LogCallsTest, ClearsBothLogs) {
     EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::doClearLog()")));
 }
 
-TEST_F(LogCallsTest, StopsClearingAtTheFirstFailure) {
+TEST_F(LogCalls, StopsClearingAtTheFirstFailure) {
     TraceCapture failures(1);
     client.replyWith(ScriptedReply::failure());
     calls->doClearLog(key);
@@ -52,7 +52,7 @@ TEST_F(LogCallsTest, StopsClearingAtTheFirstFailure) {
                                                  message("doClearLog(1): KolmRequest() failed")));
 }
 
-TEST_F(LogCallsTest, AnEntryHasItsFields) {
+TEST_F(LogCalls, AnEntryHasItsFields) {
     client.replyWith(ScriptedReply::ofBytes(entry(0x90000001, "fan failed")));
     const auto messages = calls->getLogMessageReadChunk(key);
     EXPECT_THAT(client.takeSent(),
@@ -68,7 +68,7 @@ TEST_F(LogCallsTest, AnEntryHasItsFields) {
     EXPECT_EQ(messages[0].datetime.offset(), 0);
 }
 
-TEST_F(LogCallsTest, TheTimeZoneOfConstructionGivesTheOffset) {
+TEST_F(LogCalls, TheTimeZoneOfConstructionGivesTheOffset) {
     client.replyWith(ScriptedReply::of(2));
     calls = provider::newKOLMCalls(&client);
     client.replyWith(ScriptedReply::ofBytes(entry(1000000, "x")));
@@ -79,14 +79,14 @@ TEST_F(LogCallsTest, TheTimeZoneOfConstructionGivesTheOffset) {
     EXPECT_EQ(messages[0].datetime.usec(), (1000000ULL - 7200) * 1000000);
 }
 
-TEST_F(LogCallsTest, ATimeZoneToTheWestIsNegative) {
+TEST_F(LogCalls, ATimeZoneToTheWestIsNegative) {
     client.replyWith(ScriptedReply::of("-5"));
     calls = provider::newKOLMCalls(&client);
     client.replyWith(ScriptedReply::ofBytes(entry(1000000, "x")));
     EXPECT_EQ(calls->getLogMessageReadChunk(key).at(0).datetime.offset(), -300);
 }
 
-TEST_F(LogCallsTest, AnyTimeZoneNumberIsSurvived) {
+TEST_F(LogCalls, AnyTimeZoneNumberIsSurvived) {
     for (const char* zone : {"2147483647", "-2147483648", "4294967295", "35791395"}) {
         client.replyWith(ScriptedReply::of(zone));
         calls = provider::newKOLMCalls(&client);
@@ -95,7 +95,7 @@ TEST_F(LogCallsTest, AnyTimeZoneNumberIsSurvived) {
     }
 }
 
-TEST_F(LogCallsTest, ATextEndsAtItsNulOrWithItsEntry) {
+TEST_F(LogCalls, ATextEndsAtItsNulOrWithItsEntry) {
     client.replyWith(ScriptedReply::ofBytes(entry(1, std::string("ab\0cd", 5)) + entry(2, "ef") +
                                             entry(3, "") + entry(4, "gh")));
     const auto messages = calls->getLogMessageReadChunk(key);
@@ -106,7 +106,7 @@ TEST_F(LogCallsTest, ATextEndsAtItsNulOrWithItsEntry) {
     EXPECT_STREQ(messages[3].text.c_str(), "gh");
 }
 
-TEST_F(LogCallsTest, ReadingStopsAtAnEntryThatCannotBe) {
+TEST_F(LogCalls, ReadingStopsAtAnEntryThatCannotBe) {
     const std::vector<unsigned int> tooShort = {14, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     const std::vector<unsigned int> empty(16, 0);
     for (const auto& rest :
@@ -116,7 +116,7 @@ TEST_F(LogCallsTest, ReadingStopsAtAnEntryThatCannotBe) {
     }
 }
 
-TEST_F(LogCallsTest, AFailedReadOfEntriesGivesNone) {
+TEST_F(LogCalls, AFailedReadOfEntriesGivesNone) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::failure());
     EXPECT_THAT(calls->getLogMessageReadChunk(key), IsEmpty());

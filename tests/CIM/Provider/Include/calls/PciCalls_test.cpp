@@ -7,7 +7,7 @@ using provider::KOLMKey;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The configuration header of a network controller.
+/// The configuration header of a network controller.
 std::vector<unsigned int> header() {
     std::vector<unsigned int> bytes(64, 0);
     bytes[0] = 0x34;
@@ -23,13 +23,13 @@ std::vector<unsigned int> header() {
     return bytes;
 }
 
-class PciCallsTest : public CallsTest {
+class PciCalls : public RecordedCalls {
   protected:
     provider::PciDeviceInfo info;
     const KOLMKey device{2, 0xFF123456, 0};
 };
 
-TEST_F(PciCallsTest, ADeviceKeyIsMadeOfSegmentBusDeviceAndFunction) {
+TEST_F(PciCalls, ADeviceKeyIsMadeOfSegmentBusDeviceAndFunction) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::ofBytes({9, 9, 0x12, 0x00, 0x34, 0x56,  //
                                              9, 9, 0xFF, 0xFF, 0xFF, 0xFF,  //
@@ -39,20 +39,20 @@ TEST_F(PciCallsTest, ADeviceKeyIsMadeOfSegmentBusDeviceAndFunction) {
     EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::getPciBusInfoDeviceList()")));
 }
 
-TEST_F(PciCallsTest, AnUnreadableDeviceListIsEmpty) {
+TEST_F(PciCalls, AnUnreadableDeviceListIsEmpty) {
     for (const char* data : {"-1", "[]", "5", "{\"RAW\":[1,2,3,4,5]}"}) {
         client.replyWith(ScriptedReply::of(data));
         EXPECT_THAT(calls->getPciBusInfoDeviceList(3), IsEmpty()) << data;
     }
 }
 
-TEST_F(PciCallsTest, AFailedDeviceListThrows) {
+TEST_F(PciCalls, AFailedDeviceListThrows) {
     client.replyWith(ScriptedReply::failure(25));
     EXPECT_THAT(failureOf([&] { calls->getPciBusInfoDeviceList(3); }),
                 isFailure("getPciBusInfoDeviceList(): KolmRequest() failed"));
 }
 
-TEST_F(PciCallsTest, TheAddressTravelsAsThreeBytes) {
+TEST_F(PciCalls, TheAddressTravelsAsThreeBytes) {
     client.replyWith(ScriptedReply::ofBytes(header()));
     TraceCapture trace;
     EXPECT_TRUE(calls->getDeviceInfoReadBusConfig(device, info));
@@ -61,7 +61,7 @@ TEST_F(PciCallsTest, TheAddressTravelsAsThreeBytes) {
     EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::getDeviceInfoReadBusConfig()")));
 }
 
-TEST_F(PciCallsTest, AHeaderFillsTheRecord) {
+TEST_F(PciCalls, AHeaderFillsTheRecord) {
     client.replyWith(ScriptedReply::ofBytes(header()));
     ASSERT_TRUE(calls->getDeviceInfoReadBusConfig(device, info));
     EXPECT_EQ(info.bus, 0x12);
@@ -78,7 +78,7 @@ TEST_F(PciCallsTest, AHeaderFillsTheRecord) {
     EXPECT_EQ(info.secondaryBus, 0);
 }
 
-TEST_F(PciCallsTest, ABridgeHasTwoBuses) {
+TEST_F(PciCalls, ABridgeHasTwoBuses) {
     std::vector<unsigned int> bridge = header();
     bridge[11] = 6;
     bridge[14] = 1;
@@ -91,14 +91,14 @@ TEST_F(PciCallsTest, ABridgeHasTwoBuses) {
     EXPECT_EQ(info.subVendorId, 0);
 }
 
-TEST_F(PciCallsTest, AHeaderMayBeLongerThanItself) {
+TEST_F(PciCalls, AHeaderMayBeLongerThanItself) {
     std::vector<unsigned int> longer = header();
     longer.resize(256, 1);
     client.replyWith(ScriptedReply::ofBytes(longer));
     EXPECT_TRUE(calls->getDeviceInfoReadBusConfig(device, info));
 }
 
-TEST_F(PciCallsTest, AnInvalidHeaderLeavesTheRecordAlone) {
+TEST_F(PciCalls, AnInvalidHeaderLeavesTheRecordAlone) {
     std::vector<unsigned int> tooShort = header();
     tooShort.pop_back();
     std::vector<unsigned int> noVendor = header();
@@ -117,7 +117,7 @@ TEST_F(PciCallsTest, AnInvalidHeaderLeavesTheRecordAlone) {
     }
 }
 
-TEST_F(PciCallsTest, WithoutDataThereIsNoHeader) {
+TEST_F(PciCalls, WithoutDataThereIsNoHeader) {
     TraceCapture failures(1);
     client.replyWith(ScriptedReply::empty());
     EXPECT_FALSE(calls->getDeviceInfoReadBusConfig(device, info));

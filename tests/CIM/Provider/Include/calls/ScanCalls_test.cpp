@@ -10,7 +10,7 @@ using provider::KOLMKey;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// A component record of this kind with these texts.
+/// A component record of this kind with these texts.
 ScriptedReply record(unsigned int kind, const std::vector<std::string>& texts) {
     std::vector<unsigned int> bytes = {0, 0, kind, 0, 0, 0};
     for (const std::string& text : texts) {
@@ -29,9 +29,9 @@ std::vector<std::string> textsWith(std::size_t index, const std::string& text) {
     return texts;
 }
 
-class ScanCallsTest : public CallsTest {
+class ScanCalls : public RecordedCalls {
   protected:
-    // A scan that tells these records.
+    /// Scripts a scan that returns these records.
     void scanTells(std::vector<ScriptedReply> records) {
         std::vector<ScriptedReply> replies = {
             ScriptedReply::of(7), ScriptedReply::of(static_cast<unsigned int>(records.size()))};
@@ -55,7 +55,7 @@ class ScanCallsTest : public CallsTest {
     }
 };
 
-TEST_F(ScanCallsTest, AnIdentityIsMadeOfItsTexts) {
+TEST_F(ScanCalls, AnIdentityIsMadeOfItsTexts) {
     scanTells({record(1, kTexts)});
     const auto identities = calls->getIdentityInfo(key);
     ASSERT_EQ(identities.size(), 1u);
@@ -68,7 +68,7 @@ TEST_F(ScanCallsTest, AnIdentityIsMadeOfItsTexts) {
     EXPECT_STREQ(identities[0].instanceId.c_str(), "id8");
 }
 
-TEST_F(ScanCallsTest, AnIdentityWithoutANumberHasZero) {
+TEST_F(ScanCalls, AnIdentityWithoutANumberHasZero) {
     for (const auto& [text, number] :
          std::vector<std::pair<std::string, unsigned int>>{{"", 0},
                                                            {"x7", 0},
@@ -81,7 +81,7 @@ TEST_F(ScanCallsTest, AnIdentityWithoutANumberHasZero) {
     }
 }
 
-TEST_F(ScanCallsTest, IdentitiesNeedANameAndAVersion) {
+TEST_F(ScanCalls, IdentitiesNeedANameAndAVersion) {
     TraceCapture trace;
     scanTells({record(1, textsWith(1, "first")), record(1, textsWith(1, "")),
                record(1, textsWith(5, "")), record(1, textsWith(0, "")),
@@ -90,7 +90,7 @@ TEST_F(ScanCallsTest, IdentitiesNeedANameAndAVersion) {
     EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::getIdentityInfo()")));
 }
 
-TEST_F(ScanCallsTest, SixKindsHaveNoIdentity) {
+TEST_F(ScanCalls, SixKindsHaveNoIdentity) {
     for (unsigned int kind = 0; kind < 256; ++kind) {
         TraceCapture trace(5);
         scanTells({record(kind, kTexts), record(kind, {})});
@@ -100,7 +100,7 @@ TEST_F(ScanCallsTest, SixKindsHaveNoIdentity) {
     }
 }
 
-TEST_F(ScanCallsTest, NineTextsAreAnotherVersion) {
+TEST_F(ScanCalls, NineTextsAreAnotherVersion) {
     TraceCapture trace;
     std::vector<std::string> nine = kTexts;
     nine.pop_back();
@@ -111,14 +111,14 @@ TEST_F(ScanCallsTest, NineTextsAreAnotherVersion) {
                             message("getIdentityInfo(): wrong version info returned")));
 }
 
-TEST_F(ScanCallsTest, ARecordThatIsTooShortForAKindIsAnotherVersion) {
+TEST_F(ScanCalls, ARecordThatIsTooShortForAKindIsAnotherVersion) {
     TraceCapture trace;
     scanTells({ScriptedReply::ofBytes({1, 2}), ScriptedReply::empty()});
     EXPECT_THAT(calls->getIdentityInfo(key), IsEmpty());
     EXPECT_EQ(trace.count("getIdentityInfo(): wrong version info returned"), 2u);
 }
 
-TEST_F(ScanCallsTest, IdentitiesThrowWithoutAScan) {
+TEST_F(ScanCalls, IdentitiesThrowWithoutAScan) {
     client.replyWith(ScriptedReply::failure());
     EXPECT_THAT(failureOf([&] { calls->getIdentityInfo(key); }),
                 isFailure("getIdentityInfo(): KolmRequest(CM_VInfoScanOpen) failed"));
@@ -128,14 +128,14 @@ TEST_F(ScanCallsTest, IdentitiesThrowWithoutAScan) {
     EXPECT_EQ(client.takeSent().size(), 2u);
 }
 
-TEST_F(ScanCallsTest, IdentitiesThrowWithoutACount) {
+TEST_F(ScanCalls, IdentitiesThrowWithoutACount) {
     client.script({ScriptedReply::of(7), ScriptedReply::failure()});
     EXPECT_THAT(failureOf([&] { calls->getIdentityInfo(key); }),
                 isFailure("getIdentityInfo(): KolmRequest(CM_VInfoNumberComponents) failed"));
     EXPECT_EQ(client.takeSent().back(), commandText(0x0C83, 7, 0, key.cabinetNr));
 }
 
-TEST_F(ScanCallsTest, ReadsAndCloseOfIdentitiesFailWithATraceOnly) {
+TEST_F(ScanCalls, ReadsAndCloseOfIdentitiesFailWithATraceOnly) {
     TraceCapture trace;
     client.script({ScriptedReply::of(7), ScriptedReply::of(1), ScriptedReply::failure(),
                    ScriptedReply::failure()});
@@ -146,20 +146,20 @@ TEST_F(ScanCallsTest, ReadsAndCloseOfIdentitiesFailWithATraceOnly) {
                             message("getIdentityInfo(): KolmRequest(CM_VInfoScanClose) failed")));
 }
 
-TEST_F(ScanCallsTest, ControllerKeysNameClassAndIndex) {
+TEST_F(ScanCalls, ControllerKeysNameClassAndIndex) {
     scanTells({record(13, kTexts), record(1, kTexts), record(12, std::vector<std::string>(10)),
                record(14, kTexts), record(13, kTexts)});
     EXPECT_EQ(keys(calls->getControllerCardKeys(5)), "(5 3 12)(5 1 13)(5 5 13)(5 4 14)");
     EXPECT_THAT(client.takeSent().front(), commandText(0x0C82, 0, 0, 5));
 }
 
-TEST_F(ScanCallsTest, ControllerKeysDoNotFillTheCaches) {
+TEST_F(ScanCalls, ControllerKeysDoNotFillTheCaches) {
     scanTells({record(13, kTexts)});
     EXPECT_EQ(calls->getControllerCardKeys(5).size(), 1u);
     EXPECT_THAT(calls->getLANControllers(5), IsEmpty());
 }
 
-TEST_F(ScanCallsTest, ControllersOfAnotherVersionAreLeftOut) {
+TEST_F(ScanCalls, ControllersOfAnotherVersionAreLeftOut) {
     TraceCapture trace;
     scanTells({record(13, {"a"}), record(1, {"a"}), ScriptedReply::empty()});
     EXPECT_THAT(calls->getControllerCardKeys(5), IsEmpty());
@@ -168,7 +168,7 @@ TEST_F(ScanCallsTest, ControllersOfAnotherVersionAreLeftOut) {
                 ElementsAre(message("Kolm::getControllerCardKeys()"), text, text));
 }
 
-TEST_F(ScanCallsTest, ControllerCallsReturnAtOnceWithoutAScan) {
+TEST_F(ScanCalls, ControllerCallsReturnAtOnceWithoutAScan) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::failure());
     EXPECT_THAT(calls->getControllerCardKeys(5), IsEmpty());
@@ -189,7 +189,7 @@ TEST_F(ScanCallsTest, ControllerCallsReturnAtOnceWithoutAScan) {
                     message("openControllerCardSession(): session token invalid")));
 }
 
-TEST_F(ScanCallsTest, ControllerCallsThrowWithoutACount) {
+TEST_F(ScanCalls, ControllerCallsThrowWithoutACount) {
     client.script({ScriptedReply::of(7), ScriptedReply::failure()});
     EXPECT_THAT(failureOf([&] { calls->getControllerCardKeys(5); }),
                 isFailure("getControllerCardKeys(): KolmRequest(CM_VInfoNumberComponents) failed"));
@@ -201,7 +201,7 @@ TEST_F(ScanCallsTest, ControllerCallsThrowWithoutACount) {
     EXPECT_EQ(client.takeSent().back(), commandText(0x0C83, 7, 0, 5));
 }
 
-TEST_F(ScanCallsTest, OneSessionAddsToAnother) {
+TEST_F(ScanCalls, OneSessionAddsToAnother) {
     scanTells({record(13, kTexts), record(12, kTexts)});
     calls->openControllerCardSession(1);
     scanTells({record(13, textsWith(1, "new")), record(1, kTexts), record(13, kTexts)});

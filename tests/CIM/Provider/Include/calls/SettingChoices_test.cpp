@@ -7,9 +7,9 @@ using provider::KOLMKey;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using SettingChoicesTest = CallsTest;
+using SettingChoices = RecordedCalls;
 
-TEST_F(SettingChoicesTest, OnlyTheFirstLogIsAskedWhetherItWraps) {
+TEST_F(SettingChoices, OnlyTheFirstLogIsAskedWhetherItWraps) {
     client.replyWith(ScriptedReply::of(0u));
     TraceCapture trace;
     const auto other = calls->getConfMessageLogNoWrap(KOLMKey(3, 1, 0));
@@ -24,7 +24,7 @@ TEST_F(SettingChoicesTest, OnlyTheFirstLogIsAskedWhetherItWraps) {
     EXPECT_THAT(trace.messages(), ElementsAre(entry, entry));
 }
 
-TEST_F(SettingChoicesTest, AFailedQuestionWhetherTheLogWrapsIsNull) {
+TEST_F(SettingChoices, AFailedQuestionWhetherTheLogWrapsIsNull) {
     TraceCapture failures(1);
     client.replyWith(ScriptedReply::failure());
     EXPECT_EQ(calls->getConfMessageLogNoWrap(KOLMKey(3, 0, 0)).null, 1);
@@ -32,7 +32,7 @@ TEST_F(SettingChoicesTest, AFailedQuestionWhetherTheLogWrapsIsNull) {
                 ElementsAre(message("getConfMessageLogNoWrap(): KolmRequest() failed")));
 }
 
-TEST_F(SettingChoicesTest, TheObjectChoosesTheWatchdog) {
+TEST_F(SettingChoices, TheObjectChoosesTheWatchdog) {
     for (const unsigned int object : {0u, 1u, 0xFFFFFFFFu}) {
         const KOLMKey watchdog(3, object, 0);
         calls->getConfWatchdogEnable(watchdog);
@@ -48,7 +48,7 @@ TEST_F(SettingChoicesTest, TheObjectChoosesTheWatchdog) {
                             others[0], others[1], others[2]));
 }
 
-TEST_F(SettingChoicesTest, AWatchdogIsPresentWhenItsSwitchHasAValue) {
+TEST_F(SettingChoices, AWatchdogIsPresentWhenItsSwitchHasAValue) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::of(0u));
     EXPECT_TRUE(calls->getConfWatchdogPresent(key));

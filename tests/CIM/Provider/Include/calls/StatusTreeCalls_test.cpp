@@ -6,16 +6,16 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using StatusTreeCallsTest = CallsTest;
+using StatusTreeCalls = RecordedCalls;
 
-TEST_F(StatusTreeCallsTest, ANodeIsNamedByTheData) {
+TEST_F(StatusTreeCalls, ANodeIsNamedByTheData) {
     client.replyWith(ScriptedReply::of("\"Fans\""));
     EXPECT_STREQ(calls->getStatusTreeNodeDesignation(key, "/a b").value.c_str(), "Fans");
     EXPECT_THAT(client.takeSent(),
                 ElementsAre(commandText(0x2335, 0, 0, key.cabinetNr, ",\"DA\":\"/a b\",\"ST\":0")));
 }
 
-TEST_F(StatusTreeCallsTest, TheNameStandsInTheTrace) {
+TEST_F(StatusTreeCalls, TheNameStandsInTheTrace) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::failure());
     EXPECT_EQ(calls->getStatusTreeNodeDesignation(key, "n").null, 1);
@@ -24,13 +24,13 @@ TEST_F(StatusTreeCallsTest, TheNameStandsInTheTrace) {
                             message("getStatusTreeNodeDesignation(n): KolmRequest() failed")));
 }
 
-TEST_F(StatusTreeCallsTest, ANameIsNeverAFormat) {
+TEST_F(StatusTreeCalls, ANameIsNeverAFormat) {
     TraceCapture trace;
     calls->getStatusTreeNodeDesignation(key, "%n%s%S");
     EXPECT_TRUE(trace.contains("Kolm::getStatusTreeNodeDesignation(%n%s%S)"));
 }
 
-TEST_F(StatusTreeCallsTest, TheNumberOfAChildStandsInTheTraceToo) {
+TEST_F(StatusTreeCalls, TheNumberOfAChildStandsInTheTraceToo) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::of("\"child\""));
     EXPECT_STREQ(calls->getStatusTreeNodeGetChild(key, "n").value.c_str(), "child");
@@ -39,7 +39,7 @@ TEST_F(StatusTreeCallsTest, TheNumberOfAChildStandsInTheTraceToo) {
     EXPECT_THAT(trace.messages(), ElementsAre(message("Kolm::getStatusTreeNodeGetChild(n,22)")));
 }
 
-TEST_F(StatusTreeCallsTest, DataThatIsNoTextIsTraced) {
+TEST_F(StatusTreeCalls, DataThatIsNoTextIsTraced) {
     TraceCapture failures(1);
     client.replyWith(ScriptedReply::of(5));
     EXPECT_EQ(calls->getStatusTreeNodeDesignation(key, "n").null, 1);
@@ -51,7 +51,7 @@ TEST_F(StatusTreeCallsTest, DataThatIsNoTextIsTraced) {
                             message("getStatusTreeNodeGetChild(n): GetDataString() failed")));
 }
 
-TEST_F(StatusTreeCallsTest, WithoutDataNothingIsTraced) {
+TEST_F(StatusTreeCalls, WithoutDataNothingIsTraced) {
     TraceCapture failures(1);
     client.replyWith(ScriptedReply::empty());
     EXPECT_EQ(calls->getStatusTreeNodeDesignation(key, "n").null, 1);
@@ -59,7 +59,7 @@ TEST_F(StatusTreeCallsTest, WithoutDataNothingIsTraced) {
     EXPECT_THAT(failures.messages(), IsEmpty());
 }
 
-TEST_F(StatusTreeCallsTest, TwoStatusesAreTwoBytesOfOneReply) {
+TEST_F(StatusTreeCalls, TwoStatusesAreTwoBytesOfOneReply) {
     client.replyWith(ScriptedReply::ofBytes({3, 4}));
     EXPECT_EQ(calls->getStatusTreeNodeCSSStatus(key, "n"), 3);
     EXPECT_EQ(calls->getStatusTreeNodeGELStatus(key, "n"), 4);
@@ -72,14 +72,14 @@ TEST_F(StatusTreeCallsTest, TwoStatusesAreTwoBytesOfOneReply) {
     EXPECT_EQ(calls->getStatusTreeNodeCSSStatus(key, "n"), 0);
 }
 
-TEST_F(StatusTreeCallsTest, NumbersAreCutToTheirWidth) {
+TEST_F(StatusTreeCalls, NumbersAreCutToTheirWidth) {
     client.replyWith(ScriptedReply::of(0x10203));
     EXPECT_EQ(calls->getStatusTreeNodeIsCSS(key, "n"), 3);
     EXPECT_EQ(calls->getStatusTreeNodeNrChildren(key, "n"), 0x10203u);
     EXPECT_EQ(calls->getStatusTreeSystemStatus(), 3);
 }
 
-TEST_F(StatusTreeCallsTest, TheStatusOfTheSystemHasNoName) {
+TEST_F(StatusTreeCalls, TheStatusOfTheSystemHasNoName) {
     TraceCapture trace;
     client.replyWith(ScriptedReply::failure());
     EXPECT_EQ(calls->getStatusTreeSystemStatus(), 0);
@@ -89,7 +89,7 @@ TEST_F(StatusTreeCallsTest, TheStatusOfTheSystemHasNoName) {
                             message("getStatusTreeSystemStatus(): KolmRequest() failed")));
 }
 
-TEST_F(StatusTreeCallsTest, AnEmptyNameIsSentAsSuch) {
+TEST_F(StatusTreeCalls, AnEmptyNameIsSentAsSuch) {
     calls->getStatusTreeNodeIsCSS(key, cimple::String());
     EXPECT_THAT(client.takeSent(),
                 ElementsAre(commandText(0x2338, 0, 0, key.cabinetNr, ",\"DA\":\"\",\"ST\":0")));
