@@ -14,7 +14,7 @@
 namespace varnock::bench {
 namespace {
 
-/// What the kernel writes for one processor of a server, 1.7 kB.
+/// The kernel's lines for one processor of a server, 1.7 kB.
 std::string paragraph(unsigned int processor) {
     const std::string number = std::to_string(processor);
     std::string flags;
@@ -33,7 +33,7 @@ std::string paragraph(unsigned int processor) {
            "address sizes\t: 46 bits physical, 48 bits virtual\npower management:\n\n";
 }
 
-/// A file of 4,096 processors in memory; ours takes it for "/proc/cpuinfo".
+/// A file of 4,096 processors in memory, which the library reads as "/proc/cpuinfo".
 class CpuInfoFile {
   public:
     CpuInfoFile() : fd_(memfd_create("cpuinfo", 0)), path_("/proc/self/fd/" + std::to_string(fd_)) {
@@ -65,7 +65,7 @@ void load(benchmark::State& state) {
 }
 BENCHMARK(load)->Name("CpuInfo4096/ours");
 
-// Reading the same file in blocks of stdio's size, without looking at it.
+/// Reads the same file in blocks of stdio's size without parsing it.
 void readOnly(benchmark::State& state) {
     const CpuInfoFile file;
     for (auto _ : state) {

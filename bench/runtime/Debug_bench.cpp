@@ -12,7 +12,7 @@
 namespace varnock::bench {
 namespace {
 
-// What a caller pays for a trace line that nobody wants to see.
+/// The cost of a trace call whose level is off.
 void levelOff(benchmark::State& state) {
     Debug.ForceMaxDebug(0);
     for (auto _ : state) {
@@ -32,8 +32,8 @@ void emptyLoop(benchmark::State& state) {
 }
 BENCHMARK(emptyLoop)->Name("TraceLevelOff/peer");
 
-// A line of the kind that every typed call writes. The numbers change, so that no side can keep
-// the text.
+/// The arguments of a line like those of the typed calls. They change with each line, so that
+/// neither side can reuse the text.
 struct Reading {
     unsigned int object = 0;
     void next() { ++object; }

@@ -14,7 +14,7 @@ namespace {
 constexpr int kSections = 100;
 constexpr int kKeysEach = 99;  // 10,000 lines with the headers
 
-/// The file, for the life of a measurement. What is looked for stands in its last line.
+/// The file of a measurement. The key that is looked up is in its last line.
 class ProfileFile {
   public:
     ProfileFile() {

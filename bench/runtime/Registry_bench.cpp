@@ -14,7 +14,7 @@
 namespace varnock::bench {
 namespace {
 
-// The same values on both sides: `keys` keys with `perKey` texts each.
+/// The data of both sides: `keys` keys with `perKey` texts each.
 struct Shape {
     int keys;
     int perKey;
@@ -32,7 +32,7 @@ std::string valueText(int key, int value) {
     return "value " + std::to_string(key) + "." + std::to_string(value);
 }
 
-/// A temporary file that is gone at the end.
+/// A temporary file, removed by the destructor.
 class Scratch {
   public:
     Scratch() { close(mkstemp(path_.data())); }
@@ -50,12 +50,13 @@ using Stream = std::unique_ptr<FILE, int (*)(FILE*)>;
 Stream openFile(const Scratch& file, const char* mode) {
     return {fopen(file.path(), mode), fclose};
 }
-// Over what is there: emptying a file costs more than a small tree, and is not what is measured.
+/// Opens the file without truncating it: truncation costs more than writing a small tree and is
+/// not part of the measurement.
 Stream openForWriting(const Scratch& file) {
     return openFile(file, "r+");
 }
 
-// Ours.
+// The library's registry.
 
 std::unique_ptr<CRegistryNode> makeTree(Shape shape) {
     auto root = std::make_unique<CRegistryNode>();
@@ -77,7 +78,7 @@ void writeTree(CRegistryNode& root, const Scratch& file) {
     root.dumpNode(stream.get());
 }
 
-// As a program finds it: read from a file.
+/// A tree read from a file, as programs have it.
 std::unique_ptr<CRegistryNode> loadedTree(Shape shape) {
     const Scratch file;
     writeTree(*makeTree(shape), file);
@@ -105,7 +106,7 @@ void saveTree(benchmark::State& state, Shape shape) {
     }
 }
 
-// Some names in an order in which no side finds the next one beside the last.
+/// Names in an order in which neither side finds the next one next to the previous one.
 std::vector<std::pair<std::string, std::string>> shuffledNames(Shape shape) {
     std::vector<std::pair<std::string, std::string>> names;
     const int count = shape.keys * shape.perKey;
@@ -122,7 +123,7 @@ void lookUpInTree(benchmark::State& state, Shape shape) {
     std::size_t next = 0;
     CRegistry registry;
     std::string text;
-    Debug.ForceMaxDebug(0);  // Open() traces, and that has a row of its own
+    Debug.ForceMaxDebug(0);  // Open() traces, which TraceEntry measures
     for (auto _ : state) {
         const auto& [key, value] = names[next++ % names.size()];
         registry.Open(key.c_str(), root.get());
@@ -131,7 +132,7 @@ void lookUpInTree(benchmark::State& state, Shape shape) {
     Debug.ForceMaxDebug(1);
 }
 
-// All names of a tree, in the order in which they were entered.
+/// All names of a tree in the order of insertion.
 struct Names {
     explicit Names(Shape shape) {
         for (int key = 0; key < shape.keys; ++key) {
@@ -145,7 +146,7 @@ struct Names {
     std::vector<std::string> values;
 };
 
-// Every key opened once, every value asked for once.
+/// Opens every key once and reads every value once.
 void lookUpAll(CRegistry& registry, CRegistryNode* root, const Names& names) {
     std::string text;
     for (const std::string& key : names.keys) {
@@ -167,7 +168,7 @@ void readTree(benchmark::State& state, Shape shape) {
     Debug.ForceMaxDebug(1);
 }
 
-// What a program does with a tree from its start to its end.
+/// A program's use of a tree: load, look up, save.
 void useTree(benchmark::State& state, Shape shape) {
     const Scratch file;
     writeTree(*makeTree(shape), file);
@@ -295,7 +296,7 @@ BENCHMARK_CAPTURE(useKeyFile, , kThousandKeys)->Name("Registry1000Keys/peer");
 BENCHMARK_CAPTURE(lookUpInTree, , kThousandKeys)->Name("RegistryOpenEach1000Keys/ours");
 BENCHMARK_CAPTURE(lookUpInKeyFile, , kThousandKeys)->Name("RegistryOpenEach1000Keys/peer");
 
-// What one value costs in a tree of so many: it must not grow with them.
+// The cost of one value by the size of the tree. It must not grow with the size.
 
 void loadGrowth(benchmark::State& state) {
     loadTree(state, {1, static_cast<int>(state.range(0))});

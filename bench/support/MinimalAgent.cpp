@@ -47,8 +47,8 @@ int listenAt(const std::string& path) {
     return descriptor;
 }
 
-// Two processes on two processors wait for each other's wake-up, many times as long as a call
-// works, and no two runs alike.
+/// On two processors the wake-ups of the two processes take many times as long as the call itself
+/// and vary from run to run.
 void useOneProcessor() {
     cpu_set_t here;
     CPU_ZERO(&here);
@@ -68,9 +68,9 @@ std::string replyTo(const char* text) {
     return frameOf(record.Export());
 }
 
-// One request of one connection. The reply to a text that came before is not built again, so the
-// agent's own work stays out of the figures.
-bool answer(int descriptor) {
+/// Answers one request. The reply to a repeated text is not built again, which keeps the agent's
+/// own work out of the results.
+[[nodiscard]] bool answer(int descriptor) {
     static std::string lastRequest;
     static std::string lastReply;
     static char buffer[1 << 20];

@@ -4,11 +4,11 @@
 
 namespace varnock::bench {
 
-/// A process that answers on the agent's request socket and does nothing else: each frame gets a
-/// reply that was built before. What a call costs beyond it is the library's.
+/// A process that answers on the agent's request socket with replies built in advance. The
+/// remaining cost of a call is the library's.
 ///
-/// The directory of the socket is put into QX_RAGD_SOCKET_DIR. From then on both processes run on
-/// one processor. REQUIRES: made before any thread.
+/// Sets QX_RAGD_SOCKET_DIR to the directory of the socket. From then on both processes run on one
+/// processor. REQUIRES: constructed before any thread starts.
 class MinimalAgent {
   public:
     MinimalAgent();
@@ -16,7 +16,7 @@ class MinimalAgent {
     MinimalAgent(const MinimalAgent&) = delete;
     MinimalAgent& operator=(const MinimalAgent&) = delete;
 
-    /// A connection that is not the library's, for the peer.
+    /// Opens a connection for the peer, independent of the library.
     static int connectTo(const std::string& path);
 
   private:
@@ -24,7 +24,7 @@ class MinimalAgent {
     int process_;
 };
 
-/// A frame as it stands on the wire: length word, text, NUL.
+/// A frame in wire format: length word, text, NUL.
 std::string frameOf(const std::string& text);
 
 }  // namespace varnock::bench

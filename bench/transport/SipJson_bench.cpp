@@ -14,7 +14,7 @@ namespace {
 constexpr size_t kBlockSize = 200'000;
 constexpr unsigned int kNoStatus = 0xFFFFFFFF;
 
-// The allocator that the command record is specified with.
+/// The C allocator, because the record's document uses the C heap as well.
 using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator>;
 using Value = Document::ValueType;
 

@@ -17,9 +17,9 @@ namespace {
 constexpr unsigned int kNoStatus = 0xFFFFFFFF;
 constexpr int kPollLimit = 30'000;
 
-// A typed call from end to end: record, text, socket, reply, decoding, with its trace entries.
+/// A whole typed call: record, text, socket, reply, decoding and trace entries.
 void typedCall(benchmark::State& state) {
-    // Kept for all runs: when a client ends, so do the requests of its process.
+    // Kept for all runs, because the end of the last client ends all requests of the process.
     static const auto client = provider::getKOLMClient("bench");
     const auto calls = provider::newKOLMCalls(client.get());
     for (auto _ : state) {
@@ -37,7 +37,7 @@ bool isReady(int descriptor, short event) {
     return poll(&watched, 1, kPollLimit) == 1 && watched.revents == event;
 }
 
-// The same frames with the same polls, and nothing around them.
+/// The same frames with the same polls, without the library.
 void barePingPong(benchmark::State& state) {
     const int descriptor = MinimalAgent::connectTo(RequestSocketPath());
     const std::string request = frameOf(SipJson(0x0300, 0, 0, 0, kNoStatus).Export());
