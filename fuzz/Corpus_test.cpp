@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace {
 
-// The entry aborts on a finding, so a test that comes to its end has found nothing.
+// The entry function aborts on a defect, so a test that finishes has passed.
 TEST(Corpus, RunsWithoutAFinding) {
     unsigned int inputs = 0;
     for (const auto& file : std::filesystem::directory_iterator(VARNOCK_FUZZ_CORPUS)) {

@@ -11,8 +11,8 @@
 
 #include "transport/SipJson.h"
 
-// Any text as a reply of the agent: the record imports it, answers every getter, exports it, and
-// is used again for the next request. What it makes of the text is compared with a plain parse.
+// Imports any text as a reply of the agent, calls every getter, exports the record and uses it
+// again for the next request. The result is compared with a plain parse of the text.
 
 namespace {
 
@@ -24,7 +24,7 @@ void require(bool holds, const char* what) {
     std::abort();
 }
 
-/// How deep the brackets outside of strings go.
+/// The depth of the brackets outside strings.
 std::size_t nesting(const std::string& text) {
     std::size_t depth = 0;
     std::size_t deepest = 0;
@@ -43,7 +43,7 @@ std::size_t nesting(const std::string& text) {
     return deepest;
 }
 
-/// The text that the record must export after it has imported this one.
+/// The text that the record must export after importing `text`.
 std::string expected(const std::string& text) {
     if (nesting(text) > 256) return kEmptyRecord;
     rapidjson::Document document;
@@ -55,7 +55,7 @@ std::string expected(const std::string& text) {
     return {buffer.GetString(), buffer.GetSize()};
 }
 
-/// What the getters say about one command.
+/// The results of the getters for one command.
 struct Answers {
     explicit Answers(const SipJson& record, int index)
         : opCode(record.GetCmdValue(index, "OC", 7)),
@@ -113,7 +113,7 @@ void checkGetters(const SipJson& record, const SipJson& again) {
     require(record.Status() == again.Status(), "Status");
 }
 
-/// Setters take whatever the text has left, and a new command cleans it up.
+/// Runs the setters on the imported record, then starts a new command, which must reset it.
 void checkSetters(SipJson& record) {
     const bool settable = record.SetDataWord(513, 0);
     require(!settable || (record.UIntValue() == 513 && record.HasReplyData()), "SetDataWord");

@@ -10,8 +10,8 @@
 
 #include "util/UrlString.h"
 
-// A sequence of operations with texts, positions and counts of any kind on a parameter string. A
-// plain model of the format goes along; every text and every answer is compared.
+// Runs a sequence of operations with arbitrary texts, positions and counts on a parameter string
+// and on a simple model of the format, and compares every text and every result.
 
 namespace {
 
@@ -21,7 +21,7 @@ void require(bool holds, const char* what) {
     std::abort();
 }
 
-/// Takes the input apart: one byte is an operation or a number, a text ends at a byte 0.
+/// Reads the fuzzer's input: an operation or a number is one byte, a text ends at a zero byte.
 class Input {
   public:
     Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
@@ -32,7 +32,7 @@ class Input {
         --size_;
         return *data_++;
     }
-    /// Small numbers on both sides of 0, and the ends of the range.
+    /// A small number of either sign, or one end of the range.
     int number() {
         const std::uint8_t value = byte();
         if (value == 0x80) return INT32_MIN;
@@ -89,7 +89,7 @@ std::optional<Value> findValue(const std::string& text, const std::string& name)
     return std::nullopt;
 }
 
-/// The items between the commas outside of quotes, one after the other.
+/// The decoded items of a value, which are separated by commas outside quotes.
 std::string decoded(const std::string& value, std::size_t limit) {
     std::vector<std::string> items(1);
     bool isQuoted = false;
@@ -119,7 +119,7 @@ std::string decoded(const std::string& value, std::size_t limit) {
     return out.substr(0, limit);
 }
 
-/// The model's text after the operations.
+/// The model: the text that the operations must produce.
 class Model {
   public:
     std::string text;
@@ -186,7 +186,7 @@ void checkNumber(CUrlString& url, const std::string& name, const std::optional<V
     const int number = url.GetParamIntVal(name.c_str(), 4711);
     if (!value) {
         require(number == 4711, "a number without a value");
-    } else if (value->text.size() < 10) {  // what scanf reads is defined only without overflow
+    } else if (value->text.size() < 10) {  // scanf is undefined for numbers that overflow
         int expected = 4711;
         if (std::sscanf(value->text.c_str(), "%i", &expected) != 1) expected = 4711;
         require(number == expected, "GetParamIntVal");
@@ -221,7 +221,7 @@ void checkGetters(CUrlString& url, const Model& model, const std::string& name, 
     const char* text = url.GetParamValueString(name.c_str(), nullptr);
     require(text == (value ? url.GetText() + offset : nullptr), "GetParamValueString");
     const Owned decodedText(url.GetParamStringVal(name.c_str(), "default"), std::free);
-    // Bytes of value 0 hide what follows them, in both.
+    // In both, a byte 0 hides the bytes after it.
     const std::string expected =
         value ? decoded(value->text, std::min<std::size_t>(value->text.size(), 1024)) : "default";
     require(std::string(decodedText.get()) == expected.c_str(), "GetParamStringVal");
