@@ -18,7 +18,7 @@ using provider::PciDeviceInfo;
 using provider::PowerUsage;
 using provider::UmDiffAlternate;
 
-// Each argument of a call by its type. A number after a key is the value of a setter.
+/// Each argument of a call by its type. A number after a key is the value of a setter.
 template <class Argument, bool alone>
 Argument argument(CallArguments& arguments) {
     if constexpr (std::is_same_v<Argument, const KOLMKey&>) {

@@ -33,7 +33,7 @@ void* operator new(std::size_t size) {
 void* operator new[](std::size_t size) {
     return allocate(size);
 }
-// The sanitizers' own versions of these do not call the ones above.
+/// The sanitizers' own versions of these do not call the ones above.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return allocateOrNull(size);
 }

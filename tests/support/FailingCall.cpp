@@ -14,14 +14,14 @@ namespace {
 struct Plan {
     PlatformCall call{};
     int error = 0;
-    unsigned int before = 0;  // calls that succeed first
-    unsigned int left = 0;    // calls that then fail
+    unsigned int before = 0;  ///< calls that succeed first
+    unsigned int left = 0;    ///< calls that then fail
     bool happened = false;
 };
 
 thread_local Plan plan;
 
-/// The error of this call, if it is to fail.
+/// The error of this call if it must fail.
 std::optional<int> failureOf(PlatformCall call) {
     if (plan.left == 0 || plan.call != call) {
         return std::nullopt;

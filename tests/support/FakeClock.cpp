@@ -10,7 +10,7 @@ namespace {
 using std::chrono::nanoseconds;
 using std::chrono::seconds;
 
-// Monotonic and calendar time start at values that no test can mistake for "unset".
+/// Monotonic and calendar time start at values that no test can mistake for "unset".
 constexpr nanoseconds kMonotonicStart = seconds(1'000);
 constexpr nanoseconds kWallStart = seconds(1'400'000'000);
 

@@ -19,15 +19,13 @@ namespace varnock::test {
 ///     ... EXPECT_EQ(clock.sleeps().size(), 599u);
 ///
 /// - sleepFor() moves the time and returns.
-/// - poll() checks the real readiness of real descriptors. If none is ready, it times out in
-/// virtual
-///   time only once all participants are idle, that is, when nothing can happen until the time
-///   moves; before that it waits in real time. Without participants it times out at once. A poll
-///   without a limit waits in real time forever.
-/// - waitUntil() waits in real time for the signal, and times out when advance() or another thread
-/// has
-///   moved the time beyond its deadline. After expireWaits() it times out at once and moves the
-///   time to its deadline. It may wake spuriously, as condition variables do.
+/// - poll() checks the real readiness of real descriptors. If none is ready, it waits in real time
+///   until all participants are idle, that is, until nothing can happen before the time moves.
+///   Then it times out in virtual time. Without participants it times out at once. A poll without
+///   a limit waits in real time forever.
+/// - waitUntil() waits in real time for the signal. It times out when advance() or another thread
+///   has moved the time beyond its deadline. After expireWaits() it times out at once and moves
+///   the time to its deadline. It may wake spuriously, as condition variables do.
 ///
 /// Thread-safety: any thread may call any operation.
 class FakeClock final : public Clock {
@@ -95,7 +93,7 @@ class FakeClock final : public Clock {
     std::optional<Failure> takeFailure();
     int pollVirtually(pollfd* descriptors, nfds_t count, std::optional<nanoseconds> deadline);
 
-    mutable std::mutex mutex_;  // guards what follows up to the blank line
+    mutable std::mutex mutex_;  ///< guards the members up to the blank line
     std::vector<Participant*> participants_;
     std::vector<milliseconds> sleeps_;
     std::vector<milliseconds> expiredPolls_;

@@ -7,7 +7,7 @@ namespace varnock::test {
 
 namespace {
 
-// Wider than every number that a call reads, with another digit in every byte.
+/// Wider than every number that a call reads, with another digit in every byte.
 constexpr const char* kWide = "2309737967";  // 0x89ABCDEF
 
 std::optional<ReplyExample> numberExample(const catalogue::Row& row) {
@@ -19,7 +19,7 @@ std::optional<ReplyExample> numberExample(const catalogue::Row& row) {
     return {{kWide, kWide}};
 }
 
-// "byte at N", "word at N": a stream in which each byte identifies its position.
+/// "byte at N", "word at N": a stream in which each byte identifies its position.
 ReplyExample offsetExample(std::string_view reply) {
     constexpr unsigned int first = 16;
     unsigned int offset = 0;

@@ -272,7 +272,7 @@ struct ScriptedAgent::Connection {
 /// The agent's poll set: its wake-up descriptor, the listeners, the connections.
 struct ScriptedAgent::PollSet {
     std::vector<pollfd> descriptors;
-    std::vector<int> connections;  // ids, for the descriptors behind the first three
+    std::vector<int> connections;  ///< ids of the descriptors after the first three
 
     int wait(int timeoutMs) { return ::poll(descriptors.data(), descriptors.size(), timeoutMs); }
 };

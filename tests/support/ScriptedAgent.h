@@ -242,7 +242,7 @@ class ScriptedAgent final : private FakeClock::Participant {
     TemporaryDirectory directory_;
     FakeClock* clock_;
 
-    mutable std::recursive_mutex mutex_;  // guards everything below
+    mutable std::recursive_mutex mutex_;  ///< guards everything below
     std::condition_variable_any changed_;
     std::deque<ExpectedCall> expected_;
     std::vector<std::string> complaints_;

@@ -25,7 +25,7 @@ struct Pipe {
     int ends[2];
 };
 
-// The whole environment of the child, built before the fork, because the child must not allocate.
+/// The whole environment of the child, built before the fork, because the child must not allocate.
 std::vector<std::string> environmentWith(const Subprocess::Environment& added) {
     std::vector<std::string> all;
     for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -43,7 +43,7 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     return pointers;
 }
 
-// Appends the available bytes; false at the end.
+/// Appends the available bytes; false at the end.
 bool drain(int descriptor, std::string& text) {
     char buffer[65536];
     const ssize_t got = read(descriptor, buffer, sizeof buffer);

@@ -22,13 +22,13 @@ namespace {
 struct Row {
     long number;
     const char* name;
-    int descriptor;  // argument that is the descriptor; -1: none
-    int path;        // argument that points to the path; -1: none
+    int descriptor;  ///< argument that is the descriptor; -1: none
+    int path;        ///< argument that points to the path; -1: none
     int otherPath;
     bool changes;
 };
 
-// The file calls used by the C library; calls on memory and sockets do not matter.
+/// The file calls used by the C library; calls on memory and sockets do not matter.
 constexpr Row kRows[] = {
     {SYS_read, "read", 0, -1, -1, false},
     {SYS_pread64, "pread64", 0, -1, -1, false},
@@ -139,7 +139,7 @@ class Tracer {
         }
     }
 
-    // Calls stop twice: before they are made, and after.
+    /// Calls stop twice: before they are made, and after.
     void takeStop(std::vector<FileCall>& calls) {
         user_regs_struct registers{};
         if (ptrace(PTRACE_GETREGS, process_, nullptr, &registers) != 0) return;
@@ -223,7 +223,7 @@ class Tracer {
     std::string directory_;
     const std::function<Fate(std::size_t, const FileCall&)>& decide_;
     bool entering_ = false;
-    std::optional<Fate> fate_;  // of the current call
+    std::optional<Fate> fate_;  ///< of the current call
 };
 
 }  // namespace

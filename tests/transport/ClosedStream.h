@@ -5,8 +5,8 @@
 
 namespace varnock::test {
 
-/// Closes a standard stream, as some hosts do, and restores it. Meanwhile whoever opens a
-/// descriptor gets its number.
+/// Closes a standard stream, as some hosts do, and restores it in the destructor. Meanwhile the
+/// next descriptor that is opened gets its number.
 class ClosedStream {
   public:
     explicit ClosedStream(int number) : number_(number), kept_(fcntl(number, F_DUPFD_CLOEXEC, 10)) {
@@ -23,7 +23,7 @@ class ClosedStream {
 
   private:
     int number_;
-    int kept_;  // -1 when it was closed before
+    int kept_;  ///< -1 if it was already closed
 };
 
 }  // namespace varnock::test

@@ -38,7 +38,7 @@ inline void expectLevels(TraceCapture& trace, const std::function<void()>& scena
     }
 }
 
-/// Both ends of a stream; ours and that of a peer.
+/// Both ends of a stream: the library's and the peer's.
 struct SocketPair {
     SocketPair() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0); }
     ~SocketPair() {

@@ -10,7 +10,7 @@ constinit thread_local int allocationsLeft = -1;
 
 using varnock::test::allocationsLeft;
 
-// The linker redirects every call of malloc in this program to this function.
+/// The linker redirects every call of malloc in this program to this function.
 extern "C" void* __real_malloc(size_t size);
 extern "C" void* __wrap_malloc(size_t size);
 extern "C" void* __wrap_malloc(size_t size) {

@@ -55,7 +55,7 @@ class RoundTrip {
         }
         return out;
     }
-    // Any character allowed in quotes, except the letters of names.
+    /// Any character allowed in quotes, except the letters of names.
     std::string quotable(unsigned int most) {
         std::string out = bytes(most);
         for (char& c : out) {

@@ -17,7 +17,7 @@ struct Reporter {
     ~Reporter() { report("static-end"); }
 };
 
-// An ordinary static object: the library's objects exist during its whole lifetime.
+/// An ordinary static object: the library's objects exist during its whole lifetime.
 const Reporter kReporter;
 
 }  // namespace

@@ -165,8 +165,9 @@ TEST_F(OpenDevice, IsGivenUpOnAStop) {
     ASSERT_EQ(write(ends[1], "WAKE", 4), 4);
     static StopSignal* shared;
     shared = &stop;
-    openPatiently(
+    const int fd = openPatiently(
         path, [](const std::string&, int, int) { shared->request(); }, &stop);
+    EXPECT_LT(fd, 0);
     EXPECT_EQ(trace.count("OpenDevice: ERROR: connect"), 1u);
     EXPECT_EQ(clock.elapsed(), 0s);
     close(ends[0]);

@@ -295,7 +295,7 @@ TEST_F(EventChannel, GoesOnAfterASignal) {
 
 TEST_F(EventChannel, TakesAReadableDescriptorForGranted) {
     enable();
-    EXPECT_GE(fd = GetEventJson(fd, event), 0);  // nothing there: ten attempts, and a new channel
+    EXPECT_GE(fd = GetEventJson(fd, event), 0);  // no data: ten attempts, then a new channel
     EXPECT_EQ(clock.elapsed(), 11s);
     EXPECT_EQ(trace.count("incomplete (inLength=0, InMax=4"), 10u);
 }
@@ -467,7 +467,7 @@ TEST_F(EventChannel, IsClosedWhenTheThreadThatRegistersIsCancelled) {
         arrived.set_value();
         return AgentReply::registration().held();
     });
-    PosixThread cancelled([] { RegisterForEvents(nullptr); });
+    PosixThread cancelled([] { static_cast<void>(RegisterForEvents(nullptr)); });
     arrived.get_future().wait();
     cancelled.cancel();
     EXPECT_TRUE(cancelled.join());

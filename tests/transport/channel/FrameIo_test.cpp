@@ -29,7 +29,8 @@ TEST(FrameBuffer, HoldsALengthWordAndTheText) {
 TEST(FrameBuffer, EndsTheTextWhereTheFrameEnds) {
     FrameBuffer buffer(16);
     buffer.put("0123456789");
-    // A reply over it, without a NUL: the rest of the request is not part of it.
+    // A shorter reply without NUL overwrites the request: the rest of the request is not part of
+    // it.
     memcpy(buffer.bytes(), "\3\0\0\0abcdef", 10);
     EXPECT_STREQ(buffer.text(10), "abc");
     memcpy(buffer.bytes(), "\377\377\377\377abcdef", 10);
@@ -56,7 +57,7 @@ class SendRequestOnFd : public testing::Test {
         return sendRequestOnFd(pair.ours(), request.data(), limit, timeout, 10, surplus);
     }
     std::string on() const { return " on fd=" + std::to_string(pair.ours()); }
-    /// To an agent that answers a byte every eight seconds.
+    /// The same with an agent that answers one byte every eight seconds.
     int sendToAnAgentThatDribbles() {
         ScriptedAgent agent(clock);
         agent.handle([](const AgentRequest&) {
@@ -220,7 +221,7 @@ TEST_F(SendRequestOnFd, ReportsAWriteOfNothing) {
 
 TEST_F(SendRequestOnFd, SurvivesAPeerThatReadsNoMore) {
     shutdown(pair.peer(), SHUT_RD);
-    EXPECT_EQ(send(), kTransferFailed);  // and the process has not died of SIGPIPE
+    EXPECT_EQ(send(), kTransferFailed);  // and SIGPIPE did not end the process
     EXPECT_TRUE(trace.contains(" failed (outLength=0, InOutMax=12) --> bail out"));
 }
 
@@ -306,7 +307,7 @@ TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatDribbles) {
 }
 
 TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatReadsSlowlyAndThenDribbles) {
-    // Two in each of nine attempts, whose seconds pass; the tenth goes through.
+    // Two in each of nine attempts, each of which takes its second; the tenth attempt succeeds.
     const FailingCall failure(PlatformCall::Send, EAGAIN, 1, 18);
     EXPECT_EQ(sendToAnAgentThatDribbles(), kTransferFailed);
     EXPECT_EQ(trace.count("incomplete (outLength="), 9u);

@@ -31,7 +31,7 @@ std::string thread() {
     return text;
 }
 
-/// An agent in virtual time and requests of this thread to it.
+/// An agent in virtual time and requests of this thread.
 class ChannelToAgent : public testing::Test {
   protected:
     ~ChannelToAgent() override { RagdClientDestroyTSD(); }
@@ -460,7 +460,7 @@ TEST_F(ChannelToAgent, LeavesNothingBehindWhenItsThreadIsCancelled) {
     agent.handle([](const AgentRequest&) { return AgentReply::ok().held(); });
     PosixThread cancelled([] {
         Frame frame(AgentRecord{.opcode = 1});
-        SendRequest(frame.data(), frame.size(), 0);
+        static_cast<void>(SendRequest(frame.data(), frame.size(), 0));
     });
     agent.awaitRequests(1);
     cancelled.cancel();
@@ -479,7 +479,7 @@ TEST_F(ChannelToAgent, MayBeCancelledWhileItConnects) {
     PosixThread cancelled([] {
         pthread_cancel(pthread_self());
         Frame frame(AgentRecord{.opcode = 1});
-        SendRequest(frame.data(), frame.size(), 0);
+        static_cast<void>(SendRequest(frame.data(), frame.size(), 0));
     });
     EXPECT_TRUE(cancelled.join());
     EXPECT_EQ(openDescriptors(), before);

@@ -10,8 +10,8 @@
 #include "transport/DataStream.h"
 #include "transport/SipJson.h"
 
-// The worked example of docs/wire-format.md: the library makes these texts and bytes, and reads
-// them.
+// The worked example of docs/wire-format.md: the library writes these texts and bytes and reads
+// them back.
 
 namespace {
 

@@ -32,7 +32,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A client that notes its events and does something about each.
+/// A client that records its events and runs a function for each.
 class Client : public CSwitchClient {
   public:
     Client() : CSwitchClient("Watcher") {}
@@ -44,12 +44,12 @@ class Client : public CSwitchClient {
             doing();
         }
     }
-    /// From the next event on.
+    /// Sets the function, which runs from the next event on.
     void onEvent(std::function<void()> action) {
         const std::lock_guard lock(mutex_);
         action_ = std::move(action);
     }
-    /// The numbers of all events, once there are `count`.
+    /// Waits for `count` events and returns the numbers of all.
     std::vector<unsigned int> events(std::size_t count) {
         std::unique_lock lock(mutex_);
         changed_.wait_for(lock, 60s, [&] { return numbers_.size() >= count; });
@@ -74,7 +74,7 @@ class Client : public CSwitchClient {
     pthread_t thread_{};
 };
 
-/// Opens once, for all who wait.
+/// A one-time gate: open() releases all waiting threads.
 class Gate {
   public:
     void open() {
@@ -93,7 +93,7 @@ class Gate {
     bool open_ = false;
 };
 
-/// Keeps waits from running out, as long as it lives.
+/// Keeps waits from timing out until it is destroyed.
 class StandStill final : FakeClock::Participant {
   public:
     explicit StandStill(FakeClock& clock) : clock_(clock) { clock_.join(*this); }
@@ -117,7 +117,7 @@ class EventThread : public testing::Test {
             .opcode = 0x0B11, .ext = 0x1, .cabinet = 2, .status = 0, .data = numberData(number)});
     }
     void push(unsigned int number) { agent.push(AgentReply::raw(event(number))); }
-    /// In one write, so that the second stands behind the first whatever happens on that.
+    /// Sends both in one write, so that the second follows the first whatever the first causes.
     void pushTogether(unsigned int first, unsigned int second) {
         agent.push(AgentReply::raw(event(first) + event(second)));
     }
@@ -229,7 +229,7 @@ TEST_F(EventThread, EndsWithTheClient) {
     client->events(1);
     client.reset();
     EXPECT_EQ(trace.count("Thread_EventMain: Event thread exited"), 1u);
-    UnRegisterForEvents();  // the registration had stayed
+    UnRegisterForEvents();  // the registration was still there
     agent.awaitOpenConnections(0);
     EXPECT_EQ(openDescriptors(), before);
 }
@@ -243,7 +243,7 @@ TEST_F(EventThread, NeedsAPipe) {
 }
 
 TEST_F(EventThread, KeepsItsPipeAwayFromTheStandardStreams) {
-    agent.stop();  // it would get the free number when it accepts
+    agent.stop();  // otherwise accept() could get the free descriptor number
     {
         const ClosedStream input(STDIN_FILENO);
         EXPECT_FALSE(client->EnableEvents(1, 0));
@@ -335,9 +335,9 @@ TEST_F(EventThread, EndsWhenItsChannelIsTakenAway) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     UnRegisterForEvents();
     push(1);
-    // The new channel may get the old number, and the thread then take the reply to its
-    // registration for an event: whatever becomes of the two, disabling ends the thread.
-    RegisterForEvents(nullptr);
+    // The new channel may get the old descriptor number. The thread may then read the reply to the
+    // registration as an event. In both cases disabling must end the thread.
+    static_cast<void>(RegisterForEvents(nullptr));
     EXPECT_TRUE(client->EnableEvents(0, 0));
     awaitExit();
 }
@@ -427,11 +427,11 @@ TEST(EventThreadMemory, OutlivesTheLackOfMemory) {
     TraceCapture trace;
     Client client;
     ASSERT_TRUE(client.EnableEvents(1, 0));
-    std::optional<FakeClock> clock;  // made when the agent needs no time any more
+    std::optional<FakeClock> clock;  // created when the agent needs no time any more
     std::optional<FailingAllocation> failure;
     client.onEvent([&] {
         clock.emplace();
-        failure.emplace(1);  // the next one of this thread
+        failure.emplace(1);  // the next allocation of this thread
     });
     agent.pushEvent({.opcode = 1, .status = 0, .data = "1"});
     client.events(1);
@@ -455,7 +455,7 @@ TEST_F(EventThread, IsWaitedForFiveSeconds) {
     EXPECT_EQ(clock.elapsed(), 5030ms);
     agent.awaitOpenConnections(0);
     EXPECT_EQ(trace.count("Event thread exited"), 0u);
-    // It is late, but touches nothing any more; enabling again waits for it.
+    // The thread is late but uses nothing any more. Enabling again waits for it.
     push(2);
     gate.open();
     client->onEvent(nullptr);
@@ -593,7 +593,7 @@ TEST_F(EventThread, IsLeftAloneByAForkedChild) {
     ASSERT_TRUE(client->EnableEvents(1, 0));
     const pid_t child = fork();
     if (child == 0) {
-        Clock::replace(nullptr);  // the agent's thread is not here
+        Clock::replace(nullptr);  // the child does not have the agent's thread
         client->EnableEvents(0, 0);
         client.reset();
         _exit(0);
@@ -644,7 +644,7 @@ TEST_F(EventThread, ServesAnyListenerAndEndsWithItsObject) {
     EXPECT_EQ(number, 5u);
     EXPECT_TRUE(trace.contains("(Modulename=Listener, Details=Thread_EventMain started"));
     EXPECT_EQ(trace.count("Thread_EventMain: Event thread exited"), 1u);
-    UnRegisterForEvents();  // the registration had stayed
+    UnRegisterForEvents();  // the registration was still there
     agent.awaitOpenConnections(0);
     EXPECT_EQ(openDescriptors(), before);
 }

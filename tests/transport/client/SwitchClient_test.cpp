@@ -61,7 +61,7 @@ TEST_F(SwitchClient, TakesStatusTwelveForSuccess) {
 }
 
 TEST_F(SwitchClient, GivesEveryOtherStatusAsItIs) {
-    // 21 and 255 too, which the record takes for success.
+    // Includes 21 and 255, which the record treats as success.
     for (const unsigned int status : {1u, 19u, 21u, 25u, 255u, 0x00040009u, 0xFFFFFFFFu}) {
         EXPECT_EQ(request(AgentReply::status(status)), status);
         EXPECT_EQ(command.Status(), status);
@@ -103,7 +103,8 @@ TEST_F(SwitchClient, GivesTwentyTwoForRepliesWithoutStatus) {
 }
 
 TEST_F(SwitchClient, NeverTakesTheRestOfTheRequestForTheReply) {
-    // A short frame without NUL, over a request that reads on as a successful reply.
+    // A short frame without NUL. The remaining bytes of the request would complete it to a
+    // successful reply.
     agent.expect({.opcode = 1, .status = 0, .reply = AgentReply::json("").withLength(0).cutTo(4)});
     command.SetCmd(1, 0, 0, 0, 0);
     EXPECT_EQ(client.Request(command, 0, 0, 0), 22u);
@@ -227,7 +228,7 @@ TEST_F(SwitchClient, IntroducesTheProcessByTheLibrarysName) {
 }
 
 TEST_F(SwitchClient, EndsRequestsOnDetaching) {
-    const pid_t child = fork();  // for good, so in a process of its own
+    const pid_t child = fork();  // permanent, so in a separate process
     if (child == 0) {
         Client own("child");
         own.Attach();

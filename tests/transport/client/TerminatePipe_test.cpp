@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kNotMade = "EnableEvents: WARNING: cannot create pipe for termination-thread";
 
-/// Keeps the process from opening descriptors beyond those that it has.
+/// Prevents the process from opening further descriptors.
 class NoMoreDescriptors {
   public:
     explicit NoMoreDescriptors(rlim_t limit) {
