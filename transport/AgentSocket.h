@@ -37,7 +37,7 @@ VARNOCK_EXPORT void SetClientName(const char* name);
 
 /// Opens the event channel, unless it is open, and registers it. Returns its descriptor, which
 /// becomes readable when an event arrives, or a negative result. The argument is ignored.
-VARNOCK_EXPORT int RegisterForEvents(void* reserved);
+[[nodiscard]] VARNOCK_EXPORT int RegisterForEvents(void* reserved);
 
 /// Closes the event channel.
 VARNOCK_EXPORT void UnRegisterForEvents(void);
@@ -47,13 +47,14 @@ VARNOCK_EXPORT void UnRegisterForEvents(void);
 /// on: `clientFd` with an event or, after a broken channel was reopened, that of the new channel
 /// without an event. Returns -1 if `clientFd` is not the event channel, the agent has closed it, or
 /// it could not be reopened; -9 if there is no memory for the event, which is then lost.
-VARNOCK_EXPORT int GetEventJson(int clientFd, SipJson& event);
+[[nodiscard]] VARNOCK_EXPORT int GetEventJson(int clientFd, SipJson& event);
 
 /// Sends the frame and reads the reply over it, into `inOutMax` bytes. Returns the number of bytes
 /// received, at least the reply's length + 4: ignore the bytes after the reply.
 /// The text of the reply need not end with a NUL. `inOutMax` must be at least 5 and the frame's
 /// length + 4.
-VARNOCK_EXPORT int SendRequest(unsigned int* frame, unsigned int inOutMax, unsigned int timeoutMs);
+[[nodiscard]] VARNOCK_EXPORT int SendRequest(unsigned int* frame, unsigned int inOutMax,
+                                             unsigned int timeoutMs);
 
 /// Closes the calling thread's request channel; the next request opens a new one.
 VARNOCK_EXPORT void RagdClientDestroyTSD(void);
@@ -70,4 +71,4 @@ VARNOCK_EXPORT std::string EventSocketPath();
 /// Checks whether a process listens on a socket of the agent: connects, sends nothing and
 /// disconnects. Returns 0 or the errno value of the failure. Never waits and traces nothing, so
 /// that a program can report at once what a request reports only after 600 tries.
-VARNOCK_EXPORT int ProbeAgentSocket(const std::string& path);
+[[nodiscard]] VARNOCK_EXPORT int ProbeAgentSocket(const std::string& path);

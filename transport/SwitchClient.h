@@ -44,8 +44,7 @@ class VARNOCK_EXPORT CSwitchClient {
     /// disable the events.
     virtual void Event(SipJson& event);
 
-    /// The name under which the event thread appears in traces: up to 255 characters, copied. False
-    /// for null.
+    /// Sets the event thread's name in traces: up to 255 characters, copied. False for null.
     bool SetApplicationName(const char* name);
 
     /// Registers this process with the agent under the library's name, from the next connection on.

@@ -25,12 +25,12 @@ using std::chrono::seconds;
 constexpr int kQueueTries = 100;
 constexpr milliseconds kQueuePause{10};
 
-int newSocket() {
+[[nodiscard]] int newSocket() {
     return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
 }
 
 /// Returns 0 or an errno value, EAGAIN for a daemon that listens with a full queue.
-int connectOnce(int fd, const std::string& path) {
+[[nodiscard]] int connectOnce(int fd, const std::string& path) {
     sockaddr_un address{};
     if (path.size() >= sizeof address.sun_path) {
         return ENAMETOOLONG;
@@ -43,7 +43,7 @@ int connectOnce(int fd, const std::string& path) {
 
 /// Connects within about a second: a blocking connect would wait forever for a daemon that listens
 /// but does not accept. Returns 0 or an errno value.
-int connectTo(int fd, const std::string& path) {
+[[nodiscard]] int connectTo(int fd, const std::string& path) {
     for (int attempt = 0;; ++attempt) {
         const int error = connectOnce(fd, path);
         if (error != EAGAIN || attempt == kQueueTries) {
@@ -58,7 +58,7 @@ std::chrono::seconds wholeSeconds() {
 }
 
 /// Evaluates a poll that found the descriptor ready.
-int judge(int fd, short pollMask, short ready) {
+[[nodiscard]] int judge(int fd, short pollMask, short ready) {
     if ((ready & POLLHUP) != 0) {
         traceAlways("IsFdReady: ERROR: Hangup on fd=%d\n", fd);
         return kPollFailed;
@@ -142,7 +142,7 @@ void pauseFor(milliseconds duration, const StopSignal* stop) {
         return;
     }
     short ready = 0;
-    pollDescriptor(-1, 0, static_cast<int>(duration.count()), stop, ready);
+    static_cast<void>(pollDescriptor(-1, 0, static_cast<int>(duration.count()), stop, ready));
 }
 
 int isFdReady(int fd, short pollMask, unsigned int timeoutMs, const StopSignal* stop) {

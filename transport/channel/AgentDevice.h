@@ -26,16 +26,17 @@ inline constexpr std::chrono::milliseconds kConnectPause{1000};
 
 /// Connects a stream socket, close-on-exec and non-blocking. Returns its descriptor, kNotOpened or
 /// kNotConnected; in the latter case errno has the reason.
-int openDevice(const std::string& path);
+[[nodiscard]] int openDevice(const std::string& path);
 
 /// Repeats openDevice() up to kConnectTries times; calls `report` with the number of the try and
 /// errno after each tenth failure, beginning with the first. A stop ends it early.
-int openPatiently(const std::string& path,
-                  void (*report)(const std::string&, int number, int error),
-                  const StopSignal* stop);
+[[nodiscard]] int openPatiently(const std::string& path,
+                                void (*report)(const std::string&, int number, int error),
+                                const StopSignal* stop);
 
 /// poll(2) for one descriptor. A stop makes it fail with ECANCELED.
-int pollDescriptor(int fd, short mask, int timeoutMs, const StopSignal* stop, short& ready);
+[[nodiscard]] int pollDescriptor(int fd, short mask, int timeoutMs, const StopSignal* stop,
+                                 short& ready);
 
 /// Sleeps; a stop ends it early.
 void pauseFor(std::chrono::milliseconds duration, const StopSignal* stop);
@@ -43,6 +44,7 @@ void pauseFor(std::chrono::milliseconds duration, const StopSignal* stop);
 /// Waits until the descriptor is ready for all of `pollMask`. Returns the mask or a
 /// TransportResult. A hang-up deliberately takes precedence over data: a reply proves that the
 /// agent was still connected, and the answer of an agent that closes at once is lost.
-int isFdReady(int fd, short pollMask, unsigned int timeoutMs, const StopSignal* stop = nullptr);
+[[nodiscard]] int isFdReady(int fd, short pollMask, unsigned int timeoutMs,
+                            const StopSignal* stop = nullptr);
 
 }  // namespace varnock

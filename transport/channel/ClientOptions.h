@@ -32,9 +32,9 @@ inline constexpr unsigned int kRegistrationRoom = 1028;
 
 /// The frame that registers a channel, in a buffer with space for the reply. The buffer has no
 /// memory if the allocation fails.
-FrameBuffer registrationFrame(Channel channel, const ClientOptions& options);
+[[nodiscard]] FrameBuffer registrationFrame(Channel channel, const ClientOptions& options);
 
 /// The agent's descriptor in the reply to a registration. Ignores the status.
-int daemonDescriptor(FrameBuffer& reply, int received);
+[[nodiscard]] int daemonDescriptor(FrameBuffer& reply, int received);
 
 }  // namespace varnock

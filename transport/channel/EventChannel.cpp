@@ -26,8 +26,8 @@ constexpr std::chrono::milliseconds kReopenPause{1000};
 struct EventState {
     int fd = -1;
     int daemonFd = -1;
-    int process = 0;             // that opened the channel
-    ClientOptions registration;  // with which it is registered
+    int process = 0;             ///< the process that opened the channel
+    ClientOptions registration;  ///< the registration of the channel
 };
 constinit EventState state VARNOCK_GUARDED_BY(channelLock);
 

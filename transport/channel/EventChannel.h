@@ -28,14 +28,14 @@ struct EventRead {
 };
 
 /// Reads one event from the readable descriptor.
-EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop);
+[[nodiscard]] EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop);
 
-int openEventChannel(const StopSignal* stop);
+[[nodiscard]] int openEventChannel(const StopSignal* stop);
 /// Returns the agent's descriptor for the channel, below 0 on failure.
-int initEventChannel(int fd, const ClientOptions* options, const StopSignal* stop);
+[[nodiscard]] int initEventChannel(int fd, const ClientOptions* options, const StopSignal* stop);
 void closeEventChannel();
 /// These return the descriptor of the channel, below 0 on failure.
-int registerForEvents(const StopSignal* stop);
-int reOpenEventChannel(const StopSignal* stop);
+[[nodiscard]] int registerForEvents(const StopSignal* stop);
+[[nodiscard]] int reOpenEventChannel(const StopSignal* stop);
 
 }  // namespace varnock

@@ -71,8 +71,8 @@ class Exchange {
     const Surplus surplus_;
     const StopSignal* const stop_;
     const nanoseconds start_;
-    nanoseconds inAttempts_{0};  // time spent in the seconds of the attempts
-    std::uint64_t total_ = 0;    // of the frame while sending
+    nanoseconds inAttempts_{0};  ///< time spent in the seconds of the attempts
+    std::uint64_t total_ = 0;    ///< bytes of the frame being sent
     std::uint64_t sent_ = 0;
     std::uint64_t received_ = 0;
 };

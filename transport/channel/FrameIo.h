@@ -32,11 +32,12 @@ inline bool isFinal(Transfer transfer) {
 /// with a final state, on a hang-up, which the next attempt detects, and on a stop. If the
 /// descriptor is ready but nothing is transferred, as at the end of a file, it sleeps for the rest
 /// of the second.
-Transfer spendSecond(int fd, short mask, const StopSignal* stop,
-                     const std::function<Transfer()>& move);
+[[nodiscard]] Transfer spendSecond(int fd, short mask, const StopSignal* stop,
+                                   const std::function<Transfer()>& move);
 
 /// One read after the first `count` bytes, up to `limit`; increments `count` by the bytes read.
-Transfer receiveBytes(int fd, void* buffer, std::uint64_t limit, std::uint64_t& count);
+[[nodiscard]] Transfer receiveBytes(int fd, void* buffer, std::uint64_t limit,
+                                    std::uint64_t& count);
 
 /// Treatment of the bytes after the reply.
 enum class Surplus {
@@ -49,12 +50,13 @@ enum class Surplus {
 /// seconds of the attempts, over all waits together; what sending and receiving spend in attempts
 /// beyond `retries` seconds counts as waiting.
 /// REQUIRES: isUsableFrame().
-int sendRequestOnFd(int fd, unsigned int* frame, unsigned int inOutMax, unsigned int timeoutMs,
-                    unsigned int retries, Surplus surplus = Surplus::Drop,
-                    const StopSignal* stop = nullptr);
+[[nodiscard]] int sendRequestOnFd(int fd, unsigned int* frame, unsigned int inOutMax,
+                                  unsigned int timeoutMs, unsigned int retries,
+                                  Surplus surplus = Surplus::Drop,
+                                  const StopSignal* stop = nullptr);
 
 /// True if the frame and the beginning of any reply fit into the buffer. Otherwise the caller
 /// returns kTransferFailed; this function traces it as a failure to send on `fd`.
-bool isUsableFrame(int fd, const unsigned int* frame, unsigned int inOutMax);
+[[nodiscard]] bool isUsableFrame(int fd, const unsigned int* frame, unsigned int inOutMax);
 
 }  // namespace varnock

@@ -15,8 +15,8 @@ namespace {
 
 std::atomic<int> processId{0};
 
-// A lock held by another thread during the fork would stay locked in the child. The locks are taken
-// and released in different functions, which the analysis cannot follow.
+/// A lock held by another thread during the fork would stay locked in the child. The locks are
+/// taken and released in different functions, which the analysis cannot follow.
 void lockAll() VARNOCK_NOT_ANALYSED {
     keyLock.lock();
     channelLock.lock();
@@ -46,7 +46,7 @@ ChannelsHeld::ChannelsHeld() {
     channelLock.lock();
 }
 
-// Called by every request, so it makes no system call.
+/// Called by every request, so it makes no system call.
 int currentProcess() {
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     pthread_once(&once, &prepareForForks);

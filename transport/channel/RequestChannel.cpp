@@ -60,7 +60,7 @@ RequestChannel* lookUpChannel() {
 }
 
 /// Stores a channel in the thread's slot. Returns 0 or an errno value.
-int storeChannel(RequestChannel* channel) {
+[[nodiscard]] int storeChannel(RequestChannel* channel) {
     const KeyInUse lock;
     return bufferKey != kNoKey ? pthread_setspecific(bufferKey, channel) : EINVAL;
 }
@@ -138,8 +138,7 @@ int openRequestChannel(RequestChannel* channel) {
             "(thrId=0x%08X)\n",
             path.c_str(), fd, channel->timeout, channel->retries, threadNumber());
     const ClientOptions options(fd);
-    initRequestChannel(*channel, &options, channel->timeout);
-    return channel->fd;
+    return initRequestChannel(*channel, &options, channel->timeout) ? fd : kNotOpened;
 }
 
 bool initRequestChannel(RequestChannel& channel, const ClientOptions* options,
@@ -230,7 +229,7 @@ void RagdClientDestroyTSD(void) {
     traceAlways("RagdClientDestroyTSD: pthrdata = %p, s_BufferKey = 0x%08X\n",
                 static_cast<void*>(channel), shownKey());
     if (channel != nullptr) {
-        storeChannel(nullptr);
+        static_cast<void>(storeChannel(nullptr));  // the slot exists: it holds the channel
         destroyThreadSpecificDataJson(channel);
     }
 }

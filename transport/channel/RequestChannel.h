@@ -18,17 +18,17 @@ struct RequestChannel {
 inline constexpr unsigned int kLongestTimeout = 180000;
 
 /// The calling thread's channel, created if necessary; null if that fails.
-RequestChannel* getThreadSpecificDataJson();
+[[nodiscard]] RequestChannel* getThreadSpecificDataJson();
 /// Closes and frees a channel; also runs at the end of a thread with a channel.
 void destroyThreadSpecificDataJson(void* channel);
 /// Connects and registers unless already done. Returns the descriptor or kNotOpened.
-int openRequestChannel(RequestChannel* channel);
+[[nodiscard]] int openRequestChannel(RequestChannel* channel);
 /// Registers the calling thread's channel; closes it on failure.
-bool initRequestChannel(RequestChannel& channel, const ClientOptions* options,
-                        unsigned int timeoutMs);
+[[nodiscard]] bool initRequestChannel(RequestChannel& channel, const ClientOptions* options,
+                                      unsigned int timeoutMs);
 void closeRequestChannel(RequestChannel& channel);
 /// SendRequest() for a frame of up to `frameRoom` bytes and a reply of up to `replyRoom` bytes.
-int sendRequest(unsigned int* frame, unsigned int frameRoom, unsigned int replyRoom,
-                unsigned int timeoutMs);
+[[nodiscard]] int sendRequest(unsigned int* frame, unsigned int frameRoom, unsigned int replyRoom,
+                              unsigned int timeoutMs);
 
 }  // namespace varnock

@@ -20,8 +20,8 @@ constexpr std::chrono::milliseconds kAfterFailure{1000};
 
 enum class Wake { Event, Nothing, Terminate };
 
-/// Waits for an event or for the end. The pipe is looked at first, and a failed wait counts as a
-/// signal on it, an interrupted one too: the thread exits rather than spin.
+/// Waits for an event or the stop request. The pipe is checked first. A failed or interrupted wait
+/// counts as a signal on the pipe: the thread exits rather than spin.
 Wake awaitWake(const EventRun& run) {
     pollfd descriptors[2] = {{run.stop.wakeFd(), POLLIN, 0}, {run.eventFd, POLLIN, 0}};
     const bool isToldToStop = run.stop.requested() || run.stop.wakeFd() < 0;
@@ -38,7 +38,7 @@ Wake awaitWake(const EventRun& run) {
     return Wake::Event;
 }
 
-/// Ends a run however the thread leaves its loop.
+/// Marks the run as ended when the thread leaves its loop, also by an exception or cancellation.
 class RunEnd {
   public:
     explicit RunEnd(EventRun& run) : run_(run) {}
@@ -78,7 +78,7 @@ void EventLoop::run() {
     }
 }
 
-/// False when the thread cannot go on.
+/// False when the thread must exit.
 bool EventLoop::handleEvent() {
     try {
         SipJson event;
@@ -87,7 +87,8 @@ bool EventLoop::handleEvent() {
             deliver(event);
             return true;
         }
-        // The agent has gone, and will come back: events must not end silently with it.
+        // The agent may have been restarted. Events must not end silently, so the channel is
+        // reopened.
         return followChannel(
             read.kind == EventRead::Kind::EndOfFile ? reOpenEventChannel(&run_.stop) : read.fd);
     } catch (const std::exception& failure) {
@@ -99,7 +100,7 @@ bool EventLoop::handleEvent() {
 
 bool EventLoop::followChannel(int fd) {
     if (run_.stop.requested()) {
-        // Whoever stops the thread may have closed the channel before this one was made.
+        // The stopping thread may have closed the channel before this one was opened.
         closeEventChannel();
         return true;
     }

@@ -12,19 +12,19 @@ namespace varnock {
 /// Called for each event, on the event thread. What it throws is traced and dropped.
 using EventListener = std::function<void(SipJson& event)>;
 
-/// What the event thread does in a run: it waits for events and calls the listener with them.
+/// The loop of the event thread: waits for events and passes them to the listener.
 class EventLoop {
   public:
-    /// `shownFd` gets the descriptor of each channel that is made. It belongs to the client, which
-    /// the listener may destroy: it is not touched once the run has been told to stop.
+    /// `shownFd` receives the descriptor of each reopened channel. It belongs to the client, which
+    /// the listener may destroy, so it is not accessed after the run was told to stop.
     EventLoop(EventRun& run, std::atomic<int>& shownFd, EventListener listener);
 
-    /// Goes on until the run is told to stop or the agent stays away.
+    /// Runs until the run is told to stop or the channel cannot be reopened.
     void run();
 
   private:
-    bool handleEvent();
-    bool followChannel(int fd);
+    [[nodiscard]] bool handleEvent();
+    [[nodiscard]] bool followChannel(int fd);
     void deliver(SipJson& event) const;
 
     EventRun& run_;

@@ -9,36 +9,37 @@
 /// Internal, not installed.
 namespace varnock {
 
-/// One run of the event thread, shared by that thread and by those who start and stop it. It
-/// outlives its owner, which a listener may destroy.
+/// The state of one run of the event thread, shared by that thread and the threads that start and
+/// stop it. It outlives its owner, which a listener may destroy.
 class EventRun {
   public:
-    /// `owner` is the object that runs the thread, `wakeFd` the read end of the termination pipe.
+    /// `owner` is the object that runs the thread; `wakeFd` is the read end of the termination
+    /// pipe.
     EventRun(const void* owner, int wakeFd, int eventFd);
     ~EventRun();
     EventRun(const EventRun&) = delete;
     EventRun& operator=(const EventRun&) = delete;
 
-    /// The thread that calls this is the event thread.
+    /// Called by the event thread when it starts.
     void enter();
-    /// It ends.
+    /// Called by the event thread when it ends.
     void leave();
-    /// Counts as running from before the thread is started, so that nobody who stops it overlooks
-    /// a thread that is still on its way.
+    /// Set to true before the thread is started, so that a stop does not overlook a thread that has
+    /// not reached enter() yet.
     void setRunning(bool running);
     bool isRunning() const { return running_; }
     bool isCalledOnOwnThread() const;
-    /// The run of this owner whose thread is the calling one; else null.
+    /// The run of this owner that executes on the calling thread; null if there is none.
     static EventRun* ofThisThread(const void* owner);
     /// False in a child made by fork(), where the thread does not exist.
     bool belongsToThisProcess() const;
-    /// Waits for the end, up to ten steps of 500 ms.
+    /// Waits for the thread to end, up to ten steps of 500 ms.
     void awaitEnd();
 
     StopSignal stop;
-    int eventFd;                        ///< the event thread's own copy
-    std::atomic<bool> isJoined{false};  ///< somebody has waited for the thread, or does so
-    std::atomic<bool> isHeldUp{false};  ///< somebody who waits for the thread has the lock of
+    int eventFd;                        ///< used by the event thread only
+    std::atomic<bool> isJoined{false};  ///< a thread waits or has waited for the event thread
+    std::atomic<bool> isHeldUp{false};  ///< the waiting thread holds the lock of
                                         ///< EventThread::enable()
 
   private:

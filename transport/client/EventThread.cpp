@@ -20,7 +20,7 @@ constexpr unsigned int kStackSize = 0x100000;
 constexpr std::chrono::milliseconds kAfterEnd{30};
 constexpr std::chrono::milliseconds kLockPause{1};
 
-/// The host's signals are for its own threads: a handler that runs here would end the wait.
+/// A signal handler of the host that runs on this thread would interrupt the wait.
 void blockAsynchronousSignals() {
     sigset_t signals;
     sigfillset(&signals);
@@ -30,7 +30,7 @@ void blockAsynchronousSignals() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-/// Closes the pipe again unless everything that uses it has started.
+/// Closes the pipe unless keep() is called.
 class PipeGuard {
   public:
     explicit PipeGuard(TerminatePipe& pipe) : pipe_(&pipe) {}
@@ -67,8 +67,8 @@ std::string EventThread::name() const {
     return name_;
 }
 
-/// False when the lock cannot be taken: the caller is the event thread, and the lock holder is
-/// re-enabling events and waits for that thread to end.
+/// False when the caller is the event thread and the lock holder waits for that thread to end
+/// because it enables events again: taking the lock would deadlock.
 bool EventThread::lock(std::unique_lock<std::mutex>& enabling) const {
     const EventRun* own = EventRun::ofThisThread(this);
     if (own == nullptr) {
@@ -106,7 +106,8 @@ bool EventThread::start() {
             "process has been already enabled and started -> we rely on this and do nothing!\n");
         return true;
     }
-    // One that was given up waiting for must not meet what is set up now.
+    // A previous thread may still be running if end() gave up waiting. It must not use the new
+    // pipe.
     if (run_ != nullptr && run_->isRunning()) {
         run_->isHeldUp = true;
         join();
@@ -180,8 +181,8 @@ bool EventThread::end() {
     return true;
 }
 
-/// After a fork() the child has the descriptors, but neither the thread nor a right to wake that of
-/// its parent.
+/// A child made by fork() inherits the descriptors but not the thread, and must not wake its
+/// parent's thread.
 void EventThread::dropInherited() {
     if (run_ == nullptr || run_->belongsToThisProcess()) {
         return;
@@ -205,12 +206,12 @@ void EventThread::stop() {
             pipe_.wake();
         }
     }
-    // Without the lock: a listener may want to disable the events meanwhile.
+    // Without the lock, because a listener may disable the events meanwhile.
     join();
 }
 
-/// Waits for the event thread, which has been told to stop. If that is the caller, nobody will wait
-/// for it any more.
+/// Waits for the event thread, which was told to stop. The event thread cannot wait for itself, so
+/// it is detached.
 void EventThread::join() {
     run_->isJoined = true;
     if (run_->isCalledOnOwnThread()) {
@@ -233,7 +234,7 @@ void* EventThread::entry(void* eventThread) {
 }
 
 void EventThread::serve() {
-    // A listener may destroy this object: the loop has the run and a listener of its own.
+    // A listener may destroy this object, so the loop keeps the run and a copy of the listener.
     const std::shared_ptr<EventRun> run = run_ != nullptr ? run_ : makeRun();
     EventLoop(*run, eventFd_, listener_).run();
 }

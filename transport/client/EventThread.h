@@ -13,12 +13,12 @@
 /// Internal, not installed.
 namespace varnock {
 
-/// Starts and stops the event thread of a client, with all that it needs: the registration for
-/// events, the pipe that wakes it, and the run that it shares with those who stop it. In a child
-/// made by fork() events are not enabled.
+/// Starts and stops the event thread of a client. Owns the registration for events, the pipe that
+/// wakes the thread, and the shared state of its run. In a child made by fork() events are not
+/// enabled.
 ///
-/// Thread-safety: as CSwitchClient promises for the operations behind which these stand. The
-/// listener is called on the event thread, with no lock held, and may call any operation or destroy
+/// Thread-safety: as documented for the operations of CSwitchClient that forward to this class. The
+/// listener is called on the event thread with no lock held. It may call any operation or destroy
 /// this object.
 class EventThread {
   public:
@@ -30,29 +30,29 @@ class EventThread {
 
     /// The name under which the thread appears in traces: up to 255 characters, copied. Not null.
     void setName(const char* name);
-    /// Registers for events and starts the thread, or ends both, unless that is done. One call at a
-    /// time. True on success.
-    bool enable(bool wanted);
+    /// True: registers for events and starts the thread. False: ends both. Does nothing if the
+    /// state is already as wanted. Calls are serialised. Returns true on success.
+    [[nodiscard]] bool enable(bool wanted);
     /// Ends the thread and waits for it, unless called on it. Further calls do nothing.
     void stop();
-    /// Wakes the thread for its end, if there is a pipe.
+    /// Wakes the thread so that it ends. Does nothing without a pipe.
     void wake() const { pipe_.wake(); }
     void closePipe() { pipe_.close(); }
 
-    /// Entry of the thread; `eventThread` is an EventThread.
+    /// The thread's entry function. `eventThread` points to an EventThread.
     static void* entry(void* eventThread);
-    /// Serves events until the end.
+    /// The body of the thread: handles events until it is told to stop.
     void serve();
 
     /// The event connection in use; -1 for none.
     int eventFd() const { return eventFd_; }
 
   private:
-    bool lock(std::unique_lock<std::mutex>& enabling) const;
-    bool start();
-    bool registerEvents();
-    bool startThread();
-    bool end();
+    [[nodiscard]] bool lock(std::unique_lock<std::mutex>& enabling) const;
+    [[nodiscard]] bool start();
+    [[nodiscard]] bool registerEvents();
+    [[nodiscard]] bool startThread();
+    [[nodiscard]] bool end();
     void dropInherited();
     void join();
     std::string name() const;
@@ -60,13 +60,13 @@ class EventThread {
 
     const EventListener listener_;
     char name_[256] = {};
-    mutable std::mutex nameMutex_;  // guards name_
+    mutable std::mutex nameMutex_;  ///< guards name_
     std::atomic<bool> isEnabled_{false};
     CThread thread_{1};
     TerminatePipe pipe_;
     std::atomic<int> eventFd_{-1};
-    std::shared_ptr<EventRun> run_;  // the thread's, from its start to the next one
-    std::mutex enabling_;            // one enable() at a time
+    std::shared_ptr<EventRun> run_;  ///< of the last started thread
+    std::mutex enabling_;            ///< serialises enable()
 };
 
 }  // namespace varnock

@@ -21,18 +21,18 @@ using varnock::traceAt;
 
 namespace {
 
-/// The largest text that is accepted makes a frame beyond RAGD_BUFFER_MAX.
+/// The frame of the longest accepted text is larger than RAGD_BUFFER_MAX by its header.
 constexpr unsigned int kLargestFrame = CSwitchClient::RAGD_BUFFER_MAX + varnock::kFrameHeader;
 
-/// Operation 0xE002, whose reply Reply() keeps.
+/// The operation whose reply Reply() stores.
 constexpr unsigned short kKeptReply = 0xE002;
 
-/// Writes a failure into the record, which also needs memory.
+/// Stores a failure in the record, which needs memory itself.
 unsigned int fail(SipJson& cmd, unsigned int status) {
     try {
         cmd.SetStatus(status);
     } catch (const std::bad_alloc&) {
-        // The caller still gets it as the result.
+        // The caller still gets the status as the result.
     }
     return status;
 }
@@ -51,7 +51,7 @@ CSwitchClient::CSwitchClient(const char* applicationName)
     }
 }
 
-/// The thread ends before the pointer to it does: a listener may be disabling events meanwhile.
+/// Stops the thread before the members are destroyed, because a listener may be disabling events.
 CSwitchClient::~CSwitchClient() {
     StopEventThread();
 }

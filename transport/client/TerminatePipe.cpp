@@ -41,7 +41,7 @@ void TerminatePipe::close() {
     writeEnd_.reset();
 }
 
-/// Traces show the write end as 0 until the first pipe is made.
+/// Traces show the write end as 0 until the first pipe was created.
 int TerminatePipe::shownWriteEnd() const {
     return wasMade_ ? writeEnd_.get() : 0;
 }

@@ -5,16 +5,16 @@
 /// Internal, not installed.
 namespace varnock {
 
-/// The pipe that wakes the event thread for its end. Closed on destruction.
+/// The pipe that tells the event thread to end. Closed on destruction.
 class TerminatePipe {
   public:
-    /// Creates a new pipe, away from the standard streams. False, traced, when it cannot be made;
-    /// it is closed then.
-    bool open();
+    /// Closes the current pipe and creates a new one, with descriptors above those of the standard
+    /// streams. On failure traces, stays closed and returns false.
+    [[nodiscard]] bool open();
     bool isOpen() const { return static_cast<bool>(readEnd_); }
-    /// Becomes readable with wake(), and stays so; -1 while closed.
+    /// Becomes readable with wake() and stays readable. -1 while closed.
     int readEnd() const { return readEnd_.get(); }
-    /// Writes the wake-up bytes, if the pipe is open. Traces in any case.
+    /// Writes the wake-up bytes if the pipe is open. Always traces.
     void wake() const;
     void close();
 

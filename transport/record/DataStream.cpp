@@ -62,7 +62,7 @@ unsigned char& CDataStream::operator[](int index) {
     return data_[position];
 }
 
-// std::less also orders pointers into different buffers.
+/// std::less also orders pointers into different buffers.
 bool CDataStream::holds(const unsigned char* address) const {
     const std::less<const unsigned char*> before;
     return !before(address, data_.data()) && before(address, data_.data() + data_.size());

@@ -31,7 +31,7 @@ constexpr unsigned int kMaxJsonNesting = 256;
 /// Replaces the document by the one in `text`, up to its first NUL. Returns false if the text is
 /// not one whole document or is nested more deeply than `maxJsonNesting`. Throws std::bad_alloc.
 /// The document is unchanged on failure.
-bool parseJson(std::string text, JsonDocument& document);
+[[nodiscard]] bool parseJson(std::string text, JsonDocument& document);
 
 /// The value as compact text: members in order, no white space. Bytes that are not UTF-8 are copied
 /// unchanged; a number that JSON cannot represent becomes null.

@@ -136,7 +136,7 @@ unsigned int widthOf(std::uint64_t number) {
     return number <= 0xFFFFFFFF ? 4 : 8;
 }
 
-// Texts end at their first NUL, those with an escaped \u0000 too.
+/// Texts end at their first NUL, those with an escaped \u0000 too.
 void appendText(const Value& text, std::vector<unsigned char>& out) {
     const std::string bytes = CStringMapper::StringToUTF8(text.GetString());
     out.insert(out.end(), bytes.begin(), bytes.end());
