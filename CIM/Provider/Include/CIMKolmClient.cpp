@@ -35,7 +35,7 @@ void callListener(KOLMEventsListener* listener, unsigned int opcode, unsigned in
     }
 }
 
-// The event thread drops what a listener throws, but only here is its text known.
+/// The event thread drops exceptions of a listener. Their text is known only here.
 void notify(KOLMEventsListener* listener, unsigned int opcode, unsigned int sequenceNumber) {
     try {
         callListener(listener, opcode, sequenceNumber);
@@ -66,7 +66,7 @@ unsigned int CCIMKolmClient::Attach(std::string name, int impersonate) {
     return result;
 }
 
-// True on a new attach.
+/// True on a new attach.
 bool CCIMKolmClient::attachSwitch(std::string name, int impersonate, unsigned int& result) {
     const varnock::CancellationGuard uncancelled;
     const varnock::ScopedLock lock(mutex_);
@@ -122,7 +122,7 @@ void CCIMKolmClient::Init() {
     readUserGroup();
 }
 
-// True if the record now holds a reply with data. A failure is not reported.
+/// True if the record now holds a reply with data. A failure is not reported.
 bool CCIMKolmClient::readSetting(SipJson& record, unsigned int opcode, unsigned int opcodeExt,
                                  unsigned int cabinet) {
     record.SetCmd(opcode, opcodeExt, 0, cabinet, SipJson::noStatus);
@@ -167,7 +167,7 @@ void CCIMKolmClient::readUserGroup() {
     }
 }
 
-// A reply without text leaves the field unchanged.
+/// A reply without text leaves the field unchanged.
 void CCIMKolmClient::readText(const SipJson& record, std::string CCIMKolmClient::*field) {
     std::string text;
     if (record.GetDataString(text)) {

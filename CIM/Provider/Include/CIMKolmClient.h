@@ -53,16 +53,16 @@ class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOL
     provider::KOLMEventsListener* setListener(provider::KOLMEventsListener* listener) override;
 
   private:
-    bool attachSwitch(std::string name, int impersonate, unsigned int& result);
-    bool readSetting(SipJson& record, unsigned int opcode, unsigned int opcodeExt,
-                     unsigned int cabinet);
+    [[nodiscard]] bool attachSwitch(std::string name, int impersonate, unsigned int& result);
+    [[nodiscard]] bool readSetting(SipJson& record, unsigned int opcode, unsigned int opcodeExt,
+                                   unsigned int cabinet);
     void readCabinetNr();
     void readHostName();
     void readAccountCheck();
     void readUserGroup();
     void readText(const SipJson& record, std::string CCIMKolmClient::*field);
 
-    // Serialises attaching and detaching too. Never held while a request is sent.
+    /// Serialises attaching and detaching too. Never held while a request is sent.
     mutable varnock::Mutex mutex_;
     std::string applicationName_ VARNOCK_GUARDED_BY(mutex_);
     std::string userGroup_ VARNOCK_GUARDED_BY(mutex_);

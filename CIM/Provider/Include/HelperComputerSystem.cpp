@@ -13,14 +13,14 @@ namespace {
 
 constexpr const char* kSourceName = "CIM/Provider/Include/HelperComputerSystem";
 
-// Callers search for this place in the exception's text, so it must not follow the source.
+/// Callers search for this place in the exception's text, so it must not follow the source.
 constexpr int kNameIsNullLine = 17;
 
 constexpr cimple::uint16 kJobStateRunning = 4;
 constexpr cimple::uint16 kOperationalStatusOk = 2;
 constexpr const char* kNeverRemoved = "22001231235959.999999+000";
 
-// Unsigned, so that any number of seconds has a result; a time before the epoch gives a huge one.
+/// Unsigned, so that any number of seconds has a result; a time before the epoch gives a huge one.
 cimple::Datetime timestamp(unsigned long seconds, int utcOffsetMinutes) {
     return cimple::Datetime(static_cast<cimple::uint64>(seconds) * 1000000u, utcOffsetMinutes);
 }

@@ -107,8 +107,8 @@ KOLMEvents* KOLMClientImpl::events() {
     return client_->kolmEvents();
 }
 
-// No lock is held while attaching sends its requests. If two threads attach at the same time, the
-// later one undoes its attach, so that the client holds exactly one.
+/// No lock is held while attaching sends its requests. If two threads attach at the same time, the
+/// later one undoes its attach, so that the client holds exactly one.
 void KOLMClientImpl::attachIfNecessary() {
     if (attached_) {
         return;

@@ -32,7 +32,7 @@ class VARNOCK_EXPORT KOLMEventsListener {
     virtual void onDriverMonitorLogEntry(unsigned int sequenceNumber) = 0;
 
   protected:
-    // Not virtual: the library never deletes a listener, and the table holds two operations.
+    /// Not virtual: the library never deletes a listener, and the table holds two operations.
     ~KOLMEventsListener() = default;
 };
 
@@ -58,11 +58,11 @@ class VARNOCK_EXPORT IVirtualKOLM {
   public:
     /// Attaches the application of this name; `impersonate` other than 0 asks for operations under
     /// the caller's identity. Each success needs a Detach().
-    virtual int Attach(std::string name, int impersonate) = 0;
+    [[nodiscard]] virtual int Attach(std::string name, int impersonate) = 0;
     /// Undoes one Attach().
     virtual int Detach() = 0;
     /// Sends the command and turns it into the reply.
-    virtual int KolmRequest(SipJson& command) = 0;
+    [[nodiscard]] virtual int KolmRequest(SipJson& command) = 0;
     /// The events of this connection; must not be deleted.
     virtual KOLMEvents* kolmEvents() = 0;
 
@@ -94,7 +94,7 @@ class VARNOCK_EXPORT KolmClientFactory {
   public:
     /// Stores &LocalKolmClient in *out and returns KOLM_SUCCESS; KOLM_INVALID_ARGUMENT when out is
     /// null. There is no other kind of client.
-    static int GetKolmClient(IVirtualKOLM** out);
+    [[nodiscard]] static int GetKolmClient(IVirtualKOLM** out);
 };
 
 /// The command client that providers hold. It keeps the process attached to the agent during its

@@ -13,7 +13,7 @@ constexpr unsigned int kLastObject = 19;
 constexpr unsigned long kRecordSize = 46;
 constexpr unsigned long kTextOffset = 6;
 
-// The text of an identity record; nothing for any other reply.
+/// The text of an identity record; nothing for any other reply.
 std::optional<cimple::String> identityIn(const SipJson& reply) {
     CDataStream stream;
     if (!CallEngine::readStream(reply, stream) || stream.DataSize() != kRecordSize) {
@@ -32,7 +32,8 @@ Text Kolm::getConfAlarmQORVAId() {
         for (unsigned int object = 0;;) {
             record.SetCmd(0x0C31, 0, object, kAllOnes, kAllOnes);
             record.SetDataDWord(kIdentityMark, 0);
-            engine_.request(record);  // only the record shows whether to continue
+            static_cast<void>(
+                engine_.request(record));  // only the record shows whether to continue
             const std::optional<cimple::String> identity = identityIn(record);
             ++object;
             // Deliberate: the test precedes the text, so the answer of object 19 is dropped. The

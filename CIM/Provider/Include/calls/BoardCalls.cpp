@@ -92,7 +92,7 @@ Text Kolm::getSystemBoardName(const KOLMKey& key) {
 Text Kolm::getSystemBoardPartNumber(const KOLMKey& key) {
     return engine_.componentText({"getSystemBoardPartNumber", 0x0201, component(key)});
 }
-// Deliberately traces under the name of another call: readers of the trace know it by that text.
+/// Deliberately traces under the name of another call: readers of the trace know it by that text.
 Text Kolm::getSystemBoardSerialNumber(const KOLMKey& key) {
     return engine_.componentText({"getSystemBoardVersion", 0x0200, component(key)});
 }

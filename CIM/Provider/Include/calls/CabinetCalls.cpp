@@ -29,8 +29,8 @@ Text Kolm::getChassisPartNumber(const KOLMKey& key) {
 Text Kolm::getChassisSerialNumber(const KOLMKey& key) {
     return engine_.componentText({"getChassisSerialNumber", 0x0600, inCabinet(key)});
 }
-// Deliberately asks the whole system, unlike the other chassis texts, which ask the key's cabinet:
-// agents report the version there.
+/// Deliberately asks the whole system, unlike the other chassis texts, which ask the key's cabinet:
+/// agents report the version there.
 Text Kolm::getChassisVersion(const KOLMKey&) {
     return engine_.componentText({"getChassisVersion", 0x0105, wholeSystem()});
 }

@@ -7,7 +7,7 @@ namespace varnock::calls {
 
 namespace {
 
-// A list of odd size counts as empty.
+/// A list of odd size counts as empty.
 std::vector<uint16> extensionCabinets(const SipJson& reply) {
     CDataStream stream;
     CallEngine::readStream(reply, stream);

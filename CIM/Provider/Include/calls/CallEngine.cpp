@@ -145,7 +145,7 @@ void CallEngine::perform(const Command& command, bool withZero) const {
         if (withZero) {
             record.SetDataByte(0, 0);
         }
-        send(command.name, record, giveDefault);
+        static_cast<void>(send(command.name, record, giveDefault));
     });
 }
 
@@ -160,7 +160,7 @@ Result CallEngine::value(const Command& command, OnFailure onFailure,
     });
 }
 
-// The entry lines of component texts and settings show no number.
+/// The entry lines of component texts and settings show no number.
 template <class Result>
 Result CallEngine::plainItem(unsigned int opcode, const Item& item,
                              Result (*decode)(const SipJson&)) const {

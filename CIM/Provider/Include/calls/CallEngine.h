@@ -98,7 +98,7 @@ class CallEngine {
     Bytes bytes(const Command& command) const;
     Text macText(const Command& command) const;
     void action(const Command& command) const;
-    void actionWithZero(const Command& command) const;  // with the byte 0 as data
+    void actionWithZero(const Command& command) const;  ///< with the byte 0 as data
 
     /// A value that `decode` extracts from the byte stream of the reply; not called without a
     /// stream.
@@ -114,8 +114,8 @@ class CallEngine {
         });
     }
 
-    // A text of a component: the class is in the high byte of the extension, the attribute in the
-    // low byte. An invalid date is null.
+    /// A text of a component: the class is in the high byte of the extension, the attribute in the
+    /// low byte. An invalid date is null.
     Text componentText(const Item& item) const;
     Date componentDate(const Item& item) const;
 
@@ -124,7 +124,7 @@ class CallEngine {
     Setting<uint16> settingWord(const Item& item) const;
     Setting<uint32> settingDword(const Item& item) const;
     Setting<boolean> settingFlag(const Item& item) const;
-    Setting<sint32> settingNumber(const Item& item) const;  // not cut to a width
+    Setting<sint32> settingNumber(const Item& item) const;  ///< not cut to a width
     Text settingText(const Item& item) const;
     Bytes settingBytes(const Item& item) const;
     Text settingMacText(const Item& item) const;
@@ -141,10 +141,10 @@ class CallEngine {
     // For calls with more than one command.
 
     /// The client's request. Without a client every request fails.
-    int request(SipJson& record) const;
+    [[nodiscard]] int request(SipJson& record) const;
     /// Sends a request; true if the caller should process the reply. A failure is traced or thrown,
     /// as requested.
-    bool send(const char* name, SipJson& record, OnFailure onFailure) const;
+    [[nodiscard]] bool send(const char* name, SipJson& record, OnFailure onFailure) const;
     /// "Kolm::<name>()" at level 5.
     static void traceEntry(const char* name);
     /// "<name>(): KolmRequest() failed" at level 1.

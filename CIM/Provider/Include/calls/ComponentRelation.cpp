@@ -6,7 +6,7 @@ namespace varnock::calls {
 
 namespace {
 
-// Words: class, object and optionally the cabinet; all ones means the cabinet of the request.
+/// Words: class, object and optionally the cabinet; all ones means the cabinet of the request.
 std::optional<KOLMKey> parentOf(CDataStream& stream) {
     if (stream.DataSize() < 4) {
         return std::nullopt;

@@ -18,9 +18,9 @@ constexpr unsigned int kComponentInfo = 0x0C86;
 constexpr unsigned long kKindOffset = 2;
 constexpr unsigned long kTextsOffset = 6;
 
-// The NUL-terminated texts of a component record, at most ten. The remaining count starts with the
-// size of the whole record, not of the texts, so on its own it would read six bytes too far:
-// records have always been split with it, and the cursor keeps the reads inside.
+/// The NUL-terminated texts of a component record, at most ten. The remaining count starts with the
+/// size of the whole record, not of the texts, so on its own it would read six bytes too far:
+/// records have always been split with it, and the cursor keeps the reads inside.
 std::vector<std::string> identityTexts(const CDataStream& record) {
     std::vector<std::string> texts;
     const unsigned long size = record.DataSize();

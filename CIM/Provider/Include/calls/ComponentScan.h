@@ -28,10 +28,10 @@ class ComponentScan {
     ComponentScan(const CallEngine& engine, const char* call, unsigned int cabinetNr)
         : engine_(engine), call_(call), cabinet_(cabinetNr) {}
 
-    Opened open();
+    [[nodiscard]] Opened open();
     /// open() for calls that can work without a scan: on failure it traces at level 1 and returns
     /// false.
-    bool openOrTrace();
+    [[nodiscard]] bool openOrTrace();
     /// Calls `visit` for every component that can be read, and always closes the scan. Throws
     /// BaseException if the agent does not report the number.
     /// REQUIRES: open() returned true.
@@ -40,7 +40,7 @@ class ComponentScan {
     bool isKnownVersion(const ScannedComponent& component) const;
 
   private:
-    bool request(unsigned int opcode, unsigned int object);
+    [[nodiscard]] bool request(unsigned int opcode, unsigned int object);
     unsigned int count();
     void visitAll(const std::function<void(const ScannedComponent&)>& visit);
     ScannedComponent component(unsigned int index) const;

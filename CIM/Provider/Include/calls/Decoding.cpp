@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t kCimDatetimeLength = 25;
 
-// The digits of YYYYMMDD, YYYY-MM-DD or YYYY/MM/DD.
+/// The digits of YYYYMMDD, YYYY-MM-DD or YYYY/MM/DD.
 std::optional<std::string> dayDigits(const std::string& text) {
     const bool separated =
         text.size() == 10 && (text[4] == '-' || text[4] == '/') && text[7] == text[4];

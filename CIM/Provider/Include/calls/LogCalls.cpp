@@ -8,8 +8,8 @@ namespace varnock::calls {
 
 namespace {
 
-// An entry: its total length in 2 bytes, sequence number, message number and time in 4 bytes each,
-// severity in 1 byte, then the text up to its NUL or the end of the entry.
+/// An entry: its total length in 2 bytes, sequence number, message number and time in 4 bytes each,
+/// severity in 1 byte, then the text up to its NUL or the end of the entry.
 constexpr unsigned long kEntryHead = 15;
 
 provider::LogMessage entryAt(CDataStream& stream, unsigned long begin, unsigned long length) {
@@ -22,7 +22,7 @@ provider::LogMessage entryAt(CDataStream& stream, unsigned long begin, unsigned 
     return message;
 }
 
-// Stops at the first entry that is too short or runs past the stream.
+/// Stops at the first entry that is too short or runs past the stream.
 std::vector<provider::LogMessage> entries(CDataStream& stream) {
     std::vector<provider::LogMessage> messages;
     const unsigned long size = stream.DataSize();

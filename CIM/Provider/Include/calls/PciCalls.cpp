@@ -13,7 +13,7 @@ namespace {
 constexpr unsigned long kListEntrySize = 6;
 constexpr uint32 kDeviceKeyBase = 0x05000000;
 
-// An entry: 2 unused bytes, a word with segment and bus, device, function.
+/// An entry: 2 unused bytes, a word with segment and bus, device, function.
 std::vector<uint32> deviceKeys(CDataStream& list) {
     std::vector<uint32> keys;
     for (unsigned long begin = 0; list.DataSize() - begin >= kListEntrySize;
@@ -37,8 +37,8 @@ PciAddress addressOf(const KOLMKey& key) {
             static_cast<uint8>(key.objectId)};
 }
 
-// A copy, because the bytes of the stream may not be aligned for a header. Nothing if the header is
-// not valid.
+/// A copy, because the bytes of the stream may not be aligned for a header. Nothing if the header
+/// is not valid.
 std::optional<CPciCommonConfigHeader> headerIn(const SipJson& reply) {
     CDataStream stream;
     CPciCommonConfigHeader header{};

@@ -7,7 +7,7 @@ namespace varnock::calls {
 
 namespace {
 
-// An entry: time in 4 bytes, then words: average, flags, minimum, maximum.
+/// An entry: time in 4 bytes, then words: average, flags, minimum, maximum.
 constexpr unsigned long kEntrySize = 12;
 constexpr uint16 kValid = 0x8000;
 

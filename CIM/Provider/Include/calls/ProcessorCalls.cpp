@@ -62,7 +62,7 @@ Text Kolm::getCPUManufacturer(const KOLMKey& key) {
 Text Kolm::getCPUModelName(const KOLMKey& key) {
     return engine_.text({"getCPUModelName", 0x0605, 0, component(key)});
 }
-// Deliberately traces under the name of another call: readers of the trace know it by that text.
+/// Deliberately traces under the name of another call: readers of the trace know it by that text.
 Text Kolm::getCPUName(const KOLMKey& key) {
     return engine_.componentText({"getCPUModelName", 0x0A08, component(key)});
 }

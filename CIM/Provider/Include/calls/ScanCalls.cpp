@@ -11,7 +11,7 @@ namespace varnock::calls {
 
 namespace {
 
-// Records of these kinds contain no identity texts.
+/// Records of these kinds contain no identity texts.
 bool isWithoutIdentity(uint8 kind) {
     return (kind >= 0xA0 && kind <= 0xA4) || kind == 0xA9;
 }
@@ -42,7 +42,7 @@ IdentityCache::Texts cacheTexts(const std::vector<std::string>& texts) {
     return result;
 }
 
-// The controllers of a scan. Their texts may be empty.
+/// The controllers of a scan. Their texts may be empty.
 IdentityCache::Classes scanControllers(ComponentScan& scan) {
     IdentityCache::Classes found;
     scan.visitAndClose([&](const ScannedComponent& component) {

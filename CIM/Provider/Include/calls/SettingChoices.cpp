@@ -6,7 +6,7 @@ namespace varnock::calls {
 
 namespace {
 
-// There are two watchdogs; the key's object selects one.
+/// There are two watchdogs; the key's object selects one.
 unsigned int choose(const KOLMKey& key, unsigned int itemOfOthers, unsigned int itemOfObjectZero) {
     return key.objectId != 0 ? itemOfOthers : itemOfObjectZero;
 }
