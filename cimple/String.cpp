@@ -92,7 +92,7 @@ void String::assign(const char* s) {
     assign(s, lengthOf(s));
 }
 
-// The old buffer is released after the copy, because the source may lie in it.
+/// The old buffer is released after the copy, because the source may lie in it.
 void String::assign(const char* s, size_t n) {
     if (!s || n == 0) {
         clear();

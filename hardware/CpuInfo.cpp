@@ -55,7 +55,7 @@ constexpr NumberKey kNumberKeys[] = {
     {"initial apicid", &Record::initialApicId},
 };
 
-// White space, independent of the locale.
+/// White space, independent of the locale.
 constexpr bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -76,7 +76,7 @@ struct Pair {
     std::string_view value;
 };
 
-// The leading integer: 2394 for "2394.000", 512 for "512 KB".
+/// The leading integer: 2394 for "2394.000", 512 for "512 KB".
 std::uint32_t numberOf(std::string_view value) {
     return static_cast<std::uint32_t>(strtol(value.data(), nullptr, 10));
 }
@@ -110,8 +110,8 @@ void store(Record& record, std::string_view key, std::string_view value) {
     }
 }
 
-// A device may be endless: it is opened, but not read. Opening does not wait for the other end of
-// a pipe.
+/// A device may be endless: it is opened, but not read. Opening does not wait for the other end of
+/// a pipe.
 FileStream openCpuInfo(const char* path) {
     FileDescriptor descriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
@@ -128,7 +128,7 @@ FileStream openCpuInfo(const char* path) {
     return stream;
 }
 
-// Each "processor" line starts a record; lines before the first are skipped.
+/// Each "processor" line starts a record; lines before the first are skipped.
 std::vector<Record> readRecords(FILE* file) {
     std::vector<Record> records;
     Line buffer;

@@ -244,7 +244,7 @@ unsigned char CPciCommonConfigHeader::GetPrimaryBusNo() const {
     return hasBusNumbers(*this) ? byteAt(*this, kOffsetPrimaryBus) : 0;
 }
 
-// Without bus numbers it is a flag: callers use it to recognise bridges of other layouts.
+/// Without bus numbers it is a flag: callers use it to recognise bridges of other layouts.
 unsigned char CPciCommonConfigHeader::GetSecondaryBusNo() const {
     if (hasBusNumbers(*this)) return byteAt(*this, kOffsetSecondaryBus);
     return baseClass == kBaseClassBridge ? 1 : 0;

@@ -20,7 +20,7 @@ namespace {
 using varnock::CancellationGuard;
 using varnock::ScopedLock;
 
-// A fixed page size, independent of the system's.
+/// A fixed page size, independent of the system's.
 constexpr std::uint64_t kPageSize = 4096;
 constexpr auto kPendingWork = std::chrono::milliseconds(100);
 
@@ -35,7 +35,8 @@ std::uint32_t lastSystemError() {
     return static_cast<std::uint32_t>(errno);
 }
 
-// A mapping beyond the end of a regular file succeeds, and reading it ends the process with SIGBUS.
+/// A mapping beyond the end of a regular file succeeds, and reading it ends the process with
+/// SIGBUS.
 bool endsBefore(int fd, std::uint64_t end) {
     struct stat status {};
     if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return false;

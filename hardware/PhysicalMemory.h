@@ -152,6 +152,6 @@ class VARNOCK_EXPORT CDeviceBios : public CDeviceBiosBase {
 
     unsigned char* mapping_ = nullptr;
     int fd_ = -1;
-    std::uint32_t mapBase_ = 0;    // kept after unmapping
-    std::uint32_t mapLength_ = 0;  // kept after unmapping
+    std::uint32_t mapBase_ = 0;    ///< kept after unmapping
+    std::uint32_t mapLength_ = 0;  ///< kept after unmapping
 };

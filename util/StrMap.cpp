@@ -85,7 +85,7 @@ class CStrMap::Blocks {
     }
 
     std::vector<Block> blocks_;
-    std::size_t used_ = 0;  // bytes of the last block
+    std::size_t used_ = 0;  ///< bytes of the last block
 };
 
 CStrMap::CStrMap()
@@ -143,7 +143,7 @@ CStrMap::Assoc* CStrMap::findAssoc(const char* key) {
     return &entries_[place];
 }
 
-// The index of a key, count_ if absent. Programs often look up names in order, or skip one.
+/// The index of a key, count_ if absent. Programs often look up names in order, or skip one.
 unsigned int CStrMap::search(const char* key) {
     if (holdsKey(expected_, key)) return expected_;
     if (holdsKey(expected_ + 1, key)) return expected_ + 1;
@@ -152,7 +152,7 @@ unsigned int CStrMap::search(const char* key) {
     return holdsKey(place, key) ? place : count_;
 }
 
-// An index of all entries is built once the number of searches justifies its cost.
+/// An index of all entries is built once the number of searches justifies its cost.
 bool CStrMap::hasHashIndex() {
     if (hashSlots_ != nullptr) return true;
     if (count_ < kSmallestIndexed || ++searches_ < count_ / kEntriesPerSearch) return false;
@@ -160,8 +160,8 @@ bool CStrMap::hasHashIndex() {
     return makeHashIndex();
 }
 
-// Open addressing, at most half full, valid until an entry moves. False without memory, or if too
-// many keys collide.
+/// Open addressing, at most half full, valid until an entry moves. False without memory, or if too
+/// many keys collide.
 bool CStrMap::makeHashIndex() {
     if (count_ > kMaxIndexed) return false;
     const unsigned int size = std::bit_ceil(2 * count_);

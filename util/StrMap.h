@@ -89,7 +89,7 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     /// The position of an entry in the array.
     struct HashSlot {
         unsigned int hash;
-        unsigned int number;  // one more than the index; 0: free
+        unsigned int number;  ///< one more than the index; 0: free
     };
     class Blocks;
 
@@ -99,7 +99,7 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     void reserveOne();
     void freeKey(char* key);
     bool hasHashIndex();
-    bool makeHashIndex();
+    [[nodiscard]] bool makeHashIndex();
     unsigned int findHashed(const char* key) const;
     void dropHashIndex();
     void forgetPlaces() {
@@ -110,10 +110,10 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     Assoc* entries_;
     unsigned int capacity_;
     unsigned int count_;
-    unsigned int allocated_;  // slots of the array, at least capacity_
-    unsigned int expected_;   // the index after the entry found last
-    unsigned int searches_;   // since an entry last moved
-    unsigned int hashMask_;   // number of slots (a power of two) minus one
-    HashSlot* hashSlots_;     // index of all entries; null: use a binary search
-    Blocks* blocks_;          // the memory of append(); may be null
+    unsigned int allocated_;  ///< slots of the array, at least capacity_
+    unsigned int expected_;   ///< the index after the entry found last
+    unsigned int searches_;   ///< since an entry last moved
+    unsigned int hashMask_;   ///< number of slots (a power of two) minus one
+    HashSlot* hashSlots_;     ///< index of all entries; null: use a binary search
+    Blocks* blocks_;          ///< the memory of append(); may be null
 };

@@ -35,12 +35,12 @@ char* copyOf(std::string_view text) {
     return copy;
 }
 
-// White space, independent of the locale.
+/// White space, independent of the locale.
 bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Up to the first '&' outside quotes.
+/// Up to the first '&' outside quotes.
 size_t lengthOfValue(std::string_view text) {
     bool isQuoted = false;
     for (size_t i = 0; i < text.size(); ++i) {
@@ -50,13 +50,13 @@ size_t lengthOfValue(std::string_view text) {
     return text.size();
 }
 
-// Whether a parameter name can start here: after a separator and optional white space.
+/// Whether a parameter name can start here: after a separator and optional white space.
 bool followsSeparator(std::string_view text, size_t at) {
     while (at > 0 && isSpace(text[at - 1])) --at;
     return at > 0 && (text[at - 1] == '&' || text[at - 1] == '?');
 }
 
-// Writes the bytes that a value represents, at most `limit`, and returns their number.
+/// Writes the bytes that a value represents, at most `limit`, and returns their number.
 size_t decodeValue(const char* value, size_t limit, char* out) {
     size_t count = 0;
     bool isQuoted = false;
@@ -186,7 +186,7 @@ int CUrlString::GetParamListOffset() const {
     return rest.substr(0, 1) == "?" ? length + 1 : 0;
 }
 
-// A view without data if there is none.
+/// A view without data if there is none.
 std::string_view CUrlString::findValue(const char* name) const {
     const std::string_view wanted = viewOf(name);
     if (wanted.empty() || GetParamListOffset() == 0) return {};

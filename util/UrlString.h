@@ -49,7 +49,7 @@ class VARNOCK_EXPORT CExtendableString {
     int clampedCount(int start, int count) const;
 
     int length_ = 0;
-    char* text_ = nullptr;  // allocated with malloc; null if empty
+    char* text_ = nullptr;  ///< allocated with malloc; null if empty
 };
 
 /// A service name followed by named values, "service:?name:value&name:value".
