@@ -23,6 +23,18 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
 
 }  // namespace varnock::test
 
+/// The same for the preprocessor: the sanitizers replace the C allocator.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VARNOCK_MALLOC_IS_REPLACED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define VARNOCK_MALLOC_IS_REPLACED 1
+#endif
+#endif
+#ifndef VARNOCK_MALLOC_IS_REPLACED
+#define VARNOCK_MALLOC_IS_REPLACED 0
+#endif
+
 /// For the first line of a test that sanitizers cannot handle.
 #define SKIP_IF_THREAD_EXIT_IS_MISREAD()                                                      \
     if (varnock::test::kAddressSanitizer)                                                     \
@@ -42,3 +54,7 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
 #define SKIP_IF_SIGNALS_ARE_HELD_BACK()  \
     if (varnock::test::kThreadSanitizer) \
     GTEST_SKIP() << "the thread sanitizer keeps a signal back while a call waits in the kernel"
+
+#define SKIP_IF_MALLOC_IS_REPLACED() \
+    if (varnock::test::kSanitized)   \
+    GTEST_SKIP() << "the sanitizers replace the allocator that this test makes fail"
