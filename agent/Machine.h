@@ -36,13 +36,13 @@ struct Answer {
     Answer(std::string text) : data(std::move(text)) {}
     Answer(Bytes bytes) : data(std::move(bytes)) {}
     template <typename Fact>
-    Answer(std::optional<Fact> fact) : Answer(Status::kNotAvailable) {
+    Answer(std::optional<Fact> fact) : Answer(Status::notAvailable) {
         if (fact) {
             *this = Answer(*std::move(fact));
         }
     }
 
-    Status status = Status::kSuccess;
+    Status status = Status::success;
     Data data;
 };
 

@@ -18,12 +18,12 @@ bool holdsCommand(const SipJson& record) {
 }
 
 Answer enrol(Session& session, const Command& command) {
-    const auto expected = session.channel == Channel::requests ? varnock::Channel::kRequest
-                                                                : varnock::Channel::kEvent;
+    const auto expected =
+        session.channel == Channel::requests ? varnock::Channel::request : varnock::Channel::event;
     Answer::Bytes options;
     if (command.extension != static_cast<unsigned>(expected) ||
         !command.record.GetDataStream(options) || options.size() != kRegistrationSize) {
-        return Status::kInvalid;
+        return Status::invalid;
     }
     const auto* name = reinterpret_cast<const char*>(options.data());
     session.client.assign(name, strnlen(name, kRegistrationNameSize));
@@ -57,21 +57,21 @@ std::string Responder::reply(Session& session, const std::string& request) {
     SipJson record;
     record.Import(request.c_str());
     std::string text = compose(record, answer(session, record));
-    return fitsFrame(text) ? text : compose(record, Status::kNoMemory);
+    return fitsFrame(text) ? text : compose(record, Status::noMemory);
 }
 
 Answer Responder::answer(Session& session, const SipJson& record) try {
     if (!holdsCommand(record)) {
-        return Status::kInvalid;
+        return Status::invalid;
     }
     const Command command{record.OpCode(), record.OpCodeExt(), record.ObjectId(),
                           record.CabinetNr(), record};
     return command.opcode == kRegisterOpcode ? enrol(session, command) : machine_.answer(command);
 } catch (const std::bad_alloc&) {
-    return Status::kNoMemory;
+    return Status::noMemory;
 } catch (const std::exception& failure) {
     std::fprintf(stderr, "varnock-agent: command 0x%04X: %s\n", record.OpCode(), failure.what());
-    return Status::kFailed;
+    return Status::failed;
 }
 
 }  // namespace varnock::agent

@@ -13,7 +13,7 @@ struct EventName {
     EventOpcode opcode;
 };
 inline constexpr std::array kEventNames{
-    EventName{"systemMessageLog", EventOpcode::kSystemMessageLog},
-    EventName{"driverMonitorLog", EventOpcode::kDriverMonitorLog}};
+    EventName{"systemMessageLog", EventOpcode::systemMessageLog},
+    EventName{"driverMonitorLog", EventOpcode::driverMonitorLog}};
 
 }  // namespace varnock

@@ -13,23 +13,23 @@ namespace varnock {
 /// The status of a command, "ST" in its record. The agent sets it unless noted otherwise; a number
 /// that is not listed is also a failure.
 enum class CommandStatus : std::uint32_t {
-    kSuccess = 0,
-    kFailed = 1,            ///< the agent failed the command
-    kInvalid = 2,           ///< the agent refused an argument
-    kNoChannel = 3,         ///< no request channel; set by the client
-    kWrongState = 4,        ///< not possible in this state
-    kHungUp = 6,            ///< the connection broke; set by the client
-    kTransferFailed = 9,    ///< the same, within a frame; set by the client
-    kSuccessToo = 12,       ///< success; the client reports it as 0
-    kTimedOut = 15,         ///< the agent did not answer in time; set by the client
-    kNoMemory = 17,         ///< or the record is too long for a frame; set by both sides
-    kNotAvailable = 19,     ///< an ordinary negative answer: the machine does not have it
-    kSuccessOfRecord = 21,  ///< success for the record, a failure for typed calls
-    kMissing = 22,          ///< there is no status in the reply
-    kNotAllowed = 24,
-    kNoSuchObject = 25,          ///< an ordinary negative answer
-    kSuccessUndefined = 255,     ///< as 21
-    kAccessDenied = 0x00040009,  ///< the client raises "access denied"
+    success = 0,
+    failed = 1,            ///< the agent failed the command
+    invalid = 2,           ///< the agent refused an argument
+    noChannel = 3,         ///< no request channel; set by the client
+    wrongState = 4,        ///< not possible in this state
+    hungUp = 6,            ///< the connection broke; set by the client
+    transferFailed = 9,    ///< the same, within a frame; set by the client
+    successToo = 12,       ///< success; the client reports it as 0
+    timedOut = 15,         ///< the agent did not answer in time; set by the client
+    noMemory = 17,         ///< or the record is too long for a frame; set by both sides
+    notAvailable = 19,     ///< an ordinary negative answer: the machine does not have it
+    successOfRecord = 21,  ///< success for the record, a failure for typed calls
+    missing = 22,          ///< there is no status in the reply
+    notAllowed = 24,
+    noSuchObject = 25,          ///< an ordinary negative answer
+    successUndefined = 255,     ///< as 21
+    accessDenied = 0x00040009,  ///< the client raises "access denied"
 };
 
 constexpr std::uint32_t toNumber(CommandStatus status) {
@@ -68,7 +68,7 @@ inline void writeFrame(char* out, std::string_view text) {
 
 inline constexpr std::uint32_t kRegisterOpcode = 0xFFA0;
 /// The channels, by the operation extension of their registration.
-enum class Channel : std::uint32_t { kRequest = 0x1100, kEvent = 0x1200 };
+enum class Channel : std::uint32_t { request = 0x1100, event = 0x1200 };
 /// The byte block: the client's name, padded with zeros, and at offset 68 the descriptor of the
 /// sender's end as a 32-bit word; zeros elsewhere.
 inline constexpr std::size_t kRegistrationSize = 224;
@@ -78,7 +78,7 @@ inline constexpr std::size_t kRegistrationDescriptor = 68;
 
 /// The events passed to a listener, by operation code. The data is the sequence number of the log
 /// entry.
-enum class EventOpcode : std::uint32_t { kSystemMessageLog = 0x0B11, kDriverMonitorLog = 0x181B };
+enum class EventOpcode : std::uint32_t { systemMessageLog = 0x0B11, driverMonitorLog = 0x181B };
 
 constexpr bool operator==(std::uint32_t number, EventOpcode event) {
     return number == static_cast<std::uint32_t>(event);

@@ -35,7 +35,7 @@ class VARNOCK_EXPORT SipJson {
     static constexpr unsigned int noStatus = 0xFFFFFFFF;
 
     /// The status reported for a command without one.
-    static constexpr unsigned int missingStatus = toNumber(varnock::CommandStatus::kMissing);
+    static constexpr unsigned int missingStatus = toNumber(varnock::CommandStatus::missing);
 
     /// A record without commands.
     SipJson();

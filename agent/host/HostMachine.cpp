@@ -151,7 +151,7 @@ std::optional<Bytes> pciList(const PciDevices& pci) {
 Answer pciHeader(const PciDevices& pci, const Command& command) {
     Bytes place;
     if (!command.record.GetDataStream(place) || place.size() != 3) {
-        return Status::kInvalid;
+        return Status::invalid;
     }
     return pci.header({place[0], place[1], place[2]});
 }
@@ -199,7 +199,7 @@ Number memoryModuleCount(HostMachine::Sources& host) {
 template <auto member>
 Answer ofMemoryModule(HostMachine::Sources& host, const Command& command) {
     auto module = memoryModule(host, command);
-    return module ? Answer(std::move((*module).*member)) : Status::kNotAvailable;
+    return module ? Answer(std::move((*module).*member)) : Status::notAvailable;
 }
 
 std::optional<Bytes> memoryType(HostMachine::Sources& host, const Command& command) {
@@ -437,14 +437,14 @@ HostMachine::~HostMachine() = default;
 
 Answer HostMachine::answer(const Command& command) {
     if (command.cabinet != kCabinet && command.cabinet != kNoCabinet) {
-        return Status::kNotAvailable;
+        return Status::notAvailable;
     }
     const Row* row = rowFor(command);
     if (row == nullptr) {
         return firmwareText(*sources_, command);
     }
     return exists(row->objects, command.object) ? row->answer(*sources_, command)
-                                                : Status::kNotAvailable;
+                                                : Status::notAvailable;
 }
 
 }  // namespace varnock::agent

@@ -35,7 +35,7 @@ int ObservedClient::request(SipJson& record) {
     exchange.sent = record.Export();
     // These values remain if the client throws, because nothing could be sent.
     exchange.result = 1;
-    exchange.status = toNumber(varnock::CommandStatus::kNoChannel);
+    exchange.status = toNumber(varnock::CommandStatus::noChannel);
     if (wire_) {
         showRecord('>', exchange.sent);
     }

@@ -17,20 +17,20 @@ struct StatusMeaning {
 };
 
 constexpr std::array<StatusMeaning, 13> kMeanings{{
-    {CommandStatus::kSuccess, ExitStatus::done, "success"},
-    {CommandStatus::kFailed, ExitStatus::refused, "the agent failed the command"},
-    {CommandStatus::kInvalid, ExitStatus::refused, "the agent refused an argument"},
-    {CommandStatus::kNoChannel, ExitStatus::noAgent, "no connection to the agent"},
-    {CommandStatus::kWrongState, ExitStatus::refused, "not possible in this state"},
-    {CommandStatus::kHungUp, ExitStatus::noAgent, "the agent hung up"},
-    {CommandStatus::kTransferFailed, ExitStatus::unintelligible,
+    {CommandStatus::success, ExitStatus::done, "success"},
+    {CommandStatus::failed, ExitStatus::refused, "the agent failed the command"},
+    {CommandStatus::invalid, ExitStatus::refused, "the agent refused an argument"},
+    {CommandStatus::noChannel, ExitStatus::noAgent, "no connection to the agent"},
+    {CommandStatus::wrongState, ExitStatus::refused, "not possible in this state"},
+    {CommandStatus::hungUp, ExitStatus::noAgent, "the agent hung up"},
+    {CommandStatus::transferFailed, ExitStatus::unintelligible,
      "the reply is incomplete or could not be read"},
-    {CommandStatus::kTimedOut, ExitStatus::timeout, "the agent did not answer in time"},
-    {CommandStatus::kNoMemory, ExitStatus::refused, "the record does not fit the buffer"},
-    {CommandStatus::kNotAvailable, ExitStatus::notAvailable, "not available on this machine"},
-    {CommandStatus::kMissing, ExitStatus::unintelligible, "the reply has no status"},
-    {CommandStatus::kNotAllowed, ExitStatus::permission, "not allowed"},
-    {CommandStatus::kNoSuchObject, ExitStatus::notAvailable, "no such object"},
+    {CommandStatus::timedOut, ExitStatus::timeout, "the agent did not answer in time"},
+    {CommandStatus::noMemory, ExitStatus::refused, "the record does not fit the buffer"},
+    {CommandStatus::notAvailable, ExitStatus::notAvailable, "not available on this machine"},
+    {CommandStatus::missing, ExitStatus::unintelligible, "the reply has no status"},
+    {CommandStatus::notAllowed, ExitStatus::permission, "not allowed"},
+    {CommandStatus::noSuchObject, ExitStatus::notAvailable, "no such object"},
 }};
 
 const StatusMeaning* meaningOf(unsigned int status) {

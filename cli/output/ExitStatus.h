@@ -8,16 +8,16 @@ namespace varnockctl {
 enum class ExitStatus {
     done = 0,
     usage = 2,
-    notAvailable = 3,                           ///< not found, or the machine does not have it
-    noAgent = 4,                                ///< the agent cannot be reached
-    timeout = 5,                                ///< no answer within --timeout
-    refused = 6,                                ///< the agent refused or failed the command
-    partial = 7,                                ///< a part of the result is missing
-    permission = 8,                             ///< not allowed
-    unintelligible = 9,                         ///< the reply or file is malformed
-    kOutputLost = varnock::console::kOutputLost,  ///< standard output cannot be written
-    interrupted = 130,                          ///< by SIGINT
-    terminated = 143,                           ///< by SIGTERM
+    notAvailable = 3,                            ///< not found, or the machine does not have it
+    noAgent = 4,                                 ///< the agent cannot be reached
+    timeout = 5,                                 ///< no answer within --timeout
+    refused = 6,                                 ///< the agent refused or failed the command
+    partial = 7,                                 ///< a part of the result is missing
+    permission = 8,                              ///< not allowed
+    unintelligible = 9,                          ///< the reply or file is malformed
+    outputLost = varnock::console::kOutputLost,  ///< standard output cannot be written
+    interrupted = 130,                           ///< by SIGINT
+    terminated = 143,                            ///< by SIGTERM
 };
 
 }  // namespace varnockctl

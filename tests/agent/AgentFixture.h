@@ -46,7 +46,7 @@ class FakeMachine : public Machine {
             case kNoMemory:
                 throw std::bad_alloc();
             default:
-                return Status::kNotAvailable;
+                return Status::notAvailable;
         }
     }
 

@@ -257,7 +257,7 @@ int initEventChannel(int fd, const ClientOptions* options, const StopSignal* sto
             fd);
         return kNotOpened;
     }
-    FrameBuffer buffer = registrationFrame(Channel::kEvent, *options);
+    FrameBuffer buffer = registrationFrame(Channel::event, *options);
     if (!buffer) {
         traceAt(1, "InitEventChannel: ERROR No memory available\n");
         return kNotOpened;

@@ -152,7 +152,7 @@ bool initRequestChannel(RequestChannel& channel, const ClientOptions* options,
         closeRequestChannel(channel);
         return false;
     }
-    FrameBuffer buffer = registrationFrame(Channel::kRequest, *options);
+    FrameBuffer buffer = registrationFrame(Channel::request, *options);
     if (!buffer) {
         traceAt(1, "InitRequestChannel: ERROR No memory available\n");
         closeRequestChannel(channel);

@@ -39,7 +39,7 @@ unsigned int fail(SipJson& cmd, unsigned int status) {
 
 unsigned int failForMemory(SipJson& cmd) {
     traceAt(1, "CSwitchClient::Request: ERROR No memory available\n");
-    return fail(cmd, toNumber(CommandStatus::kNoMemory));
+    return fail(cmd, toNumber(CommandStatus::noMemory));
 }
 
 }  // namespace
@@ -124,7 +124,7 @@ unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
                 "CSwitchClient::Request: ERROR Json-String exceeds memmory buffer, "
                 "JsonStringLen=%d, RAGD_BUFFER_MAX=%d \n",
                 static_cast<int>(text.size() + 1), static_cast<int>(RAGD_BUFFER_MAX));
-        return fail(cmd, toNumber(CommandStatus::kNoMemory));
+        return fail(cmd, toNumber(CommandStatus::noMemory));
     }
     buffer.put(text);
     const unsigned int requestLength = buffer.length();
@@ -146,11 +146,11 @@ unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
 unsigned int CSwitchClient::acceptReply(SipJson& cmd, const char* text) {
     cmd.Import(text);
     const unsigned int status = cmd.Status();
-    if (status == CommandStatus::kSuccess) {
+    if (status == CommandStatus::success) {
         return status;
     }
-    if (status == CommandStatus::kSuccessToo) {
-        cmd.SetStatus(toNumber(CommandStatus::kSuccess));
+    if (status == CommandStatus::successToo) {
+        cmd.SetStatus(toNumber(CommandStatus::success));
         return cmd.Status();
     }
     if (Debug.IsOn(1)) {

@@ -355,8 +355,8 @@ bool SipJson::Success() const {
 
 bool SipJson::CmdStatusSuccess(unsigned int status) {
     using varnock::CommandStatus;
-    return status == CommandStatus::kSuccess || status == CommandStatus::kSuccessToo ||
-           status == CommandStatus::kSuccessOfRecord || status == CommandStatus::kSuccessUndefined;
+    return status == CommandStatus::success || status == CommandStatus::successToo ||
+           status == CommandStatus::successOfRecord || status == CommandStatus::successUndefined;
 }
 
 /// The member `key` of command `index`; null if anything on its path is missing or of another kind.

@@ -24,7 +24,7 @@ constexpr unsigned int kExtUserGroup = 0x3813;
 void callListener(KOLMEventsListener* listener, unsigned int opcode, unsigned int sequenceNumber) {
     // Both traces show the operation code in place of the sequence number; readers of the trace
     // rely on it.
-    if (opcode == varnock::EventOpcode::kSystemMessageLog) {
+    if (opcode == varnock::EventOpcode::systemMessageLog) {
         traceAt(5, VARNOCK_TRACE_TAG "CCIMKolmClient::Event(): %p->onSystemMessageLogEntry(%x)",
                 static_cast<void*>(listener), opcode);
         listener->onSystemMessageLogEntry(sequenceNumber);
@@ -217,9 +217,9 @@ unsigned int CCIMKolmClient::cmdStatus2hResult(unsigned int status) {
             return 0x80041023;
         case 17:
             return 0x80041006;
-        case toNumber(varnock::CommandStatus::kNotAvailable):
+        case toNumber(varnock::CommandStatus::notAvailable):
             return 0x80041002;
-        case toNumber(varnock::CommandStatus::kNotAllowed):
+        case toNumber(varnock::CommandStatus::notAllowed):
             return accessRefused;
         default:
             return 0x80004005;
@@ -230,8 +230,8 @@ void CCIMKolmClient::Event(SipJson& event) {
     const ImpersonateGuard guard(impersonate_ != 0);
     const unsigned int opcode = event.OpCode();
     traceAt(5, VARNOCK_TRACE_TAG "CCIMKolmClient::Event(): OpCode=%x", opcode);
-    if (opcode != varnock::EventOpcode::kSystemMessageLog &&
-        opcode != varnock::EventOpcode::kDriverMonitorLog) {
+    if (opcode != varnock::EventOpcode::systemMessageLog &&
+        opcode != varnock::EventOpcode::driverMonitorLog) {
         traceAt(1, VARNOCK_TRACE_TAG "CCIMKolmClient::Event(): unknown OpCode=%x", opcode);
         return;
     }

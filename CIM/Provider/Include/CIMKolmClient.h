@@ -17,7 +17,7 @@ class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOL
     /// Result of Attach(): attached before, or attaching is not allowed.
     static constexpr unsigned int alreadyAttached = 0x00040001;
     /// The result of an access that the agent denied.
-    static constexpr unsigned int accessRefused = toNumber(varnock::CommandStatus::kAccessDenied);
+    static constexpr unsigned int accessRefused = toNumber(varnock::CommandStatus::accessDenied);
 
     CCIMKolmClient();
     ~CCIMKolmClient() override;

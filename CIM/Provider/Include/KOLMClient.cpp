@@ -67,8 +67,8 @@ KOLMClient::~KOLMClient() = default;
 
 bool KOLMClient::notThrowStatus(SipJson& reply) {
     const unsigned int status = reply.Status();
-    return status == varnock::CommandStatus::kNotAvailable ||
-           status == varnock::CommandStatus::kNoSuchObject;
+    return status == varnock::CommandStatus::notAvailable ||
+           status == varnock::CommandStatus::noSuchObject;
 }
 
 KOLMClientImpl::KOLMClientImpl(std::string name, Factory factory) : name_(std::move(name)) {

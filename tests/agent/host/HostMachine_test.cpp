@@ -40,7 +40,7 @@ std::optional<Answer::Bytes> bytes(const Answer& answer) {
 }
 
 void expectNegative(const Answer& answer) {
-    EXPECT_EQ(answer.status, Status::kNotAvailable);
+    EXPECT_EQ(answer.status, Status::notAvailable);
     EXPECT_TRUE(std::holds_alternative<std::monostate>(answer.data));
 }
 
@@ -61,7 +61,7 @@ TEST_F(HostAnswers, AnswersWhatAClientAsksWhenItStarts) {
     EXPECT_EQ(number(ask(host_, 0xE204)), 0U);
     EXPECT_TRUE(text(ask(host_, kConfiguration, 0x0201)));
     EXPECT_EQ(number(ask(host_, kConfiguration, 0x3812)), 0U);
-    EXPECT_NE(ask(host_, kConfiguration, 0x3813).status, Status::kFailed);
+    EXPECT_NE(ask(host_, kConfiguration, 0x3813).status, Status::failed);
     EXPECT_EQ(text(ask(host_, kText, 0xA303)), "7.00-10");
     EXPECT_EQ(number(ask(host_, 0xE209)), 0U);
 }
@@ -341,9 +341,9 @@ TEST_F(HostAnswers, ListsThePciDevicesAndReadsTheirHeaders) {
 
     SipJson record(0x1401, 0, 5, 0, SipJson::noStatus);
     const Command command{0x1401, 0, 5, 0, record};
-    EXPECT_EQ(machine_.answer(command).status, Status::kInvalid) << "no address";
+    EXPECT_EQ(machine_.answer(command).status, Status::invalid) << "no address";
     record.SetRequestDataStream({2, 0x1F});
-    EXPECT_EQ(machine_.answer(command).status, Status::kInvalid) << "half an address";
+    EXPECT_EQ(machine_.answer(command).status, Status::invalid) << "half an address";
     record.SetRequestDataStream({2, 0x1F, 3});
     EXPECT_EQ(bytes(machine_.answer(command)), Answer::Bytes(64, 'c'));
     record.SetRequestDataStream({2, 0x1F, 4});

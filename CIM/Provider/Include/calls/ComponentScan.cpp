@@ -102,7 +102,7 @@ void ComponentScan::visitAll(const std::function<void(const ScannedComponent&)>&
             continue;
         }
         traceAt(5, VARNOCK_TRACE_TAG "%S(): KolmRequest(CM_VInfoComponentInfo) failed", call_);
-        if (record_.Status() == varnock::CommandStatus::kNoChannel) {
+        if (record_.Status() == varnock::CommandStatus::noChannel) {
             break;  // each other record would also wait for a channel
         }
     }
