@@ -27,7 +27,7 @@ CallArguments key() {
 }
 
 /// An agent with one controller of each class, that answers every other command with a number.
-ScriptedReply replyTo(const SipJson& record) {
+ScriptedReply replyOfTable(const SipJson& record) {
     if (record.OpCode() == 0x0C85) return ScriptedReply::of(3);
     if (record.OpCode() != 0x0C86) return ScriptedReply::of(1);
     std::vector<unsigned int> component{0, 0, 11 + record.ObjectId(), 0, 0, 0};
@@ -40,7 +40,7 @@ ScriptedReply replyTo(const SipJson& record) {
 /// The effects of a call: the records sent, and the result or exception.
 std::string behaviour(const Call& call, const CallArguments& arguments) {
     varnock::test::RecordingClient client;
-    client.replyBy(replyTo);
+    client.replyBy(replyOfTable);
     const auto calls = provider::newKOLMCalls(&client);
     std::string done;
     try {

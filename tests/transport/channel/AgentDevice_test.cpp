@@ -15,8 +15,8 @@
 #include "tests/support/TraceCapture.h"
 #include "tests/transport/ClosedStream.h"
 #include "tests/transport/TransportSupport.h"
+#include "tests/transport/channel/ThreadText.h"
 #include "transport/AgentSocket.h"
-#include "transport/channel/TransportTrace.h"
 
 namespace varnock::test {
 namespace {
@@ -40,12 +40,6 @@ class Listener {
   private:
     int fd_;
 };
-
-std::string thread() {
-    char text[16];
-    snprintf(text, sizeof text, "0x%08X", threadNumber());
-    return text;
-}
 
 class OpenDevice : public testing::Test {
   protected:
@@ -72,7 +66,7 @@ TEST_F(OpenDevice, SaysWhyItCannotConnect) {
     EXPECT_EQ(errno, ENOENT);
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_TRUE(trace.contains("OpenDevice: ERROR: connect to socket on " + path +
-                               " failed (thrId=" + thread() + "): No such file or directory"));
+                               " failed (thrId=" + threadText() + "): No such file or directory"));
 }
 
 TEST_F(OpenDevice, SaysWhyThereIsNoSocket) {
@@ -81,7 +75,7 @@ TEST_F(OpenDevice, SaysWhyThereIsNoSocket) {
     EXPECT_EQ(openDevice(path), kNotOpened);
     EXPECT_EQ(errno, EMFILE);
     EXPECT_TRUE(trace.contains("OpenDevice: ERROR: create socket on " + path +
-                               " failed (thrId=" + thread() + "): Too many open files"));
+                               " failed (thrId=" + threadText() + "): Too many open files"));
 }
 
 TEST_F(OpenDevice, RefusesPathsThatNoAddressHolds) {

@@ -16,20 +16,14 @@
 #include "tests/support/ScriptedAgent.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/transport/TransportSupport.h"
+#include "tests/transport/channel/ThreadText.h"
 #include "transport/AgentSocket.h"
 #include "transport/channel/AgentDevice.h"
-#include "transport/channel/TransportTrace.h"
 
 namespace varnock::test {
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string thread() {
-    char text[16];
-    snprintf(text, sizeof text, "0x%08X", threadNumber());
-    return text;
-}
 
 /// An agent in virtual time and requests of this thread.
 class ChannelToAgent : public testing::Test {
@@ -80,7 +74,7 @@ TEST_F(ChannelToAgent, TracesHowItOpens) {
     const std::string fd = std::to_string(getThreadSpecificDataJson()->fd);
     EXPECT_TRUE(trace.contains(
         "OpenRequestChannel: Request Channel to " + agent.requestSocket() + " (fd=" + fd +
-        ", Timeout=30000, Retries=10 msec) opened (thrId=" + thread() + ")"));
+        ", Timeout=30000, Retries=10 msec) opened (thrId=" + threadText() + ")"));
     EXPECT_EQ(trace.count("InitRequestChannel: Request Channel (type=JSON) opened and initialized "
                           "(fd=" +
                           fd + ", ragdfd="),
@@ -251,11 +245,12 @@ TEST_F(ChannelToAgent, TriesForTenMinutesToConnect) {
     EXPECT_EQ(clock.sleeps(), std::vector<std::chrono::milliseconds>(599, 1s));
     EXPECT_EQ(trace.count("OpenDevice: ERROR: connect to socket on " + agent.requestSocket()),
               600u);
-    EXPECT_EQ(trace.count("OpenRequestChannel: Connect to " + agent.requestSocket() +
-                          " failed (thrId=" + thread() + "): No such file or directory --> retry"),
-              60u);
+    EXPECT_EQ(
+        trace.count("OpenRequestChannel: Connect to " + agent.requestSocket() +
+                    " failed (thrId=" + threadText() + "): No such file or directory --> retry"),
+        60u);
     EXPECT_EQ(trace.count("OpenRequestChannel: ERROR: cannot open Request Channel to " +
-                          agent.requestSocket() + " (thrId=" + thread() + ")"),
+                          agent.requestSocket() + " (thrId=" + threadText() + ")"),
               1u);
     EXPECT_EQ(openDescriptors(), before);
 }
@@ -446,10 +441,10 @@ TEST_F(ChannelToAgent, SurvivesTheLackOfAnyMemory) {
     }
     EXPECT_EQ(trace.count("GetThreadSpecificDataJson: ERROR: Can't alloc memory for specific data "
                           "(thrId=" +
-                          thread() + ")"),
+                          threadText() + ")"),
               1u);
     EXPECT_EQ(trace.count("OpenRequestChannel: ERROR: no thread specific data available (thrId=" +
-                          thread() + ")"),
+                          threadText() + ")"),
               1u);
 }
 
@@ -557,9 +552,9 @@ TEST(RequestKey, EndsRequestsForGoodWhenItIsDeleted) {
         EXPECT_TRUE(
             trace.contains("GetThreadSpecificDataJson: ERROR: Can't set specific data "
                            "(thrId=" +
-                           thread() + "), ret=22"));
+                           threadText() + "), ret=22"));
         EXPECT_TRUE(trace.contains(
-            "OpenRequestChannel: ERROR: no thread specific data available (thrId=" + thread() +
+            "OpenRequestChannel: ERROR: no thread specific data available (thrId=" + threadText() +
             ")"));
         EXPECT_TRUE(
             trace.contains("SendRequest: sending request failed (request channel not available)"));

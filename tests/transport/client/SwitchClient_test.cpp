@@ -19,7 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Client : public CSwitchClient {
+class OpenClient : public CSwitchClient {
   public:
     using CSwitchClient::CSwitchClient;
     using CSwitchClient::EventFd;
@@ -39,7 +39,7 @@ class SwitchClient : public testing::Test {
     FakeClock clock;
     ScriptedAgent agent{clock};
     TraceCapture trace;
-    Client client{"test"};
+    OpenClient client{"test"};
     SipJson command;
 };
 
@@ -230,7 +230,7 @@ TEST_F(SwitchClient, IntroducesTheProcessByTheLibrarysName) {
 TEST_F(SwitchClient, EndsRequestsOnDetaching) {
     const pid_t child = fork();  // permanent, so in a separate process
     if (child == 0) {
-        Client own("child");
+        OpenClient own("child");
         own.Attach();
         const bool detached = own.Detach() == 1 && !own.IsAttached();
         const bool refused = own.Request(command, 0, 0, 0) == 3;
@@ -263,7 +263,7 @@ TEST_F(SwitchClient, TakesANameOfItsApplication) {
     EXPECT_FALSE(client.SetApplicationName(nullptr));
     EXPECT_TRUE(client.SetApplicationName(""));
     EXPECT_TRUE(client.SetApplicationName(std::string(300, 'n').c_str()));
-    Client unnamed(nullptr);
+    OpenClient unnamed(nullptr);
     EXPECT_FALSE(unnamed.IsAttached());
     EXPECT_EQ(unnamed.EventFd(), -1);
 }
