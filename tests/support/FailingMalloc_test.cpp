@@ -128,6 +128,7 @@ TEST(FailingMalloc, LeavesThreadsAloneThatAllocatedBefore) {
     std::thread thread([&] {
         canAllocate();
         step = 1;
+        step.notify_all();
         step.wait(1);
         result = canAllocate();
     });
