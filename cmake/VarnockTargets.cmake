@@ -9,11 +9,24 @@ option(VARNOCK_WARNINGS_AS_ERRORS "Warnings are errors" OFF)
 function(varnock_harden target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
-    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wunused -Wnull-dereference
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wunused
     -Wdouble-promotion -Wformat=2 -Wno-format-nonliteral -Wimplicit-fallthrough
     $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond;-Wduplicated-branches;-Wlogical-op>
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety;-Wthread-safety-beta>
     $<$<BOOL:${VARNOCK_WARNINGS_AS_ERRORS}>:-Werror>)
+  # What an attacker finds harder: overwritten stacks, return addresses and tables of functions. The
+  # fortified C library needs the optimiser, and the sanitizers replace the same functions.
+  target_compile_options(${target} PRIVATE
+    -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
+    $<$<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:${VARNOCK_SANITIZE}>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+  target_link_options(${target} PRIVATE
+    LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text)
+  # Cancellation of a thread unwinds these functions; clang takes them for functions that never
+  # unwind, and drops the destructors of their callers.
+  foreach(call IN ITEMS fopen fopen64 fdopen fclose fflush fputs fputc putc fwrite fread fgets fgetc
+      getc ungetc fseek fseeko ftell ftello fprintf vfprintf printf vprintf puts putchar perror)
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:Clang>:-fno-builtin-${call}>)
+  endforeach()
   # The stores that mark a global object as destroyed are read later on purpose: without this flag
   # the compiler removes them as dead.
   target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-lifetime-dse>)
@@ -24,7 +37,7 @@ function(varnock_harden target)
     # Instrumented code misleads the warnings that follow the flow of values, in the standard library
     # too. The other presets have them.
     target_compile_options(${target} PRIVATE
-      $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds;-Wno-null-dereference;-Wno-stringop-overflow;-Wno-stringop-overread;-Wno-restrict;-Wno-maybe-uninitialized>)
+      $<$<CXX_COMPILER_ID:GNU>:-Wno-array-bounds;-Wno-stringop-overflow;-Wno-stringop-overread;-Wno-restrict;-Wno-maybe-uninitialized>)
     target_link_options(${target} PUBLIC -fsanitize=${VARNOCK_SANITIZE})
   endif()
   if(VARNOCK_COVERAGE)
@@ -78,6 +91,7 @@ function(varnock_private_start target)
       VARNOCK_PRIVATE_START="$<TARGET_FILE:private_start>")
     foreach(part private_start varnock_private_start)
       varnock_harden(${part})
+      varnock_unoptimised(${part})
       varnock_source_root(${part} PRIVATE)
     endforeach()
   endif()
@@ -85,16 +99,26 @@ function(varnock_private_start target)
   add_dependencies(${target} private_start)
 endfunction()
 
-# The framework's headers dominate the compile time of a test, so they are precompiled once for all
-# programs. The clang preset does without and thus finds missing includes.
-function(varnock_precompile_test_framework target)
+# Code that is not shipped is compiled for a quick build and a debugger.
+function(varnock_unoptimised target)
+  target_compile_options(${target} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0;-g1;-U_FORTIFY_SOURCE>)
+endfunction()
+
+# Headers dominate the compile time of a test: those of the framework are precompiled once for all
+# programs, and the tests are compiled several at a time. The clang preset does without both and thus
+# finds missing includes.
+function(varnock_compile_tests_quickly target)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     return()
   endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 4)
+  # Fixtures of unnamed namespaces are local to the tests compiled together.
+  target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
   if(NOT TARGET varnock_test_framework)
     file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test-framework/empty.cpp CONTENT "")
     add_library(varnock_test_framework OBJECT ${PROJECT_BINARY_DIR}/test-framework/empty.cpp)
     varnock_harden(varnock_test_framework)
+    varnock_unoptimised(varnock_test_framework)
     target_link_libraries(varnock_test_framework PRIVATE GTest::gmock Threads::Threads)
     target_precompile_headers(varnock_test_framework PRIVATE
       <gmock/gmock.h> <gtest/gtest.h> <filesystem> <thread>)
@@ -121,13 +145,14 @@ function(varnock_test name)
   endif()
   add_executable(${name} ${TEST_SOURCES})
   varnock_harden(${name})
+  varnock_unoptimised(${name})
   target_compile_definitions(${name} PRIVATE
     VARNOCK_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
     VARNOCK_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
   target_link_libraries(${name} PRIVATE
     varnock_core varnock_test_support GTest::gmock_main ${TEST_LIBRARIES})
   varnock_private_start(${name})
-  varnock_precompile_test_framework(${name})
+  varnock_compile_tests_quickly(${name})
   gtest_discover_tests(${name}
     TEST_PREFIX "${name}."
     DISCOVERY_MODE PRE_TEST
@@ -145,6 +170,7 @@ function(varnock_program_linked_both_ways name source tests)
     set(program ${name}_${linkage})
     add_executable(${program} ${source})
     varnock_harden(${program})
+    varnock_unoptimised(${program})
     target_link_libraries(${program} PRIVATE ${library})
     add_dependencies(${tests} ${program})
     string(TOUPPER ${program} definition)

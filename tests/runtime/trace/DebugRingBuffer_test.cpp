@@ -35,15 +35,27 @@ namespace {
 
 std::vector<std::string> systemLog;
 
+void note(int priority, const char* format, va_list arguments) {
+    char text[512];
+    vsnprintf(text, sizeof text, format, arguments);
+    systemLog.push_back(std::to_string(priority) + ": " + text);
+}
+
 }  // namespace
 
 extern "C" void __wrap_syslog(int priority, const char* format, ...) {
-    char text[512];
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(text, sizeof text, format, arguments);
+    note(priority, format, arguments);
     va_end(arguments);
-    systemLog.push_back(std::to_string(priority) + ": " + text);
+}
+
+/// The fortified C library's name for the same.
+extern "C" void __wrap___syslog_chk(int priority, int, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    note(priority, format, arguments);
+    va_end(arguments);
 }
 
 namespace varnock::test {
