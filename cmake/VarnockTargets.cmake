@@ -19,8 +19,11 @@ function(varnock_harden target)
   target_compile_options(${target} PRIVATE
     -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
     $<$<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:${VARNOCK_SANITIZE}>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+  # The start files of the distribution have no notes about control-flow protection, so the linker
+  # would drop those of the objects.
   target_link_options(${target} PRIVATE
-    LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text)
+    LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text
+    LINKER:-z,ibt LINKER:-z,shstk)
   # Cancellation of a thread unwinds these functions; clang takes them for functions that never
   # unwind, and drops the destructors of their callers.
   foreach(call IN ITEMS fopen fopen64 fdopen fclose fflush fputs fputc putc fwrite fread fgets fgetc
