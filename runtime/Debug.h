@@ -178,8 +178,9 @@ class VARNOCK_EXPORT CDebug {
     static constexpr size_t kMessageRoom = 1025;
     static constexpr size_t kEntrySize = 1184;
 
-    [[nodiscard]] bool readSettings(const char* name);
-    void identify(const char* name);
+    [[nodiscard]] bool isSetUp() const;
+    bool identify(const char* name);
+    [[nodiscard]] static bool readSettings(varnock::StoredTraceSettings& stored);
     void identifyProcess();
     void applySettings();
     int start(bool hasSettings);

@@ -15,11 +15,11 @@
 #include <optional>
 
 #include "runtime/files/FileDescriptor.h"
+#include "runtime/files/FileSizeSignal.h"
 #include "runtime/files/FileStream.h"
 #include "runtime/files/LineReader.h"
 #include "runtime/files/PlatformPaths.h"
 #include "runtime/process/Clock.h"
-#include "runtime/threads/Cancellation.h"
 #include "runtime/trace/TraceAt.h"
 #include "util/Ascii.h"
 
@@ -416,7 +416,7 @@ int traceAppendError() {
 
 [[nodiscard]] int changeFile(const char* section, const char* key, const char* value,
                              const char* fileName) try {
-    const varnock::CancellationGuard wholeChange;
+    const varnock::FileSizeSignal limited;
     EditedFile file(fileName);
     if (!file.isOpen()) {
         if (key == nullptr || value == nullptr) return 1;
@@ -480,7 +480,7 @@ int CSysBase::WritePrivateProfileString(const char* section, const char* key, co
 
 int CSysBase::WriteLines(FILE* file, unsigned int from, unsigned int to, const char* key,
                          const char* value, int leadingNewline) {
-    const varnock::CancellationGuard wholeChange;
+    const varnock::FileSizeSignal limited;
     const std::optional<std::size_t> size = file != nullptr ? fileSize(file) : std::nullopt;
     if (!size || *size > std::numeric_limits<unsigned int>::max() || from > to || to > *size) {
         return 0;
@@ -505,6 +505,8 @@ int CSysBase::WriteLines(FILE* file, unsigned int from, unsigned int to, const c
                          (leadingNewline == 0 || writeText(file, "\n")) &&
                          (!withLine || writeKeyLine(file, key, value)) &&
                          fwrite(tail.get(), 1, tailSize, file) == tailSize && fflush(file) == 0;
+    // The caller closes the stream, which must not write the rest.
+    if (!written) __fpurge(file);
     return written && ftruncate(fileno(file), static_cast<off_t>(newSize)) == 0 ? 1 : 0;
 }
 

@@ -2,36 +2,36 @@
 #include "runtime/registry/RegistryTree.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "runtime/Debug.h"
 #include "runtime/Registry.h"
-#include "runtime/files/FileDescriptor.h"
 #include "runtime/files/FileStream.h"
 #include "runtime/files/PlatformPaths.h"
+#include "runtime/process/Clock.h"
+#include "runtime/registry/NewRegistryFile.h"
 #include "runtime/registry/RegistryFormat.h"
 #include "runtime/threads/Cancellation.h"
 #include "runtime/trace/TraceAt.h"
 
 namespace {
 
-using varnock::FileDescriptor;
 using varnock::FileStream;
+using varnock::NewRegistryFile;
 namespace registryformat = varnock::registryformat;
 
-constexpr mode_t kFileMode = 0644;
-/// Only the owner can open a file that is being written, and lock it.
-constexpr mode_t kNewFileMode = 0600;
+/// The longest wait for another saver, and the pause between two looks at its file.
+constexpr std::chrono::seconds kLongestWait{5};
+constexpr std::chrono::milliseconds kPause{10};
 
 constinit std::atomic<bool> ended{false};
 
@@ -133,46 +133,10 @@ void load(LoadResult& result) {
     restoreTree(result);
 }
 
-bool isStillAt(const FileDescriptor& file, const char* path) {
-    struct stat opened {};
-    struct stat named {};
-    return fstat(file.get(), &opened) == 0 && lstat(path, &named) == 0 &&
-           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
-}
-
-/// Waits until no other process has the lock. Signals do not end the wait.
-[[nodiscard]] bool lock(const FileDescriptor& file) {
-    int result = 0;
-    do {
-        result = flock(file.get(), LOCK_EX);
-    } while (result != 0 && errno == EINTR);
-    return result == 0;
-}
-
-/// Opens the new file and locks it. Another process may rename the file during the wait for the
-/// lock, so the name is checked again under the lock.
-[[nodiscard]] FileStream openNewFile() {
-    constexpr int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    for (;;) {
-        FileDescriptor file = varnock::awayFromStandardStreams(open(newPath, flags, kNewFileMode));
-        if (!file || !lock(file)) return nullptr;
-        if (!isStillAt(file, newPath)) continue;
-        FileStream stream(ftruncate(file.get(), 0) == 0 ? fdopen(file.get(), "we") : nullptr);
-        if (stream) {
-            file.release();
-        } else {
-            const int error = errno;
-            unlink(newPath);
-            errno = error;
-        }
-        return stream;
-    }
-}
-
 /// For file systems without hard links. The old file comes back if the second rename fails.
-[[nodiscard]] bool replaceByRenames() {
+[[nodiscard]] bool replaceByRenames(NewRegistryFile& file) {
     if (rename(currentPath, backupPath) != 0) return false;
-    if (rename(newPath, currentPath) == 0) return true;
+    if (file.renameTo(currentPath)) return true;
     const int error = errno;
     rename(backupPath, currentPath);
     errno = error;
@@ -181,34 +145,28 @@ bool isStillAt(const FileDescriptor& file, const char* path) {
 
 /// Puts the new file in place and keeps the old one as the backup. With a link, the name "registry"
 /// exists all the time.
-[[nodiscard]] bool replaceTree() {
+[[nodiscard]] bool replaceTree(NewRegistryFile& file) {
     if (access(currentPath, F_OK) == 0) {
         unlink(backupPath);
-        if (link(currentPath, backupPath) != 0) return replaceByRenames();
+        if (link(currentPath, backupPath) != 0) return replaceByRenames(file);
     }
-    return rename(newPath, currentPath) == 0;
+    return file.renameTo(currentPath);
 }
 
-[[nodiscard]] bool dumpTree(FILE* file, CRegistryNode::Warnings& warnings) try {
-    CRegistry::MRoot.dump(file, warnings);
-    return ferror(file) == 0 && fflush(file) == 0;
+[[nodiscard]] bool dumpTree(NewRegistryFile& file, CRegistryNode::Warnings& warnings) try {
+    CRegistry::MRoot.dump(file.stream(), warnings);
+    return file.finish();
 } catch (const std::bad_alloc&) {
+    errno = ENOMEM;
     return false;
 }
 
 /// Writes the tree and renames the file. The stream holds the lock meanwhile.
-[[nodiscard]] bool writeTree(FILE* file, CRegistryNode::Warnings& warnings) {
-    const bool written = dumpTree(file, warnings) && fchmod(fileno(file), kFileMode) == 0 &&
-                         fsync(fileno(file)) == 0;
-    if (written && replaceTree()) {
-        // The file is in place: a failed sync matters only if the power fails.
-        static_cast<void>(varnock::syncDirectoryOf(currentPath));
-        return true;
-    }
-    const int error = errno;
-    unlink(newPath);
-    errno = error;
-    return false;
+[[nodiscard]] bool writeTree(NewRegistryFile& file, CRegistryNode::Warnings& warnings) {
+    if (!dumpTree(file, warnings) || !replaceTree(file)) return false;
+    // The file is in place: a failed sync matters only if the power fails.
+    static_cast<void>(varnock::syncDirectoryOf(currentPath));
+    return true;
 }
 
 /// Enters the missing root keys with their pointers, which are null after a failed load. True if
@@ -242,27 +200,65 @@ struct Save {
     }
 };
 
-void save(Save& saved) {
-    const CriticalSectionGuard guard(CRegistry::MSpinlock);
-    // After a failed load the tree is empty. It must never replace a good file.
-    if (updating || CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return;
-    const varnock::CancellationGuard wholeFile;
-    memcpy(saved.path, newPath, sizeof newPath);
-    const FileStream file = openNewFile();
-    if (!file) {
-        saved.fail(SaveResult::cannotOpen);
-    } else if (!writeTree(file.get(), saved.warnings)) {
-        saved.fail(SaveResult::cannotWrite);
+/// Waits for another saver to finish, without a lock and open to cancellation.
+class SaverWait {
+  public:
+    /// False, with errno, once the wait has been long enough.
+    [[nodiscard]] bool pause() {
+        varnock::Clock& clock = varnock::Clock::instance();
+        const auto now = clock.monotonicTime();
+        if (pauses_ == 0) begin_ = now;
+        if (pauses_ == kMostPauses || now - begin_ >= kLongestWait) {
+            errno = EWOULDBLOCK;
+            return false;
+        }
+        ++pauses_;
+        clock.sleepFor(kPause);
+        return true;
+    }
+
+  private:
+    static constexpr int kMostPauses = kLongestWait / kPause;
+
+    int pauses_ = 0;
+    std::chrono::nanoseconds begin_{0};
+};
+
+/// Calls `attempt` until no other saver has the file. Returns the first other result; without one,
+/// `saved` has the failure.
+template <typename Attempt>
+auto waitForSavers(Save& saved, Attempt attempt) {
+    SaverWait wait;
+    for (;;) {
+        auto result = attempt();
+        if (result) return result;
+        if (!wait.pause()) {
+            saved.fail(SaveResult::cannotWrite);
+            return result;
+        }
     }
 }
 
-/// Removes the new file, unless disarmed.
-struct NewFileRemover {
-    bool armed = true;
-    ~NewFileRemover() {
-        if (armed) unlink(newPath);
+void failToOpen(Save& saved, const NewRegistryFile& file) {
+    const bool isOpenFailure = file.state() == NewRegistryFile::State::cannotOpen;
+    saved.fail(isOpenFailure ? SaveResult::cannotOpen : SaveResult::cannotWrite);
+}
+
+/// False while another saver has the file.
+[[nodiscard]] bool trySave(Save& saved) {
+    const CriticalSectionGuard guard(CRegistry::MSpinlock);
+    // After a failed load the tree is empty. It must never replace a good file.
+    if (updating || CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return true;
+    memcpy(saved.path, newPath, sizeof newPath);
+    NewRegistryFile file(newPath);
+    if (file.state() == NewRegistryFile::State::busy) return false;
+    if (file.state() != NewRegistryFile::State::open) {
+        failToOpen(saved, file);
+    } else if (!writeTree(file, saved.warnings)) {
+        saved.fail(SaveResult::cannotWrite);
     }
-};
+    return true;
+}
 
 struct UpdatingMark {
     UpdatingMark() { updating = true; }
@@ -298,33 +294,35 @@ struct UnsavedChange {
     }
 };
 
-/// False if there is no tree.
-bool update(const std::function<bool()>& change, LoadResult& loaded, Save& saved) {
+enum class Update { noTree, tried };
+
+/// Nothing while another saver has the file.
+[[nodiscard]] std::optional<Update> tryUpdate(const std::function<bool()>& change,
+                                              LoadResult& loaded, Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     const varnock::CancellationGuard wholeFile;
     if (updating) {  // by this thread, whose outer call saves
         change();
-        return true;
+        return Update::tried;
     }
     const UpdatingMark mark;
     buildPaths();
     memcpy(saved.path, newPath, sizeof newPath);
-    if (access(currentPath, F_OK) != 0 && access(backupPath, F_OK) != 0) return false;
-    const FileStream file = openNewFile();
-    if (!file) {
-        saved.fail(SaveResult::cannotOpen);
-        return true;
+    if (access(currentPath, F_OK) != 0 && access(backupPath, F_OK) != 0) return Update::noTree;
+    NewRegistryFile file(newPath);
+    if (file.state() == NewRegistryFile::State::busy) return std::nullopt;
+    if (file.state() != NewRegistryFile::State::open) {
+        failToOpen(saved, file);
+        return Update::tried;
     }
-    NewFileRemover remover;
-    if (!canBeRead()) return false;
+    if (!canBeRead()) return Update::noTree;
     reload(loaded);
-    if (loaded.isBackupMissing) return false;
+    if (loaded.isBackupMissing) return Update::noTree;
     UnsavedChange unsaved;
-    if (!change()) return true;
-    remover.armed = false;
-    unsaved.armed = !writeTree(file.get(), saved.warnings);
+    if (!change()) return Update::tried;
+    unsaved.armed = !writeTree(file, saved.warnings);
     if (unsaved.armed) saved.fail(SaveResult::cannotWrite);
-    return true;
+    return Update::tried;
 }
 
 /// Prints how a save went. Throws if it failed.
@@ -341,10 +339,6 @@ void report(const Save& saved) {
 }
 
 }  // namespace
-
-CCriticalSection& varnock::registryLock() {
-    return CRegistry::MSpinlock;
-}
 
 void varnock::endRegistry() {
     ended = true;
@@ -372,7 +366,7 @@ void CRegistry::SetupTree() {
 void CRegistry::SaveTree() {
     if (ended) return;
     Save saved;
-    save(saved);
+    waitForSavers(saved, [&] { return trySave(saved); });
     report(saved);
 }
 
@@ -380,10 +374,10 @@ bool CRegistry::UpdateTree(const std::function<bool()>& change) {
     if (ended) return false;
     LoadResult loaded;
     Save saved;
-    const bool found = update(change, loaded, saved);
+    const auto updated = waitForSavers(saved, [&] { return tryUpdate(change, loaded, saved); });
     trace(loaded.warnings);  // SetupTree() has printed which files are missing
     report(saved);
-    return found;
+    return updated != Update::noTree;
 }
 
 void CRegistry::InitClass() {

@@ -14,7 +14,6 @@
 
 #include "runtime/StartMode.h"
 #include "runtime/process/Clock.h"
-#include "runtime/registry/RegistryTree.h"
 #include "runtime/threads/Cancellation.h"
 #include "runtime/trace/DebugSettings.h"
 #include "runtime/trace/EntryHeader.h"
@@ -102,47 +101,58 @@ CDebug::~CDebug() {
 }
 
 int CDebug::Init(const char* name) {
-    // Reading the settings needs the lock of the registry, which comes before the lock of the
-    // trace.
-    CriticalSectionGuard registry(varnock::registryLock());
+    {
+        CriticalSectionGuard lock(traceLock());
+        if (isSetUp()) {
+            return 1;
+        }
+        if (!identify(name)) {
+            return start(false);
+        }
+    }
+    // Without the lock: reading takes that of the registry, and may wait for another process.
+    varnock::StoredTraceSettings stored{};
+    const bool isRead = readSettings(stored);
     CriticalSectionGuard lock(traceLock());
-    if (load(traceTarget_) != kNoTarget || ringBuffer_ != nullptr) {
+    if (isSetUp()) {
         return 1;
     }
-    bool hasSettings = false;
-    try {
-        hasSettings = readSettings(name);
-    } catch (abi::__forced_unwind&) {
-        throw;
-    } catch (...) {
-        // A bad registry or lack of memory must not end the host.
+    if (isRead) {
+        stored_ = stored;
+        applySettings();
+    } else {
         reportInternalError(2);
     }
-    return start(hasSettings);
+    return start(isRead);
 }
 
-bool CDebug::readSettings(const char* name) {
+bool CDebug::isSetUp() const {
+    return load(traceTarget_) != kNoTarget || ringBuffer_ != nullptr;
+}
+
+bool CDebug::readSettings(varnock::StoredTraceSettings& stored) try {
+    return varnock::readStoredSettings(TovQXObjectName, stored);
+} catch (abi::__forced_unwind&) {
+    throw;
+} catch (...) {
+    // A bad registry or lack of memory must not end the host.
+    return false;
+}
+
+/// False if there are no settings to read.
+bool CDebug::identify(const char* name) {
     if (name == nullptr || strcmp(name, TovQXObjectName) != 0) {
         reportInternalError(1);
         return false;
     }
-    identify(name);
+    identifyProcess();
+    varnock::recordEnvironment();
+    copyText(applicationName_, sizeof applicationName_, name);
     if (startsWithoutFiles()) {
         settings_.noHeaderToStderr = 1;
         return false;
     }
-    if (!varnock::readStoredSettings(applicationName_, stored_)) {
-        reportInternalError(2);
-        return false;
-    }
-    applySettings();
     return true;
-}
-
-void CDebug::identify(const char* name) {
-    identifyProcess();
-    varnock::recordEnvironment();
-    copyText(applicationName_, sizeof applicationName_, name);
 }
 
 void CDebug::identifyProcess() {

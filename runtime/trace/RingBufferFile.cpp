@@ -6,7 +6,6 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,9 +14,10 @@
 #include <chrono>
 #include <new>
 
+#include "runtime/files/FileLock.h"
+#include "runtime/files/FileSizeSignal.h"
 #include "runtime/files/FileStream.h"
 #include "runtime/process/Clock.h"
-#include "runtime/threads/Cancellation.h"
 
 namespace varnock {
 
@@ -93,22 +93,11 @@ std::string_view withoutNewline(const char* text) {
     return all.substr(0, all.find('\n'));
 }
 
-/// True if the process may make files of this length. A write beyond the limit would end it with
-/// SIGXFSZ.
-bool isWithinFileLimit(std::int64_t length) {
-    rlimit limit{};
-    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || static_cast<rlim_t>(length) <= limit.rlim_cur;
-}
-
 /// Allocates every byte of the range on the disk. A store into a hole on a full disk would end the
 /// process.
 [[nodiscard]] bool allocate(int file, std::int64_t begin, std::int64_t end) {
     if (begin >= end) {
         return true;
-    }
-    if (!isWithinFileLimit(end)) {
-        errno = EFBIG;
-        return false;
     }
     int error = 0;
     do {
@@ -116,14 +105,6 @@ bool isWithinFileLimit(std::int64_t length) {
     } while (error == EINTR);
     errno = error != 0 ? error : errno;
     return error == 0;
-}
-
-/// Sets or changes the lock of an open file on its whole length. Does not wait.
-bool setLock(int file, short type) {
-    struct flock whole {};
-    whole.l_type = type;
-    whole.l_whence = SEEK_SET;
-    return fcntl(file, F_OFD_SETLK, &whole) == 0;
 }
 
 bool isHeldByOthers(int error) {
@@ -423,7 +404,7 @@ std::unique_ptr<RingBufferFile> RingBufferFile::openAs(const char* path, std::in
                                                        const char* startTime,
                                                        std::string_view filler, bool* isInUse,
                                                        char* failure, std::size_t failureSize) {
-    CancellationGuard wholeOpening;
+    const FileSizeSignal limited;
     Opening opening(path, size, startTime, filler, isInUse != nullptr);
     std::unique_ptr<RingBufferFile> file(new (std::nothrow) RingBufferFile);
     const bool mapped =
@@ -439,8 +420,9 @@ std::unique_ptr<RingBufferFile> RingBufferFile::openAs(const char* path, std::in
     }
     file->takeOver(opening.isNew(), startTime);
     file->file_ = opening.release();
-    // The file is ready: the read lock lets waiting processes in.
-    setLock(file->file_.get(), F_RDLCK);
+    // The file is ready: the read lock lets waiting processes in. Without locks there is none to
+    // change.
+    static_cast<void>(setLock(file->file_.get(), F_RDLCK));
     return file;
 }
 

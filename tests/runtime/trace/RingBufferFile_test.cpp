@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,8 +17,10 @@
 #include <utility>
 
 #include "runtime/process/Clock.h"
+#include "tests/support/EventfulClock.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceFile.h"
 
@@ -603,26 +604,6 @@ class OtherLock {
     bool isHeld_ = false;
 };
 
-/// A clock that runs a step during each sleep.
-class EventfulClock final : public Clock {
-  public:
-    explicit EventfulClock(std::function<void()> event) : event_(std::move(event)) {
-        replace(this);
-    }
-    ~EventfulClock() override { replace(nullptr); }
-    EventfulClock(const EventfulClock&) = delete;
-    EventfulClock& operator=(const EventfulClock&) = delete;
-
-    void sleepFor(std::chrono::milliseconds) override { event_(); }
-    int poll(pollfd*, nfds_t, int) override { return 0; }
-    int waitUntil(pthread_cond_t*, pthread_mutex_t*, const timespec&) override { return 0; }
-    std::chrono::nanoseconds monotonicTime() override { return {}; }
-    timespec wallTime() override { return {}; }
-
-  private:
-    std::function<void()> event_;
-};
-
 TEST_F(RingBufferFiles, IsNotHadAloneWhileItIsUsed) {
     auto user = open();
     append(*user, "one\n");
@@ -914,29 +895,13 @@ TEST_F(RingBufferFiles, LeavesNoFileBehindWhenThereIsNoSpace) {
     EXPECT_FALSE(exists());
 }
 
-/// Lowers the file size limit of the process. A write beyond the limit sends SIGXFSZ.
-class FileLimit {
-  public:
-    explicit FileLimit(std::int64_t length) {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit lower{static_cast<rlim_t>(length), before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &lower);
-    }
-    ~FileLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
-    FileLimit(const FileLimit&) = delete;
-    FileLimit& operator=(const FileLimit&) = delete;
-
-  private:
-    rlimit before_{};
-};
-
 TEST_F(RingBufferFiles, OutlivesALimitOnTheLengthOfFiles) {
     {
-        const FileLimit limit(kSize - 1);
+        const FileSizeLimit limit(kSize - 1);
         EXPECT_EQ(failToOpen(path_), "Error 27 writing PATH (131072), try logging to stderr.\n");
         EXPECT_FALSE(exists());
     }
-    const FileLimit limit(kSize);
+    const FileSizeLimit limit(kSize);
     const auto file = open();
     ASSERT_NE(file, nullptr) << failure_;
     append(*file, std::string(kSize - 1024, 'x'));
@@ -944,7 +909,7 @@ TEST_F(RingBufferFiles, OutlivesALimitOnTheLengthOfFiles) {
 
 TEST_F(RingBufferFiles, UsesTheOldLengthWhereALimitForbidsMore) {
     append(*open(), "one\n");
-    const FileLimit limit(kSize);
+    const FileSizeLimit limit(kSize);
     const auto file = reopen(2 * kSize);
     ASSERT_NE(file, nullptr) << failure_;
     EXPECT_EQ(file->size(), kSize);
