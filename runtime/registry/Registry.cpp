@@ -83,7 +83,7 @@ std::string expand(const char* text) {
         const char* close = strchr(open + 1, '%');
         if (close == nullptr) return out.append(open + 1);
         const std::string name(open + 1, close);
-        const char* value = name.empty() ? "%" : getenv(name.c_str());
+        const char* value = name.empty() ? "%" : secure_getenv(name.c_str());
         out.append(value != nullptr ? value : "");
         text = close + 1;
     }

@@ -99,7 +99,7 @@ constinit char*
 /// Records a copy: the trace prints it at every wrap, and the host may change or free its
 /// environment.
 void record(CDebug::TokVal& row, char*& copy) {
-    const char* value = getenv(row.name);
+    const char* value = secure_getenv(row.name);
     free(copy);
     copy = value != nullptr ? strdup(value) : nullptr;
     row.value = copy != nullptr ? copy : value;
@@ -176,7 +176,7 @@ bool readStoredSettings(const char* application, StoredTraceSettings& settings) 
 }
 
 unsigned int configuredNumber(const char* variable, unsigned int stored, unsigned int byDefault) {
-    const char* value = variable != nullptr ? getenv(variable) : nullptr;
+    const char* value = variable != nullptr ? secure_getenv(variable) : nullptr;
     if (value != nullptr) {
         return static_cast<unsigned int>(atoi(value));
     }
@@ -188,7 +188,7 @@ void configuredText(const char* variable, const char* stored, const char* byDefa
     if (out == nullptr || size == 0) {
         return;
     }
-    const char* value = variable != nullptr ? getenv(variable) : nullptr;
+    const char* value = variable != nullptr ? secure_getenv(variable) : nullptr;
     if (value == nullptr) {
         value = stored != nullptr && *stored != '\0' ? stored : byDefault;
     }

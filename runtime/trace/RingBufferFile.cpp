@@ -111,6 +111,13 @@ bool isHeldByOthers(int error) {
     return error == EAGAIN || error == EACCES;
 }
 
+/// False for a file that could damage another file or be cut by another user. A file with a second
+/// name can be any file of the owner, and a store into a mapping behind a cut ends the process.
+bool isSafe(const struct stat& status) {
+    return status.st_nlink == 1 && (status.st_uid == geteuid() || status.st_uid == 0) &&
+           (status.st_mode & S_IWOTH) == 0;
+}
+
 /// Opens or creates a trace file, so that it can be mapped.
 class Opening {
   public:
@@ -223,6 +230,9 @@ bool Opening::openFile() {
         if (status.st_nlink == 0 && tries == kTries) {
             return fail(kOpeningFailed, ENOENT);
         }
+    }
+    if (!isSafe(status)) {
+        return fail(kOpeningFailed, EPERM);
     }
     length_ = status.st_size;
     hasHoles_ = std::int64_t{status.st_blocks} * 512 < std::min(length_, size_);

@@ -6,11 +6,13 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <semaphore>
 
+#include "runtime/files/FileDescriptor.h"
 #include "tests/integration/LibraryFiles.h"
 #include "tests/support/ScriptedAgent.h"
 
@@ -168,16 +170,21 @@ TEST_P(Interrupt, EndsATraceThatIsFollowed) {
     expectInterrupted(document[document.Size() - 1], GetParam());
 }
 
-/// Waits until the process is waiting for a file lock.
-void awaitWaiter(pid_t process) {
-    const std::string waiter = " " + std::to_string(process) + " ";
-    for (;;) {
-        std::ifstream locks("/proc/locks");
-        for (std::string line; std::getline(locks, line);) {
-            if (line.find("-> FLOCK") != line.npos && line.find(waiter) != line.npos) return;
-        }
+/// Counts how often a file is opened, from construction on.
+class OpenWatch {
+  public:
+    explicit OpenWatch(const std::string& path) : watch_(inotify_init1(IN_CLOEXEC)) {
+        EXPECT_GE(inotify_add_watch(watch_.get(), path.c_str(), IN_OPEN), 0);
     }
-}
+
+    void awaitOpen() const {
+        inotify_event event{};
+        EXPECT_EQ(read(watch_.get(), &event, sizeof event), static_cast<ssize_t>(sizeof event));
+    }
+
+  private:
+    FileDescriptor watch_;
+};
 
 TEST_P(Interrupt, EndsAnImportThatWaitsForTheRegistryAndChangesNothing) {
     const LibraryFiles files;
@@ -185,10 +192,12 @@ TEST_P(Interrupt, EndsAnImportThatWaitsForTheRegistryAndChangesNothing) {
     const int other =
         open(files.file("registry.new").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_EQ(flock(other, LOCK_EX), 0);
+    const OpenWatch tries(files.file("registry.new"));
     Subprocess importing(
         {VARNOCKCTL, "-o", "json", "--timeout", "60", "registry", "import", files.file("added")},
         files.environment());
-    awaitWaiter(importing.pid());
+    tries.awaitOpen();
+    tries.awaitOpen();
     importing.signal(GetParam());
     const ProcessResult& result = importing.wait();
     close(other);

@@ -21,6 +21,7 @@
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FileSizeLimit.h"
+#include "tests/support/Nobody.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceFile.h"
 
@@ -842,6 +843,34 @@ TEST_F(RingBufferFiles, DoesNotFollowALink) {
     std::ofstream(target) << "precious";
     EXPECT_EQ(failToOpen(path_), "Error 40 opening PATH (131072), try logging to stderr.\n");
     EXPECT_EQ(std::filesystem::file_size(target), 8U);
+}
+
+TEST_F(RingBufferFiles, RefusesAFileWithASecondName) {
+    const std::string victim = directory_.file("victim");
+    std::ofstream(victim) << "precious";
+    std::filesystem::create_hard_link(victim, path_);
+    EXPECT_EQ(failToOpen(path_), "Error 1 opening PATH (131072), try logging to stderr.\n");
+    EXPECT_EQ(std::filesystem::file_size(victim), 8U);
+    EXPECT_TRUE(exists());
+}
+
+TEST_F(RingBufferFiles, RefusesAFileThatEverybodyMayWrite) {
+    append(*open(), "one\n");
+    ASSERT_EQ(chmod(path_.c_str(), 0702), 0);
+    EXPECT_EQ(failToOpen(path_), "Error 1 opening PATH (131072), try logging to stderr.\n");
+    ASSERT_EQ(chmod(path_.c_str(), 0770), 0);
+    EXPECT_NE(reopen(), nullptr) << failure_;
+    EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one"));
+}
+
+TEST_F(RingBufferFiles, RefusesAFileOfAnotherUser) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    append(*open(), "one\n");
+    ASSERT_EQ(chown(path_.c_str(), kNobody, kNobody), 0);
+    EXPECT_EQ(failToOpen(path_), "Error 1 opening PATH (131072), try logging to stderr.\n");
+    EXPECT_EQ(openAlone(), nullptr);
+    EXPECT_FALSE(isInUse_);
+    EXPECT_THAT(TraceFile(path_).messages(), ElementsAre("one"));
 }
 
 TEST_F(RingBufferFiles, RefusesAPathThatIsTooLong) {
