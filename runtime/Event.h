@@ -28,6 +28,9 @@
 /// never returns 0 without a cause, and the releasing thread touches neither object nor record
 /// after the release, so a released thread may destroy the object.
 ///
+/// A forked child has copies of all events, named or not, in their state at the fork and without a
+/// waiter. It shares none with its parent.
+///
 /// Thread-safety: any thread may call any operation. REQUIRES: no thread enters an operation of an
 /// object that is being destroyed. The destructor waits for threads that are inside Wait().
 class VARNOCK_EXPORT CEvent {
@@ -45,6 +48,8 @@ class VARNOCK_EXPORT CEvent {
         std::uint64_t arrivals;        ///< waits so far; the ticket of a wait is its number
         std::uint64_t granted;         ///< the grants are for tickets below this number
         pthread_cond_t drained;        ///< signalled when the last waiter leaves
+        sysEvent_t* next;              ///< all records of the process; guarded by Spinlock
+        sysEvent_t* previous;          ///< null for the first one
     };
 
     /// Refers to the event of this name, or makes a new event; a null name always makes a new one.

@@ -18,7 +18,9 @@ class VARNOCK_EXPORT CInterLock {
     /// Subtracts 1 from `*value` and returns the new value, which wraps at the limits of long. Null
     /// gives 0.
     static long LockedDecrement(long* value);
-    /// The mutex of all counters. It is not recursive: unlock it before the two calls above.
+    /// The mutex of all counters. It is not recursive: unlock it before the two calls above, and
+    /// before a fork(), which takes it. It comes before the locks of registry, events and trace: a
+    /// thread that holds CRegistry::MSpinlock or CEvent::Spinlock must not use a counter.
     static pthread_mutex_t* IncDecMutex();
 
   private:

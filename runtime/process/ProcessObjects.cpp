@@ -9,12 +9,11 @@
 #include "runtime/Registry.h"
 #include "runtime/Synchronisation.h"
 #include "runtime/ThreadMonitor.h"
+#include "runtime/process/ForkLocks.h"
 #include "runtime/process/InitPriority.h"
 #include "runtime/registry/RegistryTree.h"
-#include "runtime/trace/EntryHeader.h"
 #include "runtime/trace/RingBufferFile.h"
 #include "runtime/trace/TraceLock.h"
-#include "util/ThreadAnnotations.h"
 
 /// Constant-initialised and never destroyed: counters work during the whole life of the process.
 constinit pthread_mutex_t CInterLock::incDecMutex_ = PTHREAD_MUTEX_INITIALIZER;
@@ -35,29 +34,8 @@ struct TraceLockBuilder {
     TraceLockBuilder() { new (traceLockStorage) CCriticalSection; }
 };
 
-/// A lock that another thread holds during a fork stays locked in the child for ever. So the
-/// forking thread takes all locks, in their order. The analysis cannot follow locks that one
-/// function takes and another one releases.
-void enterLocks() VARNOCK_NOT_ANALYSED {
-    CRegistry::MSpinlock.Enter();
-    CEvent::Spinlock.Enter();
-    varnock::traceLock().Enter();
-}
-
-void leaveLocks() VARNOCK_NOT_ANALYSED {
-    varnock::traceLock().Leave();
-    CEvent::Spinlock.Leave();
-    CRegistry::MSpinlock.Leave();
-}
-
-void leaveLocksInChild() {
-    varnock::RingBufferFile::leaveToParent();
-    varnock::entryHeader().forgetHost();
-    leaveLocks();
-}
-
-struct ForkHandlers {
-    ForkHandlers() { pthread_atfork(enterLocks, leaveLocks, leaveLocksInChild); }
+struct ForkHandlersBuilder {
+    ForkHandlersBuilder() { varnock::installForkHandlers(); }
 };
 
 }  // namespace
@@ -95,7 +73,7 @@ struct RegistryEnd {
 
 namespace {
 [[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const TraceLockBuilder kTraceLockBuilder;
-[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const ForkHandlers kForkHandlers;
+[[gnu::init_priority(VARNOCK_INIT_RUNTIME)]] const ForkHandlersBuilder kForkHandlersBuilder;
 
 /// Destroyed first. A forked child that has not traced anything opens no trace file for the entries
 /// that the library's own objects write at its end.

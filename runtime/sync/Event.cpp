@@ -8,6 +8,7 @@
 
 #include "runtime/SyncWrappers.h"
 #include "runtime/process/Clock.h"
+#include "runtime/sync/EventFork.h"
 #include "runtime/sync/MutexGuard.h"
 #include "runtime/sync/WaitResult.h"
 #include "runtime/threads/Cancellation.h"
@@ -24,6 +25,24 @@ using varnock::traceAt;
 namespace {
 
 using Record = CEvent::sysEvent_t;
+
+/// All records of the process, for fork(). Guarded by CEvent::Spinlock.
+constinit Record* records = nullptr;
+
+void enlist(Record& record) VARNOCK_REQUIRES(CEvent::Spinlock) {
+    record.next = records;
+    if (records != nullptr) {
+        records->previous = &record;
+    }
+    records = &record;
+}
+
+void delist(Record& record) VARNOCK_REQUIRES(CEvent::Spinlock) {
+    (record.previous != nullptr ? record.previous->next : records) = record.next;
+    if (record.next != nullptr) {
+        record.next->previous = record.previous;
+    }
+}
 
 const char* nameOf(const Record& record) {
     return record.name != nullptr ? record.name.get() : "anon";
@@ -108,6 +127,7 @@ void destroy(Record* record) {
         reportNoMemory();
         return nullptr;
     }
+    enlist(*record);
     return record.release();
 }
 
@@ -225,6 +245,27 @@ void waitUntilDrained(Record& record) {
 
 }  // namespace
 
+void varnock::lockEvents() {
+    for (Record* record = records; record != nullptr; record = record->next) {
+        MutexLock(&record->mutex);
+    }
+}
+
+void varnock::unlockEvents() {
+    for (Record* record = records; record != nullptr; record = record->next) {
+        MutexUnlock(&record->mutex);
+    }
+}
+
+void varnock::forgetWaitersOfParent() {
+    for (Record* record = records; record != nullptr; record = record->next) {
+        CondInit(&record->condition);
+        CondInit(&record->drained);
+        record->waiters = 0;
+        record->grants = 0;
+    }
+}
+
 CEvent::CEvent(int initialState, int manualReset, const char* name, void*)
     : record_(nullptr), closed_(0) {
     const CancellationGuard uncancelled;
@@ -292,6 +333,7 @@ CEvent::~CEvent() {
             return;
         }
         NamedEventMap.remove(record->name.get(), nullptr);
+        delist(*record);
     }
     waitUntilDrained(*record);
     destroy(record);

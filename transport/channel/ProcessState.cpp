@@ -6,6 +6,8 @@
 #include <atomic>
 #include <new>
 
+#include "runtime/process/ForkLocks.h"
+
 namespace varnock {
 
 constinit Mutex channelLock;
@@ -34,9 +36,11 @@ void startChild() VARNOCK_NOT_ANALYSED {
     new (&keyLock) KeyLock;
 }
 
+constexpr ForkHandlers kForkHandlers{&lockAll, &unlockAll, &startChild};
+
 void prepareForForks() {
     processId.store(getpid(), std::memory_order_relaxed);
-    pthread_atfork(&lockAll, &unlockAll, &startChild);
+    setChannelForkHandlers(kForkHandlers);
 }
 
 }  // namespace

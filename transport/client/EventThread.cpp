@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "runtime/process/Clock.h"
+#include "runtime/process/ForkLocks.h"
 #include "runtime/threads/Cancellation.h"
 #include "transport/AgentSocket.h"
 #include "transport/channel/TransportTrace.h"
@@ -49,21 +50,24 @@ class PipeGuard {
 
 }  // namespace
 
-EventThread::EventThread(EventListener listener) : listener_(std::move(listener)) {}
+EventThread::EventThread(EventListener listener) : listener_(std::move(listener)) {
+    addForkLock(nameMutex_);
+}
 
 EventThread::~EventThread() {
     stop();
+    removeForkLock(nameMutex_);
 }
 
 void EventThread::setName(const char* name) {
     const std::size_t length = strnlen(name, sizeof name_ - 1);
-    const std::lock_guard lock(nameMutex_);
+    const ScopedLock lock(nameMutex_);
     memmove(name_, name, length);
     name_[length] = '\0';
 }
 
 std::string EventThread::name() const {
-    const std::lock_guard lock(nameMutex_);
+    const ScopedLock lock(nameMutex_);
     return name_;
 }
 

@@ -9,6 +9,7 @@
 #include "transport/client/EventLoop.h"
 #include "transport/client/EventRun.h"
 #include "transport/client/TerminatePipe.h"
+#include "util/Mutex.h"
 
 /// Internal, not installed.
 namespace varnock {
@@ -60,7 +61,7 @@ class EventThread {
 
     const EventListener listener_;
     char name_[256] = {};
-    mutable std::mutex nameMutex_;  ///< guards name_
+    mutable Mutex nameMutex_;  ///< guards name_
     std::atomic<bool> isEnabled_{false};
     CThread thread_{1};
     TerminatePipe pipe_;

@@ -5,6 +5,7 @@
 #include "CIM/Provider/Include/Exceptions.h"
 #include "CIM/Provider/Include/ProviderTrace.h"
 #include "runtime/Synchronisation.h"
+#include "runtime/process/ForkLocks.h"
 #include "runtime/threads/Cancellation.h"
 #include "transport/SipJson.h"
 #include "util/ImpersonateGuard.h"
@@ -48,13 +49,16 @@ void notify(KOLMEventsListener* listener, unsigned int opcode, unsigned int sequ
 }  // namespace
 
 CCIMKolmClient::CCIMKolmClient()
-    : CSwitchClient("KRM_TBL_genmod"), applicationName_("KRM_TBL_genmod") {}
+    : CSwitchClient("KRM_TBL_genmod"), applicationName_("KRM_TBL_genmod") {
+    varnock::addForkLock(mutex_);
+}
 
 CCIMKolmClient::~CCIMKolmClient() {
     // The event thread calls Event() of this class, so it must end before the base class is
     // destroyed.
     const varnock::CancellationGuard uncancelled;
     StopEventThread();
+    varnock::removeForkLock(mutex_);
 }
 
 unsigned int CCIMKolmClient::Attach(std::string name, int impersonate) {

@@ -1,0 +1,121 @@
+#include "runtime/process/ForkLocks.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "runtime/Debug.h"
+#include "runtime/Synchronisation.h"
+#include "tests/support/PosixThread.h"
+
+namespace varnock::test {
+namespace {
+
+constexpr int kChildren = 20;
+constexpr unsigned int kLongestRun = 60;
+
+/// Runs `use` in a forked child. True if that ends, with a result of true.
+bool worksInChild(const std::function<bool()>& use) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(kLongestRun);  // the limit of a hang
+        _exit(use() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+/// Forks children while three threads repeat `use`.
+void expectToWorkInChildren(const std::function<bool()>& use) {
+    std::atomic<bool> done = false;
+    std::atomic<int> started = 0;
+    std::vector<std::thread> users;
+    for (int i = 0; i < 3; ++i) {
+        users.emplace_back([&] {
+            ++started;
+            while (!done) use();
+        });
+    }
+    while (started < 3) std::this_thread::yield();
+    int failures = 0;
+    for (int i = 0; i < kChildren && failures == 0; ++i) failures += worksInChild(use) ? 0 : 1;
+    done = true;
+    for (std::thread& user : users) user.join();
+    EXPECT_EQ(failures, 0);
+}
+
+class ForkedChildren : public testing::Test {
+  protected:
+    ForkedChildren() { Debug.ForceMaxDebug(0); }
+};
+
+TEST_F(ForkedChildren, Count) {
+    long counter = 0;
+    expectToWorkInChildren([&] { return CInterLock::LockedIncrement(&counter) > 0; });
+}
+
+TEST_F(ForkedChildren, UseNamedEvents) {
+    CEvent event(1, 1, "forked");
+    expectToWorkInChildren([&] { return event.IfSet() == 1; });
+}
+
+TEST_F(ForkedChildren, UseEventsWithoutAName) {
+    CEvent event(1, 1, nullptr);
+    expectToWorkInChildren([&] { return event.IfSet() == 1 && event.Wait(0) == 0; });
+}
+
+TEST_F(ForkedChildren, MakeAndDestroyEvents) {
+    CEvent older(1, 1, nullptr);
+    expectToWorkInChildren([&] {
+        CEvent first(0, 0, "made");
+        CEvent second(1, 1, nullptr);
+        return second.IfSet() == 1 && older.IfSet() == 1;
+    });
+}
+
+TEST_F(ForkedChildren, TakeLocksOfOtherRooms) {
+    std::array<Mutex, 3> mutexes;
+    for (Mutex& mutex : mutexes) addForkLock(mutex);
+    expectToWorkInChildren([&] {
+        bool all = true;
+        for (Mutex& mutex : mutexes) {
+            const ScopedLock lock(mutex);
+            all = all && lock.owns();
+        }
+        return all;
+    });
+    for (Mutex& mutex : mutexes) removeForkLock(mutex);
+    const ScopedLock held(mutexes[1]);
+    EXPECT_TRUE(worksInChild([] { return true; })) << "removed";
+}
+
+TEST_F(ForkedChildren, HaveNoWaitersOfTheParent) {
+    auto event = std::make_unique<CEvent>(0, 0, nullptr);
+    PosixThread waiter([&] { event->Wait(0xFFFFFFFF); });
+    while (event->Create(0, 0, nullptr) == 1) std::this_thread::yield();  // fails once it waits
+    EXPECT_TRUE(worksInChild([&] {
+        const bool works = event->Create(0, 1, nullptr) == 1 && event->Set() == 1 &&
+                           event->Wait(0) == 0 && event->Reset() == 1;
+        event.reset();  // waits for no waiter
+        return works;
+    }));
+    EXPECT_EQ(event->Set(), 1);
+    EXPECT_FALSE(waiter.join());
+}
+
+TEST_F(ForkedChildren, LeaveTheStateOfTheParentAlone) {
+    CEvent event(0, 1, "forked");
+    EXPECT_TRUE(worksInChild([&] { return event.Set() == 1 && event.IfSet() == 1; }));
+    EXPECT_EQ(event.IfSet(), 0);
+}
+
+}  // namespace
+}  // namespace varnock::test
