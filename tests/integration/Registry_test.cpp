@@ -160,6 +160,25 @@ TEST_F(Registry, AChangeWaitsForTheProcessThatSaves) {
     EXPECT_EQ(text(), "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nOther=d=2\na=d=1\n\n\n\n");
 }
 
+TEST_F(Registry, ALeftOverThatAnotherUserHasLockedDelaysNoStartAndNoChange) {
+    const std::string newFile = files_.file("registry.new");
+    const auto lockLeftOver = [&] {
+        writeFile(newFile, "left over");
+        ASSERT_EQ(chmod(newFile.c_str(), 0644), 0);
+        const int stranger = open(newFile.c_str(), O_RDONLY | O_CLOEXEC);
+        ASSERT_EQ(flock(stranger, LOCK_EX), 0);
+    };
+    lockLeftOver();
+    const ProcessResult start = files_.host({"load"});
+    EXPECT_EQ(start.status, 0);
+    EXPECT_THAT(start.err, Not(HasSubstr("CRegistry: ERROR")));
+    EXPECT_THAT(text(), HasSubstr("[CIM_Provider]"));
+    EXPECT_FALSE(std::filesystem::exists(newFile));
+    lockLeftOver();
+    EXPECT_EQ(registry({"set", kSettingsKey, "DebugLevel", "3"}).status, 0);
+    EXPECT_THAT(text(), HasSubstr("DebugLevel=d=3"));
+}
+
 TEST_F(Registry, ADryRunShowsTheDifferenceAndChangesNothing) {
     registry({"set", "HKLM/SOFTWARE", "a", "1"});
     const std::string before = text();

@@ -14,6 +14,7 @@
 
 #include "CIM/Provider/Include/Exceptions.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/ForkedUse.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
@@ -396,6 +397,18 @@ TEST_F(CIMKolmClient, ListenerMayBeReplacedWhileEventsArrive) {
     while (second.take() != "driver 99") {
     }
     EXPECT_TRUE(client.disableEvents());
+}
+
+TEST(CCIMKolmClient, WorksInForkedChildrenWhileThreadsUseIt) {
+    ScriptedAgent agent;
+    agent.handle([](const AgentRequest&) { return AgentReply::ok(); });
+    CCIMKolmClient client;
+    Debug.ForceMaxDebug(0);
+    varnock::test::expectToWorkInChildren([&] {
+        SipJson command(1, 0, 0, 0, 0);
+        return client.SetApplicationName("name") && client.HostName().empty() &&
+               client.KolmRequest(command, 0) == 0;
+    });
 }
 
 TEST(CCIMKolmClient, EnablingEventsFailsWithoutAnAgent) {
