@@ -5,10 +5,11 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <ctime>
 #include <exception>
 #include <utility>
+
+#include "tools/Console.h"
 
 namespace varnock::agent {
 namespace {
@@ -45,7 +46,7 @@ int Connection::onReady(sd_event_source*, int, std::uint32_t events, void* self)
     } catch (const FrameTooLong&) {
         // The start of the next frame can no longer be found.
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "varnock-agent: connection dropped: %s\n", failure.what());
+        console::say("varnock-agent: connection dropped", failure.what());
     }
     if (!alive) {
         connection->drop();

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "agent/FrameBuffer.h"
+#include "tools/Console.h"
 
 namespace varnock::agent {
 namespace {
@@ -70,7 +71,9 @@ Answer Responder::answer(Session& session, const SipJson& record) try {
 } catch (const std::bad_alloc&) {
     return Status::noMemory;
 } catch (const std::exception& failure) {
-    std::fprintf(stderr, "varnock-agent: command 0x%04X: %s\n", record.OpCode(), failure.what());
+    char program[64];
+    std::snprintf(program, sizeof program, "varnock-agent: command 0x%04X", record.OpCode());
+    console::say(program, failure.what());
     return Status::failed;
 }
 

@@ -8,7 +8,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -20,6 +19,7 @@
 #include "agent/Signals.h"
 #include "runtime/files/PlatformPaths.h"
 #include "runtime/trace/TraceSettings.h"
+#include "tools/Console.h"
 
 namespace varnock::agent {
 namespace {
@@ -144,7 +144,7 @@ void watch(sd_event* loop, Child& child) {
     child.pid = start(command, blocked);
     if (child.pid < 0) {
         const int error = -child.pid;
-        std::fprintf(stderr, "varnock-agent: %s: %s\n", command[0].c_str(), std::strerror(error));
+        console::say("varnock-agent", command[0] + ": " + std::strerror(error));
         return error == ENOENT || error == ENOTDIR ? kNotFound : kNotRunnable;
     }
     watch(loop, child);
@@ -159,7 +159,7 @@ int run(Machine& machine, const RunOptions& options) {
     const BlockedSignals blocked{SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2, SIGCHLD};
     if (options.keep) {
         home.keep();
-        std::fprintf(stderr, "varnock-agent: keeping %s\n", home.path().c_str());
+        console::say("varnock-agent: keeping " + home.path().native());
     }
     furnish(home.path());
     // Absolute, because the command may change its directory.

@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <ctime>
 #include <exception>
 #include <utility>
 
 #include "runtime/files/PlatformPaths.h"
+#include "tools/Console.h"
 
 namespace varnock::agent {
 namespace {
@@ -71,7 +71,7 @@ int Server::onClient(sd_event_source*, int, std::uint32_t, void* self) {
     try {
         door->server.accept(*door);
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "varnock-agent: client refused: %s\n", failure.what());
+        console::say("varnock-agent: client refused", failure.what());
     }
     return 0;
 }

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <sstream>
@@ -19,6 +18,7 @@
 #include "runtime/Version.h"
 #include "runtime/files/PlatformPaths.h"
 #include "tools/Console.h"
+#include "tools/LibraryTrace.h"
 
 /// The provider that the agent serves writes to the trace file; the agent's own library must not.
 constinit const varnock::StartMode varnock::startMode = varnock::StartMode::withoutFiles;
@@ -96,14 +96,17 @@ std::string directoryFor(const CLI::App& command, const Options& options) {
                                                                  : varnock::console::kOutputLost;
 }
 
-/// Help and version go to standard output, everything else to standard error. The C stream is used
-/// because std::cerr still writes to the stderr stream that existed at load.
+/// Help and version go to standard output, everything else to standard error.
 [[nodiscard]] int explainUsage(const CLI::App& app, const CLI::ParseError& failure) {
     std::ostringstream out;
     std::ostringstream err;
     const int status = app.exit(failure, out, err);
-    std::fputs(err.str().c_str(), stderr);
-    return status == 0 ? printed(out.str()) : kUsage;
+    if (status == 0) {
+        return printed(out.str());
+    }
+    varnock::console::say("varnock-agent", failure.what());
+    varnock::console::say("Run with --help for more information.");
+    return kUsage;
 }
 
 /// Removes the command after "--" from the arguments and returns it, so that it is not parsed.
@@ -180,7 +183,7 @@ void endOnSignals() {
         try {
             request = "event " + eventRecord(options.event);
         } catch (const std::invalid_argument& mistake) {
-            std::fprintf(stderr, "varnock-agent: %s\n", mistake.what());
+            varnock::console::say("varnock-agent", mistake.what());
             return kUsage;
         }
     }
@@ -225,8 +228,9 @@ void endOnSignals() {
 }  // namespace
 
 int main(int argc, char** argv) try {
+    varnock::showLibraryTrace();
     return agentMain({argv + 1, argv + argc});
 } catch (const std::exception& failure) {
-    std::fprintf(stderr, "varnock-agent: %s\n", failure.what());
+    varnock::console::say("varnock-agent", failure.what());
     return kCannotStart;
 }

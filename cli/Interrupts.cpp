@@ -23,9 +23,9 @@ constexpr std::chrono::milliseconds kLastResort{350};
 constexpr int kOverSignal = SIGURG;
 
 std::atomic<int> interruption;  ///< the signal received, 0 if none
-varnock::Mutex ending;
-bool endsItself VARNOCK_GUARDED_BY(ending);
-const Wakeup* commandWakeup VARNOCK_GUARDED_BY(ending);
+varnock::Mutex endingLock;
+bool endsItself VARNOCK_GUARDED_BY(endingLock);
+const Wakeup* commandWakeup VARNOCK_GUARDED_BY(endingLock);
 
 bool isIgnored(int signal) {
     struct sigaction action {};
@@ -38,7 +38,7 @@ ExitStatus statusOf(int signal) {
 
 /// True if the command ends itself.
 [[nodiscard]] bool wakeCommand() {
-    const varnock::ScopedLock guard(ending);
+    const varnock::ScopedLock guard(endingLock);
     if (commandWakeup != nullptr) {
         commandWakeup->wake();
     }
@@ -115,25 +115,25 @@ void InterruptHandler::handle() const {
             take(&kPatience);
         }
         if (!isOver_) {
-            end_(Interrupts::failure());
+            end_(Interrupts::ending());
         }
         while (!isOver_) {
             take(nullptr);
         }
-    } catch (const std::system_error&) {
-        // No further thread can be created.
+    } catch (const std::exception&) {
+        // There is no memory, or no thread can be created.
         endNow();
     }
 }
 
 Interrupts::Interrupts(const Wakeup* wakeup) {
-    const varnock::ScopedLock guard(ending);
+    const varnock::ScopedLock guard(endingLock);
     endsItself = true;
     commandWakeup = wakeup;
 }
 
 Interrupts::~Interrupts() {
-    const varnock::ScopedLock guard(ending);
+    const varnock::ScopedLock guard(endingLock);
     endsItself = false;
     commandWakeup = nullptr;
 }
@@ -142,8 +142,12 @@ bool Interrupts::happened() {
     return interruption != 0;
 }
 
-Failure Interrupts::failure() {
+Ending Interrupts::ending() {
     return {statusOf(interruption), interruption == SIGTERM ? "terminated" : "interrupted"};
+}
+
+Failure Interrupts::failure() {
+    return {ending().status, ending().message};
 }
 
 }  // namespace varnockctl

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "cli/output/Failure.h"
+#include "cli/output/Output.h"
 
 namespace varnockctl {
 
@@ -37,8 +38,8 @@ class Wakeup {
 /// There is one per process, created before all other threads and destroyed after the command.
 class InterruptHandler {
   public:
-    /// Ends the process with the status of the failure. May return if another thread is ending it.
-    using End = std::function<void(const Failure& interruption)>;
+    /// Ends the process. May return if another thread is ending it. Must not allocate memory.
+    using End = std::function<void(const Ending& interruption)>;
 
     explicit InterruptHandler(End end);
     ~InterruptHandler();
@@ -70,6 +71,8 @@ class Interrupts {
     static bool happened();
     /// REQUIRES: happened().
     static Failure failure();
+    /// REQUIRES: happened().
+    static Ending ending();
 
   private:
     explicit Interrupts(const Wakeup* wakeup);

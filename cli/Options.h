@@ -1,10 +1,21 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 namespace varnockctl {
 
 enum class Format { table, json, jsonl, csv };
+
+/// The names of the formats on the command line.
+inline constexpr std::pair<const char*, Format> kFormats[] = {{"table", Format::table},
+                                                              {"json", Format::json},
+                                                              {"jsonl", Format::jsonl},
+                                                              {"csv", Format::csv}};
+
+/// The format that the arguments of the program select, whether they are valid or not. Allocates no
+/// memory.
+Format formatIn(int argc, const char* const* argv);
 
 /// The options of every subcommand.
 struct Options {

@@ -1,23 +1,28 @@
+#include <errno.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <chrono>
 #include <cmath>
+#include <exception>
 #include <functional>
-#include <iostream>
 #include <map>
+#include <new>
 #include <optional>
 #include <sstream>
+#include <system_error>
 
 #include "CIM/Provider/Include/Exceptions.h"
 #include "cli/Commands.h"
 #include "cli/Interrupts.h"
 #include "cli/Watchdog.h"
 #include "cli/output/Failure.h"
-#include "cli/output/LibraryTrace.h"
 #include "runtime/StartMode.h"
 #include "runtime/Version.h"
 #include "tools/Console.h"
+#include "tools/LibraryTrace.h"
 
 /// The program reads and changes the files of other processes, so its own library must not use
 /// them.
@@ -25,6 +30,9 @@ constinit const varnock::StartMode varnock::startMode = varnock::StartMode::with
 
 namespace varnockctl {
 namespace {
+
+/// The format of failures before the arguments are parsed.
+constinit Format requestedFormat = Format::table;
 
 struct CommandLine {
     Options options;
@@ -58,14 +66,21 @@ std::chrono::milliseconds milliseconds(double seconds) {
         static_cast<long long>(std::ceil(std::min(seconds, 1e9) * 1000)));
 }
 
+/// The fault of a time limit; empty if it is valid.
+[[nodiscard]] std::string isTimeLimit(const std::string& text) {
+    double seconds = 0;
+    const char* const end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, seconds);
+    const bool isValid =
+        parsed.ec == std::errc{} && parsed.ptr == end && std::isfinite(seconds) && seconds > 0;
+    return isValid ? "" : "\"" + text + "\" is not a positive number of seconds";
+}
+
 void addGlobalOptions(CLI::App& app, CommandLine& line) {
     app.set_help_flag("-h,--help", "print this help and exit");
     app.set_version_flag("--version", std::string("varnockctl ") + TovQXObjectVersion,
                          "print the version and exit");
-    const std::map<std::string, Format> formats{{"table", Format::table},
-                                                {"json", Format::json},
-                                                {"jsonl", Format::jsonl},
-                                                {"csv", Format::csv}};
+    const std::map<std::string, Format> formats(std::begin(kFormats), std::end(kFormats));
     app.add_option("-o,--output", line.options.format, "table, json, jsonl or csv")
         ->transform(CLI::CheckedTransformer(formats))
         ->option_text("FORMAT");
@@ -76,7 +91,7 @@ void addGlobalOptions(CLI::App& app, CommandLine& line) {
     app.add_flag("-v,--verbose", line.options.verbose, "show the library's trace");
     app.add_option("--timeout", line.timeout,
                    "end the command after S seconds (default 10; watch, trace -f: no limit)")
-        ->check(CLI::PositiveNumber)
+        ->check(isTimeLimit)
         ->option_text("S");
 }
 
@@ -268,11 +283,10 @@ void addDoctor(CLI::App& app, CommandLine& line) {
 }
 
 /// Ends the process while the command is still running. Returns if the command has printed its
-/// answer.
-void endWith(const Failure& failure, Format format) {
-    const auto status = printFirst(failureAnswer(failure.status(), failure.what()), format);
-    if (status) {
-        varnock::console::say(std::string("varnockctl: ") + failure.what());
+/// answer. Allocates no memory.
+void endWith(const Ending& ending, Format format) {
+    if (const auto status = printFailureFirst(ending, format)) {
+        varnock::console::say("varnockctl", ending.message);
         _exit(static_cast<int>(*status));
     }
 }
@@ -286,7 +300,8 @@ void endWith(const Failure& failure, Format format) {
                    ? 0
                    : varnock::console::kOutputLost;
     }
-    varnock::console::say("varnockctl: " + err.str());
+    varnock::console::say("varnockctl", error.what());
+    varnock::console::say("Run with --help for more information.");
     return static_cast<int>(print(failureAnswer(ExitStatus::usage, error.what()), format));
 }
 
@@ -294,7 +309,7 @@ void endWith(const Failure& failure, Format format) {
 [[nodiscard]] ExitStatus runInTime(const CommandLine& line) {
     const Format format = line.options.format;
     const InterruptHandler interrupts(
-        [format](const Failure& interruption) { endWith(interruption, format); });
+        [format](const Ending& interruption) { endWith(interruption, format); });
     std::optional<Watchdog> watchdog;
     if (!line.isEndless || line.timeout) {
         const double limit =
@@ -305,8 +320,13 @@ void endWith(const Failure& failure, Format format) {
     }
     Answer answer = runCommand(line);
     const ExitStatus status = print(answer, format);
-    const Watchdog last(kAfterwards, [status] { _exit(static_cast<int>(status)); });
-    answer.held.reset();
+    const auto exitNow = [status] { _exit(static_cast<int>(status)); };
+    try {
+        const Watchdog last(kAfterwards, exitNow);
+        answer.held.reset();
+    } catch (const std::exception&) {
+        exitNow();
+    }
     return status;
 }
 
@@ -314,6 +334,7 @@ void endWith(const Failure& failure, Format format) {
     CLI::App app{"Asks the management agent through the typed calls of the provider library.",
                  "varnockctl"};
     CommandLine line;
+    line.options.format = requestedFormat;
     app.require_subcommand(1);
     app.fallthrough();
     addGlobalOptions(app, line);
@@ -331,14 +352,58 @@ void endWith(const Failure& failure, Format format) {
         return explainUsage(app, error, line.options.format);
     }
     if (line.options.verbose) {
-        showLibraryTrace();
+        varnock::showLibraryTrace();
     }
     return static_cast<int>(runInTime(line));
 }
+
+/// The ending for the exception that is being handled. Allocates no memory.
+[[nodiscard]] Ending endingOfException() {
+    try {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return {ExitStatus::failed, "out of memory"};
+    } catch (const std::system_error& error) {
+        const int number = error.code().value();
+        return {ExitStatus::failed,
+                number == EAGAIN ? "no further thread can be created" : strerror(number)};
+    } catch (const std::exception& exception) {
+        varnock::console::say("varnockctl", exception.what());
+        return {ExitStatus::failed, "internal error"};
+    }
+}
+
+/// The terminate handler. It ends the process for exceptions that do not reach main(): those of
+/// other threads, and of the library's start and end.
+[[noreturn]] void endNow() {
+    Ending ending{ExitStatus::failed, "internal error"};
+    if (std::current_exception() != nullptr) {
+        ending = endingOfException();
+    }
+    varnock::console::say("varnockctl", ending.message);
+    _exit(static_cast<int>(printFailureNow(ending, requestedFormat).value_or(ending.status)));
+}
+
+void prepare(int argc, char** argv, char**) {
+    requestedFormat = formatIn(argc, argv);
+    std::set_terminate(endNow);
+}
+
+/// Runs before the initialisers of every shared library.
+__attribute__((section(".preinit_array"), used)) void (*const beforeLibraries)(int, char**,
+                                                                               char**) = prepare;
 
 }  // namespace
 }  // namespace varnockctl
 
 int main(int argc, char** argv) {
-    return varnockctl::run(argc, argv);
+    using namespace varnockctl;
+    try {
+        return run(argc, argv);
+    } catch (const std::exception&) {
+        const Ending ending = endingOfException();
+        varnock::console::say("varnockctl", ending.message);
+        const auto status = printFailureFirst(ending, requestedFormat);
+        return static_cast<int>(status.value_or(ending.status));
+    }
 }

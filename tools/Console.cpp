@@ -3,17 +3,51 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <time.h>
 #include <unistd.h>
+
+#include "tools/Printable.h"
 
 namespace varnock::console {
 namespace {
 
+/// Keeps SIGPIPE from this thread, and its disposition unchanged for programs that are run.
+class BlockedPipeSignal {
+  public:
+    BlockedPipeSignal() {
+        sigset_t pending;
+        sigpending(&pending);
+        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
+        sigemptyset(&pipe_);
+        sigaddset(&pipe_, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    }
+    ~BlockedPipeSignal() {
+        // A destructor must not be a cancellation point.
+        int cancelState = 0;
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
+        const timespec now{};
+        while (!wasPending_ && sigtimedwait(&pipe_, nullptr, &now) < 0 && errno == EINTR) {
+        }
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+        pthread_setcancelstate(cancelState, nullptr);
+    }
+    BlockedPipeSignal(const BlockedPipeSignal&) = delete;
+    BlockedPipeSignal& operator=(const BlockedPipeSignal&) = delete;
+
+  private:
+    bool wasPending_ = false;
+    sigset_t pipe_;
+    sigset_t before_;
+};
+
 /// 0, or the errno value of the failure.
 [[nodiscard]] int writeAll(int descriptor, std::string_view text) {
-    [[maybe_unused]] static const auto before = signal(SIGPIPE, SIG_IGN);
+    const BlockedPipeSignal blocked;
     while (!text.empty()) {
         const ssize_t written = ::write(descriptor, text.data(), text.size());
         if (written > 0) {
@@ -39,6 +73,37 @@ void flushOutput() {
     }
     unwritten.clear();
 }
+
+/// A text for standard error. It is written in pieces if it is long.
+class Message {
+  public:
+    void add(std::string_view text, Layout layout = Layout::escaped) {
+        forEachPrintable(
+            text, layout,
+            [](void* self, std::string_view piece) { static_cast<Message*>(self)->put(piece); },
+            this);
+    }
+    void write() {
+        // There is no place to report a failure of standard error.
+        static_cast<void>(writeAll(STDERR_FILENO, {text_, length_}));
+        length_ = 0;
+    }
+
+  private:
+    void put(std::string_view piece) {
+        while (!piece.empty()) {
+            if (length_ == sizeof text_) {
+                write();
+            }
+            const std::size_t taken = piece.copy(text_ + length_, sizeof text_ - length_);
+            length_ += taken;
+            piece.remove_prefix(taken);
+        }
+    }
+
+    char text_[4096];
+    std::size_t length_ = 0;
+};
 
 /// Some file systems report a full disk only on close. A copy is closed, so descriptor 1 stays
 /// open.
@@ -80,24 +145,44 @@ bool isOutputGone() {
 }
 
 bool finishOutput(std::string_view program, std::string_view text) {
-    unwritten += text;
     flushOutput();
+    if (outputError == 0) {
+        outputError = writeAll(STDOUT_FILENO, text);
+    }
     if (outputError == 0) {
         outputError = closingError();
     }
     if (outputError != 0) {
-        say(std::string(program) + ": standard output cannot be written: " + strerror(outputError));
+        Message message;
+        message.add(program);
+        message.add(": standard output cannot be written: ");
+        message.add(strerror(outputError));
+        message.add("\n", Layout::kept);
+        message.write();
     }
     return outputError == 0;
 }
 
-void say(std::string_view line) {
-    complain(std::string(line) + "\n");
+void say(std::string_view message) {
+    Message line;
+    line.add(message);
+    line.add("\n", Layout::kept);
+    line.write();
+}
+
+void say(std::string_view program, std::string_view message) {
+    Message line;
+    line.add(program);
+    line.add(": ");
+    line.add(message);
+    line.add("\n", Layout::kept);
+    line.write();
 }
 
 void complain(std::string_view text) {
-    // There is no place to report a failure of standard error.
-    static_cast<void>(writeAll(STDERR_FILENO, text));
+    Message message;
+    message.add(text, Layout::kept);
+    message.write();
 }
 
 }  // namespace varnock::console

@@ -24,12 +24,15 @@ enum class Flush { now, later };
 [[nodiscard]] bool isOutputGone();
 
 /// Prints the last text and detects errors that a file reports only on close. False if any text was
-/// lost; then prints a message with the name of the program.
+/// lost; then prints a message with the name of the program. Allocates no memory.
 [[nodiscard]] bool finishOutput(std::string_view program, std::string_view text);
 
-/// Prints a line to file descriptor 2, not through the stream.
-void say(std::string_view line);
-/// The same for a text without a newline added.
+/// Prints a message, which is one line, to file descriptor 2, not through the stream. Control
+/// characters are escaped as by printable(). Allocates no memory.
+void say(std::string_view message);
+/// The same with the name of the program before the message.
+void say(std::string_view program, std::string_view message);
+/// The same for a text whose newlines and tabs are kept, without a newline added.
 void complain(std::string_view text);
 
 }  // namespace varnock::console

@@ -22,7 +22,14 @@ AgentTrial::Result ask() {
 
 }  // namespace
 
-AgentTrial::AgentTrial() : thread_([this] { promise_.set_value(ask()); }) {}
+AgentTrial::AgentTrial()
+    : thread_([this] {
+          try {
+              promise_.set_value(ask());
+          } catch (const std::exception&) {
+              promise_.set_exception(std::current_exception());
+          }
+      }) {}
 
 std::optional<AgentTrial::Result> AgentTrial::await(std::chrono::milliseconds patience) {
     auto answer = promise_.get_future();

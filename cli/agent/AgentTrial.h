@@ -23,7 +23,8 @@ class AgentTrial {
     AgentTrial(const AgentTrial&) = delete;
     AgentTrial& operator=(const AgentTrial&) = delete;
 
-    /// Nothing if there is no answer within this time. Call it once.
+    /// Nothing if there is no answer within this time. Throws the exception of the request. Call it
+    /// once.
     std::optional<Result> await(std::chrono::milliseconds patience);
 
   private:

@@ -5,7 +5,6 @@
 
 #include <iterator>
 
-#include "cli/output/Json.h"
 #include "tools/Console.h"
 
 namespace varnockctl {
@@ -18,7 +17,7 @@ void showRecord(char direction, const std::string& record) {
     char stamp[32];
     const size_t length = strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
     snprintf(stamp + length, sizeof stamp - length, ".%06ld ", now.tv_nsec / 1000);
-    varnock::console::say(std::string(stamp) + direction + ' ' + escapeInvalidUtf8(record));
+    varnock::console::say(std::string(stamp) + direction + ' ' + record);
 }
 
 int ObservedClient::send(SipJson& record) {

@@ -80,7 +80,7 @@ Answer runRaw(const Options& options, const RawRecord& raw) {
     Answer answer = recordAnswer(record.Export(), "reply");
     if (!SipJson::CmdStatusSuccess(record.Status())) {
         answer.status = exitStatusOf(record.Status());
-        varnock::console::say("varnockctl: " + describeStatus(record.Status()));
+        varnock::console::say("varnockctl", describeStatus(record.Status()));
     }
     return answer;
 }

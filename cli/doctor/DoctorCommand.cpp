@@ -16,7 +16,6 @@
 #include "cli/doctor/EnvironmentCheck.h"
 #include "cli/doctor/Finding.h"
 #include "cli/output/Failure.h"
-#include "cli/output/Printable.h"
 #include "cli/registry/RegistryCheck.h"
 #include "cli/registry/RegistryEntries.h"
 #include "cli/registry/RegistryFile.h"
@@ -26,6 +25,7 @@
 #include "runtime/registry/RegistryFormat.h"
 #include "runtime/trace/TraceFileFormat.h"
 #include "runtime/trace/TraceSettings.h"
+#include "tools/Printable.h"
 #include "transport/AgentSocket.h"
 #include "transport/SipJson.h"
 
@@ -344,9 +344,10 @@ Answer Doctor::run() {
         rows.PushBack(row, allocator);
         char begin[32];
         snprintf(begin, sizeof begin, "%-8s %-12s ", nameOf(finding.state), finding.check.c_str());
-        answer.table += begin + printable(finding.text) + '\n';
+        answer.table += begin + varnock::printable(finding.text) + '\n';
         if (!finding.fix.empty()) {
-            answer.table += std::string(strlen(begin), ' ') + "-> " + printable(finding.fix) + '\n';
+            answer.table +=
+                std::string(strlen(begin), ' ') + "-> " + varnock::printable(finding.fix) + '\n';
         }
         answer.status = finding.state == State::problem ? ExitStatus::partial : answer.status;
     }

@@ -16,6 +16,7 @@ enum class ExitStatus {
     permission = 8,                              ///< not allowed
     unintelligible = 9,                          ///< the reply or file is malformed
     outputLost = varnock::console::kOutputLost,  ///< standard output cannot be written
+    failed = 11,                                 ///< out of memory or threads
     interrupted = 130,                           ///< by SIGINT
     terminated = 143,                            ///< by SIGTERM
 };

@@ -4,51 +4,40 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-#include <array>
 #include <cstdio>
+
+#include "tools/Printable.h"
 
 namespace varnockctl {
 namespace {
 
-struct Sequence {
-    unsigned char first, last;  ///< range of the leading byte
-    unsigned char low, high;    ///< range of the second byte
-    size_t length;
-};
+using StringBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, CheckedMalloc>;
 
-/// Well-formed byte sequences as in table 3-7 of the Unicode Standard.
-constexpr std::array<Sequence, 9> kSequences{{{0x00, 0x7F, 0, 0, 1},
-                                             {0xC2, 0xDF, 0x80, 0xBF, 2},
-                                             {0xE0, 0xE0, 0xA0, 0xBF, 3},
-                                             {0xE1, 0xEC, 0x80, 0xBF, 3},
-                                             {0xED, 0xED, 0x80, 0x9F, 3},
-                                             {0xEE, 0xEF, 0x80, 0xBF, 3},
-                                             {0xF0, 0xF0, 0x90, 0xBF, 4},
-                                             {0xF1, 0xF3, 0x80, 0xBF, 4},
-                                             {0xF4, 0xF4, 0x80, 0x8F, 4}}};
-
-/// The length of the well-formed sequence at the beginning of the text, 0 if there is none.
-size_t validPrefix(std::string_view text) {
-    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
-    for (const Sequence& form : kSequences) {
-        if (byte(0) < form.first || byte(0) > form.last || text.size() < form.length) {
-            continue;
+/// JSON allows DEL and U+0080 to U+009F in strings, but a terminal may interpret them.
+std::string withoutControls(std::string_view json) {
+    std::string out;
+    out.reserve(json.size());
+    for (size_t i = 0; i < json.size(); ++i) {
+        const bool isC1 = json[i] == '\xC2' && i + 1 < json.size() &&
+                          static_cast<unsigned char>(json[i + 1]) < 0xA0;
+        if (json[i] == '\x7F' || isC1) {
+            char escape[7];
+            snprintf(escape, sizeof escape, "\\u%04X",
+                     static_cast<unsigned char>(json[isC1 ? ++i : i]));
+            out += escape;
+        } else {
+            out += json[i];
         }
-        bool valid = form.length == 1 || (byte(1) >= form.low && byte(1) <= form.high);
-        for (size_t i = 2; i < form.length; ++i) {
-            valid = valid && (byte(i) & 0xC0) == 0x80;
-        }
-        return valid ? form.length : 0;
     }
-    return 0;
+    return out;
 }
 
 template <typename Writer>
 std::string write(const Json& value) {
-    rapidjson::StringBuffer buffer;
+    StringBuffer buffer;
     Writer writer(buffer);
     value.Accept(writer);
-    return {buffer.GetString(), buffer.GetSize()};
+    return withoutControls({buffer.GetString(), buffer.GetSize()});
 }
 
 }  // namespace
@@ -57,7 +46,7 @@ std::string escapeInvalidUtf8(std::string_view text) {
     std::string out;
     out.reserve(text.size());
     while (!text.empty()) {
-        const size_t length = validPrefix(text);
+        const size_t length = varnock::utf8Length(text);
         if (length == 0) {
             char escape[5];
             snprintf(escape, sizeof escape, "\\x%02X", static_cast<unsigned char>(text[0]));
@@ -107,8 +96,9 @@ void add(Json& object, const char* name, std::string_view value, JsonAllocator& 
 }
 
 std::string toString(const Json& value, bool pretty) {
-    return pretty ? write<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(value)
-                  : write<rapidjson::Writer<rapidjson::StringBuffer>>(value);
+    using Utf8 = rapidjson::UTF8<>;
+    return pretty ? write<rapidjson::PrettyWriter<StringBuffer, Utf8, Utf8, CheckedMalloc>>(value)
+                  : write<rapidjson::Writer<StringBuffer, Utf8, Utf8, CheckedMalloc>>(value);
 }
 
 }  // namespace varnockctl

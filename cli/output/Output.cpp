@@ -1,6 +1,8 @@
 #include "cli/output/Output.h"
 
+#include <errno.h>
 #include <libsmartcols/libsmartcols.h>
+#include <stdio.h>
 #include <unistd.h>
 
 #include <memory>
@@ -10,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/Printable.h"
 #include "util/Mutex.h"
 
 namespace varnockctl {
@@ -17,9 +20,10 @@ namespace {
 
 constexpr std::string_view kAbsent = "-";
 
+/// The text of a value without control characters: all those that remain are layout.
 std::string scalarText(const Json& value) {
     if (value.IsString()) {
-        return {value.GetString(), value.GetStringLength()};
+        return varnock::printable({value.GetString(), value.GetStringLength()});
     }
     return value.IsNull() ? std::string(kAbsent) : toString(value, false);
 }
@@ -49,8 +53,13 @@ TablePointer columnsOf(const Json& object) {
     }
     for (const auto& member : object.GetObject()) {
         const int flags = member.value.IsNumber() ? SCOLS_FL_RIGHT : 0;
-        scols_table_new_column(table.get(), member.name.GetString(), 0, flags);
+        if (scols_table_new_column(table.get(), scalarText(member.name).c_str(), 0, flags) ==
+            nullptr) {
+            throw std::bad_alloc();
+        }
     }
+    // The cells have no control characters; without this, their backslashes would be escaped.
+    scols_table_enable_noencoding(table.get(), 1);
     if (!isatty(STDOUT_FILENO)) {
         scols_table_set_termforce(table.get(), SCOLS_TERMFORCE_NEVER);
     }
@@ -63,7 +72,10 @@ std::string columnTable(const Json& rows) {
         libscols_line* line = scols_table_new_line(table.get(), nullptr);
         size_t column = 0;
         for (const auto& member : row.GetObject()) {
-            scols_line_set_data(line, column++, cellText(member.value).c_str());
+            if (line == nullptr ||
+                scols_line_set_data(line, column++, cellText(member.value).c_str()) == -ENOMEM) {
+                throw std::bad_alloc();
+            }
         }
     }
     char* printed = nullptr;
@@ -88,11 +100,12 @@ std::string indented(const std::string& text) {
 std::string objectTable(const Json& object) {
     size_t width = 0;
     for (const auto& member : object.GetObject()) {
-        width = std::max<size_t>(width, isScalar(member.value) ? member.name.GetStringLength() : 0);
+        width =
+            std::max<size_t>(width, isScalar(member.value) ? scalarText(member.name).size() : 0);
     }
     std::string out;
     for (const auto& member : object.GetObject()) {
-        std::string name = member.name.GetString();
+        std::string name = scalarText(member.name);
         const bool oneLine =
             isScalar(member.value) ||
             (member.value.IsArray() && (member.value.Empty() || isScalar(member.value[0])));
@@ -112,7 +125,7 @@ std::string csvCell(const Json& value) {
         return {};
     }
     const std::string text = isScalar(value) ? scalarText(value) : toString(value, false);
-    if (text.find_first_of("\",\r\n") == text.npos) {
+    if (text.find_first_of("\",") == text.npos) {
         return text;
     }
     std::string quoted = "\"";
@@ -163,7 +176,7 @@ std::string itemText(const Json& item, std::string_view line, Format format)
         case Format::csv:
             return (itemsPrinted == 0 ? csvNames(item) : std::string()) + csvRow(item, item);
         default:
-            return std::string(line) + '\n';
+            return varnock::printable(line, varnock::Layout::kept) + '\n';
     }
 }
 
@@ -192,10 +205,30 @@ std::string textOf(const Answer& answer, Format format) VARNOCK_REQUIRES(printin
     const Json& shown = answer.shown != nullptr ? answer.document[answer.shown]
                                                 : static_cast<const Json&>(answer.document);
     if (format == Format::table && !answer.table.empty()) {
-        return answer.table;
+        return answer.isFile && isatty(STDOUT_FILENO) == 0
+                   ? answer.table
+                   : varnock::printable(answer.table, varnock::Layout::kept);
     }
     return format == Format::table ? toTable(shown)
                                    : (format == Format::csv ? toCsv(shown) : toJsonLines(shown));
+}
+
+/// Allocates no memory.
+std::optional<ExitStatus> printFailure(const Ending& ending, Format format)
+    VARNOCK_REQUIRES(printing) {
+    if (std::exchange(printingEnded, true)) {
+        return std::nullopt;
+    }
+    const bool isJson = format == Format::json;
+    const bool isItem = isJson && itemsPrinted != 0;
+    char text[256] = "";
+    if (isJson || format == Format::jsonl) {
+        snprintf(text, sizeof text, "%s{\"error\":{\"status\":%d,\"message\":\"%s\"}}\n%s",
+                 isItem ? "," : "", static_cast<int>(ending.status), ending.message,
+                 isItem ? "]\n" : "");
+    }
+    return varnock::console::finishOutput("varnockctl", text) ? ending.status
+                                                              : ExitStatus::outputLost;
 }
 
 }  // namespace
@@ -205,9 +238,9 @@ bool printItem(const Json& item, std::string_view line, Format format, Flush flu
     if (printingEnded) {
         return false;
     }
-    const std::string printed = itemText(item, line, format);
+    const bool isPrinted = varnock::console::print(itemText(item, line, format), flush);
     ++itemsPrinted;
-    return varnock::console::print(printed, flush);
+    return isPrinted;
 }
 
 bool isOutputGone() {
@@ -264,12 +297,14 @@ std::string toTable(const Json& value) {
 
 std::optional<ExitStatus> printFirst(const Answer& answer, Format format) {
     const varnock::ScopedLock guard(printing);
-    if (std::exchange(printingEnded, true)) {
+    if (printingEnded) {
         return std::nullopt;
     }
-    return varnock::console::finishOutput("varnockctl", textOf(answer, format))
-               ? answer.status
-               : ExitStatus::outputLost;
+    // If there is no memory for the text, a failure can still be printed.
+    const std::string text = textOf(answer, format);
+    printingEnded = true;
+    return varnock::console::finishOutput("varnockctl", text) ? answer.status
+                                                              : ExitStatus::outputLost;
 }
 
 ExitStatus print(const Answer& answer, Format format) {
@@ -279,6 +314,20 @@ ExitStatus print(const Answer& answer, Format format) {
     for (;;) {
         pause();
     }
+}
+
+std::optional<ExitStatus> printFailureFirst(const Ending& ending, Format format) {
+    const varnock::ScopedLock guard(printing);
+    return printFailure(ending, format);
+}
+
+std::optional<ExitStatus> printFailureNow(const Ending& ending, Format format) {
+    if (!printing.try_lock()) {
+        return std::nullopt;
+    }
+    const auto status = printFailure(ending, format);
+    printing.unlock();
+    return status;
 }
 
 Answer failureAnswer(ExitStatus status, std::string_view message) {
@@ -294,7 +343,7 @@ Answer failureAnswer(ExitStatus status, std::string_view message) {
 }
 
 Answer failed(const Failure& failure) {
-    varnock::console::say(std::string("varnockctl: ") + failure.what());
+    varnock::console::say("varnockctl", failure.what());
     return failureAnswer(failure.status(), failure.what());
 }
 

@@ -21,6 +21,8 @@ struct Answer {
     const char* shown = nullptr;
     /// The text for -o table if it is not derived from the document.
     std::string table = {};
+    /// The table is a file to be stored: its control characters are escaped only on a terminal.
+    bool isFile = false;
     /// The items have been printed already; only the end of the list remains.
     bool streamed = false;
     /// An object whose destruction takes time; destroyed after the answer has been printed.
@@ -44,7 +46,20 @@ using varnock::console::Flush;
 /// if any output was lost.
 [[nodiscard]] std::optional<ExitStatus> printFirst(const Answer& answer, Format format);
 
-/// The same, but waits forever if another thread was first, because that thread ends the process.
+/// How the process ends before its command does.
+struct Ending {
+    ExitStatus status;
+    const char* message;  ///< of letters, blanks and punctuation that JSON does not escape
+};
+
+/// Prints a failure, like printFirst(), but allocates no memory.
+[[nodiscard]] std::optional<ExitStatus> printFailureFirst(const Ending& ending, Format format);
+
+/// The same, but prints nothing if a thread is printing, even this one.
+[[nodiscard]] std::optional<ExitStatus> printFailureNow(const Ending& ending, Format format);
+
+/// The same as printFirst(), but waits forever if another thread was first, because that thread
+/// ends the process.
 [[nodiscard]] ExitStatus print(const Answer& answer, Format format);
 
 /// The document of a failure: {"error": {"status": n, "message": text}}.
@@ -57,7 +72,8 @@ using varnock::console::Flush;
 std::string toJsonLines(const Json& value);
 
 /// A list of objects below a row with their names, one object in two rows, any other value in a
-/// column named "value". An absent value is an empty cell; objects and lists in a cell are JSON.
+/// column named "value". Control characters are escaped, so each row is one line. An absent value
+/// is an empty cell; objects and lists in a cell are JSON.
 std::string toCsv(const Json& value);
 
 /// A value as a table: a scalar alone, a list of objects in columns, an object as indented names.

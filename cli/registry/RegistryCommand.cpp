@@ -4,17 +4,17 @@
 #include "cli/Interrupts.h"
 #include "cli/TextMatch.h"
 #include "cli/output/Failure.h"
-#include "cli/output/Printable.h"
 #include "cli/registry/RegistryCheck.h"
 #include "cli/registry/RegistryEntries.h"
 #include "cli/registry/RegistryFile.h"
 #include "tools/Console.h"
+#include "tools/Printable.h"
 
 namespace varnockctl {
 namespace {
 
 void say(const std::string& text) {
-    varnock::console::say("varnockctl: " + text);
+    varnock::console::say("varnockctl", text);
 }
 
 /// The registry as read from the file, for reading only.
@@ -72,7 +72,7 @@ std::string treeText(const std::vector<RegistryEntry>& entries) {
         const std::size_t depth = depthOf(entry.key) - top;
         text.append(2 * (entry.name ? depth + 1 : depth), ' ');
         const std::size_t begin = depth == 0 ? 0 : entry.key.rfind('\\') + 1;
-        text += printable(entry.name ? shownValue(entry) : entry.key.substr(begin)) + '\n';
+        text += varnock::printable(entry.name ? shownValue(entry) : entry.key.substr(begin)) + '\n';
     }
     return text;
 }
@@ -91,7 +91,7 @@ Answer valueAnswer(const RegistryEntry& entry) {
     Answer answer;
     auto& allocator = answer.document.GetAllocator();
     static_cast<Json&>(answer.document) = entry.toJson(allocator);
-    answer.table = printable(entry.text()) + '\n';
+    answer.table = varnock::printable(entry.text()) + '\n';
     return answer;
 }
 
@@ -118,7 +118,7 @@ Json changeJson(const RegistryChange& change, JsonAllocator& allocator) {
 std::string changeLine(const RegistryChange& change) {
     const RegistryEntry& entry = change.entry;
     const std::string line = entry.key + (entry.name ? "  " + shownValue(entry) : "");
-    return std::string(1, change.sign) + ' ' + printable(line) + '\n';
+    return std::string(1, change.sign) + ' ' + varnock::printable(line) + '\n';
 }
 
 Answer changesAnswer(const std::vector<RegistryChange>& changes, bool isSaved) {
@@ -138,8 +138,9 @@ Answer changesAnswer(const std::vector<RegistryChange>& changes, bool isSaved) {
 }
 
 std::string problemText(const RegistryFile& file, const RegistryProblem& problem) {
-    return printable(file.path + ":" + std::to_string(problem.line) + ": " + problem.problem +
-                     (problem.text.empty() ? "" : ": \"" + problem.text + "\""));
+    return varnock::printable(file.path + ":" + std::to_string(problem.line) + ": " +
+                              problem.problem +
+                              (problem.text.empty() ? "" : ": \"" + problem.text + "\""));
 }
 
 /// A save writes only what was read, so lines that were not read as intended would be lost.
@@ -292,6 +293,7 @@ Answer registryExport(const RegistryArguments& arguments) {
     // Into an empty key nothing can conflict.
     static_cast<void>(mergeRegistry(createKey(exported, key), node));
     answer.table = registryText(exported);
+    answer.isFile = true;
     return answer;
 }
 
@@ -313,7 +315,7 @@ Answer registryCheck(const RegistryArguments& arguments) {
         answer.table += problemText(file, problem) + '\n';
     }
     if (problems.empty()) {
-        answer.table = printable(file.path) + ": no problem\n";
+        answer.table = varnock::printable(file.path) + ": no problem\n";
     }
     answer.status = problems.empty() ? ExitStatus::done : ExitStatus::partial;
     answer.document.SetObject();

@@ -10,7 +10,6 @@
 #include "cli/Commands.h"
 #include "cli/Interrupts.h"
 #include "cli/output/Failure.h"
-#include "cli/output/Printable.h"
 #include "cli/trace/TraceMerge.h"
 #include "cli/trace/TraceReader.h"
 #include "cli/trace/TraceTime.h"
@@ -32,7 +31,7 @@ constexpr std::chrono::milliseconds kLookAgain{100};
 constexpr unsigned int kFollowedPast = 10;
 
 void say(const std::string& text) {
-    varnock::console::say("varnockctl: " + text);
+    varnock::console::say("varnockctl", text);
 }
 
 /// An extended regular expression.
@@ -311,7 +310,7 @@ bool Trace::print(const MergedEntry& merged, Flush flush) {
             add(item, "process", merged.process ? Json(*merged.process) : Json(), allocator);
         }
     }
-    const std::string line = printable(merged.entry->line);
+    const std::string line(merged.entry->line);
     return printItem(item, isOneOfSeveral_ ? source.label(merged.process) + line : line,
                      options_.format, flush);
 }

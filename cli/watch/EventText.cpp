@@ -1,7 +1,5 @@
 #include "cli/watch/EventText.h"
 
-#include <rapidjson/pointer.h>
-
 #include <cstdio>
 #include <utility>
 
@@ -20,8 +18,17 @@ std::string hexadecimal(unsigned int number) {
 Json dataOf(const SipJson& event, JsonAllocator& allocator) {
     JsonDocument document;
     document.Parse(event.Export().c_str());
-    const Json* data = rapidjson::Pointer("/SIP/CMD/0/DA").Get(document);
-    return data != nullptr ? copyValid(*data, allocator) : Json();
+    const Json* value = &document;
+    for (const char* name : {"SIP", "CMD", "DA"}) {
+        if (value->IsArray()) {
+            value = value->Empty() ? nullptr : &(*value)[0];
+        }
+        if (value == nullptr || !value->IsObject() || !value->HasMember(name)) {
+            return {};
+        }
+        value = &(*value)[name];
+    }
+    return copyValid(*value, allocator);
 }
 
 std::string dataText(const SipJson& event) {

@@ -167,7 +167,7 @@ void Watch::look(bool connectionIsReady) {
 }
 
 void Watch::lose() {
-    varnock::console::say("varnockctl: the agent has gone; waiting for its return");
+    varnock::console::say("varnockctl", "the agent has gone; waiting for its return");
     presence_.disconnect();
     // The library would also reconnect, but only for ten minutes.
     printer_.EnableEvents(0, 0);
@@ -177,7 +177,7 @@ void Watch::lose() {
 void Watch::find() {
     if (ProbeAgentSocket(EventSocketPath()) == 0 && presence_.connect() &&
         printer_.EnableEvents(1, 0)) {
-        varnock::console::say("varnockctl: the agent is back");
+        varnock::console::say("varnockctl", "the agent is back");
         agentIsThere_ = true;
     } else {
         presence_.disconnect();

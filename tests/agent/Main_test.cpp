@@ -95,7 +95,7 @@ TEST(Main, AsksForThePlaceOfTheSockets) {
         const auto process = agent(words);
         EXPECT_EQ(process.status, 2);
         EXPECT_EQ(untraced(process.err),
-                  std::string(words[0]) +
+                  "varnock-agent: " + std::string(words[0]) +
                       " needs --dir DIR for the directory of the sockets, or --production for "
                       "/dev\nRun with --help for more information.\n");
     }

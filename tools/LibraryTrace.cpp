@@ -1,25 +1,25 @@
-#include "cli/output/LibraryTrace.h"
+#include "tools/LibraryTrace.h"
 
 #include <stdio.h>
 
 #include "tools/Console.h"
 #include "util/Mutex.h"
 
-namespace varnockctl {
+namespace varnock {
 namespace {
 
 /// Plain data without constructors: the stream is used before this program's constructors run.
 constexpr size_t kKeptSize = 64 * 1024;
 /// The stream's own lock serialises the writers; this one protects the switch to pass-through.
-constinit varnock::Mutex mutex;
+constinit Mutex mutex;
 char kept[kKeptSize] VARNOCK_GUARDED_BY(mutex);
 size_t keptLength VARNOCK_GUARDED_BY(mutex);
 bool passThrough VARNOCK_GUARDED_BY(mutex);
 
 ssize_t takeTrace(void*, const char* text, size_t size) {
-    const varnock::ScopedLock guard(mutex);
+    const ScopedLock guard(mutex);
     if (passThrough) {
-        varnock::console::complain({text, size});
+        console::complain({text, size});
         return static_cast<ssize_t>(size);
     }
     const size_t room = kKeptSize - keptLength;
@@ -44,10 +44,10 @@ __attribute__((section(".preinit_array"), used)) void (*const kBeforeLibraries)(
 }  // namespace
 
 void showLibraryTrace() {
-    const varnock::ScopedLock guard(mutex);
-    varnock::console::complain({kept, keptLength});
+    const ScopedLock guard(mutex);
+    console::complain({kept, keptLength});
     keptLength = 0;
     passThrough = true;
 }
 
-}  // namespace varnockctl
+}  // namespace varnock
