@@ -10,6 +10,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "tools/Printable.h"
 
 namespace varnock::console {
@@ -63,15 +65,20 @@ class BlockedPipeSignal {
     return 0;
 }
 
+// Plain data without constructors, for failures before these have run.
 constexpr size_t kBufferSize = 64 * 1024;
-std::string unwritten;
+char unwritten[kBufferSize];
+size_t unwrittenLength;
 int outputError;
 
-void flushOutput() {
+void writeOutput(std::string_view text) {
     if (outputError == 0) {
-        outputError = writeAll(STDOUT_FILENO, unwritten);
+        outputError = writeAll(STDOUT_FILENO, text);
     }
-    unwritten.clear();
+}
+
+void flushOutput() {
+    writeOutput({unwritten, std::exchange(unwrittenLength, 0)});
 }
 
 /// A text for standard error. It is written in pieces if it is long.
@@ -129,8 +136,15 @@ __attribute__((section(".preinit_array"),
 }  // namespace
 
 bool print(std::string_view text, Flush flush) {
-    unwritten += text;
-    if (flush == Flush::now || unwritten.size() >= kBufferSize) {
+    if (text.size() > kBufferSize - unwrittenLength) {
+        flushOutput();
+    }
+    if (text.size() > kBufferSize) {
+        writeOutput(text);
+    } else {
+        unwrittenLength += text.copy(unwritten + unwrittenLength, text.size());
+    }
+    if (flush == Flush::now) {
         flushOutput();
     }
     return outputError == 0;
@@ -146,9 +160,7 @@ bool isOutputGone() {
 
 bool finishOutput(std::string_view program, std::string_view text) {
     flushOutput();
-    if (outputError == 0) {
-        outputError = writeAll(STDOUT_FILENO, text);
-    }
+    writeOutput(text);
     if (outputError == 0) {
         outputError = closingError();
     }

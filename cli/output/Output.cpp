@@ -162,7 +162,7 @@ std::string csvRow(const Json& first, const Json& row) {
     return line + '\n';
 }
 
-varnock::Mutex printing;                           ///< one thread at a time uses the console
+constinit varnock::Mutex printing;                 ///< one thread at a time uses the console
 size_t itemsPrinted VARNOCK_GUARDED_BY(printing);  ///< of the list that is printed item by item
 bool printingEnded VARNOCK_GUARDED_BY(printing);
 
