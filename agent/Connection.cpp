@@ -69,6 +69,7 @@ bool Connection::serve(std::uint32_t events) {
     if ((events & (EPOLLHUP | EPOLLERR)) != 0) {
         return false;
     }
+    lastActive_ = Clock::now();
     if ((events & EPOLLOUT) != 0 && !flush()) {
         return false;
     }
@@ -129,6 +130,7 @@ bool Connection::push(const std::string& frame) {
     if (output_.size() - sent_ + frame.size() > limits_.queuedEvents) {
         return false;
     }
+    lastActive_ = Clock::now();
     output_.erase(0, sent_);
     sent_ = 0;
     output_ += frame;

@@ -14,7 +14,8 @@ namespace varnock::agent {
 
 /// Limits for one client.
 struct Limits {
-    /// Simultaneous connections on each socket; further ones are closed at once.
+    /// Simultaneous connections on each socket; a further one replaces the one that is idle
+    /// longest.
     std::size_t connections = 512;
     /// Bytes of events queued for a client that does not read them.
     std::size_t queuedEvents = kFrameLimit;
@@ -33,7 +34,13 @@ class Connection {
     Connection(sd_event* loop, FileDescriptor fd, Channel channel, Replier& replier,
                const Limits& limits, Dropped dropped);
 
+    using Clock = std::chrono::steady_clock;
+
     const Session& session() const { return session_; }
+    /// True if neither a frame nor a reply is on its way.
+    bool isIdle() const { return !busy() && !input_.holdsBytes(); }
+    /// The last time at which the peer sent something or an event was pushed.
+    Clock::time_point lastActive() const { return lastActive_; }
     /// Appends a frame to the queue. False if the queue is full or the peer has gone; the owner
     /// must then drop the connection.
     [[nodiscard]] bool push(const std::string& frame);
@@ -56,6 +63,7 @@ class Connection {
     Replier& replier_;
     const Limits& limits_;
     Dropped dropped_;
+    Clock::time_point lastActive_ = Clock::now();
     FrameBuffer input_;
     bool inputEnded_ = false;
     std::string output_;

@@ -37,6 +37,8 @@ void detach() {
 }
 
 [[noreturn]] void guard(const fs::path& path, int leash) {
+    // The descriptor may be that of a standard stream, which detach() replaces.
+    leash = fcntl(leash, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     detach();
     char told = 0;
     ssize_t count = -1;

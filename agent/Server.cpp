@@ -96,7 +96,7 @@ void Server::accept(Door& door) {
 }
 
 void Server::admit(FileDescriptor client, const Door& door) {
-    if (connections(door.channel) >= limits_.connections) {
+    if (connections(door.channel) >= limits_.connections && !dropIdleLongest(door.channel)) {
         return;
     }
     auto connection =
@@ -104,6 +104,21 @@ void Server::admit(FileDescriptor client, const Door& door) {
                                      [this](Connection& gone) { drop(gone); });
     const Connection* key = connection.get();
     connections_.emplace(key, std::move(connection));
+}
+
+/// Clients that only hold connections must not shut out others. False if no connection is idle.
+bool Server::dropIdleLongest(Channel channel) {
+    const Connection* longest = nullptr;
+    for (const auto& [connection, owner] : connections_) {
+        if (connection->session().channel == channel && connection->isIdle() &&
+            (longest == nullptr || connection->lastActive() < longest->lastActive())) {
+            longest = connection;
+        }
+    }
+    if (longest != nullptr) {
+        drop(*longest);
+    }
+    return longest != nullptr;
 }
 
 /// The client that was not accepted keeps the listener readable: without a pause the loop would

@@ -58,6 +58,7 @@ class Server {
 
     void accept(Door& door);
     void admit(FileDescriptor client, const Door& door);
+    bool dropIdleLongest(Channel channel);
     void closeForAWhile(Door& door);
     void drop(const Connection& connection);
 

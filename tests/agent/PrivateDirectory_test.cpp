@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "tests/support/TemporaryDirectory.h"
 
@@ -40,6 +44,42 @@ TEST(PrivateDirectory, StaysWhenKept) {
         path = directory.path();
     }
     EXPECT_TRUE(fs::is_directory(path));
+}
+
+/// In a process without the standard streams in `closed`: true if the guardian keeps waiting.
+bool isGuardedWithout(const std::vector<int>& closed) {
+    const pid_t process = fork();
+    if (process == 0) {
+        for (const int descriptor : closed) close(descriptor);
+        const PrivateDirectory directory;
+        siginfo_t ended{};
+        std::string call;
+        // The first number is the system call, read() being 0.
+        while (!call.starts_with("0 ")) {
+            ended.si_pid = 0;
+            waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT);
+            if (ended.si_pid != 0) _exit(1);
+            std::string child;
+            std::getline(std::ifstream("/proc/thread-self/children"), child, ' ');
+            std::getline(std::ifstream("/proc/" + child + "/syscall"), call);
+        }
+        _exit(fs::is_directory(directory.path()) ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(process, &status, 0);
+    return status == 0;
+}
+
+TEST(PrivateDirectory, IsGuardedWithAnyStandardStreamsClosed) {
+    const varnock::test::TemporaryDirectory parent;
+    setenv("TMPDIR", parent.path().c_str(), 1);
+    for (int set = 0; set < 8; ++set) {
+        std::vector<int> closed;
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            if ((set >> descriptor & 1) != 0) closed.push_back(descriptor);
+        }
+        EXPECT_TRUE(isGuardedWithout(closed)) << testing::PrintToString(closed);
+    }
 }
 
 TEST(PrivateDirectory, HasAPathShortEnoughForSockets) {

@@ -55,24 +55,37 @@ TEST_F(AgentServer, RefusesAMissingDirectory) {
     EXPECT_THROW(Server(loop_.get(), machine_, {.directory = directory_.file("none")}), StartError);
 }
 
-TEST_F(AgentServer, ClosesConnectionsAboveTheLimitAndServesTheOthers) {
-    start({.connections = 3});
+TEST_F(AgentServer, ReplacesTheConnectionThatIsIdleLongest) {
+    start();
     std::vector<Client> clients;
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < 512; ++i) {
         clients.emplace_back(requests());
+        pump();
     }
-    pump();
-    EXPECT_EQ(server_->connections(Channel::requests), 3U);
-    EXPECT_TRUE(closed(clients[3]));
-    EXPECT_TRUE(closed(clients[9]));
-    EXPECT_EQ(ask(clients[2], FakeMachine::kNumber), kNumberReply);
+    EXPECT_EQ(ask(clients[0], FakeMachine::kNumber), kNumberReply);
+    Client next(requests());
+    EXPECT_EQ(ask(next, FakeMachine::kNumber), kNumberReply);
+    EXPECT_EQ(server_->connections(Channel::requests), 512U);
+    EXPECT_TRUE(closed(clients[1]));
+    EXPECT_FALSE(closed(clients[2]));
+    EXPECT_EQ(ask(clients[0], FakeMachine::kNumber), kNumberReply);
     // Events have their own limit.
     Client listener(events());
     EXPECT_FALSE(closed(listener));
-    clients[0].close();
-    pump();
-    Client next(requests());
-    EXPECT_EQ(ask(next, FakeMachine::kNumber), kNumberReply);
+    EXPECT_FALSE(closed(clients[2]));
+}
+
+TEST_F(AgentServer, ClosesConnectionsAboveTheLimitWhileTheOthersAreBusy) {
+    start({.connections = 2});
+    std::vector<Client> clients;
+    for (int i = 0; i < 3; ++i) {
+        clients.emplace_back(requests());
+        sendAll(clients.back(), requestFrame(FakeMachine::kNumber).substr(0, 5));
+    }
+    EXPECT_EQ(server_->connections(Channel::requests), 2U);
+    EXPECT_TRUE(closed(clients[2]));
+    sendAll(clients[0], requestFrame(FakeMachine::kNumber).substr(5));
+    EXPECT_EQ(reply(clients[0]), kNumberReply);
 }
 
 TEST_F(AgentServer, ServesHundredsOfClients) {

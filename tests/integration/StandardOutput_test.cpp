@@ -170,6 +170,30 @@ TEST(StandardOutputAlone, AStreamEndsWithItsReaderThoughThereIsNothingToPrint) {
     }
 }
 
+/// The redirections that close each subset of the standard streams.
+std::vector<std::string> closedStreams() {
+    std::vector<std::string> all;
+    for (const std::string in : {"", "<&- "}) {
+        for (const std::string out : {"", ">&- "}) {
+            for (const std::string err : {"", "2>&-"}) {
+                all.push_back(in + out + err);
+            }
+        }
+    }
+    return all;
+}
+
+TEST(StandardOutputAlone, WithoutSomeStreamsACommandSaysWhetherItsOutputIsLost) {
+    const LibraryFiles files;
+    for (const std::string& streams : closedStreams()) {
+        const bool isLost = streams.find(">&- ") != streams.npos;
+        const ProcessResult result =
+            runProcess(redirected(streams, {VARNOCKCTL, "registry", "tree"}), files.environment());
+        EXPECT_EQ(result.status, isLost ? 10 : 0) << streams;
+        EXPECT_EQ(result.out.empty(), isLost) << streams;
+    }
+}
+
 TEST(StandardOutputAlone, ACommandBesideAnAgentGetsTheStreamsAsTheyAre) {
     const Command agent{VARNOCK_AGENT, "run", "--", "sh", "-c"};
     const auto runs = [&](const std::string& streams, const std::string& script) {
@@ -178,7 +202,7 @@ TEST(StandardOutputAlone, ACommandBesideAnAgentGetsTheStreamsAsTheyAre) {
         return runProcess(redirected(streams, command)).status;
     };
     // The directory with the sockets exists, and the closed streams stay closed.
-    for (const std::string streams : {">&-", "<&-", "2>&-", "<&- >&- 2>&-"}) {
+    for (const std::string& streams : closedStreams()) {
         EXPECT_EQ(runs(streams, "test -S $QX_RAGD_SOCKET_DIR/ragdsj"), 0) << streams;
     }
     EXPECT_EQ(runs(">&-", "test ! -e /proc/$$/fd/1 && test -e /proc/$$/fd/2"), 0);
