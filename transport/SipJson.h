@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "transport/AgentProtocol.h"
+#include "transport/JsonHeap.h"
 #include "util/Export.h"
 
 // Declared here, so that only users of the document itself need RapidJSON.
 namespace rapidjson {
 template <typename CharType>
 struct UTF8;
-class CrtAllocator;
 template <typename Encoding, typename Allocator>
 class GenericValue;
 }  // namespace rapidjson
@@ -23,13 +23,14 @@ class GenericValue;
 ///
 /// Accessors read and write the document directly and use the current command, which is command 0.
 /// An imported document may have any structure: getters then return their defaults, setters return
-/// false, and accessors throw only `std::bad_alloc`.
+/// false, and accessors throw only `std::bad_alloc`. The record can be used on after that; a setter
+/// that throws may have made a part of its change.
 ///
 /// Not thread-safe: one thread at a time per object.
 class VARNOCK_EXPORT SipJson {
   public:
     /// A value of the document; include <rapidjson/document.h> to work with it.
-    using Value = rapidjson::GenericValue<rapidjson::UTF8<char>, rapidjson::CrtAllocator>;
+    using Value = rapidjson::GenericValue<rapidjson::UTF8<char>, varnock::JsonHeap>;
 
     /// The argument for "no status".
     static constexpr unsigned int noStatus = 0xFFFFFFFF;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <atomic>
-#include <memory>
+#include <cstddef>
 
 #include "transport/AgentProtocol.h"
 #include "transport/SipJson.h"
@@ -103,10 +103,13 @@ class VARNOCK_EXPORT CSwitchClient {
     int EventFd() const;
 
   private:
+    varnock::EventThread& eventThread() const;
     static unsigned int exchange(SipJson& cmd, unsigned int timeoutMs);
     static unsigned int acceptReply(SipJson& cmd, const char* text);
 
     unsigned int storedReplyWord_ = 0;
     std::atomic<unsigned int> attached_{0};
-    std::unique_ptr<varnock::EventThread> eventThread_;
+    /// Holds the EventThread. Clients are constructed while the library is loaded, when a failed
+    /// allocation could not be reported.
+    alignas(std::max_align_t) mutable std::byte eventThread_[768];
 };

@@ -31,18 +31,6 @@ struct EventState {
 };
 constinit EventState state VARNOCK_GUARDED_BY(channelLock);
 
-/// The open channel's descriptor or -1. A channel opened before a fork() belongs to the parent: its
-/// events must not be read here.
-int currentEventFd() {
-    FileDescriptor parents;  // closed outside of the lock
-    const ChannelsHeld lock;
-    if (state.fd >= 0 && state.process != currentProcess()) {
-        parents = FileDescriptor(std::exchange(state.fd, -1));
-        state.daemonFd = -1;
-    }
-    return state.fd;
-}
-
 void reportConnectFailure(const std::string& path, int number, int error) {
     traceAlways("OpenEventChannel: Connect to %s failed: errno=%d %s --> retry (%d)\n",
                 path.c_str(), error, strerror(error), number);
@@ -161,14 +149,20 @@ void traceBrokenEvent(Transfer transfer, EventFrame& frame, int fd) {
 
 EventRead reopenBroken(const StopSignal* stop) {
     const int fd = reOpenEventChannel(stop);
-    const std::string path = eventSocketPath();
+    traceIfPossible([fd] {
+        const std::string path = eventSocketPath();
+        if (fd < 0) {
+            traceAlways(
+                "GetEventJson: ERROR: Can't reopen Event Channel on %s --> ignore this event!\n",
+                path.c_str());
+        } else {
+            traceAlways("GetEventJson: Event Channel reopened on %s, new fd=%d\n", path.c_str(),
+                        fd);
+        }
+    });
     if (fd < 0) {
-        traceAlways(
-            "GetEventJson: ERROR: Can't reopen Event Channel on %s --> ignore this event!\n",
-            path.c_str());
         return {EventRead::Kind::Failed, kNotOpened};
     }
-    traceAlways("GetEventJson: Event Channel reopened on %s, new fd=%d\n", path.c_str(), fd);
     return {EventRead::Kind::Reopened, fd};
 }
 
@@ -202,6 +196,17 @@ int adoptEventFd(int fd) {
 }
 
 }  // namespace
+
+/// A channel opened before a fork() belongs to the parent: its events must not be read here.
+int currentEventFd() {
+    FileDescriptor parents;  // closed outside of the lock
+    const ChannelsHeld lock;
+    if (state.fd >= 0 && state.process != currentProcess()) {
+        parents = FileDescriptor(std::exchange(state.fd, -1));
+        state.daemonFd = -1;
+    }
+    return state.fd;
+}
 
 EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop) {
     if (!isEventChannel(clientFd)) {
@@ -287,8 +292,10 @@ void closeEventChannel() {
     if (fd >= 0) {
         close(fd);
     }
-    traceAlways("CloseEventChannel: Event Channel to %s (fd=%d) closed\n",
-                eventSocketPath().c_str(), fd);
+    traceIfPossible([fd] {
+        traceAlways("CloseEventChannel: Event Channel to %s (fd=%d) closed\n",
+                    eventSocketPath().c_str(), fd);
+    });
 }
 
 int registerForEvents(const StopSignal* stop) {
@@ -322,12 +329,16 @@ int reOpenEventChannel(const StopSignal* stop) {
     closeEventChannel();
     pauseFor(kReopenPause, stop);
     const int fd = registerForEvents(stop);
-    const std::string path = eventSocketPath();
-    if (fd < 0) {
-        traceAlways("ReOpenEventChannel: ERROR: Can't reopen Event Channel to %s\n", path.c_str());
-    } else {
-        traceAlways("ReOpenEventChannel: Event Channel to %s reopened (fd=%d)\n", path.c_str(), fd);
-    }
+    traceIfPossible([fd] {
+        const std::string path = eventSocketPath();
+        if (fd < 0) {
+            traceAlways("ReOpenEventChannel: ERROR: Can't reopen Event Channel to %s\n",
+                        path.c_str());
+        } else {
+            traceAlways("ReOpenEventChannel: Event Channel to %s reopened (fd=%d)\n", path.c_str(),
+                        fd);
+        }
+    });
     return fd;
 }
 

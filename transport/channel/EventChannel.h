@@ -30,6 +30,8 @@ struct EventRead {
 /// Reads one event from the readable descriptor.
 [[nodiscard]] EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop);
 
+/// The descriptor of the open channel; -1 if there is none.
+int currentEventFd();
 [[nodiscard]] int openEventChannel(const StopSignal* stop);
 /// Returns the agent's descriptor for the channel, below 0 on failure.
 [[nodiscard]] int initEventChannel(int fd, const ClientOptions* options, const StopSignal* stop);

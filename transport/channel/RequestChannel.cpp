@@ -180,8 +180,10 @@ void closeRequestChannel(RequestChannel& channel) {
     const CancellationGuard wholeClose;
     const int fd = std::exchange(channel.fd, -1);
     close(fd);
-    traceAlways("CloseRequestChannel: Request Channel to %s (fd=%d) closed (thrId=0x%08X)\n",
-                requestSocketPath().c_str(), fd, threadNumber());
+    traceIfPossible([fd] {
+        traceAlways("CloseRequestChannel: Request Channel to %s (fd=%d) closed (thrId=0x%08X)\n",
+                    requestSocketPath().c_str(), fd, threadNumber());
+    });
 }
 
 int sendRequest(unsigned int* frame, unsigned int frameRoom, unsigned int replyRoom,

@@ -71,7 +71,8 @@ void EventLoop::run() {
     const RunEnd end(run_);
     traceAt(1, "Thread_EventMain: Event thread started\n");
     for (;;) {
-        const Wake wake = awaitWake(run_);
+        const bool mustReopen = isChannelLost_ && !run_.stop.requested();
+        const Wake wake = mustReopen ? Wake::Event : awaitWake(run_);
         if (wake == Wake::Terminate || (wake == Wake::Event && !handleEvent())) {
             return;
         }
@@ -81,6 +82,9 @@ void EventLoop::run() {
 /// False when the thread must exit.
 bool EventLoop::handleEvent() {
     try {
+        if (isChannelLost_) {
+            return reopen();
+        }
         SipJson event;
         const EventRead read = readEvent(run_.eventFd, event, &run_.stop);
         if (read.kind == EventRead::Kind::Delivered) {
@@ -89,13 +93,19 @@ bool EventLoop::handleEvent() {
         }
         // The agent may have been restarted. Events must not end silently, so the channel is
         // reopened.
-        return followChannel(
-            read.kind == EventRead::Kind::EndOfFile ? reOpenEventChannel(&run_.stop) : read.fd);
+        return read.kind == EventRead::Kind::EndOfFile ? reopen() : followChannel(read.fd);
     } catch (const std::exception& failure) {
         traceThrown(failure.what());
+        isChannelLost_ = currentEventFd() != run_.eventFd;
         pauseFor(kAfterFailure, &run_.stop);
         return true;
     }
+}
+
+bool EventLoop::reopen() {
+    const int fd = reOpenEventChannel(&run_.stop);
+    isChannelLost_ = false;
+    return followChannel(fd);
 }
 
 bool EventLoop::followChannel(int fd) {

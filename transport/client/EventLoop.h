@@ -24,11 +24,13 @@ class EventLoop {
 
   private:
     [[nodiscard]] bool handleEvent();
+    [[nodiscard]] bool reopen();
     [[nodiscard]] bool followChannel(int fd);
     void deliver(SipJson& event) const;
 
     EventRun& run_;
     std::atomic<int>& shownFd_;
+    bool isChannelLost_ = false;  ///< it was closed, and the memory to reopen it was missing
     const EventListener listener_;
 };
 

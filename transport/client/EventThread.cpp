@@ -60,13 +60,13 @@ EventThread::~EventThread() {
 }
 
 void EventThread::setName(const char* name) {
-    const std::size_t length = strnlen(name, sizeof name_ - 1);
+    const std::size_t length = strnlen(name, name_.size() - 1);
     const ScopedLock lock(nameMutex_);
-    memmove(name_, name, length);
+    memmove(name_.data(), name, length);
     name_[length] = '\0';
 }
 
-std::string EventThread::name() const {
+EventThread::Name EventThread::name() const {
     const ScopedLock lock(nameMutex_);
     return name_;
 }
@@ -120,7 +120,9 @@ bool EventThread::start() {
         return false;
     }
     PipeGuard pipe(pipe_);
-    if (!registerEvents() || !startThread()) {
+    // Before the registration, which a lack of memory need not undo then.
+    std::shared_ptr<EventRun> run = makeRun();
+    if (!registerEvents() || !startThread(std::move(run))) {
         return false;
     }
     pipe.keep();
@@ -138,25 +140,26 @@ bool EventThread::registerEvents() {
     return true;
 }
 
-bool EventThread::startThread() {
+bool EventThread::startThread(std::shared_ptr<EventRun> run) {
     const CancellationGuard wholeStart;
-    const std::string shownName = name();
-    run_ = makeRun();
-    thread_.SetThreadName(shownName.c_str(), kThreadName);
+    const Name shownName = name();
+    run->eventFd = eventFd_;
+    run_ = std::move(run);
+    thread_.SetThreadName(shownName.data(), kThreadName);
     run_->setRunning(true);
     if (!thread_.Start(&entry, this, kPriority, 0, kStackSize, 0, 1)) {
         run_.reset();
         traceAt(1,
                 "EnableEvents: WARNING: cannot start thread for events (Modulename=%s, Details=%s "
                 "started\n",
-                shownName.c_str(), kThreadName);
+                shownName.data(), kThreadName);
         pipe_.close();
         UnRegisterForEvents();
         eventFd_ = -1;
         return false;
     }
     traceAt(1, "EnableEvents: thread for events (Modulename=%s, Details=%s started\n",
-            shownName.c_str(), kThreadName);
+            shownName.data(), kThreadName);
     traceAt(1, "EnableEvents: events enabled for this process ...\n");
     isEnabled_ = true;
     return true;

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <memory>
 #include <mutex>
-#include <string>
 
 #include "runtime/Thread.h"
 #include "transport/client/EventLoop.h"
@@ -49,18 +49,20 @@ class EventThread {
     int eventFd() const { return eventFd_; }
 
   private:
+    using Name = std::array<char, 256>;
+
     [[nodiscard]] bool lock(std::unique_lock<std::mutex>& enabling) const;
     [[nodiscard]] bool start();
     [[nodiscard]] bool registerEvents();
-    [[nodiscard]] bool startThread();
+    [[nodiscard]] bool startThread(std::shared_ptr<EventRun> run);
     [[nodiscard]] bool end();
     void dropInherited();
     void join();
-    std::string name() const;
+    Name name() const;
     std::shared_ptr<EventRun> makeRun() const;
 
     const EventListener listener_;
-    char name_[256] = {};
+    Name name_{};
     mutable Mutex nameMutex_;  ///< guards name_
     std::atomic<bool> isEnabled_{false};
     CThread thread_{1};

@@ -44,16 +44,21 @@ unsigned int failForMemory(SipJson& cmd) {
 
 }  // namespace
 
-CSwitchClient::CSwitchClient(const char* applicationName)
-    : eventThread_(std::make_unique<EventThread>([this](SipJson& event) { Event(event); })) {
+CSwitchClient::CSwitchClient(const char* applicationName) {
+    static_assert(sizeof(EventThread) <= sizeof eventThread_);
+    static_assert(alignof(EventThread) <= alignof(std::max_align_t));
+    new (eventThread_) EventThread([this](SipJson& event) { Event(event); });
     if (applicationName != nullptr && *applicationName != '\0') {
         SetApplicationName(applicationName);
     }
 }
 
-/// Stops the thread before the members are destroyed, because a listener may be disabling events.
 CSwitchClient::~CSwitchClient() {
-    StopEventThread();
+    eventThread().~EventThread();
+}
+
+EventThread& CSwitchClient::eventThread() const {
+    return *std::launder(reinterpret_cast<EventThread*>(eventThread_));
 }
 
 void CSwitchClient::Reply(unsigned short opcode, unsigned short opcodeExt, unsigned short,
@@ -74,7 +79,7 @@ bool CSwitchClient::SetApplicationName(const char* name) {
     if (name == nullptr) {
         return false;
     }
-    eventThread_->setName(name);
+    eventThread().setName(name);
     return true;
 }
 
@@ -163,30 +168,30 @@ unsigned int CSwitchClient::acceptReply(SipJson& cmd, const char* text) {
 }
 
 bool CSwitchClient::EnableEvents(int enable, int) {
-    return eventThread_->enable(enable != 0);
+    return eventThread().enable(enable != 0);
 }
 
 void CSwitchClient::WakeupThread_EventMain() {
-    eventThread_->wake();
+    eventThread().wake();
 }
 
 void CSwitchClient::CloseEventTerminatePipe() {
-    eventThread_->closePipe();
+    eventThread().closePipe();
 }
 
 void* CSwitchClient::Thread_EventMain(void* context) {
     auto* const client = static_cast<CSwitchClient*>(context);
-    return EventThread::entry(client != nullptr ? client->eventThread_.get() : nullptr);
+    return EventThread::entry(client != nullptr ? &client->eventThread() : nullptr);
 }
 
 void CSwitchClient::EventMain() {
-    eventThread_->serve();
+    eventThread().serve();
 }
 
 void CSwitchClient::StopEventThread() {
-    eventThread_->stop();
+    eventThread().stop();
 }
 
 int CSwitchClient::EventFd() const {
-    return eventThread_->eventFd();
+    return eventThread().eventFd();
 }

@@ -8,7 +8,6 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <utility>
 
 #include "util/Ascii.h"
@@ -19,39 +18,22 @@ namespace {
 
 using rapidjson::SizeType;
 
-/// The allocator for stacks, which checks for allocation failure.
-class CheckedHeap : public rapidjson::CrtAllocator {
-  public:
-    void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
-    void* Realloc(void* old, std::size_t oldSize, std::size_t size) {
-        return checked(CrtAllocator::Realloc(old, oldSize, size), size);
-    }
-
-  private:
-    static void* checked(void* memory, std::size_t size) {
-        if (memory == nullptr && size != 0) throw std::bad_alloc();
-        return memory;
-    }
-};
-
-constinit CheckedHeap stackHeap;
 
 /// Parses one text into its own document. Handling the parser's events bounds the nesting while the
 /// text is read: the parser and the values' destructor both recurse, and a hostile text would make
 /// them overflow the stack.
-class Loader
-    : public rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator, CheckedHeap> {
+class Loader : public JsonDocument {
   public:
     explicit Loader(char* text)
-        : GenericDocument(&jsonHeap, kStackCapacity, &stackHeap), stream_(text) {}
+        : GenericDocument(&heap_, kStackCapacity, &jsonHeap), stream_(text) {}
 
     /// False if the text is not one whole document. Modifies the text: strings are decoded in place
     /// before they are copied.
     bool load() {
         bool complete = false;
         auto feed = [&](GenericDocument&) {
-            rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, CheckedHeap> reader(
-                &stackHeap);
+            rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonHeap> reader(
+                &jsonHeap);
             return complete = !reader.Parse<rapidjson::kParseInsituFlag>(stream_, *this).IsError();
         };
         Populate(feed);
@@ -64,13 +46,12 @@ class Loader
     /// @{
     bool Key(const char* name, SizeType length, bool) { return String(name, length, true); }
     bool String(const char* text, SizeType length, bool) {
-        requireMemory(length);
         return GenericDocument::String(text, length, true);
     }
     bool StartObject() { return ++depth_ <= kMaxJsonNesting && GenericDocument::StartObject(); }
     bool EndObject(SizeType count) {
         --depth_;
-        requireMemory(count * sizeof(Member));
+        prepare(count, sizeof(Member));
         return GenericDocument::EndObject(count);
     }
     bool StartArray() {
@@ -81,12 +62,17 @@ class Loader
     }
     bool EndArray(SizeType count) {
         count += taken_[depth_--];
-        requireMemory(count * sizeof(JsonValue));
+        prepare(count, sizeof(JsonValue));
         return GenericDocument::EndArray(count);
     }
     /// @}
 
   private:
+    /// The base class takes the elements off its stack before it allocates their memory.
+    void prepare(SizeType count, std::size_t size) {
+        if (count != 0) heap_.prepare(count * size);
+    }
+
     /// Blocks of bytes are long lists of small numbers, which this reads twice as fast as the
     /// parser. It reads a number together with its comma, and only before another digit: the parser
     /// handles everything that can be wrong in a list.
@@ -108,6 +94,7 @@ class Loader
     /// Enough for most replies without growing.
     static constexpr std::size_t kStackCapacity = 512;
 
+    JsonHeap heap_;
     rapidjson::InsituStringStream stream_;
     unsigned int depth_ = 0;
     /// Per level: numbers not seen by the parser. Filled only once a level has an array, because
@@ -238,7 +225,8 @@ bool writePlain(const JsonValue& leaf, TextSink& sink) {
 }
 
 void writeOther(const JsonValue& leaf, TextSink& sink) {
-    rapidjson::Writer<TextSink> writer(sink);
+    rapidjson::Writer<TextSink, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonHeap> writer(sink,
+                                                                                       &jsonHeap);
     if (leaf.Accept(writer)) return;
     writer.Reset(sink);  // an infinity or NaN
     writer.Null();
@@ -260,11 +248,6 @@ void write(const JsonValue& value, TextSink& sink) {
 }
 
 }  // namespace
-
-void requireMemory(std::size_t size) {
-    constexpr std::size_t smallest = 1024;
-    if (size >= smallest) ::operator delete(::operator new(size + smallest));
-}
 
 bool parseJson(std::string text, JsonDocument& document) {
     Loader loader(text.data());

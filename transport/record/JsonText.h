@@ -4,26 +4,23 @@
 
 #include <string>
 
+#include "transport/JsonHeap.h"
+
 /// The JSON text of a command document, both ways. Internal.
 ///
 /// Thread-safety: stateless; any thread, on its own documents.
 namespace varnock {
 
 /// The command document: UTF-8, its values on the heap.
-using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::CrtAllocator>;
+using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, JsonHeap, JsonHeap>;
 /// A value in it.
 using JsonValue = JsonDocument::ValueType;
 
 /// The capacity of a document's own stack, in bytes.
 constexpr std::size_t kJsonStackCapacity = 128;
 
-/// The stateless allocator of all documents: malloc and free.
-inline rapidjson::CrtAllocator jsonHeap;
-
-/// Throws std::bad_alloc if a block of this size cannot be allocated. RapidJSON does not check its
-/// allocations; testing first keeps an exhausted host alive. Small blocks are not tested: a host
-/// without them cannot continue anyway.
-void requireMemory(std::size_t size);
+/// The allocator of all documents. Nothing is prepared in it, so any thread may use it.
+inline constinit JsonHeap jsonHeap;
 
 /// The maximum nesting of a text.
 constexpr unsigned int kMaxJsonNesting = 256;

@@ -28,7 +28,7 @@ constexpr std::string_view kKeyBlock = "RAW";
 
 constexpr int kDocumentVersion = 1;
 
-constexpr rapidjson::CrtAllocator& heap = varnock::jsonHeap;
+constexpr varnock::JsonHeap& heap = varnock::jsonHeap;
 
 std::string_view textOf(const Value& name) {
     return {name.GetString(), name.GetStringLength()};
@@ -60,15 +60,19 @@ const Value* findArray(const Value& value, std::string_view key) {
     return found != nullptr && found->IsArray() ? found : nullptr;
 }
 
-/// Throws std::bad_alloc if an object with many members cannot grow, which it does by half.
-void requireMemoryFor(const Value& object) {
-    varnock::requireMemory(object.MemberCount() * sizeof(Value::Member) * 3 / 2);
-}
-
 /// Adds a value to an object without a member of this name. REQUIRES: `key` outlives the object.
 void add(Value& object, std::string_view key, Value&& value) {
-    requireMemoryFor(object);
-    object.AddMember(Value(key.data(), static_cast<SizeType>(key.size())), std::move(value), heap);
+    // AddMember() stores the new capacity before it allocates. After a failure the object must not
+    // believe in it: its members are untouched, so its own bytes are put back.
+    unsigned char before[sizeof object];
+    std::memcpy(before, static_cast<const void*>(&object), sizeof before);
+    try {
+        object.AddMember(Value(key.data(), static_cast<SizeType>(key.size())), std::move(value),
+                         heap);
+    } catch (const std::bad_alloc&) {
+        std::memcpy(static_cast<void*>(&object), before, sizeof before);
+        throw;
+    }
 }
 
 /// Sets a value in an object: replaces the existing one, or appends a member. REQUIRES: as for
@@ -84,12 +88,16 @@ void put(Value& object, std::string_view key, Value&& value) {
 /// the others. One pass, because an imported text can contain many thousand duplicates.
 bool removeMember(Value& object, std::string_view key) {
     if (find(object, key) == nullptr) return false;
-    requireMemoryFor(object);
-    Value kept(rapidjson::kObjectType);
-    auto member = object.MemberBegin();
-    for (SizeType rest = object.MemberCount(); rest != 0; --rest, ++member)
-        if (textOf(member->name) != key) kept.AddMember(member->name, member->value, heap);
-    object = std::move(kept);
+    auto kept = object.MemberBegin();
+    for (auto member = kept; member != object.MemberEnd(); ++member) {
+        if (textOf(member->name) == key) continue;
+        if (kept != member) {
+            kept->name = std::move(member->name);
+            kept->value = std::move(member->value);
+        }
+        ++kept;
+    }
+    object.EraseMember(kept, object.MemberEnd());
     return true;
 }
 
@@ -106,7 +114,6 @@ const Value* findBlock(const Value& data) {
 }
 
 Value makeBlock(const std::vector<unsigned char>& bytes) {
-    varnock::requireMemory(bytes.size() * sizeof(Value));
     Value elements(rapidjson::kArrayType);
     elements.Reserve(static_cast<SizeType>(bytes.size()), heap);
     for (const unsigned char byte :
@@ -278,12 +285,14 @@ SipJson::Value* SipJson::writableCmd() {
 bool SipJson::SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
                      unsigned int cabinetNr, unsigned int status) {
     if (GetCmds() == nullptr) ClassInit();  // the record stays usable after any import
-    Value& command = GetCmd()->SetObject();
+    Value& existing = *GetCmd();
+    Value command(rapidjson::kObjectType);
     add(command, kKeyOpCode, Value(opcode));
     if (opcodeExt != 0) add(command, kKeyOpCodeExt, Value(opcodeExt));
     if (objectId != 0) add(command, kKeyObjectId, Value(objectId));
     add(command, kKeyCabinetNr, Value(cabinetNr));
     if (status != noStatus) add(command, kKeyStatus, Value(status));
+    existing = std::move(command);
     return true;
 }
 
@@ -318,7 +327,6 @@ bool SipJson::SetDataString(const char* text, unsigned int status) {
     if (text == nullptr) text = "";
     const std::size_t length = std::strlen(text);
     if (length >= std::numeric_limits<SizeType>::max()) return false;
-    varnock::requireMemory(length);
     return setData(Value(text, static_cast<SizeType>(length), heap), status);
 }
 

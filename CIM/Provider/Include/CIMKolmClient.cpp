@@ -1,5 +1,6 @@
 #include "CIM/Provider/Include/CIMKolmClient.h"
 
+#include <new>
 #include <utility>
 
 #include "CIM/Provider/Include/Exceptions.h"
@@ -126,47 +127,55 @@ void CCIMKolmClient::Init() {
     readUserGroup();
 }
 
-/// True if the record now holds a reply with data. A failure is not reported.
-bool CCIMKolmClient::readSetting(SipJson& record, unsigned int opcode, unsigned int opcodeExt,
-                                 unsigned int cabinet) {
-    record.SetCmd(opcode, opcodeExt, 0, cabinet, SipJson::noStatus);
-    KolmRequest(record, 0);
-    return record.HasReplyData();
+/// Reads a setting and passes a reply with data to `use`; false if there is none. A failure is not
+/// reported, and a lack of memory counts as one: attaching must not end half-way.
+template <class Use>
+bool CCIMKolmClient::readSetting(unsigned int opcode, unsigned int opcodeExt, unsigned int cabinet,
+                                 const Use& use) {
+    try {
+        SipJson record(opcode, opcodeExt, 0, cabinet, SipJson::noStatus);
+        KolmRequest(record, 0);
+        if (!record.HasReplyData()) {
+            return false;
+        }
+        use(record);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 void CCIMKolmClient::readCabinetNr() {
-    SipJson record;
-    if (readSetting(record, kOpcodeCabinetNr, 0, 0)) {
-        cabinetNr_ = record.DataWord() & 0xFFFFu;
+    readSetting(kOpcodeCabinetNr, 0, 0, [this](const SipJson& reply) {
+        cabinetNr_ = reply.DataWord() & 0xFFFFu;
         traceAt(4, VARNOCK_TRACE_TAG "CabinetNr = %d", static_cast<int>(CabinetNr()));
-    }
+    });
 }
 
 void CCIMKolmClient::readHostName() {
-    SipJson record;
-    if (readSetting(record, kOpcodeConfiguration, kExtHostName, CabinetNr())) {
-        readText(record, &CCIMKolmClient::hostName_);
+    readSetting(kOpcodeConfiguration, kExtHostName, CabinetNr(), [this](const SipJson& reply) {
+        readText(reply, &CCIMKolmClient::hostName_);
         traceAt(4, VARNOCK_TRACE_TAG "Host Name = %s", HostName().c_str());
-    }
+    });
 }
 
 void CCIMKolmClient::readAccountCheck() {
-    SipJson record;
-    if (readSetting(record, kOpcodeConfiguration, kExtAccountCheck, CabinetNr())) {
-        accountCheck_ = static_cast<int>(record.DataByte() & 0xFFu);
+    const auto use = [this](const SipJson& reply) {
+        accountCheck_ = static_cast<int>(reply.DataByte() & 0xFFu);
         traceAt(4, VARNOCK_TRACE_TAG "Account Check %s", AccountCheck() ? "enabled" : "disabled");
-    } else {
+    };
+    if (!readSetting(kOpcodeConfiguration, kExtAccountCheck, CabinetNr(), use)) {
         accountCheck_ = 1;
         traceAt(4, VARNOCK_TRACE_TAG "Account Check cannot be read, use TRUE as default");
     }
 }
 
 void CCIMKolmClient::readUserGroup() {
-    SipJson record;
-    if (readSetting(record, kOpcodeConfiguration, kExtUserGroup, CabinetNr())) {
-        readText(record, &CCIMKolmClient::userGroup_);
+    const auto use = [this](const SipJson& reply) {
+        readText(reply, &CCIMKolmClient::userGroup_);
         traceAt(4, VARNOCK_TRACE_TAG "Configured user group (KOLM): \"%s\"", UserGroup().c_str());
-    } else {
+    };
+    if (!readSetting(kOpcodeConfiguration, kExtUserGroup, CabinetNr(), use)) {
         traceAt(4, VARNOCK_TRACE_TAG "No configured user group ");
     }
 }

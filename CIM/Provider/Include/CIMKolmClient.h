@@ -54,8 +54,9 @@ class VARNOCK_EXPORT CCIMKolmClient : public CSwitchClient, public provider::KOL
 
   private:
     [[nodiscard]] bool attachSwitch(std::string name, int impersonate, unsigned int& result);
-    [[nodiscard]] bool readSetting(SipJson& record, unsigned int opcode, unsigned int opcodeExt,
-                                   unsigned int cabinet);
+    template <class Use>
+    bool readSetting(unsigned int opcode, unsigned int opcodeExt, unsigned int cabinet,
+                     const Use& use);
     void readCabinetNr();
     void readHostName();
     void readAccountCheck();

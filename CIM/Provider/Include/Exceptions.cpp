@@ -1,5 +1,7 @@
 #include "CIM/Provider/Include/Exceptions.h"
 
+#include <new>
+
 #include "CIM/Provider/Include/ProviderTrace.h"
 
 namespace provider {
@@ -32,8 +34,13 @@ cimple::String BaseException::fullText() const {
 }
 
 void BaseException::trace() const {
-    if (Debug.IsOn(1)) {
+    if (!Debug.IsOn(1)) {
+        return;
+    }
+    try {
         Debug.Print(1, VARNOCK_TRACE_TAG "traceAndThrow(): %S", toString().c_str());
+    } catch (const std::bad_alloc&) {
+        // The exception is thrown all the same; only its line is lost.
     }
 }
 

@@ -37,7 +37,8 @@ class VARNOCK_EXPORT BaseException {
     /// `file="<file>" line=<line> message="<message>"`, then what the derived class adds.
     virtual cimple::String fullText() const;
 
-    /// Prints toString() at trace level 1. Builds no text when that level is off.
+    /// Prints toString() at trace level 1. Builds no text when that level is off; without memory
+    /// for the text prints nothing.
     void trace() const;
 
   private:

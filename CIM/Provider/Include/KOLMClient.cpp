@@ -1,17 +1,20 @@
 #include "CIM/Provider/Include/KOLMClient.h"
 
+#include <new>
 #include <utility>
 
 #include "CIM/Provider/Include/CIMKolmClient.h"
 #include "CIM/Provider/Include/Exceptions.h"
 #include "CIM/Provider/Include/HelperComputerSystem.h"
 #include "CIM/Provider/Include/KOLMClientImpl.h"
+#include "CIM/Provider/Include/MessageText.h"
 #include "CIM/Provider/Include/ProviderTrace.h"
 #include "runtime/threads/Cancellation.h"
 #include "transport/SipJson.h"
 
 namespace provider {
 
+using varnock::messageText;
 using varnock::traceAt;
 
 namespace {
@@ -71,16 +74,32 @@ bool KOLMClient::notThrowStatus(SipJson& reply) {
            status == varnock::CommandStatus::noSuchObject;
 }
 
-KOLMClientImpl::KOLMClientImpl(std::string name, Factory factory) : name_(std::move(name)) {
+KOLMClientImpl::KOLMClientImpl(std::string name, Factory factory, Attaching attaching)
+    : name_(std::move(name)) {
     traceAt(5, VARNOCK_TRACE_TAG "KOLMClientImpl::KOLMClientImpl()");
     if (factory(&client_) != KOLM_SUCCESS) {
         traceAndThrow(
             BaseException(kSourceName, __LINE__, "KOLMClientImpl(): GetKolmClient() failed"));
     }
-    if (client_->Attach(name_, 1) == KOLM_SUCCESS) {
+    if (attaching == Attaching::now) {
+        attachFirst();
+    }
+}
+
+void KOLMClientImpl::attachFirst() {
+    if (attach()) {
         attached_ = true;
     } else {
         traceAt(1, VARNOCK_TRACE_TAG "Failed to attach Kolm Client");
+    }
+}
+
+/// A lack of memory is a failure to attach like any other.
+bool KOLMClientImpl::attach() const {
+    try {
+        return client_->Attach(name_, 1) == KOLM_SUCCESS;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
 }
 
@@ -97,7 +116,7 @@ int KOLMClientImpl::request(SipJson& command) {
     const int result = client_->KolmRequest(command);
     if (result == KOLM_ACCESS_DENIED) {
         traceAndThrow(CimErrorException(kSourceName, __LINE__,
-                                        "KOLMClientImpl(): KolmRequest() failed",
+                                        messageText({"KOLMClientImpl(): KolmRequest() failed"}),
                                         CIM_ERR_ACCESS_DENIED));
     }
     return result;
@@ -113,9 +132,9 @@ void KOLMClientImpl::attachIfNecessary() {
     if (attached_) {
         return;
     }
-    if (client_->Attach(name_, 1) != KOLM_SUCCESS) {
-        traceAndThrow(
-            BaseException(kSourceName, __LINE__, "AttachClientIfNecessary(): Attach() failed"));
+    if (!attach()) {
+        traceAndThrow(BaseException(kSourceName, __LINE__,
+                                    messageText({"AttachClientIfNecessary(): Attach() failed"})));
     }
     if (attached_.exchange(true)) {
         client_->Detach();
@@ -123,7 +142,13 @@ void KOLMClientImpl::attachIfNecessary() {
 }
 
 ShPtr<KOLMClient> getKOLMClient(const cimple::String& name) {
-    return ShPtr<KOLMClient>(new KOLMClientImpl(StringToSTDSTRING(name)));
+    using enum KOLMClientImpl::Attaching;
+    auto* const client =
+        new KOLMClientImpl(StringToSTDSTRING(name), KolmClientFactory::GetKolmClient, later);
+    // Owned before it is attached: deleting an attached client could end the process's requests.
+    ShPtr<KOLMClient> owner(client);
+    client->attachFirst();
+    return owner;
 }
 
 }  // namespace provider

@@ -107,7 +107,7 @@ class VARNOCK_EXPORT KOLMClient {
     /// Sends the command, attaching first if that failed before, and turns it into the reply.
     /// Returns KOLM_SUCCESS, or KOLM_FAILED with the failure in the record's status.
     /// Throws CimErrorException (access denied) when the agent refuses, and BaseException when
-    /// attaching fails.
+    /// attaching fails. Without memory for its message an exception has an empty one.
     virtual int request(SipJson& command) = 0;
     /// Never null; owned by the library.
     virtual KOLMEvents* events() = 0;

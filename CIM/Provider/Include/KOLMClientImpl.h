@@ -16,16 +16,24 @@ class KOLMClientImpl final : public KOLMClient {
     /// Stores a connection to the agent and returns a KolmResult.
     using Factory = int (*)(IVirtualKOLM** out);
 
-    /// Attaches; a failure to attach is only traced. Throws BaseException if the factory fails.
-    explicit KOLMClientImpl(std::string name, Factory factory = KolmClientFactory::GetKolmClient);
+    enum class Attaching { now, later };
+
+    /// Attaches if told so; a failure to attach is only traced. Throws BaseException if the factory
+    /// fails.
+    explicit KOLMClientImpl(std::string name, Factory factory = KolmClientFactory::GetKolmClient,
+                            Attaching attaching = Attaching::now);
     KOLMClientImpl(const KOLMClientImpl&) = delete;
     KOLMClientImpl& operator=(const KOLMClientImpl&) = delete;
     ~KOLMClientImpl() override;
+
+    /// Attaches a new client. A failure is only traced.
+    void attachFirst();
 
     int request(SipJson& command) override;
     KOLMEvents* events() override;
 
   private:
+    [[nodiscard]] bool attach() const;
     void attachIfNecessary();
 
     const std::string name_;

@@ -5,6 +5,7 @@
 #include "CIM/Provider/Include/Exceptions.h"
 #include "CIM/Provider/Include/HelperComputerSystem.h"
 #include "CIM/Provider/Include/KOLMClient.h"
+#include "CIM/Provider/Include/MessageText.h"
 #include "CIM/Provider/Include/ProviderTrace.h"
 
 namespace varnock::calls {
@@ -226,11 +227,8 @@ void CallEngine::traceFailure(const char* name) {
 }
 
 void CallEngine::raise(const char* name, const char* what) {
-    cimple::String message(name);
-    message.append("(): ");
-    message.append(what);
-    provider::traceAndThrow(
-        provider::BaseException("CIM/Provider/Include/KOLMCalls", __LINE__, message));
+    provider::traceAndThrow(provider::BaseException("CIM/Provider/Include/KOLMCalls", __LINE__,
+                                                    messageText({name, "(): ", what})));
 }
 
 void CallEngine::fail(const char* name, OnFailure onFailure) {

@@ -149,7 +149,7 @@ class CallEngine {
     static void traceEntry(const char* name);
     /// "<name>(): KolmRequest() failed" at level 1.
     static void traceFailure(const char* name);
-    /// Throws "<name>(): <what>".
+    /// Throws "<name>(): <what>"; without memory for the message a BaseException without one.
     [[noreturn]] static void raise(const char* name, const char* what);
     /// Extracts the byte stream of a reply; false if there is none.
     static bool readStream(const SipJson& record, CDataStream& stream);
