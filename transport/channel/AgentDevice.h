@@ -18,6 +18,7 @@ enum TransportResult : int {
     kPollFailed = -6,
     kTransferFailed = -9,
     kTimedOut = -15,
+    kNoMemory = -17,  ///< of initEventChannel(), for its callers within the library only
 };
 
 /// Number of connection attempts, and the interval between them.

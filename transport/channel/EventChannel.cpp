@@ -7,6 +7,7 @@
 
 #include <climits>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "runtime/files/FileDescriptor.h"
@@ -265,7 +266,7 @@ int initEventChannel(int fd, const ClientOptions* options, const StopSignal* sto
     FrameBuffer buffer = registrationFrame(Channel::event, *options);
     if (!buffer) {
         traceAt(1, "InitEventChannel: ERROR No memory available\n");
-        return kNotOpened;
+        return kNoMemory;
     }
     // An event may follow the reply at once; if it were read with the reply, it would be lost, and
     // its remainder mistaken for a frame.
@@ -279,7 +280,7 @@ int initEventChannel(int fd, const ClientOptions* options, const StopSignal* sto
     traceAlways(
         "InitEventChannel: Event Channel (type=JSON) opened and initialized (fd=%d, ragdfd=%d)\n",
         fd, daemonFd);
-    return daemonFd;
+    return daemonFd < 0 ? kNotOpened : daemonFd;
 }
 
 void closeEventChannel() {
@@ -314,6 +315,9 @@ int registerForEvents(const StopSignal* stop) {
     }
     if (daemonFd < 0) {
         closeEventChannel();
+        if (daemonFd == kNoMemory) {
+            throw std::bad_alloc();  // the event thread tries again later, unlike after a refusal
+        }
         return kNotOpened;
     }
     {

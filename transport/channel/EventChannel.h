@@ -33,10 +33,12 @@ struct EventRead {
 /// The descriptor of the open channel; -1 if there is none.
 int currentEventFd();
 [[nodiscard]] int openEventChannel(const StopSignal* stop);
-/// Returns the agent's descriptor for the channel, below 0 on failure.
+/// Returns the agent's descriptor for the channel; kNotOpened on failure, kNoMemory if no request
+/// could be made.
 [[nodiscard]] int initEventChannel(int fd, const ClientOptions* options, const StopSignal* stop);
 void closeEventChannel();
-/// These return the descriptor of the channel, below 0 on failure.
+/// These return the descriptor of the channel, below 0 on failure. They throw std::bad_alloc; the
+/// channel is closed then.
 [[nodiscard]] int registerForEvents(const StopSignal* stop);
 [[nodiscard]] int reOpenEventChannel(const StopSignal* stop);
 

@@ -8,10 +8,13 @@
 
 #include <climits>
 #include <future>
+#include <optional>
 
+#include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/PauselessClock.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
@@ -340,6 +343,58 @@ TEST_F(EventChannel, SurvivesTheLackOfAnyMemory) {
         EXPECT_TRUE(result >= 0 || result == kTransferFailed);
         fd = result >= 0 ? result : fd;
     }
+}
+
+TEST(EventChannelMemory, RegisteringSurvivesTheLackOfAnyMemory) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    ScriptedAgent agent;
+    const TraceCapture trace(0);
+    ASSERT_GE(RegisterForEvents(nullptr), 0);
+    const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
+        UnRegisterForEvents();
+        agent.awaitOpenConnections(0);
+        FailingMalloc failure(call.n, call.times);
+        const int result = RegisterForEvents(nullptr);
+        failure.end();
+        EXPECT_TRUE(result >= 0 || failure.happened());
+        EXPECT_GE(RegisterForEvents(nullptr), 0);
+        UnRegisterForEvents();
+        EXPECT_EQ(failure.blocksLeft(), 0u);
+        return failure.happened();
+    });
+    EXPECT_GT(failures, 10u);
+}
+
+TEST(EventChannelMemory, ReadingSurvivesTheLackOfAnyMemory) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    ScriptedAgent agent;
+    const TraceCapture trace(0);
+    int fd = RegisterForEvents(nullptr);
+    ASSERT_GE(fd, 0);
+    const PauselessClock clock;
+    const auto awaitEvent = [&] {
+        agent.pushEvent(kEvent);
+        pollfd readable{fd, POLLIN, 0};
+        ASSERT_EQ(::poll(&readable, 1, -1), 1);
+    };
+    const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
+        awaitEvent();
+        std::optional<SipJson> event(std::in_place);
+        FailingMalloc failure(call.n, call.times);
+        const int result = GetEventJson(fd, *event);
+        failure.end();
+        EXPECT_TRUE(result >= 0 || (failure.happened() && result == kTransferFailed)) << result;
+        // Lost or read: the next one arrives, on this channel or on one that replaces it.
+        fd = RegisterForEvents(nullptr);
+        awaitEvent();
+        EXPECT_EQ(GetEventJson(fd, *event), fd);
+        EXPECT_EQ(event->DataDWord(), 7u);
+        event.reset();
+        EXPECT_EQ(failure.blocksLeft(), 0u);
+        return failure.happened();
+    });
+    EXPECT_GT(failures, 5u);
+    UnRegisterForEvents();
 }
 
 TEST_F(EventChannel, IsNotSharedWithAForkedChild) {

@@ -8,6 +8,7 @@
 
 #include <thread>
 
+#include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/FakeClock.h"
@@ -508,6 +509,50 @@ TEST_F(ChannelToAgent, IsNotSharedWithAForkedChild) {
 TEST_F(ChannelToAgent, SaysWhereItIsLookedFor) {
     EXPECT_EQ(RequestSocketPath(), agent.requestSocket());
     EXPECT_EQ(EventSocketPath(), agent.eventSocket());
+}
+
+TEST(RequestChannelMemory, SendingSurvivesTheLackOfAnyMemory) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    ScriptedAgent agent;
+    const TraceCapture trace(0);
+    agent.handle([](const AgentRequest&) { return AgentReply::ok(); });
+    const auto send = [] {
+        Frame frame(AgentRecord{.opcode = 1});
+        return SendRequest(frame.data(), frame.size(), 0);
+    };
+    EXPECT_GT(send(), 0);
+    const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
+        RagdClientDestroyTSD();
+        Frame frame(AgentRecord{.opcode = 1});
+        FailingMalloc failure(call.n, call.times);
+        const int result = SendRequest(frame.data(), frame.size(), 0);
+        failure.end();
+        EXPECT_TRUE(result > 0 ||
+                    (failure.happened() && (result == kTransferFailed || result == kNoChannel)))
+            << result;
+        EXPECT_GT(send(), 0);
+        RagdClientDestroyTSD();
+        EXPECT_EQ(failure.blocksLeft(), 0u);
+        return failure.happened();
+    });
+    EXPECT_GT(failures, 10u);
+}
+
+TEST(RequestChannelMemory, NamesAndClosingNeedNone) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    ScriptedAgent agent;
+    const TraceCapture trace(0);
+    agent.handle([](const AgentRequest&) { return AgentReply::ok(); });
+    Frame frame(AgentRecord{.opcode = 1});
+    ASSERT_GT(SendRequest(frame.data(), frame.size(), 0), 0);
+    {
+        const FailingMalloc failure(1, FailingMalloc::Times::always);
+        SetClientName("name");
+        SetClientName(nullptr);
+        RagdClientDestroyTSD();
+        RagdClientDestroyTSD();
+    }
+    agent.awaitOpenConnections(0);
 }
 
 // The following tests use the key, which a process creates only once. Each test runs in its own

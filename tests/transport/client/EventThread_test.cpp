@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -17,9 +18,11 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/PauselessClock.h"
 #include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
 #include "tests/support/TraceCapture.h"
@@ -35,7 +38,7 @@ using namespace std::chrono_literals;
 /// A client that records its events and runs a function for each.
 class Client : public CSwitchClient {
   public:
-    Client() : CSwitchClient("Watcher") {}
+    Client() : CSwitchClient("Watcher") { numbers_.reserve(1000); }
     ~Client() override { StopEventThread(); }
 
     void Event(SipJson& event) override {
@@ -54,6 +57,10 @@ class Client : public CSwitchClient {
         std::unique_lock lock(mutex_);
         changed_.wait_for(lock, 60s, [&] { return numbers_.size() >= count; });
         return numbers_;
+    }
+    bool hasSeen(unsigned int number) {
+        const std::lock_guard lock(mutex_);
+        return std::find(numbers_.begin(), numbers_.end(), number) != numbers_.end();
     }
     pthread_t thread() const { return thread_; }
     using CSwitchClient::EventFd;
@@ -422,7 +429,7 @@ TEST_F(EventThread, OutlivesAListenerThatEndsTheThread) {
     EXPECT_EQ(client->events(2), (Numbers{1, 2}));
 }
 
-TEST(EventThreadMemory, OutlivesTheLackOfMemory) {
+TEST(EventThreadWithoutMemory, GoesOnWithTheNextEvent) {
     ScriptedAgent agent;
     TraceCapture trace;
     Client client;
@@ -442,6 +449,122 @@ TEST(EventThreadMemory, OutlivesTheLackOfMemory) {
     EXPECT_EQ(clock->expiredPolls(), std::vector<std::chrono::milliseconds>{1s});
     EXPECT_TRUE(client.EnableEvents(0, 0));
     UnRegisterForEvents();
+}
+
+/// Events on a client whose memory fails, with pauses that take no time.
+class EventThreadMemory : public testing::Test {
+  protected:
+    ~EventThreadMemory() override {
+        client.reset();
+        UnRegisterForEvents();
+    }
+
+    /// Pushes an event until it has arrived: a connection that is just replaced loses it.
+    void expectEvent(unsigned int number) {
+        for (int i = 0; i < 600 && !client->hasSeen(number); ++i) {
+            agent.pushEvent({.opcode = 1, .status = 0, .data = numberData(number)});
+            for (int wait = 0; wait < 100 && !client->hasSeen(number); ++wait) {
+                ::poll(nullptr, 0, 1);
+            }
+        }
+        EXPECT_TRUE(client->hasSeen(number)) << number;
+    }
+    /// Makes an allocation of the event thread fail, from the end of an event on.
+    void failOnEventThread(std::optional<FailingMalloc>& failure, const FailingCallNumber& call) {
+        Gate armed;
+        client->onEvent([&] {
+            if (!failure) {
+                failure.emplace(call.n, call.times);
+                armed.open();
+            }
+        });
+        expectEvent(++last);
+        armed.wait();
+        client->onEvent(nullptr);
+    }
+    static void awaitFailureOr(const FailingMalloc& failure, const std::function<bool()>& end) {
+        for (int i = 0; i < 60'000 && !failure.happened() && !end(); ++i) {
+            ::poll(nullptr, 0, 1);
+        }
+    }
+
+    ScriptedAgent agent;
+    TraceCapture trace{1};
+    PauselessClock clock;
+    std::unique_ptr<Client> client = std::make_unique<Client>();
+    unsigned int last = 0;
+};
+
+TEST_F(EventThreadMemory, EnablingSurvivesItsLack) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
+        client = std::make_unique<Client>();
+        FailingMalloc failure(call.n, call.times, FailingMalloc::Threads::thisAndNewOnes);
+        const bool enabled = client->EnableEvents(1, 0);
+        failure.end();
+        EXPECT_TRUE(enabled || failure.happened());
+        if (!enabled) {
+            EXPECT_EQ(client->EventFd(), -1);
+            agent.awaitOpenConnections(0);
+            EXPECT_TRUE(client->EnableEvents(1, 0));
+        }
+        expectEvent(1);
+        EXPECT_TRUE(client->EnableEvents(0, 0));
+        client.reset();
+        EXPECT_EQ(failure.blocksLeft(), 0u);
+        return failure.happened();
+    });
+    EXPECT_GT(failures, 10u);
+}
+
+TEST_F(EventThreadMemory, DisablingSurvivesItsLack) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    forEveryAllocation([&](const FailingCallNumber& call) {
+        EXPECT_TRUE(client->EnableEvents(1, 0));
+        expectEvent(++last);
+        FailingMalloc failure(call.n, call.times, FailingMalloc::Threads::thisAndNewOnes);
+        EXPECT_TRUE(client->EnableEvents(0, 0));
+        failure.end();
+        EXPECT_EQ(client->EventFd(), -1);
+        agent.awaitOpenConnections(0);
+        EXPECT_EQ(failure.blocksLeft(), 0u);
+        return failure.happened();
+    });
+}
+
+TEST_F(EventThreadMemory, ReadingAnEventSurvivesItsLack) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
+        std::optional<FailingMalloc> failure;
+        failOnEventThread(failure, call);
+        agent.pushEvent({.opcode = 1, .status = 0, .data = numberData(++last)});
+        awaitFailureOr(*failure, [&] { return client->hasSeen(last); });
+        failure->end();
+        expectEvent(++last);
+        EXPECT_EQ(failure->blocksLeft(), 0u);
+        return failure->happened();
+    });
+    EXPECT_GT(failures, 5u);
+    EXPECT_TRUE(client->EnableEvents(0, 0));
+}
+
+TEST_F(EventThreadMemory, ReopeningTheChannelSurvivesItsLack) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
+        std::optional<FailingMalloc> failure;
+        failOnEventThread(failure, call);
+        trace.clear();
+        agent.closeConnections();
+        awaitFailureOr(*failure, [&] { return trace.contains("--> accept it"); });
+        failure->end();
+        expectEvent(++last);
+        EXPECT_EQ(failure->blocksLeft(), 0u);
+        return failure->happened();
+    });
+    EXPECT_GT(failures, 10u);
+    EXPECT_TRUE(client->EnableEvents(0, 0));
 }
 
 TEST_F(EventThread, IsWaitedForFiveSeconds) {

@@ -6,9 +6,12 @@
 #include <unistd.h>
 
 #include <climits>
+#include <optional>
 
+#include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/VirtualSlot.h"
@@ -216,6 +219,54 @@ TEST_F(SwitchClient, GivesSeventeenWithoutMemory) {
     }
     EXPECT_GT(memoryFailures, 1u);
     EXPECT_EQ(trace.count("CSwitchClient::Request: ERROR No memory available"), memoryFailures);
+}
+
+TEST(SwitchClientMemory, ARequestSurvivesTheLackOfAnyMemory) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    ScriptedAgent agent;
+    const TraceCapture trace(0);
+    agent.handle([](const AgentRequest&) {
+        return AgentReply::ok(textData("a text that needs memory of its own"));
+    });
+    for (const bool isConnected : {false, true}) {
+        std::size_t memoryFailures = 0;
+        Client client("test");
+        const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
+            std::optional<SipJson> command(std::in_place, 0x1234, 5, 6, 7, SipJson::noStatus);
+            if (!isConnected) {
+                RagdClientDestroyTSD();
+            }
+            FailingMalloc failure(call.n, call.times);
+            const unsigned int status = client.Request(*command, 0, 0, 0);
+            failure.end();
+            // A result needs no memory; the record may lack the memory to show it.
+            EXPECT_THAT(status, testing::AnyOf(0u, 3u, 9u, 17u));
+            EXPECT_THAT(command->Status(), testing::AnyOf(status, SipJson::missingStatus));
+            EXPECT_TRUE(status == 0 || failure.happened());
+            memoryFailures += status == 17 ? 1 : 0;
+            command->SetCmd(0x1234, 5, 6, 7, SipJson::noStatus);
+            EXPECT_EQ(client.Request(*command, 0, 0, 0), 0u);
+            EXPECT_EQ(command->GetCmdDataSize(0), 36u);
+            command.reset();
+            RagdClientDestroyTSD();
+            EXPECT_EQ(failure.blocksLeft(), 0u);
+            if (isConnected) {
+                SipJson next(0x1234, 5, 6, 7, SipJson::noStatus);
+                EXPECT_EQ(client.Request(next, 0, 0, 0), 0u);
+            }
+            return failure.happened();
+        });
+        EXPECT_GE(failures, memoryFailures);
+        EXPECT_GT(memoryFailures, 10u);
+    }
+    RagdClientDestroyTSD();
+}
+
+TEST(SwitchClientMemory, ConstructingAClientNeedsNone) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    const FailingMalloc failure(1, FailingMalloc::Times::always);
+    const Client client("a name that does not fit into a short string");
+    EXPECT_FALSE(failure.happened());
 }
 
 TEST_F(SwitchClient, IntroducesTheProcessByTheLibrarysName) {
