@@ -4,6 +4,7 @@
 #include <cimple/String.h>
 
 #include <exception>
+#include <new>
 
 #include "CIM/Provider/Include/KOLMKey.h"
 #include "CIM/Provider/Include/calls/Decoding.h"
@@ -155,7 +156,8 @@ class CallEngine {
     static bool readStream(const SipJson& record, CDataStream& stream);
 
     /// Runs the body of a call. A standard exception that leaves it, usually std::bad_alloc,
-    /// becomes the failure of the call.
+    /// becomes the failure of the call. Even a null date needs memory: a call that cannot return
+    /// one throws BaseException.
     template <class Body>
     static auto guarded(const char* name, OnFailure onFailure, const Body& body)
         -> decltype(body()) {
@@ -164,7 +166,11 @@ class CallEngine {
         } catch (const std::exception&) {
             fail(name, onFailure);
         }
-        return nothing<decltype(body())>();
+        try {
+            return nothing<decltype(body())>();
+        } catch (const std::bad_alloc&) {
+            raise(name, "KolmRequest() failed");
+        }
     }
 
   private:

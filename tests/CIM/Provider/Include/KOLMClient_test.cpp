@@ -1,6 +1,8 @@
 #include "CIM/Provider/Include/KOLMClient.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstddef>
@@ -11,7 +13,9 @@
 
 #include "CIM/Provider/Include/CIMKolmClient.h"
 #include "CIM/Provider/Include/Exceptions.h"
+#include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
 #include "tests/support/TraceCapture.h"
 #include "transport/SipJson.h"
@@ -23,6 +27,9 @@ namespace {
 
 using varnock::test::AgentReply;
 using varnock::test::AgentRequest;
+using varnock::test::FailingCallNumber;
+using varnock::test::FailingMalloc;
+using varnock::test::forEveryAllocation;
 using varnock::test::numberData;
 using varnock::test::ScriptedAgent;
 using varnock::test::TraceCapture;
@@ -204,6 +211,50 @@ TEST_F(ClientOverAgent, LackOfMemoryKeepsTheCountRight) {
     EXPECT_EQ(askFans(*kept), 0);
     kept = ShPtr<KOLMClient>();
     EXPECT_FALSE(KOLMSwitch.IsAttached());
+}
+
+/// Creates a client in a process of its own, whose first client it is, without one of the
+/// allocations. True if one failed.
+bool createFirstClient(ScriptedAgent& agent, const FailingCallNumber& call) {
+    constexpr int kNoFailure = 0;
+    constexpr int kFailure = 1;
+    constexpr int kDefect = 2;
+    const pid_t child = fork();
+    if (child == 0) {
+        const cimple::String name("a name that does not fit into a short string");
+        ShPtr<KOLMClient> client;
+        FailingMalloc failure(call.n, call.times);
+        bool thrown = false;
+        try {
+            client = getKOLMClient(name);
+        } catch (const std::bad_alloc&) {
+            thrown = true;
+        }
+        failure.end();
+        bool isSound = thrown || client;
+        if (thrown) {
+            isSound = failure.happened() && failure.blocksLeft() == 0 && !KOLMSwitch.IsAttached();
+            client = getKOLMClient(name);
+        }
+        SipJson record(kOpcodeNumberFans, 0, 0, 1, SipJson::noStatus);
+        isSound = isSound && client->request(record) == 0 && KOLMSwitch.AccountCheck();
+        client = ShPtr<KOLMClient>();
+        isSound = isSound && !KOLMSwitch.IsAttached();
+        _exit(!isSound ? kDefect : failure.happened() ? kFailure : kNoFailure);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status);
+    EXPECT_NE(WEXITSTATUS(status), kDefect);
+    agent.awaitOpenConnections(0);
+    return !WIFEXITED(status) || WEXITSTATUS(status) != kNoFailure;
+}
+
+TEST_F(ClientOverAgent, CreatingTheFirstClientSurvivesTheLackOfAnyMemory) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    const std::size_t failures = forEveryAllocation(
+        [&](const FailingCallNumber& call) { return createFirstClient(agent, call); });
+    EXPECT_GT(failures, 20u);
 }
 
 }  // namespace

@@ -1,8 +1,15 @@
 #include "CIM/Provider/Include/calls/CallEngine.h"
 
+#include <optional>
+#include <set>
+#include <tuple>
+
 #include "CIM/Provider/Include/calls/Kolm.h"
 #include "tests/CIM/Provider/Include/calls/CallsFixture.h"
+#include "tests/CIM/Provider/Include/calls/CatalogueRows.h"
+#include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Sanitizers.h"
 
 namespace varnock::test {
 namespace {
@@ -157,6 +164,74 @@ void exhaust(const Call& call) {
         }
         if (!happened) break;
     }
+}
+
+/// The same with every call of the C allocator, and without leaving a block behind.
+template <class Call>
+void exhaustMalloc(RecordingClient& client, const Call& call) {
+    const auto tryCall = [&] {
+        try {
+            call();
+        } catch (const provider::BaseException&) {
+        }
+    };
+    tryCall();  // which fills the caches
+    client.takeSent();
+    forEveryAllocation([&](const FailingCallNumber& number) {
+        FailingMalloc failure(number.n, number.times);
+        EXPECT_NO_THROW(tryCall());
+        failure.end();
+        client.takeSent();
+        EXPECT_EQ(failure.blocksLeft(), 0u);
+        return failure.happened();
+    });
+}
+
+/// A call of each kind: what it sends, how it decodes its reply and how it fails.
+std::vector<const CatalogueRow*> kindsOfCalls() {
+    std::vector<const CatalogueRow*> kinds;
+    std::set<std::tuple<std::string_view, std::string_view, std::string_view, bool>> seen;
+    for (const CatalogueRow& row : rows()) {
+        const bool isOther = row.name == "passThroughRequest";
+        if (!isOther &&
+            seen.emplace(row.reply, row.returnType, row.failure, isSequence(row)).second) {
+            kinds.push_back(&row);
+        }
+    }
+    return kinds;
+}
+
+TEST_F(EngineCalls, NoFailureOfTheAllocatorLeavesACall) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    CallArguments arguments;
+    arguments.text = "a text that is too long to be kept within a string";
+    EXPECT_GT(kindsOfCalls().size(), 30u);
+    for (const char* data : {"2", R"({"RAW":[2,0,1,0,3,4]})",
+                             R"(["a text that is too long to be kept inside","b"])"}) {
+        client.replyWith(ScriptedReply::of(data));
+        for (const CatalogueRow* row : kindsOfCalls()) {
+            SCOPED_TRACE(std::string(row->name) + " " + data);
+            arguments.key = keyFor(*row);
+            exhaustMalloc(client, [&] { findCall(row->name)->run(*calls, arguments); });
+        }
+    }
+}
+
+TEST_F(EngineCalls, NoFailureOfTheAllocatorLeavesAPassedRequest) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    client.replyWith(ScriptedReply::of("\"a text that is too long to be kept inside\""));
+    const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& number) {
+        std::optional<SipJson> record(std::in_place, 1, 0, 0, 0, 0);
+        FailingMalloc failure(number.n, number.times);
+        const int result = calls->passThroughRequest(*record);
+        failure.end();
+        EXPECT_EQ(result, failure.happened() ? provider::KOLM_FAILED : provider::KOLM_SUCCESS);
+        record.reset();
+        client.takeSent();
+        EXPECT_EQ(failure.blocksLeft(), 0u);
+        return failure.happened();
+    });
+    EXPECT_GT(failures, 10u);
 }
 
 TEST_F(EngineCalls, LackOfMemoryNeverLeavesACall) {
