@@ -58,6 +58,7 @@ void describe(const fs::path& home, const std::string& sockets) {
 
 std::vector<char*> pointers(const std::vector<std::string>& words) {
     std::vector<char*> result;
+    result.reserve(words.size() + 1);
     for (const std::string& word : words) {
         result.push_back(const_cast<char*>(word.c_str()));
     }

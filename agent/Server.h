@@ -42,7 +42,7 @@ class Server {
 
   private:
     struct Door {
-        Door(Server& server, Channel channel, Replier& replier, const char* name,
+        Door(Server& owner, Channel which, Replier& answers, const char* name,
              ServerOptions& options);
 
         Server& server;
@@ -53,8 +53,8 @@ class Server {
         EventSource reopen;
     };
 
-    static int onClient(sd_event_source* source, int fd, std::uint32_t events, void* door);
-    static int onReopen(sd_event_source* source, std::uint64_t now, void* door);
+    static int onClient(sd_event_source* source, int fd, std::uint32_t events, void* self);
+    static int onReopen(sd_event_source* source, std::uint64_t now, void* self);
 
     void accept(Door& door);
     void admit(FileDescriptor client, const Door& door);

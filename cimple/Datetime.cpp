@@ -150,7 +150,13 @@ int Datetime::format(char* buffer, size_t size, bool pretty) const {
                              usec() / DAY, usec() % DAY / HOUR, usec() % HOUR / MIN,
                              usec() % MIN / SEC, usec() % SEC);
     }
-    uint32 year, month, day, hours, minutes, seconds, usecs;
+    uint32 year;
+    uint32 month;
+    uint32 day;
+    uint32 hours;
+    uint32 minutes;
+    uint32 seconds;
+    uint32 usecs;
     sint32 utc;
     get_timestamp(year, month, day, hours, minutes, seconds, usecs, utc);
     return std::snprintf(

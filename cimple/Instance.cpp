@@ -63,12 +63,14 @@ uint8 nullOf(const Instance* instance, const Meta_Property* property) {
 /// Instance pointer.
 Instance* referenceOf(const Instance* instance, const Meta_Reference* reference) {
     Instance* target;
+    // NOLINTNEXTLINE(bugprone-sizeof-expression) -- the field is the pointer
     std::memcpy(&target, fieldAt(instance, reference->offset), sizeof target);
     return target;
 }
 
 void setReference(Instance* instance, const Meta_Reference* reference, Instance* target) {
     Instance* old = referenceOf(instance, reference);
+    // NOLINTNEXTLINE(bugprone-sizeof-expression) -- the field is the pointer
     std::memcpy(fieldAt(instance, reference->offset), &target, sizeof target);
     unref(old);
 }

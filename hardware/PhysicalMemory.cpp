@@ -203,7 +203,7 @@ unsigned char* CDeviceBios::MapPhysicalMemory(unsigned int, unsigned int address
     return mapping_ + offset;
 }
 
-unsigned char* CDeviceBios::mapRegion() {
+unsigned char* CDeviceBios::mapRegion() const {
     if (endsBefore(fd_, std::uint64_t{mapBase_} + mapLength_)) return nullptr;
     void* region = mmap(nullptr, mapLength_, PROT_READ, MAP_SHARED, fd_, off_t{mapBase_});
     return region != MAP_FAILED ? static_cast<unsigned char*>(region) : nullptr;

@@ -147,7 +147,7 @@ class VARNOCK_EXPORT CDeviceBios : public CDeviceBiosBase {
     bool UnmapPhysicalMemory() override;
 
   private:
-    unsigned char* mapRegion();
+    unsigned char* mapRegion() const;
     void closeDevice();
 
     unsigned char* mapping_ = nullptr;

@@ -66,7 +66,7 @@ class BlockedPipeSignal {
 }
 
 // Plain data without constructors, for failures before these have run.
-constexpr size_t kBufferSize = 64 * 1024;
+constexpr size_t kBufferSize = std::size_t{64} * 1024;
 char unwritten[kBufferSize];
 size_t unwrittenLength;
 int outputError;

@@ -9,7 +9,7 @@ namespace varnock {
 namespace {
 
 /// Plain data without constructors: the stream is used before this program's constructors run.
-constexpr size_t kKeptSize = 64 * 1024;
+constexpr size_t kKeptSize = std::size_t{64} * 1024;
 /// The stream's own lock serialises the writers; this one protects the switch to pass-through.
 constinit Mutex mutex;
 char kept[kKeptSize] VARNOCK_GUARDED_BY(mutex);

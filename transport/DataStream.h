@@ -18,7 +18,8 @@ class VARNOCK_EXPORT CDataStream {
     CDataStream(const unsigned char* bytes, unsigned long length);
 
     CDataStream(const CDataStream& other);  ///< Copies the bytes.
-    CDataStream(CDataStream&& other);       ///< Moves the bytes; the source is then empty.
+    /// Moves the bytes; the source is then empty. Reserves memory, so it can throw std::bad_alloc.
+    CDataStream(CDataStream&& other);  // NOLINT(performance-noexcept-move-constructor) -- see above
     CDataStream& operator=(const CDataStream& other);  ///< Copies the bytes.
 
     /// Exchanges the bytes.

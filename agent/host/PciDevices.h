@@ -11,7 +11,8 @@ struct PciPlace {
     unsigned char device;
     unsigned char function;
 
-    auto operator<=>(const PciPlace&) const = default;
+    auto operator<=>(const PciPlace&) const =
+        default;  // NOLINT(modernize-use-nullptr) -- not there
 };
 
 /// The PCI functions of segment 0, the only one that a command can address. Read on each request.

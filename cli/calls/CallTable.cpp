@@ -257,8 +257,8 @@ std::span<const Call> callTable() {
 }
 
 const Call* findTypedCall(std::string_view name) {
-    const auto found = std::find_if(std::begin(kTable), std::end(kTable),
-                                    [&](const Call& call) { return call.name == name; });
+    const auto* const found = std::find_if(std::begin(kTable), std::end(kTable),
+                                           [&](const Call& call) { return call.name == name; });
     return found != std::end(kTable) ? found : nullptr;
 }
 

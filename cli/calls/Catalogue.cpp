@@ -17,8 +17,9 @@ std::span<const CatalogueRow> catalogue() {
 }
 
 const CatalogueRow* findCall(std::string_view name) {
-    const auto found = std::find_if(std::begin(kRows), std::end(kRows),
-                                    [&](const CatalogueRow& row) { return row.name == name; });
+    const auto* const found =
+        std::find_if(std::begin(kRows), std::end(kRows),
+                     [&](const CatalogueRow& row) { return row.name == name; });
     return found != std::end(kRows) ? found : nullptr;
 }
 

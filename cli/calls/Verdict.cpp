@@ -34,8 +34,8 @@ constexpr std::array<StatusMeaning, 13> kMeanings{{
 }};
 
 const StatusMeaning* meaningOf(unsigned int status) {
-    const auto found = std::find_if(kMeanings.begin(), kMeanings.end(),
-                                    [&](const auto& row) { return status == row.status; });
+    const auto* const found = std::find_if(kMeanings.begin(), kMeanings.end(),
+                                           [&](const auto& row) { return status == row.status; });
     return found != kMeanings.end() ? &*found : nullptr;
 }
 

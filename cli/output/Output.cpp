@@ -111,7 +111,7 @@ std::string objectTable(const Json& object) {
             (member.value.IsArray() && (member.value.Empty() || isScalar(member.value[0])));
         if (oneLine) {
             name.resize(std::max(width, name.size()), ' ');
-            const std::string cell = cellText(member.value);
+            std::string cell = cellText(member.value);
             out += name + "  " + (cell.empty() ? std::string(kAbsent) : cell) + "\n";
         } else {
             out += name + "\n" + indented(toTable(member.value));
@@ -124,7 +124,7 @@ std::string csvCell(const Json& value) {
     if (value.IsNull()) {
         return {};
     }
-    const std::string text = isScalar(value) ? scalarText(value) : toString(value, false);
+    std::string text = isScalar(value) ? scalarText(value) : toString(value, false);
     if (text.find_first_of("\",") == text.npos) {
         return text;
     }

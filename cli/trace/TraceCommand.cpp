@@ -261,7 +261,7 @@ Answer Trace::info() {
 void Trace::tellDamage(const Source& source, const TraceLog& log) {
     const std::string& path = source.reader.path();
     for (const std::string& problem : log.problems()) {
-        say(path + ": " + problem);
+        say(std::string(path).append(": ").append(problem));
         isDamaged_ = true;
     }
     if (log.tornBytes() > 0) {

@@ -52,7 +52,7 @@ bool isTime(std::string_view text) {
 
 /// Seconds since the beginning of the year, with months of 31 days; -1 if there is no time.
 std::int64_t secondsOf(std::string_view time) {
-    const auto month = std::find(kMonths.begin(), kMonths.end(), time.substr(0, 3));
+    const auto* const month = std::find(kMonths.begin(), kMonths.end(), time.substr(0, 3));
     if (month == kMonths.end()) {
         return -1;
     }

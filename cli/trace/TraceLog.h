@@ -35,7 +35,8 @@ struct TraceHeader {
 struct TracePlace {
     std::int64_t round = 0;
     std::int64_t offset = 0;
-    auto operator<=>(const TracePlace&) const = default;
+    auto operator<=>(const TracePlace&) const =
+        default;  // NOLINT(modernize-use-nullptr) -- not there
 };
 
 /// One entry. The texts are views into the log.

@@ -7,7 +7,7 @@
 namespace varnockctl {
 namespace {
 
-constexpr time_t kDay = 24 * 3600;
+constexpr time_t kDay = 24 * time_t{3600};
 
 /// Local time; nothing unless strptime accepts the whole text.
 std::optional<tm> parse(const std::string& text, const char* format, const tm& defaults) {

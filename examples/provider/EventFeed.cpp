@@ -120,7 +120,7 @@ void EventFeed::follow(Shared& shared) {
     for (;;) {
         if (opened(*shared.source)) {
             if (!std::exchange(isReachable, true)) {
-                shared.relay.add({LogEvent::AgentReachable, nullptr, 0});
+                shared.relay.add({LogEvent::agentReachable, nullptr, 0});
             }
             if (relayEvents(*shared.source, shared.relay)) {
                 pause = kFirstPause;
@@ -131,7 +131,7 @@ void EventFeed::follow(Shared& shared) {
             return;
         }
         if (std::exchange(isReachable, false)) {
-            shared.relay.add({LogEvent::AgentUnreachable, nullptr, 0});
+            shared.relay.add({LogEvent::agentUnreachable, nullptr, 0});
         }
         shared.source->pause(pause);
         pause = std::min(pause * 2, kLongestPause);

@@ -28,7 +28,7 @@ class EventFeed {
 
   private:
     struct Shared;
-    static void* run(void* shared);
+    static void* run(void* argument);
     static void follow(Shared& shared);
 
     std::shared_ptr<Shared> shared_;

@@ -81,7 +81,7 @@ EventSource::Outcome EventSource::next(LogEvent& event) {
     // A broken channel was replaced, perhaps by one with the same descriptor, or there was no
     // memory for an event, or the event was malformed.
     fd_ = fd < 0 ? fd_ : fd;
-    event = {LogEvent::EntriesLost, nullptr, 0};
+    event = {LogEvent::entriesLost, nullptr, 0};
     return Outcome::event;
 }
 
@@ -90,7 +90,7 @@ EventSource::Outcome EventSource::understand(const SipJson& record, LogEvent& ev
     if (log == nullptr || !record.HasReplyData()) {
         return Outcome::nothing;
     }
-    event = {LogEvent::Entry, log, record.DataDWord()};
+    event = {LogEvent::entry, log, record.DataDWord()};
     return Outcome::event;
 }
 

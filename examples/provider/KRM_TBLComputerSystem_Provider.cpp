@@ -76,7 +76,7 @@ cimple::Property<cimple::String> wantedContact(const KRM_TBLComputerSystem& now,
     using System = KRM_TBLComputerSystem;
     cimple::Ref<System> wanted = modified(now, model, instance, &System::EnabledState,
                                           &System::RequestedState, &System::EnabledDefault);
-    const cimple::Property<cimple::String> contact = wanted->PrimaryOwnerContact;
+    cimple::Property<cimple::String> contact = wanted->PrimaryOwnerContact;
     wanted->PrimaryOwnerContact = now.PrimaryOwnerContact;
     const bool isTakenAway = contact.null && !now.PrimaryOwnerContact.null;
     if (isTakenAway || !cimple::identical(wanted.ptr(), &now)) {

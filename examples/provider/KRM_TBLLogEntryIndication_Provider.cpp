@@ -13,17 +13,17 @@ using cimple::KRM_TBLLogEntryIndication;
 
 void describe(const LogEvent& event, KRM_TBLLogEntryIndication& indication) {
     switch (event.kind) {
-        case LogEvent::Entry:
+        case LogEvent::entry:
             indication.LogName.set(event.logName);
             indication.SequenceNumber.set(event.number);
             break;
-        case LogEvent::AgentUnreachable:
+        case LogEvent::agentUnreachable:
             indication.Gap.set("Agent unreachable");
             break;
-        case LogEvent::AgentReachable:
+        case LogEvent::agentReachable:
             indication.Gap.set("Agent reachable");
             break;
-        case LogEvent::EntriesLost:
+        case LogEvent::entriesLost:
             indication.Gap.set("Entries lost");
             if (event.number != 0) {
                 indication.LostEntries.set(event.number);

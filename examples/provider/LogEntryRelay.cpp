@@ -64,16 +64,16 @@ void LogEntryRelay::add(const LogEvent& event) {
 /// Lost entries are older than all queued ones.
 void LogEntryRelay::lose(Shared& shared, const LogEvent& event) {
     shared.hasLost = true;
-    if (event.kind == LogEvent::Entry) {
+    if (event.kind == LogEvent::entry) {
         shared.lost += 1;
-    } else if (event.kind == LogEvent::EntriesLost) {
+    } else if (event.kind == LogEvent::entriesLost) {
         shared.lost += event.number;
     }
 }
 
 LogEvent LogEntryRelay::takeNext(Shared& shared) {
     if (std::exchange(shared.hasLost, false)) {
-        return {LogEvent::EntriesLost, nullptr, std::exchange(shared.lost, 0)};
+        return {LogEvent::entriesLost, nullptr, std::exchange(shared.lost, 0)};
     }
     const LogEvent event = shared.waiting.front();
     shared.waiting.pop_front();

@@ -48,7 +48,7 @@ class LogEntryRelay {
         Deliver deliver;
     };
 
-    static void* run(void* shared);
+    static void* run(void* argument);
     static void lose(Shared& shared, const LogEvent& event);
     static LogEvent takeNext(Shared& shared);
 

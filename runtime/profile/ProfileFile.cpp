@@ -39,7 +39,7 @@ char* skipBlanks(char* text) {
 }
 
 /// Removes the blanks before `end`, and terminates the text there.
-void trimEnd(char* text, char* end) {
+void trimEnd(const char* text, char* end) {
     while (end > text && isBlank(end[-1])) --end;
     *end = '\0';
 }

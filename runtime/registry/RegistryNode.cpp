@@ -191,7 +191,7 @@ class CRegistryNode::Output {
     }
 
   private:
-    static constexpr std::size_t kPieceSize = 64 * 1024;
+    static constexpr std::size_t kPieceSize = std::size_t{64} * 1024;
 
     void flushPieces() {
         if (text_.size() >= kPieceSize) flush();

@@ -144,7 +144,7 @@ class Attributes {
                          std::unique_ptr<StartBlock> start) {
     const int error = pthread_create(&thread, attributes.get(), &run, start.get());
     if (error == 0) {
-        start.release();  // the thread owns it
+        static_cast<void>(start.release());  // the thread owns it
     }
     return error;
 }

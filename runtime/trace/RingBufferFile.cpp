@@ -34,7 +34,7 @@ constexpr const char* kMappingFailed =
 
 constexpr std::size_t kLongestPath = 259;
 /// A file of this length is used even if it cannot grow to the configured size.
-constexpr std::int64_t kSmallestOldFile = 64 * 1024;
+constexpr std::int64_t kSmallestOldFile = std::int64_t{64} * 1024;
 
 /// The wait for a process that creates the file.
 constexpr int kMakingTries = 2000;

@@ -96,8 +96,8 @@ inline TraceSettings resolveSettings(const StoredTraceSettings& stored) {
     }
     // The product wraps at 32 bits before it is widened. Users rely on it.
     const long pageSize = sysconf(_SC_PAGESIZE);
-    settings.ringBufferSize =
-        std::int64_t{settings.weight * settings.factor} * (pageSize < 1 ? 4096 : pageSize) * 256;
+    const std::uint32_t product = settings.weight * settings.factor;
+    settings.ringBufferSize = std::int64_t{product} * (pageSize < 1 ? 4096 : pageSize) * 256;
     return settings;
 }
 

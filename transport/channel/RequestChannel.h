@@ -20,7 +20,7 @@ inline constexpr unsigned int kLongestTimeout = 180000;
 /// The calling thread's channel, created if necessary; null if that fails.
 [[nodiscard]] RequestChannel* getThreadSpecificDataJson();
 /// Closes and frees a channel; also runs at the end of a thread with a channel.
-void destroyThreadSpecificDataJson(void* channel);
+void destroyThreadSpecificDataJson(void* data);
 /// Connects and registers unless already done. Returns the descriptor or kNotOpened.
 [[nodiscard]] int openRequestChannel(RequestChannel* channel);
 /// Registers the calling thread's channel; closes it on failure.

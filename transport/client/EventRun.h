@@ -15,7 +15,7 @@ class EventRun {
   public:
     /// `owner` is the object that runs the thread; `wakeFd` is the read end of the termination
     /// pipe.
-    EventRun(const void* owner, int wakeFd, int eventFd);
+    EventRun(const void* owner, int wakeFd, int eventDescriptor);
     ~EventRun();
     EventRun(const EventRun&) = delete;
     EventRun& operator=(const EventRun&) = delete;

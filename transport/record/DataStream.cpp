@@ -23,6 +23,7 @@ CDataStream::CDataStream(const CDataStream& other) : CDataStream() {
     data_ = other.data_;
 }
 
+// NOLINTNEXTLINE(performance-noexcept-move-constructor) -- the empty stream has reserved memory
 CDataStream::CDataStream(CDataStream&& other) : CDataStream() {
     data_.swap(other.data_);
 }

@@ -88,6 +88,7 @@ cimple::Datetime toDatetime(long seconds, int utcOffsetMinutes) {
         utcOffsetMinutes);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param) -- callers are compiled against the signature
 cimple::Datetime toDatetime(cimple::String text) {
     cimple::Datetime result;
     // The parser passes characters to isdigit() without converting them to unsigned.

@@ -22,7 +22,7 @@ class ShPtr {
     explicit ShPtr(T* object) {
         std::unique_ptr<T> owner(object);
         core_ = new Core(object);
-        owner.release();
+        static_cast<void>(owner.release());
     }
     /// Adds an owner.
     ShPtr(const ShPtr& other) : core_(other.core_) {

@@ -22,7 +22,7 @@ using testing::ElementsAre;
 /// The steps of a source, and the record of the calls to it.
 class Script {
   public:
-    enum Step { Absent, NoMemory, Open, Entry, Nothing, Closed, Broken };
+    enum Step { absent, noMemory, open, entry, nothing, closed, broken };
 
     void add(std::initializer_list<Step> steps) {
         const std::lock_guard lock(mutex_);
@@ -79,16 +79,16 @@ class ScriptedSource final : public EventSource {
     bool open() override {
         Script::Step step{};
         if (!script_.take(step)) return false;
-        if (step == Script::NoMemory) throw std::bad_alloc();
-        return step == Script::Open;
+        if (step == Script::noMemory) throw std::bad_alloc();
+        return step == Script::open;
     }
     Outcome next(LogEvent& event) override {
         Script::Step step{};
         if (!script_.take(step)) return Outcome::woken;
-        event = {LogEvent::Entry, "log", ++number_};
-        if (step == Script::Broken) throw std::bad_alloc();
-        return step == Script::Entry    ? Outcome::event
-               : step == Script::Closed ? Outcome::closed
+        event = {LogEvent::entry, "log", ++number_};
+        if (step == Script::broken) throw std::bad_alloc();
+        return step == Script::entry    ? Outcome::event
+               : step == Script::closed ? Outcome::closed
                                         : Outcome::nothing;
     }
     void close() override { script_.note("close"); }
@@ -117,22 +117,22 @@ class EventFeed : public testing::Test {
 
 TEST_F(EventFeed, DeliversWhatComes) {
     start();
-    script.add({Script::Open, Script::Entry, Script::Nothing, Script::Entry});
+    script.add({Script::open, Script::entry, Script::nothing, Script::entry});
     EXPECT_THAT(delivered.notes(2), ElementsAre("entry", "entry"));
 }
 
 TEST_F(EventFeed, LooksForAnAbsentAgentEverLessOftenUpToALimit) {
     start();
-    script.add({Script::Absent, Script::Absent, Script::NoMemory, Script::Absent, Script::Absent,
-                Script::Absent, Script::Open, Script::Entry});
+    script.add({Script::absent, Script::absent, Script::noMemory, Script::absent, Script::absent,
+                Script::absent, Script::open, Script::entry});
     EXPECT_THAT(delivered.notes(3), ElementsAre("unreachable", "reachable", "entry"));
     EXPECT_THAT(script.notes(6), ElementsAre("1000", "2000", "4000", "8000", "10000", "10000"));
 }
 
 TEST_F(EventFeed, FollowsTheAgentThroughItsRestarts) {
     start();
-    script.add({Script::Absent, Script::Open, Script::Entry, Script::Closed, Script::Absent,
-                Script::Open, Script::Entry, Script::Broken, Script::Open});
+    script.add({Script::absent, Script::open, Script::entry, Script::closed, Script::absent,
+                Script::open, Script::entry, Script::broken, Script::open});
     EXPECT_THAT(delivered.notes(8), ElementsAre("unreachable", "reachable", "entry", "unreachable",
                                                 "reachable", "entry", "unreachable", "reachable"));
     // The received event has reset the pause.
@@ -141,13 +141,13 @@ TEST_F(EventFeed, FollowsTheAgentThroughItsRestarts) {
 
 TEST_F(EventFeed, AnAgentThatHangsUpAtOnceIsNotAskedWithoutPause) {
     start();
-    script.add({Script::Open, Script::Closed, Script::Open, Script::Closed});
+    script.add({Script::open, Script::closed, Script::open, Script::closed});
     EXPECT_THAT(script.notes(4), ElementsAre("close", "1000", "close", "2000"));
 }
 
 TEST_F(EventFeed, StoppingEndsTheSearch) {
     start();
-    script.add({Script::Absent});
+    script.add({Script::absent});
     script.awaitEnd();
     feed.stop();
     EXPECT_THAT(script.notes(1), ElementsAre("1000"));
@@ -156,7 +156,7 @@ TEST_F(EventFeed, StoppingEndsTheSearch) {
 
 TEST_F(EventFeed, StoppingEndsTheDeliveryAndTellsOfNoGap) {
     start();
-    script.add({Script::Open, Script::Entry});
+    script.add({Script::open, Script::entry});
     delivered.notes(1);
     script.awaitEnd();
     feed.stop();

@@ -34,7 +34,7 @@ TEST_F(EventSource, GivesTheEntriesOfBothLogs) {
               std::string::npos);
     pushEvent(0x0B11, numberData(41));
     ASSERT_EQ(source.next(event), Outcome::event);
-    EXPECT_EQ(event.kind, LogEvent::Entry);
+    EXPECT_EQ(event.kind, LogEvent::entry);
     EXPECT_STREQ(event.logName, "System Message Log");
     EXPECT_EQ(event.number, 41U);
     pushEvent(0x181B, numberData(42));
@@ -77,7 +77,7 @@ TEST_F(EventSource, AChannelThatWasReplacedIsALoss) {
     ASSERT_TRUE(source.open());
     agent.push(AgentReply::raw("\x40"));
     ASSERT_EQ(source.next(event), Outcome::event);
-    EXPECT_EQ(event.kind, LogEvent::EntriesLost);
+    EXPECT_EQ(event.kind, LogEvent::entriesLost);
     EXPECT_EQ(event.number, 0U);
     agent.awaitOpenConnections(1);
     pushEvent(0x0B11, numberData(8));
@@ -90,7 +90,7 @@ TEST_F(EventSource, AnEventThatCannotBeReadIsALoss) {
     ASSERT_TRUE(source.open());
     agent.push(AgentReply::json("["));
     ASSERT_EQ(source.next(event), Outcome::event);
-    EXPECT_EQ(event.kind, LogEvent::EntriesLost);
+    EXPECT_EQ(event.kind, LogEvent::entriesLost);
     source.close();
 }
 

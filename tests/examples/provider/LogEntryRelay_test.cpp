@@ -71,7 +71,7 @@ class LogEntryRelay : public testing::Test {
     }
     ~LogEntryRelay() override { relay.stop(); }
     void addEntry(unsigned int number) {
-        relay.add({krm::LogEvent::Entry, "System Message Log", number});
+        relay.add({krm::LogEvent::entry, "System Message Log", number});
     }
 
     Deliveries deliveries;
@@ -81,7 +81,7 @@ class LogEntryRelay : public testing::Test {
 TEST_F(LogEntryRelay, HandsEventsOnInTheirOrder) {
     start();
     addEntry(7);
-    relay.add({krm::LogEvent::Entry, "Driver Monitor Log", 8});
+    relay.add({krm::LogEvent::entry, "Driver Monitor Log", 8});
     EXPECT_THAT(deliveries.await(2), ElementsAre("System Message Log 7", "Driver Monitor Log 8"));
 }
 
@@ -120,8 +120,8 @@ TEST_F(LogEntryRelay, AGapThatIsLostIsStillAGap) {
     deliveries.setOpen(false);
     addEntry(0);
     deliveries.awaitBegun(1);
-    relay.add({krm::LogEvent::AgentUnreachable, nullptr, 0});
-    relay.add({krm::LogEvent::EntriesLost, nullptr, 5});
+    relay.add({krm::LogEvent::agentUnreachable, nullptr, 0});
+    relay.add({krm::LogEvent::entriesLost, nullptr, 5});
     for (unsigned int number = 1; number <= 1000; ++number) {
         addEntry(number);
     }

@@ -13,13 +13,13 @@ constexpr unsigned int kLocationText = 9;
 }  // namespace
 
 std::vector<KOLMKey> Kolm::getLANControllers(uint32 cabinetNr) {
-    return cachedControllers("getLANControllers", cabinetNr, kLanControllers);
+    return cachedControllers("getLANControllers", cabinetNr, lanControllers);
 }
 std::vector<KOLMKey> Kolm::getSCSIControllers(uint32 cabinetNr) {
-    return cachedControllers("getSCSIControllers", cabinetNr, kScsiControllers);
+    return cachedControllers("getSCSIControllers", cabinetNr, scsiControllers);
 }
 std::vector<KOLMKey> Kolm::getWANControllers(uint32 cabinetNr) {
-    return cachedControllers("getWANControllers", cabinetNr, kWanControllers);
+    return cachedControllers("getWANControllers", cabinetNr, wanControllers);
 }
 Text Kolm::getControllerComponentID(const KOLMKey& key) {
     return cachedControllerText("getControllerComponentID", key, kComponentIdText);
@@ -46,7 +46,7 @@ std::vector<KOLMKey> Kolm::cachedControllers(const char* call, uint32 cabinetNr,
 Text Kolm::cachedControllerText(const char* call, const KOLMKey& key, unsigned int index) const {
     return CallEngine::guarded(call, throwException, [&] {
         CallEngine::traceEntry(call);
-        const Text text = identities_.find(key.opCodeExt, key.objectId, index);
+        Text text = identities_.find(key.opCodeExt, key.objectId, index);
         if (text.null) {
             CallEngine::raise(call, "KolmRequest() failed");
         }

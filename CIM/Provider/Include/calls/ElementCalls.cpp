@@ -47,7 +47,7 @@ Text Kolm::elementText(const ElementText& wanted, const KOLMKey& key) const {
         return cached ? identities_.find(key.opCodeExt, key.objectId, wanted.index)
                       : nothing<Text>();
     };
-    const Text text = CallEngine::guarded(wanted.call, giveDefault, find);
+    Text text = CallEngine::guarded(wanted.call, giveDefault, find);
     if (text.null) {
         traceAt(5, VARNOCK_TRACE_TAG "%S():%S not found", wanted.call, wanted.label);
     }

@@ -5,11 +5,11 @@
 namespace varnock::calls {
 
 bool IdentityCache::keeps(unsigned int componentClass) {
-    return componentClass == kScsiControllers || componentClass == kLanControllers ||
-           componentClass == kWanControllers;
+    return componentClass == scsiControllers || componentClass == lanControllers ||
+           componentClass == wanControllers;
 }
 
-void IdentityCache::add(Classes scanned) {
+void IdentityCache::add(Classes&& scanned) {
     const ScopedLock lock(mutex_);
     for (auto& [componentClass, objects] : scanned) {
         // Old entries are merged into the new ones: merging keeps existing entries.

@@ -16,9 +16,9 @@ inline constexpr size_t kIdentityTexts = 10;
 
 /// The component classes whose identity texts are kept.
 enum ControllerClass : unsigned int {
-    kScsiControllers = 12,
-    kLanControllers = 13,
-    kWanControllers = 14
+    scsiControllers = 12,
+    lanControllers = 13,
+    wanControllers = 14
 };
 
 /// The identity texts of the controllers that were read, by class and object. Entries are never
@@ -34,7 +34,7 @@ class IdentityCache {
     static bool keeps(unsigned int componentClass);
 
     /// Adds the controllers of one scan; the texts of an existing object are replaced.
-    void add(Classes scanned);
+    void add(Classes&& scanned);
     /// A text of an object; null if the object was not read or lacks the text.
     Text find(unsigned int componentClass, unsigned int object, unsigned int index) const;
     /// The objects of a class, in their order.
