@@ -25,8 +25,12 @@ class VARNOCK_LOCK Mutex {
     }
     void unlock() VARNOCK_RELEASE() { pthread_mutex_unlock(&mutex_); }
 
+    /// The next mutex of the one list that this mutex may be in, so that adding it needs no memory.
+    Mutex*& next() { return next_; }
+
   private:
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+    Mutex* next_ = nullptr;
 };
 
 /// Holds a mutex for a scope, also when a cancelled thread unwinds. A std::condition_variable_any

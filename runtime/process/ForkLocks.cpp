@@ -2,9 +2,6 @@
 
 #include <pthread.h>
 
-#include <memory>
-#include <new>
-
 #include "runtime/Registry.h"
 #include "runtime/Synchronisation.h"
 #include "runtime/sync/EventFork.h"
@@ -15,21 +12,18 @@
 namespace varnock {
 namespace {
 
-struct ForkLock {
-    Mutex& mutex;
-    ForkLock* next;
-};
-
 /// Held during a fork, so that the lists below do not change.
 constinit Mutex forkMutex;
-constinit ForkLock* forkLocks = nullptr;
+constinit Mutex* forkLocks = nullptr;
 constinit const ForkHandlers* channels = nullptr;
 
 // The locks are taken in one function and released in others, which the analysis cannot follow.
 
 void enterLocks() VARNOCK_NOT_ANALYSED {
     forkMutex.lock();
-    for (ForkLock* lock = forkLocks; lock != nullptr; lock = lock->next) lock->mutex.lock();
+    for (Mutex* lock = forkLocks; lock != nullptr; lock = lock->next()) {
+        lock->lock();
+    }
     if (channels != nullptr) channels->prepare();
     MutexLock(CInterLock::IncDecMutex());
     CRegistry::MSpinlock.Enter();
@@ -45,7 +39,9 @@ void leaveRegistryAndCounters() VARNOCK_NOT_ANALYSED {
 }
 
 void leaveForkLocks() VARNOCK_NOT_ANALYSED {
-    for (ForkLock* lock = forkLocks; lock != nullptr; lock = lock->next) lock->mutex.unlock();
+    for (Mutex* lock = forkLocks; lock != nullptr; lock = lock->next()) {
+        lock->unlock();
+    }
     forkMutex.unlock();
 }
 
@@ -71,19 +67,16 @@ void leaveLocksInChild() VARNOCK_NOT_ANALYSED {
 }  // namespace
 
 void addForkLock(Mutex& mutex) {
-    std::unique_ptr<ForkLock> added(new (std::nothrow) ForkLock{mutex, nullptr});
-    if (added == nullptr) return;
     const ScopedLock lock(forkMutex);
-    added->next = forkLocks;
-    forkLocks = added.release();
+    mutex.next() = forkLocks;
+    forkLocks = &mutex;
 }
 
 void removeForkLock(Mutex& mutex) {
     const ScopedLock lock(forkMutex);
-    for (ForkLock** link = &forkLocks; *link != nullptr; link = &(*link)->next) {
-        if (&(*link)->mutex == &mutex) {
-            const std::unique_ptr<ForkLock> removed(*link);
-            *link = removed->next;
+    for (Mutex** link = &forkLocks; *link != nullptr; link = &(*link)->next()) {
+        if (*link == &mutex) {
+            *link = mutex.next();
             return;
         }
     }

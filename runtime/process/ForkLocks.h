@@ -11,7 +11,7 @@
 // event; the trace lock.
 namespace varnock {
 
-/// Lets fork() take a mutex and release it in parent and child. Does nothing without memory.
+/// Lets fork() take a mutex and release it in parent and child.
 /// REQUIRES: the mutex is removed before it is destroyed.
 void addForkLock(Mutex& mutex);
 /// Undoes addForkLock().

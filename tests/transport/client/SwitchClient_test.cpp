@@ -230,7 +230,7 @@ TEST(SwitchClientMemory, ARequestSurvivesTheLackOfAnyMemory) {
     });
     for (const bool isConnected : {false, true}) {
         std::size_t memoryFailures = 0;
-        Client client("test");
+        OpenClient client("test");
         const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
             std::optional<SipJson> command(std::in_place, 0x1234, 5, 6, 7, SipJson::noStatus);
             if (!isConnected) {
@@ -265,7 +265,7 @@ TEST(SwitchClientMemory, ARequestSurvivesTheLackOfAnyMemory) {
 TEST(SwitchClientMemory, ConstructingAClientNeedsNone) {
     SKIP_IF_MALLOC_IS_REPLACED();
     const FailingMalloc failure(1, FailingMalloc::Times::always);
-    const Client client("a name that does not fit into a short string");
+    const OpenClient client("a name that does not fit into a short string");
     EXPECT_FALSE(failure.happened());
 }
 
