@@ -10,6 +10,7 @@
 #include "runtime/Synchronisation.h"
 #include "tests/support/ForkedUse.h"
 #include "tests/support/PosixThread.h"
+#include "tests/support/Sanitizers.h"
 
 namespace varnock::test {
 namespace {
@@ -20,21 +21,25 @@ class ForkedChildren : public testing::Test {
 };
 
 TEST_F(ForkedChildren, Count) {
+    SKIP_IF_FORKED_THREADS_ARE_LOST();
     long counter = 0;
     expectToWorkInChildren([&] { return CInterLock::LockedIncrement(&counter) > 0; });
 }
 
 TEST_F(ForkedChildren, UseNamedEvents) {
+    SKIP_IF_FORKED_THREADS_ARE_LOST();
     CEvent event(1, 1, "forked");
     expectToWorkInChildren([&] { return event.IfSet() == 1; });
 }
 
 TEST_F(ForkedChildren, UseEventsWithoutAName) {
+    SKIP_IF_FORKED_THREADS_ARE_LOST();
     CEvent event(1, 1, nullptr);
     expectToWorkInChildren([&] { return event.IfSet() == 1 && event.Wait(0) == 0; });
 }
 
 TEST_F(ForkedChildren, MakeAndDestroyEvents) {
+    SKIP_IF_FORKED_THREADS_ARE_LOST();
     CEvent older(1, 1, nullptr);
     expectToWorkInChildren([&] {
         CEvent first(0, 0, "made");
@@ -44,6 +49,7 @@ TEST_F(ForkedChildren, MakeAndDestroyEvents) {
 }
 
 TEST_F(ForkedChildren, TakeLocksOfOtherRooms) {
+    SKIP_IF_FORKED_THREADS_ARE_LOST();
     std::array<Mutex, 3> mutexes;
     for (Mutex& mutex : mutexes) addForkLock(mutex);
     expectToWorkInChildren([&] {
@@ -60,6 +66,7 @@ TEST_F(ForkedChildren, TakeLocksOfOtherRooms) {
 }
 
 TEST_F(ForkedChildren, HaveNoWaitersOfTheParent) {
+    SKIP_IF_FORKED_THREADS_ARE_LOST();
     auto event = std::make_unique<CEvent>(0, 0, nullptr);
     PosixThread waiter([&] { event->Wait(0xFFFFFFFF); });
     while (event->Create(0, 0, nullptr) == 1) std::this_thread::yield();  // fails once it waits
