@@ -31,21 +31,24 @@ using testing::Eq;
 enum class Leaks { allowed, none };
 
 /// Calls `operation` with its n-th allocation failing, and then `check`, for each n until none
-/// fails. A leak is a block that the operation leaves.
+/// fails: first with that one alone, then with all later ones. A leak is a block that the operation
+/// leaves.
 void forEachAllocation(Leaks leaks, const std::function<void()>& operation,
                        const std::function<void(bool failed)>& check) {
-    for (std::size_t n = 1; n < 10'000 && !testing::Test::HasFailure(); ++n) {
-        FailingMalloc failure(n);
-        operation();
-        failure.end();
-        SCOPED_TRACE("allocation " + std::to_string(n));
-        if (leaks == Leaks::none) {
-            EXPECT_EQ(failure.blocksLeft(), 0U);
-        }
-        check(failure.happened());
-        if (!failure.happened()) {
-            EXPECT_GT(n, 1U) << "nothing is allocated";
-            return;
+    for (const auto times : {FailingMalloc::Times::once, FailingMalloc::Times::always}) {
+        bool failed = true;
+        for (std::size_t n = 1; failed && n < 10'000 && !testing::Test::HasFailure(); ++n) {
+            FailingMalloc failure(n, times);
+            operation();
+            failure.end();
+            failed = failure.happened();
+            SCOPED_TRACE("allocation " + std::to_string(n) + " and mode " +
+                         std::to_string(static_cast<int>(times)));
+            if (leaks == Leaks::none) {
+                EXPECT_EQ(failure.blocksLeft(), 0U);
+            }
+            EXPECT_TRUE(failed || n > 1) << "nothing is allocated";
+            check(failed);
         }
     }
 }
