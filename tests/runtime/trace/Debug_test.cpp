@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +17,8 @@
 #include <vector>
 
 #include "runtime/Registry.h"
+#include "runtime/files/FileDescriptor.h"
+#include "tests/support/EventfulClock.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FixedClock.h"
 #include "tests/support/PosixThread.h"
@@ -621,6 +624,31 @@ TEST(DebugLocks, AreTakenAfterTheRegistrysByATraceThatIsBeingBuilt) {
     }));
     builder.join();
     EXPECT_EQ(trace.count("traced meanwhile"), 1U);
+}
+
+TEST(DebugLocks, AreFreeWhileATraceThatIsBeingBuiltWaitsForAnotherSaver) {
+    const TemporaryDirectory directory;
+    setenv("QX_SYSTEM_DIR", directory.path().c_str(), 1);
+    setenv("QX_LOG_RINGBUF_DIR", directory.path().c_str(), 1);
+    setenv("QX_LOG_RINGBUF_WEIGHT", "1", 1);
+    writeFile(directory.file("registry"), "[HKEY_LOCAL_MACHINE]\n\n\n");
+    FileDescriptor saver(
+        open(directory.file("registry.new").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_EQ(flock(saver.get(), LOCK_EX), 0);
+    const TraceCapture trace;
+    int pauses = 0;
+    const EventfulClock clock([&] {
+        ++pauses;
+        std::thread([] {
+            const CriticalSectionGuard registry(CRegistry::MSpinlock);
+            Debug.Print(0, "traced meanwhile");
+        }).join();
+        saver.reset();
+    });
+    const CDebug another(TovQXObjectName);
+    EXPECT_EQ(pauses, 1);
+    EXPECT_EQ(trace.count("traced meanwhile"), 1U);
+    EXPECT_EQ(another.m_bActive, 1U);
 }
 
 // The forking thread takes the lock of the registry first. In reverse order it would wait for ever
