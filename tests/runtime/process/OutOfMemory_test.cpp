@@ -16,7 +16,7 @@
 #include "runtime/Registry.h"
 #include "runtime/Synchronisation.h"
 #include "runtime/trace/RingBufferFile.h"
-#include "tests/support/FailingMalloc.h"
+#include "tests/support/EveryAllocation.h"
 #include "tests/support/Sanitizers.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
@@ -30,27 +30,21 @@ using testing::Eq;
 
 enum class Leaks { allowed, none };
 
-/// Calls `operation` with its n-th allocation failing, and then `check`, for each n until none
-/// fails: first with that one alone, then with all later ones. A leak is a block that the operation
-/// leaves.
+/// Calls `operation` and then `check` for every allocation that can fail. A leak is a block that
+/// the operation leaves.
 void forEachAllocation(Leaks leaks, const std::function<void()>& operation,
                        const std::function<void(bool failed)>& check) {
-    for (const auto times : {FailingMalloc::Times::once, FailingMalloc::Times::always}) {
-        bool failed = true;
-        for (std::size_t n = 1; failed && n < 10'000 && !testing::Test::HasFailure(); ++n) {
-            FailingMalloc failure(n, times);
-            operation();
-            failure.end();
-            failed = failure.happened();
-            SCOPED_TRACE("allocation " + std::to_string(n) + " and mode " +
-                         std::to_string(static_cast<int>(times)));
-            if (leaks == Leaks::none) {
-                EXPECT_EQ(failure.blocksLeft(), 0U);
-            }
-            EXPECT_TRUE(failed || n > 1) << "nothing is allocated";
-            check(failed);
+    const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
+        FailingMalloc failure(call.n, call.times);
+        operation();
+        failure.end();
+        if (leaks == Leaks::none) {
+            EXPECT_EQ(failure.blocksLeft(), 0U);
         }
-    }
+        check(failure.happened());
+        return failure.happened();
+    });
+    EXPECT_GT(failures, 0U);
 }
 
 /// A process with a registry of one key and one value in a temporary directory.
