@@ -61,13 +61,14 @@ class VARNOCK_EXPORT CRegistry {
     /// Loads the tree if it is not loaded. Prints failures.
     static void SetupTree();
     /// Writes the tree if it was changed. Prints a failure, keeps the old file, sets errno and
-    /// throws int 0.
+    /// throws int 0. While another process saves, waits for up to five seconds without MSpinlock,
+    /// which is a cancellation point; then that is a failure (EWOULDBLOCK).
     static void SaveTree();
     /// Loads the file again, calls `change`, and writes the file if that returns true. No other
     /// process can save in between, so none of their changes is lost; unsaved changes of this
-    /// process are lost. Returns false if there is no file. Throws as SaveTree() does, and what
-    /// `change` throws; the file then stays unchanged. A change that is not saved is also reverted
-    /// in memory. A call inside a change is a part of that change.
+    /// process are lost. Returns false if there is no file. Waits and throws as SaveTree() does,
+    /// and throws what `change` throws; the file then stays unchanged. A change that is not saved
+    /// is also reverted in memory. A call inside a change is a part of that change.
     static bool UpdateTree(const std::function<bool()>& change);
     /// Clears the fields and loads the tree; every constructor calls it.
     void InitClass();
