@@ -143,11 +143,10 @@ Json infoOf(const std::string& path, const TraceLog& log, JsonAllocator& allocat
     add(info, "wraps", orNull(header.wraps), allocator);
     add(info, "size", orNull(header.size), allocator);
     add(info, "position", orNull(header.position), allocator);
-    const auto& entries = log.entries();
-    add(info, "entries", Json(static_cast<std::uint64_t>(entries.size())), allocator);
-    add(info, "oldest", entries.empty() ? Json() : text(entries.front().time, allocator),
-        allocator);
-    add(info, "newest", entries.empty() ? Json() : text(entries.back().time, allocator), allocator);
+    const bool isEmpty = log.count() == 0;
+    add(info, "entries", Json(static_cast<std::uint64_t>(log.count())), allocator);
+    add(info, "oldest", isEmpty ? Json() : text(log.oldestTime(), allocator), allocator);
+    add(info, "newest", isEmpty ? Json() : text(log.newestTime(), allocator), allocator);
     add(info, "tornBytes", Json(log.tornBytes()), allocator);
     Json problems(rapidjson::kArrayType);
     for (const std::string& problem : log.problems()) {
@@ -192,7 +191,7 @@ class Trace {
     Answer run();
 
   private:
-    Logs readAll();
+    Logs readAll(const TraceSelection& selection);
     void tellDamage(const Source& source, const TraceLog& log);
     [[nodiscard]] bool show(const Logs& logs, std::optional<unsigned int> last, Flush flush);
     [[nodiscard]] bool print(const MergedEntry& merged, Flush flush);
@@ -212,7 +211,7 @@ class Trace {
 };
 
 /// Reads all readable files. Throws Failure if there is none.
-Logs Trace::readAll() {
+Logs Trace::readAll(const TraceSelection& selection) {
     Logs logs(sources_.size());
     std::vector<Failure> failures;
     std::size_t count = 0;
@@ -221,7 +220,7 @@ Logs Trace::readAll() {
             continue;
         }
         try {
-            logs[i] = sources_[i].reader.read();
+            logs[i] = sources_[i].reader.read(selection);
             ++count;
         } catch (const Failure& failure) {
             failures.push_back(failure);
@@ -241,7 +240,7 @@ Logs Trace::readAll() {
 }
 
 Answer Trace::info() {
-    const Logs logs = readAll();
+    const Logs logs = readAll({.passes = [](const TraceEntry&) { return false; }});
     Answer answer;
     auto& allocator = answer.document.GetAllocator();
     Json all(rapidjson::kArrayType);
@@ -277,13 +276,8 @@ bool Trace::show(const Logs& logs, std::optional<unsigned int> last, Flush flush
         if (logs[i] == nullptr) {
             continue;
         }
-        const auto& entries = logs[i]->entries();
-        const auto processes = isOneOfSeveral_ ? processesOf(entries)
-                                               : std::vector<std::optional<pid_t>>(entries.size());
-        for (std::size_t n = 0; n < entries.size(); ++n) {
-            if (entries[n].place >= sources_[i].shownUpTo && filter_.passes(entries[n])) {
-                wanted[i].push_back({&entries[n], i, processes[n]});
-            }
+        for (const TraceEntry& entry : logs[i]->entries()) {
+            wanted[i].push_back({&entry, i});
         }
         sources_[i].shownUpTo = logs[i]->end();
     }
@@ -307,24 +301,26 @@ bool Trace::print(const MergedEntry& merged, Flush flush) {
         item = toJson(*merged.entry, allocator);
         if (isOneOfSeveral_) {
             add(item, "file", source.name(), allocator);
-            add(item, "process", merged.process ? Json(*merged.process) : Json(), allocator);
+            const auto process = merged.entry->process;
+            add(item, "process", process ? Json(*process) : Json(), allocator);
         }
     }
     const std::string line(merged.entry->line);
-    return printItem(item, isOneOfSeveral_ ? source.label(merged.process) + line : line,
+    return printItem(item, isOneOfSeveral_ ? source.label(merged.entry->process) + line : line,
                      options_.format, flush);
 }
 
 bool Trace::showAll() {
-    const Logs logs = readAll();
+    const bool isUnlimited = !trace_.follow || trace_.last || !trace_.since.empty();
+    const std::optional<unsigned int> last = isUnlimited ? trace_.last : kFollowedPast;
+    const Logs logs = readAll(
+        {.passes = [&](const TraceEntry& entry) { return filter_.passes(entry); }, .last = last});
     for (std::size_t i = 0; i < logs.size(); ++i) {
         if (logs[i] != nullptr) {
             tellDamage(sources_[i], *logs[i]);
         }
     }
-    const bool isUnlimited = !trace_.follow || trace_.last || !trace_.since.empty();
-    return show(logs, isUnlimited ? trace_.last : kFollowedPast,
-                trace_.follow ? Flush::now : Flush::later);
+    return show(logs, last, trace_.follow ? Flush::now : Flush::later);
 }
 
 Answer Trace::run() {
@@ -377,10 +373,21 @@ bool Trace::wait(Clock::time_point started, const Wakeup& wakeup) {
 bool Trace::showChanges() {
     Logs logs(sources_.size());
     for (std::size_t i = 0; i < sources_.size(); ++i) {
-        logs[i] = sources_[i].reader.readChanged();
-        if (logs[i] != nullptr) {
-            findPlace(sources_[i], *logs[i]);
-        }
+        Source& source = sources_[i];
+        bool isFound = false;
+        logs[i] = source.reader.readChanged({.begin =
+                                                 [&](const TraceLog& log) {
+                                                     // Once, though a file may be read again
+                                                     // because it changes.
+                                                     if (!std::exchange(isFound, true)) {
+                                                         findPlace(source, log);
+                                                     }
+                                                 },
+                                             .passes =
+                                                 [&](const TraceEntry& entry) {
+                                                     return entry.place >= source.shownUpTo &&
+                                                            filter_.passes(entry);
+                                                 }});
     }
     const auto files = std::count_if(sources_.begin(), sources_.end(),
                                      [](const Source& source) { return source.reader.hasRead(); });

@@ -14,6 +14,9 @@ namespace {
 using varnock::isDigit;
 using namespace varnock::tracefile;
 
+/// Longer than any entry and than the ruled line before a record boundary.
+constexpr std::int64_t kLongestLine = 4096;
+
 constexpr std::int64_t kNoSeam = std::numeric_limits<std::int64_t>::max();
 
 std::string valueOf(std::string_view header, std::size_t field) {
@@ -124,20 +127,50 @@ std::optional<TraceEntry> parseTraceEntry(std::string_view line) {
     return isThread ? std::optional(entry) : std::nullopt;
 }
 
-TraceLog::TraceLog(std::string bytes, std::optional<std::int64_t> written)
-    : bytes_(std::move(bytes)), header_(TraceHeader::parse(bytes_)) {
-    order(written);
+TraceLog::TraceLog(TraceBytes bytes, std::optional<std::int64_t> written,
+                   const TraceSelection& selection)
+    : bytes_(std::move(bytes)), header_(TraceHeader::parse(bytes_.view(0, TraceHeader::kLength))) {
+    const std::vector<Piece> pieces = order(written);
+    if (selection.begin) {
+        selection.begin(*this);
+    }
+    const Sink keep = [&](std::string line, TracePlace place) {
+        TraceEntry entry = parseTraceEntry(line).value();
+        entry.place = place;
+        processes_.add(entry.message);
+        newestTime_ = entry.time;
+        if (count_ == 0) {
+            oldestTime_ = entry.time;
+        }
+        if (!selection.passes || selection.passes(entry)) {
+            kept_.push_back({std::move(line), place, count_});
+        }
+        if (selection.last && kept_.size() > *selection.last) {
+            kept_.pop_front();
+        }
+        ++count_;
+        return true;
+    };
+    for (const Piece& piece : pieces) {
+        take(piece, keep);
+    }
+    entries_.reserve(kept_.size());
+    for (const Kept& kept : kept_) {
+        TraceEntry& entry = entries_.emplace_back(parseTraceEntry(kept.line).value());
+        entry.place = kept.place;
+        entry.process = processes_.of(kept.number);
+    }
+    bytes_ = TraceBytes(std::string());
 }
 
-std::string_view TraceLog::lineAt(std::int64_t offset, std::int64_t end) const {
-    const auto length = static_cast<std::size_t>(end - offset);
-    const std::string_view rest =
-        std::string_view(bytes_).substr(static_cast<std::size_t>(offset), length);
-    return rest.substr(0, rest.find('\n'));
+TraceLog::Line TraceLog::lineAt(std::int64_t offset, std::int64_t end) {
+    const std::int64_t length = bytes_.findNewline(offset, end) - offset;
+    const auto shown = static_cast<std::size_t>(std::min(length, kLongestLine));
+    return {bytes_.view(offset, shown), length};
 }
 
-void TraceLog::order(std::optional<std::int64_t> written) {
-    const auto length = static_cast<std::int64_t>(bytes_.size());
+std::vector<TraceLog::Piece> TraceLog::order(std::optional<std::int64_t> written) {
+    const std::int64_t length = bytes_.size();
     if (!header_.isLabelled) {
         problems_.emplace_back("the header fields do not have their labels");
     }
@@ -155,64 +188,60 @@ void TraceLog::order(std::optional<std::int64_t> written) {
     if (!header_.position || *header_.position < kEntriesBegin || *header_.position > size_) {
         problems_.emplace_back(
             "the position in the header is invalid: the entries are shown in file order");
-        orderAsItStands();
-        return;
+        return orderAsItStands();
     }
     position_ = *header_.position;
     // Entries written during the copy are neither old nor new.
     const bool moved = written && *written != position_;
-    orderRounds(moved ? std::min(std::max(*written, position_) + kLongestEntry, size_)
-                      : behindUnfinished());
+    const std::int64_t oldest =
+        moved ? std::min(std::max(*written, position_) + kLongestEntry, size_) : behindUnfinished();
+    begin_ = {round_ - 1, oldest};
+    return piecesOf(oldest);
 }
 
 /// The end of a partial entry at the position, left by a writer that died. Its time distinguishes
 /// it from an old entry at the same place.
 std::int64_t TraceLog::behindUnfinished() {
-    const std::string_view line = lineAt(position_, size_);
-    const auto entry = parseTraceEntry(line);
-    const std::string_view newest = newestTime();
+    const std::string newest = timeBefore(position_);
+    const Line line = lineAt(position_, size_);
+    const auto entry = line.isWhole() ? parseTraceEntry(line.text) : std::nullopt;
     if (!entry || isFiller(*entry) || newest.empty() || isEarlier(entry->time, newest)) {
         return position_;
     }
-    const auto length = static_cast<std::int64_t>(line.size()) + 1;
-    tornBytes_ += length;
-    return std::min(position_ + length, size_);
+    tornBytes_ += line.length + 1;
+    return std::min(position_ + line.length + 1, size_);
 }
 
 /// The time of the last entry before the position, empty if there is none.
-std::string_view TraceLog::newestTime() const {
-    const std::string_view round =
-        std::string_view(bytes_).substr(0, static_cast<std::size_t>(position_));
-    for (std::size_t end = round.size(); end > TraceHeader::kLength;) {
-        const std::size_t begin = round.rfind('\n', end - 2) + 1;
-        if (const auto entry = parseTraceEntry(round.substr(begin, end - 1 - begin))) {
-            return entry->time;
+std::string TraceLog::timeBefore(std::int64_t position) {
+    for (std::int64_t end = position; end > kEntriesBegin;) {
+        // The line that ends before `end` begins after the newline before it.
+        const std::int64_t first = std::max(end - 1 - kLongestLine, kEntriesBegin);
+        const std::string_view text = bytes_.view(first, static_cast<std::size_t>(end - 1 - first));
+        const std::size_t newline = text.rfind('\n');
+        const std::string_view line = text.substr(newline == text.npos ? 0 : newline + 1);
+        const bool isWhole = newline != text.npos || first == kEntriesBegin;
+        if (const auto entry = isWhole ? parseTraceEntry(line) : std::nullopt) {
+            return std::string(entry->time);
         }
-        end = begin;
+        end = newline == text.npos ? first : first + static_cast<std::int64_t>(newline) + 1;
     }
     return {};
 }
 
-void TraceLog::orderAsItStands() {
+std::vector<TraceLog::Piece> TraceLog::orderAsItStands() {
     // A writer starts there in such a file, as in a file that is just being created.
     position_ = kEntriesBegin;
     begin_ = {round_, kEntriesBegin};
-    if (size_ > kEntriesBegin) {
-        take({kEntriesBegin, size_, round_, kNoSeam}, entries_);
+    if (size_ <= kEntriesBegin) {
+        return {};
     }
-}
-
-void TraceLog::orderRounds(std::int64_t oldest) {
-    begin_ = {round_ - 1, oldest};
-    for (const Piece& piece : piecesOf(oldest)) {
-        take(piece, entries_);
-    }
+    return {{kEntriesBegin, size_, round_, kNoSeam}};
 }
 
 /// The offset of the first entry of a round, given the end of its description: after a kept
 /// initialisation, else at a record boundary. The second value is true if one is kept.
-std::pair<std::int64_t, bool> TraceLog::beginOfRound(std::int64_t described,
-                                                     std::int64_t end) const {
+std::pair<std::int64_t, bool> TraceLog::beginOfRound(std::int64_t described, std::int64_t end) {
     const auto kept = round_ > 0 ? endOfLine(kEndOfInitialisation, described, end) : std::nullopt;
     return {std::min(kept.value_or(behindDescription(described)), end), kept.has_value()};
 }
@@ -254,55 +283,67 @@ std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
 }
 
 bool TraceLog::holdsEntries(const Piece& piece) {
-    std::vector<TraceEntry> entries;
-    const std::int64_t torn = std::exchange(tornBytes_, 0);
-    take(piece, entries);
+    bool isFound = false;
+    const std::int64_t torn = tornBytes_;
+    take(piece, [&](const std::string&, TracePlace) {
+        isFound = true;
+        return false;
+    });
     tornBytes_ = torn;
-    return !entries.empty();
+    return isFound;
 }
 
 /// The offset after the first entry with this message.
 std::optional<std::int64_t> TraceLog::endOfLine(std::string_view message, std::int64_t begin,
-                                                std::int64_t end) const {
+                                                std::int64_t end) {
     const std::string ending = kBehindThread + std::string(message) + "\n";
-    const std::string_view range =
-        std::string_view(bytes_).substr(0, static_cast<std::size_t>(end));
-    const std::size_t found = range.find(ending, static_cast<std::size_t>(begin));
-    return found != range.npos ? std::optional(static_cast<std::int64_t>(found + ending.size()))
-                               : std::nullopt;
+    constexpr auto kStep = static_cast<std::int64_t>(TraceBytes::kLongestView / 2);
+    for (; begin < end; begin += kStep) {
+        const auto length =
+            std::min(end - begin, kStep + static_cast<std::int64_t>(ending.size()) - 1);
+        const std::size_t found = bytes_.view(begin, static_cast<std::size_t>(length)).find(ending);
+        if (found != std::string_view::npos) {
+            return begin + static_cast<std::int64_t>(found + ending.size());
+        }
+    }
+    return std::nullopt;
 }
 
-void TraceLog::take(const Piece& piece, std::vector<TraceEntry>& entries) {
-    TraceEntry* current = nullptr;
+void TraceLog::take(const Piece& piece, const Sink& sink) {
+    std::string current;  // the entry so far, empty if there is none
+    TracePlace place;
+    const auto isWanted = [&] {
+        return current.empty() || sink(std::exchange(current, {}), place);
+    };
     for (std::int64_t offset = piece.begin; offset < piece.end;) {
-        const std::string_view line = lineAt(offset, piece.end);
-        const auto next = offset + static_cast<std::int64_t>(line.size()) + 1;
-        const bool isWhole = next <= piece.end;
+        const Line line = lineAt(offset, piece.end);
+        const std::int64_t next = offset + line.length + 1;
+        const bool isWhole = next <= piece.end && line.isWhole();
         // Only the last line of the file can consist of just a newline.
-        const bool isNoText = isRuled(line) || (line.empty() && next == size_);
-        auto entry = isWhole ? parseTraceEntry(line) : std::nullopt;
-        if (entry && current != nullptr && offset > piece.firstSeam &&
-            isEarlier(entry->time, current->time)) {
+        const bool isNoText =
+            (line.isWhole() && isRuled(line.text)) || (line.length == 0 && next == size_);
+        const auto entry = isWhole ? parseTraceEntry(line.text) : std::nullopt;
+        if (entry && !current.empty() && offset > piece.firstSeam &&
+            isEarlier(entry->time, std::string_view(current).substr(0, kTimeLength))) {
             break;
         }
-        if (entry) {
-            current = nullptr;
-            if (!isFiller(*entry)) {
-                entry->place = {piece.round, offset};
-                current = &entries.emplace_back(*entry);
-            }
-        } else if (isWhole && current != nullptr && next - current->place.offset <= kLongestEntry &&
-                   !isNoText) {
+        if (!entry && isWhole && !current.empty() && next - place.offset <= kLongestEntry &&
+            !isNoText) {
             // A message with several lines.
-            const std::size_t more = line.size() + 1;
-            current->line = {current->line.data(), current->line.size() + more};
-            current->message = {current->message.data(), current->message.size() + more};
+            current.append(1, '\n').append(line.text);
         } else {
-            current = nullptr;
-            tornBytes_ += isNoText ? 0 : std::min(next, piece.end) - offset;
+            const bool isFilling = entry && isFiller(*entry);
+            const std::string begun(entry && !isFilling ? entry->line : std::string_view());
+            if (!isWanted()) {
+                return;
+            }
+            current = begun;
+            place = {piece.round, offset};
+            tornBytes_ += entry || isNoText ? 0 : std::min(next, piece.end) - offset;
         }
         offset = next;
     }
+    static_cast<void>(isWanted());
 }
 
 }  // namespace varnockctl

@@ -1,12 +1,18 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "cli/trace/TraceBytes.h"
+#include "cli/trace/TraceProcesses.h"
 #include "runtime/trace/TraceFileFormat.h"
 
 namespace varnockctl {
@@ -46,12 +52,25 @@ struct TraceEntry {
     std::string_view time;  ///< "Mmm dd hh:mm:ss"
     std::string_view host;
     std::string_view application;
-    std::string_view thread;   ///< 16 hexadecimal digits
-    std::string_view message;  ///< may contain newlines
+    std::string_view thread;                      ///< 16 hexadecimal digits
+    std::string_view message;                     ///< may contain newlines
+    std::optional<pid_t> process = std::nullopt;  ///< nothing if the file does not name it
 };
 
 /// The entry that starts on a line, if any.
 std::optional<TraceEntry> parseTraceEntry(std::string_view line);
+
+class TraceLog;
+
+/// The entries of a log that are kept. The others are read but need no memory.
+struct TraceSelection {
+    /// Called before the first entry.
+    std::function<void(const TraceLog& log)> begin = {};
+    /// True for an entry to keep; empty: all.
+    std::function<bool(const TraceEntry& entry)> passes = {};
+    /// Keep only this many of the newest.
+    std::optional<std::size_t> last = std::nullopt;
+};
 
 /// The entries of a ring-buffer file from the oldest to the newest, from a copy of its bytes. The
 /// format is described in docs/trace-file.md. Of a damaged or truncated file, as many entries as
@@ -60,12 +79,20 @@ class TraceLog {
   public:
     /// `written` is the position in the header after the bytes were copied: the entries between the
     /// two positions may be mixed with newer ones.
-    explicit TraceLog(std::string bytes, std::optional<std::int64_t> written = std::nullopt);
+    explicit TraceLog(TraceBytes bytes, std::optional<std::int64_t> written = std::nullopt,
+                      const TraceSelection& selection = {});
+    explicit TraceLog(std::string bytes, std::optional<std::int64_t> written = std::nullopt)
+        : TraceLog(TraceBytes(std::move(bytes)), written) {}
     TraceLog(const TraceLog&) = delete;
     TraceLog& operator=(const TraceLog&) = delete;
 
     const TraceHeader& header() const { return header_; }
+    /// The entries that are kept.
     const std::vector<TraceEntry>& entries() const { return entries_; }
+    /// The number of all entries, and the times of the first and of the last one.
+    std::size_t count() const { return count_; }
+    const std::string& oldestTime() const { return oldestTime_; }
+    const std::string& newestTime() const { return newestTime_; }
     /// Bytes of partly overwritten entries.
     std::int64_t tornBytes() const { return tornBytes_; }
     /// Descriptions of the damage.
@@ -89,22 +116,41 @@ class TraceLog {
             firstSeam;  ///< after it, an entry earlier than its predecessor is from an older round
     };
 
-    void order(std::optional<std::int64_t> written);
-    void orderAsItStands();
+    /// A line, of which the text is the beginning if it is longer than any entry.
+    struct Line {
+        std::string_view text;
+        std::int64_t length;
+        bool isWhole() const { return static_cast<std::int64_t>(text.size()) == length; }
+    };
+    /// An entry that is kept.
+    struct Kept {
+        std::string line;
+        TracePlace place;
+        std::size_t number;  ///< in the order of all entries
+    };
+    /// Returns false to end the reading.
+    using Sink = std::function<bool(std::string line, TracePlace place)>;
+
+    std::vector<Piece> order(std::optional<std::int64_t> written);
+    std::vector<Piece> orderAsItStands();
     std::int64_t behindUnfinished();
-    std::string_view newestTime() const;
-    void orderRounds(std::int64_t oldest);
+    std::string timeBefore(std::int64_t position);
     std::vector<Piece> piecesOf(std::int64_t oldest);
-    std::pair<std::int64_t, bool> beginOfRound(std::int64_t described, std::int64_t end) const;
+    std::pair<std::int64_t, bool> beginOfRound(std::int64_t described, std::int64_t end);
     bool holdsEntries(const Piece& piece);
     std::optional<std::int64_t> endOfLine(std::string_view message, std::int64_t begin,
-                                          std::int64_t end) const;
-    void take(const Piece& piece, std::vector<TraceEntry>& entries);
-    std::string_view lineAt(std::int64_t offset, std::int64_t end) const;
+                                          std::int64_t end);
+    void take(const Piece& piece, const Sink& sink);
+    Line lineAt(std::int64_t offset, std::int64_t end);
 
-    std::string bytes_;
+    TraceBytes bytes_;
     TraceHeader header_;
+    std::deque<Kept> kept_;
     std::vector<TraceEntry> entries_;
+    TraceProcesses processes_;
+    std::size_t count_ = 0;
+    std::string oldestTime_;
+    std::string newestTime_;
     std::vector<std::string> problems_;
     std::int64_t tornBytes_ = 0;
     std::int64_t size_ = 0;  ///< of the used part

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <sys/types.h>
 #include <time.h>
 
 #include <cstddef>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -12,15 +10,10 @@
 
 namespace varnockctl {
 
-/// The process that wrote each entry of a log; nothing if the file does not name it. A description
-/// names the process of its work cycle.
-std::vector<std::optional<pid_t>> processesOf(const std::vector<TraceEntry>& entries);
-
 /// An entry of one of several logs. A view into its log.
 struct MergedEntry {
     const TraceEntry* entry;
     std::size_t source;  ///< index of the log
-    std::optional<pid_t> process;
 };
 
 /// The entries of all lists, sorted by time. Each list keeps its order. Times have a resolution of

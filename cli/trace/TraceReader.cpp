@@ -35,35 +35,40 @@ class TraceReader::File {
     unsigned long device() const { return status_.st_dev; }
     unsigned long inode() const { return status_.st_ino; }
 
-    /// The first `count` bytes, or fewer if the file is shorter.
-    std::string bytes(std::size_t count) const {
+    /// The bytes at an offset, or fewer at the end.
+    std::string bytes(std::int64_t offset, std::size_t count) const {
         std::string bytes(count, '\0');
         std::size_t got = 0;
         while (got < count) {
-            const ssize_t more =
-                pread(descriptor_, bytes.data() + got, count - got, static_cast<off_t>(got));
-            if (more < 0 && errno == EINTR) {
-                continue;
-            }
-            if (more <= 0) {
+            const std::size_t more =
+                readSome(offset + static_cast<std::int64_t>(got), bytes.data() + got, count - got);
+            if (more == 0) {
                 break;
             }
-            got += static_cast<std::size_t>(more);
+            got += more;
         }
         bytes.resize(got);
         return bytes;
     }
+    /// Reads up to `count` bytes; 0 at the end or after an error.
+    std::size_t readSome(std::int64_t offset, char* to, std::size_t count) const {
+        ssize_t got = -1;
+        do {
+            got = pread(descriptor_, to, count, offset);
+        } while (got < 0 && errno == EINTR);
+        return static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+    }
     /// The used part of the file. Positions have 32 bits: a longer file whose header has no valid
     /// size is not a trace file.
-    std::string all() const {
-        constexpr std::int64_t longest = roundUpToRecords(kLargestSize);
+    std::int64_t usedSize() const {
+        constexpr std::int64_t kLongest = roundUpToRecords(kLargestSize);
         const TraceHeader header = this->header();
         const bool saysSize = header.isLabelled && header.size && *header.size >= kEntriesBegin;
         const std::int64_t length = status_.st_size;
         const std::int64_t used = saysSize ? std::min(*header.size, length) : length;
-        return bytes(static_cast<std::size_t>(used <= longest ? used : kEntriesBegin));
+        return used <= kLongest ? used : std::min(kEntriesBegin, length);
     }
-    TraceHeader header() const { return TraceHeader::parse(bytes(TraceHeader::kLength)); }
+    TraceHeader header() const { return TraceHeader::parse(bytes(0, TraceHeader::kLength)); }
 
   private:
     int descriptor_;
@@ -73,33 +78,57 @@ class TraceReader::File {
 
 namespace {
 
+/// Files up to this size are copied before they are read.
+constexpr std::int64_t kLargestCopy = std::int64_t{16} << 20;
+
 /// A newline precedes every position, unless the position was read while it changed.
-bool isPlausible(const std::string& bytes, const TraceHeader& header) {
+[[nodiscard]] bool isPlausible(TraceBytes& bytes, const TraceHeader& header) {
     const std::int64_t position = header.position.value_or(0);
-    const auto size = static_cast<std::int64_t>(bytes.size());
-    return position <= kEntriesBegin || position > size ||
-           bytes[static_cast<std::size_t>(position) - 1] == '\n';
+    return position <= kEntriesBegin || position > bytes.size() ||
+           bytes.view(position - 1, 1) == "\n";
 }
 
 }  // namespace
 
-std::unique_ptr<TraceLog> TraceReader::copy(const File& file) {
-    // A writer may wrap around the whole file during the copy; then it is copied again.
-    constexpr int attempts = 20;
+std::unique_ptr<TraceLog> TraceReader::readStable(const File& file,
+                                                  const TraceSelection& selection) {
+    constexpr int kAttempts = 20;
+    constexpr std::int64_t kLeastMargin = std::int64_t{1} << 20;
+    // How far a writer may advance while a file that is not copied is read.
+    std::int64_t margin = 0;
     for (int attempt = 1;; ++attempt) {
-        std::string bytes = file.all();
-        const TraceHeader before = TraceHeader::parse(bytes);
-        const TraceHeader after = file.header();
-        const bool isWhole = before.wraps == after.wraps && before.position <= after.position &&
-                             isPlausible(bytes, before);
-        if (isWhole || attempt == attempts) {
-            last_ = before;
-            return std::make_unique<TraceLog>(std::move(bytes), after.position);
+        const std::int64_t used = file.usedSize();
+        const bool isCopied = used <= kLargestCopy;
+        const auto read = [&file](std::int64_t offset, char* to, std::size_t count) {
+            return file.readSome(offset, to, count);
+        };
+        TraceBytes bytes = isCopied ? TraceBytes(file.bytes(0, static_cast<std::size_t>(used)))
+                                    : TraceBytes(read, used);
+        const TraceHeader before = TraceHeader::parse(bytes.view(0, TraceHeader::kLength));
+        const bool plausible = isPlausible(bytes, before);
+        const std::int64_t position = before.position.value_or(0);
+        std::optional<std::int64_t> written;
+        if (isCopied) {
+            written = file.header().position;
+        } else if (margin > 0) {
+            written = position + margin;
         }
+        auto log = std::make_unique<TraceLog>(std::move(bytes), written, selection);
+        const TraceHeader after = file.header();
+        const std::int64_t limit = isCopied ? written.value_or(0) : position + margin;
+        // A writer may wrap around the whole file while it is read; then it is read again.
+        const bool isWhole = plausible && before.wraps == after.wraps &&
+                             before.position <= after.position &&
+                             (isCopied || after.position.value_or(0) <= limit);
+        if (isWhole || attempt == kAttempts) {
+            last_ = before;
+            return log;
+        }
+        margin = std::max(kLeastMargin, 2 * (after.position.value_or(0) - position));
     }
 }
 
-std::unique_ptr<TraceLog> TraceReader::read() {
+std::unique_ptr<TraceLog> TraceReader::read(const TraceSelection& selection) {
     const File file(path_);
     if (file.error() != 0) {
         const bool refused = file.error() == EACCES || file.error() == EPERM;
@@ -112,14 +141,14 @@ std::unique_ptr<TraceLog> TraceReader::read() {
     isReplaced_ = inode_ != 0 && (inode_ != file.inode() || device_ != file.device());
     device_ = file.device();
     inode_ = file.inode();
-    auto log = copy(file);
-    if (!log->header().isLabelled && log->entries().empty()) {
+    auto log = readStable(file, selection);
+    if (!log->header().isLabelled && log->count() == 0) {
         throw Failure(ExitStatus::unintelligible, path_ + ": not a trace file");
     }
     return log;
 }
 
-std::unique_ptr<TraceLog> TraceReader::readChanged() {
+std::unique_ptr<TraceLog> TraceReader::readChanged(const TraceSelection& selection) {
     const File file(path_);
     if (file.error() != 0 || !file.isRegular()) {
         return nullptr;
@@ -130,7 +159,7 @@ std::unique_ptr<TraceLog> TraceReader::readChanged() {
     }
     device_ = file.device();
     inode_ = file.inode();
-    return copy(file);
+    return readStable(file, selection);
 }
 
 }  // namespace varnockctl

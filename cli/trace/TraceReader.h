@@ -14,10 +14,10 @@ class TraceReader {
     explicit TraceReader(std::string path) : path_(std::move(path)) {}
 
     /// The current contents. Throws Failure if the file cannot be read or is not a trace file.
-    std::unique_ptr<TraceLog> read();
+    std::unique_ptr<TraceLog> read(const TraceSelection& selection = {});
     /// The contents if the file has changed since the last read() or readChanged(); null if it has
     /// not changed or does not exist.
-    std::unique_ptr<TraceLog> readChanged();
+    std::unique_ptr<TraceLog> readChanged(const TraceSelection& selection = {});
 
     /// True once a file has been read.
     bool hasRead() const { return inode_ != 0; }
@@ -28,7 +28,7 @@ class TraceReader {
   private:
     class File;
 
-    std::unique_ptr<TraceLog> copy(const File& file);
+    std::unique_ptr<TraceLog> readStable(const File& file, const TraceSelection& selection);
 
     std::string path_;
     TraceHeader last_;

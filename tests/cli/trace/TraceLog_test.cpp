@@ -226,6 +226,23 @@ TEST(TraceLog, AnyBytesAreReadWithoutHarm) {
     }
 }
 
+TEST(TraceLog, KeepsOnlyTheSelectedEntries) {
+    const std::string bytes = file(0,
+                                   entry("Process PID                : 7") + entry("one") +
+                                       entry("two", "Nov 14 22:13:21") + entry("ones"),
+                                   "");
+    const TraceLog log(TraceBytes(bytes), std::nullopt, {.passes = [](const TraceEntry& each) {
+                           return each.message.starts_with("one");
+                       }});
+    EXPECT_THAT(messagesOf(log), ElementsAre("one", "ones"));
+    EXPECT_EQ(log.entries()[1].process, 7);
+    EXPECT_EQ(log.count(), 4U);
+    EXPECT_EQ(log.oldestTime(), "Nov 14 22:13:20");
+    EXPECT_EQ(log.newestTime(), "Nov 14 22:13:20");
+    EXPECT_THAT(messagesOf(TraceLog(TraceBytes(bytes), std::nullopt, {.last = 2})),
+                ElementsAre("two", "ones"));
+}
+
 // Files written by the library: numbered entries of any length in small files.
 
 class WrittenTrace : public testing::Test {

@@ -13,7 +13,6 @@ namespace varnockctl {
 namespace {
 
 using testing::ElementsAre;
-using Processes = std::vector<std::optional<pid_t>>;
 
 class TraceMerge : public testing::Test {
   protected:
@@ -32,9 +31,6 @@ class TraceMerge : public testing::Test {
         }
         return made;
     }
-    Processes processes(const std::vector<std::string>& messages) {
-        return processesOf(entries(messages));
-    }
     /// The messages of lists whose entries are given as "SS text", or "- text" without a time.
     std::vector<std::string> merged(const std::vector<std::vector<std::string>>& given) {
         std::vector<std::vector<MergedEntry>> lists(given.size());
@@ -49,12 +45,14 @@ class TraceMerge : public testing::Test {
             }
             logs.push_back(entries(messages, times));
             for (const TraceEntry& entry : logs.back()) {
-                lists[i].push_back({&entry, i, static_cast<pid_t>(i)});
+                lists[i].push_back({&entry, i});
             }
         }
         std::vector<std::string> found;
         for (const MergedEntry& entry : mergedByTime(lists, 1'700'000'000)) {
-            EXPECT_EQ(static_cast<std::size_t>(*entry.process), entry.source);
+            EXPECT_EQ(entry.entry >= logs[entry.source].data() &&
+                          entry.entry < logs[entry.source].data() + logs[entry.source].size(),
+                      true);
             found.emplace_back(entry.entry->message);
         }
         return found;
@@ -62,44 +60,6 @@ class TraceMerge : public testing::Test {
 
     std::deque<std::string> texts_;
 };
-
-constexpr const char* kCycle = "### Start of work cycle. (00000002) ###";
-constexpr const char* kEnd = "# End of header.";
-
-std::string process(int number) {
-    return "Process PID                : " + std::to_string(number);
-}
-
-TEST_F(TraceMerge, TheDescriptionOfANewFileNamesTheProcess) {
-    EXPECT_THAT(processes({"Varnock Agent", process(7), kEnd, kCycle, "x"}),
-                ElementsAre(7, 7, 7, 7, 7));
-}
-
-TEST_F(TraceMerge, AProcessThatTakesAFileOverNamesItselfBehindItsWorkCycle) {
-    EXPECT_THAT(processes({process(7), kEnd, kCycle, "x", kCycle, process(8), "y"}),
-                ElementsAre(7, 7, 7, 7, 8, 8, 8));
-    EXPECT_THAT(processes({process(7), kEnd, kCycle, process(8)}), ElementsAre(7, 7, 8, 8));
-}
-
-TEST_F(TraceMerge, AProcessThatDoesNotNameItselfIsUnknownUntilItsNextDescription) {
-    EXPECT_THAT(processes({process(7), kEnd, kCycle, "x", kCycle, "y"}),
-                ElementsAre(7, 7, 7, 7, std::nullopt, std::nullopt));
-    EXPECT_THAT(processes({process(7), "x", kCycle, "y", "Varnock Agent", process(8), kEnd, "z"}),
-                ElementsAre(7, 7, 8, 8, 8, 8, 8, 8));
-}
-
-TEST_F(TraceMerge, EntriesOfAnOlderRoundBelongToTheProcessDescribedAfterThem) {
-    EXPECT_THAT(processes({"x", "y", "Varnock Agent", process(8), kEnd, "z", kCycle}),
-                ElementsAre(8, 8, 8, 8, 8, 8, std::nullopt));
-    EXPECT_THAT(processes({"x", kCycle, "y", process(8), "z", process(9), "!"}),
-                ElementsAre(std::nullopt, 8, 8, 8, 8, 9, 9));
-}
-
-TEST_F(TraceMerge, WhatOnlyLooksLikeItNamesNoProcess) {
-    EXPECT_THAT(processes({process(7) + "x", "Process PID                : ", "Process PID: 7"}),
-                ElementsAre(std::nullopt, std::nullopt, std::nullopt));
-    EXPECT_THAT(processes({}), ElementsAre());
-}
 
 TEST_F(TraceMerge, OrdersByTimeAndWithinASecondByFile) {
     EXPECT_THAT(merged({{"10 a", "12 b", "12 c"}, {"09 d", "12 e", "13 f"}, {"12 g"}}),
