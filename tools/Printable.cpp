@@ -39,6 +39,10 @@ bool isControl(std::string_view character, Layout layout) {
 std::size_t plainLength(std::string_view text, Layout layout) {
     std::size_t length = 0;
     while (length < text.size()) {
+        if (text[length] >= ' ' && text[length] <= '~') {
+            ++length;
+            continue;
+        }
         const std::string_view rest = text.substr(length);
         const std::size_t character = utf8Length(rest);
         if (character == 0 || isControl(rest, layout)) {

@@ -1,5 +1,7 @@
 #include "cli/trace/TraceLog.h"
 
+#include <string.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -218,7 +220,12 @@ std::string TraceLog::timeBefore(std::int64_t position) {
         // The line that ends before `end` begins after the newline before it.
         const std::int64_t first = std::max(end - 1 - kLongestLine, kEntriesBegin);
         const std::string_view text = bytes_.view(first, static_cast<std::size_t>(end - 1 - first));
-        const std::size_t newline = text.rfind('\n');
+        // memrchr() is much faster than rfind().
+        const void* const found = memrchr(text.data(), '\n', text.size());
+        const std::size_t newline =
+            found != nullptr
+                ? static_cast<std::size_t>(static_cast<const char*>(found) - text.data())
+                : text.npos;
         const std::string_view line = text.substr(newline == text.npos ? 0 : newline + 1);
         const bool isWhole = newline != text.npos || first == kEntriesBegin;
         if (const auto entry = isWhole ? parseTraceEntry(line) : std::nullopt) {

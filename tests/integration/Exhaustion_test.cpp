@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <filesystem>
+#include <fstream>
 #include <set>
 
+#include "runtime/trace/TraceFileFormat.h"
 #include "tests/integration/LibraryFiles.h"
 #include "tests/support/Nobody.h"
 #include "tests/support/Sanitizers.h"
@@ -100,6 +103,50 @@ TEST(ExhaustionAlone, EndsWithADocumentedStatusWithoutAddressSpace) {
         runProcess({"prlimit", "--as=60000000", VARNOCKCTL, "-o", "json", "list"});
     EXPECT_THAT(result.status, testing::AnyOf(0, 11)) << result.err;
     EXPECT_TRUE(isOneJsonDocument(result.out)) << result.out;
+}
+
+/// Sets a number in the header of a trace file.
+void setField(const std::string& path, std::size_t field, std::int64_t value) {
+    char digits[32];
+    snprintf(digits, sizeof digits, "%016lld", static_cast<long long>(value));
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(tracefile::offsetOfValue(field)));
+    file << digits;
+}
+
+TEST(ExhaustionAlone, ReadsASparseTraceOf2GiBInLittleAddressSpace) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    const LibraryFiles files;
+    files.host({"write", "1", "10", "0"});
+    constexpr std::int64_t kSize = tracefile::kLargestSize / 1024 * 1024;
+    if (truncate(files.traceFile().c_str(), kSize) != 0) {
+        GTEST_SKIP() << "this file system does not allow a sparse file of 2 GiB";
+    }
+    setField(files.traceFile(), tracefile::kRingBufferSize, kSize);
+    const ProcessResult result = runProcess({"prlimit", "--as=400000000", VARNOCKCTL, "--timeout",
+                                             "100", "trace", "--grep", "entry=9 "},
+                                            files.environment());
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("thread=0 entry=9 of=10"));
+}
+
+TEST(ExhaustionAlone, EntriesThatAreNotShownNeedNoMemory) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    LibraryFiles files;
+    files.settings["QX_LOG_RINGBUF_WEIGHT"] = "150";
+    files.host({"write", "1", "150000", "900"});
+    ASSERT_GT(std::filesystem::file_size(files.traceFile()), 100U << 20);
+    // 64 MiB, and the stacks of the threads.
+    const std::vector<std::string> limited{
+        "prlimit", "--data=100000000", VARNOCKCTL, "--timeout", "100", "trace"};
+    for (const std::vector<std::string>& options :
+         {std::vector<std::string>{"--grep", "entry=149999 "}, {"-n", "5"}, {"--info"}}) {
+        std::vector<std::string> command = limited;
+        command.insert(command.end(), options.begin(), options.end());
+        const ProcessResult result = runProcess(command, files.environment());
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_NE(result.out, "");
+    }
 }
 
 }  // namespace

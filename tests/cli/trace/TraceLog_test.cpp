@@ -336,6 +336,27 @@ TEST_F(WrittenTrace, IsOrderedWithAnInitialisationThatIsKept) {
     expectInOrder(*TraceReader(path_).read());
 }
 
+TEST_F(WrittenTrace, IsTheSameThroughAWindow) {
+    path_ = directory_.file("large");
+    open(3 * 1024 * 1024);
+    for (const int count : {5'000, 60'000}) {
+        for (int i = 0; i < count; ++i) write();
+        std::string bytes = readFile(path_);
+        for (int round = 0; round < 5; ++round) {
+            const auto read = [&](std::int64_t offset, char* to, std::size_t length) {
+                return bytes.copy(to, length, static_cast<std::size_t>(offset));
+            };
+            const TraceLog window(TraceBytes(read, static_cast<std::int64_t>(bytes.size())));
+            const TraceLog copy(bytes);
+            EXPECT_GT(window.count(), 1'000U);
+            EXPECT_EQ(messagesOf(window), messagesOf(copy));
+            EXPECT_EQ(window.tornBytes(), copy.tornBytes());
+            for (int i = 0; i < 1'000; ++i) bytes[random_() % bytes.size()] = '\n';
+            for (int i = 0; i < 5; ++i) bytes[random_() % 1024] = '0';
+        }
+    }
+}
+
 TEST_F(WrittenTrace, IsReadUpToTheLastWholeEntryWhereverTheWriterStopped) {
     for (int i = 0; i < 2000; ++i) write();
     const std::string before = readFile(path_);
