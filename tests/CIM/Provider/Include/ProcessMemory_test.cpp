@@ -1,0 +1,63 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tests/support/EveryAllocation.h"
+#include "tests/support/Sanitizers.h"
+#include "tests/support/ScriptedAgent.h"
+#include "tests/support/Subprocess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace varnock::test {
+namespace {
+
+/// A whole process, from its load to its end, without one of its allocations.
+class ProcessMemory : public testing::Test {
+  protected:
+    ProcessMemory() {
+        agent.handle([](const AgentRequest& request) {
+            return request.opcode == 0x0300 ? AgentReply::ok(numberData(4))
+                                            : AgentReply::status(19);
+        });
+    }
+
+    /// Runs the program. True if an allocation failed.
+    bool run(const std::string& n, const char* times) {
+        std::filesystem::remove(report);
+        const ProcessResult result =
+            runProcess({FANS_AND_EVENTS_SHARED}, {{"LD_PRELOAD", VARNOCK_FAILING_MALLOC_SO},
+                                                  {"VARNOCK_FAILING_MALLOC", n},
+                                                  {"VARNOCK_FAILING_MALLOC_TIMES", times},
+                                                  {"VARNOCK_FAILING_MALLOC_REPORT", report}});
+        const bool happened = std::filesystem::exists(report);
+        EXPECT_LT(result.status, 128) << times << " " << n << ": " << result.err;
+        EXPECT_TRUE(result.status == 0 || happened) << result.status << result.err;
+        return happened;
+    }
+    unsigned int runAll(const char* times, unsigned int first) {
+        unsigned int n = first;
+        while (n < 10'000 && run(std::to_string(n), times)) {
+            ++n;
+        }
+        return n;
+    }
+
+    ScriptedAgent agent;
+    TemporaryDirectory directory;
+    const std::string report = directory.file("report");
+};
+
+TEST_F(ProcessMemory, TheLackOfOneBlockEndsNoProcess) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    EXPECT_GT(runAll("once", 1), 50u);
+}
+
+TEST_F(ProcessMemory, TheLackOfAllMemoryEndsNoProcess) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    // The first block is the reserve of the C++ runtime, without which it can throw no exception.
+    EXPECT_GT(runAll("always", 2), 50u);
+}
+
+}  // namespace
+}  // namespace varnock::test
