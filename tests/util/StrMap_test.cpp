@@ -7,17 +7,23 @@
 #include <atomic>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <new>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/PosixThread.h"
+#include "tests/support/Sanitizers.h"
 
 namespace {
 
 using varnock::test::FailingAllocation;
+using varnock::test::FailingCallNumber;
+using varnock::test::FailingMalloc;
+using varnock::test::forEveryAllocation;
 using varnock::test::PosixThread;
 
 /// Gives access to the map's protected operations.
@@ -282,6 +288,45 @@ TEST(StrMap, LackOfMemoryLeavesTheMapUnchanged) {
     PosixThread other([&] { map.add("one more", slot(99), nullptr, nullptr); });
     other.join();
     EXPECT_EQ(map.lookup("one more", nullptr), slot(99)) << "the lock is free";
+}
+
+TEST(StrMap, EveryOperationSurvivesTheLackOfAnyMemory) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    const std::string big(1000, 'x');
+    const std::vector<std::function<void(OpenMap&)>> operations = {
+        [](OpenMap& map) { map.add("one more", slot(99), nullptr, nullptr); },
+        [&](OpenMap& map) { map.add(big.c_str(), slot(99), nullptr, nullptr); },
+        [](OpenMap& map) { map.append("one more", slot(3), slot(4)), map.sortAppended(nullptr); },
+        [&](OpenMap& map) {
+            map.appendWithMemory(big.c_str(), 1000, nullptr), map.sortAppended(nullptr);
+        },
+        [](OpenMap& map) {
+            for (int i = 0; i < 64; ++i) map.lookup(numbered(i * 7 % 64).c_str(), nullptr);
+        },
+    };
+    std::size_t failures = 0;
+    for (const auto& operation : operations) {
+        failures += forEveryAllocation([&](const FailingCallNumber& call) {
+            auto map = std::make_unique<OpenMap>();
+            for (int i = 0; i < 64; ++i) map->add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+            FailingMalloc failure(call.n, call.times);
+            try {
+                operation(*map);
+            } catch (const std::bad_alloc&) {
+            }
+            failure.end();
+            map->sortAppended(nullptr);
+            for (int i = 0; i < 64; ++i) {
+                EXPECT_EQ(map->lookup(numbered(i).c_str(), nullptr), slot(i));
+            }
+            EXPECT_EQ(map->add("the next", slot(5), nullptr, nullptr), nullptr);
+            EXPECT_EQ(map->lookup("the next", nullptr), slot(5));
+            map.reset();
+            EXPECT_EQ(failure.blocksLeft(), 0u);
+            return failure.happened();
+        });
+    }
+    EXPECT_GT(failures, 5u);
 }
 
 TEST(StrMap, ReplacingNeedsNoMemory) {

@@ -4,11 +4,13 @@
 #include <limits.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
 
-#include "tests/util/FailingMalloc.h"
+#include "tests/support/EveryAllocation.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/util/UrlStringSupport.h"
 
 namespace varnock::test {
@@ -185,8 +187,12 @@ TEST(UrlString, TheDefaultStandsForWhatIsNoNumber) {
     EXPECT_EQ(numberIn("&b:1"), 7) << "the next value is not read";
     EXPECT_EQ(CUrlString("job:?b:1").GetParamIntVal("a", 7), 7);
     EXPECT_EQ(CUrlString("job:?b:1").GetParamIntVal(nullptr, -7), -7);
-    CUrlString url("job:?a:5");
-    allocationsLeft = 0;
+}
+
+TEST(UrlString, TheDefaultStandsForANumberWithoutMemory) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    const CUrlString url("job:?a:5");
+    const FailingMalloc failure(1);
     EXPECT_EQ(url.GetParamIntVal("a", 7), 7);
 }
 
@@ -212,13 +218,14 @@ TEST(UrlString, GivesACopyOfTheDefaultForAnAbsentText) {
 }
 
 TEST(UrlString, ReadsNoTextWithoutMemory) {
+    SKIP_IF_MALLOC_IS_REPLACED();
     const CUrlString url("job:?s:\"x\"");
-    for (const int left : {0, 1}) {
-        allocationsLeft = left;
+    for (const std::size_t n : {1U, 2U}) {
+        const FailingMalloc failure(n);
         EXPECT_EQ(url.GetParamStringVal("s", "default"), nullptr);
-        EXPECT_EQ(allocationsLeft, -1);
+        EXPECT_TRUE(failure.happened());
     }
-    allocationsLeft = 0;
+    const FailingMalloc failure(1);
     EXPECT_EQ(url.GetParamStringVal("t", "default"), nullptr);
 }
 
@@ -296,16 +303,32 @@ TEST(UrlString, TakesNamesAndValuesOutOfItsOwnText) {
 }
 
 TEST(UrlString, KeepsItsTextWithoutMemory) {
-    CUrlString url("job:?a:1");
-    const unsigned char byte = 1;
-    for (const auto& change : std::vector<std::function<void()>>{
-             [&] { url.SetService("other"); }, [&] { url.SetParamVal("a", "2"); },
-             [&] { url.SetParamVal("b", "2"); }, [&] { url.SetParamStringVal("b", "2"); },
-             [&] { url.SetParamByteStream("b", &byte, 1); }}) {
-        allocationsLeft = 0;
-        change();
-        EXPECT_EQ(allocationsLeft, -1) << "nothing was allocated";
-        EXPECT_EQ(textOf(url), "job:?a:1");
+    SKIP_IF_MALLOC_IS_REPLACED();
+    const std::string longText(200, 'x');
+    const std::vector<unsigned char> bytes(100, 7);
+    const std::vector<std::function<void(CUrlString&)>> changes = {
+        [&](CUrlString& url) { url.SetService(longText.c_str()); },
+        [&](CUrlString& url) { url.SetParamVal("a", longText.c_str()); },
+        [&](CUrlString& url) { url.SetParamVal("b", "2"); },
+        [&](CUrlString& url) { url.SetParamStringVal("a", longText.c_str()); },
+        [&](CUrlString& url) { url.SetParamByteStream("b", bytes.data(), 100); },
+        [&](CUrlString& url) { url.Append(longText.c_str(), -1); },
+    };
+    for (const auto& change : changes) {
+        CUrlString changed("job:?a:1");
+        change(changed);
+        const std::string after = textOf(changed);
+        const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
+            auto url = std::make_unique<CUrlString>("job:?a:1");
+            FailingMalloc failure(call.n, call.times);
+            change(*url);
+            failure.end();
+            EXPECT_EQ(textOf(*url), failure.happened() ? "job:?a:1" : after);
+            url.reset();
+            EXPECT_EQ(failure.blocksLeft(), 0u);
+            return failure.happened();
+        });
+        EXPECT_GT(failures, 0u);
     }
 }
 
