@@ -30,7 +30,9 @@ class Array {
     }
 
     Array& operator=(const Array& x) {
-        if (this != &x) assign(x.data(), x.size());
+        if (this != &x) {
+            assign(x.data(), x.size());
+        }
         return *this;
     }
 
@@ -51,20 +53,30 @@ class Array {
     const T& operator[](size_t pos) const noexcept { return stored()[pos]; }
 
     void reserve(size_t n) {
-        if (!rep_ || n > rep_->capacity) grow(n < minimumCapacity ? minimumCapacity : n);
+        if (!rep_ || n > rep_->capacity) {
+            grow(n < minimumCapacity ? minimumCapacity : n);
+        }
     }
 
     /// New elements are zero or default-constructed.
     void resize(size_t n) {
-        if (n < size()) destroyFrom(n);
-        if (n == size()) return;
+        if (n < size()) {
+            destroyFrom(n);
+        }
+        if (n == size()) {
+            return;
+        }
         reserve(n);
-        while (rep_->size < n) construct();
+        while (rep_->size < n) {
+            construct();
+        }
     }
 
     /// The new elements may be elements of this array, here and in `append` and `prepend`.
     void insert(size_t pos, const T* elements, size_t n) {
-        if (pos >= size()) return append(elements, n);
+        if (pos >= size()) {
+            return append(elements, n);
+        }
         Array all;
         const size_t needed = size() + checked(n);
         all.reserve(needed < capacity() ? capacity() : needed);
@@ -76,16 +88,22 @@ class Array {
     void insert(size_t pos, const T& x) { insert(pos, &x, 1); }
 
     void append(const T* elements, size_t n) {
-        if (!elements || n == 0) return;
+        if (!elements || n == 0) {
+            return;
+        }
         const bool own = rep_ && holds(elements);
         const auto place = own ? elements - data() : 0;
         reserve(size() + checked(n));
-        if (own) elements = data() + place;
+        if (own) {
+            elements = data() + place;
+        }
         if constexpr (std::is_trivially_copyable_v<T>) {
             std::memcpy(stored() + rep_->size, elements, n * sizeof(T));
             rep_->size += n;
         } else {
-            for (size_t i = 0; i < n; i++) construct(elements[i]);
+            for (size_t i = 0; i < n; i++) {
+                construct(elements[i]);
+            }
         }
     }
     void append(const T& x) { append(&x, 1); }
@@ -94,9 +112,13 @@ class Array {
     void prepend(const T& x) { insert(0, &x, 1); }
 
     void remove(size_t pos, size_t n) {
-        if (pos >= size()) return;
+        if (pos >= size()) {
+            return;
+        }
         const size_t left = n < size() - pos ? size() - n : pos;
-        for (size_t i = pos; i < left; i++) (*this)[i] = (*this)[i + n];
+        for (size_t i = pos; i < left; i++) {
+            (*this)[i] = (*this)[i + n];
+        }
         destroyFrom(left);
     }
     void remove(size_t pos) { remove(pos, 1); }
@@ -110,7 +132,9 @@ class Array {
     /// there is one, and callers that need the position use a loop.
     size_t find(const T& x) const {
         for (size_t i = 0; i < size(); i++) {
-            if ((*this)[i] == x) return std::is_scalar_v<T> ? 1 : i;
+            if ((*this)[i] == x) {
+                return std::is_scalar_v<T> ? 1 : i;
+            }
         }
         return size_t(-1);
     }
@@ -139,7 +163,9 @@ class Array {
 
     /// The elements. REQUIRES: there is storage.
     T* stored() const noexcept {
-        if (!rep_) __builtin_unreachable();
+        if (!rep_) {
+            __builtin_unreachable();
+        }
         return elementsOf(rep_);
     }
 
@@ -152,7 +178,9 @@ class Array {
 
     /// `n`, if that many more elements are possible.
     size_t checked(size_t n) const {
-        if (n > maximumCapacity - size()) throw std::bad_alloc();
+        if (n > maximumCapacity - size()) {
+            throw std::bad_alloc();
+        }
         return n;
     }
 
@@ -176,17 +204,23 @@ class Array {
         } else {
             Array bigger;
             bigger.rep_ = makeRep(nullptr, 0, capacity);
-            for (size_t i = 0; i < size(); i++) bigger.construct(std::move((*this)[i]));
+            for (size_t i = 0; i < size(); i++) {
+                bigger.construct(std::move((*this)[i]));
+            }
             swap(bigger);
         }
     }
 
     static Rep* makeRep(Rep* old, size_t size, size_t capacity) {
         static_assert(alignof(T) <= alignof(Rep));
-        if (capacity > maximumCapacity) throw std::bad_alloc();
+        if (capacity > maximumCapacity) {
+            throw std::bad_alloc();
+        }
         const size_t bytes = sizeof(Rep) + capacity * sizeof(T);
         auto* rep = static_cast<Rep*>(std::realloc(static_cast<void*>(old), bytes));
-        if (!rep) throw std::bad_alloc();
+        if (!rep) {
+            throw std::bad_alloc();
+        }
         rep->size = size;
         rep->capacity = capacity;
         return rep;
@@ -194,9 +228,13 @@ class Array {
 
     void destroyFrom(size_t pos) noexcept {
         if constexpr (!std::is_trivially_destructible_v<T>) {
-            for (size_t i = size(); i > pos; i--) (*this)[i - 1].~T();
+            for (size_t i = size(); i > pos; i--) {
+                (*this)[i - 1].~T();
+            }
         }
-        if (rep_) rep_->size = pos;
+        if (rep_) {
+            rep_->size = pos;
+        }
     }
 
     Rep* rep_;
@@ -204,9 +242,13 @@ class Array {
 
 template <class T>
 inline bool operator==(const Array<T>& a, const Array<T>& b) {
-    if (a.size() != b.size()) return false;
+    if (a.size() != b.size()) {
+        return false;
+    }
     for (size_t i = 0; i < a.size(); i++) {
-        if (!(a[i] == b[i])) return false;
+        if (!(a[i] == b[i])) {
+            return false;
+        }
     }
     return true;
 }

@@ -27,16 +27,22 @@ bool isDigit(char c) {
 /// True if a text has the right length, digits and separators. Does not check whether its last
 /// three digits are valid for an interval.
 bool isWellFormed(const char* s) {
-    if (!s || ::strnlen(s, textLength + 1) != textLength) return false;
+    if (!s || ::strnlen(s, textLength + 1) != textLength) {
+        return false;
+    }
     for (size_t i = 0; i < textLength; i++) {
-        if (i != pointPosition && i != signPosition && !isDigit(s[i])) return false;
+        if (i != pointPosition && i != signPosition && !isDigit(s[i])) {
+            return false;
+        }
     }
     return s[pointPosition] == '.' && std::strchr(":+-", s[signPosition]) != nullptr;
 }
 
 uint32 number(const char* digits, size_t count) {
     uint32 value = 0;
-    for (size_t i = 0; i < count; i++) value = value * 10 + static_cast<uint32>(digits[i] - '0');
+    for (size_t i = 0; i < count; i++) {
+        value = value * 10 + static_cast<uint32>(digits[i] - '0');
+    }
     return value;
 }
 
@@ -87,11 +93,15 @@ void Datetime::set(uint64 usec) {
 }
 
 bool Datetime::set(const char* s) {
-    if (!isWellFormed(s)) return false;
+    if (!isWellFormed(s)) {
+        return false;
+    }
     const uint32 usecs = number(s + 15, 6);
     const uint32 last = number(s + 22, 3);
     if (s[signPosition] == ':') {
-        if (last != 0) return false;
+        if (last != 0) {
+            return false;
+        }
         set_interval(number(s, 8), number(s + 8, 2), number(s + 10, 2), number(s + 12, 2), usecs);
         return true;
     }

@@ -84,7 +84,9 @@ struct Datetime {
 
     static Rep* makeRep(uint64 usec, sint32 offset, bool isTimestamp);
     void release() noexcept {
-        if (Atomic_dec_and_test(&rep_->refs)) delete rep_;
+        if (Atomic_dec_and_test(&rep_->refs)) {
+            delete rep_;
+        }
     }
     void replace(uint64 usec, sint32 offset, bool isTimestamp);
     int format(char* buffer, size_t size, bool pretty) const;

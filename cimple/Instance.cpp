@@ -80,8 +80,12 @@ Instance* cloneOrNull(const Instance* instance) {
 }
 
 bool isNull(const Instance* instance, const Meta_Feature* feature) {
-    if (const auto* property = asProperty(feature)) return nullOf(instance, property) != 0;
-    if (const auto* reference = asReference(feature)) return !referenceOf(instance, reference);
+    if (const auto* property = asProperty(feature)) {
+        return nullOf(instance, property) != 0;
+    }
+    if (const auto* reference = asReference(feature)) {
+        return !referenceOf(instance, reference);
+    }
     return true;
 }
 
@@ -89,7 +93,9 @@ template <class PREDICATE>
 void setNulls(Instance* instance, uint8 null, PREDICATE applies) {
     for (const Meta_Feature* feature : featuresOf(instance)) {
         const auto* property = asProperty(feature);
-        if (property && applies(feature)) nullOf(instance, property) = null;
+        if (property && applies(feature)) {
+            nullOf(instance, property) = null;
+        }
     }
 }
 
@@ -114,7 +120,9 @@ bool equalFeature(const Instance* a, const Instance* b, const Meta_Feature* feat
     }
     if (const auto* reference = asReference(feature)) {
         const auto* other = find_reference(b->meta_class, reference->name);
-        if (!other) return false;
+        if (!other) {
+            return false;
+        }
         const Instance* x = referenceOf(a, reference);
         const Instance* y = referenceOf(b, other);
         return x && y ? key_eq(x, y) : x == y;
@@ -129,22 +137,29 @@ void copyFeature(Instance* dest, const Instance* src, const Meta_Feature* featur
                                          fieldAt(src, property->offset));
         }
     } else if (const auto* reference = asReference(feature)) {
-        if (const auto* other = find_reference(dest->meta_class, reference->name))
+        if (const auto* other = find_reference(dest->meta_class, reference->name)) {
             setReference(dest, other, cloneOrNull(referenceOf(src, reference)));
+        }
     }
 }
 
 template <class PREDICATE>
 void copyIf(Instance* dest, const Instance* src, PREDICATE applies) {
-    if (dest == src) return;
+    if (dest == src) {
+        return;
+    }
     for (const Meta_Feature* feature : featuresOf(src)) {
-        if (applies(feature)) copyFeature(dest, src, feature);
+        if (applies(feature)) {
+            copyFeature(dest, src, feature);
+        }
     }
 }
 
 bool isListed(const char* name, const char* const* names) {
     for (; *names; names++) {
-        if (eqi(name, *names)) return true;
+        if (eqi(name, *names)) {
+            return true;
+        }
     }
     return false;
 }
@@ -152,9 +167,9 @@ bool isListed(const char* name, const char* const* names) {
 void printFeature(FILE* file, const Instance* instance, const Meta_Feature* feature) {
     if (const auto* property = asProperty(feature)) {
         std::fprintf(file, "    %s %s = ", type_name[property->type], property->name);
-        if (nullOf(instance, property))
+        if (nullOf(instance, property)) {
             std::fputs("NULL", file);
-        else
+        } else
             property->operations->print(file, fieldAt(instance, property->offset));
         std::fputs(";\n", file);
     } else if (const auto* reference = asReference(feature)) {
@@ -171,21 +186,27 @@ Instance* create(const Meta_Class* meta_class, bool defaults) {
     instance->__magic = CIMPLE_INSTANCE_MAGIC;
     Atomic_create(&instance->__refs, 1);
     instance->meta_class = meta_class;
-    if (!defaults) return instance;
+    if (!defaults) {
+        return instance;
+    }
     nullify_properties(instance);
     for (const Meta_Feature* feature : featuresOf(instance)) {
         const auto* property = asProperty(feature);
-        if (property && property->set_default)
+        if (property && property->set_default) {
             property->set_default(fieldAt(instance, property->offset));
+        }
     }
     return instance;
 }
 
 void destroy(Instance* instance) {
-    if (!instance) return;
+    if (!instance) {
+        return;
+    }
     for (const Meta_Feature* feature : featuresOf(instance)) {
-        if (const auto* reference = asReference(feature))
+        if (const auto* reference = asReference(feature)) {
             setReference(instance, reference, nullptr);
+        }
     }
     instance->__magic = 0;
     instance->meta_class->destruct(instance);
@@ -212,7 +233,9 @@ void print(const Instance* instance, bool keys_only) {
 void fprint(FILE* file, const Instance* instance, bool keys_only) {
     std::fprintf(file, "%s\n{\n", class_name_of(instance));
     for (const Meta_Feature* feature : featuresOf(instance)) {
-        if (!keys_only || isKey(feature)) printFeature(file, instance, feature);
+        if (!keys_only || isKey(feature)) {
+            printFeature(file, instance, feature);
+        }
     }
     std::fputs("}\n", file);
 }
@@ -245,32 +268,43 @@ void filter_properties(Instance* instance, const char* const* names, bool keep_k
 
 void clear(Instance* instance) {
     for (const Meta_Feature* feature : featuresOf(instance)) {
-        if (const auto* property = asProperty(feature))
+        if (const auto* property = asProperty(feature)) {
             property->operations->clear(fieldAt(instance, property->offset));
-        else if (const auto* reference = asReference(feature))
+        } else if (const auto* reference = asReference(feature)) {
             setReference(instance, reference, nullptr);
+        }
     }
 }
 
 bool key_eq(const Instance* a, const Instance* b) {
-    if (a->meta_class->num_keys != b->meta_class->num_keys) return false;
+    if (a->meta_class->num_keys != b->meta_class->num_keys) {
+        return false;
+    }
     for (const Meta_Feature* feature : featuresOf(a)) {
-        if (isKey(feature) && !equalFeature(a, b, feature)) return false;
+        if (isKey(feature) && !equalFeature(a, b, feature)) {
+            return false;
+        }
     }
     return true;
 }
 
 bool identical(const Instance* a, const Instance* b) {
-    if (a->meta_class != b->meta_class || a->__name_space != b->__name_space) return false;
+    if (a->meta_class != b->meta_class || a->__name_space != b->__name_space) {
+        return false;
+    }
     for (const Meta_Feature* feature : featuresOf(a)) {
-        if (!equalFeature(a, b, feature)) return false;
+        if (!equalFeature(a, b, feature)) {
+            return false;
+        }
     }
     return true;
 }
 
 bool keys_non_null(const Instance* instance) {
     for (const Meta_Feature* feature : featuresOf(instance)) {
-        if (isKey(feature) && isNull(instance, feature)) return false;
+        if (isKey(feature) && isNull(instance, feature)) {
+            return false;
+        }
     }
     return true;
 }
@@ -298,7 +332,9 @@ namespace detail {
 
 bool derives(const Meta_Class* meta_class, const Meta_Class* ancestor) {
     for (; meta_class; meta_class = meta_class->super_meta_class) {
-        if (meta_class == ancestor || eqi(meta_class->name, ancestor->name)) return true;
+        if (meta_class == ancestor || eqi(meta_class->name, ancestor->name)) {
+            return true;
+        }
     }
     return false;
 }

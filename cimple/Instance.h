@@ -59,14 +59,18 @@ Instance* key_clone(const Instance* instance);
 template <class CLASS>
 inline void ref(const CLASS* instance) {
     const Instance* base = instance;
-    if (base) Atomic_inc(&const_cast<Instance*>(base)->__refs);
+    if (base) {
+        Atomic_inc(&const_cast<Instance*>(base)->__refs);
+    }
 }
 
 /// Releases one reference; the last one frees the instance.
 template <class CLASS>
 inline void unref(const CLASS* instance) {
     auto* base = const_cast<Instance*>(static_cast<const Instance*>(instance));
-    if (base && Atomic_dec_and_test(&base->__refs)) destroy(base);
+    if (base && Atomic_dec_and_test(&base->__refs)) {
+        destroy(base);
+    }
 }
 
 inline const char* class_name_of(const Instance* instance) {
@@ -113,9 +117,9 @@ bool derives(const Meta_Class* meta_class, const Meta_Class* ancestor);
 
 template <class CLASS>
 inline bool isA(const Instance* instance) {
-    if constexpr (std::is_same_v<std::remove_const_t<CLASS>, Instance>)
+    if constexpr (std::is_same_v<std::remove_const_t<CLASS>, Instance>) {
         return instance != nullptr;
-    else
+    } else
         return instance && (instance->meta_class == &CLASS::static_meta_class ||
                             derives(instance->meta_class, &CLASS::static_meta_class));
 }

@@ -19,7 +19,9 @@ class Instance_Map {
     /// Takes the instance over and returns its position. If its keys exist already, returns
     /// size_t(-1) and the caller keeps the instance.
     size_t insert(CLASS* instance) {
-        if (find(instance) != size_t(-1)) return size_t(-1);
+        if (find(instance) != size_t(-1)) {
+            return size_t(-1);
+        }
         instances_.append(instance);
         return size() - 1;
     }
@@ -27,7 +29,9 @@ class Instance_Map {
     /// Position of the instance with the keys of `model`, size_t(-1) if there is none.
     size_t find(const CLASS* model) const {
         for (size_t i = 0; i < size(); i++) {
-            if (key_eq(instances_[i], model)) return i;
+            if (key_eq(instances_[i], model)) {
+                return i;
+            }
         }
         return size_t(-1);
     }
@@ -49,7 +53,9 @@ class Instance_Map {
     const CLASS* operator[](size_t pos) const { return instances_[pos]; }
 
     void clear() {
-        for (size_t i = 0; i < size(); i++) unref(instances_[i]);
+        for (size_t i = 0; i < size(); i++) {
+            unref(instances_[i]);
+        }
         instances_.clear();
     }
 
@@ -57,28 +63,36 @@ class Instance_Map {
     /// clones.
     Get_Instance_Status get_instance(const CLASS* model, CLASS*& instance) {
         const CLASS* found = lookup(model);
-        if (!found) return GET_INSTANCE_NOT_FOUND;
+        if (!found) {
+            return GET_INSTANCE_NOT_FOUND;
+        }
         instance = found->clone();
         return GET_INSTANCE_OK;
     }
 
     Enum_Instances_Status enum_instances(const CLASS*, Enum_Instances_Handler<CLASS>* handler) {
         for (size_t i = 0; i < size(); i++) {
-            if (!handler->handle(instances_[i]->clone())) break;
+            if (!handler->handle(instances_[i]->clone())) {
+                break;
+            }
         }
         return ENUM_INSTANCES_OK;
     }
 
     Create_Instance_Status create_instance(const CLASS* instance) {
         Ref<CLASS> copied(instance->clone());
-        if (insert(copied.ptr()) == size_t(-1)) return CREATE_INSTANCE_DUPLICATE;
+        if (insert(copied.ptr()) == size_t(-1)) {
+            return CREATE_INSTANCE_DUPLICATE;
+        }
         copied.steal();
         return CREATE_INSTANCE_OK;
     }
 
     Delete_Instance_Status delete_instance(const CLASS* instance) {
         const size_t pos = find(instance);
-        if (pos == size_t(-1)) return DELETE_INSTANCE_NOT_FOUND;
+        if (pos == size_t(-1)) {
+            return DELETE_INSTANCE_NOT_FOUND;
+        }
         const Ref<CLASS> removed(instances_[pos]);
         remove(pos);
         return DELETE_INSTANCE_OK;
@@ -87,7 +101,9 @@ class Instance_Map {
     /// Changes the properties that are non-null in `model`.
     Modify_Instance_Status modify_instance(const CLASS* model, const CLASS* instance) {
         CLASS* found = lookup(model);
-        if (!found) return MODIFY_INSTANCE_NOT_FOUND;
+        if (!found) {
+            return MODIFY_INSTANCE_NOT_FOUND;
+        }
         copy(found, instance, model);
         return MODIFY_INSTANCE_OK;
     }

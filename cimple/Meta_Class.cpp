@@ -9,7 +9,9 @@ namespace {
 const Meta_Feature* findFeature(const Meta_Class* meta_class, uint32 kind, const char* name) {
     for (size_t i = 0; i < meta_class->num_meta_features; i++) {
         const Meta_Feature* feature = meta_class->meta_features[i];
-        if ((feature->flags & kind) && eqi(feature->name, name)) return feature;
+        if ((feature->flags & kind) && eqi(feature->name, name)) {
+            return feature;
+        }
     }
     return nullptr;
 }

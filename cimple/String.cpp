@@ -19,14 +19,20 @@ size_t lengthOf(const char* s) {
 }
 
 size_t roundUp(size_t n) {
-    if (n > maximumCapacity) throw std::bad_alloc();
+    if (n > maximumCapacity) {
+        throw std::bad_alloc();
+    }
     size_t capacity = minimumCapacity;
-    while (capacity < n) capacity *= 2;
+    while (capacity < n) {
+        capacity *= 2;
+    }
     return capacity;
 }
 
 void copyBytes(char* to, const char* from, size_t n) {
-    if (n) std::memmove(to, from, n);
+    if (n) {
+        std::memmove(to, from, n);
+    }
 }
 
 int lower(char c) {
@@ -35,7 +41,9 @@ int lower(char c) {
 
 bool equalBytesIgnoringCase(const char* a, const char* b, size_t n) {
     for (size_t i = 0; i < n; i++) {
-        if (lower(a[i]) != lower(b[i])) return false;
+        if (lower(a[i]) != lower(b[i])) {
+            return false;
+        }
     }
     return true;
 }
@@ -76,7 +84,9 @@ String::String(const char* s1, const char* s2, const char* s3) : String() {
 }
 
 void String::reserve(size_t n) {
-    if (n == 0 || fits(n)) return;
+    if (n == 0 || fits(n)) {
+        return;
+    }
     Rep* rep = makeRep(n < size() ? size() : n);
     copyBytes(rep->text(), c_str(), size());
     rep->setSize(size());
@@ -116,9 +126,13 @@ void String::append(const char* s) {
 }
 
 void String::append(const char* s, size_t n) {
-    if (!s) return;
+    if (!s) {
+        return;
+    }
     const size_t oldSize = size();
-    if (n > maximumCapacity - oldSize) throw std::bad_alloc();
+    if (n > maximumCapacity - oldSize) {
+        throw std::bad_alloc();
+    }
     if (fits(oldSize + n)) {
         copyBytes(rep_->text() + oldSize, s, n);
         rep_->setSize(oldSize + n);
@@ -137,28 +151,36 @@ void String::append(char c) {
 
 void String::remove(size_t pos, size_t n) {
     const size_t oldSize = size();
-    if (pos >= oldSize || n == 0) return;
-    if (n > oldSize - pos) n = oldSize - pos;
+    if (pos >= oldSize || n == 0) {
+        return;
+    }
+    if (n > oldSize - pos) {
+        n = oldSize - pos;
+    }
     reserve(oldSize);
     copyBytes(rep_->text() + pos, rep_->text() + pos + n, oldSize - pos - n);
     rep_->setSize(oldSize - n);
 }
 
 String String::substr(size_t pos, size_t n) {
-    if (pos >= size()) return String();
+    if (pos >= size()) {
+        return String();
+    }
     const size_t rest = size() - pos;
     return String(c_str() + pos, n < rest ? n : rest);
 }
 
 void String::clear() {
-    if (fits(0))
+    if (fits(0)) {
         rep_->setSize(0);
-    else
+    } else
         adopt(nullptr);
 }
 
 void String::set(size_t pos, char c) {
-    if (pos >= size()) return;
+    if (pos >= size()) {
+        return;
+    }
     reserve(size());
     rep_->text()[pos] = c;
 }
@@ -176,7 +198,9 @@ bool String::equal(const char* s, size_t n) const noexcept {
 }
 
 bool String::equal(size_t pos, const char* s, size_t n) const noexcept {
-    if (pos > size() || n > size() - pos) return false;
+    if (pos > size() || n > size() - pos) {
+        return false;
+    }
     return n == 0 || (s && std::memcmp(c_str() + pos, s, n) == 0);
 }
 
@@ -197,7 +221,9 @@ size_t String::find(char c) const noexcept {
 }
 
 size_t String::find(char c, size_t from) const noexcept {
-    if (from > size() || c == '\0') return size_t(-1);
+    if (from > size() || c == '\0') {
+        return size_t(-1);
+    }
     const char* match = std::strchr(c_str() + from, c);
     return match ? static_cast<size_t>(match - c_str()) : size_t(-1);
 }

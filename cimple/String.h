@@ -100,10 +100,14 @@ class String {
     static void freeRep(Rep* rep) noexcept;
 
     void retain() const noexcept {
-        if (rep_) Atomic_inc(&rep_->refs);
+        if (rep_) {
+            Atomic_inc(&rep_->refs);
+        }
     }
     void release() noexcept {
-        if (rep_ && Atomic_dec_and_test(&rep_->refs)) freeRep(rep_);
+        if (rep_ && Atomic_dec_and_test(&rep_->refs)) {
+            freeRep(rep_);
+        }
     }
     bool fits(size_t n) const noexcept {
         return rep_ && Atomic_get(&rep_->refs) == 1 && n <= rep_->capacity;

@@ -21,10 +21,14 @@ constexpr const char* levelNames[] = {"FATAL", "ERR", "WARN", "INFO", "DBG"};
 /// Writes the line with a single call, so that lines of several writers do not interleave.
 void appendToMessages(const String& line) {
     const char* home = ::secure_getenv("CIMPLE_HOME");
-    if (!home || !*home) return;
+    if (!home || !*home) {
+        return;
+    }
     const int file = ::open(String(home, "/messages").c_str(),
                             O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0640);
-    if (file < 0) return;
+    if (file < 0) {
+        return;
+    }
     // A failure to write a log line cannot be reported.
     [[maybe_unused]] const ssize_t written = ::write(file, line.c_str(), line.size());
     ::close(file);

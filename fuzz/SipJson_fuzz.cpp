@@ -19,7 +19,9 @@ namespace {
 constexpr char kEmptyRecord[] = R"({"SIP":{"V":1,"CMD":[]}})";
 
 void require(bool holds, const char* what) {
-    if (holds) return;
+    if (holds) {
+        return;
+    }
     std::fprintf(stderr, "SipJson: %s\n", what);
     std::abort();
 }
@@ -31,24 +33,29 @@ std::size_t nesting(const std::string& text) {
     bool inString = false;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
-        if (inString && c == '\\')
+        if (inString && c == '\\') {
             ++i;
-        else if (c == '"')
+        } else if (c == '"') {
             inString = !inString;
-        else if (!inString && (c == '[' || c == '{'))
+        } else if (!inString && (c == '[' || c == '{')) {
             deepest = std::max(deepest, ++depth);
-        else if (!inString && (c == ']' || c == '}') && depth != 0)
+        } else if (!inString && (c == ']' || c == '}') && depth != 0) {
             --depth;
+        }
     }
     return deepest;
 }
 
 /// The text that the record must export after importing `text`.
 std::string expected(const std::string& text) {
-    if (nesting(text) > 256) return kEmptyRecord;
+    if (nesting(text) > 256) {
+        return kEmptyRecord;
+    }
     rapidjson::Document document;
     document.Parse(text.c_str());
-    if (document.HasParseError()) return kEmptyRecord;
+    if (document.HasParseError()) {
+        return kEmptyRecord;
+    }
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     document.Accept(writer);
@@ -104,7 +111,9 @@ void checkGetters(const SipJson& record, const SipJson& again) {
         require(answers == Answers(again, index), "an exported record answers otherwise");
         require(answers.present || !(answers.read || answers.hasText || answers.hasBytes),
                 "data without data");
-        if (index == 0) checkIndexless(record, answers);
+        if (index == 0) {
+            checkIndexless(record, answers);
+        }
     }
     require(record.OpCode() == again.OpCode(), "OpCode");
     require(record.OpCodeExt() == again.OpCodeExt(), "OpCodeExt");

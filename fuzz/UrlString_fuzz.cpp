@@ -16,7 +16,9 @@
 namespace {
 
 void require(bool holds, const char* what) {
-    if (holds) return;
+    if (holds) {
+        return;
+    }
     std::fprintf(stderr, "UrlString: %s\n", what);
     std::abort();
 }
@@ -28,20 +30,28 @@ class Input {
 
     bool isEmpty() const { return size_ == 0; }
     std::uint8_t byte() {
-        if (size_ == 0) return 0;
+        if (size_ == 0) {
+            return 0;
+        }
         --size_;
         return *data_++;
     }
     /// A small number of either sign, or one end of the range.
     int number() {
         const std::uint8_t value = byte();
-        if (value == 0x80) return INT32_MIN;
-        if (value == 0x7F) return INT32_MAX;
+        if (value == 0x80) {
+            return INT32_MIN;
+        }
+        if (value == 0x7F) {
+            return INT32_MAX;
+        }
         return static_cast<std::int8_t>(value);
     }
     std::string text() {
         std::string out;
-        for (std::uint8_t c = byte(); c != 0; c = byte()) out.push_back(static_cast<char>(c));
+        for (std::uint8_t c = byte(); c != 0; c = byte()) {
+            out.push_back(static_cast<char>(c));
+        }
         return out;
     }
 
@@ -65,23 +75,39 @@ std::size_t serviceEnd(const std::string& text) {
 
 std::size_t listBegin(const std::string& text) {
     const std::size_t end = serviceEnd(text);
-    if (text.compare(end, 2, ":?") == 0) return end + 2;
+    if (text.compare(end, 2, ":?") == 0) {
+        return end + 2;
+    }
     return text.compare(end, 1, "?") == 0 ? end + 1 : 0;
 }
 
 std::optional<Value> findValue(const std::string& text, const std::string& name) {
-    if (listBegin(text) == 0 || name.empty()) return std::nullopt;
+    if (listBegin(text) == 0 || name.empty()) {
+        return std::nullopt;
+    }
     for (std::size_t at = 0; at + name.size() <= text.size(); ++at) {
-        if (text.compare(at, name.size(), name) != 0) continue;
+        if (text.compare(at, name.size(), name) != 0) {
+            continue;
+        }
         std::string_view before(text.data(), at);
-        while (!before.empty() && isBlank(before.back())) before.remove_suffix(1);
-        if (before.empty() || (before.back() != '&' && before.back() != '?')) continue;
+        while (!before.empty() && isBlank(before.back())) {
+            before.remove_suffix(1);
+        }
+        if (before.empty() || (before.back() != '&' && before.back() != '?')) {
+            continue;
+        }
         std::size_t begin = text.find(':', at);
-        if (begin == text.npos) continue;
-        for (++begin; begin < text.size() && isBlank(text[begin]); ++begin) continue;
+        if (begin == text.npos) {
+            continue;
+        }
+        for (++begin; begin < text.size() && isBlank(text[begin]); ++begin) {
+            continue;
+        }
         std::size_t end = begin;
         for (unsigned int quotes = 0; end < text.size(); ++end) {
-            if (text[end] == '&' && quotes % 2 == 0) break;
+            if (text[end] == '&' && quotes % 2 == 0) {
+                break;
+            }
             quotes += text[end] == '"';
         }
         return Value{begin, text.substr(begin, end - begin)};
@@ -94,7 +120,9 @@ std::string decoded(const std::string& value, std::size_t limit) {
     std::vector<std::string> items(1);
     bool isQuoted = false;
     for (const char c : value) {
-        if (c == '"') isQuoted = !isQuoted;
+        if (c == '"') {
+            isQuoted = !isQuoted;
+        }
         if (c == ',' && !isQuoted) {
             items.emplace_back();
         } else {
@@ -129,11 +157,15 @@ class Model {
         text.replace(from, size, part);
     }
     void clear(int start, int count) {
-        if (start <= static_cast<int>(text.size())) replace("", start, count);
+        if (start <= static_cast<int>(text.size())) {
+            replace("", start, count);
+        }
     }
     void append(const std::string& part, int at) {
         const bool isInside = at >= 0 && static_cast<std::size_t>(at) <= text.size();
-        if (isInside) text.resize(static_cast<std::size_t>(at));
+        if (isInside) {
+            text.resize(static_cast<std::size_t>(at));
+        }
         text += part;
     }
     std::string extract(int start, int count) const {
@@ -155,7 +187,9 @@ class Model {
             text.replace(old->offset, old->text.size(), value);
             return;
         }
-        if (!text.empty() && text.back() != '&' && text.back() != '?') text += '&';
+        if (!text.empty() && text.back() != '&' && text.back() != '?') {
+            text += '&';
+        }
         text += name + ":" + value;
     }
 
@@ -176,7 +210,9 @@ std::string byteList(const std::string& bytes) {
     for (const char byte : bytes) {
         const std::string item =
             (list.empty() ? "" : ",") + std::to_string(static_cast<unsigned char>(byte));
-        if (list.size() + item.size() + 1 > room) break;
+        if (list.size() + item.size() + 1 > room) {
+            break;
+        }
         list += item;
     }
     return list;
@@ -188,7 +224,9 @@ void checkNumber(CUrlString& url, const std::string& name, const std::optional<V
         require(number == 4711, "a number without a value");
     } else if (value->text.size() < 10) {  // scanf is undefined for numbers that overflow
         int expected = 4711;
-        if (std::sscanf(value->text.c_str(), "%i", &expected) != 1) expected = 4711;
+        if (std::sscanf(value->text.c_str(), "%i", &expected) != 1) {
+            expected = 4711;
+        }
         require(number == expected, "GetParamIntVal");
     }
 }

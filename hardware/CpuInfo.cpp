@@ -61,12 +61,16 @@ constexpr bool isSpace(char c) {
 }
 
 std::string_view withoutLeadingSpace(std::string_view text) {
-    while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
+    while (!text.empty() && isSpace(text.front())) {
+        text.remove_prefix(1);
+    }
     return text;
 }
 
 std::string_view withoutTrailingSpace(std::string_view text) {
-    while (!text.empty() && isSpace(text.back())) text.remove_suffix(1);
+    while (!text.empty() && isSpace(text.back())) {
+        text.remove_suffix(1);
+    }
     return text;
 }
 
@@ -85,10 +89,14 @@ std::optional<Pair> nextPair(FILE* file, Line& buffer) {
     while (fgets(buffer.data(), static_cast<int>(buffer.size()), file) != nullptr) {
         const std::string_view line(buffer.data());
         const size_t colon = line.find(':');
-        if (colon == std::string_view::npos) continue;
+        if (colon == std::string_view::npos) {
+            continue;
+        }
         const std::string_view value =
             withoutTrailingSpace(withoutLeadingSpace(line.substr(colon + 1)));
-        if (!value.empty()) return Pair{withoutTrailingSpace(line.substr(0, colon)), value};
+        if (!value.empty()) {
+            return Pair{withoutTrailingSpace(line.substr(0, colon)), value};
+        }
     }
     return std::nullopt;
 }
@@ -146,7 +154,9 @@ std::vector<Record> readRecords(FILE* file) {
 
 CCpuInfoOS::CCpuInfoOS() {
     try {
-        if (GetCpuDataFromOS(records_)) count_ = static_cast<std::uint32_t>(records_.size());
+        if (GetCpuDataFromOS(records_)) {
+            count_ = static_cast<std::uint32_t>(records_.size());
+        }
     } catch (const std::bad_alloc&) {
         // The library loads all the same.
         records_.clear();
@@ -177,10 +187,14 @@ bool CCpuInfoOS::GetCpuDataFromOS(std::vector<Record>& out) {
 }
 
 int CCpuInfoOS::GetAndPrepareLine(FILE* file, std::string& key, std::string& value) {
-    if (file == nullptr) return kEndOfFile;
+    if (file == nullptr) {
+        return kEndOfFile;
+    }
     Line buffer;
     const auto pair = nextPair(file, buffer);
-    if (!pair) return kEndOfFile;
+    if (!pair) {
+        return kEndOfFile;
+    }
     key = pair->key;
     value = pair->value;
     return kKeyAndValue;
@@ -219,8 +233,12 @@ unsigned int CCpuInfoOS::GetCpuApicIdInitialFromOS(unsigned int i) const {
 }
 
 unsigned int CCpuInfoOS::GetCpuCacheSizeFromOS(unsigned int i, unsigned int level) const {
-    if (i >= count_) return kNotKnown;
-    if (level == kCacheLevelOfFile) return records_[i].cacheSize;
+    if (i >= count_) {
+        return kNotKnown;
+    }
+    if (level == kCacheLevelOfFile) {
+        return records_[i].cacheSize;
+    }
     if (Debug.IsOn(3)) {
         Debug.Print(3, "GetCpuCacheSizeFromOS:  : No data for CPU %d CacheLevel %d\n",
                     static_cast<int>(i), static_cast<int>(level));
@@ -229,7 +247,9 @@ unsigned int CCpuInfoOS::GetCpuCacheSizeFromOS(unsigned int i, unsigned int leve
 }
 
 bool CCpuInfoOS::GetCpuManufacturerFromOS(unsigned int i, std::string& out) const {
-    if (i >= count_) return false;
+    if (i >= count_) {
+        return false;
+    }
     const std::string& vendor = records_[i].vendorId;
     if (vendor == "GenuineIntel") {
         out = "Intel";
@@ -244,7 +264,9 @@ bool CCpuInfoOS::GetCpuManufacturerFromOS(unsigned int i, std::string& out) cons
 }
 
 int cpuRawRead(unsigned int* eax, unsigned int* ebx, unsigned int* ecx, unsigned int* edx) {
-    if (eax == nullptr || ebx == nullptr || ecx == nullptr || edx == nullptr) return 0;
+    if (eax == nullptr || ebx == nullptr || ecx == nullptr || edx == nullptr) {
+        return 0;
+    }
     constexpr unsigned int extendedRange = 0x80000000;
     const unsigned int leaf = *eax;
     unsigned int highest = 0;

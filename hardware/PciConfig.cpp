@@ -246,13 +246,19 @@ unsigned char CPciCommonConfigHeader::GetPrimaryBusNo() const {
 
 /// Without bus numbers it is a flag: callers use it to recognise bridges of other layouts.
 unsigned char CPciCommonConfigHeader::GetSecondaryBusNo() const {
-    if (hasBusNumbers(*this)) return byteAt(*this, kOffsetSecondaryBus);
+    if (hasBusNumbers(*this)) {
+        return byteAt(*this, kOffsetSecondaryBus);
+    }
     return baseClass == kBaseClassBridge ? 1 : 0;
 }
 
 unsigned int CPciCommonConfigHeader::GetSecondaryBusType() const {
-    if (layoutOf(*this) == kLayoutPciBridge) return 4;
-    if (layoutOf(*this) == kLayoutCardBusBridge) return 5;
+    if (layoutOf(*this) == kLayoutPciBridge) {
+        return 4;
+    }
+    if (layoutOf(*this) == kLayoutCardBusBridge) {
+        return 5;
+    }
     return baseClass == kBaseClassBridge ? subClass : 0xFFFFFFFF;
 }
 
@@ -270,13 +276,18 @@ const char* CPciCommonConfigHeader::GetSubClassDescription() const {
 }
 
 const char* CPciCommonConfigHeader::GetPciBaseClassDescription(unsigned char baseClass) {
-    if (baseClass == kBaseClassOther) return "Other";
+    if (baseClass == kBaseClassOther) {
+        return "Other";
+    }
     return baseClass < std::size(kBaseClasses) ? kBaseClasses[baseClass] : kUnknown;
 }
 
 const char* CPciCommonConfigHeader::GetPciSubClassDescription(
     const CPciCommonConfigHeader& header) {
-    for (const SubClass& row : kSubClasses)
-        if (fits(row, header)) return row.description;
+    for (const SubClass& row : kSubClasses) {
+        if (fits(row, header)) {
+            return row.description;
+        }
+    }
     return GetPciBaseClassDescription(header.baseClass);
 }

@@ -39,7 +39,9 @@ std::uint32_t lastSystemError() {
 /// SIGBUS.
 bool endsBefore(int fd, std::uint64_t end) {
     struct stat status {};
-    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return false;
+    }
     const std::uint64_t pages =
         (static_cast<std::uint64_t>(status.st_size) + kPageSize - 1) / kPageSize;
     return end > pages * kPageSize;
@@ -55,13 +57,17 @@ CDeviceIoExtensionData::CDeviceIoExtensionData()
 
 CDeviceIoExtensionData::~CDeviceIoExtensionData() {
     for (const int i : {0, 1}) {
-        if (hasKey_[i]) pthread_key_delete(keys_[i]);
+        if (hasKey_[i]) {
+            pthread_key_delete(keys_[i]);
+        }
     }
 }
 
 void CDeviceIoExtensionData::close() {
     const ScopedLock guard(mutex_);
-    if (guard.owns()) closed_ = true;
+    if (guard.owns()) {
+        closed_ = true;
+    }
 }
 
 unsigned int CDeviceIoExtensionData::getConnectCount() {
@@ -74,20 +80,30 @@ int CDeviceIoExtensionData::getThreadSpecificValue() {
 }
 
 int CDeviceIoExtensionData::setThreadSpecificValue(int fd) {
-    if (fd < 0 || !hasKey_[0]) return EINVAL;
+    if (fd < 0 || !hasKey_[0]) {
+        return EINVAL;
+    }
     const ScopedLock guard(mutex_);
-    if (!guard.owns()) return EINVAL;
+    if (!guard.owns()) {
+        return EINVAL;
+    }
     const bool isNew = getThreadSpecificValue() < 0;
     const int error = pthread_setspecific(keys_[0], toValue(fd));
-    if (error == 0 && isNew) ++connectCount_;
+    if (error == 0 && isNew) {
+        ++connectCount_;
+    }
     return error;
 }
 
 void CDeviceIoExtensionData::clearThreadSpecificValue() {
     const ScopedLock guard(mutex_);
-    if (guard.owns() && connectCount_ > 0) --connectCount_;
+    if (guard.owns() && connectCount_ > 0) {
+        --connectCount_;
+    }
     for (const int i : {0, 1}) {
-        if (hasKey_[i]) pthread_setspecific(keys_[i], nullptr);
+        if (hasKey_[i]) {
+            pthread_setspecific(keys_[i], nullptr);
+        }
     }
 }
 
@@ -95,10 +111,16 @@ void CDeviceIoExtensionData::clearThreadSpecificValue() {
 
 CDeviceIo::~CDeviceIo() {
     const CancellationGuard wholeEnd;
-    if (!keepOpen_) Close();
-    if (!threadSpecific_ || extensionData_ == nullptr) return;
+    if (!keepOpen_) {
+        Close();
+    }
+    if (!threadSpecific_ || extensionData_ == nullptr) {
+        return;
+    }
     extensionData_->close();
-    if (extensionData_->getConnectCount() == 0) delete extensionData_;
+    if (extensionData_->getConnectCount() == 0) {
+        delete extensionData_;
+    }
 }
 
 bool CDeviceIo::Close() {
@@ -108,7 +130,9 @@ bool CDeviceIo::Close() {
 
 bool CDeviceIo::closeOfThread() {
     const int fd = extensionData_ != nullptr ? extensionData_->getThreadSpecificValue() : -1;
-    if (fd < 0) return true;
+    if (fd < 0) {
+        return true;
+    }
     if (Debug.IsOn(5)) {
         Debug.Print(5, "\nCDeviceIo::Close (ts): Device %s closed, fd=%d", deviceName_.c_str(), fd);
     }
@@ -123,11 +147,17 @@ bool CDeviceIo::closeOfThread() {
 }
 
 bool CDeviceIo::closeShared() {
-    if (handle_ < 0) return true;
-    if (CancelIo()) varnock::Clock::instance().sleepFor(kPendingWork);
+    if (handle_ < 0) {
+        return true;
+    }
+    if (CancelIo()) {
+        varnock::Clock::instance().sleepFor(kPendingWork);
+    }
     const bool closed = CloseHandle(handle_) == 1;
     lastError_ = closed ? 0 : lastSystemError();
-    if (Debug.IsOn(5)) Debug.Print(5, "\nCDeviceIo::Close: Device closed, fd=%d", handle_);
+    if (Debug.IsOn(5)) {
+        Debug.Print(5, "\nCDeviceIo::Close: Device closed, fd=%d", handle_);
+    }
     handle_ = -1;
     return closed;
 }
@@ -142,11 +172,15 @@ void CDeviceIo::DeleteOverlapped() {}
 
 CDeviceBiosBase::~CDeviceBiosBase() {
     const CancellationGuard wholeEnd;
-    if (Debug.IsOn(4)) Debug.Print(4, "\nCDeviceBiosBase     : ~CDeviceBiosBase()");
+    if (Debug.IsOn(4)) {
+        Debug.Print(4, "\nCDeviceBiosBase     : ~CDeviceBiosBase()");
+    }
 }
 
 void CDeviceBiosBase::Disconnect() {
-    if (!connected_) return;
+    if (!connected_) {
+        return;
+    }
     const CancellationGuard wholeDisconnect;
     UnmapPhysicalMemory();
     Close();
@@ -158,7 +192,9 @@ void CDeviceBiosBase::Disconnect() {
 
 CDeviceBios::~CDeviceBios() {
     const CancellationGuard wholeEnd;
-    if (Debug.IsOn(5)) Debug.Print(5, "\nCDeviceBios         : ~CDeviceBios()");
+    if (Debug.IsOn(5)) {
+        Debug.Print(5, "\nCDeviceBios         : ~CDeviceBios()");
+    }
     Disconnect();
 }
 
@@ -179,7 +215,9 @@ unsigned char* CDeviceBios::MapPhysicalMemory(unsigned int, unsigned int address
     const std::string path = varnock::memoryDevice();
     fd_ = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd_ < 0) {
-        if (Debug.IsOn(1)) Debug.Print(1, "\nERROR: Opening of /dev/mem failed\n");
+        if (Debug.IsOn(1)) {
+            Debug.Print(1, "\nERROR: Opening of /dev/mem failed\n");
+        }
         return nullptr;
     }
     if (Debug.IsOn(3)) {
@@ -191,7 +229,9 @@ unsigned char* CDeviceBios::MapPhysicalMemory(unsigned int, unsigned int address
     // An overflowing sum would map less than requested.
     mapping_ = mapLength_ >= offset ? mapRegion() : nullptr;
     if (mapping_ == nullptr) {
-        if (Debug.IsOn(1)) Debug.Print(1, "\nERROR: mapping of the SMBIOS memory failed\n");
+        if (Debug.IsOn(1)) {
+            Debug.Print(1, "\nERROR: mapping of the SMBIOS memory failed\n");
+        }
         closeDevice();
         return nullptr;
     }
@@ -204,13 +244,17 @@ unsigned char* CDeviceBios::MapPhysicalMemory(unsigned int, unsigned int address
 }
 
 unsigned char* CDeviceBios::mapRegion() const {
-    if (endsBefore(fd_, std::uint64_t{mapBase_} + mapLength_)) return nullptr;
+    if (endsBefore(fd_, std::uint64_t{mapBase_} + mapLength_)) {
+        return nullptr;
+    }
     void* region = mmap(nullptr, mapLength_, PROT_READ, MAP_SHARED, fd_, off_t{mapBase_});
     return region != MAP_FAILED ? static_cast<unsigned char*>(region) : nullptr;
 }
 
 void CDeviceBios::closeDevice() {
-    if (fd_ >= 0) CloseHandle(std::exchange(fd_, -1));
+    if (fd_ >= 0) {
+        CloseHandle(std::exchange(fd_, -1));
+    }
 }
 
 bool CDeviceBios::UnmapPhysicalMemory() {

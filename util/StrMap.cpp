@@ -29,13 +29,17 @@ constexpr unsigned int kMostSteps = 250;
 constexpr unsigned int kProbeStep = 33;
 
 void storeIfGiven(void** out, void* value) {
-    if (out != nullptr) *out = value;
+    if (out != nullptr) {
+        *out = value;
+    }
 }
 
 /// Names that differ only in their last character, which programs often look up in sequence, get
 /// adjacent slots.
 unsigned int hashOf(std::string_view key) {
-    if (key.empty()) return 0;
+    if (key.empty()) {
+        return 0;
+    }
     const auto last = static_cast<unsigned char>(key.back());
     key.remove_suffix(1);
     return static_cast<unsigned int>(std::hash<std::string_view>()(key)) + last;
@@ -58,7 +62,9 @@ void storeLast(Field& field, Field value) {
 class CStrMap::Blocks {
   public:
     char* take(std::size_t size) {
-        if (blocks_.empty() || blocks_.back().size - used_ < size) addBlock(size);
+        if (blocks_.empty() || blocks_.back().size - used_ < size) {
+            addBlock(size);
+        }
         return blocks_.back().memory.get() + std::exchange(used_, used_ + size);
     }
     /// Searches from the last block, which holds half of the memory.
@@ -136,26 +142,40 @@ bool CStrMap::holdsKey(unsigned int index, const char* key) const {
 }
 
 CStrMap::Assoc* CStrMap::findAssoc(const char* key) {
-    if (key == nullptr) return nullptr;
+    if (key == nullptr) {
+        return nullptr;
+    }
     const unsigned int place = search(key);
-    if (place == count_) return nullptr;
+    if (place == count_) {
+        return nullptr;
+    }
     expected_ = place + 1;
     return &entries_[place];
 }
 
 /// The index of a key, count_ if absent. Programs often look up names in order, or skip one.
 unsigned int CStrMap::search(const char* key) {
-    if (holdsKey(expected_, key)) return expected_;
-    if (holdsKey(expected_ + 1, key)) return expected_ + 1;
-    if (hasHashIndex()) return findHashed(key);
+    if (holdsKey(expected_, key)) {
+        return expected_;
+    }
+    if (holdsKey(expected_ + 1, key)) {
+        return expected_ + 1;
+    }
+    if (hasHashIndex()) {
+        return findHashed(key);
+    }
     const unsigned int place = lowerBound(key);
     return holdsKey(place, key) ? place : count_;
 }
 
 /// An index of all entries is built once the number of searches justifies its cost.
 bool CStrMap::hasHashIndex() {
-    if (hashSlots_ != nullptr) return true;
-    if (count_ < kSmallestIndexed || ++searches_ < count_ / kEntriesPerSearch) return false;
+    if (hashSlots_ != nullptr) {
+        return true;
+    }
+    if (count_ < kSmallestIndexed || ++searches_ < count_ / kEntriesPerSearch) {
+        return false;
+    }
     searches_ = 0;
     return makeHashIndex();
 }
@@ -163,16 +183,22 @@ bool CStrMap::hasHashIndex() {
 /// Open addressing, at most half full, valid until an entry moves. False without memory, or if too
 /// many keys collide.
 bool CStrMap::makeHashIndex() {
-    if (count_ > kMaxIndexed) return false;
+    if (count_ > kMaxIndexed) {
+        return false;
+    }
     const unsigned int size = std::bit_ceil(2 * count_);
     std::unique_ptr<HashSlot[]> slots(new (std::nothrow) HashSlot[size]());
-    if (slots == nullptr) return false;
+    if (slots == nullptr) {
+        return false;
+    }
     const unsigned int mask = size - 1;
     for (unsigned int place = 0; place < count_; ++place) {
         const unsigned int hash = hashOf(entries_[place].key);
         unsigned int at = hash & mask;
         for (unsigned int steps = 0; slots[at].number != 0; at = (at + kProbeStep) & mask) {
-            if (++steps > kMostSteps) return false;
+            if (++steps > kMostSteps) {
+                return false;
+            }
         }
         slots[at] = {hash, place + 1};
     }
@@ -185,8 +211,12 @@ unsigned int CStrMap::findHashed(const char* key) const {
     const unsigned int hash = hashOf(key);
     for (unsigned int at = hash & hashMask_;; at = (at + kProbeStep) & hashMask_) {
         const HashSlot slot = hashSlots_[at];
-        if (slot.number == 0) return count_;
-        if (slot.hash == hash && holdsKey(slot.number - 1, key)) return slot.number - 1;
+        if (slot.number == 0) {
+            return count_;
+        }
+        if (slot.hash == hash && holdsKey(slot.number - 1, key)) {
+            return slot.number - 1;
+        }
     }
 }
 
@@ -196,7 +226,9 @@ void CStrMap::dropHashIndex() {
 }
 
 void CStrMap::reserveOne() {
-    if (count_ < capacity_) return;
+    if (count_ < capacity_) {
+        return;
+    }
     const unsigned int reported = count_ + kGrowthStep;
     if (reported > allocated_) {
         const unsigned int wanted = std::max(reported, 2 * count_);
@@ -222,7 +254,9 @@ bool CStrMap::holdsMemory(const void* value) const {
 }
 
 void CStrMap::freeKey(char* key) {
-    if (!holdsMemory(key)) delete[] key;
+    if (!holdsMemory(key)) {
+        delete[] key;
+    }
 }
 
 void CStrMap::append(const char* key, void* value, void* data) {
@@ -231,7 +265,9 @@ void CStrMap::append(const char* key, void* value, void* data) {
 }
 
 void* CStrMap::appendWithMemory(const char* key, std::size_t size, void* data) {
-    if (blocks_ == nullptr) blocks_ = new Blocks;
+    if (blocks_ == nullptr) {
+        blocks_ = new Blocks;
+    }
     const std::size_t keySize = std::strlen(key) + 1;
     // At least a byte, so that the value lies inside its block.
     char* const copy = blocks_->take(keySize + std::max<std::size_t>(size, 1));
@@ -243,7 +279,9 @@ void* CStrMap::appendWithMemory(const char* key, std::size_t size, void* data) {
 
 void* CStrMap::add(const char* key, void* value, void* data, void** oldData) {
     storeIfGiven(oldData, nullptr);
-    if (key == nullptr) return nullptr;
+    if (key == nullptr) {
+        return nullptr;
+    }
     const CriticalSectionGuard guard(*this);
     const unsigned int index = lowerBound(key);
     if (!holdsKey(index, key)) {
@@ -262,11 +300,15 @@ void* CStrMap::add(const char* key, void* value, void* data, void** oldData) {
 }
 
 void* CStrMap::lookup(const char* key, void** data) {
-    if (key == nullptr) return nullptr;
+    if (key == nullptr) {
+        return nullptr;
+    }
     Assoc found{};
     {
         const CriticalSectionGuard guard(*this);
-        if (const Assoc* entry = findAssoc(key)) found = *entry;
+        if (const Assoc* entry = findAssoc(key)) {
+            found = *entry;
+        }
     }
     storeIfGiven(data, found.data);
     return found.value;
@@ -274,10 +316,14 @@ void* CStrMap::lookup(const char* key, void** data) {
 
 void* CStrMap::remove(const char* key, void** data) {
     storeIfGiven(data, nullptr);
-    if (key == nullptr) return nullptr;
+    if (key == nullptr) {
+        return nullptr;
+    }
     const CriticalSectionGuard guard(*this);
     Assoc* entry = findAssoc(key);
-    if (entry == nullptr) return nullptr;
+    if (entry == nullptr) {
+        return nullptr;
+    }
     const Assoc removed = *entry;
     forgetPlaces();
     std::copy(entry + 1, entries_ + count_, entry);
@@ -288,7 +334,9 @@ void* CStrMap::remove(const char* key, void** data) {
 }
 
 void* CStrMap::getAt(int index, void** data) {
-    if (index < 0 || static_cast<unsigned int>(index) >= count_) return nullptr;
+    if (index < 0 || static_cast<unsigned int>(index) >= count_) {
+        return nullptr;
+    }
     const Assoc& entry = entries_[index];
     storeIfGiven(data, entry.data);
     return entry.key;
@@ -305,7 +353,9 @@ void CStrMap::sortAppended(const Discard& discard) {
         const Assoc entry = entries_[index];
         if (index + 1 < count_ && std::strcmp(entry.key, entries_[index + 1].key) == 0) {
             freeKey(entry.key);
-            if (discard != nullptr) discard(entry.value, entry.data);
+            if (discard != nullptr) {
+                discard(entry.value, entry.data);
+            }
         } else {
             entries_[kept++] = entry;
         }

@@ -104,7 +104,9 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     void dropHashIndex();
     void forgetPlaces() {
         searches_ = 0;
-        if (hashSlots_ != nullptr) dropHashIndex();
+        if (hashSlots_ != nullptr) {
+            dropHashIndex();
+        }
     }
 
     Assoc* entries_;

@@ -1,7 +1,9 @@
 #include "util/StringMapper.h"
 
 bool CStringMapper::UTF8ToString(std::string& out, const char* text) {
-    if (text == nullptr || *text == '\0') return false;
+    if (text == nullptr || *text == '\0') {
+        return false;
+    }
     out = text;
     return true;
 }

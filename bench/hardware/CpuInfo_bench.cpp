@@ -18,7 +18,9 @@ namespace {
 std::string paragraph(unsigned int processor) {
     const std::string number = std::to_string(processor);
     std::string flags;
-    for (unsigned int flag = 0; flag < 150; ++flag) flags += " flag_" + std::to_string(flag);
+    for (unsigned int flag = 0; flag < 150; ++flag) {
+        flags += " flag_" + std::to_string(flag);
+    }
     return "processor\t: " + number +
            "\nvendor_id\t: GenuineIntel\ncpu family\t: 6\nmodel\t\t: 85\n"
            "model name\t: Intel(R) Xeon(R) Silver 4210R CPU @ 2.40GHz\nstepping\t: 7\n"
@@ -38,7 +40,9 @@ class CpuInfoFile {
   public:
     CpuInfoFile() : fd_(memfd_create("cpuinfo", 0)), path_("/proc/self/fd/" + std::to_string(fd_)) {
         std::string text;
-        for (unsigned int i = 0; i < 4096; ++i) text += paragraph(i);
+        for (unsigned int i = 0; i < 4096; ++i) {
+            text += paragraph(i);
+        }
         if (write(fd_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
             throw std::runtime_error("no file of processors");
         }
@@ -59,8 +63,9 @@ void load(benchmark::State& state) {
     const CpuInfoFile file;
     for (auto _ : state) {
         const CCpuInfoOS info;
-        if (info.GetNumberLogicalCPUsFromOS() != 4096)
+        if (info.GetNumberLogicalCPUsFromOS() != 4096) {
             state.SkipWithError("processors are missing");
+        }
     }
 }
 BENCHMARK(load)->Name("CpuInfo4096/ours");

@@ -60,7 +60,9 @@ template <class T>
 inline void printValue(FILE* file, const Array<T>& value) {
     std::fputs("{ ", file);
     for (size_t i = 0; i < value.size(); i++) {
-        if (i) std::fputs(", ", file);
+        if (i) {
+            std::fputs(", ", file);
+        }
         printValue(file, value[i]);
     }
     std::fputs(value.size() ? " }" : "}", file);
@@ -142,7 +144,9 @@ constexpr std::array<Meta_Property, N + sizeof...(P)> extend(
     const std::array<Meta_Property, N>& inherited, const P&... added) {
     std::array<Meta_Property, N + sizeof...(P)> all{};
     size_t count = 0;
-    for (const Meta_Property& property : inherited) all[count++] = property;
+    for (const Meta_Property& property : inherited) {
+        all[count++] = property;
+    }
     ((all[count++] = added), ...);
     return all;
 }
@@ -153,7 +157,9 @@ constexpr std::array<const Meta_Feature*, N + sizeof...(F)> features(
     const std::array<Meta_Property, N>& properties, const F&... others) {
     std::array<const Meta_Feature*, N + sizeof...(F)> all{};
     size_t count = 0;
-    for (const Meta_Property& property : properties) all[count++] = &property;
+    for (const Meta_Property& property : properties) {
+        all[count++] = &property;
+    }
     ((all[count++] = &others), ...);
     return all;
 }
@@ -162,7 +168,9 @@ template <class CLASS, size_t N>
 constexpr Meta_Class metaClass(const char* name, const Meta_Class* superClass,
                                const std::array<const Meta_Feature*, N>& features) {
     size_t keys = 0;
-    for (const Meta_Feature* feature : features) keys += feature->flags & CIMPLE_FLAG_KEY ? 1 : 0;
+    for (const Meta_Feature* feature : features) {
+        keys += feature->flags & CIMPLE_FLAG_KEY ? 1 : 0;
+    }
     return {name,
             superClass,
             features.data(),

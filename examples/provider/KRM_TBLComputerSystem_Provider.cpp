@@ -135,7 +135,9 @@ Get_Instance_Status KRM_TBLComputerSystem_Provider::get_instance(const KRM_TBLCo
                                                                  KRM_TBLComputerSystem*& instance) {
     return krm::guarded<Get_Instance_Status>(provider::toGetInstanceStatus, [&] {
         Ref<KRM_TBLComputerSystem> system = krm::readSystem(krm::agentCalls());
-        if (!key_eq(model, system.ptr())) return GET_INSTANCE_NOT_FOUND;
+        if (!key_eq(model, system.ptr())) {
+            return GET_INSTANCE_NOT_FOUND;
+        }
         instance = system.steal();
         return GET_INSTANCE_OK;
     });
@@ -163,7 +165,9 @@ Modify_Instance_Status KRM_TBLComputerSystem_Provider::modify_instance(
     return krm::guarded<Modify_Instance_Status>(provider::toModifyInstanceStatus, [&] {
         provider::KOLMCalls& calls = krm::agentCalls();
         Ref<KRM_TBLComputerSystem> system = krm::readSystem(calls);
-        if (!key_eq(instance, system.ptr())) return MODIFY_INSTANCE_NOT_FOUND;
+        if (!key_eq(instance, system.ptr())) {
+            return MODIFY_INSTANCE_NOT_FOUND;
+        }
         const Property<String> contact = krm::wantedContact(*system, model, instance);
         if (!contact.null && contact != system->PrimaryOwnerContact) {
             calls.setConfSystemContact(provider::createCSKey(&calls), contact.value);

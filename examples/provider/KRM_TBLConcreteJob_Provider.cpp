@@ -96,7 +96,9 @@ Get_Instance_Status KRM_TBLConcreteJob_Provider::get_instance(const KRM_TBLConcr
                                                               KRM_TBLConcreteJob*& instance) {
     return krm::guarded<Get_Instance_Status>(provider::toGetInstanceStatus, [&] {
         std::optional<krm::Found> found = krm::find(model);
-        if (!found) return GET_INSTANCE_NOT_FOUND;
+        if (!found) {
+            return GET_INSTANCE_NOT_FOUND;
+        }
         instance = found->instance.steal();
         return GET_INSTANCE_OK;
     });
@@ -106,7 +108,9 @@ Enum_Instances_Status KRM_TBLConcreteJob_Provider::enum_instances(
     const KRM_TBLConcreteJob*, Enum_Instances_Handler<KRM_TBLConcreteJob>* handler) {
     return krm::guarded<Enum_Instances_Status>(provider::toEnumInstancesStatus, [&] {
         std::optional<krm::Found> found = krm::find();
-        if (found) handler->handle(found->instance.steal());
+        if (found) {
+            handler->handle(found->instance.steal());
+        }
         return ENUM_INSTANCES_OK;
     });
 }
@@ -119,7 +123,9 @@ Delete_Instance_Status KRM_TBLConcreteJob_Provider::delete_instance(
     const KRM_TBLConcreteJob* instance) {
     return krm::guarded<Delete_Instance_Status>(krm::toDeleteInstanceStatus, [&] {
         const std::optional<krm::Found> found = krm::find(instance);
-        if (!found || !krm::replaceJob(found->job, std::nullopt)) return DELETE_INSTANCE_NOT_FOUND;
+        if (!found || !krm::replaceJob(found->job, std::nullopt)) {
+            return DELETE_INSTANCE_NOT_FOUND;
+        }
         return DELETE_INSTANCE_OK;
     });
 }
@@ -128,7 +134,9 @@ Modify_Instance_Status KRM_TBLConcreteJob_Provider::modify_instance(
     const KRM_TBLConcreteJob* model, const KRM_TBLConcreteJob* instance) {
     return krm::guarded<Modify_Instance_Status>(provider::toModifyInstanceStatus, [&] {
         std::optional<krm::Found> found = krm::find(instance);
-        if (!found) return MODIFY_INSTANCE_NOT_FOUND;
+        if (!found) {
+            return MODIFY_INSTANCE_NOT_FOUND;
+        }
         const krm::ShutdownJob job = krm::changed(*found, model, instance);
         return krm::replaceJob(found->job, job) ? MODIFY_INSTANCE_OK : MODIFY_INSTANCE_NOT_FOUND;
     });

@@ -49,7 +49,9 @@ class FileDescriptor {
 /// or the peer.
 [[nodiscard]] inline FileDescriptor awayFromStandardStreams(int opened) {
     FileDescriptor file(opened);
-    if (opened < 0 || opened > STDERR_FILENO) return file;
+    if (opened < 0 || opened > STDERR_FILENO) {
+        return file;
+    }
     FileDescriptor moved(fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
     const int error = errno;
     file.reset();

@@ -16,13 +16,17 @@ FileStream openRegularFile(const char* path, const char* mode) {
     const int access = strchr(mode, '+') != nullptr ? O_RDWR : O_RDONLY;
     FileDescriptor file(open(path, access | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0) return nullptr;
+    if (!file || fstat(file.get(), &status) != 0) {
+        return nullptr;
+    }
     if (!S_ISREG(status.st_mode)) {
         errno = EINVAL;
         return nullptr;
     }
     FileStream stream(fdopen(file.get(), mode));
-    if (stream) file.release();
+    if (stream) {
+        file.release();
+    }
     return stream;
 }
 

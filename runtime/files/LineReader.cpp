@@ -10,7 +10,9 @@ namespace varnock {
 
 LineReader::~LineReader() {
     const CancellationGuard uncancelled;  // the seek may read from the file
-    if (unused() > 0) fseeko(file_, -static_cast<off_t>(unused()), SEEK_CUR);
+    if (unused() > 0) {
+        fseeko(file_, -static_cast<off_t>(unused()), SEEK_CUR);
+    }
 }
 
 bool LineReader::next() {
@@ -25,9 +27,13 @@ bool LineReader::next() {
             takeBeginning();
             return true;
         }
-        if (!refill()) break;
+        if (!refill()) {
+            break;
+        }
     }
-    if (searched == 0) return false;
+    if (searched == 0) {
+        return false;
+    }
     take(searched, false);
     return true;
 }

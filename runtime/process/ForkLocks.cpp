@@ -24,7 +24,9 @@ void enterLocks() VARNOCK_NOT_ANALYSED {
     for (Mutex* lock = forkLocks; lock != nullptr; lock = lock->next()) {
         lock->lock();
     }
-    if (channels != nullptr) channels->prepare();
+    if (channels != nullptr) {
+        channels->prepare();
+    }
     MutexLock(CInterLock::IncDecMutex());
     CRegistry::MSpinlock.Enter();
     CEvent::Spinlock.Enter();
@@ -49,7 +51,9 @@ void leaveLocks() VARNOCK_NOT_ANALYSED {
     traceLock().Leave();
     unlockEvents();
     leaveRegistryAndCounters();
-    if (channels != nullptr) channels->parent();
+    if (channels != nullptr) {
+        channels->parent();
+    }
     leaveForkLocks();
 }
 
@@ -60,7 +64,9 @@ void leaveLocksInChild() VARNOCK_NOT_ANALYSED {
     forgetWaitersOfParent();
     unlockEvents();
     leaveRegistryAndCounters();
-    if (channels != nullptr) channels->child();
+    if (channels != nullptr) {
+        channels->child();
+    }
     leaveForkLocks();
 }
 

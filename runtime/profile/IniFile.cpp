@@ -37,7 +37,9 @@ CIniFile::~CIniFile() {
 bool CIniFile::grow(char*& buffer, unsigned int& size) {
     const unsigned int wanted = size + kGrowthStep;
     char* grown = wanted <= kLargestBuffer ? static_cast<char*>(realloc(buffer, wanted)) : nullptr;
-    if (grown == nullptr) free(buffer);
+    if (grown == nullptr) {
+        free(buffer);
+    }
     buffer = grown;
     size = grown != nullptr ? wanted : 0;
     return grown != nullptr;
@@ -47,24 +49,34 @@ bool CIniFile::grow(char*& buffer, unsigned int& size) {
 /// cannot grow.
 unsigned int CIniFile::fill(char*& buffer, unsigned int& size, const char* section, const char* key,
                             const char* defaultValue) {
-    if (buffer == nullptr && !grow(buffer, size)) return 0;
+    if (buffer == nullptr && !grow(buffer, size)) {
+        return 0;
+    }
     for (;;) {
         const unsigned int length =
             CSysBase::GetPrivateProfileString(section, key, defaultValue, buffer, size, fileName_);
-        if (length + 2 < size) return length;
-        if (!grow(buffer, size)) return 0;
+        if (length + 2 < size) {
+            return length;
+        }
+        if (!grow(buffer, size)) {
+            return 0;
+        }
     }
 }
 
 const char* CIniFile::GetString(const char* section, const char* key, const char* defaultValue) {
-    if (valid_ == 0) return defaultValue;
+    if (valid_ == 0) {
+        return defaultValue;
+    }
     fill(stringBuffer_, stringBufferSize_, section, key, defaultValue);
     return stringBuffer_ != nullptr ? stringBuffer_ : defaultValue;
 }
 
 int CIniFile::GetString(std::string& out, const char* section, const char* key,
                         const char* defaultValue) try {
-    if (valid_ == 0) return 0;
+    if (valid_ == 0) {
+        return 0;
+    }
     char* buffer = nullptr;
     unsigned int size = 0;
     fill(buffer, size, section, key, defaultValue);
@@ -77,16 +89,22 @@ int CIniFile::GetString(std::string& out, const char* section, const char* key,
 }
 
 const char* CIniFile::GetEnum(const char* section) {
-    if (valid_ == 0) return "";
+    if (valid_ == 0) {
+        return "";
+    }
     fill(enumBuffer_, enumBufferSize_, section, nullptr, nullptr);
     enumCursor_ = enumBuffer_;
     return enumCursor_ != nullptr ? enumCursor_ : "";
 }
 
 const char* CIniFile::GetNextEnum() {
-    if (valid_ == 0 || enumCursor_ == nullptr) return "";
+    if (valid_ == 0 || enumCursor_ == nullptr) {
+        return "";
+    }
     // An empty string ends the list; the cursor does not move past it.
-    if (*enumCursor_ != '\0') enumCursor_ += strlen(enumCursor_) + 1;
+    if (*enumCursor_ != '\0') {
+        enumCursor_ += strlen(enumCursor_) + 1;
+    }
     return enumCursor_;
 }
 
@@ -102,14 +120,19 @@ void CIniFile::GetEnums(std::vector<std::string>& out, const char* section) {
 }
 
 int CIniFile::SetString(const char* section, const char* key, const char* value) {
-    if (valid_ == 0 || section == nullptr) return 0;
+    if (valid_ == 0 || section == nullptr) {
+        return 0;
+    }
     return CSysBase::WritePrivateProfileString(section, key, value, fileName_);
 }
 
 int CIniFile::CopySection(const char* from, const char* to) {
-    if (valid_ == 0) return 0;
-    if (from == nullptr)
+    if (valid_ == 0) {
+        return 0;
+    }
+    if (from == nullptr) {
         return 1;  // no section has no keys; the list would be that of the sections
+    }
     std::vector<std::string> keys;
     GetEnums(keys, from);
     for (const std::string& key : keys) {

@@ -34,13 +34,17 @@ bool isBlank(char c) {
 }
 
 char* skipBlanks(char* text) {
-    while (isBlank(*text)) ++text;
+    while (isBlank(*text)) {
+        ++text;
+    }
     return text;
 }
 
 /// Removes the blanks before `end`, and terminates the text there.
 void trimEnd(const char* text, char* end) {
-    while (end > text && isBlank(end[-1])) --end;
+    while (end > text && isBlank(end[-1])) {
+        --end;
+    }
     *end = '\0';
 }
 
@@ -92,7 +96,9 @@ class Search {
     /// False when the search is over.
     bool take(char* line) {
         char* text = skipBlanks(line);
-        if (*text == '\0' || *text == ';') return true;
+        if (*text == '\0' || *text == ';') {
+            return true;
+        }
         // A semicolon starts a comment, also inside a value.
         trimEnd(text, text + strcspn(text, ";"));
         return *text == '[' ? takeHeader(text) : takeKeyLine(text);
@@ -100,7 +106,9 @@ class Search {
 
   private:
     bool takeHeader(char* text) {
-        if (inSection_) return false;
+        if (inSection_) {
+            return false;
+        }
         if (section_ != nullptr) {
             inSection_ = opensSection(text, section_);
         } else if (char* end = strchr(text, ']')) {
@@ -112,13 +120,17 @@ class Search {
 
     bool takeKeyLine(char* text) {
         char* equals = strchr(text, '=');
-        if (!inSection_ || equals == nullptr) return true;
+        if (!inSection_ || equals == nullptr) {
+            return true;
+        }
         trimEnd(text, equals);
         if (key_ == nullptr) {
             result_.addName(text);
             return true;
         }
-        if (strcmp(text, key_) != 0) return true;
+        if (strcmp(text, key_) != 0) {
+            return true;
+        }
         result_.placeValue(skipBlanks(equals + 1));
         foundValue_ = true;
         return false;
@@ -133,7 +145,9 @@ class Search {
 
 unsigned int copyDefault(const char* section, const char* key, const char* defaultValue, char* out,
                          unsigned int size) {
-    if (section == nullptr || key == nullptr || defaultValue == nullptr) return 0;
+    if (section == nullptr || key == nullptr || defaultValue == nullptr) {
+        return 0;
+    }
     strncpy(out, defaultValue, size);
     out[size - 1] = '\0';
     return static_cast<unsigned int>(strlen(out));
@@ -154,7 +168,9 @@ bool holdsNewline(const char* text) {
 
 std::optional<std::size_t> fileSize(FILE* file) {
     struct stat status {};
-    if (fstat(fileno(file), &status) != 0 || status.st_size < 0) return std::nullopt;
+    if (fstat(fileno(file), &status) != 0 || status.st_size < 0) {
+        return std::nullopt;
+    }
     return static_cast<std::size_t>(status.st_size);
 }
 
@@ -179,16 +195,26 @@ class EditSearch {
         bool keepOffset = false;
         for (;;) {
             // Empty lines and comments belong to the line that follows them.
-            if (!keepOffset) offset_ = line.offset();
-            if (!line.next()) break;
+            if (!keepOffset) {
+                offset_ = line.offset();
+            }
+            if (!line.next()) {
+                break;
+            }
             // The last character of a line is cut, whether it is a newline or not. So a last line
             // without a newline loses a character and is not found. Lines that the library has
             // written end with a newline.
-            if (!line.hasNewline() && line.length() > 0) line.text()[line.length() - 1] = '\0';
+            if (!line.hasNewline() && line.length() > 0) {
+                line.text()[line.length() - 1] = '\0';
+            }
             keepOffset = line.text()[0] == '\0' || line.text()[0] == ';';
             end_ = line.offset();
-            if (end_ > std::numeric_limits<unsigned int>::max()) return false;
-            if (!keepOffset && take(line.text(), edit)) return true;
+            if (end_ > std::numeric_limits<unsigned int>::max()) {
+                return false;
+            }
+            if (!keepOffset && take(line.text(), edit)) {
+                return true;
+            }
         }
         atEnd(end_, edit);
         return ferror(file) == 0;
@@ -221,10 +247,14 @@ class EditSearch {
 
     bool takeKeyLine(char* line, Edit& edit) {
         char* equals = strchr(line, '=');
-        if (equals == nullptr) return false;
+        if (equals == nullptr) {
+            return false;
+        }
         ++keyCount_;
         trimEnd(line, equals);
-        if (key_ == nullptr || strcmp(line, key_) != 0) return false;
+        if (key_ == nullptr || strcmp(line, key_) != 0) {
+            return false;
+        }
         // The blank line behind the header stays if the first key of the section is replaced.
         replace(edit, offset_, end_, keyCount_ < 2);
         return true;
@@ -232,7 +262,9 @@ class EditSearch {
 
     void atEnd(std::size_t end, Edit& edit) const {
         if (key_ == nullptr) {
-            if (inSection_) replace(edit, sectionStart_, end, false);
+            if (inSection_) {
+                replace(edit, sectionStart_, end, false);
+            }
         } else if (value_ != nullptr) {
             edit.kind = inSection_ ? Edit::Kind::append : Edit::Kind::appendSection;
         }
@@ -257,11 +289,17 @@ class NewFile {
         const int made = mkostemp(name_.data(), O_CLOEXEC);
         isThere_ = made >= 0;
         varnock::FileDescriptor file = varnock::awayFromStandardStreams(made);
-        if (file) stream_.reset(fdopen(file.get(), "r+e"));
-        if (stream_) file.release();
+        if (file) {
+            stream_.reset(fdopen(file.get(), "r+e"));
+        }
+        if (stream_) {
+            file.release();
+        }
     }
     ~NewFile() {
-        if (isThere_) unlink(name_.c_str());
+        if (isThere_) {
+            unlink(name_.c_str());
+        }
     }
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
@@ -283,7 +321,9 @@ class NewFile {
 
   private:
     [[nodiscard]] bool took(int result) {
-        if (result != 0) return false;
+        if (result != 0) {
+            return false;
+        }
         isThere_ = false;
         // The file is in place: a failed sync matters only if the power fails.
         static_cast<void>(varnock::syncDirectoryOf(target_.c_str()));
@@ -302,9 +342,13 @@ class EditedFile {
   public:
     explicit EditedFile(const char* fileName)
         : original_(varnock::openRegularFile(fileName, "r+e")) {
-        if (!original_) return;
+        if (!original_) {
+            return;
+        }
         const std::unique_ptr<char, decltype(&free)> resolved(realpath(fileName, nullptr), free);
-        if (resolved) makeCopy(resolved.get());
+        if (resolved) {
+            makeCopy(resolved.get());
+        }
     }
 
     bool isOpen() const { return original_ != nullptr; }
@@ -314,7 +358,9 @@ class EditedFile {
 
     /// Makes the change take effect.
     [[nodiscard]] bool commit() {
-        if (!copy_) return varnock::closeWritten(std::move(original_));
+        if (!copy_) {
+            return varnock::closeWritten(std::move(original_));
+        }
         return copy_->finish() && copy_->replaceTarget();
     }
 
@@ -327,7 +373,9 @@ class EditedFile {
                            fchown(descriptor, status.st_uid, status.st_gid) == 0 &&
                            fchmod(descriptor, status.st_mode & 07777U) == 0;
         isFull_ = alike && !copyContents(descriptor);
-        if (!alike || isFull_) copy_.reset();
+        if (!alike || isFull_) {
+            copy_.reset();
+        }
     }
 
     [[nodiscard]] bool copyContents(int target) const {
@@ -336,9 +384,12 @@ class EditedFile {
         off_t offset = 0;
         for (;;) {
             const ssize_t got = pread(source, buffer, sizeof buffer, offset);
-            if (got <= 0) return got == 0;
-            if (!varnock::writeAt(target, buffer, static_cast<std::size_t>(got), offset))
+            if (got <= 0) {
+                return got == 0;
+            }
+            if (!varnock::writeAt(target, buffer, static_cast<std::size_t>(got), offset)) {
                 return false;
+            }
             offset += got;
         }
     }
@@ -366,12 +417,16 @@ void cutBack(FILE* file, std::size_t size) {
     const bool existing = edit.kind == Edit::Kind::append;
     const bool missingNewline = existing && !endsInNewline(file);
     const std::optional<std::size_t> size = fileSize(file);
-    if (!size || ferror(file) != 0 || fseek(file, 0, SEEK_END) != 0) return false;
+    if (!size || ferror(file) != 0 || fseek(file, 0, SEEK_END) != 0) {
+        return false;
+    }
     const bool opened =
         existing ? !missingNewline || writeText(file, "\n")
                  : writeText(file, "\n[") && writeText(file, section) && writeText(file, "]\n\n");
     const bool written = opened && writeKeyLine(file, key, value) && fflush(file) == 0;
-    if (!written) cutBack(file, *size);
+    if (!written) {
+        cutBack(file, *size);
+    }
     return written;
 }
 
@@ -392,7 +447,9 @@ int traceAppendError() {
 [[nodiscard]] int appendToFile(const char* section, const char* key, const char* value,
                                const char* fileName) {
     FileStream file(fopen(fileName, "ae"));
-    if (!file) return traceAppendError();
+    if (!file) {
+        return traceAppendError();
+    }
     const Edit edit{Edit::Kind::appendSection, 0, 0, false};
     const bool written =
         fchmod(fileno(file.get()), 0644) == 0 && writeAtEnd(file.get(), edit, section, key, value);
@@ -404,7 +461,9 @@ int traceAppendError() {
     NewFile file(fileName);
     // The append reports the error if the directory is not writable, and succeeds if only the name
     // of the new file is too long.
-    if (file.stream() == nullptr) return appendToFile(section, key, value, fileName);
+    if (file.stream() == nullptr) {
+        return appendToFile(section, key, value, fileName);
+    }
     const Edit edit{Edit::Kind::appendSection, 0, 0, false};
     if (fchmod(fileno(file.stream()), 0644) != 0 ||
         !writeAtEnd(file.stream(), edit, section, key, value) || !file.finish()) {
@@ -419,14 +478,22 @@ int traceAppendError() {
     const varnock::FileSizeSignal limited;
     EditedFile file(fileName);
     if (!file.isOpen()) {
-        if (key == nullptr || value == nullptr) return 1;
+        if (key == nullptr || value == nullptr) {
+            return 1;
+        }
         return access(fileName, F_OK) == 0 ? traceAppendError()
                                            : createFile(section, key, value, fileName);
     }
-    if (!file.isReady()) return 0;
+    if (!file.isReady()) {
+        return 0;
+    }
     Edit edit;
-    if (!EditSearch(section, key, value).run(file.stream(), edit)) return 0;
-    if (edit.kind == Edit::Kind::none) return 1;
+    if (!EditSearch(section, key, value).run(file.stream(), edit)) {
+        return 0;
+    }
+    if (edit.kind == Edit::Kind::none) {
+        return 1;
+    }
     return apply(file.stream(), edit, section, key, value) && file.commit() ? 1 : 0;
 } catch (const std::bad_alloc&) {
     return 0;
@@ -437,9 +504,13 @@ int traceAppendError() {
 unsigned int CSysBase::GetPrivateProfileString(const char* section, const char* key,
                                                const char* defaultValue, char* out,
                                                unsigned int size, const char* fileName) {
-    if (out == nullptr || fileName == nullptr || size == 0) return 0;
+    if (out == nullptr || fileName == nullptr || size == 0) {
+        return 0;
+    }
     out[0] = '\0';
-    if (size == 1) return 0;
+    if (size == 1) {
+        return 0;
+    }
     Result result(out, size);
     const FileStream file = varnock::openRegularFile(fileName, "re");
     if (!file) {
@@ -451,7 +522,9 @@ unsigned int CSysBase::GetPrivateProfileString(const char* section, const char* 
     LineReader line(file.get());
     while (result.hasRoom() && line.next() && search.take(line.text())) {
     }
-    if (section == nullptr || key == nullptr) return result.finishList();
+    if (section == nullptr || key == nullptr) {
+        return result.finishList();
+    }
     return search.foundValue() ? result.finishValue()
                                : copyDefault(section, key, defaultValue, out, size);
 }
@@ -506,12 +579,16 @@ int CSysBase::WriteLines(FILE* file, unsigned int from, unsigned int to, const c
                          (!withLine || writeKeyLine(file, key, value)) &&
                          fwrite(tail.get(), 1, tailSize, file) == tailSize && fflush(file) == 0;
     // The caller closes the stream, which must not write the rest.
-    if (!written) __fpurge(file);
+    if (!written) {
+        __fpurge(file);
+    }
     return written && ftruncate(fileno(file), static_cast<off_t>(newSize)) == 0 ? 1 : 0;
 }
 
 int CSysBase::GetSystemDirectory(char* buffer, unsigned int size) {
-    if (buffer == nullptr || size == 0) return 0;
+    if (buffer == nullptr || size == 0) {
+        return 0;
+    }
     strncpy(buffer, varnock::systemDirectory().c_str(), size);
     buffer[size - 1] = '\0';
     return 1;

@@ -38,7 +38,9 @@ bool isPrivate(const struct stat& status) {
 bool isStillAt(int file, const char* path) {
     struct stat opened {};
     struct stat named {};
-    if (fstat(file, &opened) != 0 || lstat(path, &named) != 0) return false;
+    if (fstat(file, &opened) != 0 || lstat(path, &named) != 0) {
+        return false;
+    }
     errno = ENOENT;
     return opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
 }
@@ -49,22 +51,32 @@ NewRegistryFile::NewRegistryFile(const char* path) : path_(path), state_(acquire
 
 NewRegistryFile::~NewRegistryFile() {
     // Before the lock is released with the stream.
-    if (isThere_) unlinkAndKeepErrno(path_);
+    if (isThere_) {
+        unlinkAndKeepErrno(path_);
+    }
 }
 
 /// A second pass creates the file that replaces a left-over.
 NewRegistryFile::State NewRegistryFile::acquire() {
     for (int pass = 0; pass < 2; ++pass) {
         FileDescriptor file = openOnce();
-        if (!file) return errno == EAGAIN ? State::busy : State::cannotOpen;
+        if (!file) {
+            return errno == EAGAIN ? State::busy : State::cannotOpen;
+        }
         const Look look = lookAt(file.get());
-        if (look == Look::usable) return makeStream(std::move(file));
-        if (look == Look::busy) return State::busy;
+        if (look == Look::usable) {
+            return makeStream(std::move(file));
+        }
+        if (look == Look::busy) {
+            return State::busy;
+        }
         if (look == Look::leftOver) {
             unlink(path_);
             continue;
         }
-        if (isCreated_) unlinkAndKeepErrno(path_);
+        if (isCreated_) {
+            unlinkAndKeepErrno(path_);
+        }
         return look == Look::cannotOpen ? State::cannotOpen : State::cannotLock;
     }
     return State::busy;
@@ -78,7 +90,9 @@ FileDescriptor NewRegistryFile::openOnce() {
     isCreated_ = static_cast<bool>(file);
     if (!file && errno == EEXIST) {
         file = awayFromStandardStreams(open(path_, kFlags));
-        if (!file && errno == ENOENT) errno = EAGAIN;
+        if (!file && errno == ENOENT) {
+            errno = EAGAIN;
+        }
     }
     return file;
 }
@@ -86,13 +100,19 @@ FileDescriptor NewRegistryFile::openOnce() {
 /// Locks the file if it is free.
 NewRegistryFile::Look NewRegistryFile::lookAt(int file) const {
     struct stat status {};
-    if (fstat(file, &status) != 0) return Look::cannotOpen;
+    if (fstat(file, &status) != 0) {
+        return Look::cannotOpen;
+    }
     if (!S_ISREG(status.st_mode)) {
         errno = EINVAL;
         return Look::cannotOpen;
     }
-    if (flock(file, LOCK_EX | LOCK_NB) == 0) return lookAtLocked(file);
-    if (errno != EWOULDBLOCK) return Look::cannotLock;
+    if (flock(file, LOCK_EX | LOCK_NB) == 0) {
+        return lookAtLocked(file);
+    }
+    if (errno != EWOULDBLOCK) {
+        return Look::cannotLock;
+    }
     if (isCreated_ || isPrivate(status) || (isTrusted(status) && isWriteLocked(file))) {
         return Look::busy;
     }
@@ -102,12 +122,18 @@ NewRegistryFile::Look NewRegistryFile::lookAt(int file) const {
 
 /// Another saver may have renamed the file just before the lock was free, so looks at it again.
 NewRegistryFile::Look NewRegistryFile::lookAtLocked(int file) const {
-    if (!isStillAt(file, path_)) return errno == ENOENT ? Look::busy : Look::cannotLock;
+    if (!isStillAt(file, path_)) {
+        return errno == ENOENT ? Look::busy : Look::cannotLock;
+    }
     // Where this lock fails, the other one still keeps savers apart.
     static_cast<void>(setLock(file, F_WRLCK));
     struct stat status {};
-    if (fstat(file, &status) != 0) return Look::cannotLock;
-    if (!isPrivate(status)) return Look::leftOver;
+    if (fstat(file, &status) != 0) {
+        return Look::cannotLock;
+    }
+    if (!isPrivate(status)) {
+        return Look::leftOver;
+    }
     return ftruncate(file, 0) == 0 ? Look::usable : Look::cannotLock;
 }
 

@@ -54,7 +54,9 @@ CRegistryNode* walk(CRegistryNode* node, std::string_view path) {
 CRegistryNode* createSubkey(CRegistryNode* node, const char* name) {
     void* value = nullptr;
     const unsigned int type = node->find(name, value);
-    if (type != 0) return type == REGISTRY_KEY ? static_cast<CRegistryNode*>(value) : nullptr;
+    if (type != 0) {
+        return type == REGISTRY_KEY ? static_cast<CRegistryNode*>(value) : nullptr;
+    }
     auto fresh = std::make_unique<CRegistryNode>();
     node->put(name, REGISTRY_KEY, fresh.get());
     CRegistry::MIsDirty = 1;
@@ -66,7 +68,9 @@ CRegistryNode* createSubkey(CRegistryNode* node, const char* name) {
 CRegistryNode* walkAndCreate(CRegistryNode* node, std::string_view path) {
     while (node != nullptr && !path.empty()) {
         const std::string component(takeComponent(path));
-        if (component.empty()) break;
+        if (component.empty()) {
+            break;
+        }
         node = createSubkey(node, component.c_str());
     }
     return node;
@@ -78,10 +82,14 @@ std::string expand(const char* text) {
     std::string out;
     for (;;) {
         const char* open = strchr(text, '%');
-        if (open == nullptr) return out.append(text);
+        if (open == nullptr) {
+            return out.append(text);
+        }
         out.append(text, open);
         const char* close = strchr(open + 1, '%');
-        if (close == nullptr) return out.append(open + 1);
+        if (close == nullptr) {
+            return out.append(open + 1);
+        }
         const std::string name(open + 1, close);
         const char* value = name.empty() ? "%" : secure_getenv(name.c_str());
         out.append(value != nullptr ? value : "");
@@ -102,7 +110,9 @@ CRegistryNode* readRoot(CRegistryNode* const& root) {
 }
 
 [[nodiscard]] long erase(CRegistryNode& node, const char* name) {
-    if (!node.erase(name)) return kInvalid;
+    if (!node.erase(name)) {
+        return kInvalid;
+    }
     CRegistry::MIsDirty = 1;
     return kSuccess;
 }
@@ -113,32 +123,44 @@ unsigned int entryAmong(CRegistryNode& node, unsigned int index, Passes passes, 
                         void*& value) {
     for (unsigned int i = 0; i < node.entries(); ++i) {
         const unsigned int type = node.entryAt(i, name, value);
-        if (passes(type) && index-- == 0) return type;
+        if (passes(type) && index-- == 0) {
+            return type;
+        }
     }
     return 0;
 }
 
 void giveName(const char* name, char* out, unsigned int* length) {
-    if (out == nullptr || length == nullptr || *length == 0) return;
+    if (out == nullptr || length == nullptr || *length == 0) {
+        return;
+    }
     copyText(out, *length, name);
     *length = static_cast<unsigned int>(strlen(out));
 }
 
 void giveClass(char* out, unsigned int* length) {
-    if (out == nullptr || length == nullptr || *length == 0) return;
+    if (out == nullptr || length == nullptr || *length == 0) {
+        return;
+    }
     *out = '\0';
     *length = 0;
 }
 
 void giveData(unsigned int type, const void* value, unsigned char* out, unsigned int* length) {
-    if (length == nullptr) return;
+    if (length == nullptr) {
+        return;
+    }
     unsigned int number = 0;
     const void* data = CRegistryNode::valueData(type, value, number);
     const unsigned int size = CRegistryNode::valueSize(type, value);
     const unsigned int fits = std::min(size, *length);
     if (out != nullptr && *length > 0) {
-        if (fits > 0) memcpy(out, data, fits);
-        if (isText(type)) out[fits > 0 ? fits - 1 : 0] = '\0';
+        if (fits > 0) {
+            memcpy(out, data, fits);
+        }
+        if (isText(type)) {
+            out[fits > 0 ? fits - 1 : 0] = '\0';
+        }
     }
     *length = size;
 }
@@ -162,7 +184,9 @@ CRegistry::CRegistry(const CRegistry& other) : CRegistry() {
 }
 
 CRegistry& CRegistry::operator=(const CRegistry& other) {
-    if (this == &other) return *this;
+    if (this == &other) {
+        return *this;
+    }
     currentKey_ = other.currentKey_;
     try {
         openedPath_ = other.openedPath_;
@@ -177,7 +201,9 @@ CRegistry::~CRegistry() noexcept(false) {
     try {
         FreeClass();
     } catch (int) {
-        if (std::uncaught_exceptions() == 0) throw;
+        if (std::uncaught_exceptions() == 0) {
+            throw;
+        }
     }
 }
 
@@ -192,7 +218,9 @@ long CRegistry::openPath(const char* path, CRegistryNode* root) {
     try {
         const CriticalSectionGuard guard(MSpinlock);
         CRegistryNode* const node = walk(root != nullptr ? root : &MRoot, path);
-        if (node == nullptr) return kOpenFailed;
+        if (node == nullptr) {
+            return kOpenFailed;
+        }
         openedPath_ = path;
         currentKey_ = node;
         return kSuccess;
@@ -217,7 +245,9 @@ long CRegistry::CreateKey(CRegistryNode* root, const char* path, int, int) {
         const CriticalSectionGuard guard(MSpinlock);
         CRegistryNode* start = root != nullptr ? root : currentKey_;
         CRegistryNode* node = walkAndCreate(start, path != nullptr ? path : "");
-        if (node == nullptr) return kCreateFailed;
+        if (node == nullptr) {
+            return kCreateFailed;
+        }
         currentKey_ = node;
         return kSuccess;
     } catch (const std::bad_alloc&) {
@@ -238,40 +268,54 @@ CRegistryNode* CRegistry::KeepKeyHandle() {
 
 long CRegistry::DeleteKey(const char* name) {
     traceAt(2, "CRegistry::DeleteKey \"%s\"\n", shown(name));
-    if (currentKey_ == nullptr || name == nullptr) return kInvalid;
+    if (currentKey_ == nullptr || name == nullptr) {
+        return kInvalid;
+    }
     const CriticalSectionGuard guard(MSpinlock);
     void* value = nullptr;
-    if (currentKey_->find(name, value) != REGISTRY_KEY) return kInvalid;
+    if (currentKey_->find(name, value) != REGISTRY_KEY) {
+        return kInvalid;
+    }
     return erase(*currentKey_, name);
 }
 
 long CRegistry::DeleteValue(const char* name) {
     traceAt(2, "CRegistry::DeleteValue \"%s\"\n", shown(name));
-    if (currentKey_ == nullptr || name == nullptr) return kInvalid;
+    if (currentKey_ == nullptr || name == nullptr) {
+        return kInvalid;
+    }
     const CriticalSectionGuard guard(MSpinlock);
     return erase(*currentKey_, name);
 }
 
 long CRegistry::NoOfSubKeys(unsigned int* count) {
-    if (currentKey_ == nullptr || count == nullptr) return kInvalid;
+    if (currentKey_ == nullptr || count == nullptr) {
+        return kInvalid;
+    }
     const CriticalSectionGuard guard(MSpinlock);
     *count = 0;
     for (unsigned int i = 0; i < currentKey_->entries(); ++i) {
         const char* name = nullptr;
         void* value = nullptr;
-        if (currentKey_->entryAt(i, name, value) == REGISTRY_KEY) ++*count;
+        if (currentKey_->entryAt(i, name, value) == REGISTRY_KEY) {
+            ++*count;
+        }
     }
     return kSuccess;
 }
 
 long CRegistry::EnumKey(char* name, unsigned int* nameLen, unsigned int index, char* cls,
                         unsigned int* clsLen) {
-    if (currentKey_ == nullptr) return kInvalid;
+    if (currentKey_ == nullptr) {
+        return kInvalid;
+    }
     const CriticalSectionGuard guard(MSpinlock);
     const char* found = nullptr;
     void* value = nullptr;
     const auto isKey = [](unsigned int type) { return type == REGISTRY_KEY; };
-    if (entryAmong(*currentKey_, index, isKey, found, value) == 0) return kNoData;
+    if (entryAmong(*currentKey_, index, isKey, found, value) == 0) {
+        return kNoData;
+    }
     giveName(found, name, nameLen);
     giveClass(cls, clsLen);
     return kSuccess;
@@ -284,7 +328,9 @@ long CRegistry::EnumKey(char* name, unsigned int nameLen, unsigned int index, ch
 
 long CRegistry::EnumVal(char* name, unsigned int* nameLen, unsigned int index,
                         unsigned int /*type*/, unsigned char* data, unsigned int* dataLen) {
-    if (currentKey_ == nullptr) return kInvalid;
+    if (currentKey_ == nullptr) {
+        return kInvalid;
+    }
     const CriticalSectionGuard guard(MSpinlock);
     const char* found = nullptr;
     void* value = nullptr;
@@ -292,7 +338,9 @@ long CRegistry::EnumVal(char* name, unsigned int* nameLen, unsigned int index,
         return type >= REGISTRY_STRING && type <= REGISTRY_NUMBER;
     };
     const unsigned int type = entryAmong(*currentKey_, index, isValue, found, value);
-    if (type == 0) return kNoData;
+    if (type == 0) {
+        return kNoData;
+    }
     giveName(found, name, nameLen);
     giveData(type, value, data, dataLen);
     return kSuccess;
@@ -317,12 +365,16 @@ int CRegistry::SetValue(const char* name, const unsigned char* data, unsigned in
         return 0;
     }
     void* value = CRegistryNode::makeValue(type, data, size);
-    if (value == nullptr && !isNumber) return 0;
+    if (value == nullptr && !isNumber) {
+        return 0;
+    }
     try {
         node->put(name, type, value);
         return 1;
     } catch (const std::bad_alloc&) {
-        if (!isNumber) delete[] static_cast<unsigned char*>(value);
+        if (!isNumber) {
+            delete[] static_cast<unsigned char*>(value);
+        }
         return 0;
     }
 }
@@ -348,7 +400,9 @@ long CRegistry::SetValue(const char* name, unsigned int number) {
 
 unsigned int CRegistry::GetValueSize(const char* name, CRegistryNode* key) {
     CRegistryNode* node = key != nullptr ? key : currentKey_;
-    if (node == nullptr) return 0;
+    if (node == nullptr) {
+        return 0;
+    }
     const CriticalSectionGuard guard(MSpinlock);
     void* value = nullptr;
     const unsigned int type = node->find(name, value);
@@ -360,11 +414,15 @@ unsigned int CRegistry::GetValueSize(const char* name, CRegistryNode* key) {
 template <typename Take>
 bool CRegistry::read(const char* name, CRegistryNode* key, Take take) try {
     CRegistryNode* node = key != nullptr ? key : currentKey_;
-    if (node == nullptr) return false;
+    if (node == nullptr) {
+        return false;
+    }
     const CriticalSectionGuard guard(MSpinlock);
     void* value = nullptr;
     const unsigned int type = node->find(name, value);
-    if (type == 0 || type > REGISTRY_NUMBER) return false;
+    if (type == 0 || type > REGISTRY_NUMBER) {
+        return false;
+    }
     unsigned int number = 0;
     const void* data = CRegistryNode::valueData(type, value, number);
     unsigned int size = CRegistryNode::valueSize(type, value);
@@ -393,22 +451,30 @@ char* CRegistry::GetValue(const char* name, CRegistryNode* key) {
 /// As read(), but sets the status and returns it as QueryValue() does.
 template <typename Take>
 long CRegistry::query(const char* name, CRegistryNode* key, Take take) {
-    if (key == nullptr && currentKey_ == nullptr) return status_ = kInvalid;
+    if (key == nullptr && currentKey_ == nullptr) {
+        return status_ = kInvalid;
+    }
     return status_ = read(name, key, take) ? kSuccess : kNoData;
 }
 
 long CRegistry::QueryValue(std::string& out, const char* name, CRegistryNode* key) {
     return query(name, key, [&out](unsigned int type, const char* data, unsigned int size) {
-        if (!isText(type)) return false;
+        if (!isText(type)) {
+            return false;
+        }
         out.assign(data, size > 0 ? size - 1 : 0);
         return true;
     });
 }
 
 long CRegistry::QueryValue(char* out, const char* name, unsigned int* size, CRegistryNode* key) {
-    if (out == nullptr || size == nullptr || *size == 0) return status_ = kInvalid;
+    if (out == nullptr || size == nullptr || *size == 0) {
+        return status_ = kInvalid;
+    }
     return query(name, key, [=](unsigned int type, const char* data, unsigned int available) {
-        if (!isText(type)) return false;
+        if (!isText(type)) {
+            return false;
+        }
         copyText(out, *size, available > 0 ? data : "");
         *size = static_cast<unsigned int>(strlen(out) + 1);
         return true;
@@ -420,9 +486,13 @@ long CRegistry::QueryValue(char* out, const char* name, unsigned int size, CRegi
 }
 
 long CRegistry::QueryValue(unsigned int* out, const char* name, CRegistryNode* key) {
-    if (out == nullptr) return status_ = kInvalid;
+    if (out == nullptr) {
+        return status_ = kInvalid;
+    }
     return query(name, key, [out](unsigned int type, const char* data, unsigned int) {
-        if (type != REGISTRY_NUMBER) return false;
+        if (type != REGISTRY_NUMBER) {
+            return false;
+        }
         memcpy(out, data, sizeof *out);
         return true;
     });
@@ -431,14 +501,18 @@ long CRegistry::QueryValue(unsigned int* out, const char* name, CRegistryNode* k
 long CRegistry::OpenPointerKey(const char* keyPath, const char* valueName, CRegistryNode* root,
                                int access) {
     traceAt(2, "CRegistry::OpenPointer \"%s\"\n", shown(keyPath));
-    if (Open(keyPath, root, access) != kSuccess) return kCreateFailed;
+    if (Open(keyPath, root, access) != kSuccess) {
+        return kCreateFailed;
+    }
     const char* value = GetValue(valueName);
     const bool isPointer = value != nullptr && isText(valueType_);
     Close();
     status_ = kOpenFailed;
     const std::string_view target = isPointer ? value : "";
     const std::size_t separator = separatorIn(target);
-    if (separator == target.npos) return status_;
+    if (separator == target.npos) {
+        return status_;
+    }
     try {
         std::string path(target.substr(0, separator));
         _strupr(path.data());

@@ -62,8 +62,12 @@ std::size_t memorySize(unsigned int type, std::size_t dataSize) {
 void fillMemory(void* memory, unsigned int type, const void* data, std::uint32_t size) {
     auto* const begin = static_cast<unsigned char*>(memory);
     auto* const place = begin + sizeBeforeData(type);
-    if (place != begin) memcpy(begin, &size, kCountSize);
-    if (size != 0) memcpy(place, data, size);
+    if (place != begin) {
+        memcpy(begin, &size, kCountSize);
+    }
+    if (size != 0) {
+        memcpy(place, data, size);
+    }
     place[size] = 0;
 }
 
@@ -76,14 +80,18 @@ void forgetRoot(const CRegistryNode* node) {
     for (CRegistryNode** root :
          {&CRegistry::MLocalMachine, &CRegistry::MCurrentUser, &CRegistry::MUsers,
           &CRegistry::MClassesRoot, &CRegistry::MCurrentConfig}) {
-        if (*root == node) *root = nullptr;
+        if (*root == node) {
+            *root = nullptr;
+        }
     }
 }
 
 /// The marker at the beginning of a text; null if it begins with none.
 const Marker* markerAt(const char* text) {
     for (const Marker& marker : kMarkers) {
-        if (strncmp(text, marker.text, strlen(marker.text)) == 0) return &marker;
+        if (strncmp(text, marker.text, strlen(marker.text)) == 0) {
+            return &marker;
+        }
     }
     return nullptr;
 }
@@ -93,7 +101,9 @@ std::string parseBytes(const char* text) {
     for (;;) {
         char* end = nullptr;
         const long number = strtol(text, &end, 16);
-        if (end == text) return bytes;
+        if (end == text) {
+            return bytes;
+        }
         bytes += static_cast<char>(number);
         text = end;
     }
@@ -108,7 +118,9 @@ void warn(CRegistryNode::Warnings& warnings, const char* what, const char* text)
 }
 
 void trace(const CRegistryNode::Warnings& warnings) {
-    for (const std::string& warning : warnings) traceAt(1, "%s", warning.c_str());
+    for (const std::string& warning : warnings) {
+        traceAt(1, "%s", warning.c_str());
+    }
 }
 
 bool holds(std::string_view text, char c) {
@@ -194,7 +206,9 @@ class CRegistryNode::Output {
     static constexpr std::size_t kPieceSize = std::size_t{64} * 1024;
 
     void flushPieces() {
-        if (text_.size() >= kPieceSize) flush();
+        if (text_.size() >= kPieceSize) {
+            flush();
+        }
     }
 
     FILE* file_;
@@ -231,7 +245,9 @@ CRegistryNode::~CRegistryNode() {
 }
 
 void CRegistryNode::freeValue(unsigned int type, void* value) const {
-    if (isArray(type) && !holdsMemory(value)) delete[] static_cast<unsigned char*>(value);
+    if (isArray(type) && !holdsMemory(value)) {
+        delete[] static_cast<unsigned char*>(value);
+    }
 }
 
 /// Frees a value. Keeps a subkey in the list of removed keys, because open handles may refer to it.
@@ -285,13 +301,19 @@ void* CRegistryNode::makeValue(unsigned int type, const void* data, unsigned int
         return numberSlot(number);
     }
     auto* memory = new (std::nothrow) unsigned char[memorySize(type, size)];
-    if (memory != nullptr) fillMemory(memory, type, data, size);
+    if (memory != nullptr) {
+        fillMemory(memory, type, data, size);
+    }
     return memory;
 }
 
 unsigned int CRegistryNode::valueSize(unsigned int type, const void* value) {
-    if (type == REGISTRY_NUMBER) return sizeof(std::uint32_t);
-    if (value == nullptr || !isArray(type)) return 0;
+    if (type == REGISTRY_NUMBER) {
+        return sizeof(std::uint32_t);
+    }
+    if (value == nullptr || !isArray(type)) {
+        return 0;
+    }
     if (type != REGISTRY_BINARY) {
         return static_cast<unsigned int>(strlen(static_cast<const char*>(value)) + 1);
     }
@@ -312,12 +334,16 @@ const void* CRegistryNode::valueData(unsigned int type, const void* value, unsig
 void CRegistryNode::takeValue(char* line) {
     char* equals = strchr(line, '=');
     const Marker* marker = equals != nullptr ? markerAt(equals) : nullptr;
-    if (marker == nullptr) return;
+    if (marker == nullptr) {
+        return;
+    }
     const char* text = equals + strlen(marker->text);
     if (marker->type == REGISTRY_NUMBER) {
         char* end = nullptr;
         const auto number = static_cast<std::uint32_t>(strtol(text, &end, 10));
-        if (end == text) return;
+        if (end == text) {
+            return;
+        }
         *equals = '\0';
         append(line, numberSlot(number), typeSlot(marker->type));
         return;
@@ -334,7 +360,9 @@ void CRegistryNode::takeValue(char* line) {
 
 /// Enters a line into this key. Returns the subkey that the line opens, else null.
 CRegistryNode* CRegistryNode::takeLine(LineReader& line, Warnings& warnings) {
-    if (line.isCut()) warn(warnings, "a line of the file is too long and was cut", line.text());
+    if (line.isCut()) {
+        warn(warnings, "a line of the file is too long and was cut", line.text());
+    }
     char* text = line.text();
     char* last = text[0] == '[' ? strrchr(text, ']') : nullptr;
     if (last == nullptr) {
@@ -369,7 +397,9 @@ void CRegistryNode::restore(FILE* file, Warnings& warnings) {
             closed->sortLoaded();
         }
         ~OpenKeys() {
-            while (top != nullptr) closeTop();
+            while (top != nullptr) {
+                closeTop();
+            }
         }
     };
     OpenKeys open{this, this};
@@ -377,7 +407,9 @@ void CRegistryNode::restore(FILE* file, Warnings& warnings) {
     bool atEnd = true;
     while (open.top != nullptr) {
         atEnd = !line.next();
-        if (atEnd) break;
+        if (atEnd) {
+            break;
+        }
         if (line.text()[0] == '\0') {
             open.closeTop();
         } else if (CRegistryNode* subkey = open.top->takeLine(line, warnings)) {
@@ -406,8 +438,12 @@ CRegistryNode* CRegistryNode::nextSubkey(const char*& name, Warnings& warnings) 
     while (cursor_ < entries()) {
         void* value = nullptr;
         const unsigned int type = entryAt(cursor_++, name, value);
-        if (type != REGISTRY_KEY || value == nullptr) continue;
-        if (keyComesBack(name)) return static_cast<CRegistryNode*>(value);
+        if (type != REGISTRY_KEY || value == nullptr) {
+            continue;
+        }
+        if (keyComesBack(name)) {
+            return static_cast<CRegistryNode*>(value);
+        }
         warn(warnings, "a key cannot be written to the file", name);
     }
     return nullptr;

@@ -60,7 +60,9 @@ const RootKey kRootKeys[] = {{registryformat::kLocalMachine, &CRegistry::MLocalM
 /// A path that is too long becomes empty: cut, it could name another of the three files.
 void setPath(char (&path)[4096], const std::string& directory, const char* name) {
     const int length = snprintf(path, sizeof path, "%s/%s", directory.c_str(), name);
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) path[0] = '\0';
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) {
+        path[0] = '\0';
+    }
 }
 
 void buildPaths() {
@@ -88,7 +90,9 @@ struct LoadResult {
 };
 
 void trace(const CRegistryNode::Warnings& warnings) {
-    for (const std::string& warning : warnings) varnock::traceAt(1, "%s", warning.c_str());
+    for (const std::string& warning : warnings) {
+        varnock::traceAt(1, "%s", warning.c_str());
+    }
 }
 
 void removeAll() {
@@ -104,9 +108,13 @@ void removeAll() {
 /// replace the file.
 [[nodiscard]] bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
     const FileStream file = varnock::openRegularFile(path, "re");
-    if (!file) return false;
+    if (!file) {
+        return false;
+    }
     CRegistry::MRoot.restore(file.get(), warnings);
-    if (ferror(file.get()) == 0) return true;
+    if (ferror(file.get()) == 0) {
+        return true;
+    }
     removeAll();
     return false;
 }
@@ -127,7 +135,9 @@ void restoreTree(LoadResult& result) {
 
 void load(LoadResult& result) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
-    if (isSetup().load() != 0) return;
+    if (isSetup().load() != 0) {
+        return;
+    }
     const varnock::CancellationGuard wholeTree;
     buildPaths();
     restoreTree(result);
@@ -135,8 +145,12 @@ void load(LoadResult& result) {
 
 /// For file systems without hard links. The old file comes back if the second rename fails.
 [[nodiscard]] bool replaceByRenames(NewRegistryFile& file) {
-    if (rename(currentPath, backupPath) != 0) return false;
-    if (file.renameTo(currentPath)) return true;
+    if (rename(currentPath, backupPath) != 0) {
+        return false;
+    }
+    if (file.renameTo(currentPath)) {
+        return true;
+    }
     const int error = errno;
     rename(backupPath, currentPath);
     errno = error;
@@ -148,7 +162,9 @@ void load(LoadResult& result) {
 [[nodiscard]] bool replaceTree(NewRegistryFile& file) {
     if (access(currentPath, F_OK) == 0) {
         unlink(backupPath);
-        if (link(currentPath, backupPath) != 0) return replaceByRenames(file);
+        if (link(currentPath, backupPath) != 0) {
+            return replaceByRenames(file);
+        }
     }
     return file.renameTo(currentPath);
 }
@@ -163,7 +179,9 @@ void load(LoadResult& result) {
 
 /// Writes the tree and renames the file. The stream holds the lock meanwhile.
 [[nodiscard]] bool writeTree(NewRegistryFile& file, CRegistryNode::Warnings& warnings) {
-    if (!dumpTree(file, warnings) || !replaceTree(file)) return false;
+    if (!dumpTree(file, warnings) || !replaceTree(file)) {
+        return false;
+    }
     // The file is in place: a failed sync matters only if the power fails.
     static_cast<void>(varnock::syncDirectoryOf(currentPath));
     return true;
@@ -174,7 +192,9 @@ void load(LoadResult& result) {
 [[nodiscard]] bool enterMissingRoots() try {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     void* node = nullptr;
-    if (CRegistry::MRoot.find(kRootKeys[0].name, node) == REGISTRY_KEY) return false;
+    if (CRegistry::MRoot.find(kRootKeys[0].name, node) == REGISTRY_KEY) {
+        return false;
+    }
     for (const RootKey& root : kRootKeys) {
         if (CRegistry::MRoot.find(root.name, node) != REGISTRY_KEY) {
             CRegistry::MRoot.put(root.name, REGISTRY_KEY, *root.key);
@@ -207,7 +227,9 @@ class SaverWait {
     [[nodiscard]] bool pause() {
         varnock::Clock& clock = varnock::Clock::instance();
         const auto now = clock.monotonicTime();
-        if (pauses_ == 0) begin_ = now;
+        if (pauses_ == 0) {
+            begin_ = now;
+        }
         if (pauses_ == kMostPauses || now - begin_ >= kLongestWait) {
             errno = EWOULDBLOCK;
             return false;
@@ -231,7 +253,9 @@ auto waitForSavers(Save& saved, Attempt attempt) {
     SaverWait wait;
     for (;;) {
         auto result = attempt();
-        if (result) return result;
+        if (result) {
+            return result;
+        }
         if (!wait.pause()) {
             saved.fail(SaveResult::cannotWrite);
             return result;
@@ -248,10 +272,14 @@ void failToOpen(Save& saved, const NewRegistryFile& file) {
 [[nodiscard]] bool trySave(Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     // After a failed load the tree is empty. It must never replace a good file.
-    if (updating || CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) return true;
+    if (updating || CRegistry::MIsDirty == 0 || CRegistry::MIsSetup == 0) {
+        return true;
+    }
     memcpy(saved.path, newPath, sizeof newPath);
     NewRegistryFile file(newPath);
-    if (file.state() == NewRegistryFile::State::busy) return false;
+    if (file.state() == NewRegistryFile::State::busy) {
+        return false;
+    }
     if (file.state() != NewRegistryFile::State::open) {
         failToOpen(saved, file);
     } else if (!writeTree(file, saved.warnings)) {
@@ -283,7 +311,9 @@ struct UnsavedChange {
     const int dirtyBefore = CRegistry::MIsDirty;
     bool armed = true;
     ~UnsavedChange() {
-        if (!armed) return;
+        if (!armed) {
+            return;
+        }
         CRegistry::MIsDirty = dirtyBefore;
         try {
             LoadResult alreadyTold;
@@ -308,27 +338,41 @@ enum class Update { noTree, tried };
     const UpdatingMark mark;
     buildPaths();
     memcpy(saved.path, newPath, sizeof newPath);
-    if (access(currentPath, F_OK) != 0 && access(backupPath, F_OK) != 0) return Update::noTree;
+    if (access(currentPath, F_OK) != 0 && access(backupPath, F_OK) != 0) {
+        return Update::noTree;
+    }
     NewRegistryFile file(newPath);
-    if (file.state() == NewRegistryFile::State::busy) return std::nullopt;
+    if (file.state() == NewRegistryFile::State::busy) {
+        return std::nullopt;
+    }
     if (file.state() != NewRegistryFile::State::open) {
         failToOpen(saved, file);
         return Update::tried;
     }
-    if (!canBeRead()) return Update::noTree;
+    if (!canBeRead()) {
+        return Update::noTree;
+    }
     reload(loaded);
-    if (loaded.isBackupMissing) return Update::noTree;
+    if (loaded.isBackupMissing) {
+        return Update::noTree;
+    }
     UnsavedChange unsaved;
-    if (!change()) return Update::tried;
+    if (!change()) {
+        return Update::tried;
+    }
     unsaved.armed = !writeTree(file, saved.warnings);
-    if (unsaved.armed) saved.fail(SaveResult::cannotWrite);
+    if (unsaved.armed) {
+        saved.fail(SaveResult::cannotWrite);
+    }
     return Update::tried;
 }
 
 /// Prints how a save went. Throws if it failed.
 void report(const Save& saved) {
     trace(saved.warnings);
-    if (saved.result == SaveResult::done) return;
+    if (saved.result == SaveResult::done) {
+        return;
+    }
     Debug.PrintAlways(0,
                       saved.result == SaveResult::cannotOpen
                           ? "CRegistry: ERROR: Cannot open \"%s\" for writing\n"
@@ -346,7 +390,9 @@ void varnock::endRegistry() {
 }
 
 void CRegistry::SetupTree() {
-    if (ended) return;
+    if (ended) {
+        return;
+    }
     LoadResult result;
     try {
         load(result);
@@ -364,14 +410,18 @@ void CRegistry::SetupTree() {
 }
 
 void CRegistry::SaveTree() {
-    if (ended) return;
+    if (ended) {
+        return;
+    }
     Save saved;
     waitForSavers(saved, [&] { return trySave(saved); });
     report(saved);
 }
 
 bool CRegistry::UpdateTree(const std::function<bool()>& change) {
-    if (ended) return false;
+    if (ended) {
+        return false;
+    }
     LoadResult loaded;
     Save saved;
     const auto updated = waitForSavers(saved, [&] { return tryUpdate(change, loaded, saved); });
@@ -388,9 +438,13 @@ void CRegistry::InitClass() {
     currentKey_ = nullptr;
     valueBuffer_.clear();
     openedPath_.clear();
-    for (unsigned int& word : enumeration_) word = 0;
+    for (unsigned int& word : enumeration_) {
+        word = 0;
+    }
     spare_ = 0;
-    if (isSetup().load() == 0) SetupTree();
+    if (isSetup().load() == 0) {
+        SetupTree();
+    }
     if (!ended && enterMissingRoots()) {
         Debug.PrintAlways(0, "CRegistry::InitClass() : re-initialize the registry-tree\n");
     }

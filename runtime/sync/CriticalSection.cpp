@@ -42,10 +42,14 @@ pthread_t CCriticalSection::enter() {
 }
 
 void CCriticalSection::leave(pthread_t caller) {
-    if (!isOwner(caller)) return;
+    if (!isOwner(caller)) {
+        return;
+    }
     const auto left = count_.load(kRelaxed) - 1;
     count_.store(left, kRelaxed);
-    if (left > 0) return;
+    if (left > 0) {
+        return;
+    }
     owner_.store(0, kRelaxed);
     MutexUnlock(&mutex_);
 }
@@ -59,7 +63,9 @@ void CCriticalSection::Leave() {
 }
 
 void CCriticalSection::CleanupHandlerForMutex() {
-    if (!isOwner(ThreadSelf())) return;
+    if (!isOwner(ThreadSelf())) {
+        return;
+    }
     count_.store(0, kRelaxed);
     owner_.store(0, kRelaxed);
     MutexUnlock(&mutex_);

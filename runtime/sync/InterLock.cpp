@@ -5,7 +5,9 @@
 namespace {
 
 long lockedAdd(long* value, unsigned long summand) {
-    if (value == nullptr) return 0;
+    if (value == nullptr) {
+        return 0;
+    }
     const varnock::MutexGuard guard(*CInterLock::IncDecMutex());
     *value = static_cast<long>(static_cast<unsigned long>(*value) + summand);
     return *value;

@@ -19,7 +19,9 @@ class MutexGuard {
     [[nodiscard]] bool owns() const { return owns_; }
 
     void unlock() {
-        if (owns_) MutexUnlock(&mutex_);
+        if (owns_) {
+            MutexUnlock(&mutex_);
+        }
         owns_ = false;
     }
     /// Leaves the mutex locked; another owner unlocks it, or adopt() takes it back.

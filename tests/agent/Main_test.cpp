@@ -44,7 +44,9 @@ TEST(Main, DescribesOptionsInLowerCaseWithoutAFullStop) {
         int described = 0;
         std::istringstream help(agent(words).out);
         for (std::string line; std::getline(help, line);) {
-            if (!line.starts_with("  ") || line.size() <= kDescriptionColumn) continue;
+            if (!line.starts_with("  ") || line.size() <= kDescriptionColumn) {
+                continue;
+            }
             const char first = line[kDescriptionColumn];
             EXPECT_FALSE(first >= 'A' && first <= 'Z') << line;
             EXPECT_FALSE(line.ends_with('.') && !line.ends_with("...")) << line;

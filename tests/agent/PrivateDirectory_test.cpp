@@ -50,7 +50,9 @@ TEST(PrivateDirectory, StaysWhenKept) {
 bool isGuardedWithout(const std::vector<int>& closed) {
     const pid_t process = fork();
     if (process == 0) {
-        for (const int descriptor : closed) close(descriptor);
+        for (const int descriptor : closed) {
+            close(descriptor);
+        }
         const PrivateDirectory directory;
         siginfo_t ended{};
         std::string call;
@@ -58,7 +60,9 @@ bool isGuardedWithout(const std::vector<int>& closed) {
         while (!call.starts_with("0 ")) {
             ended.si_pid = 0;
             waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT);
-            if (ended.si_pid != 0) _exit(1);
+            if (ended.si_pid != 0) {
+                _exit(1);
+            }
             std::string child;
             std::getline(std::ifstream("/proc/thread-self/children"), child, ' ');
             std::getline(std::ifstream("/proc/" + child + "/syscall"), call);
@@ -76,7 +80,9 @@ TEST(PrivateDirectory, IsGuardedWithAnyStandardStreamsClosed) {
     for (int set = 0; set < 8; ++set) {
         std::vector<int> closed;
         for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-            if ((set >> descriptor & 1) != 0) closed.push_back(descriptor);
+            if ((set >> descriptor & 1) != 0) {
+                closed.push_back(descriptor);
+            }
         }
         EXPECT_TRUE(isGuardedWithout(closed)) << testing::PrintToString(closed);
     }

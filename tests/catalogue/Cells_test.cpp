@@ -92,7 +92,9 @@ std::vector<std::string> contradictionsOf(const Cells& cells) {
     const std::string text = tableText({cells});
     catalogue::Row row{};
     for (const catalogue::Column& column : catalogue::columns()) {
-        if (column.cell != nullptr) row.*column.cell = cells.at(column.name);
+        if (column.cell != nullptr) {
+            row.*column.cell = cells.at(column.name);
+        }
     }
     return catalogue::contradictions(row);
 }

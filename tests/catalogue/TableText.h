@@ -34,7 +34,9 @@ inline Cells soundRow(const Cells& others = {}) {
                 {"unit", "-"},
                 {"class", "fan"},
                 {"description", "Status of a fan, coded."}};
-    for (const auto& [column, cell] : others) cells[column] = cell;
+    for (const auto& [column, cell] : others) {
+        cells[column] = cell;
+    }
     return cells;
 }
 
@@ -48,7 +50,9 @@ inline Cells silentRow(const Cells& others = {}) {
                             {"failure", "-"},
                             {"sends", "no"},
                             {"entry", "()"}});
-    for (const auto& [column, cell] : others) cells[column] = cell;
+    for (const auto& [column, cell] : others) {
+        cells[column] = cell;
+    }
     return cells;
 }
 

@@ -30,7 +30,9 @@ SourceText source(const std::string& file) {
 
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;
-    for (const std::string& line : lines) text += line + "\n";
+    for (const std::string& line : lines) {
+        text += line + "\n";
+    }
     return text;
 }
 
@@ -61,7 +63,9 @@ TEST(Tree, ThePageOfTheCallsIsCurrent) {
 
 TEST(Tree, DescriptionsSayUnitsAndCodes) {
     for (const Row& row : table().rows()) {
-        if (row.returnType == "void") continue;
+        if (row.returnType == "void") {
+            continue;
+        }
         if (row.unit != "-") {
             EXPECT_TRUE(mentions(row.description, row.unit))
                 << table().place(row) << ": the description of " << row.name
@@ -86,10 +90,14 @@ TEST(Tree, DescriptionsSayWhereTheExtensionMatters) {
 TEST(Tree, ASetterTakesWhatTheGetterOfItsNameGives) {
     std::map<std::string, const Row*> getters;
     for (const Row& row : table().rows()) {
-        if (row.name.starts_with("get")) getters[std::string(row.name.substr(3))] = &row;
+        if (row.name.starts_with("get")) {
+            getters[std::string(row.name.substr(3))] = &row;
+        }
     }
     for (const Row& row : table().rows()) {
-        if (!row.name.starts_with("set")) continue;
+        if (!row.name.starts_with("set")) {
+            continue;
+        }
         const auto getter = getters.find(std::string(row.name.substr(3)));
         ASSERT_NE(getter, getters.end()) << row.name;
         for (const auto cell : {&Row::value, &Row::unit, &Row::componentClass}) {

@@ -47,7 +47,9 @@ static_assert(std::is_same_v<Array_Ref, Array_Instance>);
 
 Array_uint16 numbers(uint16 count) {
     Array_uint16 a;
-    for (uint16 i = 0; i < count; i++) a.append(i);
+    for (uint16 i = 0; i < count; i++) {
+        a.append(i);
+    }
     return a;
 }
 
@@ -78,7 +80,9 @@ TEST(Array, GrowsToExactlyWhatIsNeeded) {
     EXPECT_EQ(a.capacity(), 100U);
     a.reserve(1);
     EXPECT_EQ(a.capacity(), 100U);
-    for (uint16 i = 0; i < 10; i++) EXPECT_EQ(a[i], i);
+    for (uint16 i = 0; i < 10; i++) {
+        EXPECT_EQ(a[i], i);
+    }
 }
 
 TEST(Array, TakesElementsFromMemory) {
@@ -125,7 +129,9 @@ TEST(Array, InsertsAnywhere) {
 
 TEST(Array, TakesItsOwnElements) {
     Array_String a;
-    for (const char* text : {"0", "1", "2", "3", "4", "5", "6", "7"}) a.append(text);
+    for (const char* text : {"0", "1", "2", "3", "4", "5", "6", "7"}) {
+        a.append(text);
+    }
     a.append(a[0]);
     a.insert(0, a[8]);
     a.prepend(a.data() + 1, 2);
@@ -222,7 +228,9 @@ TEST(Array, ComparesElements) {
 
 TEST(Array, HoldsOtherTypes) {
     Array<std::string> a;
-    for (int i = 0; i < 20; i++) a.append("a text that is too long for the string object itself");
+    for (int i = 0; i < 20; i++) {
+        a.append("a text that is too long for the string object itself");
+    }
     a.insert(3, a[2]);
     EXPECT_EQ(a.size(), 21U);
     EXPECT_EQ(a[20], a[0]);

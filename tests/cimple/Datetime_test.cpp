@@ -109,7 +109,9 @@ TEST(Datetime, ConstructsEveryKind) {
         {Datetime("20260102030405.000006+999"), true, 1767323045000006, 999,
          "20260102030405.000006+999"},
     };
-    for (const Row& row : rows) expectRow(row);
+    for (const Row& row : rows) {
+        expectRow(row);
+    }
 }
 
 TEST(Datetime, ParsesDigitsOfAnyRange) {

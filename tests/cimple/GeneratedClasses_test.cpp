@@ -115,10 +115,13 @@ std::set<std::string> present(const Instance* instance) {
     std::set<std::string> names;
     for (size_t i = 0; i < instance->meta_class->num_meta_features; i++) {
         const Meta_Feature* feature = instance->meta_class->meta_features[i];
-        if (!(feature->flags & CIMPLE_FLAG_PROPERTY)) continue;
+        if (!(feature->flags & CIMPLE_FLAG_PROPERTY)) {
+            continue;
+        }
         const auto* property = static_cast<const Meta_Property*>(feature);
-        if (!reinterpret_cast<const uint8*>(instance)[property->null_offset])
+        if (!reinterpret_cast<const uint8*>(instance)[property->null_offset]) {
             names.insert(property->name);
+        }
     }
     return names;
 }
@@ -138,7 +141,9 @@ TYPED_TEST(EveryClass, OffsetsArePlacesWithinTheInstance) {
     EXPECT_EQ(meta.size, sizeof(TypeParam));
     size_t last = sizeof(Instance) - 1;
     for (size_t i = 0; i < meta.num_meta_features; i++) {
-        if (!(meta.meta_features[i]->flags & CIMPLE_FLAG_PROPERTY)) continue;
+        if (!(meta.meta_features[i]->flags & CIMPLE_FLAG_PROPERTY)) {
+            continue;
+        }
         const auto* property = static_cast<const Meta_Property*>(meta.meta_features[i]);
         EXPECT_GT(property->offset, last);
         EXPECT_GT(property->null_offset, property->offset);

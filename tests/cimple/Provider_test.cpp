@@ -86,9 +86,13 @@ class JobProvider {
     Invoke_Method_Status KillJob(const Job* self, const Property<boolean>& DeleteOnKill,
                                  Property<uint32>& return_value) {
         Job* job = map_.lookup(self);
-        if (!job) return INVOKE_METHOD_FAILED;
+        if (!job) {
+            return INVOKE_METHOD_FAILED;
+        }
         job->JobState.set(9);
-        if (!DeleteOnKill.null && DeleteOnKill.value) map_.delete_instance(self);
+        if (!DeleteOnKill.null && DeleteOnKill.value) {
+            map_.delete_instance(self);
+        }
         return_value.set(0);
         return INVOKE_METHOD_OK;
     }
@@ -141,7 +145,9 @@ struct Collector {
             return false;
         }
         const Ref<Job> job(instance);
-        if (!job) return false;
+        if (!job) {
+            return false;
+        }
         ids.push_back(job->InstanceID.value.c_str());
         return ids.size() < wanted;
     }

@@ -10,16 +10,18 @@
 class ScopedTimeZone {
   public:
     explicit ScopedTimeZone(const char* zone) {
-        if (const char* old = ::getenv("TZ")) old_ = old;
+        if (const char* old = ::getenv("TZ")) {
+            old_ = old;
+        }
         ::setenv("TZ", zone, 1);
         ::tzset();
     }
     ScopedTimeZone(const ScopedTimeZone&) = delete;
     ScopedTimeZone& operator=(const ScopedTimeZone&) = delete;
     ~ScopedTimeZone() {
-        if (old_)
+        if (old_) {
             ::setenv("TZ", old_->c_str(), 1);
-        else
+        } else
             ::unsetenv("TZ");
         ::tzset();
     }

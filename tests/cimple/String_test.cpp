@@ -208,7 +208,9 @@ TEST(String, AssignsItself) {
 
 TEST(String, AppendsPiecesOfItself) {
     String s("0123456789");
-    for (int i = 0; i < 6; i++) s.append(s.c_str() + 5);
+    for (int i = 0; i < 6; i++) {
+        s.append(s.c_str() + 5);
+    }
     s.append(s);
     EXPECT_EQ(s[s.size() - 1], '9');
     String shared("abc");

@@ -355,7 +355,9 @@ TEST_F(CpuInfo, NothingEscapesFromTheConstructorWithoutMemory) {
     for (;; ++n) {
         const FailingAllocation failure(n);
         const unsigned int count = CCpuInfoOS().GetNumberLogicalCPUsFromOS();
-        if (!failure.happened()) break;
+        if (!failure.happened()) {
+            break;
+        }
         EXPECT_EQ(count, 0U);
     }
     EXPECT_GT(n, 2U);
@@ -495,8 +497,9 @@ TEST_F(CpuRawRead, GivesZerosAboveTheHighestLeafOfEachRange) {
 }
 
 TEST_F(CpuRawRead, NeverChoosesASubLeafByWhatStandsInEcx) {
-    if (__get_cpuid_max(0, nullptr) < 4)
+    if (__get_cpuid_max(0, nullptr) < 4) {
         GTEST_SKIP() << "this processor has no CPUID leaf 4, the first one with sub-leaves";
+    }
     EXPECT_EQ(read(4).second, intrinsic(4));
 }
 

@@ -65,7 +65,9 @@ struct ConfigSpace {
     std::array<unsigned char, 64> bytes;
 
     ConfigSpace() {
-        for (unsigned int i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i);
+        for (unsigned int i = 0; i < bytes.size(); ++i) {
+            bytes[i] = static_cast<unsigned char>(i);
+        }
     }
 
     CPciCommonConfigHeader header() const {
@@ -134,8 +136,9 @@ TEST(PciConfigHeader, OfAllOnesIsNotValid) {
 }
 
 TEST(PciConfigHeader, IsABridgeByTheLowestBitOfItsType) {
-    for (int type = 0; type < 256; ++type)
+    for (int type = 0; type < 256; ++type) {
         EXPECT_EQ(ConfigSpace::of(type, 6).IsPciBrigdeDevice(), type % 2 == 1);
+    }
 }
 
 TEST(PciConfigHeader, HasSubsystemIdsInLayout0Alone) {
@@ -344,8 +347,9 @@ std::map<std::string, std::string> subClassTexts() {
     std::istringstream lines(kSubClassRows);
     std::string baseClass, subClass, programmingInterface, text;
     while (lines >> baseClass >> subClass >> programmingInterface &&
-           std::getline(lines >> std::ws, text))
+           std::getline(lines >> std::ws, text)) {
         texts[baseClass + " " + subClass + " " + programmingInterface] = text;
+    }
     return texts;
 }
 
@@ -362,7 +366,9 @@ std::string expectedSubClass(const std::map<std::string, std::string>& texts,
     for (const std::string& key :
          {row + std::to_string(programmingInterface), row + "*", hex(baseClass) + " ** *"}) {
         const auto found = texts.find(key);
-        if (found != texts.end()) return found->second;
+        if (found != texts.end()) {
+            return found->second;
+        }
     }
     return "Unknown";
 }
@@ -371,8 +377,8 @@ TEST(PciConfigHeader, DescribesEverySubclass) {
     const auto texts = subClassTexts();
     ASSERT_EQ(texts.size(), 105u);
     CPciCommonConfigHeader header = ConfigSpace().header();
-    for (unsigned int baseClass = 0; baseClass < 256; baseClass += baseClass < 0x14 ? 1 : 0x2F)
-        for (unsigned int subClass = 0; subClass < 256; ++subClass)
+    for (unsigned int baseClass = 0; baseClass < 256; baseClass += baseClass < 0x14 ? 1 : 0x2F) {
+        for (unsigned int subClass = 0; subClass < 256; ++subClass) {
             for (const unsigned int programmingInterface : {0u, 1u, 2u, 3u, 128u, 255u}) {
                 header.baseClass = static_cast<unsigned char>(baseClass);
                 header.subClass = static_cast<unsigned char>(subClass);
@@ -381,6 +387,8 @@ TEST(PciConfigHeader, DescribesEverySubclass) {
                           expectedSubClass(texts, baseClass, subClass, programmingInterface))
                     << hex(baseClass) << " " << hex(subClass) << " " << programmingInterface;
             }
+        }
+    }
 }
 
 TEST(PciConfigHeader, DescribesTheSubclassOfAnyHeader) {

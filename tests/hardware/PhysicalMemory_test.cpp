@@ -57,7 +57,9 @@ std::size_t openDescriptors() {
 std::size_t mappingsOf(const std::string& path) {
     std::ifstream maps("/proc/self/maps");
     std::size_t count = 0;
-    for (std::string line; std::getline(maps, line);) count += line.find(path) != line.npos;
+    for (std::string line; std::getline(maps, line);) {
+        count += line.find(path) != line.npos;
+    }
     return count;
 }
 
@@ -312,8 +314,12 @@ TEST(DeviceIoExtensionData, StoresNothingWithoutItsKeys) {
 TEST(DeviceIoExtensionData, GivesItsKeysBack) {
     const auto available = [] {
         std::vector<pthread_key_t> keys;
-        for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) keys.push_back(key);
-        for (const pthread_key_t key : keys) pthread_key_delete(key);
+        for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) {
+            keys.push_back(key);
+        }
+        for (const pthread_key_t key : keys) {
+            pthread_key_delete(key);
+        }
         return keys.size();
     };
     const std::size_t before = available();
@@ -334,7 +340,9 @@ TEST(DeviceIoExtensionData, CountsThreadsThatComeAndGoTogether) {
             }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
     EXPECT_EQ(shared.getConnectCount(), 0U);
 }
 
@@ -366,7 +374,9 @@ class PhysicalMemory : public testing::Test {
 
     PhysicalMemory() {
         std::string memory(kSize, '\0');
-        for (unsigned int i = 0; i < kSize; ++i) memory[i] = static_cast<char>(byteAt(i));
+        for (unsigned int i = 0; i < kSize; ++i) {
+            memory[i] = static_cast<char>(byteAt(i));
+        }
         writeFile(path_, memory);
         use(path_);
     }
@@ -377,7 +387,9 @@ class PhysicalMemory : public testing::Test {
     static void expectRegion(const unsigned char* region, unsigned int address,
                              unsigned int length) {
         ASSERT_NE(region, nullptr);
-        for (unsigned int i = 0; i < length; ++i) ASSERT_EQ(region[i], byteAt(address + i)) << i;
+        for (unsigned int i = 0; i < length; ++i) {
+            ASSERT_EQ(region[i], byteAt(address + i)) << i;
+        }
     }
 
     TemporaryDirectory directory_;

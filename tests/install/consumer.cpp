@@ -12,7 +12,9 @@ int main() {
     SipJson record(0x0300, 0, 0, 0, 0xFFFFFFFF);
     printf("%s %s: %s\n", TovQXObjectProductName, TovQXObjectVersion, record.Export().c_str());
     printf("%u processors\n", CpuInfoFromOS.GetNumberLogicalCPUsFromOS());
-    if (!CDeviceBios().UnmapPhysicalMemory()) return 1;
+    if (!CDeviceBios().UnmapPhysicalMemory()) {
+        return 1;
+    }
     try {
         provider::traceAndThrow(provider::BaseException(__FILE__, __LINE__, "expected"));
     } catch (const provider::BaseException& failure) {

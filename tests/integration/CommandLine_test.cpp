@@ -27,7 +27,9 @@ rapidjson::Document documentOf(const ProcessResult& result) {
 
 /// An agent that knows the start-up commands and one reading.
 AgentReply answerOne(const AgentRequest& request) {
-    if (request.opcode == 0x0600) return AgentReply::ok(numberData(48));
+    if (request.opcode == 0x0600) {
+        return AgentReply::ok(numberData(48));
+    }
     return AgentReply::status(19);
 }
 

@@ -16,7 +16,9 @@ class Demo : public testing::Test {
     Demo() {
         std::filesystem::remove(tree_.clone("build/release"));
         std::filesystem::create_directories(tree_.clone("build/release/bin"));
-        for (const char* program : {VARNOCKCTL, VARNOCK_AGENT, FIRST_CALL}) prepend(program, "");
+        for (const char* program : {VARNOCKCTL, VARNOCK_AGENT, FIRST_CALL}) {
+            prepend(program, "");
+        }
     }
     /// Inserts shell code before the program, which runs unless that code exits.
     void prepend(const std::string& program, const std::string& text) const {

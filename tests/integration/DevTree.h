@@ -55,7 +55,9 @@ class DevTree {
                  "  *) exec " CMAKE_PROGRAM
                  " \"$@\" ;;\n"
                  "esac\n");
-        for (const char* name : {"apt-get", "sudo"}) stub(name, record + "; exit 1");
+        for (const char* name : {"apt-get", "sudo"}) {
+            stub(name, record + "; exit 1");
+        }
     }
 
     std::string file(const std::string& name) const { return directory_.file(name); }

@@ -186,7 +186,9 @@ TEST_F(Dev, LinksOfTheInstalledDocumentsHold) {
     const std::regex link(R"(\]\(([^)#:]+)[^):]*\))");
     int links = 0;
     for (const auto& entry : fs::recursive_directory_iterator(documents)) {
-        if (entry.path().extension() != ".md") continue;
+        if (entry.path().extension() != ".md") {
+            continue;
+        }
         const std::string text = readFile(entry.path());
         for (std::sregex_iterator match(text.begin(), text.end(), link), end; match != end;
              ++match) {
@@ -214,7 +216,9 @@ TEST_F(Dev, APipeGetsALineOfTheBuildNowAndThenAndEveryMessage) {
     std::string output;
     for (int step = 1; step <= 999; ++step) {
         output += "[" + std::to_string(step) + "/999] Building CXX object\\n";
-        if (step == 500) output += "a.cpp:1:1: warning: odd\\n  1 | [[a\\n";
+        if (step == 500) {
+            output += "a.cpp:1:1: warning: odd\\n  1 | [[a\\n";
+        }
     }
     const ProcessResult result = tree_.run("./dev build", {{"BUILD_OUTPUT", output}});
     EXPECT_THAT(result.out, HasSubstr("[1/999] Building CXX object\n"));

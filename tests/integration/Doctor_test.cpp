@@ -46,14 +46,18 @@ class Doctor : public testing::Test {
     static std::vector<std::string> findingsOf(const ProcessResult& result) {
         std::vector<std::string> findings;
         for (const std::string& line : linesOf(result.out)) {
-            if (line.find("-> ") == line.npos) findings.push_back(line);
+            if (line.find("-> ") == line.npos) {
+                findings.push_back(line);
+            }
         }
         return findings;
     }
     std::string problem() const {
         std::string found;
         for (const std::string& line : findingsOf(doctor())) {
-            if (line.starts_with("problem")) found += line + "\n";
+            if (line.starts_with("problem")) {
+                found += line + "\n";
+            }
         }
         return found;
     }

@@ -67,7 +67,9 @@ TEST_P(Exhaustion, EndsWithADocumentedStatusWhicheverAllocationFails) {
     std::size_t ended = 0;
     for (std::size_t n = 1;; n += GetParam().step) {
         const auto result = runWithout(n);
-        if (!result) break;
+        if (!result) {
+            break;
+        }
         ++runs;
         EXPECT_EQ(documented.count(result->status), 1U)
             << n << ": " << result->status << ' ' << result->err;

@@ -31,7 +31,9 @@ class LibraryFiles {
                                     {"QX_LOG_RINGBUF_DIR", path()},
                                     {"QX_LOG_NOHDR_TOSDTERR", "1"},
                                     {"QX_LOG_RINGBUF_WEIGHT", "1"}};
-        for (const auto& [name, value] : settings) all[name] = value;
+        for (const auto& [name, value] : settings) {
+            all[name] = value;
+        }
         return all;
     }
 
@@ -53,7 +55,9 @@ class LibraryFiles {
 inline std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
     return lines;
 }
 

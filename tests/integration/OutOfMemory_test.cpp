@@ -43,11 +43,15 @@ TEST_P(OutOfMemoryAtStart, TheHostLivesOnAndTheNextStartIsWhole) {
         EXPECT_EQ(result.status, 0) << result.err;
         EXPECT_EQ(result.out, "loaded\n");
         EXPECT_FALSE(std::filesystem::exists(files_.file("registry.new")));
-        if (!failed) break;
+        if (!failed) {
+            break;
+        }
         const std::string registry = readFile(files_.file("registry"));
         EXPECT_TRUE(registry == kSmallRegistry || registry.find("[CIM_Provider]") != registry.npos)
             << registry;
-        if (n % 20 != 1) continue;
+        if (n % 20 != 1) {
+            continue;
+        }
         EXPECT_EQ(runProcess({GetParam(), "load"}, files_.environment()).status, 0);
         EXPECT_THAT(readFile(files_.file("registry")), HasSubstr("[CIM_Provider]"));
         EXPECT_TRUE(std::filesystem::exists(files_.traceFile()));

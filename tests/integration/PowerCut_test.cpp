@@ -75,15 +75,18 @@ class PowerCut : public testing::TestWithParam<Change> {
     /// The test does not count calls on other files.
     PowerCut() {
         files_.settings["QX_LOG_RINGBUF_DIR"] = others_.path();
-        if (isRegistry()) return;
+        if (isRegistry()) {
+            return;
+        }
         files_.settings["QX_SYSTEM_DIR"] = others_.path();
         writeFile(others_.file("registry"), kSmallRegistry);
         runProcess({LIBRARY_HOST_STATIC, "load"}, files_.environment());
     }
     void SetUp() override {
-        if (!mayTrace())
+        if (!mayTrace()) {
             GTEST_SKIP() << "ptrace is not permitted here, and it is what stops the program at a "
                             "system call";
+        }
         reference_ = run([](std::size_t, const FileCall&) { return Fate{}; });
         ASSERT_EQ(reference_.status, 0) << reference_.err;
         after_ = left();
@@ -99,7 +102,9 @@ class PowerCut : public testing::TestWithParam<Change> {
         for (const auto& entry : std::filesystem::directory_iterator(files_.path())) {
             std::filesystem::remove(entry);
         }
-        if (GetParam().before != kMissing) writeFile(file(GetParam().file), GetParam().before);
+        if (GetParam().before != kMissing) {
+            writeFile(file(GetParam().file), GetParam().before);
+        }
         std::vector<std::string> command{LIBRARY_HOST_STATIC};
         for (const std::string& word : GetParam().arguments) {
             command.push_back(word == "FILE" ? file(GetParam().file) : word);
@@ -113,7 +118,9 @@ class PowerCut : public testing::TestWithParam<Change> {
     /// The text that the next reader of the file gets.
     std::string left() const {
         for (const std::string& name : {GetParam().file, GetParam().file + ".old"}) {
-            if (access(file(name).c_str(), F_OK) == 0) return readFile(file(name));
+            if (access(file(name).c_str(), F_OK) == 0) {
+                return readFile(file(name));
+            }
         }
         return kMissing;
     }
@@ -121,7 +128,9 @@ class PowerCut : public testing::TestWithParam<Change> {
     void expectOldOrNew() {
         const std::string found = left();
         EXPECT_TRUE(found == GetParam().before || found == after_) << found.substr(0, 200);
-        if (!isRegistry()) return;
+        if (!isRegistry()) {
+            return;
+        }
         if (access(file("registry.old").c_str(), F_OK) == 0) {
             EXPECT_EQ(readFile(file("registry.old")), GetParam().before);
         }
@@ -156,12 +165,16 @@ class PowerCut : public testing::TestWithParam<Change> {
 TEST_P(PowerCut, LeavesTheOldOrTheNewWhereverItComes) {
     std::set<std::string> seen;
     for (std::size_t place = 0; place < reference_.calls.size(); ++place) {
-        if (!reference_.calls[place].changes) continue;
+        if (!reference_.calls[place].changes) {
+            continue;
+        }
         SCOPED_TRACE(described(place));
         EXPECT_EQ(runWith(place, {Fate::Kind::killed, 0}).status, 128 + SIGKILL);
         seen.insert(left());
         expectOldOrNew();
-        if (HasFailure()) return;
+        if (HasFailure()) {
+            return;
+        }
     }
     EXPECT_EQ(seen.size(), 2U);
 }
@@ -191,7 +204,9 @@ TEST_P(PowerCut, AFailingCallLeavesTheOldOrTheNewAndNoRest) {
 TEST_P(PowerCut, AWriteThatTakesAPartIsFinished) {
     bool any = false;
     for (std::size_t place = 0; place < reference_.calls.size(); ++place) {
-        if (reference_.calls[place].name.find("write") == std::string::npos) continue;
+        if (reference_.calls[place].name.find("write") == std::string::npos) {
+            continue;
+        }
         any = true;
         SCOPED_TRACE(described(place));
         const TracedResult result = runWith(place, {Fate::Kind::halfDone, 0});
@@ -236,7 +251,9 @@ class WithoutCopy : public PowerCut {
     /// Runs the change without a copy, and with a full disk for one call.
     TracedResult runInPlace(std::size_t full) {
         return run([=, this](std::size_t n, const FileCall& call) {
-            if (call.path.starts_with(file("test.ini."))) return Fate{Fate::Kind::failing, EACCES};
+            if (call.path.starts_with(file("test.ini."))) {
+                return Fate{Fate::Kind::failing, EACCES};
+            }
             return n == full ? Fate{Fate::Kind::failing, ENOSPC} : Fate{};
         });
     }
@@ -253,7 +270,9 @@ TEST_P(WithoutCopy, AFullDiskLeavesTheOld) {
     const auto needsRoom = takesRoom(allocates ? "fallocate" : "write");
     ASSERT_TRUE(std::any_of(calls.begin(), calls.end(), needsRoom));
     for (std::size_t place = 0; place < calls.size(); ++place) {
-        if (!needsRoom(calls[place])) continue;
+        if (!needsRoom(calls[place])) {
+            continue;
+        }
         SCOPED_TRACE(std::to_string(place) + ": " + calls[place].name);
         EXPECT_EQ(runInPlace(place).out, "0\n");
         EXPECT_EQ(left(), GetParam().before);

@@ -27,9 +27,10 @@ std::string commandsOf(const std::string& page) {
 }
 
 TEST(Readme, EveryCommandWorksWhenTypedInOrder) {
-    if (kSanitized)
+    if (kSanitized) {
         GTEST_SKIP()
             << "the reader's program is built without the sanitizer that this library needs";
+    }
     const DevTree tree;
     // ./dev installs ninja but not make.
     tree.stub("make", tree.record + "; exit 1");

@@ -41,7 +41,9 @@ class Pipe {
     Pipe& operator=(const Pipe&) = delete;
 
     void closeReader() {
-        if (reader_ >= 0) close(reader_);
+        if (reader_ >= 0) {
+            close(reader_);
+        }
         reader_ = -1;
     }
     int unread() const {
@@ -162,7 +164,9 @@ TEST(StandardOutputAlone, AStreamEndsWithItsReaderThoughThereIsNothingToPrint) {
     for (const Command& command :
          {Command{VARNOCKCTL, "watch"}, {VARNOCKCTL, "trace", "-f", "--since", "0s"}}) {
         Subprocess streaming(redirected(">&9", command), files.environment());
-        if (command[1] == "watch") agent.awaitOpenConnections(2);
+        if (command[1] == "watch") {
+            agent.awaitOpenConnections(2);
+        }
         pipe.closeReader();
         EXPECT_EQ(streaming.wait().status, 10) << command[1];
         EXPECT_EQ(streaming.wait().err,

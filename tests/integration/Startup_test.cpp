@@ -61,10 +61,18 @@ struct Case {
     bool saves() const { return hasSettings() && canMakeFilesIn(system); }
     /// The error of opening the trace file, 0 for none.
     int traceError() const {
-        if (traceDirectory == State::missing) return ENOENT;
-        if (traceDirectory == State::corrupt) return ENOTDIR;
-        if (!canSearch(traceDirectory)) return EACCES;
-        if (traceFile == State::missing) return canMakeFilesIn(traceDirectory) ? 0 : EACCES;
+        if (traceDirectory == State::missing) {
+            return ENOENT;
+        }
+        if (traceDirectory == State::corrupt) {
+            return ENOTDIR;
+        }
+        if (!canSearch(traceDirectory)) {
+            return EACCES;
+        }
+        if (traceFile == State::missing) {
+            return canMakeFilesIn(traceDirectory) ? 0 : EACCES;
+        }
         const bool needsRight = traceFile == State::unreadable || traceFile == State::readOnly;
         return needsRight && modesHold ? EACCES : 0;
     }
@@ -73,8 +81,12 @@ struct Case {
 class Startup : public testing::TestWithParam<std::tuple<const char*, User, Directories>> {
   protected:
     void SetUp() override {
-        if (std::get<User>(GetParam()) == User::nobody) becomeNobody();
-        if (IsSkipped()) return;
+        if (std::get<User>(GetParam()) == User::nobody) {
+            becomeNobody();
+        }
+        if (IsSkipped()) {
+            return;
+        }
         fs::permissions(base_.path(), fs::perms(0755));
         const std::string probe = base_.file("probe");
         writeFile(probe, "");
@@ -113,7 +125,9 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
     std::string traceFile() const { return trace_ + "/log.CIM_Provider_a"; }
 
     void own() const {
-        if (prefix_.empty()) return;
+        if (prefix_.empty()) {
+            return;
+        }
         for (const auto& entry : fs::recursive_directory_iterator(base_.path())) {
             ASSERT_EQ(lchown(entry.path().c_str(), user_, static_cast<gid_t>(-1)), 0);
         }
@@ -127,16 +141,30 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
     }
 
     static void makeFile(const std::string& path, State state, const std::string& good) {
-        if (state == State::missing) return;
+        if (state == State::missing) {
+            return;
+        }
         writeFile(path, state == State::corrupt ? kGarbage : good);
-        if (state == State::unreadable) fs::permissions(path, fs::perms::none);
-        if (state == State::readOnly) fs::permissions(path, fs::perms(0444));
+        if (state == State::unreadable) {
+            fs::permissions(path, fs::perms::none);
+        }
+        if (state == State::readOnly) {
+            fs::permissions(path, fs::perms(0444));
+        }
     }
     static void setDirectory(const std::string& path, State state) {
-        if (state == State::unreadable) fs::permissions(path, fs::perms::none);
-        if (state == State::readOnly) fs::permissions(path, fs::perms(0555));
-        if (state == State::missing || state == State::corrupt) fs::remove_all(path);
-        if (state == State::corrupt) writeFile(path, "no directory");
+        if (state == State::unreadable) {
+            fs::permissions(path, fs::perms::none);
+        }
+        if (state == State::readOnly) {
+            fs::permissions(path, fs::perms(0555));
+        }
+        if (state == State::missing || state == State::corrupt) {
+            fs::remove_all(path);
+        }
+        if (state == State::corrupt) {
+            writeFile(path, "no directory");
+        }
     }
 
     void prepare(const Case& now, const std::string& usedTraceFile) const {
@@ -183,8 +211,12 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
         bool inHeader = false;
         for (const std::string& line : linesOf(result.err)) {
             const std::string message = withoutEntryHeader(line);
-            if (message.starts_with("Varnock Agent CIM_Provider Version=")) inHeader = true;
-            if (!inHeader) errors.push_back(message);
+            if (message.starts_with("Varnock Agent CIM_Provider Version=")) {
+                inHeader = true;
+            }
+            if (!inHeader) {
+                errors.push_back(message);
+            }
             if (inHeader && message == "# End of header.") {
                 errors.emplace_back("(header)");
                 inHeader = false;
@@ -194,7 +226,9 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
     }
 
     void expectRegistry(const Case& now) const {
-        if (now.system == State::missing || now.system == State::corrupt) return;
+        if (now.system == State::missing || now.system == State::corrupt) {
+            return;
+        }
         fs::permissions(system_, fs::perms(0755));
         if (now.registry == State::missing) {
             EXPECT_TRUE(fs::is_empty(system_));
@@ -205,11 +239,15 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
         EXPECT_EQ(readFile(system_ + "/registry"), now.saves() ? kSavedRegistry : before);
         EXPECT_EQ(fs::exists(system_ + "/registry.old"), now.saves());
         EXPECT_FALSE(fs::exists(system_ + "/registry.new"));
-        if (!now.saves()) return;
+        if (!now.saves()) {
+            return;
+        }
         EXPECT_EQ(readFile(system_ + "/registry.old"), kSmallRegistry);
     }
     void expectTraceFile(const Case& now) const {
-        if (!now.hasSettings() || now.traceError() != 0) return;
+        if (!now.hasSettings() || now.traceError() != 0) {
+            return;
+        }
         fs::permissions(trace_, fs::perms(0755));
         fs::permissions(traceFile(), fs::perms(0600));
         const TraceFile file(traceFile());
@@ -250,7 +288,9 @@ TEST_P(Startup, GoesOnWhateverTheFilesAreLike) {
                 EXPECT_EQ(errorsOf(result), expectedErrors(now));
                 expectRegistry(now);
                 expectTraceFile(now);
-                if (HasFailure()) return;
+                if (HasFailure()) {
+                    return;
+                }
             }
         }
     }
@@ -276,7 +316,9 @@ INSTANTIATE_TEST_SUITE_P(Of, Startup,
 class Host : public testing::TestWithParam<std::tuple<const char*, bool>> {
   protected:
     Host() {
-        if (!hasFile()) unlink(files_.file("registry").c_str());
+        if (!hasFile()) {
+            unlink(files_.file("registry").c_str());
+        }
     }
 
     bool hasFile() const { return std::get<1>(GetParam()); }
@@ -298,7 +340,9 @@ TEST_P(Host, EndsWhileThreadsTrace) {
         ASSERT_EQ(result.status, 0) << result.err.substr(0, 5000);
         ASSERT_EQ(result.out, "ended\n");
     }
-    if (!hasFile()) return;
+    if (!hasFile()) {
+        return;
+    }
     const auto lines = readableTrace();
     EXPECT_GT(lines.size(), 50U);
     EXPECT_THAT(lines, Each(HasSubstr(" CIM_Provider[")));
@@ -311,17 +355,23 @@ TEST_P(Host, ForksWhileAThreadTraces) {
         ASSERT_EQ(result.status, 0) << result.err.substr(0, 5000);
         ASSERT_EQ(result.out, "forked, 0 failures\n");
     }
-    if (!hasFile()) return;
+    if (!hasFile()) {
+        return;
+    }
     // The entries of child and parent may overwrite each other.
     EXPECT_THAT(readableTrace(), Contains(HasSubstr("]: parent")));
     EXPECT_THAT(readFile(files_.file("registry")), HasSubstr("[Product]\n"));
 }
 
 TEST_P(Host, SavesNothingAtItsEnd) {
-    if (!hasFile()) GTEST_SKIP() << "there is nothing to save";
+    if (!hasFile()) {
+        GTEST_SKIP() << "there is nothing to save";
+    }
     std::vector<std::string> command{std::get<0>(GetParam()), "leave"};
     // The objects of a shared library outlive those of the program.
-    if (command[0] == LIBRARY_HOST_STATIC) command.emplace_back("late");
+    if (command[0] == LIBRARY_HOST_STATIC) {
+        command.emplace_back("late");
+    }
     const ProcessResult result = runProcess(command, files_.environment());
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "left\n");
@@ -330,7 +380,9 @@ TEST_P(Host, SavesNothingAtItsEnd) {
 }
 
 TEST_P(Host, PrintsNothingIntoItsFilesWhenItsStandardStreamsAreClosed) {
-    if (!hasFile()) GTEST_SKIP() << "there is no file to print into";
+    if (!hasFile()) {
+        GTEST_SKIP() << "there is no file to print into";
+    }
     files_.settings["QX_LOG_NOHDR_TOSDTERR"] = "0";
     for (const std::string closed : {"2>&-", ">&-", "<&- >&- 2>&-"}) {
         SCOPED_TRACE(closed);

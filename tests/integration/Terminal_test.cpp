@@ -25,11 +25,17 @@ constexpr const char* kFormats[] = {"table", "json", "jsonl", "csv"};
 std::string controls(bool withNewline = true) {
     std::string all;
     for (char c = 1; c < 0x20; ++c) {
-        if (withNewline || c != '\n') all += c;
+        if (withNewline || c != '\n') {
+            all += c;
+        }
     }
     all += '\x7F';
-    for (int c1 = 0x80; c1 <= 0x9F; ++c1) all += {'\xC2', static_cast<char>(c1)};
-    for (int c1 = 0x80; c1 <= 0x9F; ++c1) all += static_cast<char>(c1);
+    for (int c1 = 0x80; c1 <= 0x9F; ++c1) {
+        all += {'\xC2', static_cast<char>(c1)};
+    }
+    for (int c1 = 0x80; c1 <= 0x9F; ++c1) {
+        all += static_cast<char>(c1);
+    }
     return all;
 }
 
@@ -65,7 +71,9 @@ class Terminal : public testing::Test {
   protected:
     Terminal() {
         agent_.handle([](const AgentRequest& request) {
-            if (request.opcode == 0x0304) return AgentReply::ok(bytesData(bytesOf(controls())));
+            if (request.opcode == 0x0304) {
+                return AgentReply::ok(bytesData(bytesOf(controls())));
+            }
             return AgentReply::ok(controlsInJson());
         });
         const std::string inLine = controls(false);
@@ -91,7 +99,9 @@ class Terminal : public testing::Test {
                 rapidjson::Document document;
                 EXPECT_FALSE(document.Parse(result.out.c_str()).HasParseError()) << result.out;
             }
-            if (table.out.empty()) table = result;
+            if (table.out.empty()) {
+                table = result;
+            }
         }
         return table;
     }

@@ -34,7 +34,9 @@ class TraceFileFaults : public testing::TestWithParam<TraceBefore> {
     /// Starts a process with the trace file of the parameter.
     TracedResult run(const std::function<Fate(std::size_t, const FileCall&)>& decide) const {
         std::filesystem::remove(files_.traceFile());
-        if (GetParam() == TraceBefore::used) writeFile(files_.traceFile(), used_);
+        if (GetParam() == TraceBefore::used) {
+            writeFile(files_.traceFile(), used_);
+        }
         return runTraced({LIBRARY_HOST_STATIC, "load"}, files_.environment(), files_.path(),
                          decide);
     }
@@ -61,7 +63,9 @@ TEST_P(TraceFileFaults, CostNoProcessAndNoLaterTrace) {
         for (const int error : {EIO, ENOSPC}) {
             std::string name;
             const TracedResult result = run([&](std::size_t n, const FileCall& call) {
-                if (n != place) return Fate{};
+                if (n != place) {
+                    return Fate{};
+                }
                 name = call.name;
                 return Fate{Fate::Kind::failing, error};
             });

@@ -196,7 +196,9 @@ TEST_F(Trace, FollowsAFileFromWhileItIsBeingMade) {
     const TraceFile made(other.traceFile());
     const std::string filler = made.bytes().substr(made.bytes().size() - 1024);
     std::string begun = made.bytes();
-    for (std::size_t at = 1024; at < begun.size(); at += 1024) begun.replace(at, 1024, filler);
+    for (std::size_t at = 1024; at < begun.size(); at += 1024) {
+        begun.replace(at, 1024, filler);
+    }
     begun.replace(515, 16, "0000000000000000");
     writeFile(files_.file("begun"), begun);
 
@@ -241,14 +243,18 @@ std::vector<std::string> systemCalls(const LibraryFiles& files, const char* entr
     const ProcessResult result = runProcess({"strace", "-f", "-c", "-U", "calls,name", "-o", report,
                                              LIBRARY_HOST_SHARED, "write", "1", entries, "40"},
                                             files.environment());
-    if (result.status != 0) return {};
+    if (result.status != 0) {
+        return {};
+    }
     std::vector<std::string> counts = linesOf(readFile(report));
     std::sort(counts.begin(), counts.end());
     return counts;
 }
 
 TEST_F(Trace, AnEntryCostsNoSystemCall) {
-    if (kSanitized) GTEST_SKIP() << "sanitizers make system calls of their own";
+    if (kSanitized) {
+        GTEST_SKIP() << "sanitizers make system calls of their own";
+    }
     if (runProcess({"strace", "-o", "/dev/null", "true"}).status != 0) {
         GTEST_SKIP() << "strace, which counts the system calls, is not installed or not permitted";
     }
@@ -321,7 +327,9 @@ TEST_F(TraceOfProcesses, FourThatTraceAtOnceLoseNothing) {
         ASSERT_TRUE(time <= ofEntry || ofEntry.ends_with("00:00:00")) << line;
         time = ofEntry;
     }
-    for (const auto& [process, count] : next) EXPECT_EQ(count, entries) << process;
+    for (const auto& [process, count] : next) {
+        EXPECT_EQ(count, entries) << process;
+    }
     EXPECT_FALSE(exists('e'));
 }
 
@@ -389,7 +397,9 @@ TEST_F(TraceOfProcesses, ThatStartAtOnceChooseDifferentLetters) {
         all.emplace_back(std::vector<std::string>{LIBRARY_HOST_SHARED, "hold"},
                          files_.environment());
     }
-    for (Subprocess& process : all) EXPECT_TRUE(process.waitForOutput("holding"));
+    for (Subprocess& process : all) {
+        EXPECT_TRUE(process.waitForOutput("holding"));
+    }
     for (char letter = 'a'; letter < 'a' + 12; ++letter) {
         const TraceFile file(files_.traceFile(letter));
         EXPECT_EQ(file.opens(), 1) << letter;
@@ -511,7 +521,9 @@ class KilledProcess : public testing::TestWithParam<int> {
         static constexpr std::string_view end = "# End of header.\n";
         const std::size_t header = file.bytes().find(end);
         const auto behind = static_cast<std::int64_t>(header + end.size());
-        if (header == std::string::npos || behind >= file.position()) return 1024;
+        if (header == std::string::npos || behind >= file.position()) {
+            return 1024;
+        }
         return std::min((behind + 2048) / 1024 * 1024, file.position());
     }
     /// The command also reads the older round.
@@ -550,9 +562,13 @@ TEST_P(KilledProcess, LeavesWhatCanBeReadAndTakenIntoUseAgain) {
         const ProcessResult killed = files_.host({"die", std::to_string(seed)});
         ASSERT_EQ(killed.status, 128 + SIGKILL) << killed.err;
         entries += expectWholeEntries();
-        if (round % 8 == 0) expectReadableFile();
+        if (round % 8 == 0) {
+            expectReadableFile();
+        }
         expectWholeRegistry(readFile(files_.file("registry")), static_cast<unsigned int>(seed % 4));
-        if (HasFailure()) return;
+        if (HasFailure()) {
+            return;
+        }
     }
     EXPECT_GT(entries, 1000U);
     EXPECT_THAT(readFile(files_.file("registry")), HasSubstr("[Killed]\nfirst=d="));

@@ -56,8 +56,12 @@ std::string missing() {
     Facts facts;
     std::istringstream lines(console);
     for (std::string line; std::getline(lines, line);) {
-        while (!line.empty() && line.back() == '\r') line.pop_back();
-        if (line.rfind("@ ", 0) != 0) continue;
+        while (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        if (line.rfind("@ ", 0) != 0) {
+            continue;
+        }
         const std::size_t equals = std::min(line.find('='), line.size());
         facts[line.substr(2, equals - 2)] = line.substr(std::min(equals + 1, line.size()));
     }
@@ -68,7 +72,9 @@ std::string missing() {
 class VirtualMachine : public testing::TestWithParam<const char*> {
   protected:
     void SetUp() override {
-        if (const std::string reason = missing(); !reason.empty()) GTEST_SKIP() << reason;
+        if (const std::string reason = missing(); !reason.empty()) {
+            GTEST_SKIP() << reason;
+        }
     }
 
     /// Starts the machine, which runs only our program, and returns the program's output.

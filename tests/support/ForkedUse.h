@@ -34,14 +34,22 @@ inline void expectToWorkInChildren(const std::function<bool()>& use) {
     for (int i = 0; i < 3; ++i) {
         users.emplace_back([&] {
             ++started;
-            while (!done) use();
+            while (!done) {
+                use();
+            }
         });
     }
-    while (started < 3) std::this_thread::yield();
+    while (started < 3) {
+        std::this_thread::yield();
+    }
     int failures = 0;
-    for (int i = 0; i < kChildren && failures == 0; ++i) failures += worksInChild(use) ? 0 : 1;
+    for (int i = 0; i < kChildren && failures == 0; ++i) {
+        failures += worksInChild(use) ? 0 : 1;
+    }
     done = true;
-    for (std::thread& user : users) user.join();
+    for (std::thread& user : users) {
+        user.join();
+    }
     EXPECT_EQ(failures, 0);
 }
 

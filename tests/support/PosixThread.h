@@ -13,7 +13,9 @@ class PosixThread {
   public:
     explicit PosixThread(std::function<void()> body) : body_(std::move(body)) {
         const int error = pthread_create(&handle_, nullptr, &run, this);
-        if (error != 0) throw std::system_error(error, std::generic_category(), "pthread_create");
+        if (error != 0) {
+            throw std::system_error(error, std::generic_category(), "pthread_create");
+        }
     }
     ~PosixThread() { join(); }
     PosixThread(const PosixThread&) = delete;
@@ -22,7 +24,9 @@ class PosixThread {
     void cancel() { pthread_cancel(handle_); }
     /// Waits for the end; true if the thread was cancelled.
     bool join() {
-        if (!joined_) pthread_join(handle_, &result_);
+        if (!joined_) {
+            pthread_join(handle_, &result_);
+        }
         joined_ = true;
         return result_ == PTHREAD_CANCELED;
     }

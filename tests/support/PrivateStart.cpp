@@ -16,14 +16,18 @@ constexpr int kCannotStart = 125;
 
 BEFORE_LIBRARIES bool isVariable(const char* entry, const char* name) {
     for (; *name != '\0'; ++name, ++entry) {
-        if (*entry != *name) return false;
+        if (*entry != *name) {
+            return false;
+        }
     }
     return *entry == '=';
 }
 
 BEFORE_LIBRARIES unsigned long countOf(char** pointers) {
     unsigned long count = 0;
-    while (pointers[count] != nullptr) ++count;
+    while (pointers[count] != nullptr) {
+        ++count;
+    }
     return count;
 }
 
@@ -40,14 +44,18 @@ BEFORE_LIBRARIES const char* programFile(char** environmentEnd) {
 
 BEFORE_LIBRARIES void requirePrivateDirectories(int count, char** arguments, char** environment) {
     for (char** entry = environment; *entry != nullptr; ++entry) {
-        if (isVariable(*entry, VARNOCK_PRIVATE_DIRECTORY)) return;
+        if (isVariable(*entry, VARNOCK_PRIVATE_DIRECTORY)) {
+            return;
+        }
     }
     const char* const starter = VARNOCK_PRIVATE_START;
     const auto words = static_cast<unsigned long>(count);
     auto** command = static_cast<const char**>(__builtin_alloca((words + 3) * sizeof(char*)));
     command[0] = starter;
     command[1] = programFile(environment + countOf(environment));
-    for (unsigned long i = 1; i <= words; ++i) command[i + 1] = arguments[i];
+    for (unsigned long i = 1; i <= words; ++i) {
+        command[i + 1] = arguments[i];
+    }
     execve(starter, const_cast<char**>(command), environment);
     constexpr char refusal[] = "cannot start: " VARNOCK_PRIVATE_START " makes the directories\n";
     syscall(SYS_write, STDERR_FILENO, refusal, sizeof refusal - 1);

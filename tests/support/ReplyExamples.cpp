@@ -11,11 +11,19 @@ namespace {
 constexpr const char* kWide = "2309737967";  // 0x89ABCDEF
 
 std::optional<ReplyExample> numberExample(const catalogue::Row& row) {
-    if (row.returnType.find("boolean") != std::string_view::npos) return {{kWide, "true"}};
+    if (row.returnType.find("boolean") != std::string_view::npos) {
+        return {{kWide, "true"}};
+    }
     // Signed results are not cut to the width of the reply.
-    if (row.returnType.find("sint32") != std::string_view::npos) return {{kWide, "-1985229329"}};
-    if (row.reply == "byte") return {{kWide, "239"}};
-    if (row.reply == "word") return {{kWide, "52719"}};
+    if (row.returnType.find("sint32") != std::string_view::npos) {
+        return {{kWide, "-1985229329"}};
+    }
+    if (row.reply == "byte") {
+        return {{kWide, "239"}};
+    }
+    if (row.reply == "word") {
+        return {{kWide, "52719"}};
+    }
     return {{kWide, kWide}};
 }
 
@@ -47,7 +55,9 @@ std::optional<ReplyExample> replyExample(const catalogue::Row& row) {
         {"parent", {R"({"RAW":[1,2,3,4,5,6]})", "(1541 1027 513)"}},
         {"PCI addresses", {R"({"RAW":[9,9,18,0,52,86]})", "[85079126]"}},
     };
-    if (const auto form = forms.find(row.reply); form != forms.end()) return form->second;
+    if (const auto form = forms.find(row.reply); form != forms.end()) {
+        return form->second;
+    }
     if (row.reply == "byte" || row.reply == "word" || row.reply == "dword") {
         return numberExample(row);
     }

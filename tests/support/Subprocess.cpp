@@ -20,7 +20,9 @@ namespace {
 
 struct Pipe {
     Pipe() {
-        if (pipe2(ends, O_CLOEXEC) != 0) fail("pipe2");
+        if (pipe2(ends, O_CLOEXEC) != 0) {
+            fail("pipe2");
+        }
     }
     int ends[2];
 };
@@ -30,15 +32,21 @@ std::vector<std::string> environmentWith(const Subprocess::Environment& added) {
     std::vector<std::string> all;
     for (char** entry = environ; *entry != nullptr; ++entry) {
         const std::string text = *entry;
-        if (!added.contains(text.substr(0, text.find('=')))) all.push_back(text);
+        if (!added.contains(text.substr(0, text.find('=')))) {
+            all.push_back(text);
+        }
     }
-    for (const auto& [name, value] : added) all.push_back(name + '=' + value);
+    for (const auto& [name, value] : added) {
+        all.push_back(name + '=' + value);
+    }
     return all;
 }
 
 std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     std::vector<char*> pointers;
-    for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
+    for (const std::string& text : texts) {
+        pointers.push_back(const_cast<char*>(text.c_str()));
+    }
     pointers.push_back(nullptr);
     return pointers;
 }
@@ -47,7 +55,9 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
 bool drain(int descriptor, std::string& text) {
     char buffer[65536];
     const ssize_t got = read(descriptor, buffer, sizeof buffer);
-    if (got > 0) text.append(buffer, static_cast<size_t>(got));
+    if (got > 0) {
+        text.append(buffer, static_cast<size_t>(got));
+    }
     return got > 0 || (got < 0 && errno == EINTR);
 }
 
@@ -61,10 +71,14 @@ Subprocess::Subprocess(const std::vector<std::string>& command, const Environmen
     const Pipe err;
     const pid_t parent = getpid();
     pid_ = fork();
-    if (pid_ < 0) fail("fork");
+    if (pid_ < 0) {
+        fail("fork");
+    }
     if (pid_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() != parent) _exit(127);
+        if (getppid() != parent) {
+            _exit(127);
+        }
         dup2(out.ends[1], STDOUT_FILENO);
         dup2(err.ends[1], STDERR_FILENO);
         execvpe(arguments[0], arguments.data(), environmentPointers.data());
@@ -84,12 +98,16 @@ Subprocess::~Subprocess() {
 }
 
 void Subprocess::signal(int number) const {
-    if (!ended_) kill(pid_, number);
+    if (!ended_) {
+        kill(pid_, number);
+    }
 }
 
 bool Subprocess::readSome() {
     pollfd watched[] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}};
-    if (poll(watched, 2, -1) < 0) return errno == EINTR;
+    if (poll(watched, 2, -1) < 0) {
+        return errno == EINTR;
+    }
     for (auto [ready, descriptor, text] : {std::tuple{watched[0].revents, &out_, &result_.out},
                                            std::tuple{watched[1].revents, &err_, &result_.err}}) {
         if (ready != 0 && !drain(*descriptor, *text)) {
@@ -102,13 +120,17 @@ bool Subprocess::readSome() {
 
 bool Subprocess::waitFor(std::string_view text, const int& descriptor, const std::string& got) {
     while (got.find(text) == std::string::npos) {
-        if (descriptor < 0 || !readSome()) return got.find(text) != std::string::npos;
+        if (descriptor < 0 || !readSome()) {
+            return got.find(text) != std::string::npos;
+        }
     }
     return true;
 }
 
 const ProcessResult& Subprocess::wait() {
-    if (ended_) return result_;
+    if (ended_) {
+        return result_;
+    }
     while ((out_ >= 0 || err_ >= 0) && readSome()) {
     }
     int status = 0;

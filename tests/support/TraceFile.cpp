@@ -13,7 +13,9 @@ TraceFile::TraceFile(const std::string& path) {
     bytes_.resize(file ? static_cast<std::size_t>(file.tellg()) : 0);
     file.seekg(0);
     file.read(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
-    if (!file) throw std::runtime_error("cannot read " + path);
+    if (!file) {
+        throw std::runtime_error("cannot read " + path);
+    }
 }
 
 std::string TraceFile::value(std::size_t index) const {
@@ -26,7 +28,9 @@ std::vector<std::string> TraceFile::lines(std::int64_t begin, std::int64_t end) 
     const auto limit = static_cast<std::size_t>(std::min(end, size()));
     for (auto at = static_cast<std::size_t>(begin); at < limit;) {
         const std::size_t newline = bytes_.find('\n', at);
-        if (newline >= limit) break;
+        if (newline >= limit) {
+            break;
+        }
         lines.push_back(bytes_.substr(at, newline - at));
         at = newline + 1;
     }
@@ -43,7 +47,9 @@ void patchFile(const std::string& path, std::int64_t offset, const std::string& 
     std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
     file.seekp(offset);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!file) throw std::runtime_error("cannot write " + path);
+    if (!file) {
+        throw std::runtime_error("cannot write " + path);
+    }
 }
 
 }  // namespace varnock::test

@@ -62,7 +62,9 @@ constexpr Row kRows[] = {
 
 const Row* rowOf(unsigned long long number) {
     for (const Row& row : kRows) {
-        if (static_cast<unsigned long long>(row.number) == number) return &row;
+        if (static_cast<unsigned long long>(row.number) == number) {
+            return &row;
+        }
     }
     return nullptr;
 }
@@ -80,7 +82,9 @@ unsigned long long argument(const user_regs_struct& registers, int index) {
 class Captured {
   public:
     Captured() : file_(memfd_create("output", MFD_CLOEXEC)) {
-        if (file_ < 0) fail("memfd_create");
+        if (file_ < 0) {
+            fail("memfd_create");
+        }
     }
     ~Captured() { close(file_); }
     Captured(const Captured&) = delete;
@@ -108,7 +112,9 @@ class Tracer {
     int run(std::vector<FileCall>& calls) {
         int status = 0;
         wait(status);
-        if (!WIFSTOPPED(status)) return statusOf(status);
+        if (!WIFSTOPPED(status)) {
+            return statusOf(status);
+        }
         ptrace(PTRACE_SETOPTIONS, process_, nullptr,
                PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACEEXEC | PTRACE_O_EXITKILL);
         int signal = 0;
@@ -117,7 +123,9 @@ class Tracer {
                 fail("ptrace");
             }
             wait(status);
-            if (!WIFSTOPPED(status)) break;
+            if (!WIFSTOPPED(status)) {
+                break;
+            }
             signal = 0;
             if (WSTOPSIG(status) == (SIGTRAP | 0x80)) {
                 takeStop(calls);
@@ -135,14 +143,18 @@ class Tracer {
 
     void wait(int& status) const {
         while (waitpid(process_, &status, 0) < 0) {
-            if (errno != EINTR) fail("waitpid");
+            if (errno != EINTR) {
+                fail("waitpid");
+            }
         }
     }
 
     /// Calls stop twice: before they are made, and after.
     void takeStop(std::vector<FileCall>& calls) {
         user_regs_struct registers{};
-        if (ptrace(PTRACE_GETREGS, process_, nullptr, &registers) != 0) return;
+        if (ptrace(PTRACE_GETREGS, process_, nullptr, &registers) != 0) {
+            return;
+        }
         entering_ = !entering_;
         if (entering_) {
             fate_.reset();
@@ -154,9 +166,13 @@ class Tracer {
 
     void enter(user_regs_struct& registers, std::vector<FileCall>& calls) {
         const Row* row = rowOf(registers.orig_rax);
-        if (row == nullptr) return;
+        if (row == nullptr) {
+            return;
+        }
         FileCall call = describe(*row, registers);
-        if (!isInDirectory(call.path) && !isInDirectory(call.other)) return;
+        if (!isInDirectory(call.path) && !isInDirectory(call.other)) {
+            return;
+        }
         fate_ = decide_(calls.size(), call);
         calls.push_back(call);
         if (fate_->kind == Fate::Kind::killed) {
@@ -181,13 +197,19 @@ class Tracer {
 
     FileCall describe(const Row& row, const user_regs_struct& registers) const {
         FileCall call{row.name, {}, {}, row.changes, 0};
-        if (row.path >= 0) call.path = textAt(argument(registers, row.path));
-        if (row.otherPath >= 0) call.other = textAt(argument(registers, row.otherPath));
+        if (row.path >= 0) {
+            call.path = textAt(argument(registers, row.path));
+        }
+        if (row.otherPath >= 0) {
+            call.other = textAt(argument(registers, row.otherPath));
+        }
         if (call.path.empty() && row.descriptor >= 0) {
             call.path = pathOf(static_cast<int>(argument(registers, row.descriptor)));
         }
         const bool opens = row.number == SYS_open || row.number == SYS_openat;
-        if (opens) call.changes = (argument(registers, row.path + 1) & (O_CREAT | O_TRUNC)) != 0;
+        if (opens) {
+            call.changes = (argument(registers, row.path + 1) & (O_CREAT | O_TRUNC)) != 0;
+        }
         return call;
     }
 
@@ -209,10 +231,14 @@ class Tracer {
         for (; text.size() < PATH_MAX; address += sizeof(long)) {
             errno = 0;
             const long word = ptrace(PTRACE_PEEKDATA, process_, address, nullptr);
-            if (errno != 0) return text;
+            if (errno != 0) {
+                return text;
+            }
             for (std::size_t i = 0; i < sizeof word; ++i) {
                 const char c = static_cast<char>(static_cast<unsigned long>(word) >> (8 * i));
-                if (c == '\0') return text;
+                if (c == '\0') {
+                    return text;
+                }
                 text += c;
             }
         }
@@ -244,18 +270,26 @@ TracedResult runTraced(const std::vector<std::string>& command,
     // The leak check of the sanitizers traces its own process, which cannot be traced twice.
     std::vector<std::string> variables{"ASAN_OPTIONS=detect_leaks=0"};
     std::vector<std::string> words{"env"};
-    for (const auto& [name, value] : environment) variables.push_back(name + '=' + value);
+    for (const auto& [name, value] : environment) {
+        variables.push_back(name + '=' + value);
+    }
     words.insert(words.end(), variables.begin(), variables.end());
     words.insert(words.end(), command.begin(), command.end());
     std::vector<char*> arguments;
-    for (std::string& word : words) arguments.push_back(word.data());
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
     arguments.push_back(nullptr);
     const Captured out;
     const Captured err;
     const pid_t process = fork();
-    if (process < 0) fail("fork");
+    if (process < 0) {
+        fail("fork");
+    }
     if (process == 0) {
-        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(127);
+        if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
+            _exit(127);
+        }
         dup2(out.descriptor(), STDOUT_FILENO);
         dup2(err.descriptor(), STDERR_FILENO);
         raise(SIGSTOP);

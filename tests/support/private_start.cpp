@@ -26,7 +26,9 @@ constexpr int kCannotStart = 125;
 volatile sig_atomic_t program = 0;
 
 void passOn(int number) {
-    if (program > 0) kill(static_cast<pid_t>(program), number);
+    if (program > 0) {
+        kill(static_cast<pid_t>(program), number);
+    }
 }
 
 [[noreturn]] void fail(const std::string& what, int error) {
@@ -38,7 +40,9 @@ class Directories {
   public:
     Directories() {
         std::string name = (fs::temp_directory_path() / "vt-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) fail(name, errno);
+        if (mkdtemp(name.data()) == nullptr) {
+            fail(name, errno);
+        }
         root_ = name;
         for (const char* part : {"system", "trace", "sockets", "home", "tmp"}) {
             fs::create_directory(root_ / part);
@@ -67,9 +71,13 @@ void forgetSettings() {
     std::vector<std::string> names;
     for (char** entry = environ; *entry != nullptr; ++entry) {
         const std::string name(*entry, strcspn(*entry, "="));
-        if (name.starts_with("QX_") || name == "TraceFileLimit") names.push_back(name);
+        if (name.starts_with("QX_") || name == "TraceFileLimit") {
+            names.push_back(name);
+        }
     }
-    for (const std::string& name : names) unsetenv(name.c_str());
+    for (const std::string& name : names) {
+        unsetenv(name.c_str());
+    }
 }
 
 void describe(const Directories& directories) {
@@ -85,10 +93,14 @@ void describe(const Directories& directories) {
 int run(char** command) {
     const pid_t parent = getpid();
     const pid_t child = fork();
-    if (child < 0) fail("fork", errno);
+    if (child < 0) {
+        fail("fork", errno);
+    }
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() == parent) execv(command[0], command);
+        if (getppid() == parent) {
+            execv(command[0], command);
+        }
         perror(command[0]);
         _exit(kCannotStart);
     }
@@ -105,7 +117,9 @@ int run(char** command) {
 
 /// Ends like the program, so that the caller sees the signal that killed it.
 int endAs(int status) {
-    if (WIFEXITED(status)) return WEXITSTATUS(status);
+    if (WIFEXITED(status)) {
+        return WEXITSTATUS(status);
+    }
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
     signal(WTERMSIG(status), SIG_DFL);

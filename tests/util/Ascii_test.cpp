@@ -10,7 +10,9 @@ namespace {
 std::string charactersThatAreDigits() {
     std::string digits;
     for (int c = 0; c < 256; ++c) {
-        if (isDigit(static_cast<char>(c))) digits += static_cast<char>(c);
+        if (isDigit(static_cast<char>(c))) {
+            digits += static_cast<char>(c);
+        }
     }
     return digits;
 }

@@ -191,7 +191,9 @@ TEST(ExtendableString, RefusesMoreThanTheLargestLength) {
     // The parts share one block of half a gibibyte, which is never read.
     const std::size_t size = std::size_t{INT_MAX} / 4 + 1;
     const std::unique_ptr<char, void (*)(void*)> block(static_cast<char*>(calloc(size, 1)), free);
-    if (block == nullptr) GTEST_SKIP() << "not enough memory";
+    if (block == nullptr) {
+        GTEST_SKIP() << "not enough memory";
+    }
     const std::string_view part(block.get(), size);
     Spliced string;
     string.Append("text", -1);

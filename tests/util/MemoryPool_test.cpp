@@ -27,7 +27,9 @@ class KeepingPool : public CMemoryPool {
     unsigned int fill() const { return fill_; }
 
     void PoolFree(unsigned char*& block) override {
-        if (block != nullptr) freed_.push_back(block);
+        if (block != nullptr) {
+            freed_.push_back(block);
+        }
         CMemoryPool::PoolFree(block);
     }
 

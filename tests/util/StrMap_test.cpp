@@ -154,10 +154,14 @@ TEST(StrMap, OrdersKeysByTheirBytes) {
 
 TEST(StrMap, KeepsTheOrderThroughInsertionsAndRemovals) {
     std::vector<std::string> keys;
-    for (int number = 0; number < 200; ++number) keys.push_back(numbered(number));
+    for (int number = 0; number < 200; ++number) {
+        keys.push_back(numbered(number));
+    }
     std::shuffle(keys.begin(), keys.end(), std::mt19937(7));
     CStrMap map;
-    for (const std::string& key : keys) map.add(key.c_str(), nullptr, nullptr, nullptr);
+    for (const std::string& key : keys) {
+        map.add(key.c_str(), nullptr, nullptr, nullptr);
+    }
     std::vector<std::string> left(keys.begin() + 100, keys.end());
     for (int index = 0; index < 100; ++index) {
         map.remove(keys[static_cast<std::size_t>(index)].c_str(), nullptr);
@@ -231,7 +235,9 @@ TEST(StrMap, GrowsFromTheCountAfterRemovals) {
     for (int number = 0; number < 17; ++number) {
         map.add(numbered(number).c_str(), nullptr, nullptr, nullptr);
     }
-    for (int number = 0; number < 17; ++number) map.remove(numbered(number).c_str(), nullptr);
+    for (int number = 0; number < 17; ++number) {
+        map.remove(numbered(number).c_str(), nullptr);
+    }
     for (int number = 0; number < 33; ++number) {
         map.add(numbered(number).c_str(), nullptr, nullptr, nullptr);
     }
@@ -301,14 +307,18 @@ TEST(StrMap, EveryOperationSurvivesTheLackOfAnyMemory) {
             map.appendWithMemory(big.c_str(), 1000, nullptr), map.sortAppended(nullptr);
         },
         [](OpenMap& map) {
-            for (int i = 0; i < 64; ++i) map.lookup(numbered(i * 7 % 64).c_str(), nullptr);
+            for (int i = 0; i < 64; ++i) {
+                map.lookup(numbered(i * 7 % 64).c_str(), nullptr);
+            }
         },
     };
     std::size_t failures = 0;
     for (const auto& operation : operations) {
         failures += forEveryAllocation([&](const FailingCallNumber& call) {
             auto map = std::make_unique<OpenMap>();
-            for (int i = 0; i < 64; ++i) map->add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+            for (int i = 0; i < 64; ++i) {
+                map->add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+            }
             FailingMalloc failure(call.n, call.times);
             try {
                 operation(*map);
@@ -340,7 +350,9 @@ TEST(StrMap, ReplacingNeedsNoMemory) {
 TEST(StrMap, AppendedEntriesAreFoundAfterSorting) {
     OpenMap map;
     map.add("m", slot(1), slot(2), nullptr);
-    for (const char* key : {"z", "a", "q"}) map.append(key, slot(3), slot(4));
+    for (const char* key : {"z", "a", "q"}) {
+        map.append(key, slot(3), slot(4));
+    }
     map.sortAppended(nullptr);
     EXPECT_EQ(keysOf(map), (std::vector<std::string>{"a", "m", "q", "z"}));
     EXPECT_EQ(map.lookup("q", nullptr), slot(3));
@@ -363,10 +375,14 @@ TEST(StrMap, OfEqualAppendedKeysTheLastStays) {
 
 TEST(StrMap, AppendedAndAddedKeysMayBeRemoved) {
     OpenMap map;
-    for (int i = 0; i < 100; ++i) map.append(numbered(i).c_str(), slot(i), nullptr);
+    for (int i = 0; i < 100; ++i) {
+        map.append(numbered(i).c_str(), slot(i), nullptr);
+    }
     map.append(std::string(5000, 'x').c_str(), slot(100), nullptr);
     map.sortAppended(nullptr);
-    for (int i = 101; i < 200; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    for (int i = 101; i < 200; ++i) {
+        map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    }
     for (int i = 0; i < 200; i += 2) {
         EXPECT_EQ(map.remove(numbered(i).c_str(), nullptr), i == 100 ? nullptr : slot(i));
     }
@@ -390,7 +406,9 @@ TEST(StrMap, ValuesMayLieInTheMapsOwnMemory) {
     EXPECT_EQ(keysOf(map), (std::vector<std::string>{"0", "1", "5000", "other"}));
     EXPECT_EQ(map.remove("5000", nullptr), values[2]);
     EXPECT_EQ(map.add("1", slot(3), nullptr, nullptr), values[1]);
-    for (void* const value : values) EXPECT_TRUE(map.holdsMemory(value)) << "as long as the map";
+    for (void* const value : values) {
+        EXPECT_TRUE(map.holdsMemory(value)) << "as long as the map";
+    }
     EXPECT_FALSE(map.holdsMemory(slot(2)));
     EXPECT_FALSE(OpenMap().holdsMemory(slot(2)));
 }
@@ -417,10 +435,14 @@ TEST(StrMap, AppendingWithMemoryChangesNothingWithoutMemory) {
 
 TEST(StrMap, SortsAHundredThousandAppendedKeys) {
     std::vector<std::string> keys;
-    for (int number = 0; number < 100'000; ++number) keys.push_back(numbered(number));
+    for (int number = 0; number < 100'000; ++number) {
+        keys.push_back(numbered(number));
+    }
     std::shuffle(keys.begin(), keys.end(), std::mt19937(7));
     OpenMap map;
-    for (const std::string& key : keys) map.append(key.c_str(), nullptr, nullptr);
+    for (const std::string& key : keys) {
+        map.append(key.c_str(), nullptr, nullptr);
+    }
     map.sortAppended(nullptr);
     std::sort(keys.begin(), keys.end());
     EXPECT_EQ(keysOf(map), keys);
@@ -428,7 +450,9 @@ TEST(StrMap, SortsAHundredThousandAppendedKeys) {
 
 TEST(StrMap, FindsEveryKeyOfALargeMapHoweverOftenItIsAsked) {
     OpenMap map;
-    for (int i = 0; i < 300; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    for (int i = 0; i < 300; ++i) {
+        map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    }
     for (int round = 0; round < 3; ++round) {
         for (int i = 0; i < 300; ++i) {
             EXPECT_EQ(map.lookup(numbered(i).c_str(), nullptr), slot(i)) << i;
@@ -464,11 +488,15 @@ TEST(StrMap, ChangesOfALargeMapAreSeenBetweenLookups) {
 TEST(StrMap, FindsNamesAskedForInEveryOrder) {
     for (const int count : {1, 2, 3, 10, 300}) {
         OpenMap map;
-        for (int i = 0; i < count; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+        for (int i = 0; i < count; ++i) {
+            map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+        }
         const std::vector<std::string> keys = keysOf(map);
         std::vector<std::string> order;
         for (std::size_t step = 1; step < 5; ++step) {
-            for (std::size_t i = 0; i < keys.size(); i += step) order.push_back(keys[i]);
+            for (std::size_t i = 0; i < keys.size(); i += step) {
+                order.push_back(keys[i]);
+            }
         }
         order.insert(order.end(), keys.rbegin(), keys.rend());
         order.insert(order.end(), 3, keys.back());
@@ -490,7 +518,9 @@ TEST(StrMap, FindsKeysThatFallOnOnePlace) {
     std::vector<std::string> keys;
     for (int i = 0; keys.size() < 400; ++i) {
         const std::string key = numbered(i);
-        if (std::hash<std::string>()(key) % places == 0) keys.push_back(key + "x");
+        if (std::hash<std::string>()(key) % places == 0) {
+            keys.push_back(key + "x");
+        }
     }
     OpenMap map;
     for (const std::string& key : keys) {
@@ -507,8 +537,12 @@ TEST(StrMap, FindsKeysThatFallOnOnePlace) {
 
 TEST(StrMap, ReplacedValuesAreFoundInALargeMap) {
     OpenMap map;
-    for (int i = 0; i < 300; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
-    for (int i = 0; i < 300; ++i) map.lookup(numbered(i).c_str(), nullptr);
+    for (int i = 0; i < 300; ++i) {
+        map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    }
+    for (int i = 0; i < 300; ++i) {
+        map.lookup(numbered(i).c_str(), nullptr);
+    }
     EXPECT_EQ(map.add("key7", slot(8), slot(9), nullptr), slot(7));
     void* data = nullptr;
     EXPECT_EQ(map.lookup("key7", &data), slot(8));
@@ -517,8 +551,12 @@ TEST(StrMap, ReplacedValuesAreFoundInALargeMap) {
 
 /// Fills a map and looks up every key.
 void fillAndSearch(OpenMap& map) {
-    for (int i = 0; i < 300; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
-    for (int i = 0; i < 300; ++i) map.lookup(numbered(i).c_str(), nullptr);
+    for (int i = 0; i < 300; ++i) {
+        map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    }
+    for (int i = 0; i < 300; ++i) {
+        map.lookup(numbered(i).c_str(), nullptr);
+    }
 }
 
 TEST(StrMap, EntriesChangedInPlaceAreFoundInALargeMap) {
@@ -527,7 +565,9 @@ TEST(StrMap, EntriesChangedInPlaceAreFoundInALargeMap) {
     map.findAssoc("key7")->value = slot(8);
     EXPECT_EQ(map.lookup("key7", nullptr), slot(8));
     fillAndSearch(map);
-    for (unsigned int i = 0; i < map.count(); ++i) map.assocAt(i).value = slot(9);
+    for (unsigned int i = 0; i < map.count(); ++i) {
+        map.assocAt(i).value = slot(9);
+    }
     for (int i = 0; i < 300; ++i) {
         EXPECT_EQ(map.lookup(numbered(i).c_str(), nullptr), slot(9));
     }
@@ -568,15 +608,23 @@ TEST(StrMap, FindsKeysThatLookAlikeInALargeMap) {
 
 TEST(StrMap, FindsEveryKeyOfALargeMapWithoutMemoryForMore) {
     OpenMap map;
-    for (int i = 0; i < 300; ++i) map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    for (int i = 0; i < 300; ++i) {
+        map.add(numbered(i).c_str(), slot(i), nullptr, nullptr);
+    }
     std::vector<std::string> keys;
-    for (int i = 0; i < 300; ++i) keys.push_back(numbered(i));
+    for (int i = 0; i < 300; ++i) {
+        keys.push_back(numbered(i));
+    }
     std::vector<void*> found(300);
     {
         const FailingAllocation failure(1);
-        for (std::size_t i = 0; i < 300; ++i) found[i] = map.lookup(keys[i].c_str(), nullptr);
+        for (std::size_t i = 0; i < 300; ++i) {
+            found[i] = map.lookup(keys[i].c_str(), nullptr);
+        }
     }
-    for (int i = 0; i < 300; ++i) EXPECT_EQ(found[static_cast<std::size_t>(i)], slot(i));
+    for (int i = 0; i < 300; ++i) {
+        EXPECT_EQ(found[static_cast<std::size_t>(i)], slot(i));
+    }
 }
 
 TEST(StrMap, SortingAnEmptyMapDoesNothing) {
@@ -605,8 +653,12 @@ TEST(StrMap, MayBeChangedByManyThreads) {
             const std::string key = numbered(number);
             map.add(key.c_str(), slot(number), slot(first), nullptr);
             void* data = nullptr;
-            if (map.lookup(key.c_str(), &data) != slot(number) || data != slot(first)) ++mismatches;
-            if (number % 2 == 0 && map.remove(key.c_str(), nullptr) != slot(number)) ++mismatches;
+            if (map.lookup(key.c_str(), &data) != slot(number) || data != slot(first)) {
+                ++mismatches;
+            }
+            if (number % 2 == 0 && map.remove(key.c_str(), nullptr) != slot(number)) {
+                ++mismatches;
+            }
         }
     };
     {

@@ -105,7 +105,9 @@ TEST(UrlString, StoresAnEmptyListWithoutBytes) {
 
 TEST(UrlString, StoresTheNumbersThatFitInto1023Characters) {
     std::string full = "255";
-    for (int i = 1; i < 256; ++i) full += ",255";
+    for (int i = 1; i < 256; ++i) {
+        full += ",255";
+    }
     ASSERT_EQ(full.size(), 1023U);
     EXPECT_EQ(setBytes(std::vector<unsigned char>(256, 255)), full);
     EXPECT_EQ(setBytes(std::vector<unsigned char>(257, 255)), full);
@@ -153,7 +155,9 @@ TEST(UrlString, NegativeNumbersCountAsZero) {
 
 TEST(UrlString, AValueHasAtMost1024Bytes) {
     std::string list = ":?d:7";
-    for (int i = 1; i < 1500; ++i) list += ",7";
+    for (int i = 1; i < 1500; ++i) {
+        list += ",7";
+    }
     const CUrlString url(list.c_str());
     std::vector<unsigned char> out(2000);
     EXPECT_EQ(url.GetParamByteStream("d", out.data(), 2000, 0), 1024);

@@ -33,9 +33,15 @@ class RoundTrip {
         CUrlString url(pick(2) == 0 ? "" : "?");
         url.SetService(text("abcxyz0189/._-", 12).c_str());
         std::map<std::string, Expected> expected;
-        for (unsigned int i = pick(7); i > 0; --i) set(url, expected);
-        if (pick(4) == 0) url.SetService(text("newservice", 10).c_str());
-        for (const auto& [name, value] : expected) check(url, name, value);
+        for (unsigned int i = pick(7); i > 0; --i) {
+            set(url, expected);
+        }
+        if (pick(4) == 0) {
+            url.SetService(text("newservice", 10).c_str());
+        }
+        for (const auto& [name, value] : expected) {
+            check(url, name, value);
+        }
     }
 
   private:
@@ -59,7 +65,9 @@ class RoundTrip {
     std::string quotable(unsigned int most) {
         std::string out = bytes(most);
         for (char& c : out) {
-            if (c == '\0' || c == '"' || (c >= 'A' && c <= 'Z')) c = "&?:, ,&"[pick(7)];
+            if (c == '\0' || c == '"' || (c >= 'A' && c <= 'Z')) {
+                c = "&?:, ,&"[pick(7)];
+            }
         }
         return out;
     }
@@ -70,7 +78,9 @@ class RoundTrip {
                 return other.first != name &&
                        (name.rfind(other.first, 0) == 0 || other.first.rfind(name, 0) == 0);
             };
-            if (std::none_of(taken.begin(), taken.end(), collides)) return name;
+            if (std::none_of(taken.begin(), taken.end(), collides)) {
+                return name;
+            }
         }
     }
     unsigned int size() { return pick(20) == 0 ? 1100 : 40; }
@@ -136,7 +146,9 @@ TEST(UrlString, RandomParametersReadBackAsTheyWereSet) {
     const char* wanted = getenv("VARNOCK_ROUNDS");
     const unsigned long rounds = wanted != nullptr ? strtoul(wanted, nullptr, 10) : 5000;
     RoundTrip trip(20261121);
-    for (unsigned long round = 0; round < rounds && !HasFatalFailure(); ++round) trip.run();
+    for (unsigned long round = 0; round < rounds && !HasFatalFailure(); ++round) {
+        trip.run();
+    }
 }
 
 }  // namespace

@@ -39,7 +39,9 @@ CDataStream& CDataStream::operator=(CDataStream&& other) noexcept {
 }
 
 void CDataStream::ClassInit() {
-    if (data_.capacity() == 0) data_.reserve(kInitialCapacity);
+    if (data_.capacity() == 0) {
+        data_.reserve(kInitialCapacity);
+    }
 }
 
 unsigned long CDataStream::DataSize() const {
@@ -51,13 +53,18 @@ void CDataStream::Clear() {
 }
 
 void CDataStream::EnsureSize(unsigned long offset, unsigned long count) {
-    if (count > std::numeric_limits<unsigned long>::max() - offset)
+    if (count > std::numeric_limits<unsigned long>::max() - offset) {
         throw std::length_error("CDataStream: offset and count exceed the address range");
-    if (data_.size() < offset + count) data_.resize(offset + count);
+    }
+    if (data_.size() < offset + count) {
+        data_.resize(offset + count);
+    }
 }
 
 unsigned char& CDataStream::operator[](int index) {
-    if (index < 0) throw std::out_of_range("CDataStream: negative index");
+    if (index < 0) {
+        throw std::out_of_range("CDataStream: negative index");
+    }
     const auto position = static_cast<unsigned long>(index);
     EnsureSize(position, 1);
     return data_[position];
@@ -71,19 +78,25 @@ bool CDataStream::holds(const unsigned char* address) const {
 
 CDataStream& CDataStream::SetAt(unsigned long offset, const unsigned char* bytes,
                                 unsigned long count) {
-    if (bytes == nullptr) return *this;
+    if (bytes == nullptr) {
+        return *this;
+    }
     std::vector<unsigned char> copy;
     if (holds(bytes)) {  // growing would move the source
         copy.assign(bytes, bytes + count);
         bytes = copy.data();
     }
     EnsureSize(offset, count);
-    if (count != 0) std::memcpy(data_.data() + offset, bytes, count);
+    if (count != 0) {
+        std::memcpy(data_.data() + offset, bytes, count);
+    }
     return *this;
 }
 
 CDataStream& CDataStream::SetDataStream(const unsigned char* bytes, unsigned long length) {
-    if (bytes == nullptr) return *this;
+    if (bytes == nullptr) {
+        return *this;
+    }
     if (holds(bytes)) {  // clearing would lose the source
         const std::vector<unsigned char> copy(bytes, bytes + length);
         data_ = copy;
@@ -109,7 +122,8 @@ unsigned short CDataStream::GetDataWordAt(unsigned long byteOffset) const {
 }
 
 unsigned short CDataStream::GetDataWord(unsigned long wordIndex) const {
-    if (wordIndex > std::numeric_limits<unsigned long>::max() / 2)
+    if (wordIndex > std::numeric_limits<unsigned long>::max() / 2) {
         throw std::out_of_range("CDataStream: word index beyond the address range");
+    }
     return GetDataWordAt(wordIndex * 2);
 }

@@ -18,7 +18,6 @@ namespace {
 
 using rapidjson::SizeType;
 
-
 /// Parses one text into its own document. Handling the parser's events bounds the nesting while the
 /// text is read: the parser and the values' destructor both recurse, and a hostile text would make
 /// them overflow the stack.
@@ -55,7 +54,9 @@ class Loader : public JsonDocument {
         return GenericDocument::EndObject(count);
     }
     bool StartArray() {
-        if (++depth_ > kMaxJsonNesting) return false;
+        if (++depth_ > kMaxJsonNesting) {
+            return false;
+        }
         GenericDocument::StartArray();
         taken_[depth_] = takeSmallNumbers();
         return true;
@@ -70,7 +71,9 @@ class Loader : public JsonDocument {
   private:
     /// The base class takes the elements off its stack before it allocates their memory.
     void prepare(SizeType count, std::size_t size) {
-        if (count != 0) heap_.prepare(count * size);
+        if (count != 0) {
+            heap_.prepare(count * size);
+        }
     }
 
     /// Blocks of bytes are long lists of small numbers, which this reads twice as fast as the
@@ -80,9 +83,15 @@ class Loader : public JsonDocument {
         SizeType count = 0;
         for (char* next = stream_.src_; isDigit(*next); ++count) {
             auto number = digit(next);
-            if (number != 0 && isDigit(*next)) number = 10 * number + digit(next);
-            if (number >= 10 && isDigit(*next)) number = 10 * number + digit(next);
-            if (*next++ != ',' || !isDigit(*next)) break;
+            if (number != 0 && isDigit(*next)) {
+                number = 10 * number + digit(next);
+            }
+            if (number >= 10 && isDigit(*next)) {
+                number = 10 * number + digit(next);
+            }
+            if (*next++ != ',' || !isDigit(*next)) {
+                break;
+            }
             Uint(number);
             stream_.src_ = next;
         }
@@ -113,14 +122,18 @@ class TextSink {
     TextSink& operator=(const TextSink&) = delete;
 
     void Put(char c) {
-        if (next_ == end_) grow(1);
+        if (next_ == end_) {
+            grow(1);
+        }
         *next_++ = c;
     }
     void Flush() {}
 
     /// Space for `size` characters at the end of the text; `advance` commits the written ones.
     char* room(std::size_t size) {
-        if (static_cast<std::size_t>(end_ - next_) < size) grow(size);
+        if (static_cast<std::size_t>(end_ - next_) < size) {
+            grow(size);
+        }
         return next_;
     }
     void advance(std::size_t size) { next_ += size; }
@@ -155,9 +168,11 @@ constexpr std::array<ByteText, 256> makeByteTexts() {
     std::array<ByteText, 256> texts{};
     for (unsigned int byte = 0; byte < texts.size(); ++byte) {
         ByteText& text = texts[byte];
-        for (unsigned int unit = 100; unit != 0; unit /= 10)
-            if (byte >= unit || unit == 1)
+        for (unsigned int unit = 100; unit != 0; unit /= 10) {
+            if (byte >= unit || unit == 1) {
                 text.digits[text.length++] = static_cast<char>('0' + byte / unit % 10);
+            }
+        }
     }
     return texts;
 }
@@ -176,10 +191,12 @@ void writeArray(const JsonValue& array, TextSink& sink) {
     sink.Put('[');
     bool first = true;
     for (const JsonValue& element : array.GetArray()) {
-        if (!std::exchange(first, false)) sink.Put(',');
-        if (element.IsUint() && element.GetUint() < kByteTexts.size())
+        if (!std::exchange(first, false)) {
+            sink.Put(',');
+        }
+        if (element.IsUint() && element.GetUint() < kByteTexts.size()) {
             writeByte(element.GetUint(), sink);
-        else
+        } else
             write(element, sink);
     }
     sink.Put(']');
@@ -189,7 +206,9 @@ void writeObject(const JsonValue& object, TextSink& sink) {
     sink.Put('{');
     bool first = true;
     for (const auto& member : object.GetObject()) {
-        if (!std::exchange(first, false)) sink.Put(',');
+        if (!std::exchange(first, false)) {
+            sink.Put(',');
+        }
         write(member.name, sink);
         sink.Put(':');
         write(member.value, sink);
@@ -216,7 +235,9 @@ bool writePlain(const JsonValue& leaf, TextSink& sink) {
     char* next = sink.room(length + 2);
     *next++ = '"';
     for (const char* const end = text + length; text != end; ++text) {
-        if (!needsNoEscape(*text)) return false;
+        if (!needsNoEscape(*text)) {
+            return false;
+        }
         *next++ = *text;
     }
     *next = '"';
@@ -227,23 +248,27 @@ bool writePlain(const JsonValue& leaf, TextSink& sink) {
 void writeOther(const JsonValue& leaf, TextSink& sink) {
     rapidjson::Writer<TextSink, rapidjson::UTF8<>, rapidjson::UTF8<>, JsonHeap> writer(sink,
                                                                                        &jsonHeap);
-    if (leaf.Accept(writer)) return;
+    if (leaf.Accept(writer)) {
+        return;
+    }
     writer.Reset(sink);  // an infinity or NaN
     writer.Null();
 }
 
 /// Nearly all leaves are plain texts and integers, which need no writer.
 void write(const JsonValue& value, TextSink& sink) {
-    if (value.IsString() && writePlain(value, sink)) return;
-    if (value.IsUint64())
+    if (value.IsString() && writePlain(value, sink)) {
+        return;
+    }
+    if (value.IsUint64()) {
         writeInteger(value.GetUint64(), sink);
-    else if (value.IsInt64())
+    } else if (value.IsInt64()) {
         writeInteger(value.GetInt64(), sink);
-    else if (value.IsArray())
+    } else if (value.IsArray()) {
         writeArray(value, sink);
-    else if (value.IsObject())
+    } else if (value.IsObject()) {
         writeObject(value, sink);
-    else
+    } else
         writeOther(value, sink);
 }
 
@@ -251,7 +276,9 @@ void write(const JsonValue& value, TextSink& sink) {
 
 bool parseJson(std::string text, JsonDocument& document) {
     Loader loader(text.data());
-    if (!loader.load()) return false;
+    if (!loader.load()) {
+        return false;
+    }
     static_cast<JsonValue&>(document).Swap(loader);
     return true;
 }

@@ -36,17 +36,27 @@ std::string_view textOf(const Value& name) {
 
 /// Names have two or three characters; comparing them inline is faster than a call.
 bool isName(std::string_view name, std::string_view key) {
-    if (name.size() != key.size()) return false;
-    for (std::size_t i = 0; i < key.size(); ++i)
-        if (name[i] != key[i]) return false;
+    if (name.size() != key.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < key.size(); ++i) {
+        if (name[i] != key[i]) {
+            return false;
+        }
+    }
     return true;
 }
 
 /// The member `key`, the first of several; null unless `value` is an object that has it.
 const Value* find(const Value& value, std::string_view key) {
-    if (!value.IsObject()) return nullptr;
-    for (const auto& member : value.GetObject())
-        if (isName(textOf(member.name), key)) return &member.value;
+    if (!value.IsObject()) {
+        return nullptr;
+    }
+    for (const auto& member : value.GetObject()) {
+        if (isName(textOf(member.name), key)) {
+            return &member.value;
+        }
+    }
     return nullptr;
 }
 
@@ -78,19 +88,23 @@ void add(Value& object, std::string_view key, Value&& value) {
 /// Sets a value in an object: replaces the existing one, or appends a member. REQUIRES: as for
 /// `add`.
 void put(Value& object, std::string_view key, Value&& value) {
-    if (Value* existing = find(object, key))
+    if (Value* existing = find(object, key)) {
         *existing = std::move(value);
-    else
+    } else
         add(object, key, std::move(value));
 }
 
 /// Removes every member of this name, so that no duplicate becomes visible, and keeps the order of
 /// the others. One pass, because an imported text can contain many thousand duplicates.
 bool removeMember(Value& object, std::string_view key) {
-    if (find(object, key) == nullptr) return false;
+    if (find(object, key) == nullptr) {
+        return false;
+    }
     auto kept = object.MemberBegin();
     for (auto member = kept; member != object.MemberEnd(); ++member) {
-        if (textOf(member->name) == key) continue;
+        if (textOf(member->name) == key) {
+            continue;
+        }
         if (kept != member) {
             kept->name = std::move(member->name);
             kept->value = std::move(member->value);
@@ -103,7 +117,9 @@ bool removeMember(Value& object, std::string_view key) {
 
 /// An element of a byte block: a negative number counts as its bit pattern, anything else as 0.
 unsigned int blockElement(const Value& element) {
-    if (element.IsUint()) return element.GetUint();
+    if (element.IsUint()) {
+        return element.GetUint();
+    }
     return element.IsInt() ? static_cast<unsigned int>(element.GetInt()) : 0;
 }
 
@@ -122,7 +138,9 @@ Value makeBlock(const std::vector<unsigned char>& bytes) {
         elements.PushBack(Value(), heap);
         new (elements.End() - 1) Value(static_cast<unsigned int>(byte));
     };
-    for (const unsigned char byte : bytes) append(byte);
+    for (const unsigned char byte : bytes) {
+        append(byte);
+    }
     Value block(rapidjson::kObjectType);
     add(block, kKeyBlock, std::move(elements));
     return block;
@@ -132,16 +150,24 @@ Value makeBlock(const std::vector<unsigned char>& bytes) {
 /// position counts as 0. Only a block of exactly two elements is masked.
 unsigned int assembleBlock(const Value& block) {
     const SizeType size = block.Size();
-    if (size == 2) return (blockElement(block[0]) & 0xFF) | (blockElement(block[1]) & 0xFF) << 8;
+    if (size == 2) {
+        return (blockElement(block[0]) & 0xFF) | (blockElement(block[1]) & 0xFF) << 8;
+    }
     unsigned int value = 0;
-    for (SizeType i = 0; i < size && i < 4; ++i) value += blockElement(block[i]) << (8 * i);
+    for (SizeType i = 0; i < size && i < 4; ++i) {
+        value += blockElement(block[i]) << (8 * i);
+    }
     return value;
 }
 
 /// The bytes of a number in its smallest width.
 unsigned int widthOf(std::uint64_t number) {
-    if (number < 0x100) return 1;
-    if (number < 0x10000) return 2;
+    if (number < 0x100) {
+        return 1;
+    }
+    if (number < 0x10000) {
+        return 2;
+    }
     return number <= 0xFFFFFFFF ? 4 : 8;
 }
 
@@ -159,40 +185,52 @@ unsigned long textSize(const Value& text) {
 void blockToBytes(const Value& data, std::vector<unsigned char>& out) {
     out.clear();
     const Value* block = findBlock(data);
-    if (block == nullptr) return;
+    if (block == nullptr) {
+        return;
+    }
     out.resize(block->Size());
     unsigned char* next = out.data();
-    for (const Value& element : block->GetArray())
+    for (const Value& element : block->GetArray()) {
         *next++ = static_cast<unsigned char>(blockElement(element));
+    }
 }
 
 /// A list ends with an empty text, as in a double-NUL-terminated string list.
 void listToBytes(const Value& list, std::vector<unsigned char>& out) {
     out.clear();
-    if (list.Empty() || !list[0].IsString()) return;
-    for (const Value& element : list.GetArray())
-        if (element.IsString()) appendText(element, out);
+    if (list.Empty() || !list[0].IsString()) {
+        return;
+    }
+    for (const Value& element : list.GetArray()) {
+        if (element.IsString()) {
+            appendText(element, out);
+        }
+    }
     out.push_back(0);
 }
 
 void numberToBytes(std::uint64_t number, std::vector<unsigned char>& out) {
     out.clear();
     const unsigned int width = widthOf(number);
-    for (unsigned int i = 0; i < width; ++i)
+    for (unsigned int i = 0; i < width; ++i) {
         out.push_back(static_cast<unsigned char>(number >> (8 * i)));
+    }
 }
 
 /// The size of a list of texts or numbers; the first element determines the kind, elements of
 /// another kind do not count.
 unsigned long listSize(const Value& list) {
-    if (list.Empty()) return 0;
+    if (list.Empty()) {
+        return 0;
+    }
     const bool texts = list[0].IsString();
     unsigned long size = texts ? 1 : 0;
     for (const Value& element : list.GetArray()) {
-        if (texts)
+        if (texts) {
             size += element.IsString() ? textSize(element) : 0;
-        else if (list[0].IsNumber() && element.IsNumber())
+        } else if (list[0].IsNumber() && element.IsNumber()) {
             size += element.IsUint64() ? widthOf(element.GetUint64()) : 8;
+        }
     }
     return size;
 }
@@ -239,7 +277,9 @@ void SipJson::ClassInit() {
 }
 
 void SipJson::JsonInit() {
-    if (!document_->IsObject()) return;
+    if (!document_->IsObject()) {
+        return;
+    }
     Value sip(rapidjson::kObjectType);
     add(sip, kKeyVersion, Value(kDocumentVersion));
     add(sip, kKeyCommands, Value(rapidjson::kArrayType));
@@ -248,13 +288,17 @@ void SipJson::JsonInit() {
 }
 
 void SipJson::Clear() {
-    if (Value* commands = GetCmds()) commands->Clear();
+    if (Value* commands = GetCmds()) {
+        commands->Clear();
+    }
     commandIndex_ = 0;
 }
 
 bool SipJson::ClearData() {
     Value* commands = GetCmds();
-    if (commands == nullptr || commandIndex_ >= commands->Size()) return false;
+    if (commands == nullptr || commandIndex_ >= commands->Size()) {
+        return false;
+    }
     Value& command = (*commands)[commandIndex_];
     return command.IsObject() && removeMember(command, kKeyData);
 }
@@ -270,10 +314,14 @@ SipJson::Value* SipJson::GetCmds() {
 
 SipJson::Value* SipJson::GetCmd() {
     Value* commands = GetCmds();
-    if (commands == nullptr) return nullptr;
+    if (commands == nullptr) {
+        return nullptr;
+    }
     if (commandIndex_ >= commands->Size()) {
         commands->PushBack(Value(rapidjson::kObjectType), heap);
-        while (commandIndex_ >= commands->Size()) commands->PushBack(Value(), heap);
+        while (commandIndex_ >= commands->Size()) {
+            commands->PushBack(Value(), heap);
+        }
     }
     return &(*commands)[commandIndex_];
 }
@@ -286,28 +334,40 @@ SipJson::Value* SipJson::writableCmd() {
 
 bool SipJson::SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
                      unsigned int cabinetNr, unsigned int status) {
-    if (GetCmds() == nullptr) ClassInit();  // the record stays usable after any import
+    if (GetCmds() == nullptr) {
+        ClassInit();  // the record stays usable after any import
+    }
     Value& existing = *GetCmd();
     Value command(rapidjson::kObjectType);
     add(command, kKeyOpCode, Value(opcode));
-    if (opcodeExt != 0) add(command, kKeyOpCodeExt, Value(opcodeExt));
-    if (objectId != 0) add(command, kKeyObjectId, Value(objectId));
+    if (opcodeExt != 0) {
+        add(command, kKeyOpCodeExt, Value(opcodeExt));
+    }
+    if (objectId != 0) {
+        add(command, kKeyObjectId, Value(objectId));
+    }
     add(command, kKeyCabinetNr, Value(cabinetNr));
-    if (status != noStatus) add(command, kKeyStatus, Value(status));
+    if (status != noStatus) {
+        add(command, kKeyStatus, Value(status));
+    }
     existing = std::move(command);
     return true;
 }
 
 bool SipJson::SetStatus(unsigned int status) {
     Value* command = writableCmd();
-    if (command == nullptr) return false;
+    if (command == nullptr) {
+        return false;
+    }
     put(*command, kKeyStatus, Value(status));
     return true;
 }
 
 bool SipJson::setData(Value&& data, unsigned int status) {
     Value* command = writableCmd();
-    if (command == nullptr) return false;
+    if (command == nullptr) {
+        return false;
+    }
     put(*command, kKeyData, std::move(data));
     put(*command, kKeyStatus, Value(status));
     return true;
@@ -326,18 +386,24 @@ bool SipJson::SetDataDWord(unsigned int value, unsigned int status) {
 }
 
 bool SipJson::SetDataString(const char* text, unsigned int status) {
-    if (text == nullptr) text = "";
+    if (text == nullptr) {
+        text = "";
+    }
     const std::size_t length = std::strlen(text);
-    if (length >= std::numeric_limits<SizeType>::max()) return false;
+    if (length >= std::numeric_limits<SizeType>::max()) {
+        return false;
+    }
     return setData(Value(text, static_cast<SizeType>(length), heap), status);
 }
 
 bool SipJson::SetRequestDataStream(const std::vector<unsigned char>& bytes) {
     Value* command = writableCmd();
-    if (command == nullptr || bytes.size() > std::numeric_limits<SizeType>::max()) return false;
-    if (bytes.empty())
+    if (command == nullptr || bytes.size() > std::numeric_limits<SizeType>::max()) {
+        return false;
+    }
+    if (bytes.empty()) {
         removeMember(*command, kKeyData);
-    else
+    } else
         put(*command, kKeyData, makeBlock(bytes));
     removeMember(*command, kKeyStatus);
     return true;
@@ -372,7 +438,9 @@ bool SipJson::CmdStatusSuccess(unsigned int status) {
 /// The member `key` of command `index`; null if anything on its path is missing or of another kind.
 const SipJson::Value* SipJson::member(int index, std::string_view key) const {
     const Value* commands = GetCmds();
-    if (commands == nullptr || index < 0) return nullptr;
+    if (commands == nullptr || index < 0) {
+        return nullptr;
+    }
     const auto position = static_cast<SizeType>(index);
     return position < commands->Size() ? find((*commands)[position], key) : nullptr;
 }
@@ -392,14 +460,20 @@ unsigned int SipJson::number(int index, std::string_view key, unsigned int defau
 
 bool SipJson::GetCmdUIntData(int index, unsigned int& out) const {
     const Value* value = data(index);
-    if (value == nullptr) return false;
+    if (value == nullptr) {
+        return false;
+    }
     if (value->IsNumber()) {
-        if (!value->IsInt() && !value->IsUint()) return false;
+        if (!value->IsInt() && !value->IsUint()) {
+            return false;
+        }
         out = blockElement(*value);
         return true;
     }
     const Value* block = findArray(*value, kKeyBlock);
-    if (block == nullptr || block->Empty()) return false;
+    if (block == nullptr || block->Empty()) {
+        return false;
+    }
     out = assembleBlock(*block);
     return true;
 }
@@ -422,20 +496,31 @@ unsigned int SipJson::DataDWord() const {
 
 bool SipJson::GetCmdDataString(int index, std::string& out, unsigned long offset) const {
     const Value* value = data(index);
-    if (value == nullptr) return false;
+    if (value == nullptr) {
+        return false;
+    }
     if (value->IsString()) {
-        if (offset == 0) out = value->GetString();
+        if (offset == 0) {
+            out = value->GetString();
+        }
         return offset == 0;
     }
-    if (!value->IsObject() && !value->IsNull()) return false;
+    if (!value->IsObject() && !value->IsNull()) {
+        return false;
+    }
     out.clear();
-    if (value->IsNull()) return true;
+    if (value->IsNull()) {
+        return true;
+    }
     const Value* block = findBlock(*value);
-    if (block == nullptr || block->Size() <= offset) return false;
+    if (block == nullptr || block->Size() <= offset) {
+        return false;
+    }
     std::string bytes;
     bytes.reserve(block->Size() - offset);
-    for (auto i = static_cast<SizeType>(offset); i < block->Size(); ++i)
+    for (auto i = static_cast<SizeType>(offset); i < block->Size(); ++i) {
         bytes.push_back(static_cast<char>(blockElement((*block)[i])));
+    }
     CStringMapper::UTF8ToString(out, bytes.c_str());
     return true;
 }
@@ -446,12 +531,14 @@ bool SipJson::GetDataString(std::string& out) const {
 
 bool SipJson::GetCmdDataStream(int index, std::vector<unsigned char>& out) const {
     const Value* value = data(index);
-    if (value == nullptr) return false;
-    if (value->IsObject())
+    if (value == nullptr) {
+        return false;
+    }
+    if (value->IsObject()) {
         blockToBytes(*value, out);
-    else if (value->IsArray())
+    } else if (value->IsArray()) {
         listToBytes(*value, out);
-    else if (value->IsUint64())  // includes every unsigned 32-bit number
+    } else if (value->IsUint64())  // includes every unsigned 32-bit number
         numberToBytes(value->GetUint64(), out);
     else if (value->IsString()) {
         out.clear();
@@ -467,19 +554,33 @@ bool SipJson::GetDataStream(std::vector<unsigned char>& out) const {
 
 unsigned long SipJson::GetCmdDataSize(int index) const {
     const Value* value = data(index);
-    if (value == nullptr) return 0;
-    if (value->IsNumber()) return value->IsInt64() || value->IsUint64() ? 8 : 0;
-    if (value->IsString()) return textSize(*value);
-    if (value->IsBool()) return 1;
-    if (value->IsArray()) return listSize(*value);
+    if (value == nullptr) {
+        return 0;
+    }
+    if (value->IsNumber()) {
+        return value->IsInt64() || value->IsUint64() ? 8 : 0;
+    }
+    if (value->IsString()) {
+        return textSize(*value);
+    }
+    if (value->IsBool()) {
+        return 1;
+    }
+    if (value->IsArray()) {
+        return listSize(*value);
+    }
     const Value* block = findArray(*value, kKeyBlock);
     return block == nullptr ? 0 : block->Size();
 }
 
 bool SipJson::HasCmdDataSize(int index, unsigned long size, int atLeast) const {
     const Value* value = data(index);
-    if (value == nullptr) return false;
-    if (size == 0 || value->IsNumber()) return true;
+    if (value == nullptr) {
+        return false;
+    }
+    if (size == 0 || value->IsNumber()) {
+        return true;
+    }
     const unsigned long present = GetCmdDataSize(index);
     return atLeast != 0 ? present >= size : present == size;
 }
@@ -495,8 +596,8 @@ std::string SipJson::Export() const {
 void SipJson::Import(const char* text) {
     std::string local = CStringMapper::UTF8ToString(text);
     Clear();
-    if (varnock::parseJson(std::move(local), *document_))
+    if (varnock::parseJson(std::move(local), *document_)) {
         document_->findCommands();
-    else
+    } else
         ClassInit();
 }

@@ -81,7 +81,9 @@ AgentReply scanReply(const AgentRequest& request) {
 
 /// The replies of an agent that knows all commands.
 AgentReply replyTo(const CatalogueRow& row, const AgentRequest& request) {
-    if (request.opcode >= 0x0C82 && request.opcode <= 0x0C86) return scanReply(request);
+    if (request.opcode >= 0x0C82 && request.opcode <= 0x0C86) {
+        return scanReply(request);
+    }
     if (const auto block = blocks().find(request.opcode); block != blocks().end()) {
         return AgentReply::ok(bytesData(block->second));
     }
@@ -91,13 +93,25 @@ AgentReply replyTo(const CatalogueRow& row, const AgentRequest& request) {
 
 CallArguments argumentsOf(const Call& call) {
     CallArguments arguments;
-    if ((call.takes & optionCabinet) != 0) arguments.cabinet = "0";
-    if ((call.takes & optionObject) != 0) arguments.object = "1";
-    if ((call.takes & optionExt) != 0) arguments.ext = "12";
-    if ((call.needs & optionValue) != 0) arguments.value = "1";
-    if ((call.needs & optionNode) != 0) arguments.node = "root";
+    if ((call.takes & optionCabinet) != 0) {
+        arguments.cabinet = "0";
+    }
+    if ((call.takes & optionObject) != 0) {
+        arguments.object = "1";
+    }
+    if ((call.takes & optionExt) != 0) {
+        arguments.ext = "12";
+    }
+    if ((call.needs & optionValue) != 0) {
+        arguments.value = "1";
+    }
+    if ((call.needs & optionNode) != 0) {
+        arguments.node = "root";
+    }
     const CatalogueRow& row = *findCall(call.name);
-    if (row.sends == "for object 0") arguments.object = "0";
+    if (row.sends == "for object 0") {
+        arguments.object = "0";
+    }
     if (row.arguments == "SipJson& record") {
         arguments.value = R"({"SIP":{"V":1,"CMD":[{"OC":1536,"CA":0}]}})";
     }
@@ -155,7 +169,9 @@ class CallRunner : public testing::Test {
         return run(session(), name, arguments, document_.GetAllocator());
     }
     Session& session() {
-        if (!session_) session_.emplace(Options());
+        if (!session_) {
+            session_.emplace(Options());
+        }
         return *session_;
     }
     ScriptedAgent agent_;

@@ -28,8 +28,12 @@ CallArguments key() {
 
 /// An agent with one controller of each class, that answers every other command with a number.
 ScriptedReply replyOfTable(const SipJson& record) {
-    if (record.OpCode() == 0x0C85) return ScriptedReply::of(3);
-    if (record.OpCode() != 0x0C86) return ScriptedReply::of(1);
+    if (record.OpCode() == 0x0C85) {
+        return ScriptedReply::of(3);
+    }
+    if (record.OpCode() != 0x0C86) {
+        return ScriptedReply::of(1);
+    }
     std::vector<unsigned int> component{0, 0, 11 + record.ObjectId(), 0, 0, 0};
     for (unsigned int text = 0; text < 10; ++text) {
         component.insert(component.end(), {'a' + text, '0' + record.ObjectId(), 0});
@@ -52,7 +56,9 @@ std::string behaviour(const Call& call, const CallArguments& arguments) {
     } catch (const provider::BaseException&) {
         done = "throws";
     }
-    for (const std::string& record : client.takeSent()) done += "\n" + record;
+    for (const std::string& record : client.takeSent()) {
+        done += "\n" + record;
+    }
     return done;
 }
 
@@ -68,11 +74,21 @@ constexpr KeyOption kKeyOptions[] = {{optionCabinet, "--cabinet", &CallArguments
 /// Every option that the call accepts, with these numbers.
 CallArguments argumentsOf(const Call& call, const char* object, const char* ext) {
     CallArguments arguments;
-    if ((call.takes & optionCabinet) != 0) arguments.cabinet = "3";
-    if ((call.takes & optionObject) != 0) arguments.object = object;
-    if ((call.takes & optionExt) != 0) arguments.ext = ext;
-    if ((call.takes & optionValue) != 0) arguments.value = "1";
-    if ((call.takes & optionNode) != 0) arguments.node = "node";
+    if ((call.takes & optionCabinet) != 0) {
+        arguments.cabinet = "3";
+    }
+    if ((call.takes & optionObject) != 0) {
+        arguments.object = object;
+    }
+    if ((call.takes & optionExt) != 0) {
+        arguments.ext = ext;
+    }
+    if ((call.takes & optionValue) != 0) {
+        arguments.value = "1";
+    }
+    if ((call.takes & optionNode) != 0) {
+        arguments.node = "node";
+    }
     if (findCall(call.name)->arguments == "SipJson& record") {
         arguments.value = R"({"SIP":{"V":1,"CMD":[{"OC":1536,"CA":0}]}})";
     }
@@ -86,7 +102,9 @@ bool matters(const Call& call, const KeyOption& option) {
             CallArguments arguments = argumentsOf(call, object, ext);
             const std::string before = behaviour(call, arguments);
             arguments.*option.member = std::to_string(std::stoi(*(arguments.*option.member)) + 1);
-            if (behaviour(call, arguments) != before) return true;
+            if (behaviour(call, arguments) != before) {
+                return true;
+            }
         }
     }
     return false;
@@ -102,7 +120,9 @@ TEST(CallTable, StandsInTheOrderOfTheCatalogue) {
 TEST(CallTable, NeedsTheOptionsThatACallDependsOn) {
     for (const Call& call : callTable()) {
         for (const KeyOption& option : kKeyOptions) {
-            if ((call.takes & option.flag) == 0) continue;
+            if ((call.takes & option.flag) == 0) {
+                continue;
+            }
             const bool needed = (call.needs & option.flag) != 0;
             EXPECT_EQ(needed, matters(call, option))
                 << call.name << (needed ? " needs " : " does not need ") << option.name

@@ -22,7 +22,9 @@ TraceBytes windowOf(const std::string& all, std::size_t& bytesRead) {
 TEST(TraceBytes, AreTheSameThroughAWindow) {
     std::string all(5'000'000, 'x');
     std::mt19937 random(5);
-    for (char& c : all) c = random() % 5000 == 0 ? '\n' : 'x';
+    for (char& c : all) {
+        c = random() % 5000 == 0 ? '\n' : 'x';
+    }
     std::size_t bytesRead = 0;
     TraceBytes window = windowOf(all, bytesRead);
     TraceBytes copy(all);
@@ -41,7 +43,9 @@ TEST(TraceBytes, AreReadOnceInEitherDirection) {
     EXPECT_EQ(window.findNewline(0, window.size()), window.size());
     EXPECT_LT(bytesRead, 22'000'000U);
     bytesRead = 0;
-    for (std::int64_t end = window.size(); end > 4096; end -= 4096) window.view(end - 4096, 4096);
+    for (std::int64_t end = window.size(); end > 4096; end -= 4096) {
+        window.view(end - 4096, 4096);
+    }
     EXPECT_LT(bytesRead, 30'000'000U);
 }
 

@@ -54,7 +54,9 @@ std::string entry(const std::string& message, const std::string& time = "Nov 14 
 
 std::vector<std::string> messagesOf(const TraceLog& log) {
     std::vector<std::string> messages;
-    for (const TraceEntry& entry : log.entries()) messages.emplace_back(entry.message);
+    for (const TraceEntry& entry : log.entries()) {
+        messages.emplace_back(entry.message);
+    }
     return messages;
 }
 
@@ -181,7 +183,9 @@ TEST(TraceLog, AMessageMayHaveSeveralLines) {
 
 TEST(TraceLog, EntriesBeingWrittenAreLeftOut) {
     std::string older = entry("torn by the writer");
-    while (older.size() <= 1300) older += entry("old");
+    while (older.size() <= 1300) {
+        older += entry("old");
+    }
     older += entry("whole");
     const std::string bytes = file(1, kBeginning + entry("new"), older);
     const auto position = *TraceHeader::parse(bytes).position;
@@ -219,7 +223,9 @@ TEST(TraceLog, AnyBytesAreReadWithoutHarm) {
     const std::string good = file(3, kBeginning + entry("new"), entry("one") + entry("two"));
     for (int round = 0; round < 2000; ++round) {
         std::string bytes = good;
-        for (int i = 0; i < 20; ++i) bytes[random() % bytes.size()] = static_cast<char>(random());
+        for (int i = 0; i < 20; ++i) {
+            bytes[random() % bytes.size()] = static_cast<char>(random());
+        }
         bytes.resize(random() % (bytes.size() + 1));
         const TraceLog log(std::move(bytes), static_cast<std::int64_t>(random() % 5000));
         EXPECT_LT(log.entries().size(), 100U);
@@ -299,12 +305,16 @@ class WrittenTrace : public testing::Test {
 
 TEST_F(WrittenTrace, IsOrderedAtAnyPointOfManyRounds) {
     for (int step = 0; step < 400; ++step) {
-        for (std::size_t count = random_() % 80 + 1; count > 0; --count) write();
+        for (std::size_t count = random_() % 80 + 1; count > 0; --count) {
+            write();
+        }
         const auto log = TraceReader(path_).read();
         expectInOrder(*log);
         // After a wrap everything is present but the description, two gaps and torn entries.
         std::size_t bytes = 0;
-        for (const TraceEntry& entry : log->entries()) bytes += entry.line.size() + 1;
+        for (const TraceEntry& entry : log->entries()) {
+            bytes += entry.line.size() + 1;
+        }
         if (log->header().wraps > 0) {
             EXPECT_GT(bytes, 64U * 1024 - 1024 - 3 * 2048 - 2 * 1184);
         }
@@ -314,7 +324,9 @@ TEST_F(WrittenTrace, IsOrderedAtAnyPointOfManyRounds) {
 
 TEST_F(WrittenTrace, IsOrderedAcrossReopenings) {
     for (int step = 0; step < 200; ++step) {
-        for (std::size_t count = random_() % 200 + 1; count > 0; --count) write();
+        for (std::size_t count = random_() % 200 + 1; count > 0; --count) {
+            write();
+        }
         open(64 * 1024);
         expectInOrder(*TraceReader(path_).read());
     }
@@ -323,16 +335,22 @@ TEST_F(WrittenTrace, IsOrderedAcrossReopenings) {
 TEST_F(WrittenTrace, IsOrderedWithAnInitialisationThatIsKept) {
     path_ = directory_.file("large");
     open(3 * 1024 * 1024);
-    for (int i = 0; i < 500; ++i) write();
+    for (int i = 0; i < 500; ++i) {
+        write();
+    }
     Debug.SetApplInitDone();
     for (int step = 0; step < 10; ++step) {
-        for (std::size_t count = random_() % 8000 + 1; count > 0; --count) write();
+        for (std::size_t count = random_() % 8000 + 1; count > 0; --count) {
+            write();
+        }
         const auto log = TraceReader(path_).read();
         expectInOrder(*log, log->header().wraps > 0 ? 500 : 0);
     }
     // A process that keeps no initialisation overwrites it.
     open(3 * 1024 * 1024);
-    for (int i = 0; i < 30'000; ++i) write();
+    for (int i = 0; i < 30'000; ++i) {
+        write();
+    }
     expectInOrder(*TraceReader(path_).read());
 }
 
@@ -340,7 +358,9 @@ TEST_F(WrittenTrace, IsTheSameThroughAWindow) {
     path_ = directory_.file("large");
     open(3 * 1024 * 1024);
     for (const int count : {5'000, 60'000}) {
-        for (int i = 0; i < count; ++i) write();
+        for (int i = 0; i < count; ++i) {
+            write();
+        }
         std::string bytes = readFile(path_);
         for (int round = 0; round < 5; ++round) {
             const auto read = [&](std::int64_t offset, char* to, std::size_t length) {
@@ -351,14 +371,20 @@ TEST_F(WrittenTrace, IsTheSameThroughAWindow) {
             EXPECT_GT(window.count(), 1'000U);
             EXPECT_EQ(messagesOf(window), messagesOf(copy));
             EXPECT_EQ(window.tornBytes(), copy.tornBytes());
-            for (int i = 0; i < 1'000; ++i) bytes[random_() % bytes.size()] = '\n';
-            for (int i = 0; i < 5; ++i) bytes[random_() % 1024] = '0';
+            for (int i = 0; i < 1'000; ++i) {
+                bytes[random_() % bytes.size()] = '\n';
+            }
+            for (int i = 0; i < 5; ++i) {
+                bytes[random_() % 1024] = '0';
+            }
         }
     }
 }
 
 TEST_F(WrittenTrace, IsReadUpToTheLastWholeEntryWhereverTheWriterStopped) {
-    for (int i = 0; i < 2000; ++i) write();
+    for (int i = 0; i < 2000; ++i) {
+        write();
+    }
     const std::string before = readFile(path_);
     const int lastBefore = last_;
     const auto position = static_cast<std::size_t>(*TraceHeader::parse(before).position);
@@ -376,17 +402,25 @@ TEST_F(WrittenTrace, IsReadUpToTheLastWholeEntryWhereverTheWriterStopped) {
 }
 
 TEST_F(WrittenTrace, CanBeTakenIntoUseAgainAfterAnyDamage) {
-    for (int i = 0; i < 1000; ++i) write();
+    for (int i = 0; i < 1000; ++i) {
+        write();
+    }
     const std::string whole = readFile(path_);
     for (int round = 0; round < 100; ++round) {
         std::string damaged = whole;
-        for (int i = 0; i < 30; ++i) damaged[random_() % 1024] = static_cast<char>(random_());
-        if (round % 2 == 1) damaged.resize(random_() % damaged.size());
+        for (int i = 0; i < 30; ++i) {
+            damaged[random_() % 1024] = static_cast<char>(random_());
+        }
+        if (round % 2 == 1) {
+            damaged.resize(random_() % damaged.size());
+        }
         Debug.InitRingBuffer(directory_.file("other").c_str(), 64 * 1024);
         writeFile(path_, damaged);
         open(64 * 1024);
         last_ = 0;
-        for (int i = 0; i < 3; ++i) write();
+        for (int i = 0; i < 3; ++i) {
+            write();
+        }
         const auto numbers = numbersOf(*TraceReader(path_).read());
         ASSERT_GE(numbers.size(), 3U);
         // If the damaged position is still valid, more old entries may follow it.

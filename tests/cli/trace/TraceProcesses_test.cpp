@@ -13,9 +13,13 @@ using testing::ElementsAre;
 
 std::vector<std::optional<pid_t>> processes(const std::vector<std::string>& messages) {
     TraceProcesses named;
-    for (const std::string& message : messages) named.add(message);
+    for (const std::string& message : messages) {
+        named.add(message);
+    }
     std::vector<std::optional<pid_t>> all;
-    for (std::size_t i = 0; i < messages.size(); ++i) all.push_back(named.of(i));
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        all.push_back(named.of(i));
+    }
     return all;
 }
 

@@ -45,16 +45,18 @@ TEST_F(TraceFileReader, ReadsAgainWhatHasChanged) {
 constexpr off_t kHuge = off_t{8} << 40;
 
 TEST_F(TraceFileReader, ReadsAHugeFileAsFarAsItIsUsed) {
-    if (truncate(path_.c_str(), kHuge) != 0)
+    if (truncate(path_.c_str(), kHuge) != 0) {
         GTEST_SKIP() << "this file system does not allow a sparse file of 8 TiB";
+    }
     EXPECT_EQ(newestOf(*reader_.read()), "one");
 }
 
 TEST_F(TraceFileReader, RefusesAHugeFileThatIsNotATraceFile) {
     const std::string other = directory_.file("other");
     writeFile(other, "");
-    if (truncate(other.c_str(), kHuge) != 0)
+    if (truncate(other.c_str(), kHuge) != 0) {
         GTEST_SKIP() << "this file system does not allow a sparse file of 8 TiB";
+    }
     EXPECT_THROW(TraceReader(other).read(), Failure);
 }
 

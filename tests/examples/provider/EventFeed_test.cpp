@@ -36,7 +36,9 @@ class Script {
         changed_.notify_all();
         changed_.wait(lock, [&] { return woken_ || !steps_.empty(); });
         waits_ = false;
-        if (woken_) return false;
+        if (woken_) {
+            return false;
+        }
         step = steps_.front();
         steps_.pop_front();
         return true;
@@ -78,15 +80,23 @@ class ScriptedSource final : public EventSource {
 
     bool open() override {
         Script::Step step{};
-        if (!script_.take(step)) return false;
-        if (step == Script::noMemory) throw std::bad_alloc();
+        if (!script_.take(step)) {
+            return false;
+        }
+        if (step == Script::noMemory) {
+            throw std::bad_alloc();
+        }
         return step == Script::open;
     }
     Outcome next(LogEvent& event) override {
         Script::Step step{};
-        if (!script_.take(step)) return Outcome::woken;
+        if (!script_.take(step)) {
+            return Outcome::woken;
+        }
         event = {LogEvent::entry, "log", ++number_};
-        if (step == Script::broken) throw std::bad_alloc();
+        if (step == Script::broken) {
+            throw std::bad_alloc();
+        }
         return step == Script::entry    ? Outcome::event
                : step == Script::closed ? Outcome::closed
                                         : Outcome::nothing;

@@ -80,8 +80,12 @@ class ComputerSystemProvider : public testing::Test {
         method.reset();
         method = cimple::KRM_TBLComputerSystem_RequestStateChange_method::create();
         cimple::nullify_properties(method.ptr());
-        if (state >= 0) method->RequestedState.set(static_cast<cimple::uint16>(state));
-        if (timeout != 0) method->TimeoutPeriod.set(timeout);
+        if (state >= 0) {
+            method->RequestedState.set(static_cast<cimple::uint16>(state));
+        }
+        if (timeout != 0) {
+            method->TimeoutPeriod.set(timeout);
+        }
         cimple::Error::clear();
         return provider->RequestStateChange(self.ptr(), method->RequestedState, method->Job,
                                             method->TimeoutPeriod, method->return_value);

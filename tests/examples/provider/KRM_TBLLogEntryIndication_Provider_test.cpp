@@ -104,7 +104,9 @@ class Pauses {
     void wait(const std::atomic<bool>& woken) {
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return woken || ended_ > 0; });
-        if (!woken) --ended_;
+        if (!woken) {
+            --ended_;
+        }
     }
     /// Ends the current pause, or else the next one.
     void end() {
@@ -129,7 +131,9 @@ class TestSource final : public krm::EventSource {
     TestSource(Pauses& pauses, Counter& counts) : pauses_(pauses), counts_(counts) {}
 
     Outcome next(krm::LogEvent& event) override {
-        if (std::exchange(gave_, false)) counts_.add();  // it has been taken by now
+        if (std::exchange(gave_, false)) {
+            counts_.add();  // it has been taken by now
+        }
         const Outcome outcome = EventSource::next(event);
         gave_ = outcome == Outcome::event;
         return outcome;

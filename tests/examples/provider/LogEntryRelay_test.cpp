@@ -22,7 +22,9 @@ class Deliveries {
         ++begun_;
         changed_.notify_all();
         changed_.wait(lock, [&] { return open_; });
-        if (--refusals_ >= 0) throw std::bad_alloc();
+        if (--refusals_ >= 0) {
+            throw std::bad_alloc();
+        }
         texts_.push_back(textOf(event));
         changed_.notify_all();
     }

@@ -24,7 +24,9 @@ class SampleAgent {
     std::vector<AgentRequest> requests(unsigned int opcode) const {
         std::vector<AgentRequest> found;
         for (const AgentRequest& request : agent.requests()) {
-            if (request.opcode == opcode) found.push_back(request);
+            if (request.opcode == opcode) {
+                found.push_back(request);
+            }
         }
         return found;
     }
@@ -43,7 +45,9 @@ class SampleAgent {
         if ((request.opcode << 16) + request.ext == refused_) {
             return AgentReply::status(refusedAccess);
         }
-        if (request.ext != 0 && request.ext == forgotten_) return AgentReply::status(19);
+        if (request.ext != 0 && request.ext == forgotten_) {
+            return AgentReply::status(19);
+        }
         switch (request.opcode) {
             case 0xE204:
                 return AgentReply::ok(numberData(3));

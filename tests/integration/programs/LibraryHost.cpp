@@ -46,7 +46,9 @@ int write(unsigned int threads, unsigned int entries, unsigned int length) {
         writers.emplace_back(writeEntries, thread);
     }
     writeEntries(0);
-    for (std::thread& writer : writers) writer.join();
+    for (std::thread& writer : writers) {
+        writer.join();
+    }
     puts("written");
     return 0;
 }
@@ -56,7 +58,9 @@ int write(unsigned int threads, unsigned int entries, unsigned int length) {
     Debug.PrintIt(2, "held");
     puts("holding");
     fflush(stdout);
-    for (;;) pause();
+    for (;;) {
+        pause();
+    }
 }
 
 /// "children": forks a child that traces nothing and exits normally, one that executes another
@@ -65,7 +69,9 @@ int haveChildren() {
     Debug.PrintIt(2, "parent");
     const auto run = [](auto part) {
         const pid_t child = fork();
-        if (child == 0) part();
+        if (child == 0) {
+            part();
+        }
         waitpid(child, nullptr, 0);
     };
     run([] { exit(0); });
@@ -79,7 +85,9 @@ int haveChildren() {
     });
     const pid_t parent = getpid();
     if (fork() == 0) {
-        while (getppid() == parent) sched_yield();
+        while (getppid() == parent) {
+            sched_yield();
+        }
         Debug.PrintIt(2, "orphan");
         puts("children");
         exit(0);
@@ -95,11 +103,15 @@ int endWhileThreadsTrace() {
             ++started;
             for (unsigned int n = 0;; ++n) {
                 Debug.Print(0, "still here %u", n);
-                if (n % 64 == 0) sched_yield();
+                if (n % 64 == 0) {
+                    sched_yield();
+                }
             }
         }).detach();
     }
-    while (started < 4) sched_yield();
+    while (started < 4) {
+        sched_yield();
+    }
     puts("ended");
     return 0;
 }
@@ -108,7 +120,9 @@ int endWhileThreadsTrace() {
 int useInForkedChild() {
     std::atomic<bool> done = false;
     std::thread tracer([&] {
-        while (!done) Debug.Print(0, "parent");
+        while (!done) {
+            Debug.Print(0, "parent");
+        }
     });
     int failures = 0;
     for (int i = 0; i < 20; ++i) {
@@ -138,7 +152,9 @@ int useInForkedChild() {
 bool usesRegistryAtTheEnd = false;
 
 void useRegistryAtTheEnd() {
-    if (!usesRegistryAtTheEnd) return;
+    if (!usesRegistryAtTheEnd) {
+        return;
+    }
     CRegistry key;
     key.SetValue("late", 1U);
 }
@@ -151,7 +167,9 @@ void useRegistryAtTheEnd() {
 int leave(bool alsoAtTheEnd) {
     usesRegistryAtTheEnd = alsoAtTheEnd;
     static CRegistry& key = *new CRegistry;
-    if (key.Open("SOFTWARE", CRegistry::MLocalMachine) != 0 || key.SetValue("n", 1U) != 0) return 1;
+    if (key.Open("SOFTWARE", CRegistry::MLocalMachine) != 0 || key.SetValue("n", 1U) != 0) {
+        return 1;
+    }
     puts("left");
     return 0;
 }
@@ -177,7 +195,9 @@ void change(const char* name, unsigned int times) {
             key.CreateKey(CRegistry::MLocalMachine, (std::string(kProduct) + "\\" + name).c_str());
             return key.SetValue("first", i) == 0 && key.SetValue("second", i) == 0;
         });
-        if (!found) throw int{0};
+        if (!found) {
+            throw int{0};
+        }
     }
 }
 
@@ -218,7 +238,9 @@ int die(unsigned int seed) {
     }
     static std::atomic<unsigned int> saves = 0;
     std::thread([] { save("Killed", 1'000'000, saves); }).detach();
-    while (entries < entriesToLive || saves < seed % 4) sched_yield();
+    while (entries < entriesToLive || saves < seed % 4) {
+        sched_yield();
+    }
     kill(getpid(), SIGKILL);
     return 1;
 }
@@ -227,15 +249,27 @@ int die(unsigned int seed) {
 
 int main(int argc, char** argv) {
     const std::string task = argc > 1 ? argv[1] : "";
-    if (task == "load") return load();
+    if (task == "load") {
+        return load();
+    }
     if (task == "write" && argc == 5) {
         return write(numberAt(argv, 2), numberAt(argv, 3), numberAt(argv, 4));
     }
-    if (task == "hold") return hold();
-    if (task == "children") return haveChildren();
-    if (task == "exit") return endWhileThreadsTrace();
-    if (task == "leave") return leave(argc == 3);
-    if (task == "fork") return useInForkedChild();
+    if (task == "hold") {
+        return hold();
+    }
+    if (task == "children") {
+        return haveChildren();
+    }
+    if (task == "exit") {
+        return endWhileThreadsTrace();
+    }
+    if (task == "leave") {
+        return leave(argc == 3);
+    }
+    if (task == "fork") {
+        return useInForkedChild();
+    }
     if (task == "change" && argc == 4) {
         return saved("changed", [&] { change(argv[2], numberAt(argv, 3)); });
     }
@@ -246,6 +280,8 @@ int main(int argc, char** argv) {
     if (task == "profile" && (argc == 5 || argc == 6)) {
         return profile(argv[2], argv[3], argv[4], argv[5]);
     }
-    if (task == "die" && argc == 3) return die(numberAt(argv, 2));
+    if (task == "die" && argc == 3) {
+        return die(numberAt(argv, 2));
+    }
     return 2;
 }

@@ -29,9 +29,13 @@ bool useOnce(const char* path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) return 2;
+    if (argc != 3) {
+        return 2;
+    }
     for (long left = strtol(argv[2], nullptr, 10); left > 0; --left) {
-        if (!useOnce(argv[1])) return 1;
+        if (!useOnce(argv[1])) {
+            return 1;
+        }
     }
     puts("closed");
     return 0;

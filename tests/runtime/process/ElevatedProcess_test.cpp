@@ -69,7 +69,9 @@ TEST_F(ElevatedProcess, RecordsNoVariable) {
     setenv("QX_OS", "Linux", 1);
     isElevated = true;
     recordEnvironment();
-    for (const CDebug::TokVal& row : CDebug::m_TokValTabEnv) EXPECT_EQ(row.value, nullptr);
+    for (const CDebug::TokVal& row : CDebug::m_TokValTabEnv) {
+        EXPECT_EQ(row.value, nullptr);
+    }
     isElevated = false;
     recordEnvironment();
     EXPECT_STREQ(std::begin(CDebug::m_TokValTabEnv)[2].value, "Linux");

@@ -51,7 +51,9 @@ TEST_F(ForkedChildren, MakeAndDestroyEvents) {
 TEST_F(ForkedChildren, TakeLocksOfOtherRooms) {
     SKIP_IF_FORKED_THREADS_ARE_LOST();
     std::array<Mutex, 3> mutexes;
-    for (Mutex& mutex : mutexes) addForkLock(mutex);
+    for (Mutex& mutex : mutexes) {
+        addForkLock(mutex);
+    }
     expectToWorkInChildren([&] {
         bool all = true;
         for (Mutex& mutex : mutexes) {
@@ -60,7 +62,9 @@ TEST_F(ForkedChildren, TakeLocksOfOtherRooms) {
         }
         return all;
     });
-    for (Mutex& mutex : mutexes) removeForkLock(mutex);
+    for (Mutex& mutex : mutexes) {
+        removeForkLock(mutex);
+    }
     const ScopedLock held(mutexes[1]);
     EXPECT_TRUE(worksInChild([] { return true; })) << "removed";
 }
@@ -69,7 +73,9 @@ TEST_F(ForkedChildren, HaveNoWaitersOfTheParent) {
     SKIP_IF_FORKED_THREADS_ARE_LOST();
     auto event = std::make_unique<CEvent>(0, 0, nullptr);
     PosixThread waiter([&] { event->Wait(0xFFFFFFFF); });
-    while (event->Create(0, 0, nullptr) == 1) std::this_thread::yield();  // fails once it waits
+    while (event->Create(0, 0, nullptr) == 1) {
+        std::this_thread::yield();  // fails once it waits
+    }
     EXPECT_TRUE(worksInChild([&] {
         const bool works = event->Create(0, 1, nullptr) == 1 && event->Set() == 1 &&
                            event->Wait(0) == 0 && event->Reset() == 1;

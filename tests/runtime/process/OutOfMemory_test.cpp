@@ -254,7 +254,9 @@ TEST_F(OutOfMemory, AnEntryIsDroppedAndTheNextOneWritten) {
     const auto entries = [&] {
         const std::string text = readFile(path);
         std::size_t count = 0;
-        for (std::size_t at = 0; (at = text.find(": xxxx", at)) != text.npos; ++at) ++count;
+        for (std::size_t at = 0; (at = text.find(": xxxx", at)) != text.npos; ++at) {
+            ++count;
+        }
         return count;
     };
     std::size_t expected = 0;

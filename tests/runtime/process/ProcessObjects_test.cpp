@@ -25,7 +25,9 @@ using testing::Not;
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
     return lines;
 }
 
@@ -44,7 +46,9 @@ class ProcessObjects : public testing::TestWithParam<const char*> {
         std::vector<std::string> found;
         for (const std::string& line : linesOf(result_.err)) {
             const std::string message = withoutEntryHeader(line);
-            if (message.find(text) != message.npos) found.push_back(line);
+            if (message.find(text) != message.npos) {
+                found.push_back(line);
+            }
         }
         return found;
     }
@@ -64,7 +68,9 @@ TEST_P(ProcessObjects, AreBuiltBeforeAllOthersAndDestroyedAfterThem) {
 }
 
 TEST_P(ProcessObjects, TraceQuietlyWhileThereIsNoTrace) {
-    if (isShared()) GTEST_SKIP() << "the program cannot be earlier than the library";
+    if (isShared()) {
+        GTEST_SKIP() << "the program cannot be earlier than the library";
+    }
     for (const std::string when : {"before", "after"}) {
         const auto lines = traced(when);
         ASSERT_EQ(lines.size(), 1U) << result_.err;

@@ -78,7 +78,9 @@ TEST_F(IniFile, ListsOfEveryLengthAroundItsStepsAreWhole) {
 
 TEST_F(IniFile, GivesUpOnMoreThan64KiB) {
     std::string contents = "[s]\n";
-    for (int i = 0; i < 7000; ++i) contents += "key" + std::to_string(i + 1000000) + "=1\n";
+    for (int i = 0; i < 7000; ++i) {
+        contents += "key" + std::to_string(i + 1000000) + "=1\n";
+    }
     writeFile(path, contents);
     EXPECT_STREQ(file.GetEnum("s"), "");
     EXPECT_STREQ(file.GetNextEnum(), "");
@@ -108,7 +110,9 @@ TEST_F(IniFile, WalksAList) {
     EXPECT_STREQ(file.GetEnum("two"), "");
     EXPECT_STREQ(file.GetEnum("three"), "c");
     // Remains of the previous lists are behind the end.
-    for (int i = 0; i < 10; ++i) EXPECT_STREQ(file.GetNextEnum(), "");
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_STREQ(file.GetNextEnum(), "");
+    }
 }
 
 TEST_F(IniFile, SetsAndDeletes) {

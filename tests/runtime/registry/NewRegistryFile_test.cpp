@@ -33,13 +33,17 @@ int __real_flock(int file, int operation);
 int __real_lstat(const char* path, struct stat* status);
 
 int __wrap_flock(int file, int operation) {
-    if (lockError == 0) return __real_flock(file, operation);
+    if (lockError == 0) {
+        return __real_flock(file, operation);
+    }
     errno = lockError;
     return -1;
 }
 
 int __wrap_lstat(const char* path, struct stat* status) {
-    if (lstatError == 0) return __real_lstat(path, status);
+    if (lstatError == 0) {
+        return __real_lstat(path, status);
+    }
     errno = lstatError;
     return -1;
 }
@@ -115,7 +119,9 @@ TEST_F(RegistrySaver, WaitsForAnotherOne) {
     int pauses = 0;
     const EventfulClock clock([&] {
         EXPECT_EQ(other.contents(), "other");
-        if (++pauses == 3) other.close();
+        if (++pauses == 3) {
+            other.close();
+        }
     });
     EXPECT_TRUE(save());
     EXPECT_EQ(pauses, 3);
@@ -210,7 +216,9 @@ TEST_F(RegistrySaver, ReplacesALeftOverThatOthersCanOpenAndLock) {
         for (const bool isLocked : {false, true}) {
             writeFile(registry_, kTree);
             const OtherFile leftOver(newFile_, mode);
-            if (isLocked) leftOver.lock();
+            if (isLocked) {
+                leftOver.lock();
+            }
             const FakeClock clock;
             EXPECT_TRUE(save()) << mode << isLocked;
             EXPECT_TRUE(clock.sleeps().empty());

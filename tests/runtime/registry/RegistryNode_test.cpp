@@ -155,7 +155,9 @@ TEST(RegistryNode, WhatFollowsTheEndOfTheKeyIsLeft) {
 
 TEST(RegistryNode, DeepNestingNeedsNoStack) {
     std::string file;
-    for (int i = 0; i < 200'000; ++i) file += "[a]\n";
+    for (int i = 0; i < 200'000; ++i) {
+        file += "[a]\n";
+    }
     CRegistryNode node;
     restore(node, file);
     EXPECT_EQ(dump(node), file + std::string(200'001, '\n'));
@@ -244,7 +246,9 @@ TEST(RegistryNode, TextsAreWrittenUpToTheirNul) {
 
 TEST(RegistryNode, ManyNamesInAnyOrderAreSortedOnce) {
     std::string file;
-    for (int i = 0; i < 100'000; ++i) file += "n" + std::to_string((i * 7919) % 100'000) + "=d=1\n";
+    for (int i = 0; i < 100'000; ++i) {
+        file += "n" + std::to_string((i * 7919) % 100'000) + "=d=1\n";
+    }
     CRegistryNode node;
     restore(node, file + "\n");
     EXPECT_EQ(node.entries(), 100'000U);

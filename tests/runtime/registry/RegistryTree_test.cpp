@@ -31,13 +31,17 @@ int __real_link(const char* from, const char* to);
 int __real_rename(const char* from, const char* to);
 
 int __wrap_link(const char* from, const char* to) {
-    if (!linksFail) return __real_link(from, to);
+    if (!linksFail) {
+        return __real_link(from, to);
+    }
     errno = EPERM;
     return -1;
 }
 
 int __wrap_rename(const char* from, const char* to) {
-    if (renamesUntilFailure == 0 || --renamesUntilFailure != 0) return __real_rename(from, to);
+    if (renamesUntilFailure == 0 || --renamesUntilFailure != 0) {
+        return __real_rename(from, to);
+    }
     errno = EIO;
     return -1;
 }
@@ -203,7 +207,9 @@ TEST_F(RegistryTree, SavesWhereThereAreNoLinks) {
 TEST_F(RegistryTree, AFileThatCannotBeReplacedStays) {
     for (const bool links : {true, false}) {
         for (const int nth : {1, 2}) {
-            if (links && nth == 2) continue;  // there is only one
+            if (links && nth == 2) {
+                continue;  // there is only one
+            }
             writeFile(file("registry"), kSmallTree);
             CRegistry::MIsDirty = 0;
             linksFail = !links;
@@ -264,7 +270,9 @@ TEST_F(RegistryTree, AFileSizeLimitIsAFailureAndSendsTheHostNoSignal) {
     std::optional<FileSizeLimit> limit;
     const auto tooMuch = [&] {
         CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
-        for (unsigned int i = 0; i < 500; ++i) key.SetValue(("n" + std::to_string(i)).c_str(), i);
+        for (unsigned int i = 0; i < 500; ++i) {
+            key.SetValue(("n" + std::to_string(i)).c_str(), i);
+        }
         limit.emplace(4096);
     };
     EXPECT_THROW(tooMuch(), int);
@@ -525,8 +533,12 @@ TEST_F(RegistryTree, AnUpdateThatRunsOutOfMemoryNeverCostsTheFile) {
         { CRegistry key; }
         const std::string left = readFile(file("registry"));
         EXPECT_TRUE(left == kSmallTree || left == changed) << n << ": " << left;
-        if (HasFailure()) return;
-        if (!happened) break;
+        if (HasFailure()) {
+            return;
+        }
+        if (!happened) {
+            break;
+        }
         writeFile(file("registry"), kSmallTree);
     }
     EXPECT_EQ(readFile(file("registry")), changed);

@@ -118,9 +118,13 @@ TEST_F(Registry, AWalkThatRunsOutOfMemoryFailsAndSaysSo) {
         for (std::size_t n = 1;; ++n) {
             const FailingAllocation failure(n);
             const long result = walk();
-            if (!failure.happened()) break;
+            if (!failure.happened()) {
+                break;
+            }
             EXPECT_TRUE(result == 0 || result == failed);
-            if (result == failed) ++failures;
+            if (result == failed) {
+                ++failures;
+            }
         }
     };
     failEach(-1, [&] { return key.CreateKey(CRegistry::MLocalMachine, path.c_str()); });
@@ -302,7 +306,9 @@ TEST_F(Registry, RefusesWhatIsNoValue) {
     CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
     CRegistry::MIsDirty = 0;
     const unsigned char bytes[8] = {};
-    for (const unsigned int type : {0U, 5U, 666U}) EXPECT_EQ(key.SetValue("x", bytes, 4, type), 0);
+    for (const unsigned int type : {0U, 5U, 666U}) {
+        EXPECT_EQ(key.SetValue("x", bytes, 4, type), 0);
+    }
     // A failed attempt also counts as a change.
     EXPECT_EQ(CRegistry::MIsDirty, 1);
     EXPECT_EQ(key.SetValue("x", bytes, 3, 4), 0);
@@ -578,7 +584,9 @@ TEST_F(Registry, ThreadsMayChangeAndReadAtOnce) {
             }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
 }
 
 }  // namespace

@@ -28,7 +28,9 @@ class SectionStorage {
     /// The fields behind the mutex: owner, count, initialised.
     bool stateIsZero() const {
         for (std::size_t at = sizeof(pthread_mutex_t); at < bytes_.size(); ++at) {
-            if (bytes_[at] != 0) return false;
+            if (bytes_[at] != 0) {
+                return false;
+            }
         }
         return true;
     }
@@ -50,7 +52,9 @@ class Contender {
           }) {}
 
     bool enteredAfterManyTurns() {
-        for (int turn = 0; turn < 200; ++turn) sched_yield();
+        for (int turn = 0; turn < 200; ++turn) {
+            sched_yield();
+        }
         return entered_;
     }
     bool entered() {
@@ -206,7 +210,9 @@ void waitToBeCancelled(std::atomic<bool>& ready) {
 }
 
 void cancelWhenReady(PosixThread& thread, const std::atomic<bool>& ready) {
-    while (!ready) sched_yield();
+    while (!ready) {
+        sched_yield();
+    }
     thread.cancel();
     EXPECT_TRUE(thread.join());
 }

@@ -61,7 +61,9 @@ TEST(Event, TheLastWaiterToLeaveWakesTheDestructor) {
         hold.letOneGo();
         hold.letOneGo();
         // Without a time limit, as if the second never ended.
-        while (record.waiters != 0) pthread_cond_wait(&record.drained, &record.mutex);
+        while (record.waiters != 0) {
+            pthread_cond_wait(&record.drained, &record.mutex);
+        }
         pthread_mutex_unlock(&record.mutex);
         return 0;
     };

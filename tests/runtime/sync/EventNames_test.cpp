@@ -189,9 +189,13 @@ TEST(Event, NamesMayBeUsedInAForkedChildWhoeverUsedThemAtTheFork) {
         const CriticalSectionGuard lock(CEvent::Spinlock);
         held = true;
         // The forking thread waits for this lock, or otherwise for the child.
-        while (forking == 0 || !isAsleep(forking)) sched_yield();
+        while (forking == 0 || !isAsleep(forking)) {
+            sched_yield();
+        }
     });
-    while (!held) sched_yield();
+    while (!held) {
+        sched_yield();
+    }
     forking = gettid();
     const pid_t child = fork();
     if (child == 0) {

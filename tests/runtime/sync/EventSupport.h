@@ -60,7 +60,9 @@ class TracedEvent {
         return count;
     }
     void awaitWaiters(unsigned int count) const {
-        while (waiters() != count) sched_yield();
+        while (waiters() != count) {
+            sched_yield();
+        }
     }
     /// Wakes the waiters, as the system may do without a cause.
     void wakeWithoutCause() const { pthread_cond_broadcast(&record_->condition); }
@@ -101,7 +103,9 @@ class Waiter {
 };
 
 inline void letOthersRun() {
-    for (int turn = 0; turn < 200; ++turn) sched_yield();
+    for (int turn = 0; turn < 200; ++turn) {
+        sched_yield();
+    }
 }
 
 /// A clock whose n-th timed wait runs the n-th step and returns its result. The calendar stands

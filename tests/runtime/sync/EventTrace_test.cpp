@@ -98,7 +98,9 @@ TEST(Event, TracesEveryOperationAtLevelFive) {
                                                          {"Close event", 1},
                                                          {"decr refcount on event", 2},
                                                          {"deleting event", 1}};
-    for (const auto& [text, count] : texts) EXPECT_EQ(trace.count(text), count) << text;
+    for (const auto& [text, count] : texts) {
+        EXPECT_EQ(trace.count(text), count) << text;
+    }
 }
 
 TEST(Event, WarnsOfAnotherKindOfResetAndKeepsTheFirst) {

@@ -57,7 +57,9 @@ TEST(InterLock, CountersStandStillWhileTheMutexIsHeld) {
     long value = 0;
     ASSERT_EQ(pthread_mutex_lock(mutex), 0);
     PosixThread other([&] { CInterLock::LockedIncrement(&value); });
-    for (int turn = 0; turn < 100; ++turn) sched_yield();
+    for (int turn = 0; turn < 100; ++turn) {
+        sched_yield();
+    }
     EXPECT_EQ(value, 0);
     pthread_mutex_unlock(mutex);
     other.join();

@@ -28,8 +28,12 @@ constexpr unsigned int kInfinite = 0xFFFFFFFF;
 /// The value of the semaphore, which stays unchanged.
 long valueOf(CSemaphore& semaphore) {
     long value = 0;
-    while (semaphore.Wait(0) == 0) ++value;
-    if (value > 0) semaphore.Release(value);
+    while (semaphore.Wait(0) == 0) {
+        ++value;
+    }
+    if (value > 0) {
+        semaphore.Release(value);
+    }
     return value;
 }
 
@@ -230,7 +234,9 @@ TEST(Semaphore, WaitBlocksUntilARelease) {
         EXPECT_EQ(semaphore.Wait(kInfinite), 0);
         taken = true;
     });
-    for (int turn = 0; turn < 200; ++turn) sched_yield();
+    for (int turn = 0; turn < 200; ++turn) {
+        sched_yield();
+    }
     EXPECT_FALSE(taken);
     semaphore.Release(1);
     waiter.join();
@@ -250,7 +256,9 @@ TEST(Semaphore, WaitGoesOnAfterAnInterruption) {
         thread = pthread_self();
         EXPECT_EQ(semaphore.Wait(kInfinite), 0);
     });
-    while (thread == 0) sched_yield();
+    while (thread == 0) {
+        sched_yield();
+    }
     for (int round = 0; round < 20; ++round) {
         pthread_kill(thread, SIGUSR1);
         sched_yield();
@@ -267,7 +275,9 @@ TEST(Semaphore, AWaitCanBeCancelled) {
         begun = true;
         semaphore.Wait(kInfinite);
     });
-    while (!begun) sched_yield();
+    while (!begun) {
+        sched_yield();
+    }
     waiter.cancel();
     EXPECT_TRUE(waiter.join());
     semaphore.Release(1);

@@ -67,7 +67,9 @@ class Waiting : public testing::Test {
         return count;
     }
     void cancelWhenWaiting(PosixThread& thread) {
-        while (waiters() == 0) sched_yield();
+        while (waiters() == 0) {
+            sched_yield();
+        }
         thread.cancel();
         EXPECT_TRUE(thread.join());
     }
@@ -85,7 +87,9 @@ TEST_F(Waiting, ReturnsWithTheMutexAndTheCountAfterASignal) {
         --waiters_;
         MutexUnlock(&mutex_);
     });
-    while (waiters() == 0) sched_yield();
+    while (waiters() == 0) {
+        sched_yield();
+    }
     CondSignal(&condition_);
     thread.join();
     EXPECT_EQ(result, 0);

@@ -216,7 +216,9 @@ TEST_F(MonitoredThread, OnlyTheFirstThreadOfAnObjectIsCountedOut) {
 
 TEST_F(MonitoredThread, TheFiveHundredAndThirteenthObjectWorksWithoutRecords) {
     const TraceCapture quiet(0);
-    for (int count = 0; count < 512; ++count) ASSERT_NE(monitor_->RegisterEntry(), nullptr);
+    for (int count = 0; count < 512; ++count) {
+        ASSERT_NE(monitor_->RegisterEntry(), nullptr);
+    }
     const TraceCapture trace(1);
     CThread thread(kKeepAlive);
     EXPECT_THAT(trace.messages(),

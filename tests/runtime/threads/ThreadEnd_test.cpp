@@ -60,7 +60,9 @@ TEST(Thread, CannotWaitWithATimeout) {
         EXPECT_TRUE(thread.WaitForTermination(1));
         waited = true;
     });
-    for (int turn = 0; turn < 200; ++turn) sched_yield();
+    for (int turn = 0; turn < 200; ++turn) {
+        sched_yield();
+    }
     EXPECT_FALSE(waited);
     go.Set();
     waiter.join();
@@ -109,7 +111,9 @@ TEST(Thread, KillOfAJoinableThreadWaitsForItsEnd) {
         EXPECT_TRUE(thread.Kill(0));
         killed = true;
     });
-    while (!trace.contains("Try to join a joinable Thread")) sched_yield();
+    while (!trace.contains("Try to join a joinable Thread")) {
+        sched_yield();
+    }
     EXPECT_FALSE(killed);
     go.Set();
     killer.join();
@@ -229,7 +233,9 @@ TEST(Thread, OfTwoThreadsThatWaitOneFails) {
     {
         PosixThread first(wait);
         PosixThread second(wait);
-        while (failed == 0) sched_yield();
+        while (failed == 0) {
+            sched_yield();
+        }
         EXPECT_EQ(succeeded, 0);
         go.Set();
     }
@@ -252,7 +258,9 @@ TEST(Thread, AWaitCanBeCancelledAndTriedAgain) {
         begun = true;
         thread.WaitForTermination(kInfinite);
     });
-    while (!begun) sched_yield();
+    while (!begun) {
+        sched_yield();
+    }
     waiter.cancel();
     EXPECT_TRUE(waiter.join());
     go.Set();
@@ -289,7 +297,9 @@ TEST(Thread, DestructionCancelsADetachedThreadIfToldSo) {
         task.start(thread, kDetached);
         task.awaitBegin();
     }
-    while (!unwound) sched_yield();
+    while (!unwound) {
+        sched_yield();
+    }
     EXPECT_FALSE(task.ended());
 }
 
@@ -307,7 +317,9 @@ TEST(Thread, DestructionLeavesTheThreadAloneOtherwise) {
         task.awaitBegin();
     }
     go.Set();
-    while (!unwound) sched_yield();
+    while (!unwound) {
+        sched_yield();
+    }
     ASSERT_EQ(waited, 0) << "it was cancelled";
     task.awaitEnd();
 }
@@ -326,7 +338,9 @@ TEST(Thread, DestructionGoesThroughInACancelledThread) {
         destroyed = true;
         pthread_testcancel();
     });
-    while (!started) sched_yield();
+    while (!started) {
+        sched_yield();
+    }
     owner.cancel();
     go.Set();
     EXPECT_TRUE(owner.join());
@@ -360,7 +374,9 @@ TEST(Thread, AStartCancelsTheDetachedThreadBeforeIfToldSo) {
     first.start(thread, kDetached);
     first.awaitBegin();
     EXPECT_TRUE(second.start(thread, kJoinable));
-    while (!unwound) sched_yield();
+    while (!unwound) {
+        sched_yield();
+    }
     EXPECT_TRUE(thread.WaitForTermination(kInfinite));
     EXPECT_FALSE(first.ended());
     EXPECT_TRUE(second.ended());

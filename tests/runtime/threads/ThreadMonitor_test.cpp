@@ -58,7 +58,9 @@ class ThreadMonitor : public testing::Test {
         return entry.threadStatus[entry.statusCounter];
     }
     void fillHistory(Entry* entry) {
-        while (entry->statusCounter < 31) monitor_->SetEntryStatus(entry, 0);
+        while (entry->statusCounter < 31) {
+            monitor_->SetEntryStatus(entry, 0);
+        }
     }
 
     std::unique_ptr<Monitor> monitor_ = std::make_unique<Monitor>();
@@ -104,7 +106,9 @@ TEST_F(ThreadMonitor, AnEntryWithoutMutexIsNotUsed) {
                     ElementsAre("CTHREADMONITOR::RegisterEntry(): WARNING: cannot create an entry "
                                 "in CTHREADMONITOR (no entry mutex available)"));
     }
-    for (int count = 0; count < 512; ++count) ASSERT_NE(newEntry(), nullptr);
+    for (int count = 0; count < 512; ++count) {
+        ASSERT_NE(newEntry(), nullptr);
+    }
 }
 
 TEST_F(ThreadMonitor, KeepsAHistoryOfBothStatuses) {

@@ -45,10 +45,14 @@ class Task {
     /// True if the thread has ended by itself, false if it was cancelled.
     bool ended() const { return ended_; }
     void awaitBegin() const {
-        while (!begun_) sched_yield();
+        while (!begun_) {
+            sched_yield();
+        }
     }
     void awaitEnd() const {
-        while (!ended_) sched_yield();
+        while (!ended_) {
+            sched_yield();
+        }
     }
 
   private:
@@ -71,7 +75,9 @@ class Task {
 inline void nothing() {}
 
 inline void awaitNotRunning(CThread& thread) {
-    while (thread.IsRunning()) sched_yield();
+    while (thread.IsRunning()) {
+        sched_yield();
+    }
 }
 
 }  // namespace varnock::test

@@ -634,7 +634,9 @@ std::vector<int> numbersOf(const std::vector<std::string>& lines) {
         const std::string message = withoutEntryHeader(line);
         int number = 0;
         int end = 0;
-        if (message == line || sscanf(message.c_str(), "n=%d %n", &number, &end) != 1) continue;
+        if (message == line || sscanf(message.c_str(), "n=%d %n", &number, &end) != 1) {
+            continue;
+        }
         const auto rest = message.find_first_not_of('x', static_cast<std::size_t>(end));
         if (end > 0 && rest + 1 == message.size() && message[rest] == '!') {
             numbers.push_back(number);
@@ -713,12 +715,16 @@ TEST_F(DebugRingBuffer, GoesOnInAFileOfGarbage) {
     std::mt19937 random(7);
     std::string garbage(70'000, '\0');
     for (int round = 0; round < 20; ++round) {
-        for (char& c : garbage) c = static_cast<char>(random());
+        for (char& c : garbage) {
+            c = static_cast<char>(random());
+        }
         std::filesystem::remove(path_);
         patchFile((std::ofstream(path_), path_), 0, garbage);
         QuietDebug debug;
         ASSERT_EQ(debug->InitRingBuffer(path_.c_str(), 70'000), 1);
-        for (int n = 0; n < 200; ++n) debug->PrintIt(2, "entry %d", n);
+        for (int n = 0; n < 200; ++n) {
+            debug->PrintIt(2, "entry %d", n);
+        }
         EXPECT_GE(file().opens(), 1);
         EXPECT_EQ(file().messages(1024, file().position()).back(), "entry 199");
     }
@@ -738,12 +744,16 @@ TEST_F(DebugRingBuffer, KeepsEntriesOfSeveralThreadsWhole) {
             }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
     ASSERT_EQ(file().wraps(), 0) << "the file is too small for this test";
     auto numbers = numbersOf(file().lines(1024, file().position()));
     std::sort(numbers.begin(), numbers.end());
     ASSERT_EQ(numbers.size(), 12'000U);
-    for (int n = 0; n < 12'000; ++n) ASSERT_EQ(numbers[static_cast<std::size_t>(n)], n);
+    for (int n = 0; n < 12'000; ++n) {
+        ASSERT_EQ(numbers[static_cast<std::size_t>(n)], n);
+    }
 }
 
 TEST_F(DebugRingBuffer, WrapsWhileSeveralThreadsWrite) {
@@ -752,10 +762,14 @@ TEST_F(DebugRingBuffer, WrapsWhileSeveralThreadsWrite) {
     std::vector<std::thread> threads;
     for (int id = 0; id < 4; ++id) {
         threads.emplace_back([&debug] {
-            for (int n = 0; n < 5000; ++n) debug->Print(5, "n=%d %s!", n, "xxxxxxxxxxxxxxxx");
+            for (int n = 0; n < 5000; ++n) {
+                debug->Print(5, "n=%d %s!", n, "xxxxxxxxxxxxxxxx");
+            }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
     EXPECT_GE(file().wraps(), 1);
     EXPECT_THAT(file().messages()[0], EndsWith("Wrap=\"" + std::to_string(file().wraps()) + "\""));
 }
@@ -922,12 +936,18 @@ TEST_F(DebugOwnFile, OfADeadParentIsFreeForItsChild) {
         QuietDebug debug;
         init(debug, kOwn);
         const pid_t parent = getpid();
-        if (fork() != 0) _exit(0);
-        while (getppid() == parent) sched_yield();
+        if (fork() != 0) {
+            _exit(0);
+        }
+        while (getppid() == parent) {
+            sched_yield();
+        }
         debug->Print(1, "orphan");
         _exit(0);
     });
-    while (file().messages().back() != "orphan" && !exists('b')) sched_yield();
+    while (file().messages().back() != "orphan" && !exists('b')) {
+        sched_yield();
+    }
     EXPECT_EQ(file().opens(), 2);
     EXPECT_FALSE(exists('b'));
 }
@@ -951,7 +971,9 @@ TEST_F(DebugOwnFile, MayBeMarkedAtOnceByAForkedChild) {
     init(debug, {255, 2, 2, 1, "", 1});
     inForkedChild([&] {
         debug->SetApplInitDone();
-        if (DebugTestAccess::initDone(*debug) != 1) _exit(1);
+        if (DebugTestAccess::initDone(*debug) != 1) {
+            _exit(1);
+        }
     });
     EXPECT_EQ(TraceFile(pathOf('b')).messages().back(), "### End of initialization. ###");
 }
@@ -969,7 +991,9 @@ TEST_F(DebugOwnFile, OfAForkedChildThatFindsNoneIsTheConsole) {
         const bool isRight = messages.size() == 4 &&
                              messages[1].starts_with("Error message: \"Error 2 opening ") &&
                              messages[3] == "always" && debug->m_bActive == 0 && systemLog.empty();
-        if (!isRight) _exit(1);
+        if (!isRight) {
+            _exit(1);
+        }
     });
     std::filesystem::rename(moved, directory_.path());
     debug->Print(1, "parent");
@@ -996,14 +1020,18 @@ class DebugCost : public DebugOwnFile, public testing::WithParamInterface<bool> 
 INSTANTIATE_TEST_SUITE_P(InASharedFileAndInAnOwnOne, DebugCost, testing::Bool());
 
 TEST_P(DebugCost, IsNoSystemCallForAnEntry) {
-    if (kSanitized) GTEST_SKIP() << "sanitizers make system calls of their own";
+    if (kSanitized) {
+        GTEST_SKIP() << "sanitizers make system calls of their own";
+    }
     QuietDebug debug;
     init(debug, GetParam() ? kOwn : kOneUnit);
     const pid_t child = fork();
     if (child == 0) {
         clock_.set(1'700'000'000);
         debug->Print(1, "the forked child reads its host name");
-        if (!forbidSystemCalls()) _exit(2);
+        if (!forbidSystemCalls()) {
+            _exit(2);
+        }
         for (int n = 0; n < 20'000; ++n) {
             // A new second every 100 entries, and several wraps.
             clock_.set(1'700'000'000 + n / 100);

@@ -254,7 +254,9 @@ TEST(WriteLogHeader, GoesToTheCurrentTargetUnlessOneIsNamed) {
 
 std::vector<unsigned char> countingBytes(std::size_t length) {
     std::vector<unsigned char> bytes(length);
-    for (std::size_t i = 0; i < length; ++i) bytes[i] = static_cast<unsigned char>(i);
+    for (std::size_t i = 0; i < length; ++i) {
+        bytes[i] = static_cast<unsigned char>(i);
+    }
     return bytes;
 }
 
@@ -533,7 +535,9 @@ TEST(DebugState, DestroyedForgetsItsSettingsAndItsHost) {
 class FullStandardError {
   public:
     FullStandardError() : before_(dup(STDERR_FILENO)) {
-        if (pipe2(ends_, O_CLOEXEC) != 0) abort();
+        if (pipe2(ends_, O_CLOEXEC) != 0) {
+            abort();
+        }
         fcntl(ends_[1], F_SETFL, O_NONBLOCK);
         const std::string block(4096, 'x');
         while (write(ends_[1], block.data(), block.size()) > 0) {
@@ -568,7 +572,9 @@ TEST(DebugCancellation, ReleasesTheTraceForOtherThreads) {
             started = true;
             Debug.Print(1, "blocks for ever");
         });
-        while (!started) std::this_thread::yield();
+        while (!started) {
+            std::this_thread::yield();
+        }
         thread.cancel();
         EXPECT_TRUE(thread.join());
     }
@@ -580,7 +586,9 @@ TEST(DebugFork, LeavesTheChildAbleToTrace) {
     TraceCapture trace;
     std::atomic<bool> stop{false};
     std::thread writer([&] {
-        while (!stop) Debug.Print(5, "parent");
+        while (!stop) {
+            Debug.Print(5, "parent");
+        }
     });
     for (int i = 0; i < 50; ++i) {
         const pid_t child = fork();
@@ -613,10 +621,14 @@ TEST(DebugLocks, AreTakenAfterTheRegistrysByATraceThatIsBeingBuilt) {
             building = gettid();
             const CDebug another(TovQXObjectName);
         });
-        while (building == 0 || !isAsleep(building)) std::this_thread::yield();
+        while (building == 0 || !isAsleep(building)) {
+            std::this_thread::yield();
+        }
         Debug.Print(0, "traced meanwhile");
         const pid_t child = fork();
-        if (child == 0) _exit(0);
+        if (child == 0) {
+            _exit(0);
+        }
         int status = -1;
         waitpid(child, &status, 0);
         EXPECT_EQ(status, 0);
@@ -662,12 +674,16 @@ TEST(DebugLocks, AreTakenAfterTheRegistrysByAThreadThatForks) {
         forker = std::thread([&] {
             forking = gettid();
             const pid_t child = fork();
-            if (child == 0) _exit(0);
+            if (child == 0) {
+                _exit(0);
+            }
             int status = -1;
             waitpid(child, &status, 0);
             EXPECT_EQ(status, 0);
         });
-        while (forking == 0 || !isAsleep(forking)) std::this_thread::yield();
+        while (forking == 0 || !isAsleep(forking)) {
+            std::this_thread::yield();
+        }
         Debug.Print(0, "traced meanwhile");
     }
     forker.join();

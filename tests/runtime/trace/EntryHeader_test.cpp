@@ -27,7 +27,9 @@ const char* nodeName = nullptr;
 extern "C" {
 int __real_uname(utsname* system);
 int __wrap_uname(utsname* system) {
-    if (nodeName == nullptr) return __real_uname(system);
+    if (nodeName == nullptr) {
+        return __real_uname(system);
+    }
     memset(system, '?', sizeof *system);
     strncpy(system->nodename, nodeName, sizeof system->nodename);
     return *nodeName != '\0' ? 0 : -1;

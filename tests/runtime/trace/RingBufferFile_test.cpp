@@ -60,21 +60,27 @@ ssize_t __wrap_pwrite(int file, const void* data, std::size_t length, off_t offs
 
 int __wrap_posix_fallocate(int file, off_t offset, off_t length) {
     if (onAllocate) {
-        if (const auto result = onAllocate(offset, length)) return static_cast<int>(*result);
+        if (const auto result = onAllocate(offset, length)) {
+            return static_cast<int>(*result);
+        }
     }
     return __real_posix_fallocate(file, offset, length);
 }
 
 int __wrap_ftruncate(int file, off_t length) {
     if (onTruncate) {
-        if (const auto result = onTruncate(length)) return static_cast<int>(*result);
+        if (const auto result = onTruncate(length)) {
+            return static_cast<int>(*result);
+        }
     }
     return __real_ftruncate(file, length);
 }
 
 void* __wrap_mmap(void* address, std::size_t length, int protection, int flags, int file,
                   off_t offset) {
-    if (onMap && file >= 0 && onMap(length)) return MAP_FAILED;
+    if (onMap && file >= 0 && onMap(length)) {
+        return MAP_FAILED;
+    }
     return __real_mmap(address, length, protection, flags, file, offset);
 }
 }
@@ -291,11 +297,15 @@ TEST_F(RingBufferFiles, StoresThePositionOfANewRoundBeforeItsFirstEntry) {
 TEST_F(RingBufferFiles, RulesOffWhatRemainsOfOlderRounds) {
     const auto file = open();
     for (const std::string letter : {"a", "b"}) {
-        while (file->fits(1000)) append(*file, std::string(999, letter[0]) + "\n");
+        while (file->fits(1000)) {
+            append(*file, std::string(999, letter[0]) + "\n");
+        }
         RingBufferFile::Wrap wrap(*file);
     }
     append(*file, "last\n");
-    while (file->fits(700)) append(*file, std::string(699, 'c') + "\n");
+    while (file->fits(700)) {
+        append(*file, std::string(699, 'c') + "\n");
+    }
     const std::int64_t end = file->position();
     ASSERT_LT(end, kSize - 1);
     { RingBufferFile::Wrap wrap(*file); }
@@ -424,7 +434,9 @@ TEST_F(RingBufferFiles, PrintsNumbersWith16Digits) {
             expectCount(factor * power - 1);
             expectCount(factor * power);
         }
-        if (power == 1'000'000'000) break;
+        if (power == 1'000'000'000) {
+            break;
+        }
     }
     for (const int number : {1'234'567'890, 98'765'432, 10'099'999, 2'147'483'646}) {
         expectCount(number);
@@ -493,7 +505,9 @@ TEST_F(RingBufferFiles, CutsNothingFromAFileThatAnotherHasFinishedMeanwhile) {
     std::unique_ptr<RingBufferFile> other;
     bool begun = false;
     onAllocate = [&](off_t, off_t) -> std::optional<long> {
-        if (std::exchange(begun, true)) return std::nullopt;
+        if (std::exchange(begun, true)) {
+            return std::nullopt;
+        }
         other = open();
         return ENOSPC;
     };
@@ -729,7 +743,9 @@ class ForkedChild {
         if (pid_ > 0) {
             tell(go_);
             waitpid(std::exchange(pid_, -1), &status_, 0);
-            for (const int end : {go_[0], go_[1], ready_[0], ready_[1]}) close(end);
+            for (const int end : {go_[0], go_[1], ready_[0], ready_[1]}) {
+                close(end);
+            }
         }
         return status_;
     }
@@ -864,7 +880,9 @@ TEST_F(RingBufferFiles, RefusesAFileThatEverybodyMayWrite) {
 }
 
 TEST_F(RingBufferFiles, RefusesAFileOfAnotherUser) {
-    if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
     append(*open(), "one\n");
     ASSERT_EQ(chown(path_.c_str(), kNobody, kNobody), 0);
     EXPECT_EQ(failToOpen(path_), "Error 1 opening PATH (131072), try logging to stderr.\n");
@@ -875,7 +893,9 @@ TEST_F(RingBufferFiles, RefusesAFileOfAnotherUser) {
 
 TEST_F(RingBufferFiles, RefusesAPathThatIsTooLong) {
     std::string path = directory_.path();
-    while (path.size() < 259) path += "/.";
+    while (path.size() < 259) {
+        path += "/.";
+    }
     path = path.substr(0, 255) + "/log";
     ASSERT_EQ(path.size(), 259U);
     EXPECT_NE(open(path), nullptr) << failure_;
@@ -891,7 +911,9 @@ TEST_F(RingBufferFiles, CutsTheReasonToItsRoom) {
 /// Fails the writes that reach `offset`.
 auto failWritesBehind(off_t offset, int error) {
     return [offset, error](std::size_t length, off_t at) -> std::optional<long> {
-        if (at + static_cast<off_t>(length) <= offset) return std::nullopt;
+        if (at + static_cast<off_t>(length) <= offset) {
+            return std::nullopt;
+        }
         errno = error;
         return error == 0 ? 0 : -1;
     };

@@ -83,7 +83,9 @@ TEST(SettingsPage, NamesEveryVariableThatTheCodeNames) {
 TEST(SettingsPage, KnowsEveryFileThatReadsTheEnvironment) {
     Names readers;
     for (const auto& [file, text] : sources()) {
-        if (!matches(text, "\\b((?:secure_)?getenv)\\(").empty()) readers.insert(file);
+        if (!matches(text, "\\b((?:secure_)?getenv)\\(").empty()) {
+            readers.insert(file);
+        }
     }
     EXPECT_THAT(readers,
                 ElementsAre("agent/main.cpp", "cimple/log.cpp", "runtime/files/PlatformPaths.cpp",

@@ -61,7 +61,9 @@ TEST(TraceFormat, LeavesEverythingElseAlone) {
 }
 
 TEST(TraceFormat, ToleratesAFormatThatEndsInAConversion) {
-    if (kSanitized) GTEST_SKIP() << "sanitizers refuse such a format themselves";
+    if (kSanitized) {
+        GTEST_SKIP() << "sanitizers refuse such a format themselves";
+    }
     EXPECT_NO_FATAL_FAILURE(formatted("S%l"));
     EXPECT_NO_FATAL_FAILURE(formatted("S%"));
     EXPECT_NO_FATAL_FAILURE(formatted("S%-5."));

@@ -28,8 +28,9 @@ std::string bytesOf(const std::string& dump) {
     for (std::string line; std::getline(lines, line);) {
         EXPECT_EQ(std::stoul(line, nullptr, 16), bytes.size());
         std::istringstream numbers(line.substr(10, 47));
-        for (std::string number; numbers >> number;)
+        for (std::string number; numbers >> number;) {
             bytes.push_back(static_cast<char>(std::stoi(number, nullptr, 16)));
+        }
     }
     return bytes;
 }
@@ -77,9 +78,10 @@ TEST(WireFormatExample, RegistrationIsWhatTheLibrarySends) {
 }
 
 TEST(WireFormatExample, NamesTheSizesOfTheFrames) {
-    for (const std::string& dump : codeBlocks(document(), "hexdump"))
+    for (const std::string& dump : codeBlocks(document(), "hexdump")) {
         EXPECT_NE(document().find("frame of " + std::to_string(bytesOf(dump).size()) + " bytes"),
                   std::string::npos);
+    }
 }
 
 }  // namespace

@@ -152,7 +152,9 @@ TEST(DataStream, TakesItsOwnBytesAsSourceWhenItMustMove) {
 
 TEST(DataStream, AppendsBytes) {
     CDataStream stream;
-    for (unsigned int i = 0; i < 1000; ++i) stream.AppendDataByte(static_cast<unsigned char>(i));
+    for (unsigned int i = 0; i < 1000; ++i) {
+        stream.AppendDataByte(static_cast<unsigned char>(i));
+    }
     EXPECT_EQ(stream.DataSize(), 1000u);
     EXPECT_EQ(stream.Data()[999], 999 & 0xFF);
 }

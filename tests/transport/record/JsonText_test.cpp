@@ -152,7 +152,9 @@ TEST(JsonText, ParsesSmallNumbersAsUnsigned) {
     JsonDocument document;
     ASSERT_TRUE(parseJson("[1,22,333,4444,5]", document));
     ASSERT_EQ(document.Size(), 5u);
-    for (const auto& element : document.GetArray()) EXPECT_TRUE(element.IsUint());
+    for (const auto& element : document.GetArray()) {
+        EXPECT_TRUE(element.IsUint());
+    }
     EXPECT_EQ(document[1].GetUint(), 22u);
     EXPECT_EQ(document[2].GetUint(), 333u);
     EXPECT_EQ(document[3].GetUint(), 4444u);
@@ -208,8 +210,9 @@ TEST(JsonText, BoundsTheNesting) {
 
 TEST(JsonText, CountsTheListsOfEveryLevel) {
     std::string text = "1,2,3";
-    for (unsigned int level = 0; level < varnock::kMaxJsonNesting; ++level)
+    for (unsigned int level = 0; level < varnock::kMaxJsonNesting; ++level) {
         text = "[1,20,300," + text + ",4,5]";
+    }
     EXPECT_EQ(ours(text), peer(text));
     EXPECT_EQ(ours(text), text);
 }

@@ -15,7 +15,9 @@ using testing::ElementsAre;
 TEST(SipJson, ExportsAndImportsTheSameRecord) {
     SipJson sent(0xFFA0, 0x1100, 7, 1, SipJson::noStatus);
     Bytes all;
-    for (unsigned int i = 0; i < 1000; ++i) all.push_back(static_cast<unsigned char>(i));
+    for (unsigned int i = 0; i < 1000; ++i) {
+        all.push_back(static_cast<unsigned char>(i));
+    }
     sent.SetRequestDataStream(all);
     SipJson received;
     received.Import(sent.Export().c_str());
@@ -92,9 +94,13 @@ TEST(SipJson, ImportTextEndsAtItsNul) {
 
 std::string nested(std::size_t levels, const std::string& open, const std::string& close) {
     std::string text;
-    for (std::size_t i = 0; i < levels; ++i) text += open;
+    for (std::size_t i = 0; i < levels; ++i) {
+        text += open;
+    }
     text += "1";
-    for (std::size_t i = 0; i < levels; ++i) text += close;
+    for (std::size_t i = 0; i < levels; ++i) {
+        text += close;
+    }
     return text;
 }
 
@@ -126,7 +132,9 @@ TEST(SipJson, RefusesAMillionOpenBrackets) {
 
 TEST(SipJson, CountsDepthNotBrackets) {
     std::string list = "[]";
-    for (int i = 0; i < 1000; ++i) list += ",[{}]";
+    for (int i = 0; i < 1000; ++i) {
+        list += ",[{}]";
+    }
     const WithData record("[" + list + "]");
     EXPECT_TRUE(record.HasReplyData());
     SipJson again;

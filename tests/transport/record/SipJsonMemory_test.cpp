@@ -19,7 +19,9 @@ constexpr const char* kReply =
 
 std::string longList() {
     std::string list = "300";
-    for (int i = 0; i < 300; ++i) list += ",300";
+    for (int i = 0; i < 300; ++i) {
+        list += ",300";
+    }
     return list;
 }
 
@@ -67,7 +69,9 @@ const std::map<std::string, std::function<void(SipJson&)>>& operations() {
 /// The records on which the operations are tried.
 std::vector<std::string> texts() {
     std::string duplicates = "\"DA\":1";
-    for (int i = 0; i < 40; ++i) duplicates += ",\"DA\":[1]";
+    for (int i = 0; i < 40; ++i) {
+        duplicates += ",\"DA\":[1]";
+    }
     return {kReply,
             R"({"SIP":{"V":1,"CMD":[]}})",
             R"({"SIP":{"V":1,"CMD":[{)" + duplicates + "}]}}",

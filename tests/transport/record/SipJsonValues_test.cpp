@@ -15,10 +15,11 @@ namespace {
 using testing::ElementsAre;
 
 TEST(SipJson, FourStatusesAreSuccess) {
-    for (unsigned int status = 0; status < 300; ++status)
+    for (unsigned int status = 0; status < 300; ++status) {
         EXPECT_EQ(SipJson::CmdStatusSuccess(status),
                   status == 0 || status == 12 || status == 21 || status == 255)
             << status;
+    }
     EXPECT_FALSE(SipJson::CmdStatusSuccess(0xFFFFFFFF));
     EXPECT_TRUE(SipJson(1, 0, 0, 0, 21).Success());
     EXPECT_FALSE(SipJson(1, 0, 0, 0, 19).Success());
@@ -140,7 +141,9 @@ TEST_P(SipJsonText, IsReadOrLeftAlone) {
     std::string out = "kept";
     EXPECT_EQ(record.GetCmdDataString(0, out, GetParam().offset), GetParam().read);
     EXPECT_EQ(out, GetParam().text);
-    if (GetParam().offset != 0) return;
+    if (GetParam().offset != 0) {
+        return;
+    }
     out = "kept";
     EXPECT_EQ(record.GetDataString(out), GetParam().read);
     EXPECT_EQ(out, GetParam().text);
@@ -199,8 +202,9 @@ INSTANTIATE_TEST_SUITE_P(
         StreamCase{"\"\xFF\xC3\"", {0xFF, 0xC3, 0}}));
 
 TEST(SipJson, HasNoStreamInOtherData) {
-    for (const char* data : {"-1", "1.5", "-5000000000", "null", "true", "false"})
+    for (const char* data : {"-1", "1.5", "-5000000000", "null", "true", "false"}) {
         EXPECT_TRUE(hasNoStream(WithData(data))) << data;
+    }
     EXPECT_TRUE(hasNoStream(SipJson(1, 0, 0, 0, 0)));
 }
 

@@ -96,7 +96,9 @@ TEST(SipJson, ClearDataUncoversNoDuplicate) {
 
 TEST(SipJson, RemovesManyDuplicatesAtOnce) {
     std::string members = R"("OC":1)";
-    for (int i = 0; i < 100000; ++i) members += R"(,"ST":1)";
+    for (int i = 0; i < 100000; ++i) {
+        members += R"(,"ST":1)";
+    }
     Imported record("{" + members + "}");
     EXPECT_TRUE(record.SetRequestDataStream({}));
     EXPECT_EQ(commandsOf(record), R"({"OC":1})");

@@ -162,8 +162,12 @@ TEST_F(CIMKolmClientEvents, EventsGoToTheListenerOfTheMoment) {
 class Thrower final : public Recorder {
   public:
     void onSystemMessageLogEntry(unsigned int sequenceNumber) override {
-        if (sequenceNumber == 1) throw provider::HandlerException("f", 1, "m", 2);
-        if (sequenceNumber == 2) throw std::runtime_error("why");
+        if (sequenceNumber == 1) {
+            throw provider::HandlerException("f", 1, "m", 2);
+        }
+        if (sequenceNumber == 2) {
+            throw std::runtime_error("why");
+        }
         Recorder::onSystemMessageLogEntry(sequenceNumber);
     }
 };

@@ -104,10 +104,18 @@ TEST_F(CIMKolmClient, EverySettingMayBeMissing) {
             SCOPED_TRACE(known);
             CCIMKolmClient fresh;
             Settings settings;
-            if ((known & 1) == 0) settings.cabinetNr = nothing;
-            if ((known & 2) == 0) settings.hostName = nothing;
-            if ((known & 4) == 0) settings.accountCheck = nothing;
-            if ((known & 8) == 0) settings.userGroup = nothing;
+            if ((known & 1) == 0) {
+                settings.cabinetNr = nothing;
+            }
+            if ((known & 2) == 0) {
+                settings.hostName = nothing;
+            }
+            if ((known & 4) == 0) {
+                settings.accountCheck = nothing;
+            }
+            if ((known & 8) == 0) {
+                settings.userGroup = nothing;
+            }
             expectStartUp(settings, (known & 1) != 0 ? 7 : 0);
 
             const TraceCapture trace(4);
@@ -117,8 +125,12 @@ TEST_F(CIMKolmClient, EverySettingMayBeMissing) {
             EXPECT_EQ(fresh.AccountCheck(), (known & 4) == 0);
             EXPECT_EQ(fresh.UserGroup(), (known & 8) != 0 ? "admins" : "");
             std::vector<std::string> expected{"Init()"};
-            if ((known & 1) != 0) expected.push_back("CabinetNr = 7");
-            if ((known & 2) != 0) expected.push_back("Host Name = node");
+            if ((known & 1) != 0) {
+                expected.push_back("CabinetNr = 7");
+            }
+            if ((known & 2) != 0) {
+                expected.push_back("Host Name = node");
+            }
             expected.push_back((known & 4) != 0
                                    ? "Account Check disabled"
                                    : "Account Check cannot be read, use TRUE as default");
@@ -323,8 +335,12 @@ TEST(CCIMKolmClient, ResultCodesOfCommandStatuses) {
 class Mailbox final : public provider::KOLMEventsListener {
   public:
     void onSystemMessageLogEntry(unsigned int sequenceNumber) override {
-        if (sequenceNumber == kThrowsAt) throw sequenceNumber;
-        if (sequenceNumber == kRaisesAt) throw provider::BaseException("f", 1, "m");
+        if (sequenceNumber == kThrowsAt) {
+            throw sequenceNumber;
+        }
+        if (sequenceNumber == kRaisesAt) {
+            throw provider::BaseException("f", 1, "m");
+        }
         put("system " + std::to_string(sequenceNumber));
     }
     void onDriverMonitorLogEntry(unsigned int sequenceNumber) override {

@@ -162,7 +162,9 @@ void exhaust(const Call& call) {
         } catch (const std::exception& exception) {
             FAIL() << "allocation " << n << ": " << exception.what();
         }
-        if (!happened) break;
+        if (!happened) {
+            break;
+        }
     }
 }
 
@@ -248,7 +250,9 @@ TEST_F(EngineCalls, LackOfMemoryNeverLeavesACall) {
 
 TEST_F(EngineCalls, LackOfMemoryNeverLeavesACallWithLogEntries) {
     std::string entry = "16,0";
-    for (int i = 2; i < 15; ++i) entry += ",1";
+    for (int i = 2; i < 15; ++i) {
+        entry += ",1";
+    }
     client.replyWith(ScriptedReply::of("{\"RAW\":[" + entry + ",65," + entry + ",66]}"));
     ASSERT_EQ(calls->getLogMessageReadChunk(key).size(), 2u);
     exhaust([&] { calls->getLogMessageReadChunk(key); });

@@ -47,11 +47,21 @@ inline const provider::KOLMKey& keyFor(const CatalogueRow& row) {
 
 /// The result of a call whose request failed.
 inline std::string nothingOf(const CatalogueRow& row) {
-    if (row.returnType == "void") return "void";
-    if (row.returnType == "bool" || row.returnType == "cimple::boolean") return "false";
-    if (row.returnType == "KOLMKey") return "(4294967295 4294967295 4294967295)";
-    if (isIn(row.returnType, "Property")) return "null";
-    if (isIn(row.returnType, "vector")) return "[]";
+    if (row.returnType == "void") {
+        return "void";
+    }
+    if (row.returnType == "bool" || row.returnType == "cimple::boolean") {
+        return "false";
+    }
+    if (row.returnType == "KOLMKey") {
+        return "(4294967295 4294967295 4294967295)";
+    }
+    if (isIn(row.returnType, "Property")) {
+        return "null";
+    }
+    if (isIn(row.returnType, "vector")) {
+        return "[]";
+    }
     return "0";
 }
 
@@ -67,10 +77,18 @@ inline bool throwsOnFailure(const CatalogueRow& row) {
 /// The failure message of a row, as in the trace or the exception.
 inline std::string failureText(const CatalogueRow& row) {
     const std::string name(traceName(row));
-    if (row.reply == "components") return name + "(): KolmRequest(CM_VInfoScanOpen) failed";
-    if (row.object == "0 / 1") return name + "(0): KolmRequest() failed";
-    if (row.data == "text name") return name + "(a text): KolmRequest() failed";
-    if (isSetter(row) && throwsOnFailure(row)) return name + "(): kolmRequest() failed";
+    if (row.reply == "components") {
+        return name + "(): KolmRequest(CM_VInfoScanOpen) failed";
+    }
+    if (row.object == "0 / 1") {
+        return name + "(0): KolmRequest() failed";
+    }
+    if (row.data == "text name") {
+        return name + "(a text): KolmRequest() failed";
+    }
+    if (isSetter(row) && throwsOnFailure(row)) {
+        return name + "(): kolmRequest() failed";
+    }
     return name + "(): KolmRequest() failed";
 }
 

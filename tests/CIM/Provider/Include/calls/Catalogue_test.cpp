@@ -40,8 +40,12 @@ unsigned int number(std::string_view cell) {
         {"token", kAnswer},
         {"answer", kAnswer},
     };
-    if (const auto word = words.find(cell); word != words.end()) return word->second;
-    if (isIn(cell, " + (key opCodeExt << 8)")) return hex(cell) + (kKey.opCodeExt << 8);
+    if (const auto word = words.find(cell); word != words.end()) {
+        return word->second;
+    }
+    if (isIn(cell, " + (key opCodeExt << 8)")) {
+        return hex(cell) + (kKey.opCodeExt << 8);
+    }
     if (const auto other = cell.find(", else "); other != std::string_view::npos) {
         return hex(cell.substr(other + 7));  // used if the key's object is not 0
     }
@@ -51,12 +55,24 @@ unsigned int number(std::string_view cell) {
 /// The data members in the request of a row's call.
 std::string dataOf(const CatalogueRow& row) {
     const auto as = [](const std::string& value) { return ",\"DA\":" + value + ",\"ST\":0"; };
-    if (row.data == "-") return "";
-    if (row.data == "byte value") return as(std::to_string(kValue & 0xFF));
-    if (row.data == "word value") return as(std::to_string(kValue & 0xFFFF));
-    if (row.data == "dword value") return as(std::to_string(kValue));
-    if (row.data.starts_with("text ")) return as('"' + std::string(kText) + '"');
-    if (row.data == "PCI address") return ",\"DA\":{\"RAW\":[47,48,65]}";
+    if (row.data == "-") {
+        return "";
+    }
+    if (row.data == "byte value") {
+        return as(std::to_string(kValue & 0xFF));
+    }
+    if (row.data == "word value") {
+        return as(std::to_string(kValue & 0xFFFF));
+    }
+    if (row.data == "dword value") {
+        return as(std::to_string(kValue));
+    }
+    if (row.data.starts_with("text ")) {
+        return as('"' + std::string(kText) + '"');
+    }
+    if (row.data == "PCI address") {
+        return ",\"DA\":{\"RAW\":[47,48,65]}";
+    }
     return as(std::to_string(hex(row.data.substr(row.data.find(' ') + 1))));
 }
 
@@ -89,14 +105,20 @@ std::vector<unsigned int> objects(std::string_view cell) {
         return {number(cell)};
     }
     std::vector<unsigned int> all;
-    for (unsigned int object = first; object <= last; ++object) all.push_back(object);
+    for (unsigned int object = first; object <= last; ++object) {
+        all.push_back(object);
+    }
     return all;
 }
 
 /// The commands of a call when every reply is kAnswer.
 std::vector<std::string> expectedCommands(const CatalogueRow& row) {
-    if (row.sends == "no" || row.sends == "for object 0") return {};
-    if (!hasCommand(row)) return {commandText(0x0F00, 1, 2, 3)};
+    if (row.sends == "no" || row.sends == "for object 0") {
+        return {};
+    }
+    if (!hasCommand(row)) {
+        return {commandText(0x0F00, 1, 2, 3)};
+    }
     std::vector<std::string> commands;
     for (std::size_t i = 0; i < commandsOf(row); ++i) {
         for (const unsigned int object : objects(part(row.object, i))) {
@@ -126,7 +148,9 @@ class CatalogueCalls : public RecordedCalls {
     std::string invoke(const CatalogueRow& row) { return invoke(row, keyFor(row)); }
     std::string invoke(const CatalogueRow& row, const KOLMKey& with) {
         const CallEntry* call = findCall(row.name);
-        if (call == nullptr) throw std::logic_error("no call " + std::string(row.name));
+        if (call == nullptr) {
+            throw std::logic_error("no call " + std::string(row.name));
+        }
         arguments.key = with;
         return call->invoke(*calls, arguments);
     }
@@ -179,7 +203,9 @@ TEST_F(CatalogueCalls, SomeCallsSendOtherThingsForObjectZero) {
     std::size_t tried = 0;
     for (const CatalogueRow& row : rows()) {
         const auto end = row.ext.find(" for object 0, else ");
-        if (row.sends != "for object 0" && end == std::string_view::npos) continue;
+        if (row.sends != "for object 0" && end == std::string_view::npos) {
+            continue;
+        }
         invoke(row, KOLMKey(kKey.cabinetNr, 0, kKey.opCodeExt));
         EXPECT_EQ(client.takeSent(),
                   std::vector<std::string>{commandText(hex(row.opcode), hex(row.ext.substr(0, end)),
@@ -192,7 +218,9 @@ TEST_F(CatalogueCalls, SomeCallsSendOtherThingsForObjectZero) {
 
 TEST_F(CatalogueCalls, EveryCallDecodesTheReplyOfItsRow) {
     for (const CatalogueRow& row : rows()) {
-        if (!isSimple(row) || hasFormOfItsOwn(row)) continue;
+        if (!isSimple(row) || hasFormOfItsOwn(row)) {
+            continue;
+        }
         const std::optional<ReplyExample> example = replyExample(row);
         ASSERT_TRUE(example) << row.name << ": no reply of the form \"" << row.reply
                              << "\" is known to tests/support/ReplyExamples.cpp";
@@ -203,7 +231,9 @@ TEST_F(CatalogueCalls, EveryCallDecodesTheReplyOfItsRow) {
 
 TEST_F(CatalogueCalls, AReplyWithoutDataIsNoFailure) {
     for (const CatalogueRow& row : rows()) {
-        if (!isSimple(row)) continue;
+        if (!isSimple(row)) {
+            continue;
+        }
         TraceCapture failures(1);
         client.replyWith(ScriptedReply::empty());
         EXPECT_EQ(invoke(row), nothingOf(row)) << row.name;
@@ -213,7 +243,9 @@ TEST_F(CatalogueCalls, AReplyWithoutDataIsNoFailure) {
 
 TEST_F(CatalogueCalls, AReplyWhoseStatusIsNoSuccessHasNoData) {
     for (const CatalogueRow& row : rows()) {
-        if (!isSimple(row)) continue;
+        if (!isSimple(row)) {
+            continue;
+        }
         ScriptedReply reply = ScriptedReply::of(7);
         reply.status = 5;
         client.replyWith(reply);
@@ -224,7 +256,9 @@ TEST_F(CatalogueCalls, AReplyWhoseStatusIsNoSuccessHasNoData) {
 TEST_F(CatalogueCalls, DataOfAnotherKindIsAsGoodAsNone) {
     // Data from which no number, text or byte stream can be read.
     for (const CatalogueRow& row : rows()) {
-        if (!isSimple(row)) continue;
+        if (!isSimple(row)) {
+            continue;
+        }
         for (const char* data : {"true", "-1.5", "{\"RAW\":7}", "[]", "{}"}) {
             client.replyWith(ScriptedReply::of(data));
             const std::string result = invoke(row);
@@ -244,7 +278,9 @@ TEST_F(CatalogueCalls, DataOfAnotherKindIsAsGoodAsNone) {
 TEST_F(CatalogueCalls, AFailedRequestEndsAsTheRowSays) {
     std::size_t failed = 0;
     for (const CatalogueRow& row : rows()) {
-        if (!reportsFailure(row)) continue;
+        if (!reportsFailure(row)) {
+            continue;
+        }
         TraceCapture failures(1);
         client.replyWith(ScriptedReply::failure());
         if (throwsOnFailure(row)) {
@@ -264,7 +300,9 @@ TEST_F(CatalogueCalls, AFailedRequestEndsAsTheRowSays) {
 TEST_F(CatalogueCalls, ASilentFailureIsNotTraced) {
     client.replyWith(ScriptedReply::failure());
     for (const CatalogueRow& row : rows()) {
-        if (row.failure != "silent") continue;
+        if (row.failure != "silent") {
+            continue;
+        }
         TraceCapture failures(1);
         EXPECT_EQ(invoke(row), nothingOf(row)) << row.name;
         EXPECT_THAT(failures.messages(), IsEmpty()) << row.name;
@@ -273,7 +311,9 @@ TEST_F(CatalogueCalls, ASilentFailureIsNotTraced) {
 
 TEST_F(CatalogueCalls, ToleratedStatusesAreAnswersToTheCallsThatAsk) {
     for (const CatalogueRow& row : rows()) {
-        if (!isIn(row.failure, "unless tolerated")) continue;
+        if (!isIn(row.failure, "unless tolerated")) {
+            continue;
+        }
         for (const unsigned int status : {19u, 25u}) {
             TraceCapture failures(1);
             client.replyWith(ScriptedReply::failure(status));
@@ -285,7 +325,9 @@ TEST_F(CatalogueCalls, ToleratedStatusesAreAnswersToTheCallsThatAsk) {
 
 TEST_F(CatalogueCalls, ToleratedStatusesAreFailuresToAllOthers) {
     for (const CatalogueRow& row : rows()) {
-        if (!reportsFailure(row) || isIn(row.failure, "unless tolerated")) continue;
+        if (!reportsFailure(row) || isIn(row.failure, "unless tolerated")) {
+            continue;
+        }
         for (const unsigned int status : {19u, 25u}) {
             TraceCapture failures(1);
             client.replyWith(ScriptedReply::failure(status));
@@ -297,7 +339,9 @@ TEST_F(CatalogueCalls, ToleratedStatusesAreFailuresToAllOthers) {
 
 TEST_F(CatalogueCalls, StatusesNearTheToleratedOnesAreFailures) {
     for (const CatalogueRow& row : rows()) {
-        if (row.failure != "throws unless tolerated") continue;
+        if (row.failure != "throws unless tolerated") {
+            continue;
+        }
         for (const unsigned int status : {0u, 3u, 17u, 18u, 20u, 22u, 24u, 26u}) {
             client.replyWith(ScriptedReply::failure(status));
             EXPECT_THAT(failureOfRow(row), isFailure(failureText(row))) << row.name;
@@ -308,7 +352,9 @@ TEST_F(CatalogueCalls, StatusesNearTheToleratedOnesAreFailures) {
 TEST_F(CatalogueCalls, ASetterNeedsAReplyThatSaysSuccess) {
     std::size_t setters = 0;
     for (const CatalogueRow& row : rows()) {
-        if (!isSetter(row)) continue;
+        if (!isSetter(row)) {
+            continue;
+        }
         TraceCapture failures(1);
         ScriptedReply refusal;
         refusal.status = 5;
@@ -332,7 +378,9 @@ TEST_F(CatalogueCalls, ExceptionsOfTheClientPassThrough) {
     client.replyWith(ScriptedReply::raising(
         provider::CimErrorException("f", 1, "refused", provider::CIM_ERR_ACCESS_DENIED)));
     for (const CatalogueRow& row : rows()) {
-        if (expectedCommands(row).empty()) continue;
+        if (expectedCommands(row).empty()) {
+            continue;
+        }
         EXPECT_THROW(invoke(row), provider::CimErrorException) << row.name;
     }
 }
@@ -340,7 +388,9 @@ TEST_F(CatalogueCalls, ExceptionsOfTheClientPassThrough) {
 TEST_F(CatalogueCalls, StandardExceptionsBecomeTheFailureOfTheRow) {
     client.replyWith(ScriptedReply::raising(std::bad_alloc()));
     for (const CatalogueRow& row : rows()) {
-        if (!reportsFailure(row)) continue;
+        if (!reportsFailure(row)) {
+            continue;
+        }
         // Where only a failure of the first command is traced, a later failure throws: the change
         // may have been made in part.
         const bool raises = row.failure.starts_with("throws");
@@ -367,7 +417,9 @@ std::string entryText(const CatalogueRow& row) {
         {"(name)", "(a text)"},
         {"(name, object)", "(a text,1e2f3041)"},
     };
-    if (row.entry.front() != '(') return std::string(row.entry);
+    if (row.entry.front() != '(') {
+        return std::string(row.entry);
+    }
     const auto known = shown.find(row.entry);
     return std::string(traceName(row)) +
            (known != shown.end() ? known->second : std::string(row.entry));

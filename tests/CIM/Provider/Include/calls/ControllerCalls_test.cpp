@@ -12,7 +12,9 @@ class ControllerCalls : public RecordedCalls {
     /// Component 1 is a SCSI, 2 a LAN and 3 a WAN controller.
     void openSession() {
         client.replyBy([](const SipJson& command) {
-            if (command.OpCode() != 0x0C86) return ScriptedReply::of(3);
+            if (command.OpCode() != 0x0C86) {
+                return ScriptedReply::of(3);
+            }
             const unsigned int kind = 11 + command.ObjectId();
             return ScriptedReply::ofBytes({0,   0, kind, 0, 0,   0, 'a', 0, 'b', 0, 0,   'd', 0,
                                            'e', 0, 'f',  0, 'g', 0, 'h', 0, 'i', 0, 'j', 0});

@@ -11,7 +11,9 @@ class ElementCalls : public RecordedCalls {
   protected:
     void openSession() {
         client.replyBy([](const SipJson& command) {
-            if (command.OpCode() != 0x0C86) return ScriptedReply::of(1);
+            if (command.OpCode() != 0x0C86) {
+                return ScriptedReply::of(1);
+            }
             return ScriptedReply::ofBytes({0,   0, 12,  0,   0,   0,   'a', 0,   'b', 0,   0,
                                            'd', 0, '2', '0', '2', '0', '0', '1', '3', '1', 0,
                                            'f', 0, 'g', 0,   'h', 0,   'i', 0,   'j', 0});

@@ -70,7 +70,9 @@ const std::map<std::string, std::string>& wrongTypes() {
 template <class Map>
 std::vector<std::string> namesOf(const Map& map) {
     std::vector<std::string> names;
-    for (const auto& entry : map) names.push_back(entry.first);
+    for (const auto& entry : map) {
+        names.push_back(entry.first);
+    }
     return names;
 }
 
@@ -123,7 +125,9 @@ TEST_P(Garbage, EndsEveryCallAsItsRowSays) {
     for (const CatalogueRow& row : rows()) {
         TraceCapture failures(1);
         const std::string result = invoke(row);
-        if (!reportsFailure(row)) continue;
+        if (!reportsFailure(row)) {
+            continue;
+        }
         if (throwsOnFailure(row)) {
             EXPECT_THAT(failure, isFailure(failureText(row))) << row.name;
         } else {
@@ -146,7 +150,9 @@ class GarbageInASequence : public Replies {};
 TEST_P(GarbageInASequence, LeavesNoOtherExceptionOut) {
     const Reply& reply = garbage().at(GetParam());
     for (const CatalogueRow& row : rows()) {
-        if (!isSequence(row)) continue;
+        if (!isSequence(row)) {
+            continue;
+        }
         for (int good = 1; good <= 5; ++good) {
             std::atomic<int> left = good;
             agent.handle(
@@ -172,7 +178,9 @@ TEST_P(WrongTypes, AreNoFailureOfACall) {
     agent.handle([&](const AgentRequest&) { return AgentReply::ok(data); });
     for (const CatalogueRow& row : rows()) {
         // As a number it means 65535 components with one exchange each.
-        if (row.reply == "components" && GetParam() == "ALargeBlock") continue;
+        if (row.reply == "components" && GetParam() == "ALargeBlock") {
+            continue;
+        }
         const std::string result = invoke(row);
         if (isSimple(row)) {
             EXPECT_EQ(failure, "") << row.name;
