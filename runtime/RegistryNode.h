@@ -73,7 +73,7 @@ class VARNOCK_EXPORT CRegistryNode : public CStrMap {
     bool erase(const char* name);
 
     /// New memory for a value of a type: texts with a NUL at the end, binaries with their count at
-    /// the begin. Null without memory.
+    /// the start. Null without memory.
     [[nodiscard]] static void* makeValue(unsigned int type, const void* data, unsigned int size);
     /// The size of a value's data: texts with their NUL, binaries without their count, numbers 4.
     static unsigned int valueSize(unsigned int type, const void* value);

@@ -48,7 +48,7 @@ class LineReader {
     FILE* file_;
     std::size_t read_ = 0;
     char buffer_[kCapacity + 1];  ///< one more for the terminator
-    char* next_ = buffer_;        ///< begin of the bytes that are read and not taken
+    char* next_ = buffer_;        ///< start of the bytes that are read and not taken
     char* end_ = buffer_;
     char* text_ = buffer_;
     std::size_t length_ = 0;

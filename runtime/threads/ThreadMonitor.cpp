@@ -40,7 +40,7 @@ unsigned int& threadStatus(Entry& entry) {
 }
 
 /// Begins a change of status: copies the newest slot of the history to the next one. If the history
-/// is full, copies the last but one slot over the last one.
+/// is full, copies the second last slot over the last one.
 void advance(Entry& entry, const char* overflowFormat) {
     if (entry.statusCounter < Entry::historySlots - 1) {
         ++entry.statusCounter;

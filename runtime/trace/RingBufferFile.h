@@ -81,7 +81,7 @@ class RingBufferFile {
     /// A new round, from its start until its header has been written.
     class Wrap {
       public:
-        /// Counts the round and returns to the begin of the entries.
+        /// Counts the round and returns to the start of the entries.
         explicit Wrap(RingBufferFile& file) : file_(file) { file_.beginWrap(); }
         ~Wrap() { file_.endWrap(); }
         Wrap(const Wrap&) = delete;

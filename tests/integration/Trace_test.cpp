@@ -31,7 +31,7 @@ class Trace : public testing::Test {
 };
 
 /// Checks the numbered entries of a run: those of each thread are complete, in order and without a
-/// gap. The numbers restart at the begin of a process.
+/// gap. The numbers start again with each process.
 void expectNumbersInOrder(const std::vector<std::string>& lines) {
     std::map<unsigned int, unsigned int> last;
     for (const std::string& line : lines) {

@@ -127,7 +127,7 @@ class ScriptedClock final : public Clock {
         now_.tv_sec = seconds;
         now_.tv_nsec = nanoseconds;
     }
-    /// The deadlines of the waits so far, in the order of their begin.
+    /// The deadlines of the waits so far, in the order of their start.
     const std::vector<timespec>& deadlines() const { return deadlines_; }
 
     void sleepFor(std::chrono::milliseconds) override {}
