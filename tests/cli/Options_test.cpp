@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "cli/output/Failure.h"
 
 namespace varnockctl {
@@ -20,6 +23,30 @@ TEST(Options, RefusesNumbersOutOfRange) {
         EXPECT_THROW(parseNumber(text, "--object"), Failure) << text;
     }
     EXPECT_THROW(parseNumber("256", "--byte", 255), Failure);
+}
+
+Format formatOf(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "varnockctl");
+    arguments.push_back(nullptr);
+    return formatIn(static_cast<int>(arguments.size()) - 1, arguments.data());
+}
+
+TEST(Options, FindsTheFormatBeforeTheArgumentsAreParsed) {
+    for (const auto& [name, format] : kFormats) {
+        const std::string joined = std::string("-o") + name;
+        const std::string whole = std::string("--output=") + name;
+        EXPECT_EQ(formatOf({"list", "-o", name}), format);
+        EXPECT_EQ(formatOf({"--output", name, "list"}), format);
+        EXPECT_EQ(formatOf({joined.c_str()}), format);
+        EXPECT_EQ(formatOf({whole.c_str(), "x"}), format);
+        EXPECT_EQ(formatOf({"-v", "-vo", name}), format);
+    }
+    EXPECT_EQ(formatOf({}), Format::table);
+    EXPECT_EQ(formatOf({"-o"}), Format::table);
+    EXPECT_EQ(formatOf({"-o", "yaml"}), Format::table);
+    EXPECT_EQ(formatOf({"--", "-o", "json"}), Format::table);
+    EXPECT_EQ(formatOf({"--outputs", "json"}), Format::table);
+    EXPECT_EQ(formatOf({"-", "json", "o", "json", "-no", "json"}), Format::table);
 }
 
 }  // namespace

@@ -102,6 +102,32 @@ TEST(CommandLine, UsageErrorsAreToldApart) {
     EXPECT_EQ(documentOf(varnockctl({"-o", "json", "dance"}))["error"]["status"].GetInt(), 2);
 }
 
+TEST(CommandLine, UsageErrorsAreOneJsonDocumentWhereverTheyAreFound) {
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"-o", "json", "raw", "--stream"},
+          {"-ojson", "dance"},
+          {"raw", "--stream", "--output=json"},
+          {"-o", "json", "--timeout"},
+          {"-o", "json"}}) {
+        const ProcessResult result = varnockctl(command);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(documentOf(result)["error"]["status"].GetInt(), 2);
+        EXPECT_NE(result.err, "");
+    }
+}
+
+TEST(CommandLine, ATimeLimitIsAPositiveNumber) {
+    for (const char* limit : {"nan", "-nan", "inf", "-inf", "infinity", "1e400", "-1", "0", "-0",
+                              "1e-400", "", "1x", "x", " 1"}) {
+        const ProcessResult result = varnockctl({"--timeout", limit, "list"});
+        EXPECT_EQ(result.status, 2) << limit;
+        EXPECT_EQ(result.out, "") << limit;
+    }
+    for (const char* limit : {"1e300", "1e9", "5", "0.5e1"}) {
+        EXPECT_EQ(varnockctl({"--timeout", limit, "list", "fanstatus"}).status, 0) << limit;
+    }
+}
+
 TEST(CommandLine, HelpAndVersionGoToStandardOutput) {
     const ProcessResult help = varnockctl({"--help"});
     EXPECT_EQ(help.status, 0);

@@ -20,6 +20,13 @@ TEST(Json, EscapesEachInvalidByte) {
     EXPECT_EQ(escapeInvalidUtf8("\xE2\x82x"), "\\xE2\\x82x");
 }
 
+TEST(Json, EscapesEveryControlCharacter) {
+    JsonDocument document;
+    const std::string text = "\x1b\x7f\xC2\x80\xC2\x9F\xC2\xA0\xC3\x80";
+    document.SetString(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    EXPECT_EQ(toString(document, false), "\"\\u001B\\u007F\\u0080\\u009F\xC2\xA0\xC3\x80\"");
+}
+
 TEST(Json, WritesValidDocumentsFromAnyBytes) {
     JsonDocument document(rapidjson::kObjectType);
     add(document, "text", "quote \" and \xFE", document.GetAllocator());
