@@ -19,7 +19,9 @@ class EventLoop {
     /// the listener may destroy, so it is not accessed after the run was told to stop.
     EventLoop(EventRun& run, std::atomic<int>& shownFd, EventListener listener);
 
-    /// Runs until the run is told to stop or the channel cannot be reopened.
+    /// Runs until the run is told to stop or the channel cannot be reopened. A lack of memory does
+    /// not end it: after a pause it goes on with the next event, or tries again to reopen the
+    /// channel.
     void run();
 
   private:
