@@ -100,8 +100,10 @@ bool removeMember(Value& object, std::string_view key) {
     if (find(object, key) == nullptr) {
         return false;
     }
-    auto kept = object.MemberBegin();
-    for (auto member = kept; member != object.MemberEnd(); ++member) {
+    Value::Member* const begin = &*object.MemberBegin();
+    Value::Member* const end = begin + object.MemberCount();
+    Value::Member* kept = begin;
+    for (Value::Member* member = begin; member != end; ++member) {
         if (textOf(member->name) == key) {
             continue;
         }
@@ -111,7 +113,7 @@ bool removeMember(Value& object, std::string_view key) {
         }
         ++kept;
     }
-    object.EraseMember(kept, object.MemberEnd());
+    object.EraseMember(object.MemberBegin() + (kept - begin), object.MemberEnd());
     return true;
 }
 

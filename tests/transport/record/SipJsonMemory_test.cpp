@@ -116,8 +116,9 @@ TEST(SipJsonMemory, EveryOperationSurvivesItsLack) {
     SKIP_IF_MALLOC_IS_REPLACED();
     std::size_t failures = 0;
     for (const std::string& text : texts()) {
-        for (const auto& [name, operation] : operations()) {
-            SCOPED_TRACE(name + " on " + text.substr(0, 60));
+        for (const auto& entry : operations()) {
+            SCOPED_TRACE(entry.first + " on " + text.substr(0, 60));
+            const std::function<void(SipJson&)>& operation = entry.second;
             SipJson record;
             record.Import(text.c_str());
             operation(record);
@@ -140,8 +141,9 @@ TEST(SipJsonMemory, ASetterThatFailsKeepsTheCommand) {
              return record.SetRequestDataStream(std::vector<unsigned char>(99, 7));
          }},
     };
-    for (const auto& [name, set] : setters) {
-        SCOPED_TRACE(name);
+    for (const auto& entry : setters) {
+        SCOPED_TRACE(entry.first);
+        const std::function<bool(SipJson&)>& set = entry.second;
         const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
             SipJson record;
             record.Import(R"({"SIP":{"V":1,"CMD":[{"OC":1,"CA":2}]}})");
