@@ -117,7 +117,7 @@ void readEnvironment() {
     counts = settings.n != 0;
 }
 #else
-void readEnvironment() {}
+[[maybe_unused]] void readEnvironment() {}
 #endif
 
 void report() {
@@ -129,7 +129,7 @@ void report() {
     }
 }
 
-bool isCounted() {
+[[maybe_unused]] bool isCounted() {
     if (!counts) {
         return false;
     }
@@ -145,7 +145,7 @@ bool isCounted() {
 }
 
 /// True if this counted call must fail.
-bool fails() {
+[[maybe_unused]] bool fails() {
     const std::size_t call = ++calls;
     const bool mustFail =
         settings.times == Times::once ? call == settings.n : settings.n != 0 && call >= settings.n;
