@@ -390,8 +390,8 @@ void prepare(int argc, char** argv, char**) {
 }
 
 /// Runs before the initialisers of every shared library.
-__attribute__((section(".preinit_array"), used)) void (*const beforeLibraries)(int, char**,
-                                                                               char**) = prepare;
+__attribute__((section(".preinit_array"), used)) void (*const kBeforeLibraries)(int, char**,
+                                                                                char**) = prepare;
 
 }  // namespace
 }  // namespace varnockctl
