@@ -77,6 +77,7 @@ Datetime::Datetime(const char* s) : Datetime(uint64(0), 0) {
     set(s);
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment) -- the count is raised before it is lowered
 Datetime& Datetime::operator=(const Datetime& x) noexcept {
     Atomic_inc(&x.rep_->refs);
     release();

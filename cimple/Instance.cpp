@@ -169,8 +169,9 @@ void printFeature(FILE* file, const Instance* instance, const Meta_Feature* feat
         std::fprintf(file, "    %s %s = ", type_name[property->type], property->name);
         if (nullOf(instance, property)) {
             std::fputs("NULL", file);
-        } else
+        } else {
             property->operations->print(file, fieldAt(instance, property->offset));
+        }
         std::fputs(";\n", file);
     } else if (const auto* reference = asReference(feature)) {
         const Instance* target = referenceOf(instance, reference);

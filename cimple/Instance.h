@@ -119,9 +119,10 @@ template <class CLASS>
 inline bool isA(const Instance* instance) {
     if constexpr (std::is_same_v<std::remove_const_t<CLASS>, Instance>) {
         return instance != nullptr;
-    } else
+    } else {
         return instance && (instance->meta_class == &CLASS::static_meta_class ||
                             derives(instance->meta_class, &CLASS::static_meta_class));
+    }
 }
 
 }  // namespace detail

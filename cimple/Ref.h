@@ -59,8 +59,9 @@ class Ref {
     static T* as(U* instance) {
         if constexpr (std::is_same_v<std::remove_const_t<U>, T>) {
             return const_cast<T*>(instance);
-        } else
+        } else {
             return cast<T*>(instance);
+        }
     }
 
     T* ptr_;

@@ -173,8 +173,9 @@ String String::substr(size_t pos, size_t n) {
 void String::clear() {
     if (fits(0)) {
         rep_->setSize(0);
-    } else
+    } else {
         adopt(nullptr);
+    }
 }
 
 void String::set(size_t pos, char c) {

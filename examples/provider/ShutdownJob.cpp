@@ -27,7 +27,7 @@ using cimple::uint32;
 using cimple::uint64;
 
 constexpr uint64 kSecond = 1'000'000;
-constexpr uint64 kLongestShutdown = 15 * 60 * kSecond;
+constexpr uint64 kLongestShutdown = uint64{15} * 60 * kSecond;
 constexpr const char* kFileMark = "KRM job 1";
 constexpr const char* kFileName = "/krm-job";
 

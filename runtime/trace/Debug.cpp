@@ -67,8 +67,7 @@ void copyText(char* out, std::size_t size, const char* text) {
 }
 
 bool startsWithoutFiles() {
-    return &varnock::startMode != nullptr &&
-           varnock::startMode == varnock::StartMode::withoutFiles;
+    return &varnock::startMode != nullptr && varnock::startMode == varnock::StartMode::withoutFiles;
 }
 
 }  // namespace

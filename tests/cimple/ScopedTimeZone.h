@@ -21,8 +21,9 @@ class ScopedTimeZone {
     ~ScopedTimeZone() {
         if (old_) {
             ::setenv("TZ", old_->c_str(), 1);
-        } else
+        } else {
             ::unsetenv("TZ");
+        }
         ::tzset();
     }
 

@@ -83,24 +83,24 @@ Transfer EventFrame::pull() {
             return header;
         }
         if (!makeRoom()) {
-            return Transfer::BufferFull;
+            return Transfer::bufferFull;
         }
     }
     const Transfer text = received_ < size() ? receiveBytes(fd_, buffer_.bytes(), size(), received_)
-                                             : Transfer::Complete;
+                                             : Transfer::complete;
     if (received_ == size()) {
-        return Transfer::Complete;
+        return Transfer::complete;
     }
-    return received_ == before || text == Transfer::Failed ? text : Transfer::Partial;
+    return received_ == before || text == Transfer::failed ? text : Transfer::partial;
 }
 
 /// One attempt; EndOfFile only if the channel ends before the first byte of the frame.
 Transfer attemptEvent(EventFrame& frame, int fd, unsigned int attempt, const StopSignal* stop) {
     const Transfer transfer = frame.pull();
-    if (isFinal(transfer) || (transfer == Transfer::EndOfFile && frame.isEmpty())) {
+    if (isFinal(transfer) || (transfer == Transfer::endOfFile && frame.isEmpty())) {
         return transfer;
     }
-    if (transfer == Transfer::Interrupted) {
+    if (transfer == Transfer::interrupted) {
         traceAt(1,
                 "GetEventJson: Event receiving on fd=%d interrupted (errno=EINTR, inLength=%d, "
                 "InMax=%d) --> retry=%d\n",
@@ -112,29 +112,29 @@ Transfer attemptEvent(EventFrame& frame, int fd, unsigned int attempt, const Sto
                 fd, frame.received(), frame.expected(), attempt);
     }
     const Transfer later = spendSecond(fd, POLLIN, stop, [&frame] { return frame.pull(); });
-    return isFinal(later) ? later : Transfer::Partial;
+    return isFinal(later) ? later : Transfer::partial;
 }
 
 /// The final state of the attempts.
 Transfer receiveEvent(EventFrame& frame, int fd, const StopSignal* stop) {
     for (unsigned int attempt = 0; attempt < kEventRetries && !isRequested(stop); ++attempt) {
         const Transfer transfer = attemptEvent(frame, fd, attempt, stop);
-        if (transfer != Transfer::Partial) {
+        if (transfer != Transfer::partial) {
             return transfer;
         }
     }
-    return Transfer::Partial;
+    return Transfer::partial;
 }
 
 void traceBrokenEvent(Transfer transfer, EventFrame& frame, int fd) {
     switch (transfer) {
-        case Transfer::Failed:
+        case Transfer::failed:
             traceAt(1,
                     "GetEventJson: ERROR: Event receiving on fd=%d failed (inLength=%d, InMax=%d) "
                     "--> reopen\n",
                     fd, frame.received(), frame.expected());
             break;
-        case Transfer::BufferFull:
+        case Transfer::bufferFull:
             traceAt(1,
                     "GetEventJson: ERROR: No Memory: Event receiving on fd=%d failed --> reopen\n",
                     fd);
@@ -215,13 +215,13 @@ EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop) {
     }
     EventFrame frame(clientFd);
     const Transfer transfer = receiveEvent(frame, clientFd, stop);
-    if (transfer == Transfer::Complete) {
+    if (transfer == Transfer::complete) {
         traceAt(2, "GetEventJson: processing event on fd=%d (inLength=%d)\n", clientFd,
                 frame.received());
         event.Import(frame.text());
         return {EventRead::Kind::Delivered, clientFd};
     }
-    if (transfer == Transfer::EndOfFile) {
+    if (transfer == Transfer::endOfFile) {
         traceAt(1,
                 "GetEventJson: Event receiving on fd=%d failed EOF (inLength=%d, InMax=%d) --> "
                 "ignore this event!\n",
@@ -271,7 +271,7 @@ int initEventChannel(int fd, const ClientOptions* options, const StopSignal* sto
     // An event may follow the reply at once; if it were read with the reply, it would be lost, and
     // its remainder mistaken for a frame.
     const int received = sendRequestOnFd(fd, buffer.frame(), buffer.length() + kRegistrationRoom,
-                                         kEventTimeout, kEventRetries, Surplus::Leave, stop);
+                                         kEventTimeout, kEventRetries, Surplus::leave, stop);
     if (received < 0) {
         traceAlways("InitEventChannel: Can't initialize Event Channel on fd=%d\n", fd);
         return kNotOpened;

@@ -110,10 +110,10 @@ int Exchange::send() {
             return ready;
         }
         const Transfer transfer = sendingAttempt(attempt);
-        if (transfer == Transfer::Complete) {
+        if (transfer == Transfer::complete) {
             return 0;
         }
-        if (transfer == Transfer::Failed) {
+        if (transfer == Transfer::failed) {
             return kTransferFailed;
         }
     }
@@ -125,7 +125,7 @@ Transfer Exchange::sendingAttempt(unsigned int attempt) {
     if (isFinal(transfer)) {
         return transfer;
     }
-    if (transfer == Transfer::Interrupted) {
+    if (transfer == Transfer::interrupted) {
         traceAt(1,
                 "SendRequestOnFd: Command sending on fd=%d interrupted (errno=EINTR, outLength=%d, "
                 "InOutMax=%d) --> retry=%d\n",
@@ -144,13 +144,13 @@ Transfer Exchange::push() {
     const ssize_t count = ::send(fd_, buffer_ + sent_, total_ - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count > 0) {
         sent_ += static_cast<std::uint64_t>(count);
-        return sent_ == total_ ? Transfer::Complete : Transfer::Partial;
+        return sent_ == total_ ? Transfer::complete : Transfer::partial;
     }
     if (count < 0 && errno == EINTR) {
-        return Transfer::Interrupted;
+        return Transfer::interrupted;
     }
     if (count < 0 && errno == EAGAIN) {
-        return Transfer::WouldBlock;
+        return Transfer::wouldBlock;
     }
     if (count < 0) {
         traceAt(1,
@@ -163,7 +163,7 @@ Transfer Exchange::push() {
                 "--> bail out\n",
                 fd_, shown(sent_), shown(total_));
     }
-    return Transfer::Failed;
+    return Transfer::failed;
 }
 
 /// Returns the number of bytes or a result code.
@@ -177,13 +177,13 @@ int Exchange::receive() {
             break;
         }
         const Transfer transfer = receivingAttempt(attempt);
-        if (transfer == Transfer::Complete) {
+        if (transfer == Transfer::complete) {
             return static_cast<int>(received_);
         }
-        if (transfer == Transfer::Failed) {
+        if (transfer == Transfer::failed) {
             return kTransferFailed;
         }
-        if (transfer == Transfer::BufferFull) {
+        if (transfer == Transfer::bufferFull) {
             break;
         }
     }
@@ -199,14 +199,14 @@ Transfer Exchange::receivingAttempt(unsigned int attempt) {
     if (isFinal(transfer)) {
         return transfer;
     }
-    if (transfer == Transfer::EndOfFile && attempt == 0) {
+    if (transfer == Transfer::endOfFile && attempt == 0) {
         traceAt(1,
                 "SendRequestOnFd: Command receiving on fd=%d failed EOF (inLength=%d, InOutMax=%d) "
                 "--> bail out\n",
                 fd_, shown(received_), shown(inOutMax_));
-        return Transfer::Failed;
+        return Transfer::failed;
     }
-    if (transfer == Transfer::Interrupted) {
+    if (transfer == Transfer::interrupted) {
         traceAt(
             1,
             "SendRequestOnFd: Command receiving on fd=%d interrupted (errno=EINTR, inLength=%d, "
@@ -236,7 +236,7 @@ bool Exchange::awaitNextByte() {
 /// The limit for reading. Before four bytes have arrived, the length word is a mixture of request
 /// and reply.
 std::uint64_t Exchange::limit() const {
-    if (surplus_ == Surplus::Drop) {
+    if (surplus_ == Surplus::drop) {
         return inOutMax_;
     }
     return received_ < kFrameHeader ? kFrameHeader : std::min(frameSize(frame_), inOutMax_);
@@ -245,13 +245,13 @@ std::uint64_t Exchange::limit() const {
 /// Reads the available bytes: one read, or two if the first one completes the length word.
 Transfer Exchange::pull() {
     Transfer transfer = receiveBytes(fd_, buffer_, limit(), received_);
-    if (transfer == Transfer::Partial && received_ < limit()) {
-        const bool knowsMore = surplus_ == Surplus::Leave && received_ == kFrameHeader;
-        if (knowsMore && receiveBytes(fd_, buffer_, limit(), received_) == Transfer::Failed) {
-            transfer = Transfer::Failed;
+    if (transfer == Transfer::partial && received_ < limit()) {
+        const bool knowsMore = surplus_ == Surplus::leave && received_ == kFrameHeader;
+        if (knowsMore && receiveBytes(fd_, buffer_, limit(), received_) == Transfer::failed) {
+            transfer = Transfer::failed;
         }
     }
-    if (transfer == Transfer::Failed) {
+    if (transfer == Transfer::failed) {
         traceAt(1,
                 "SendRequestOnFd: Command receiving on fd=%d failed (inLength=%d, InOutMax=%d) --> "
                 "bail out\n",
@@ -259,7 +259,7 @@ Transfer Exchange::pull() {
         return transfer;
     }
     if (isComplete()) {
-        return Transfer::Complete;
+        return Transfer::complete;
     }
     if (received_ == inOutMax_) {
         // The rest is not read: the channel is closed after this failure, which discards it.
@@ -267,7 +267,7 @@ Transfer Exchange::pull() {
                 "SendRequestOnFd: Command receiving on fd=%d incomplete (buffer too small) "
                 "(inLength=%d, InOutMax=%d, pCmdJ->len=%d)\n",
                 fd_, shown(received_), shown(inOutMax_), shown(frame_[0]));
-        return Transfer::BufferFull;
+        return Transfer::bufferFull;
     }
     return transfer;
 }
@@ -278,15 +278,15 @@ Transfer receiveBytes(int fd, void* buffer, std::uint64_t limit, std::uint64_t& 
     const ssize_t got = recv(fd, static_cast<char*>(buffer) + count, limit - count, MSG_DONTWAIT);
     if (got > 0) {
         count += static_cast<std::uint64_t>(got);
-        return Transfer::Partial;
+        return Transfer::partial;
     }
     if (got == 0) {
-        return Transfer::EndOfFile;
+        return Transfer::endOfFile;
     }
     if (errno == EINTR) {
-        return Transfer::Interrupted;
+        return Transfer::interrupted;
     }
-    return errno == EAGAIN ? Transfer::WouldBlock : Transfer::Failed;
+    return errno == EAGAIN ? Transfer::wouldBlock : Transfer::failed;
 }
 
 Transfer spendSecond(int fd, short mask, const StopSignal* stop,
@@ -295,7 +295,7 @@ Transfer spendSecond(int fd, short mask, const StopSignal* stop,
     for (;;) {
         const auto rest = std::chrono::ceil<milliseconds>(end - Clock::instance().monotonicTime());
         if (rest.count() <= 0) {
-            return Transfer::Partial;
+            return Transfer::partial;
         }
         short ready = 0;
         const int result = pollDescriptor(fd, mask, static_cast<int>(rest.count()), stop, ready);
@@ -303,13 +303,13 @@ Transfer spendSecond(int fd, short mask, const StopSignal* stop,
             continue;
         }
         if (result <= 0 || (ready & mask) == 0) {
-            return Transfer::Partial;
+            return Transfer::partial;
         }
         const Transfer transfer = move();
         if (isFinal(transfer)) {
             return transfer;
         }
-        if (transfer == Transfer::EndOfFile || transfer == Transfer::WouldBlock) {
+        if (transfer == Transfer::endOfFile || transfer == Transfer::wouldBlock) {
             // Always ready without any bytes to transfer: polling would spin.
             pauseFor(rest, stop);
         }

@@ -13,19 +13,19 @@ namespace varnock {
 
 /// The state of a transfer.
 enum class Transfer {
-    Complete,     ///< the whole frame was transferred
-    Partial,      ///< some bytes were transferred
-    WouldBlock,   ///< none, the peer is not ready
-    Interrupted,  ///< none, a signal arrived
-    EndOfFile,    ///< none, the peer has closed
-    BufferFull,   ///< the frame is larger than the buffer
-    Failed,
+    complete,     ///< the whole frame was transferred
+    partial,      ///< some bytes were transferred
+    wouldBlock,   ///< none, the peer is not ready
+    interrupted,  ///< none, a signal arrived
+    endOfFile,    ///< none, the peer has closed
+    bufferFull,   ///< the frame is larger than the buffer
+    failed,
 };
 
 /// True if waiting for more is pointless.
 inline bool isFinal(Transfer transfer) {
-    return transfer == Transfer::Complete || transfer == Transfer::BufferFull ||
-           transfer == Transfer::Failed;
+    return transfer == Transfer::complete || transfer == Transfer::bufferFull ||
+           transfer == Transfer::failed;
 }
 
 /// Spends one second on a transfer: repeats `move` whenever the descriptor is ready. Ends early
@@ -41,8 +41,8 @@ inline bool isFinal(Transfer transfer) {
 
 /// Treatment of the bytes after the reply.
 enum class Surplus {
-    Drop,   ///< they are read with the reply and counted
-    Leave,  ///< they belong to the next frame and stay in the socket
+    drop,   ///< they are read with the reply and counted
+    leave,  ///< they belong to the next frame and stay in the socket
 };
 
 /// Sends the frame and reads the reply over it. Returns the number of bytes received, at least the
@@ -52,7 +52,7 @@ enum class Surplus {
 /// REQUIRES: isUsableFrame().
 [[nodiscard]] int sendRequestOnFd(int fd, unsigned int* frame, unsigned int inOutMax,
                                   unsigned int timeoutMs, unsigned int retries,
-                                  Surplus surplus = Surplus::Drop,
+                                  Surplus surplus = Surplus::drop,
                                   const StopSignal* stop = nullptr);
 
 /// True if the frame and the beginning of any reply fit into the buffer. Otherwise the caller

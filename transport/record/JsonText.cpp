@@ -196,8 +196,9 @@ void writeArray(const JsonValue& array, TextSink& sink) {
         }
         if (element.IsUint() && element.GetUint() < kByteTexts.size()) {
             writeByte(element.GetUint(), sink);
-        } else
+        } else {
             write(element, sink);
+        }
     }
     sink.Put(']');
 }
@@ -268,8 +269,9 @@ void write(const JsonValue& value, TextSink& sink) {
         writeArray(value, sink);
     } else if (value.IsObject()) {
         writeObject(value, sink);
-    } else
+    } else {
         writeOther(value, sink);
+    }
 }
 
 }  // namespace

@@ -90,8 +90,9 @@ void add(Value& object, std::string_view key, Value&& value) {
 void put(Value& object, std::string_view key, Value&& value) {
     if (Value* existing = find(object, key)) {
         *existing = std::move(value);
-    } else
+    } else {
         add(object, key, std::move(value));
+    }
 }
 
 /// Removes every member of this name, so that no duplicate becomes visible, and keeps the order of
@@ -405,8 +406,9 @@ bool SipJson::SetRequestDataStream(const std::vector<unsigned char>& bytes) {
     }
     if (bytes.empty()) {
         removeMember(*command, kKeyData);
-    } else
+    } else {
         put(*command, kKeyData, makeBlock(bytes));
+    }
     removeMember(*command, kKeyStatus);
     return true;
 }
@@ -540,13 +542,14 @@ bool SipJson::GetCmdDataStream(int index, std::vector<unsigned char>& out) const
         blockToBytes(*value, out);
     } else if (value->IsArray()) {
         listToBytes(*value, out);
-    } else if (value->IsUint64())  // includes every unsigned 32-bit number
+    } else if (value->IsUint64()) {  // includes every unsigned 32-bit number
         numberToBytes(value->GetUint64(), out);
-    else if (value->IsString()) {
+    } else if (value->IsString()) {
         out.clear();
         appendText(*value, out);
-    } else
+    } else {
         return false;
+    }
     return true;
 }
 
@@ -600,6 +603,7 @@ void SipJson::Import(const char* text) {
     Clear();
     if (varnock::parseJson(std::move(local), *document_)) {
         document_->findCommands();
-    } else
+    } else {
         ClassInit();
+    }
 }

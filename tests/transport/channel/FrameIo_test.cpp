@@ -53,7 +53,7 @@ class SendRequestOnFd : public testing::Test {
   protected:
     /// The request "request" with a buffer of `size` bytes; the reply is already in the socket, or
     /// never arrives.
-    int send(unsigned int timeout = 30000, Surplus surplus = Surplus::Drop) {
+    int send(unsigned int timeout = 30000, Surplus surplus = Surplus::drop) {
         return sendRequestOnFd(pair.ours(), request.data(), limit, timeout, 10, surplus);
     }
     std::string on() const { return " on fd=" + std::to_string(pair.ours()); }
@@ -109,13 +109,13 @@ TEST_F(SendRequestOnFd, CountsWhatFollowsTheReply) {
 
 TEST_F(SendRequestOnFd, LeavesTheNextFrameInTheSocketIfItMatters) {
     pair.peerSends(frame("reply") + frame("event"));
-    EXPECT_EQ(send(30000, Surplus::Leave), 10);
+    EXPECT_EQ(send(30000, Surplus::leave), 10);
     EXPECT_EQ(pair.leftOver(), frame("event"));
 }
 
 TEST_F(SendRequestOnFd, TakesAFrameWithoutText) {
     pair.peerSends(std::string(4, '\0'));
-    EXPECT_EQ(send(30000, Surplus::Leave), 4);
+    EXPECT_EQ(send(30000, Surplus::leave), 4);
     pair.peerSends(std::string(4, '\0'));
     request = Frame("request", 4096);
     EXPECT_EQ(send(), 4);
@@ -345,7 +345,7 @@ TEST_F(SendRequestOnFd, EndsOnAStop) {
     SocketPair wake;
     StopSignal stop(wake.ours());
     stop.request();
-    EXPECT_EQ(sendRequestOnFd(pair.ours(), request.data(), limit, 30000, 10, Surplus::Leave, &stop),
+    EXPECT_EQ(sendRequestOnFd(pair.ours(), request.data(), limit, 30000, 10, Surplus::leave, &stop),
               kPollFailed);
     EXPECT_EQ(clock.elapsed(), 0s);
 }

@@ -1,5 +1,5 @@
-// Asks for the fans and enables events, as a provider does from its start to its end. Ends with 0, or
-// with 1 if the library reported a failure.
+// Asks for the fans and enables events, as a provider does from its start to its end. Ends with 0,
+// or with 1 if the library reported a failure.
 #include <new>
 
 #include "CIM/Provider/Include/Exceptions.h"
