@@ -17,8 +17,11 @@ function(varnock_harden target)
   # What an attacker finds harder: overwritten stacks, return addresses and tables of functions. The
   # fortified C library needs the optimiser, and the sanitizers replace the same functions.
   target_compile_options(${target} PRIVATE
-    -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
-    $<$<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:${VARNOCK_SANITIZE}>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+    -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
+  if(NOT VARNOCK_SANITIZE)
+    target_compile_options(${target} PRIVATE
+      $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+  endif()
   # The start files of the distribution have no notes about control-flow protection, so the linker
   # would drop those of the objects.
   target_link_options(${target} PRIVATE
