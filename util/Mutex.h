@@ -25,6 +25,9 @@ class VARNOCK_LOCK Mutex {
     }
     void unlock() VARNOCK_RELEASE() { pthread_mutex_unlock(&mutex_); }
 
+    /// Makes a free mutex of one that a vanished thread holds. REQUIRES: no other thread uses it.
+    void renew() { mutex_ = PTHREAD_MUTEX_INITIALIZER; }
+
     /// The next mutex of the one list that this mutex may be in, so that adding it needs no memory.
     Mutex*& next() { return next_; }
 

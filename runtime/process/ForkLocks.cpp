@@ -15,6 +15,7 @@ namespace {
 /// Held during a fork, so that the lists below do not change.
 constinit Mutex forkMutex;
 constinit Mutex* forkLocks = nullptr;
+constinit Mutex* renewedLocks = nullptr;
 constinit const ForkHandlers* channels = nullptr;
 
 // The locks are taken in one function and released in others, which the analysis cannot follow.
@@ -58,6 +59,9 @@ void leaveLocks() VARNOCK_NOT_ANALYSED {
 }
 
 void leaveLocksInChild() VARNOCK_NOT_ANALYSED {
+    for (Mutex* lock = renewedLocks; lock != nullptr; lock = lock->next()) {
+        lock->renew();
+    }
     RingBufferFile::leaveToParent();
     entryHeader().forgetHost();
     traceLock().Leave();
@@ -70,22 +74,38 @@ void leaveLocksInChild() VARNOCK_NOT_ANALYSED {
     leaveForkLocks();
 }
 
-}  // namespace
-
-void addForkLock(Mutex& mutex) {
+void add(Mutex*& list, Mutex& mutex) {
     const ScopedLock lock(forkMutex);
-    mutex.next() = forkLocks;
-    forkLocks = &mutex;
+    mutex.next() = list;
+    list = &mutex;
 }
 
-void removeForkLock(Mutex& mutex) {
+void remove(Mutex*& list, Mutex& mutex) {
     const ScopedLock lock(forkMutex);
-    for (Mutex** link = &forkLocks; *link != nullptr; link = &(*link)->next()) {
+    for (Mutex** link = &list; *link != nullptr; link = &(*link)->next()) {
         if (*link == &mutex) {
             *link = mutex.next();
             return;
         }
     }
+}
+
+}  // namespace
+
+void addForkLock(Mutex& mutex) {
+    add(forkLocks, mutex);
+}
+
+void removeForkLock(Mutex& mutex) {
+    remove(forkLocks, mutex);
+}
+
+void addRenewedLock(Mutex& mutex) {
+    add(renewedLocks, mutex);
+}
+
+void removeRenewedLock(Mutex& mutex) {
+    remove(renewedLocks, mutex);
 }
 
 void setChannelForkHandlers(const ForkHandlers& handlers) {

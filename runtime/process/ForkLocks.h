@@ -6,9 +6,9 @@
 // thread does not exist. The runtime knows its own locks; other rooms register theirs here.
 // Internal, not installed.
 //
-// The order is that of the locks: those of addForkLock(), the latest first; the handlers of the
-// channels; the mutex of the counters; CRegistry::MSpinlock; CEvent::Spinlock; the mutex of each
-// event; the trace lock.
+// The order is that of the locks: the lists below; those of addForkLock(), the latest first; the
+// handlers of the channels; the mutex of the counters; CRegistry::MSpinlock; CEvent::Spinlock; the
+// mutex of each event; the trace lock.
 namespace varnock {
 
 /// Lets fork() take a mutex and release it in parent and child.
@@ -17,6 +17,12 @@ void addForkLock(Mutex& mutex);
 /// Undoes addForkLock().
 void removeForkLock(Mutex& mutex);
 
+/// Makes a mutex free in the child, for one that may be held too long for fork() to wait for it.
+/// REQUIRES: as for addForkLock(). The holder calls no function of a user, who might call fork().
+void addRenewedLock(Mutex& mutex);
+/// Undoes addRenewedLock().
+void removeRenewedLock(Mutex& mutex);
+
 /// What fork() calls, as with pthread_atfork().
 struct ForkHandlers {
     void (*prepare)();
@@ -24,6 +30,7 @@ struct ForkHandlers {
     void (*child)();
 };
 /// Sets the handlers for the locks of the channels. `handlers` must live until the process ends.
+/// REQUIRES: the caller holds none of the locks of addForkLock().
 void setChannelForkHandlers(const ForkHandlers& handlers);
 
 /// Registers everything with pthread_atfork(). Called once, when the library is loaded.

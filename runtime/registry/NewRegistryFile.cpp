@@ -50,8 +50,8 @@ bool isStillAt(int file, const char* path) {
 NewRegistryFile::NewRegistryFile(const char* path) : path_(path), state_(acquire()) {}
 
 NewRegistryFile::~NewRegistryFile() {
-    // Before the lock is released with the stream.
-    if (isThere_) {
+    // Before the lock is released with the stream. Another saver may have the name by now.
+    if (isThere_ && isStillAt(fileno(stream_.get()), path_)) {
         unlinkAndKeepErrno(path_);
     }
 }
@@ -85,10 +85,13 @@ NewRegistryFile::State NewRegistryFile::acquire() {
 /// EAGAIN if another saver has renamed the file in between.
 FileDescriptor NewRegistryFile::openOnce() {
     constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    FileDescriptor file =
-        awayFromStandardStreams(open(path_, kFlags | O_CREAT | O_EXCL, kModeInWriting));
-    isCreated_ = static_cast<bool>(file);
-    if (!file && errno == EEXIST) {
+    const int opened = open(path_, kFlags | O_CREAT | O_EXCL, kModeInWriting);
+    isCreated_ = opened >= 0;
+    FileDescriptor file = awayFromStandardStreams(opened);
+    if (isCreated_ && !file) {
+        unlinkAndKeepErrno(path_);
+    }
+    if (!isCreated_ && errno == EEXIST) {
         file = awayFromStandardStreams(open(path_, kFlags));
         if (!file && errno == ENOENT) {
             errno = EAGAIN;
@@ -150,7 +153,7 @@ NewRegistryFile::State NewRegistryFile::makeStream(FileDescriptor file) {
 
 bool NewRegistryFile::finish() {
     return ferror(stream_.get()) == 0 && fflush(stream_.get()) == 0 &&
-           fsync(fileno(stream_.get())) == 0;
+           fsync(fileno(stream_.get())) == 0 && isStillAt(fileno(stream_.get()), path_);
 }
 
 bool NewRegistryFile::renameTo(const char* target) {

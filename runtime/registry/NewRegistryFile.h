@@ -40,7 +40,7 @@ class NewRegistryFile {
     State state() const { return state_; }
     /// The empty file. REQUIRES: state() is open.
     FILE* stream() const { return stream_.get(); }
-    /// Flushes and syncs the file. False with errno on failure.
+    /// Flushes and syncs the file. False with errno on failure, also if the name is another file's.
     [[nodiscard]] bool finish();
     /// Lets everyone read the file and renames it. False with errno on failure.
     [[nodiscard]] bool renameTo(const char* target);

@@ -37,7 +37,11 @@ void enlist(Record& record) VARNOCK_REQUIRES(CEvent::Spinlock) {
     records = &record;
 }
 
+/// A record that its user has made is in no list.
 void delist(Record& record) VARNOCK_REQUIRES(CEvent::Spinlock) {
+    if (record.previous == nullptr && records != &record) {
+        return;
+    }
     (record.previous != nullptr ? record.previous->next : records) = record.next;
     if (record.next != nullptr) {
         record.next->previous = record.previous;

@@ -238,6 +238,7 @@ bool Opening::openFile() {
     hasHoles_ = std::int64_t{status.st_blocks} * 512 < std::min(length_, size_);
     isShort_ = length_ < kEntriesBegin;
     isNew_ = isShort_ || isUnfinished();
+    created_ = created_ && isNew_;  // another process may have finished the file meanwhile
     return true;
 }
 

@@ -383,7 +383,7 @@ TEST_F(TraceOfProcesses, AForkedChildTakesAFileWithItsFirstEntry) {
 TEST_F(TraceOfProcesses, ChildrenAreForkedWhileAnotherThreadTraces) {
     files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "10";
     EXPECT_EQ(files_.host({"fork"}).out, "forked, 0 failures\n");
-    const rapidjson::Document found = json({"--grep", "^child [0-9]+$"});
+    const rapidjson::Document found = json({"--timeout", "100", "--grep", "^child [0-9]+$"});
     ASSERT_EQ(found.Size(), 20U);
     for (const auto& entry : found.GetArray()) {
         EXPECT_EQ(entry["file"], "log.CIM_Provider_b");

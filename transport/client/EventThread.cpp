@@ -10,6 +10,7 @@
 #include "runtime/process/ForkLocks.h"
 #include "runtime/threads/Cancellation.h"
 #include "transport/AgentSocket.h"
+#include "transport/channel/ProcessState.h"
 #include "transport/channel/TransportTrace.h"
 
 namespace varnock {
@@ -51,11 +52,16 @@ class PipeGuard {
 }  // namespace
 
 EventThread::EventThread(EventListener listener) : listener_(std::move(listener)) {
+    // The handlers must be there before a lock of theirs is held: setting them waits for a fork,
+    // which waits for the lock.
+    currentProcess();
     addForkLock(nameMutex_);
+    addRenewedLock(enabling_);
 }
 
 EventThread::~EventThread() {
     stop();
+    removeRenewedLock(enabling_);
     removeForkLock(nameMutex_);
 }
 
@@ -73,7 +79,7 @@ EventThread::Name EventThread::name() const {
 
 /// False when the caller is the event thread and the lock holder waits for that thread to end
 /// because it enables events again: taking the lock would deadlock.
-bool EventThread::lock(std::unique_lock<std::mutex>& enabling) const {
+bool EventThread::lock(std::unique_lock<Mutex>& enabling) const {
     const EventRun* own = EventRun::ofThisThread(this);
     if (own == nullptr) {
         enabling.lock();

@@ -51,7 +51,7 @@ class EventThread {
   private:
     using Name = std::array<char, 256>;
 
-    [[nodiscard]] bool lock(std::unique_lock<std::mutex>& enabling) const;
+    [[nodiscard]] bool lock(std::unique_lock<Mutex>& enabling) const;
     [[nodiscard]] bool start();
     [[nodiscard]] bool registerEvents();
     [[nodiscard]] bool startThread(std::shared_ptr<EventRun> run);
@@ -69,7 +69,7 @@ class EventThread {
     TerminatePipe pipe_;
     std::atomic<int> eventFd_{-1};
     std::shared_ptr<EventRun> run_;  ///< of the last started thread
-    std::mutex enabling_;            ///< serialises enable()
+    Mutex enabling_;                 ///< serialises enable()
 };
 
 }  // namespace varnock

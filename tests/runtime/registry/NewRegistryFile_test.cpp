@@ -287,9 +287,11 @@ TEST_F(RegistrySaver, DoesNotRenameAFileThatIsNoLongerItsOwn) {
         ASSERT_EQ(file.state(), NewRegistryFile::State::open);
         ASSERT_EQ(unlink(newFile_.c_str()), 0);
         writeFile(newFile_, "half");
+        EXPECT_FALSE(file.finish());
         EXPECT_FALSE(file.renameTo(target.c_str()));
         EXPECT_NE(access(target.c_str(), F_OK), 0);
     }
+    EXPECT_EQ(readFile(newFile_), "half");
 }
 
 TEST_F(RegistrySaver, OpensTheFileToAllJustBeforeItIsRenamed) {
