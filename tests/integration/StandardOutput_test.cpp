@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "tests/integration/LibraryFiles.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
 
 namespace varnock::test {
@@ -225,6 +226,7 @@ TEST(StandardOutputAlone, AnInterruptEndsACommandWhoseReaderIsStuck) {
 }
 
 TEST(StandardOutputAlone, ErrorsThatComeWhenItIsClosedCount) {
+    SKIP_IF_LEAKS_CANNOT_BE_SOUGHT();
     const TemporaryDirectory directory;
     const Command traced{"strace", "-qq",
                          "-o",     directory.file("calls"),

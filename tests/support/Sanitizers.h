@@ -41,6 +41,10 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
     GTEST_SKIP() << "the address sanitizer takes the stack of a thread that is unwound by a " \
                     "cancellation or pthread_exit for overwritten"
 
+#define SKIP_IF_LEAKS_CANNOT_BE_SOUGHT()  \
+    if (varnock::test::kAddressSanitizer) \
+    GTEST_SKIP() << "the leak sanitizer needs a thread and ptrace at the end of a program"
+
 #define SKIP_IF_FORKED_THREADS_ARE_LOST()                                                    \
     if (varnock::test::kSanitized)                                                           \
     GTEST_SKIP() << "the thread sanitizer lets the forked child of several threads neither " \
