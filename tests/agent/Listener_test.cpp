@@ -109,10 +109,10 @@ TEST_F(AgentListener, TakesOverAnInheritedSocketAndDoesNotRemoveIt) {
 
 TEST_F(AgentListener, LetsOneAgentAtATimeStartInADirectory) {
     FileDescriptor lock = lockDirectory(directory_.path());
-    EXPECT_THROW(lockDirectory(directory_.path()), StartError);
+    EXPECT_THROW(static_cast<void>(lockDirectory(directory_.path())), StartError);
     lock.reset();
     EXPECT_TRUE(lockDirectory(directory_.path()));
-    EXPECT_THROW(lockDirectory(directory_.file("missing")), StartError);
+    EXPECT_THROW(static_cast<void>(lockDirectory(directory_.file("missing"))), StartError);
 }
 
 }  // namespace
