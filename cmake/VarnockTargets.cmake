@@ -27,12 +27,6 @@ function(varnock_harden target)
   target_link_options(${target} PRIVATE
     LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text
     LINKER:-z,ibt LINKER:-z,shstk)
-  # Cancellation of a thread unwinds these functions; clang takes them for functions that never
-  # unwind, and drops the destructors of their callers.
-  foreach(call IN ITEMS fopen fopen64 fdopen fclose fflush fputs fputc putc fwrite fread fgets fgetc
-      getc ungetc fseek fseeko ftell ftello fprintf vfprintf printf vprintf puts putchar perror)
-    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:Clang>:-fno-builtin-${call}>)
-  endforeach()
   # The stores that mark a global object as destroyed are read later on purpose: without this flag
   # the compiler removes them as dead.
   target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-lifetime-dse>)
@@ -50,6 +44,12 @@ function(varnock_harden target)
     target_compile_options(${target} PRIVATE --coverage -O0)
     target_link_options(${target} PUBLIC --coverage)
   endif()
+endfunction()
+
+# Cancellation of a thread unwinds functions of the C library, such as fputs(). clang takes many of them
+# for functions that never unwind, and drops the destructors of their callers.
+function(varnock_unwinds_through_c target)
+  target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:Clang>:-fno-builtin>)
 endfunction()
 
 # Includes in quotes find the headers of the source tree. Those in angle brackets must not, so that
