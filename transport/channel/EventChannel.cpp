@@ -162,9 +162,9 @@ EventRead reopenBroken(const StopSignal* stop) {
         }
     });
     if (fd < 0) {
-        return {EventRead::Kind::Failed, kNotOpened};
+        return {EventRead::Kind::failed, kNotOpened};
     }
-    return {EventRead::Kind::Reopened, fd};
+    return {EventRead::Kind::reopened, fd};
 }
 
 bool isEventChannel(int clientFd) {
@@ -211,7 +211,7 @@ int currentEventFd() {
 
 EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop) {
     if (!isEventChannel(clientFd)) {
-        return {EventRead::Kind::Failed, kNotOpened};
+        return {EventRead::Kind::failed, kNotOpened};
     }
     EventFrame frame(clientFd);
     const Transfer transfer = receiveEvent(frame, clientFd, stop);
@@ -219,17 +219,17 @@ EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop) {
         traceAt(2, "GetEventJson: processing event on fd=%d (inLength=%d)\n", clientFd,
                 frame.received());
         event.Import(frame.text());
-        return {EventRead::Kind::Delivered, clientFd};
+        return {EventRead::Kind::delivered, clientFd};
     }
     if (transfer == Transfer::endOfFile) {
         traceAt(1,
                 "GetEventJson: Event receiving on fd=%d failed EOF (inLength=%d, InMax=%d) --> "
                 "ignore this event!\n",
                 clientFd, frame.received(), frame.expected());
-        return {EventRead::Kind::EndOfFile, kNotOpened};
+        return {EventRead::Kind::endOfFile, kNotOpened};
     }
     if (isRequested(stop)) {
-        return {EventRead::Kind::Failed, kNotOpened};
+        return {EventRead::Kind::failed, kNotOpened};
     }
     traceBrokenEvent(transfer, frame, clientFd);
     return reopenBroken(stop);

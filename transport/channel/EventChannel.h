@@ -18,10 +18,10 @@ inline constexpr unsigned int kLongestEvent = 16U << 20;
 /// The result of reading an event.
 struct EventRead {
     enum class Kind {
-        Delivered,  ///< the record is filled
-        Reopened,   ///< a broken channel was replaced; there is no event
-        EndOfFile,  ///< the agent has closed the channel
-        Failed,     ///< a wrong descriptor, or the channel could not be reopened
+        delivered,  ///< the record is filled
+        reopened,   ///< a broken channel was replaced; there is no event
+        endOfFile,  ///< the agent has closed the channel
+        failed,     ///< a wrong descriptor, or the channel could not be reopened
     };
     Kind kind;
     int fd;  ///< to poll from now on; -1 for the last two

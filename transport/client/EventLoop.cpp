@@ -87,13 +87,13 @@ bool EventLoop::handleEvent() {
         }
         SipJson event;
         const EventRead read = readEvent(run_.eventFd, event, &run_.stop);
-        if (read.kind == EventRead::Kind::Delivered) {
+        if (read.kind == EventRead::Kind::delivered) {
             deliver(event);
             return true;
         }
         // The agent may have been restarted. Events must not end silently, so the channel is
         // reopened.
-        return read.kind == EventRead::Kind::EndOfFile ? reopen() : followChannel(read.fd);
+        return read.kind == EventRead::Kind::endOfFile ? reopen() : followChannel(read.fd);
     } catch (const std::exception& failure) {
         traceThrown(failure.what());
         isChannelLost_ = currentEventFd() != run_.eventFd;

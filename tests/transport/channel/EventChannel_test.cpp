@@ -221,7 +221,7 @@ TEST_F(EventChannel, ReportsThatTheAgentClosedIt) {
     EXPECT_TRUE(trace.contains("GetEventJson: Event receiving on fd=" + name +
                                " failed EOF (inLength=0, InMax=4) --> ignore this event!"));
     EXPECT_EQ(clock.elapsed(), 0s);
-    EXPECT_EQ(readEvent(fd, event, nullptr).kind, EventRead::Kind::EndOfFile);
+    EXPECT_EQ(readEvent(fd, event, nullptr).kind, EventRead::Kind::endOfFile);
 }
 
 TEST_F(EventChannel, ReopensWhenAFrameNeverArrives) {
@@ -425,7 +425,7 @@ TEST_F(EventChannel, EndsItsWaitsOnAStop) {
     ASSERT_EQ(clock.poll(&readable, 1, -1), 1);
     wake.peerSends("WAKE");
     stop.request();
-    EXPECT_EQ(readEvent(fd, event, &stop).kind, EventRead::Kind::Failed);
+    EXPECT_EQ(readEvent(fd, event, &stop).kind, EventRead::Kind::failed);
     EXPECT_LT(reOpenEventChannel(&stop), 0);
     EXPECT_EQ(clock.elapsed(), 0s);
     EXPECT_EQ(trace.count("bail out"), 0u);
