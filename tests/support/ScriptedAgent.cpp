@@ -245,7 +245,7 @@ AgentReply& AgentReply::thenIgnoresInput() {
 
 /// One thing to do on a connection; the next one waits until it is done.
 struct ScriptedAgent::Step {
-    enum class Kind { Write, Pause, Hold, Close, IgnoreInput };
+    enum class Kind { write, pause, hold, close, ignoreInput };
     Kind kind;
     std::string bytes = {};
     milliseconds pause{0};
@@ -262,8 +262,8 @@ struct ScriptedAgent::Connection {
     std::string input;
     std::deque<Step> steps;
 
-    bool waitsToWrite() const { return !steps.empty() && steps.front().kind == Step::Kind::Write; }
-    bool isHeld() const { return !steps.empty() && steps.front().kind == Step::Kind::Hold; }
+    bool waitsToWrite() const { return !steps.empty() && steps.front().kind == Step::Kind::write; }
+    bool isHeld() const { return !steps.empty() && steps.front().kind == Step::Kind::hold; }
     short events() const {
         return static_cast<short>((ignoresInput ? 0 : POLLIN) | (waitsToWrite() ? POLLOUT : 0));
     }
@@ -717,24 +717,24 @@ void ScriptedAgent::schedule(Connection& connection, const AgentReply& reply,
         edit(bytes);
     }
     if (reply.held_) {
-        connection.steps.push_back({Kind::Hold});
+        connection.steps.push_back({Kind::hold});
     }
     if (reply.delay_.count() > 0) {
-        connection.steps.push_back({Kind::Pause, {}, reply.delay_});
+        connection.steps.push_back({Kind::pause, {}, reply.delay_});
     }
     const std::size_t size = reply.pieceSize_ != 0 ? reply.pieceSize_ : bytes.size();
     for (std::size_t sent = 0; sent < bytes.size(); sent += size) {
         if (sent != 0) {
-            connection.steps.push_back({Kind::Pause, {}, reply.piecePause_});
+            connection.steps.push_back({Kind::pause, {}, reply.piecePause_});
         }
-        connection.steps.push_back({Kind::Write, bytes.substr(sent, size)});
+        connection.steps.push_back({Kind::write, bytes.substr(sent, size)});
     }
     if (reply.ignoresInput_) {
-        connection.steps.push_back({Kind::IgnoreInput});
+        connection.steps.push_back({Kind::ignoreInput});
     }
     if (reply.close_) {
-        connection.steps.push_back({Kind::Pause, {}, *reply.close_});
-        connection.steps.push_back({Kind::Close});
+        connection.steps.push_back({Kind::pause, {}, *reply.close_});
+        connection.steps.push_back({Kind::close});
     }
 }
 
@@ -762,7 +762,7 @@ void ScriptedAgent::advance(Connection& connection) {
 /// True if the step is done.
 bool ScriptedAgent::perform(Connection& connection, Step& step) {
     switch (step.kind) {
-        case Step::Kind::Write: {
+        case Step::Kind::write: {
             const ssize_t count =
                 send(connection.fd, step.bytes.data(), step.bytes.size(), MSG_NOSIGNAL);
             if (count < 0) {
@@ -772,18 +772,18 @@ bool ScriptedAgent::perform(Connection& connection, Step& step) {
             step.bytes.erase(0, static_cast<std::size_t>(count));
             return step.bytes.empty();
         }
-        case Step::Kind::Pause:
+        case Step::Kind::pause:
             if (step.pause.count() == 0) {
                 return true;
             }
             step.due = step.due.value_or(now() + step.pause);
             return now() >= *step.due;
-        case Step::Kind::Hold:
+        case Step::Kind::hold:
             return false;
-        case Step::Kind::Close:
+        case Step::Kind::close:
             connection.closed = true;
             return true;
-        case Step::Kind::IgnoreInput:
+        case Step::Kind::ignoreInput:
             connection.ignoresInput = true;
             return true;
     }

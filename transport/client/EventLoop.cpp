@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kAfterFailure{1000};
 
-enum class Wake { Event, Nothing, Terminate };
+enum class Wake { event, nothing, terminate };
 
 /// Waits for an event or the stop request. The pipe is checked first. A failed or interrupted wait
 /// counts as a signal on the pipe: the thread exits rather than spin.
@@ -28,14 +28,14 @@ Wake awaitWake(const EventRun& run) {
     const int ready = isToldToStop ? -1 : Clock::instance().poll(descriptors, 2, -1);
     if (ready < 0 || descriptors[0].revents != 0) {
         traceAt(1, "Thread_EventMain: somebody signaled terminate -> bail out\n");
-        return Wake::Terminate;
+        return Wake::terminate;
     }
     if (ready == 0) {
         traceAt(
             1, "Thread_EventMain: ## WARNING ##: select returned 0 (maybe timeout) --> continue\n");
-        return Wake::Nothing;
+        return Wake::nothing;
     }
-    return Wake::Event;
+    return Wake::event;
 }
 
 /// Marks the run as ended when the thread leaves its loop, also by an exception or cancellation.
@@ -72,8 +72,8 @@ void EventLoop::run() {
     traceAt(1, "Thread_EventMain: Event thread started\n");
     for (;;) {
         const bool mustReopen = isChannelLost_ && !run_.stop.requested();
-        const Wake wake = mustReopen ? Wake::Event : awaitWake(run_);
-        if (wake == Wake::Terminate || (wake == Wake::Event && !handleEvent())) {
+        const Wake wake = mustReopen ? Wake::event : awaitWake(run_);
+        if (wake == Wake::terminate || (wake == Wake::event && !handleEvent())) {
             return;
         }
     }
