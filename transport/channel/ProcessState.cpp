@@ -19,20 +19,24 @@ std::atomic<int> processId{0};
 
 /// A lock held by another thread during the fork would stay locked in the child. The locks are
 /// taken and released in different functions, which the analysis cannot follow.
+///
+/// To read the key is enough: no thread is changing it then. A vanished reader leaves nothing half
+/// done, but its count.
 void lockAll() VARNOCK_NOT_ANALYSED {
-    keyLock.lock();
+    keyLock.lock_shared();
     channelLock.lock();
 }
 
 void unlockAll() VARNOCK_NOT_ANALYSED {
     channelLock.unlock();
-    keyLock.unlock();
+    keyLock.unlock_shared();
 }
 
 void startChild() VARNOCK_NOT_ANALYSED {
     processId.store(getpid(), std::memory_order_relaxed);
     channelLock.unlock();
-    // The lock identifies its writer by a thread id that does not exist in the child.
+    keyLock.unlock_shared();
+    // The lock still counts the readers of the parent's other threads.
     new (&keyLock) KeyLock;
 }
 
