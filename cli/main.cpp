@@ -286,7 +286,7 @@ void addDoctor(CLI::App& app, CommandLine& line) {
 /// answer. Allocates no memory.
 void endWith(const Ending& ending, Format format) {
     if (const auto status = printFailureFirst(ending, format)) {
-        varnock::console::say("varnockctl", ending.message);
+        say(ending.message);
         _exit(static_cast<int>(*status));
     }
 }
@@ -300,7 +300,7 @@ void endWith(const Ending& ending, Format format) {
                    ? 0
                    : varnock::console::kOutputLost;
     }
-    varnock::console::say("varnockctl", error.what());
+    say(error.what());
     varnock::console::say("Run with --help for more information.");
     return static_cast<int>(print(failureAnswer(ExitStatus::usage, error.what()), format));
 }
@@ -368,7 +368,7 @@ void endWith(const Ending& ending, Format format) {
         return {ExitStatus::failed,
                 number == EAGAIN ? "no further thread can be created" : strerror(number)};
     } catch (const std::exception& exception) {
-        varnock::console::say("varnockctl", exception.what());
+        say(exception.what());
         return {ExitStatus::failed, "internal error"};
     }
 }
@@ -380,7 +380,7 @@ void endWith(const Ending& ending, Format format) {
     if (std::current_exception() != nullptr) {
         ending = endingOfException();
     }
-    varnock::console::say("varnockctl", ending.message);
+    say(ending.message);
     _exit(static_cast<int>(printFailureNow(ending, requestedFormat).value_or(ending.status)));
 }
 
@@ -402,7 +402,7 @@ int main(int argc, char** argv) {
         return run(argc, argv);
     } catch (const std::exception&) {
         const Ending ending = endingOfException();
-        varnock::console::say("varnockctl", ending.message);
+        say(ending.message);
         const auto status = printFailureFirst(ending, requestedFormat);
         return static_cast<int>(status.value_or(ending.status));
     }

@@ -76,11 +76,18 @@ function(varnock_public_includes target)
 endfunction()
 
 # varnock_room(SOURCES a.cpp ... PUBLIC_HEADERS A.h ...): adds the sources of the current folder to
-# the library and registers its public headers for installation.
+# the library and registers its public headers for installation. The sources of a folder make a batch,
+# so that a program that needs the runtime alone links no other room.
 function(varnock_room)
   cmake_parse_arguments(ROOM "" "" "SOURCES;PUBLIC_HEADERS" ${ARGN})
   list(TRANSFORM ROOM_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   target_sources(varnock_core PRIVATE ${ROOM_SOURCES})
+  foreach(source IN LISTS ROOM_SOURCES)
+    cmake_path(GET source PARENT_PATH batch)
+    cmake_path(RELATIVE_PATH batch BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
+    string(REPLACE "/" "_" batch ${batch})
+    set_source_files_properties(${source} TARGET_DIRECTORY varnock_core PROPERTIES UNITY_GROUP ${batch})
+  endforeach()
   cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR}
     OUTPUT_VARIABLE folder)
   list(TRANSFORM ROOM_PUBLIC_HEADERS PREPEND ${folder}/)
@@ -110,16 +117,23 @@ function(varnock_unoptimised target)
   target_compile_options(${target} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0;-g1;-U_FORTIFY_SOURCE>)
 endfunction()
 
-# Headers dominate the compile time of a test: those of the framework are precompiled once for all
-# programs, and the tests are compiled several at a time. The clang preset does without both and thus
-# finds missing includes.
+# Compiles the sources several at a time: headers and templates that they share dominate the time of a
+# build. File-local names of a target must therefore differ. The clang presets compile each source on
+# its own and thus find missing includes.
+function(varnock_compile_in_batches target)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    # Types of unnamed namespaces are local to the sources compiled together.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  endif()
+endfunction()
+
+# In addition, the headers of the test framework are precompiled once for all programs.
 function(varnock_compile_tests_quickly target)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     return()
   endif()
-  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 4)
-  # Fixtures of unnamed namespaces are local to the tests compiled together.
-  target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  varnock_compile_in_batches(${target})
   if(NOT TARGET varnock_test_framework)
     file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test-framework/empty.cpp CONTENT "")
     add_library(varnock_test_framework OBJECT ${PROJECT_BINARY_DIR}/test-framework/empty.cpp)

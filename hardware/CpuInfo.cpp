@@ -20,6 +20,7 @@
 #include "runtime/files/FileDescriptor.h"
 #include "runtime/files/FileStream.h"
 #include "runtime/files/PlatformPaths.h"
+#include "util/Ascii.h"
 
 static_assert(offsetof(_Cpu_Data_From_OS_, processor) == 0);
 static_assert(offsetof(_Cpu_Data_From_OS_, initialApicId) == 32);
@@ -27,9 +28,10 @@ static_assert(offsetof(_Cpu_Data_From_OS_, modelName) == 48);
 
 namespace {
 
-using Record = _Cpu_Data_From_OS_;
+using CpuRecord = _Cpu_Data_From_OS_;
 using varnock::FileDescriptor;
 using varnock::FileStream;
+using varnock::isSpace;
 
 constexpr unsigned int kNotKnown = 0xFFFFFFFF;
 constexpr unsigned int kCacheLevelOfFile = 2;
@@ -40,25 +42,20 @@ using Line = std::array<char, 512>;
 
 struct NumberKey {
     std::string_view key;
-    std::uint32_t Record::*member;
+    std::uint32_t CpuRecord::*member;
 };
 
 constexpr NumberKey kNumberKeys[] = {
-    {"cpu family", &Record::family},
-    {"model", &Record::model},
-    {"stepping", &Record::stepping},
-    {"revision", &Record::stepping},
-    {"cpu MHz", &Record::speed},
-    {"cache size", &Record::cacheSize},
-    {"cpu cores", &Record::cores},
-    {"apicid", &Record::apicId},
-    {"initial apicid", &Record::initialApicId},
+    {"cpu family", &CpuRecord::family},
+    {"model", &CpuRecord::model},
+    {"stepping", &CpuRecord::stepping},
+    {"revision", &CpuRecord::stepping},
+    {"cpu MHz", &CpuRecord::speed},
+    {"cache size", &CpuRecord::cacheSize},
+    {"cpu cores", &CpuRecord::cores},
+    {"apicid", &CpuRecord::apicId},
+    {"initial apicid", &CpuRecord::initialApicId},
 };
-
-/// White space, independent of the locale.
-constexpr bool isSpace(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
 
 std::string_view withoutLeadingSpace(std::string_view text) {
     while (!text.empty() && isSpace(text.front())) {
@@ -101,7 +98,7 @@ std::optional<Pair> nextPair(FILE* file, Line& buffer) {
     return std::nullopt;
 }
 
-void store(Record& record, std::string_view key, std::string_view value) {
+void store(CpuRecord& record, std::string_view key, std::string_view value) {
     if (key == "model name") {
         record.modelName = value;
         return;
@@ -137,8 +134,8 @@ FileStream openCpuInfo(const char* path) {
 }
 
 /// Each "processor" line starts a record; lines before the first are skipped.
-std::vector<Record> readRecords(FILE* file) {
-    std::vector<Record> records;
+std::vector<CpuRecord> readRecords(FILE* file) {
+    std::vector<CpuRecord> records;
     Line buffer;
     while (const auto pair = nextPair(file, buffer)) {
         if (pair->key == "processor") {
@@ -163,7 +160,7 @@ CCpuInfoOS::CCpuInfoOS() {
     }
 }
 
-bool CCpuInfoOS::GetCpuDataFromOS(std::vector<Record>& out) {
+bool CCpuInfoOS::GetCpuDataFromOS(std::vector<CpuRecord>& out) {
     const std::string path = varnock::cpuInfoFile();
     const FileStream file = openCpuInfo(path.c_str());
     if (!file) {
@@ -174,7 +171,7 @@ bool CCpuInfoOS::GetCpuDataFromOS(std::vector<Record>& out) {
         }
         return false;
     }
-    std::vector<Record> records = readRecords(file.get());
+    std::vector<CpuRecord> records = readRecords(file.get());
     if (records.empty()) {
         if (Debug.IsOn(2)) {
             Debug.Print(2, "GetCpuDataFromOS: no suitable data found in %s\n", path.c_str());
@@ -200,7 +197,7 @@ int CCpuInfoOS::GetAndPrepareLine(FILE* file, std::string& key, std::string& val
     return kKeyAndValue;
 }
 
-unsigned int CCpuInfoOS::field(unsigned int i, std::uint32_t Record::*member) const {
+unsigned int CCpuInfoOS::field(unsigned int i, std::uint32_t CpuRecord::*member) const {
     return i < count_ ? records_[i].*member : kNotKnown;
 }
 
@@ -211,25 +208,25 @@ unsigned int CCpuInfoOS::GetNumberLogicalCPUsFromOS() const {
     return count_;
 }
 unsigned int CCpuInfoOS::GetCpuFamilyFromOS(unsigned int i) const {
-    return field(i, &Record::family);
+    return field(i, &CpuRecord::family);
 }
 unsigned int CCpuInfoOS::GetCpuModelFromOS(unsigned int i) const {
-    return field(i, &Record::model);
+    return field(i, &CpuRecord::model);
 }
 unsigned int CCpuInfoOS::GetCpuStepFromOS(unsigned int i) const {
-    return field(i, &Record::stepping);
+    return field(i, &CpuRecord::stepping);
 }
 unsigned int CCpuInfoOS::GetCpuSpeedFromOS(unsigned int i) const {
-    return field(i, &Record::speed);
+    return field(i, &CpuRecord::speed);
 }
 unsigned int CCpuInfoOS::GetCpuNrCoresFromOS(unsigned int i) const {
-    return field(i, &Record::cores);
+    return field(i, &CpuRecord::cores);
 }
 unsigned int CCpuInfoOS::GetCpuApicIdFromOS(unsigned int i) const {
-    return field(i, &Record::apicId);
+    return field(i, &CpuRecord::apicId);
 }
 unsigned int CCpuInfoOS::GetCpuApicIdInitialFromOS(unsigned int i) const {
-    return field(i, &Record::initialApicId);
+    return field(i, &CpuRecord::initialApicId);
 }
 
 unsigned int CCpuInfoOS::GetCpuCacheSizeFromOS(unsigned int i, unsigned int level) const {

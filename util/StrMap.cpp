@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr unsigned int kGrowthStep = 16;
+constexpr unsigned int kCapacityStep = 16;
 /// With fewer entries a binary search is as fast.
 constexpr unsigned int kSmallestIndexed = 256;
 /// Indexing an entry costs a fraction of a binary search.
@@ -229,7 +229,7 @@ void CStrMap::reserveOne() {
     if (count_ < capacity_) {
         return;
     }
-    const unsigned int reported = count_ + kGrowthStep;
+    const unsigned int reported = count_ + kCapacityStep;
     if (reported > allocated_) {
         const unsigned int wanted = std::max(reported, 2 * count_);
         Assoc* grown = new Assoc[wanted];

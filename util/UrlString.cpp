@@ -11,7 +11,11 @@
 #include <cstdint>
 #include <memory>
 
+#include "util/Ascii.h"
+
 namespace {
+
+using varnock::isSpace;
 
 constexpr size_t kMaxValueBytes = 1024;
 constexpr size_t kMaxQuotedText = 1024;
@@ -35,11 +39,6 @@ char* copyOf(std::string_view text) {
     text.copy(copy, text.size());
     copy[text.size()] = '\0';
     return copy;
-}
-
-/// White space, independent of the locale.
-bool isSpace(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 /// Up to the first '&' outside quotes.

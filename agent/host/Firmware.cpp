@@ -4,17 +4,9 @@
 
 #include "agent/host/Files.h"
 #include "agent/host/FirmwareTable.h"
+#include "agent/host/Text.h"
 
 namespace varnock::agent {
-namespace {
-
-std::optional<std::string> first(std::optional<std::string> preferred,
-                                 std::optional<std::string> otherwise) {
-    return preferred ? std::move(preferred) : std::move(otherwise);
-}
-
-}  // namespace
-
 std::optional<std::string> Firmware::text(const char* name) const {
     return readLine(root_ / "sys/class/dmi/id" / name);
 }
@@ -89,11 +81,11 @@ std::optional<std::string> Firmware::assetTag() {
 }
 
 std::optional<std::string> Firmware::biosVersion() {
-    return first(agent::biosVersion(table()), text("bios_version"));
+    return orElse(agent::biosVersion(table()), text("bios_version"));
 }
 
 std::optional<std::string> Firmware::uuid() {
-    return first(text("product_uuid"), systemUuid(table()));
+    return orElse(text("product_uuid"), systemUuid(table()));
 }
 
 }  // namespace varnock::agent

@@ -11,6 +11,7 @@
 #include "agent/host/OperatingSystem.h"
 #include "agent/host/PciDevices.h"
 #include "agent/host/Processors.h"
+#include "agent/host/Text.h"
 #include "agent/host/Topology.h"
 #include "runtime/Version.h"
 
@@ -33,7 +34,6 @@ namespace {
 
 using Bytes = Answer::Bytes;
 using Number = std::optional<unsigned>;
-using Text = std::optional<std::string>;
 
 /// The host is one cabinet.
 constexpr unsigned kCabinet = 0;
@@ -156,10 +156,6 @@ Answer pciHeader(const PciDevices& pci, const Command& command) {
     return pci.header({place[0], place[1], place[2]});
 }
 
-Text first(Text preferred, Text otherwise) {
-    return preferred ? std::move(preferred) : std::move(otherwise);
-}
-
 Number boardCount(const std::vector<Component>& boards) {
     return boards.empty() ? std::nullopt : Number(static_cast<unsigned>(boards.size()));
 }
@@ -181,8 +177,8 @@ std::optional<Component> socketOf(HostMachine::Sources& host, unsigned cpu) {
 
 Text socketName(HostMachine::Sources& host, unsigned cpu) {
     const auto socket = socketOf(host, cpu);
-    return first(socket ? socket->designation : std::nullopt,
-                 packageName(host.topology.package(cpu)));
+    return orElse(socket ? socket->designation : std::nullopt,
+                  packageName(host.topology.package(cpu)));
 }
 
 std::optional<MemoryModule> memoryModule(HostMachine::Sources& host, const Command& command) {
@@ -277,7 +273,7 @@ constexpr Row kRows[] = {
      [](Host&, const Command&) -> Answer { return std::string(TovQXObjectVersion); }},
     {kComponentText, 0x1510, Objects::none,
      [](Host& host, const Command&) -> Answer {
-         return first(host.firmware.uuid(), host.system.machineId());
+         return orElse(host.firmware.uuid(), host.system.machineId());
      }},
     // System boards and firmware
     {0x0D00, 0, Objects::none,

@@ -14,7 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kDevices = "sys/bus/pci/devices";
-constexpr std::size_t kHeaderSize = 64;
+constexpr std::size_t kPciHeaderSize = 64;
 
 std::string nameOf(PciPlace place) {
     std::array<char, sizeof "0000:00:00.00"> name{};
@@ -50,8 +50,8 @@ std::optional<std::vector<PciPlace>> PciDevices::list() const {
 }
 
 std::optional<std::vector<unsigned char>> PciDevices::header(PciPlace place) const {
-    const auto content = readFile(root_ / kDevices / nameOf(place) / "config", kHeaderSize);
-    if (!content || content->size() != kHeaderSize) {
+    const auto content = readFile(root_ / kDevices / nameOf(place) / "config", kPciHeaderSize);
+    if (!content || content->size() != kPciHeaderSize) {
         return std::nullopt;
     }
     return std::vector<unsigned char>(content->begin(), content->end());

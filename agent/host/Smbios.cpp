@@ -10,16 +10,16 @@
 namespace varnock::agent {
 namespace {
 
-using Bytes = std::span<const std::uint8_t>;
+using ByteSpan = std::span<const std::uint8_t>;
 
 constexpr std::size_t kParagraph = 16;
 constexpr std::size_t kEntry3Size = 0x18;
 constexpr std::size_t kEntry2Size = 0x1E;  ///< in some firmware, one less than in the standard
 constexpr std::size_t kEntryDmiSize = 0x0F;
-constexpr std::size_t kHeaderSize = 4;
+constexpr std::size_t kStructureHeaderSize = 4;
 constexpr std::uint8_t kEndOfTable = 127;
 
-bool beginsWith(Bytes bytes, std::string_view anchor) {
+bool beginsWith(ByteSpan bytes, std::string_view anchor) {
     return bytes.size() >= anchor.size() &&
            std::equal(anchor.begin(), anchor.end(), bytes.begin(), [](char c, std::uint8_t byte) {
                return static_cast<std::uint8_t>(c) == byte;
@@ -27,14 +27,14 @@ bool beginsWith(Bytes bytes, std::string_view anchor) {
 }
 
 /// Whether a block with a checksum has this length and its bytes add up to 0.
-bool isSound(Bytes bytes, std::size_t size) {
+bool isSound(ByteSpan bytes, std::size_t size) {
     return size <= bytes.size() &&
            std::accumulate(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size), 0U) %
                    256 ==
                0;
 }
 
-std::uint64_t littleEndian(Bytes bytes) {
+std::uint64_t littleEndian(ByteSpan bytes) {
     std::uint64_t number = 0;
     for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte) {
         number = number << 8 | *byte;
@@ -42,7 +42,7 @@ std::uint64_t littleEndian(Bytes bytes) {
     return number;
 }
 
-std::optional<SmbiosEntry> readEntry3(Bytes bytes) {
+std::optional<SmbiosEntry> readEntry3(ByteSpan bytes) {
     if (!beginsWith(bytes, "_SM3_") || bytes.size() < kEntry3Size || bytes[6] < kEntry3Size ||
         !isSound(bytes, bytes[6])) {
         return std::nullopt;
@@ -52,7 +52,7 @@ std::optional<SmbiosEntry> readEntry3(Bytes bytes) {
 }
 
 /// The entry point of versions before 2, which that of version 2 contains.
-std::optional<SmbiosEntry> readEntryDmi(Bytes bytes) {
+std::optional<SmbiosEntry> readEntryDmi(ByteSpan bytes) {
     if (!beginsWith(bytes, "_DMI_") || !isSound(bytes, kEntryDmiSize)) {
         return std::nullopt;
     }
@@ -61,7 +61,7 @@ std::optional<SmbiosEntry> readEntryDmi(Bytes bytes) {
                        static_cast<std::uint32_t>(littleEndian(bytes.subspan(6, 2)))};
 }
 
-std::optional<SmbiosEntry> readEntry2(Bytes bytes) {
+std::optional<SmbiosEntry> readEntry2(ByteSpan bytes) {
     if (!beginsWith(bytes, "_SM_") || bytes.size() < kEntry2Size || bytes[5] < kEntry2Size ||
         !isSound(bytes, bytes[5])) {
         return std::nullopt;
@@ -75,7 +75,7 @@ std::optional<SmbiosEntry> readEntry2(Bytes bytes) {
 }
 
 /// The texts after the fields, up to the empty one that ends them; nothing if that is missing.
-std::optional<Bytes> textsAt(Bytes bytes) {
+std::optional<ByteSpan> textsAt(ByteSpan bytes) {
     for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
         if (bytes[i] == 0 && bytes[i + 1] == 0) {
             return bytes.first(i + 2);
@@ -86,7 +86,7 @@ std::optional<Bytes> textsAt(Bytes bytes) {
 
 }  // namespace
 
-std::optional<SmbiosEntry> readSmbiosEntry(Bytes bytes) {
+std::optional<SmbiosEntry> readSmbiosEntry(ByteSpan bytes) {
     for (const auto read : {readEntry3, readEntry2, readEntryDmi}) {
         if (auto entry = read(bytes)) {
             return entry;
@@ -95,7 +95,7 @@ std::optional<SmbiosEntry> readSmbiosEntry(Bytes bytes) {
     return std::nullopt;
 }
 
-std::optional<SmbiosEntry> findSmbiosEntry(Bytes area) {
+std::optional<SmbiosEntry> findSmbiosEntry(ByteSpan area) {
     for (const auto read : {readEntry3, readEntry2, readEntryDmi}) {
         for (std::size_t at = 0; at < area.size(); at += kParagraph) {
             if (auto entry = read(area.subspan(at))) {
@@ -107,14 +107,14 @@ std::optional<SmbiosEntry> findSmbiosEntry(Bytes area) {
 }
 
 std::optional<unsigned> SmbiosStructure::number(std::size_t offset, std::size_t size) const {
-    const Bytes found = bytes(offset, size);
+    const ByteSpan found = bytes(offset, size);
     return found.empty() ? std::nullopt : std::optional(static_cast<unsigned>(littleEndian(found)));
 }
 
-Bytes SmbiosStructure::bytes(std::size_t offset, std::size_t count) const {
+ByteSpan SmbiosStructure::bytes(std::size_t offset, std::size_t count) const {
     return offset <= fields_.size() && count <= fields_.size() - offset
                ? fields_.subspan(offset, count)
-               : Bytes();
+               : ByteSpan();
 }
 
 std::optional<std::string> SmbiosStructure::text(std::size_t offset) const {
@@ -137,9 +137,10 @@ std::optional<std::string> SmbiosStructure::text(std::size_t offset) const {
 SmbiosTable::SmbiosTable(std::vector<std::uint8_t> bytes, const SmbiosEntry& entry)
     : bytes_(std::move(bytes)),
       hasLittleEndianUuid_(std::pair(entry.major, entry.minor) >= std::pair(2U, 6U)) {
-    Bytes rest(bytes_);
-    while (rest.size() >= kHeaderSize && rest[1] >= kHeaderSize && rest[1] <= rest.size()) {
-        const Bytes fields = rest.first(rest[1]);
+    ByteSpan rest(bytes_);
+    while (rest.size() >= kStructureHeaderSize && rest[1] >= kStructureHeaderSize &&
+           rest[1] <= rest.size()) {
+        const ByteSpan fields = rest.first(rest[1]);
         const auto texts = textsAt(rest.subspan(fields.size()));
         if (!texts || fields[0] == kEndOfTable) {
             break;

@@ -8,13 +8,12 @@ namespace varnockctl {
 namespace {
 
 constexpr unsigned int kCabinetNumber = 0xE204;
-constexpr unsigned int kNoStatus = 0xFFFFFFFFU;
 
 AgentTrial::Result ask() {
     using Clock = std::chrono::steady_clock;
     SetClientName("varnockctl");
     CSwitchClient client("varnockctl");
-    SipJson record(kCabinetNumber, 0, 0, 0, kNoStatus);
+    SipJson record(kCabinetNumber, 0, 0, 0, SipJson::noStatus);
     const auto sent = Clock::now();
     const unsigned int status = client.Request(record, 0, 0, 0);
     return {status, std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - sent)};

@@ -47,7 +47,7 @@ Answer valueAnswer(const std::string& name, JsonDocument document, Json value,
     } else {
         add(answer.document, "value", Json(), allocator);
         add(answer.document, "reason", verdict.reason, allocator);
-        varnock::console::say("varnockctl", name + ": " + verdict.reason);
+        say(name + ": " + verdict.reason);
     }
     return answer;
 }

@@ -11,8 +11,6 @@
 namespace varnockctl {
 namespace {
 
-constexpr unsigned int kNoStatus = 0xFFFFFFFFU;
-
 std::vector<unsigned char> parseHex(const std::string& given) {
     std::vector<unsigned char> bytes;
     std::string digits;
@@ -60,7 +58,7 @@ Answer recordAnswer(const std::string& exported, const char* member) {
 Answer runRaw(const Options& options, const RawRecord& raw) {
     const unsigned int opcode = parseNumber(raw.opcode, "OC");
     SipJson record(opcode, parseNumber(raw.ext, "--ext"), parseNumber(raw.object, "--object"),
-                   parseNumber(raw.cabinet, "--cabinet"), kNoStatus);
+                   parseNumber(raw.cabinet, "--cabinet"), SipJson::noStatus);
     setData(record, raw.data);
     if (options.dryRun) {
         return recordAnswer(record.Export(), "record");
@@ -80,7 +78,7 @@ Answer runRaw(const Options& options, const RawRecord& raw) {
     Answer answer = recordAnswer(record.Export(), "reply");
     if (!SipJson::CmdStatusSuccess(record.Status())) {
         answer.status = exitStatusOf(record.Status());
-        varnock::console::say("varnockctl", describeStatus(record.Status()));
+        say(describeStatus(record.Status()));
     }
     return answer;
 }

@@ -343,7 +343,7 @@ Answer failureAnswer(ExitStatus status, std::string_view message) {
 }
 
 Answer failed(const Failure& failure) {
-    varnock::console::say("varnockctl", failure.what());
+    say(failure.what());
     return failureAnswer(failure.status(), failure.what());
 }
 

@@ -31,6 +31,11 @@ struct Answer {
 
 using varnock::console::Flush;
 
+/// Prints a message of varnockctl on standard error.
+inline void say(std::string_view message) {
+    varnock::console::say("varnockctl", message);
+}
+
 /// Prints one item of a list whose items arrive one at a time: `line` for -o table, one line for
 /// -o jsonl, one row below the names for -o csv. With -o json the items form one list, which
 /// print() completes. In both JSON formats a failure that ends the list is its last item. Returns

@@ -13,10 +13,6 @@
 namespace varnockctl {
 namespace {
 
-void say(const std::string& text) {
-    varnock::console::say("varnockctl", text);
-}
-
 /// The registry as read from the file, for reading only.
 struct Snapshot {
     Snapshot() : file(readRegistryFile()) {

@@ -26,13 +26,9 @@ using Clock = std::chrono::steady_clock;
 
 /// The polling interval of a followed file. Entries are stored without a system call, so there is
 /// no notification about new ones.
-constexpr std::chrono::milliseconds kLookAgain{100};
+constexpr std::chrono::milliseconds kLookForEntries{100};
 /// The number of old entries that --follow shows first.
 constexpr unsigned int kFollowedPast = 10;
-
-void say(const std::string& text) {
-    varnock::console::say("varnockctl", text);
-}
 
 /// An extended regular expression.
 class Pattern {
@@ -357,7 +353,7 @@ void Trace::follow() {
 
 /// False at the end of following.
 bool Trace::wait(Clock::time_point started, const Wakeup& wakeup) {
-    auto rest = kLookAgain;
+    auto rest = kLookForEntries;
     if (trace_.timeout) {
         const auto end = started + *trace_.timeout;
         rest = std::min(rest, std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()));

@@ -25,7 +25,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// The interval of attempts to find an agent that has gone.
-constexpr std::chrono::milliseconds kLookAgain{200};
+constexpr std::chrono::milliseconds kLookForAgent{200};
 
 std::string formatted(const timespec& time, const tm& parts, const char* format, const char* zone) {
     char text[64];
@@ -137,7 +137,8 @@ void Watch::begin() {
 
 /// False at the end of the watch.
 bool Watch::wait() {
-    std::chrono::milliseconds rest = agentIsThere_ ? std::chrono::milliseconds::max() : kLookAgain;
+    std::chrono::milliseconds rest =
+        agentIsThere_ ? std::chrono::milliseconds::max() : kLookForAgent;
     if (watch_.timeout) {
         const auto end = started_ + *watch_.timeout;
         rest = std::min(rest, std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()));
@@ -167,7 +168,7 @@ void Watch::look(bool connectionIsReady) {
 }
 
 void Watch::lose() {
-    varnock::console::say("varnockctl", "the agent has gone; waiting for its return");
+    say("the agent has gone; waiting for its return");
     presence_.disconnect();
     // The library would also reconnect, but only for ten minutes.
     printer_.EnableEvents(0, 0);
@@ -177,7 +178,7 @@ void Watch::lose() {
 void Watch::find() {
     if (ProbeAgentSocket(EventSocketPath()) == 0 && presence_.connect() &&
         printer_.EnableEvents(1, 0)) {
-        varnock::console::say("varnockctl", "the agent is back");
+        say("the agent is back");
         agentIsThere_ = true;
     } else {
         presence_.disconnect();

@@ -55,17 +55,17 @@ union Undestroyed {
     SystemClock clock;
 };
 constinit Undestroyed systemClock;
-constinit std::atomic<Clock*> current{&systemClock.clock};
+constinit std::atomic<Clock*> currentClock{&systemClock.clock};
 
 }  // namespace
 
 Clock& Clock::instance() {
-    return *current.load(std::memory_order_acquire);
+    return *currentClock.load(std::memory_order_acquire);
 }
 
 Clock* Clock::replace(Clock* clock) {
-    return current.exchange(clock != nullptr ? clock : &systemClock.clock,
-                            std::memory_order_acq_rel);
+    return currentClock.exchange(clock != nullptr ? clock : &systemClock.clock,
+                                 std::memory_order_acq_rel);
 }
 
 }  // namespace varnock

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr unsigned int kGrowthStep = 1024;
+constexpr unsigned int kLineGrowth = 1024;
 constexpr unsigned int kLargestBuffer = 65535;
 
 char* copyOf(const char* text) {
@@ -35,7 +35,7 @@ CIniFile::~CIniFile() {
 /// Makes the buffer larger. False if it would be too large or memory runs out; the buffer is freed
 /// then.
 bool CIniFile::grow(char*& buffer, unsigned int& size) {
-    const unsigned int wanted = size + kGrowthStep;
+    const unsigned int wanted = size + kLineGrowth;
     char* grown = wanted <= kLargestBuffer ? static_cast<char*>(realloc(buffer, wanted)) : nullptr;
     if (grown == nullptr) {
         free(buffer);

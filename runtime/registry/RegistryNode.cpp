@@ -13,6 +13,7 @@
 #include "runtime/Registry.h"
 #include "runtime/files/LineReader.h"
 #include "runtime/registry/RegistryFormat.h"
+#include "runtime/registry/RegistryWarnings.h"
 #include "runtime/trace/TraceAt.h"
 
 namespace {
@@ -114,12 +115,6 @@ void warn(CRegistryNode::Warnings& warnings, const char* what, const char* text)
     constexpr std::size_t most = 100;
     if (warnings.size() < most) {
         warnings.push_back(std::string("CRegistry: WARNING: ") + what + ": \"" + text + "\"\n");
-    }
-}
-
-void trace(const CRegistryNode::Warnings& warnings) {
-    for (const std::string& warning : warnings) {
-        traceAt(1, "%s", warning.c_str());
     }
 }
 
@@ -382,7 +377,7 @@ void CRegistryNode::sortLoaded() {
 void CRegistryNode::restoreNode(FILE* file) {
     Warnings warnings;
     restore(file, warnings);
-    trace(warnings);
+    varnock::traceWarnings(warnings);
 }
 
 void CRegistryNode::restore(FILE* file, Warnings& warnings) {
@@ -452,7 +447,7 @@ CRegistryNode* CRegistryNode::nextSubkey(const char*& name, Warnings& warnings) 
 void CRegistryNode::dumpNode(FILE* file) {
     Warnings warnings;
     dump(file, warnings);
-    trace(warnings);
+    varnock::traceWarnings(warnings);
 }
 
 void CRegistryNode::dump(FILE* file, Warnings& warnings) {

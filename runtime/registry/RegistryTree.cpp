@@ -20,6 +20,7 @@
 #include "runtime/process/Clock.h"
 #include "runtime/registry/NewRegistryFile.h"
 #include "runtime/registry/RegistryFormat.h"
+#include "runtime/registry/RegistryWarnings.h"
 #include "runtime/threads/Cancellation.h"
 #include "runtime/trace/TraceAt.h"
 
@@ -33,7 +34,7 @@ namespace registryformat = varnock::registryformat;
 constexpr std::chrono::seconds kLongestWait{5};
 constexpr std::chrono::milliseconds kPause{10};
 
-constinit std::atomic<bool> ended{false};
+constinit std::atomic<bool> hasRegistryEnded{false};
 
 /// Objects read it without the lock.
 std::atomic_ref<int> isSetup() {
@@ -88,12 +89,6 @@ struct LoadResult {
     char backup[4096] = {};
     CRegistryNode::Warnings warnings;
 };
-
-void trace(const CRegistryNode::Warnings& warnings) {
-    for (const std::string& warning : warnings) {
-        varnock::traceAt(1, "%s", warning.c_str());
-    }
-}
 
 void removeAll() {
     while (CRegistry::MRoot.entries() > 0) {
@@ -369,7 +364,7 @@ enum class Update { noTree, tried };
 
 /// Prints how a save went. Throws if it failed.
 void report(const Save& saved) {
-    trace(saved.warnings);
+    varnock::traceWarnings(saved.warnings);
     if (saved.result == SaveResult::done) {
         return;
     }
@@ -385,12 +380,12 @@ void report(const Save& saved) {
 }  // namespace
 
 void varnock::endRegistry() {
-    ended = true;
+    hasRegistryEnded = true;
     CRegistryNode::freeDiscarded();
 }
 
 void CRegistry::SetupTree() {
-    if (ended) {
+    if (hasRegistryEnded) {
         return;
     }
     LoadResult result;
@@ -399,7 +394,7 @@ void CRegistry::SetupTree() {
     } catch (const std::bad_alloc&) {
         Debug.PrintAlways(0, "CRegistry: ERROR: no memory for the registry tree\n");
     }
-    trace(result.warnings);
+    varnock::traceWarnings(result.warnings);
     if (result.isMissing) {
         Debug.PrintAlways(0, "CRegistry: WARNING: Could not find \"%s\", trying backup\n",
                           result.path);
@@ -410,7 +405,7 @@ void CRegistry::SetupTree() {
 }
 
 void CRegistry::SaveTree() {
-    if (ended) {
+    if (hasRegistryEnded) {
         return;
     }
     Save saved;
@@ -419,13 +414,13 @@ void CRegistry::SaveTree() {
 }
 
 bool CRegistry::UpdateTree(const std::function<bool()>& change) {
-    if (ended) {
+    if (hasRegistryEnded) {
         return false;
     }
     LoadResult loaded;
     Save saved;
     const auto updated = waitForSavers(saved, [&] { return tryUpdate(change, loaded, saved); });
-    trace(loaded.warnings);  // SetupTree() has printed which files are missing
+    varnock::traceWarnings(loaded.warnings);  // SetupTree() has printed which files are missing
     report(saved);
     return updated != Update::noTree;
 }
@@ -445,7 +440,7 @@ void CRegistry::InitClass() {
     if (isSetup().load() == 0) {
         SetupTree();
     }
-    if (!ended && enterMissingRoots()) {
+    if (!hasRegistryEnded && enterMissingRoots()) {
         Debug.PrintAlways(0, "CRegistry::InitClass() : re-initialize the registry-tree\n");
     }
 }

@@ -24,31 +24,31 @@ using varnock::traceAt;
 
 namespace {
 
-using Record = CEvent::sysEvent_t;
+using EventRecord = CEvent::sysEvent_t;
 
 /// All records of the process, for fork(). Guarded by CEvent::Spinlock.
-constinit Record* records = nullptr;
+constinit EventRecord* eventRecords = nullptr;
 
-void enlist(Record& record) VARNOCK_REQUIRES(CEvent::Spinlock) {
-    record.next = records;
-    if (records != nullptr) {
-        records->previous = &record;
+void enlist(EventRecord& record) VARNOCK_REQUIRES(CEvent::Spinlock) {
+    record.next = eventRecords;
+    if (eventRecords != nullptr) {
+        eventRecords->previous = &record;
     }
-    records = &record;
+    eventRecords = &record;
 }
 
 /// A record that its user has made is in no list.
-void delist(Record& record) VARNOCK_REQUIRES(CEvent::Spinlock) {
-    if (record.previous == nullptr && records != &record) {
+void delist(EventRecord& record) VARNOCK_REQUIRES(CEvent::Spinlock) {
+    if (record.previous == nullptr && eventRecords != &record) {
         return;
     }
-    (record.previous != nullptr ? record.previous->next : records) = record.next;
+    (record.previous != nullptr ? record.previous->next : eventRecords) = record.next;
     if (record.next != nullptr) {
         record.next->previous = record.previous;
     }
 }
 
-const char* nameOf(const Record& record) {
+const char* nameOf(const EventRecord& record) {
     return record.name != nullptr ? record.name.get() : "anon";
 }
 
@@ -58,7 +58,7 @@ struct State {
 };
 
 /// What the trace texts show of a record, read under its mutex.
-State stateOf(Record& record) {
+State stateOf(EventRecord& record) {
     const MutexGuard lock(record.mutex);
     return {static_cast<int>(record.signalled), static_cast<int>(record.manualReset)};
 }
@@ -67,7 +67,7 @@ void reportNoMemory() {
     Debug.PrintAlways(0, "WARNING: cannot create new Event: NO MEMORY AVAILABLE\n");
 }
 
-void reportFailure(const char* call, int error, const Record& record) {
+void reportFailure(const char* call, int error, const EventRecord& record) {
     traceAt(3,
             "%s(), CLOCK_REALTIME: ## ERROR ##: failed (ret=%d) on event %p <%s> "
             "(IsSignaled=%d)\n",
@@ -75,13 +75,13 @@ void reportFailure(const char* call, int error, const Record& record) {
             static_cast<int>(record.signalled));
 }
 
-void destroyConditions(Record& record) {
+void destroyConditions(EventRecord& record) {
     CondDestroy(&record.condition);
     CondDestroy(&record.drained);
 }
 
 /// Initialises conditions and mutex. Traces a failure, and then has initialised nothing.
-[[nodiscard]] bool initialise(Record& record) {
+[[nodiscard]] bool initialise(EventRecord& record) {
     if (const int error = CondInit(&record.condition)) {
         reportFailure("pthread_cond_init", error, record);
         return false;
@@ -99,7 +99,7 @@ void destroyConditions(Record& record) {
     return true;
 }
 
-void destroy(Record* record) {
+void destroy(EventRecord* record) {
     destroyConditions(*record);
     MutexDestroy(&record->mutex);
     traceAt(5, "deleting event %p <%s> (IsSignaled=%d)\n", static_cast<void*>(record),
@@ -109,9 +109,9 @@ void destroy(Record* record) {
 
 /// Makes a record with one reference and enters it under its name, if it has one. Traces a failure
 /// and returns null.
-[[nodiscard]] Record* make(int initialState, int manualReset, const char* name)
+[[nodiscard]] EventRecord* make(int initialState, int manualReset, const char* name)
     VARNOCK_REQUIRES(CEvent::Spinlock) {
-    std::unique_ptr<Record> record(new (std::nothrow) Record{});
+    std::unique_ptr<EventRecord> record(new (std::nothrow) EventRecord{});
     if (record == nullptr) {
         reportNoMemory();
         return nullptr;
@@ -135,7 +135,7 @@ void destroy(Record* record) {
     return record.release();
 }
 
-void reportReference(Record& record, int manualReset) {
+void reportReference(EventRecord& record, int manualReset) {
     const State state = stateOf(record);
     traceAt(3, "refCount for event %p <%s> incremented (IsSignaled=%d)\n",
             static_cast<void*>(&record), nameOf(record), state.signalled);
@@ -148,18 +148,18 @@ void reportReference(Record& record, int manualReset) {
 /// Releases waiters by count: all of a manual event, one more of an automatic one. The count keeps
 /// the release for a waiter that has not run yet: a Reset() after a Set() does not revoke it. A
 /// waiter that wakes without a cause does not pass.
-void grantRelease(Record& record) {
+void grantRelease(EventRecord& record) {
     record.grants =
         record.manualReset != 0 ? record.waiters : std::min(record.grants + 1, record.waiters);
     record.granted = record.arrivals;
 }
 
-[[nodiscard]] int wake(Record& record) {
+[[nodiscard]] int wake(EventRecord& record) {
     return record.manualReset != 0 ? CondBroadcast(&record.condition)
                                    : CondSignal(&record.condition);
 }
 
-[[nodiscard]] bool takeSignal(Record& record) {
+[[nodiscard]] bool takeSignal(EventRecord& record) {
     if (record.signalled == 0) {
         return false;
     }
@@ -170,7 +170,7 @@ void grantRelease(Record& record) {
 }
 
 /// A grant is for threads that waited when it was given. Later waiters must not take it.
-[[nodiscard]] bool takeRelease(Record& record, std::uint64_t ticket) {
+[[nodiscard]] bool takeRelease(EventRecord& record, std::uint64_t ticket) {
     if (record.grants == 0 || ticket >= record.granted) {
         return takeSignal(record);
     }
@@ -192,7 +192,7 @@ timespec after(unsigned int milliseconds) {
 
 /// One wait on the condition. The clean-ups of the wait own the mutex meanwhile: a cancelled thread
 /// must not touch the record after the unlock.
-[[nodiscard]] int waitOnce(Record& record, MutexGuard& lock,
+[[nodiscard]] int waitOnce(EventRecord& record, MutexGuard& lock,
                            const std::optional<timespec>& deadline) {
     lock.release();
     const int error =
@@ -203,7 +203,7 @@ timespec after(unsigned int milliseconds) {
     return error;
 }
 
-void leave(Record& record) {
+void leave(EventRecord& record) {
     --record.waiters;
     record.grants = std::min(record.grants, record.waiters);
     if (record.waiters == 0) {
@@ -211,7 +211,7 @@ void leave(Record& record) {
     }
 }
 
-[[nodiscard]] int waitForRelease(Record& record, MutexGuard& lock, unsigned int timeoutMs) {
+[[nodiscard]] int waitForRelease(EventRecord& record, MutexGuard& lock, unsigned int timeoutMs) {
     std::optional<timespec> deadline;
     if (timeoutMs != varnock::kInfinite) {
         deadline = after(timeoutMs);
@@ -235,7 +235,7 @@ void leave(Record& record) {
 
 /// Polls once a second until no thread waits. The last thread to leave ends the second early. The
 /// mutex is unlocked between two polls, so that waiters get it with any clock.
-void waitUntilDrained(Record& record) {
+void waitUntilDrained(EventRecord& record) {
     for (;;) {
         MutexGuard lock(record.mutex);
         if (record.waiters == 0) {
@@ -250,19 +250,19 @@ void waitUntilDrained(Record& record) {
 }  // namespace
 
 void varnock::lockEvents() {
-    for (Record* record = records; record != nullptr; record = record->next) {
+    for (EventRecord* record = eventRecords; record != nullptr; record = record->next) {
         MutexLock(&record->mutex);
     }
 }
 
 void varnock::unlockEvents() {
-    for (Record* record = records; record != nullptr; record = record->next) {
+    for (EventRecord* record = eventRecords; record != nullptr; record = record->next) {
         MutexUnlock(&record->mutex);
     }
 }
 
 void varnock::forgetWaitersOfParent() {
-    for (Record* record = records; record != nullptr; record = record->next) {
+    for (EventRecord* record = eventRecords; record != nullptr; record = record->next) {
         CondInit(&record->condition);
         CondInit(&record->drained);
         record->waiters = 0;
@@ -273,11 +273,11 @@ void varnock::forgetWaitersOfParent() {
 CEvent::CEvent(int initialState, int manualReset, const char* name, void*)
     : record_(nullptr), closed_(0) {
     const CancellationGuard uncancelled;
-    Record* record = nullptr;
+    EventRecord* record = nullptr;
     bool existing = false;
     {
         const CriticalSectionGuard lock(Spinlock);
-        record = static_cast<Record*>(NamedEventMap.lookup(name, nullptr));
+        record = static_cast<EventRecord*>(NamedEventMap.lookup(name, nullptr));
         existing = record != nullptr;
         if (existing) {
             ++record->refCount;
@@ -310,7 +310,7 @@ CEvent& CEvent::operator=(const CEvent& other) {
 void CEvent::refer(const CEvent& other) {
     const CancellationGuard uncancelled;
     const CriticalSectionGuard lock(Spinlock);
-    Record* const record = other.record_;
+    EventRecord* const record = other.record_;
     record_ = record;
     closed_ = 0;
     if (record == nullptr) {
@@ -324,7 +324,7 @@ void CEvent::refer(const CEvent& other) {
 
 CEvent::~CEvent() {
     const CancellationGuard uncancelled;
-    Record* const record = record_;
+    EventRecord* const record = record_;
     if (record == nullptr) {
         return;
     }
@@ -346,7 +346,7 @@ CEvent::~CEvent() {
 CEvent* CEvent::CreateRef(const char* name) {
     const CancellationGuard uncancelled;
     const CriticalSectionGuard lock(Spinlock);
-    auto* record = static_cast<Record*>(NamedEventMap.lookup(name, nullptr));
+    auto* record = static_cast<EventRecord*>(NamedEventMap.lookup(name, nullptr));
     if (record == nullptr) {
         traceAt(5, "CreateRef: Event <%s> NOT FOUND\n", name != nullptr ? name : "anon");
         return nullptr;
@@ -368,7 +368,7 @@ CEvent::sysEvent_t* CEvent::openRecord() const {
 }
 
 int CEvent::Create(int initialState, int manualReset, const char*, void*) {
-    Record* const record = openRecord();
+    EventRecord* const record = openRecord();
     if (record == nullptr) {
         return 0;
     }
@@ -396,7 +396,7 @@ int CEvent::Create(int initialState, int manualReset, const char*, void*) {
 // released thread may destroy object and record.
 
 int CEvent::Set() {
-    Record* const record = openRecord();
+    EventRecord* const record = openRecord();
     if (record == nullptr) {
         return 0;
     }
@@ -412,7 +412,7 @@ int CEvent::Set() {
 }
 
 int CEvent::Pulse() {
-    Record* const record = openRecord();
+    EventRecord* const record = openRecord();
     if (record == nullptr) {
         return 0;
     }
@@ -432,7 +432,7 @@ int CEvent::Pulse() {
 }
 
 int CEvent::Reset() {
-    Record* const record = openRecord();
+    EventRecord* const record = openRecord();
     if (record == nullptr) {
         return 0;
     }
@@ -448,7 +448,7 @@ int CEvent::Reset() {
 }
 
 int CEvent::IfSet() {
-    Record* const record = openRecord();
+    EventRecord* const record = openRecord();
     if (record == nullptr) {
         return 0;
     }
@@ -459,7 +459,7 @@ int CEvent::IfSet() {
 }
 
 int CEvent::Close() {
-    Record* const record = openRecord();
+    EventRecord* const record = openRecord();
     if (record == nullptr) {
         return 0;
     }
@@ -474,7 +474,7 @@ int CEvent::Close() {
 }
 
 int CEvent::Wait(unsigned int timeoutMs, int) {
-    Record* const record = openRecord();
+    EventRecord* const record = openRecord();
     if (record == nullptr) {
         return kWaitFailed;
     }

@@ -16,12 +16,12 @@ using varnock::kWaitFailed;
 
 namespace {
 
-using Record = CSemaphore::sysSemaphore_t;
+using SemaphoreRecord = CSemaphore::sysSemaphore_t;
 
 /// Makes a record with one reference and enters it under its name, if it has one. Null on failure.
-[[nodiscard]] Record* make(unsigned int value, const char* name)
+[[nodiscard]] SemaphoreRecord* make(unsigned int value, const char* name)
     VARNOCK_REQUIRES(CEvent::Spinlock) {
-    std::unique_ptr<Record> record(new (std::nothrow) Record{});
+    std::unique_ptr<SemaphoreRecord> record(new (std::nothrow) SemaphoreRecord{});
     if (record == nullptr || SemInit(&record->semaphore, 0, value) != 0) {
         return nullptr;
     }
@@ -46,7 +46,7 @@ CSemaphore::~CSemaphore() {
 
 int CSemaphore::Create(long initialCount, long maximumCount, const char* name, void*) {
     const CriticalSectionGuard lock(CEvent::Spinlock);
-    if (auto* existing = static_cast<Record*>(NamedSemaphoreMap.lookup(name, nullptr))) {
+    if (auto* existing = static_cast<SemaphoreRecord*>(NamedSemaphoreMap.lookup(name, nullptr))) {
         ++existing->refCount;
         record_ = existing;
         return 1;
@@ -62,7 +62,7 @@ int CSemaphore::Create(long initialCount, long maximumCount, const char* name, v
 }
 
 int CSemaphore::Release(long count) {
-    Record* const record = record_;
+    SemaphoreRecord* const record = record_;
     if (record == nullptr || count < 1 || count > SEM_VALUE_MAX) {
         return 0;
     }
@@ -75,7 +75,7 @@ int CSemaphore::Release(long count) {
 }
 
 int CSemaphore::Wait(unsigned int timeoutMs) {
-    Record* const record = record_;
+    SemaphoreRecord* const record = record_;
     if (record == nullptr) {
         return kWaitFailed;
     }
@@ -94,7 +94,7 @@ int CSemaphore::Wait(unsigned int timeoutMs) {
 
 int CSemaphore::Delete() {
     const CriticalSectionGuard lock(CEvent::Spinlock);
-    Record* const record = record_.exchange(nullptr);
+    SemaphoreRecord* const record = record_.exchange(nullptr);
     if (record == nullptr || --record->refCount != 0) {
         return 0;
     }

@@ -97,9 +97,9 @@ bool describes(Entry& entry, pthread_t thread) {
             "EntryStatus = 0x%08x, ThreadStatus = 0x%08x) for ThreadId = 0x%08X found\n",
             static_cast<void*>(&entry), entryStatus(entry), threadStatus(entry),
             threadNumber(thread));
-    constexpr unsigned int ended =
+    constexpr unsigned int kHasEnded =
         CThreadMonitor::Exited | CThreadMonitor::Stopped | CThreadMonitor::Joined;
-    if ((threadStatus(entry) & ended) == 0) {
+    if ((threadStatus(entry) & kHasEnded) == 0) {
         return true;
     }
     traceAt(1,

@@ -3,6 +3,7 @@
 #include <rapidjson/document.h>
 
 #include "catalogue/Table.h"
+#include "tests/integration/JsonOutput.h"
 #include "tests/support/ScriptedAgent.h"
 #include "tests/support/Subprocess.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -18,13 +19,6 @@ ProcessResult varnockctl(std::vector<std::string> arguments,
 }
 
 /// The JSON document of a command; the test fails unless there is exactly one.
-rapidjson::Document documentOf(const ProcessResult& result) {
-    rapidjson::Document document;
-    document.Parse(result.out.c_str());
-    EXPECT_FALSE(document.HasParseError()) << result.out << result.err;
-    return document;
-}
-
 /// An agent that knows the start-up commands and one reading.
 AgentReply answerOne(const AgentRequest& request) {
     if (request.opcode == 0x0600) {

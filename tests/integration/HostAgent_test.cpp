@@ -9,6 +9,7 @@
 #include <iterator>
 #include <string>
 
+#include "tests/integration/JsonOutput.h"
 #include "tests/support/Subprocess.h"
 
 namespace varnock::test {
@@ -18,13 +19,6 @@ ProcessResult onThisMachine(std::vector<std::string> command) {
     const std::vector<std::string> run{VARNOCK_AGENT, "run", "--host", "--"};
     command.insert(command.begin(), run.begin(), run.end());
     return runProcess(command);
-}
-
-rapidjson::Document documentOf(const ProcessResult& result) {
-    rapidjson::Document document;
-    document.Parse(result.out.c_str());
-    EXPECT_FALSE(document.HasParseError()) << result.out << result.err;
-    return document;
 }
 
 TEST(HostAgent, CountsTheProcessorsAsTheSystemDoes) {

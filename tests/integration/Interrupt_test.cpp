@@ -67,12 +67,12 @@ class StuckAgent {
     ScriptedAgent agent_;
 };
 
-struct Case {
+struct InterruptCase {
     int signal;
     StuckAgent::How how;
 };
 
-class StuckRequest : public testing::TestWithParam<Case> {
+class StuckRequest : public testing::TestWithParam<InterruptCase> {
   protected:
     void expectEnd(bool registers, const Command& arguments) {
         StuckAgent agent(GetParam().how, registers);
@@ -110,15 +110,17 @@ TEST_P(StuckRequest, IsLeftByAnyFormatWithoutAResult) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Signals, StuckRequest,
-    testing::Values(Case{SIGINT, StuckAgent::How::silent}, Case{SIGTERM, StuckAgent::How::silent},
-                    Case{SIGINT, StuckAgent::How::inMidReply},
-                    Case{SIGTERM, StuckAgent::How::inMidReply}),
-    [](const auto& stuck) {
-        return std::string(stuck.param.signal == SIGINT ? "SIGINT" : "SIGTERM") +
-               (stuck.param.how == StuckAgent::How::silent ? "Silent" : "InMidReply");
-    });
+INSTANTIATE_TEST_SUITE_P(Signals, StuckRequest,
+                         testing::Values(InterruptCase{SIGINT, StuckAgent::How::silent},
+                                         InterruptCase{SIGTERM, StuckAgent::How::silent},
+                                         InterruptCase{SIGINT, StuckAgent::How::inMidReply},
+                                         InterruptCase{SIGTERM, StuckAgent::How::inMidReply}),
+                         [](const auto& stuck) {
+                             return std::string(stuck.param.signal == SIGINT ? "SIGINT"
+                                                                             : "SIGTERM") +
+                                    (stuck.param.how == StuckAgent::How::silent ? "Silent"
+                                                                                : "InMidReply");
+                         });
 
 class Interrupt : public testing::TestWithParam<int> {};
 

@@ -39,7 +39,7 @@ const std::string kSavedRegistry =
     "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n[Debug]\n[CIM_Provider]\n\n\n\n\n\n";
 
 /// The rights of a process on the two directories and their files.
-struct Case {
+struct StartCase {
     State registry;
     State system;
     State traceDirectory;
@@ -167,7 +167,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
         }
     }
 
-    void prepare(const Case& now, const std::string& usedTraceFile) const {
+    void prepare(const StartCase& now, const std::string& usedTraceFile) const {
         openDirectories();
         fs::remove_all(system_);
         fs::remove_all(trace_);
@@ -180,7 +180,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
         setDirectory(trace_, now.traceDirectory);
     }
 
-    std::vector<std::string> expectedErrors(const Case& now) const {
+    std::vector<std::string> expectedErrors(const StartCase& now) const {
         if (!now.hasTree()) {
             return {
                 "CRegistry: WARNING: Could not find \"" + system_ + "/registry\", trying backup",
@@ -225,7 +225,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
         return errors;
     }
 
-    void expectRegistry(const Case& now) const {
+    void expectRegistry(const StartCase& now) const {
         if (now.system == State::missing || now.system == State::corrupt) {
             return;
         }
@@ -244,7 +244,7 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
         }
         EXPECT_EQ(readFile(system_ + "/registry.old"), kSmallRegistry);
     }
-    void expectTraceFile(const Case& now) const {
+    void expectTraceFile(const StartCase& now) const {
         if (!now.hasSettings() || now.traceError() != 0) {
             return;
         }
@@ -277,8 +277,8 @@ TEST_P(Startup, GoesOnWhateverTheFilesAreLike) {
             for (const State traceFile : kStates) {
                 const bool onlyTrace = directories == Directories::trace;
                 const bool onlySystem = directories == Directories::system;
-                const Case now{registry, onlyTrace ? State::good : directory,
-                               onlySystem ? State::good : directory, traceFile, modesHold_};
+                const StartCase now{registry, onlyTrace ? State::good : directory,
+                                    onlySystem ? State::good : directory, traceFile, modesHold_};
                 SCOPED_TRACE(std::string("directory ") + nameOf(directory) + ", registry " +
                              nameOf(registry) + ", trace file " + nameOf(traceFile));
                 prepare(now, usedTraceFile);

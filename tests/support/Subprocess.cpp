@@ -9,19 +9,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <system_error>
+#include "tests/support/SystemFailure.h"
 
 namespace varnock::test {
 namespace {
 
-[[noreturn]] void fail(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
 struct Pipe {
     Pipe() {
         if (pipe2(ends, O_CLOEXEC) != 0) {
-            fail("pipe2");
+            throwSystemError("pipe2");
         }
     }
     int ends[2];
@@ -72,7 +68,7 @@ Subprocess::Subprocess(const std::vector<std::string>& command, const Environmen
     const pid_t parent = getpid();
     pid_ = fork();
     if (pid_ < 0) {
-        fail("fork");
+        throwSystemError("fork");
     }
     if (pid_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -13,7 +13,8 @@
 
 #include <array>
 #include <optional>
-#include <system_error>
+
+#include "tests/support/SystemFailure.h"
 
 namespace varnock::test {
 namespace {
@@ -74,16 +75,12 @@ unsigned long long argument(const user_regs_struct& registers, int index) {
     return all.at(static_cast<std::size_t>(index));
 }
 
-[[noreturn]] void fail(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
 /// A file in memory for the output of the process.
 class Captured {
   public:
     Captured() : file_(memfd_create("output", MFD_CLOEXEC)) {
         if (file_ < 0) {
-            fail("memfd_create");
+            throwSystemError("memfd_create");
         }
     }
     ~Captured() { close(file_); }
@@ -120,7 +117,7 @@ class Tracer {
         int signal = 0;
         for (;;) {
             if (ptrace(PTRACE_SYSCALL, process_, nullptr, signal) != 0 && errno != ESRCH) {
-                fail("ptrace");
+                throwSystemError("ptrace");
             }
             wait(status);
             if (!WIFSTOPPED(status)) {
@@ -144,7 +141,7 @@ class Tracer {
     void wait(int& status) const {
         while (waitpid(process_, &status, 0) < 0) {
             if (errno != EINTR) {
-                fail("waitpid");
+                throwSystemError("waitpid");
             }
         }
     }
@@ -284,7 +281,7 @@ TracedResult runTraced(const std::vector<std::string>& command,
     const Captured err;
     const pid_t process = fork();
     if (process < 0) {
-        fail("fork");
+        throwSystemError("fork");
     }
     if (process == 0) {
         if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {

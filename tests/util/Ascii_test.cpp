@@ -7,18 +7,22 @@
 namespace varnock {
 namespace {
 
-std::string charactersThatAreDigits() {
-    std::string digits;
+std::string charactersThat(bool (*are)(char)) {
+    std::string characters;
     for (int c = 0; c < 256; ++c) {
-        if (isDigit(static_cast<char>(c))) {
-            digits += static_cast<char>(c);
+        if (are(static_cast<char>(c))) {
+            characters += static_cast<char>(c);
         }
     }
-    return digits;
+    return characters;
 }
 
 TEST(Ascii, KnowsTheTenDigitsAlone) {
-    EXPECT_EQ(charactersThatAreDigits(), "0123456789");
+    EXPECT_EQ(charactersThat(isDigit), "0123456789");
+}
+
+TEST(Ascii, KnowsTheSixCharactersOfWhiteSpaceAlone) {
+    EXPECT_EQ(charactersThat(isSpace), "\t\n\v\f\r ");
 }
 
 TEST(Ascii, GivesTheCapitalsOfAToZAlone) {

@@ -165,7 +165,7 @@ int isFdReady(int fd, short pollMask, unsigned int timeoutMs, const StopSignal* 
         if (result == 0) {
             traceAlways("IsFdReady: ERROR: Timeout on fd=%d (Timeout=%d, RestTimeout=%d\n", fd,
                         timeout, rest);
-            return kTimedOut;
+            return kTransferTimedOut;
         }
         if (const int error = errno; error != EINTR) {
             traceAlways("IsFdReady: ERROR: poll() failed on fd=%d: errno=%d  %s\n", fd, error,
@@ -179,7 +179,7 @@ int isFdReady(int fd, short pollMask, unsigned int timeoutMs, const StopSignal* 
             traceAlways(
                 "IsFdReady: ERROR: Timeout after EINTR on fd=%d (Timeout=%d, RestTimeout=%d\n", fd,
                 timeout, rest);
-            return kTimedOut;
+            return kTransferTimedOut;
         }
         rest = timeout - static_cast<int>(elapsed.count());
     }

@@ -17,7 +17,7 @@ enum TransportResult : int {
     kZeroTimeout = -4,
     kPollFailed = -6,
     kTransferFailed = -9,
-    kTimedOut = -15,
+    kTransferTimedOut = -15,
     kNoMemory = -17,  ///< of initEventChannel(), for its callers within the library only
 };
 

@@ -32,7 +32,7 @@ struct EventState {
 };
 constinit EventState state VARNOCK_GUARDED_BY(channelLock);
 
-void reportConnectFailure(const std::string& path, int number, int error) {
+void reportEventConnectFailure(const std::string& path, int number, int error) {
     traceAlways("OpenEventChannel: Connect to %s failed: errno=%d %s --> retry (%d)\n",
                 path.c_str(), error, strerror(error), number);
 }
@@ -243,7 +243,7 @@ int openEventChannel(const StopSignal* stop) {
         return fd;
     }
     const std::string path = eventSocketPath();
-    const int opened = openPatiently(path, &reportConnectFailure, stop);
+    const int opened = openPatiently(path, &reportEventConnectFailure, stop);
     if (opened < 0) {
         if (!isRequested(stop)) {
             traceAlways("OpenEventChannel: Connect to %s failed after %d retries --> bail out\n",

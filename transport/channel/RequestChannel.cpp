@@ -73,7 +73,7 @@ void dropForeignDescriptor(RequestChannel& channel) {
     }
 }
 
-void reportConnectFailure(const std::string& path, int, int error) {
+void reportRequestConnectFailure(const std::string& path, int, int error) {
     traceAlways("OpenRequestChannel: Connect to %s failed (thrId=0x%08X): %s --> retry\n",
                 path.c_str(), threadNumber(), strerror(error));
 }
@@ -124,7 +124,7 @@ int openRequestChannel(RequestChannel* channel) {
         return channel->fd;
     }
     const std::string path = requestSocketPath();
-    const int fd = openPatiently(path, &reportConnectFailure, nullptr);
+    const int fd = openPatiently(path, &reportRequestConnectFailure, nullptr);
     if (fd < 0) {
         traceAlways("OpenRequestChannel: ERROR: cannot open Request Channel to %s (thrId=0x%08X)\n",
                     path.c_str(), threadNumber());

@@ -11,7 +11,7 @@
 namespace provider {
 namespace {
 
-constexpr const char* kSourceName = "CIM/Provider/Include/HelperComputerSystem";
+constexpr const char* kHelperSource = "CIM/Provider/Include/HelperComputerSystem";
 
 /// Callers search for this place in the exception's text, so it must not follow the source.
 constexpr int kNameIsNullLine = 17;
@@ -36,7 +36,7 @@ bool isAscii(const char* text) {
 
 KOLMKey createCSKey(KOLMCalls* calls) {
     if (calls == nullptr) {
-        traceAndThrow(BaseException(kSourceName, __LINE__, "createCSKey(): calls is NULL"));
+        traceAndThrow(BaseException(kHelperSource, __LINE__, "createCSKey(): calls is NULL"));
     }
     return KOLMKey(calls->getIdentificationCabinetNumber(), 0, 0);
 }
@@ -48,7 +48,7 @@ cimple::Ref<cimple::KRM_TBLComputerSystem> createComputerSystemKeys(KOLMCalls* c
     system->Name = calls->getChassisSerialNumber(key);
     if (system->Name.null != 0) {
         traceAndThrow(
-            BaseException(kSourceName, kNameIsNullLine,
+            BaseException(kHelperSource, kNameIsNullLine,
                           "createComputerSystemKeys(): KRM_TBLComputerSystem.Name is NULL"));
     }
     system->CreationClassName.set("KRM_TBLComputerSystem");

@@ -19,7 +19,7 @@ using varnock::traceAt;
 
 namespace {
 
-constexpr const char* kSourceName = "CIM/Provider/Include/KOLMClient";
+constexpr const char* kClientSource = "CIM/Provider/Include/KOLMClient";
 
 }  // namespace
 
@@ -79,7 +79,7 @@ KOLMClientImpl::KOLMClientImpl(std::string name, Factory factory, Attaching atta
     traceAt(5, VARNOCK_TRACE_TAG "KOLMClientImpl::KOLMClientImpl()");
     if (factory(&client_) != KOLM_SUCCESS) {
         traceAndThrow(
-            BaseException(kSourceName, __LINE__, "KOLMClientImpl(): GetKolmClient() failed"));
+            BaseException(kClientSource, __LINE__, "KOLMClientImpl(): GetKolmClient() failed"));
     }
     if (attaching == Attaching::now) {
         attachFirst();
@@ -115,7 +115,7 @@ int KOLMClientImpl::request(SipJson& command) {
     attachIfNecessary();
     const int result = client_->KolmRequest(command);
     if (result == KOLM_ACCESS_DENIED) {
-        traceAndThrow(CimErrorException(kSourceName, __LINE__,
+        traceAndThrow(CimErrorException(kClientSource, __LINE__,
                                         messageText({"KOLMClientImpl(): KolmRequest() failed"}),
                                         CIM_ERR_ACCESS_DENIED));
     }
@@ -133,7 +133,7 @@ void KOLMClientImpl::attachIfNecessary() {
         return;
     }
     if (!attach()) {
-        traceAndThrow(BaseException(kSourceName, __LINE__,
+        traceAndThrow(BaseException(kClientSource, __LINE__,
                                     messageText({"AttachClientIfNecessary(): Attach() failed"})));
     }
     if (attached_.exchange(true)) {

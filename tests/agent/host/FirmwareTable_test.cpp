@@ -25,10 +25,10 @@ class FirmwareTable : public testing::Test {
     }
     void put(const SmbiosBytes& bytes, std::size_t address) {
         image_.replace(address, bytes.size(), textOf(bytes));
-        test::writeFile(memory_, image_);
+        varnock::test::writeFile(memory_, image_);
     }
 
-    test::TemporaryDirectory root_;
+    varnock::test::TemporaryDirectory root_;
     const std::filesystem::path tables_ = root_.path() / "sys/firmware/dmi/tables";
     const std::string memory_ = root_.file("memory");
     std::string image_ = std::string(std::size_t{2} << 20, '\0');
@@ -37,8 +37,9 @@ class FirmwareTable : public testing::Test {
 };
 
 TEST_F(FirmwareTable, ComesFromTheFilesOfTheKernel) {
-    test::writeFile(tables_ / "smbios_entry_point", textOf(SmbiosBuilder::entry3(0, size_)));
-    test::writeFile(tables_ / "DMI", textOf(table_));
+    varnock::test::writeFile(tables_ / "smbios_entry_point",
+                             textOf(SmbiosBuilder::entry3(0, size_)));
+    varnock::test::writeFile(tables_ / "DMI", textOf(table_));
     const auto table = tableOfKernel(root_.path());
     ASSERT_TRUE(table);
     EXPECT_EQ(table->structures().size(), 11U);
@@ -47,13 +48,14 @@ TEST_F(FirmwareTable, ComesFromTheFilesOfTheKernel) {
 
 TEST_F(FirmwareTable, NeedsBothFilesAndASoundEntryPoint) {
     EXPECT_FALSE(tableOfKernel(root_.path()));
-    test::writeFile(tables_ / "DMI", textOf(table_));
+    varnock::test::writeFile(tables_ / "DMI", textOf(table_));
     EXPECT_FALSE(tableOfKernel(root_.path()));
-    test::writeFile(tables_ / "smbios_entry_point", "_SM3_ garbage that is long enough");
+    varnock::test::writeFile(tables_ / "smbios_entry_point", "_SM3_ garbage that is long enough");
     EXPECT_FALSE(tableOfKernel(root_.path()));
-    test::writeFile(tables_ / "smbios_entry_point", "");
+    varnock::test::writeFile(tables_ / "smbios_entry_point", "");
     EXPECT_FALSE(tableOfKernel(root_.path()));
-    test::writeFile(tables_ / "smbios_entry_point", textOf(SmbiosBuilder::entry2(0, size_)));
+    varnock::test::writeFile(tables_ / "smbios_entry_point",
+                             textOf(SmbiosBuilder::entry2(0, size_)));
     EXPECT_TRUE(tableOfKernel(root_.path()));
     std::filesystem::remove(tables_ / "DMI");
     EXPECT_FALSE(tableOfKernel(root_.path()));
@@ -96,9 +98,9 @@ TEST_F(FirmwareTable, IsNotReadWhereThereIsNoMemory) {
 }
 
 TEST_F(FirmwareTable, IsNotThereInTooLittleMemory) {
-    test::writeFile(memory_, std::string(0xF8000, '\0'));
+    varnock::test::writeFile(memory_, std::string(0xF8000, '\0'));
     EXPECT_FALSE(tableInMemory());
-    test::writeFile(memory_, "");
+    varnock::test::writeFile(memory_, "");
     EXPECT_FALSE(tableInMemory());
 }
 

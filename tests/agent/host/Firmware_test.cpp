@@ -16,16 +16,16 @@ class HostFirmware : public testing::Test {
         std::filesystem::create_directories(tables_);
     }
     void writeText(const std::string& name, const std::string& text) {
-        test::writeFile(texts_ / name, text + "\n");
+        varnock::test::writeFile(texts_ / name, text + "\n");
     }
     void writeTable() {
         const SmbiosBytes table = typicalFirmware().table();
         const SmbiosBytes entry = SmbiosBuilder::entry3(0, 0x1000);
-        test::writeFile(tables_ / "DMI", {table.begin(), table.end()});
-        test::writeFile(tables_ / "smbios_entry_point", {entry.begin(), entry.end()});
+        varnock::test::writeFile(tables_ / "DMI", {table.begin(), table.end()});
+        varnock::test::writeFile(tables_ / "smbios_entry_point", {entry.begin(), entry.end()});
     }
 
-    test::TemporaryDirectory root_;
+    varnock::test::TemporaryDirectory root_;
     const std::filesystem::path texts_ = root_.path() / "sys/class/dmi/id";
     const std::filesystem::path tables_ = root_.path() / "sys/firmware/dmi/tables";
     Firmware firmware_{root_.path()};
@@ -112,7 +112,7 @@ TEST_F(HostFirmware, DoesNotAskTheMemoryOfThisMachineAboutAnother) {
     std::string memory(std::size_t{1} << 20, '\0');
     memory.replace(0xF8000, table.size(), std::string(table.begin(), table.end()));
     memory.replace(0xF0000, entry.size(), std::string(entry.begin(), entry.end()));
-    test::writeFile(root_.file("memory"), memory);
+    varnock::test::writeFile(root_.file("memory"), memory);
     setenv("QX_MEMORY_DEVICE", root_.file("memory").c_str(), 1);
     EXPECT_TRUE(firmware_.boards().empty());
     if (std::filesystem::exists("/sys/firmware/dmi/tables")) {

@@ -15,7 +15,8 @@ using Structure = SmbiosBuilder::Structure;
 constexpr SmbiosEntry kVersion28{2, 8, 0, 0};
 
 SmbiosBytes recorded(const std::string& name) {
-    const std::string content = test::readFile(VARNOCK_TEST_DATA_DIR "/smbios/qemu/" + name);
+    const std::string content =
+        varnock::test::readFile(VARNOCK_TEST_DATA_DIR "/smbios/qemu/" + name);
     return {content.begin(), content.end()};
 }
 

@@ -17,12 +17,12 @@
 
 #include "runtime/Event.h"
 #include "runtime/process/Clock.h"
+#include "tests/runtime/sync/Timeouts.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/TraceCapture.h"
 
 namespace varnock::test {
 
-inline constexpr unsigned int kInfinite = 0xFFFFFFFF;
 inline constexpr int kAutomaticReset = 0;
 inline constexpr int kManualReset = 1;
 

@@ -10,10 +10,10 @@
 #include <utility>
 
 #include "runtime/Thread.h"
+#include "tests/runtime/sync/Timeouts.h"
 
 namespace varnock::test {
 
-inline constexpr unsigned int kInfinite = 0xFFFFFFFF;
 inline constexpr int kDetached = 0;
 inline constexpr int kJoinable = 1;
 inline constexpr int kKeepAlive = 0;

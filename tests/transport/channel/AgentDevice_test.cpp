@@ -195,20 +195,20 @@ TEST_F(IsFdReady, RefusesBadParameters) {
 
 TEST_F(IsFdReady, TimesOut) {
     trace.setLevel(0);
-    EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 30000), kTimedOut);
+    EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 30000), kTransferTimedOut);
     EXPECT_EQ(clock.elapsed(), 30s);
     EXPECT_TRUE(trace.contains("IsFdReady: ERROR: Timeout on fd=" + fd() +
                                " (Timeout=30000, RestTimeout=30000"));
 }
 
 TEST_F(IsFdReady, TakesTheLongestTimeoutForNoLimitNever) {
-    EXPECT_EQ(isFdReady(pair.ours(), POLLIN, UINT_MAX), kTimedOut);
+    EXPECT_EQ(isFdReady(pair.ours(), POLLIN, UINT_MAX), kTransferTimedOut);
     EXPECT_EQ(clock.elapsed(), std::chrono::milliseconds(INT_MAX));
 }
 
 TEST_F(IsFdReady, GoesOnAfterASignalWithTheRestOfWholeSeconds) {
     clock.failNextPoll(EINTR, 2500ms);
-    EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 30000), kTimedOut);
+    EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 30000), kTransferTimedOut);
     EXPECT_TRUE(trace.contains("IsFdReady: poll() interrupted due to EINTR on fd=" + fd() +
                                " --> try to continue!"));
     EXPECT_TRUE(trace.contains("(Timeout=30000, RestTimeout=28000"));
@@ -218,7 +218,7 @@ TEST_F(IsFdReady, GoesOnAfterASignalWithTheRestOfWholeSeconds) {
 TEST_F(IsFdReady, TimesOutWhenSignalsTakeAllTheTime) {
     clock.failNextPoll(EINTR, 3s);
     clock.failNextPoll(EINTR, 2s);
-    EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 5000), kTimedOut);
+    EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 5000), kTransferTimedOut);
     EXPECT_TRUE(trace.contains("IsFdReady: ERROR: Timeout after EINTR on fd=" + fd() +
                                " (Timeout=5000, RestTimeout=2000"));
 }
@@ -226,7 +226,7 @@ TEST_F(IsFdReady, TimesOutWhenSignalsTakeAllTheTime) {
 TEST_F(IsFdReady, TracesSignalsAtLevelOneAndTheTimeoutAlways) {
     const auto scenario = [this] {
         clock.failNextPoll(EINTR, 5s);
-        EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 5000), kTimedOut);
+        EXPECT_EQ(isFdReady(pair.ours(), POLLIN, 5000), kTransferTimedOut);
     };
     expectLevels(trace, scenario,
                  {{"IsFdReady: poll() interrupted due to EINTR on fd=", 1},

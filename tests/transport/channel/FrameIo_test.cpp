@@ -122,7 +122,7 @@ TEST_F(SendRequestOnFd, TakesAFrameWithoutText) {
 }
 
 TEST_F(SendRequestOnFd, TimesOutWithoutReply) {
-    EXPECT_EQ(send(), kTimedOut);
+    EXPECT_EQ(send(), kTransferTimedOut);
     EXPECT_EQ(clock.elapsed(), 30s);
 }
 
@@ -241,7 +241,7 @@ TEST_F(SendRequestOnFd, ReportsAPeerThatHungUp) {
 TEST_F(SendRequestOnFd, TimesOutWhenThePeerStopsReading) {
     request = Frame(std::string(1 << 20, 'x'), 2 << 20);
     limit = request.size();
-    EXPECT_EQ(send(), kTimedOut);
+    EXPECT_EQ(send(), kTransferTimedOut);
     EXPECT_TRUE(
         trace.contains("SendRequestOnFd: Command sending" + on() + " incomplete (outLength="));
     EXPECT_TRUE(trace.contains("InOutMax=1048581) --> continue=0"));

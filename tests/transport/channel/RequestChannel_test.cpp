@@ -266,7 +266,7 @@ TEST_F(ChannelToAgent, WaitsForAnAgentThatComesLate) {
 
 TEST_F(ChannelToAgent, WaitsThirtySecondsForAReplyAndThenReconnects) {
     agent.expect({.opcode = 1, .reply = AgentReply::none()});
-    EXPECT_EQ(request(), kTimedOut);
+    EXPECT_EQ(request(), kTransferTimedOut);
     EXPECT_EQ(clock.elapsed(), 30s);
     EXPECT_TRUE(trace.contains("SendRequest: Request Channel on fd="));
     EXPECT_TRUE(trace.contains("seems to be corrupt (result=-15) --> close it !"));
@@ -283,7 +283,7 @@ TEST_F(ChannelToAgent, RaisesAndCapsTheTimeout) {
     for (const auto& [timeout, waited] : cases) {
         agent.expect({.opcode = 1, .reply = AgentReply::none()});
         const auto before = clock.elapsed();
-        EXPECT_EQ(request(1, timeout), kTimedOut);
+        EXPECT_EQ(request(1, timeout), kTransferTimedOut);
         EXPECT_EQ(clock.elapsed() - before, waited);
     }
 }
