@@ -14,6 +14,7 @@
 #include "cli/output/Failure.h"
 #include "runtime/ProfileFile.h"
 #include "runtime/Registry.h"
+#include "runtime/files/FileDescriptor.h"
 #include "runtime/registry/RegistryFormat.h"
 
 namespace varnockctl {
@@ -43,15 +44,20 @@ std::string readAll(FILE* stream, const std::string& path) {
 
 /// Nothing if there is no such file. Does not block on a pipe or a device.
 std::optional<std::string> readFile(const std::string& path) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (descriptor < 0 && errno == ENOENT) {
+    varnock::FileDescriptor descriptor(
+        open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!descriptor && errno == ENOENT) {
         return std::nullopt;
     }
-    const Stream stream(descriptor < 0 ? nullptr : fdopen(descriptor, "r"), fclose);
     struct stat status {};
-    if (!stream || fstat(descriptor, &status) != 0) {
+    if (!descriptor || fstat(descriptor.get(), &status) != 0) {
         throw failureOf(path, errno);
     }
+    const Stream stream(fdopen(descriptor.get(), "r"), fclose);
+    if (!stream) {
+        throw failureOf(path, errno);
+    }
+    static_cast<void>(descriptor.release());
     if (!S_ISREG(status.st_mode)) {
         throw Failure(ExitStatus::unintelligible, path + ": not a regular file");
     }

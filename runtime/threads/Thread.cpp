@@ -135,7 +135,7 @@ class Attributes {
         return error == 0;
     }
 
-    pthread_attr_t attributes_;
+    pthread_attr_t attributes_{};
     int error_;
 };
 
