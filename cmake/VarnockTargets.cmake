@@ -41,7 +41,8 @@ function(varnock_harden target)
     target_link_options(${target} PUBLIC -fsanitize=${VARNOCK_SANITIZE})
   endif()
   if(VARNOCK_COVERAGE)
-    target_compile_options(${target} PRIVATE --coverage -O0)
+    # Threads count at the same time.
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic -O0)
     target_link_options(${target} PUBLIC --coverage)
   endif()
 endfunction()
@@ -168,7 +169,8 @@ function(varnock_test name)
   varnock_unoptimised(${name})
   target_compile_definitions(${name} PRIVATE
     VARNOCK_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-    VARNOCK_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data")
+    VARNOCK_TEST_DATA_DIR="${PROJECT_SOURCE_DIR}/tests/data"
+    $<$<BOOL:${VARNOCK_COVERAGE}>:VARNOCK_COVERAGE>)
   target_link_libraries(${name} PRIVATE
     varnock_core varnock_test_support GTest::gmock_main ${TEST_LIBRARIES})
   varnock_private_start(${name})

@@ -59,6 +59,13 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
     if (varnock::test::kThreadSanitizer) \
     GTEST_SKIP() << "the thread sanitizer keeps a signal back while a call waits in the kernel"
 
+#if defined(VARNOCK_COVERAGE)
+#define SKIP_IF_COVERAGE_CANNOT_BE_WRITTEN() \
+    GTEST_SKIP() << "a program with coverage needs memory and a file of its own at its end"
+#else
+#define SKIP_IF_COVERAGE_CANNOT_BE_WRITTEN() static_assert(true)
+#endif
+
 #define SKIP_IF_MALLOC_IS_REPLACED() \
     if (varnock::test::kSanitized)   \
     GTEST_SKIP() << "the sanitizers replace the allocator that this test makes fail"
