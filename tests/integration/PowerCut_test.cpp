@@ -18,7 +18,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-using Calls = std::vector<FileCall>;
+using Calls = std::vector<SystemCall>;
 
 const std::string kMissing = "(no file)";
 
@@ -83,11 +83,8 @@ class PowerCut : public testing::TestWithParam<Change> {
         runProcess({LIBRARY_HOST_STATIC, "load"}, files_.environment());
     }
     void SetUp() override {
-        if (!mayTrace()) {
-            GTEST_SKIP() << "ptrace is not permitted here, and it is what stops the program at a "
-                            "system call";
-        }
-        reference_ = run([](std::size_t, const FileCall&) { return Fate{}; });
+        SKIP_IF_NOTHING_CAN_BE_TRACED();
+        reference_ = run([](std::size_t, const SystemCall&) { return Fate{}; });
         ASSERT_EQ(reference_.status, 0) << reference_.err;
         after_ = left();
         ASSERT_NE(after_, GetParam().before);
@@ -98,7 +95,7 @@ class PowerCut : public testing::TestWithParam<Change> {
     std::string file(const std::string& name) const { return files_.file(name); }
 
     /// Runs the change in a new directory.
-    TracedResult run(const std::function<Fate(std::size_t, const FileCall&)>& decide) {
+    TracedResult run(const Decision& decide) {
         for (const auto& entry : std::filesystem::directory_iterator(files_.path())) {
             std::filesystem::remove(entry);
         }
@@ -112,7 +109,7 @@ class PowerCut : public testing::TestWithParam<Change> {
         return runTraced(command, files_.environment(), files_.path(), decide);
     }
     TracedResult runWith(std::size_t place, Fate fate) {
-        return run([=](std::size_t n, const FileCall&) { return n == place ? fate : Fate{}; });
+        return run([=](std::size_t n, const SystemCall&) { return n == place ? fate : Fate{}; });
     }
 
     /// The text that the next reader of the file gets.
@@ -145,14 +142,14 @@ class PowerCut : public testing::TestWithParam<Change> {
     bool isUnasked(std::size_t place) const {
         const auto firstRead = std::find_if(
             reference_.calls.begin(), reference_.calls.end(),
-            [](const FileCall& call) { return call.name.find("read") != std::string::npos; });
+            [](const SystemCall& call) { return call.name.find("read") != std::string::npos; });
         return GetParam().arguments[0] == "load" ||
                (GetParam().name == std::string("ProfileDeletion") &&
                 reference_.calls.begin() + static_cast<std::ptrdiff_t>(place) < firstRead &&
                 reference_.calls[place].path == file(GetParam().file));
     }
     std::string described(std::size_t place) const {
-        const FileCall& call = reference_.calls[place];
+        const SystemCall& call = reference_.calls[place];
         return std::to_string(place) + ": " + call.name + " " + call.path + " " + call.other;
     }
 
@@ -169,7 +166,7 @@ TEST_P(PowerCut, LeavesTheOldOrTheNewWhereverItComes) {
             continue;
         }
         SCOPED_TRACE(described(place));
-        EXPECT_EQ(runWith(place, {Fate::Kind::killed, 0}).status, 128 + SIGKILL);
+        EXPECT_EQ(runWith(place, {Fate::Kind::killed, 0, 0}).status, 128 + SIGKILL);
         seen.insert(left());
         expectOldOrNew();
         if (HasFailure()) {
@@ -184,7 +181,7 @@ TEST_P(PowerCut, AFailingCallLeavesTheOldOrTheNewAndNoRest) {
     for (std::size_t place = 0; place < reference_.calls.size(); ++place) {
         SCOPED_TRACE(described(place));
         const int error = reference_.calls[place].changes ? ENOSPC : EIO;
-        const TracedResult result = runWith(place, {Fate::Kind::failing, error});
+        const TracedResult result = runWith(place, {Fate::Kind::failing, error, 0});
         EXPECT_LE(result.status, 1) << result.err;
         seen.insert(left());
         // The program that makes the change gets its result.
@@ -209,7 +206,8 @@ TEST_P(PowerCut, AWriteThatTakesAPartIsFinished) {
         }
         any = true;
         SCOPED_TRACE(described(place));
-        const TracedResult result = runWith(place, {Fate::Kind::halfDone, 0});
+        const auto half = static_cast<std::size_t>(reference_.calls[place].result + 1) / 2;
+        const TracedResult result = runWith(place, {Fate::Kind::cutShort, 0, half});
         EXPECT_EQ(result.status, 0) << result.err;
         EXPECT_GT(result.calls.size(), reference_.calls.size());
         EXPECT_EQ(left(), after_);
@@ -220,27 +218,27 @@ TEST_P(PowerCut, AWriteThatTakesAPartIsFinished) {
 // A kill keeps what the process has written; a power cut keeps only what is synced.
 TEST_P(PowerCut, TheDataIsOnTheDiskBeforeTheNameAndTheNameBeforeTheEnd) {
     const Calls& calls = reference_.calls;
-    const auto placed = std::find_if(calls.begin(), calls.end(), [&](const FileCall& call) {
+    const auto placed = std::find_if(calls.begin(), calls.end(), [&](const SystemCall& call) {
         return call.name.starts_with("rename") && call.other == file(GetParam().file);
     });
     ASSERT_NE(placed, calls.end());
-    const auto isData = [&](const FileCall& call) {
+    const auto isData = [&](const SystemCall& call) {
         return call.path == placed->path &&
                (call.name.find("write") != std::string::npos || call.name == "ftruncate" ||
                 call.name == "fallocate" || (call.name == "fchmod" && !isRegistry()));
     };
-    const auto synced = std::find_if(calls.begin(), placed, [&](const FileCall& call) {
+    const auto synced = std::find_if(calls.begin(), placed, [&](const SystemCall& call) {
         return call.path == placed->path && call.name == "fsync";
     });
     ASSERT_NE(synced, placed);
     EXPECT_GT(std::count_if(calls.begin(), synced, isData), 0);
     EXPECT_EQ(std::count_if(synced, calls.end(), isData), 0);
     EXPECT_EQ(std::count_if(placed, calls.end(),
-                            [&](const FileCall& call) {
+                            [&](const SystemCall& call) {
                                 return call.name == "fsync" && call.path == files_.path();
                             }),
               1);
-    EXPECT_TRUE(std::all_of(calls.begin(), calls.end(), [](const FileCall& call) {
+    EXPECT_TRUE(std::all_of(calls.begin(), calls.end(), [](const SystemCall& call) {
         return call.name != "fsync" || call.result == 0;
     }));
 }
@@ -250,11 +248,11 @@ class WithoutCopy : public PowerCut {
   protected:
     /// Runs the change without a copy, and with a full disk for one call.
     TracedResult runInPlace(std::size_t full) {
-        return run([=, this](std::size_t n, const FileCall& call) {
+        return run([=, this](std::size_t n, const SystemCall& call) {
             if (call.path.starts_with(file("test.ini."))) {
-                return Fate{Fate::Kind::failing, EACCES};
+                return Fate{Fate::Kind::failing, EACCES, 0};
             }
-            return n == full ? Fate{Fate::Kind::failing, ENOSPC} : Fate{};
+            return n == full ? Fate{Fate::Kind::failing, ENOSPC, 0} : Fate{};
         });
     }
 };
@@ -263,7 +261,7 @@ TEST_P(WithoutCopy, AFullDiskLeavesTheOld) {
     const Calls calls = runInPlace(~std::size_t{0}).calls;
     EXPECT_EQ(left(), after_);
     const auto takesRoom = [](const std::string& name) {
-        return [=](const FileCall& call) { return call.name == name; };
+        return [=](const SystemCall& call) { return call.name == name; };
     };
     // After a successful allocation the disk has room for the writes.
     const bool allocates = std::any_of(calls.begin(), calls.end(), takesRoom("fallocate"));

@@ -25,14 +25,10 @@ class TraceFileFaults : public testing::TestWithParam<TraceBefore> {
         files_.host({"load"});
         used_ = readFile(files_.traceFile());
     }
-    void SetUp() override {
-        if (!mayTrace()) {
-            GTEST_SKIP() << "ptrace is not permitted here, and it is what makes a call fail";
-        }
-    }
+    void SetUp() override { SKIP_IF_NOTHING_CAN_BE_TRACED(); }
 
     /// Starts a process with the trace file of the parameter.
-    TracedResult run(const std::function<Fate(std::size_t, const FileCall&)>& decide) const {
+    TracedResult run(const Decision& decide) const {
         std::filesystem::remove(files_.traceFile());
         if (GetParam() == TraceBefore::used) {
             writeFile(files_.traceFile(), used_);
@@ -57,17 +53,18 @@ class TraceFileFaults : public testing::TestWithParam<TraceBefore> {
 };
 
 TEST_P(TraceFileFaults, CostNoProcessAndNoLaterTrace) {
-    const std::size_t count = run([](std::size_t, const FileCall&) { return Fate{}; }).calls.size();
+    const std::size_t count =
+        run([](std::size_t, const SystemCall&) { return Fate{}; }).calls.size();
     ASSERT_GT(count, 3U);
     for (std::size_t place = 0; place < count && !HasFailure(); ++place) {
         for (const int error : {EIO, ENOSPC}) {
             std::string name;
-            const TracedResult result = run([&](std::size_t n, const FileCall& call) {
+            const TracedResult result = run([&](std::size_t n, const SystemCall& call) {
                 if (n != place) {
                     return Fate{};
                 }
                 name = call.name;
-                return Fate{Fate::Kind::failing, error};
+                return Fate{Fate::Kind::failing, error, 0};
             });
             SCOPED_TRACE(std::to_string(place) + ": " + name);
             EXPECT_EQ(result.status, 0) << result.err;
