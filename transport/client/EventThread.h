@@ -37,7 +37,7 @@ class EventThread {
     /// Ends the thread and waits for it, unless called on it. Further calls do nothing.
     void stop();
     /// Wakes the thread so that it ends. Does nothing without a pipe.
-    void wake() const { pipe_.wake(); }
+    void wake() { pipe_.wake(); }
     void closePipe() { pipe_.close(); }
 
     /// The thread's entry function. `eventThread` points to an EventThread.

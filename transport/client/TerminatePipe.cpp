@@ -26,13 +26,14 @@ bool TerminatePipe::open() {
     return true;
 }
 
-void TerminatePipe::wake() const {
+void TerminatePipe::wake() {
     traceAt(1,
             "WakeupThread_EventMain: wakeup WakeupThread_EventMain for termination on "
             "pipe[%d,%d]\n",
             readEnd_.get(), shownWriteEnd());
     if (writeEnd_ && write(writeEnd_.get(), "WAKE", 4) != 4) {
         traceAt(1, "WakeupThread_EventMain: ERROR: cannot write to pipe: errno=%d\n", errno);
+        writeEnd_.reset();
     }
 }
 

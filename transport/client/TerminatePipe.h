@@ -14,8 +14,9 @@ class TerminatePipe {
     bool isOpen() const { return static_cast<bool>(readEnd_); }
     /// Becomes readable with wake() and stays readable. -1 while closed.
     int readEnd() const { return readEnd_.get(); }
-    /// Writes the wake-up bytes if the pipe is open. Always traces.
-    void wake() const;
+    /// Writes the wake-up bytes if the pipe is open; if that fails, closes the write end, which
+    /// wakes the reader too. Always traces.
+    void wake();
     void close();
 
   private:
