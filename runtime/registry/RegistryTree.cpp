@@ -47,6 +47,9 @@ char backupPath[4096];
 char newPath[4096];
 /// UpdateTree() runs: it holds the lock of the file, and saves at its end.
 bool updating = false;
+/// Why the file that is there could not be read, so that the tree is that of the backup, or none.
+/// Such a tree must never replace the file. 0: the tree is that of the file.
+int unreadError = 0;
 
 struct RootKey {
     const char* name;
@@ -99,8 +102,8 @@ void removeAll() {
     }
 }
 
-/// False if the file cannot be read to its end. The tree is then empty: a part of a tree must never
-/// replace the file.
+/// False, with errno, if the file cannot be read to its end. The tree is then empty: a part of a
+/// tree must never replace the file.
 [[nodiscard]] bool restoreFrom(const char* path, CRegistryNode::Warnings& warnings) {
     const FileStream file = varnock::openRegularFile(path, "re");
     if (!file) {
@@ -111,11 +114,19 @@ void removeAll() {
         return true;
     }
     removeAll();
+    errno = EIO;
     return false;
 }
 
+/// True if this error of opening says that there is no file: nothing, or something else.
+[[nodiscard]] bool meansNoFile(int error) {
+    return error == ENOENT || error == ENOTDIR || error == EINVAL;
+}
+
 void restoreTree(LoadResult& result) {
+    unreadError = 0;
     if (!restoreFrom(currentPath, result.warnings)) {
+        unreadError = meansNoFile(errno) ? 0 : errno;
         result.isMissing = true;
         memcpy(result.path, currentPath, sizeof currentPath);
         if (!restoreFrom(backupPath, result.warnings)) {
@@ -213,6 +224,10 @@ struct Save {
         error = errno;
         result = how;
     }
+    void failUnread() {
+        errno = unreadError;
+        fail(SaveResult::cannotWrite);
+    }
 };
 
 /// Waits for another saver to finish, without a lock and open to cancellation.
@@ -271,6 +286,10 @@ void failToOpen(Save& saved, const NewRegistryFile& file) {
         return true;
     }
     memcpy(saved.path, newPath, sizeof newPath);
+    if (unreadError != 0) {
+        saved.failUnread();
+        return true;
+    }
     NewRegistryFile file(newPath);
     if (file.state() == NewRegistryFile::State::busy) {
         return false;
@@ -296,9 +315,9 @@ void reload(LoadResult& result) {
     restoreTree(result);
 }
 
-[[nodiscard]] bool canBeRead() {
-    return varnock::openRegularFile(currentPath, "re") != nullptr ||
-           varnock::openRegularFile(backupPath, "re") != nullptr;
+/// Returns 0 or an errno value.
+[[nodiscard]] int errorOfOpening(const char* path) {
+    return varnock::openRegularFile(path, "re") != nullptr ? 0 : errno;
 }
 
 /// Reverts a change that was not saved, so that a later save does not write it.
@@ -333,8 +352,17 @@ enum class Update { noTree, tried };
     const UpdatingMark mark;
     buildPaths();
     memcpy(saved.path, newPath, sizeof newPath);
-    if (access(currentPath, F_OK) != 0 && access(backupPath, F_OK) != 0) {
+    int error = errorOfOpening(currentPath);
+    if (meansNoFile(error)) {
+        error = errorOfOpening(backupPath);
+    }
+    if (meansNoFile(error)) {
         return Update::noTree;
+    }
+    if (error != 0) {
+        errno = error;
+        saved.fail(SaveResult::cannotWrite);
+        return Update::tried;
     }
     NewRegistryFile file(newPath);
     if (file.state() == NewRegistryFile::State::busy) {
@@ -344,10 +372,11 @@ enum class Update { noTree, tried };
         failToOpen(saved, file);
         return Update::tried;
     }
-    if (!canBeRead()) {
-        return Update::noTree;
-    }
     reload(loaded);
+    if (unreadError != 0) {
+        saved.failUnread();
+        return Update::tried;
+    }
     if (loaded.isBackupMissing) {
         return Update::noTree;
     }

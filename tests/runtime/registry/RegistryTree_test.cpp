@@ -551,6 +551,25 @@ TEST_F(RegistryTree, AFileThatCannotBeReadToItsEndIsNoTree) {
     expectTreeOfTheBackup();
 }
 
+TEST_F(RegistryTree, TheBackupNeverReplacesAFileThatCouldNotBeRead) {
+    ASSERT_EQ(symlink("/proc/self/mem", file("registry").c_str()), 0);
+    writeFile(file("registry.old"), kSmallTree);
+    expectTreeOfTheBackup();
+    CRegistry::MIsDirty = 1;
+    errno = 0;
+    EXPECT_THROW(CRegistry::SaveTree(), int);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_TRUE(std::filesystem::is_symlink(file("registry")));
+    EXPECT_THROW(CRegistry::UpdateTree([] { return true; }), int);
+    EXPECT_TRUE(std::filesystem::is_symlink(file("registry")));
+    EXPECT_FALSE(exists("registry.new"));
+    // As soon as the file can be read again, an update works on it.
+    ASSERT_EQ(unlink(file("registry").c_str()), 0);
+    writeFile(file("registry"), kSmallTree);
+    EXPECT_TRUE(CRegistry::UpdateTree([] { return true; }));
+    CRegistry::SaveTree();
+}
+
 TEST_F(RegistryTree, WhatIsNoFileIsNeitherWaitedForNorReplaced) {
     ASSERT_EQ(mkfifo(file("registry").c_str(), 0600), 0);
     ASSERT_EQ(mkdir(file("registry.old").c_str(), 0700), 0);
