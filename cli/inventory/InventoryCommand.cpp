@@ -4,6 +4,7 @@
 #include "cli/Commands.h"
 #include "cli/calls/CallRunner.h"
 #include "cli/output/Failure.h"
+#include "tools/Console.h"
 
 namespace varnockctl {
 namespace {
@@ -95,6 +96,9 @@ class Inventory {
     }
 
     Json takeUnavailable() { return std::move(unavailable_); }
+    /// The first part that is missing for another reason than that the machine does not have it,
+    /// with the reason; empty if there is none.
+    const std::string& failure() const { return failure_; }
 
   private:
     struct Field {
@@ -116,6 +120,9 @@ class Inventory {
             throw Failure(outcome.verdict.status, outcome.verdict.reason);
         }
         if (!outcome.verdict.reason.empty()) {
+            if (outcome.verdict.status != ExitStatus::notAvailable && failure_.empty()) {
+                failure_ = part + "." + field + ": " + outcome.verdict.reason;
+            }
             Json entry(rapidjson::kObjectType);
             add(entry, "part", part + "." + field, allocator_);
             add(entry, "reason", outcome.verdict.reason, allocator_);
@@ -203,6 +210,7 @@ class Inventory {
     Session& session_;
     JsonAllocator& allocator_;
     Json unavailable_;
+    std::string failure_;
     std::string cabinet_;
 };
 
@@ -239,6 +247,10 @@ Answer runInventory(const Options& options) {
     answer.document.SetObject();
     add(answer.document, "machine", std::move(machine), allocator);
     add(answer.document, "unavailable", inventory.takeUnavailable(), allocator);
+    if (!inventory.failure().empty()) {
+        answer.status = ExitStatus::partial;
+        varnock::console::say("varnockctl", inventory.failure());
+    }
     return answer;
 }
 
