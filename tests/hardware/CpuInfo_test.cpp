@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "runtime/Debug.h"
+#include "tests/support/EveryCall.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
@@ -510,6 +511,21 @@ TEST_F(CpuRawRead, NeedsAllFourPlaces) {
     EXPECT_EQ(cpuRawRead(&number, &number, nullptr, &number), 0);
     EXPECT_EQ(cpuRawRead(&number, &number, &number, nullptr), 0);
     EXPECT_EQ(number, 0U);
+}
+
+TEST_F(CpuInfo, EverySystemCallOfReadingTheFileMayFail) {
+    SKIP_IF_NOTHING_CAN_BE_TRACED();
+    const unsigned int all = recorded("intel-xeon").GetSizeOfCpuDataTableFromOS();
+    const std::size_t faults = forEveryFaultOf([&](const TracedPart& part, const Fault& fault) {
+        part.begin();
+        const CCpuInfoOS info;
+        part.end();
+        const unsigned int found = info.GetSizeOfCpuDataTableFromOS();
+        EXPECT_LE(found, all);
+        EXPECT_TRUE(found == all || !fault.isHarmless()) << found;
+        EXPECT_EQ(CCpuInfoOS().GetSizeOfCpuDataTableFromOS(), all);
+    });
+    EXPECT_GT(faults, 4u);
 }
 
 }  // namespace

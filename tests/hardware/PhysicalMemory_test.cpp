@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "runtime/Debug.h"
+#include "tests/support/EveryCall.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -653,6 +654,26 @@ TEST(DeviceBiosBase, ItsDestructorUnmapsNothingAndFreesTheSlots) {
         device.slotMapping_.m_nCount = 16;
     }
     EXPECT_EQ(unmapped, 0);
+}
+
+TEST_F(PhysicalMemory, EverySystemCallOfAMappingMayFail) {
+    SKIP_IF_NOTHING_CAN_BE_TRACED();
+    const std::size_t faults = forEveryFaultOf([this](const TracedPart& part, const Fault& fault) {
+        const auto before = openDescriptors();
+        {
+            CDeviceBios bios;
+            part.begin();
+            const unsigned char* region = bios.MapPhysicalMemory(0, 0xF0010, 0x20);
+            if (region != nullptr) {
+                expectRegion(region, 0xF0010, 0x20);
+            }
+            part.end();
+            EXPECT_TRUE(region != nullptr || !fault.isHarmless());
+            expectRegion(bios.MapPhysicalMemory(0, 0xF0010, 0x20), 0xF0010, 0x20);
+        }
+        EXPECT_EQ(openDescriptors(), before);
+    });
+    EXPECT_GT(faults, 4u);
 }
 
 }  // namespace

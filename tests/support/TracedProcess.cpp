@@ -145,7 +145,7 @@ constexpr Row kRows[] = {
     {SYS_fork, "fork", -1, -1, -1, EAGAIN, 0},
     {SYS_vfork, "vfork", -1, -1, -1, EAGAIN, 0},
     {SYS_wait4, "wait4", -1, -1, -1, ECHILD, kInterruptible},
-    {SYS_waitid, "waitid", -1, -1, -1, ECHILD, kInterruptible},
+    {SYS_waitid, "waitid", -1, -1, -1, ECHILD, 0},  // sd-event does not wait with it
     {SYS_nanosleep, "nanosleep", -1, -1, -1, 0, kSleeps},
     {SYS_clock_nanosleep, "clock_nanosleep", -1, -1, -1, 0, kSleeps},
 };

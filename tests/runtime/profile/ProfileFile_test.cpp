@@ -11,6 +11,7 @@
 #include <filesystem>
 
 #include "runtime/files/FileStream.h"
+#include "tests/support/EveryCall.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/Sanitizers.h"
@@ -489,6 +490,19 @@ TEST(SysBase, ReportsAndClosesAsWindowsDoes) {
     EXPECT_EQ(CloseHandle(descriptor), 1);
     EXPECT_EQ(CloseHandle(descriptor), 0);
     EXPECT_EQ(GetLastError(), static_cast<unsigned int>(EBADF));
+}
+
+TEST_F(ProfileFile, EverySystemCallOfAReadMayFail) {
+    SKIP_IF_NOTHING_CAN_BE_TRACED();
+    contents("[s]\nk=" + std::string(100, 'v') + "\n" + std::string(9000, ';') + "\n[t]\nlast=1\n");
+    const std::size_t faults = forEveryFaultOf([this](const TracedPart& part, const Fault& fault) {
+        part.begin();
+        const std::string found = read("t", "last", "default");
+        part.end();
+        EXPECT_TRUE(found == "1" || (found == "default" && !fault.isHarmless())) << found;
+        EXPECT_EQ(read("t", "last", "default"), "1");
+    });
+    EXPECT_GT(faults, 4u);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "runtime/Event.h"
 #include "tests/runtime/threads/ThreadSupport.h"
+#include "tests/support/EveryCall.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/PosixThread.h"
@@ -250,6 +251,26 @@ TEST(Thread, WrappersReachTheThreadLibrary) {
     void* result = nullptr;
     EXPECT_EQ(ThreadJoin(thread, &result), 0);
     EXPECT_EQ(result, PTHREAD_CANCELED);
+}
+
+TEST(Thread, EverySystemCallOfAStartMayFail) {
+    SKIP_IF_NOTHING_CAN_BE_TRACED();
+    const std::size_t faults = forEveryFaultOf([](const TracedPart& part, const Fault& fault) {
+        CThread thread(kKeepAlive);
+        Task task(nothing);
+        part.begin();
+        const bool isStarted = task.start(thread, kJoinable);
+        EXPECT_TRUE(thread.WaitForTermination(kInfinite));
+        part.end();
+        EXPECT_EQ(isStarted, task.ended());
+        EXPECT_TRUE(isStarted || !fault.isHarmless());
+        EXPECT_FALSE(thread.IsRunning());
+        Task next(nothing);
+        EXPECT_TRUE(next.start(thread, kJoinable));
+        EXPECT_TRUE(thread.WaitForTermination(kInfinite));
+        EXPECT_TRUE(next.ended());
+    });
+    EXPECT_GE(faults, 2u);  // the stack may be that of an earlier thread
 }
 
 }  // namespace
