@@ -34,6 +34,11 @@ namespace {
 
 using State = Finding::State;
 
+using Clock = std::chrono::steady_clock;
+
+/// The time for what needs no agent, from the start on and beyond the patience with the agent.
+constexpr std::chrono::milliseconds kLocalChecks{250};
+
 constexpr std::uint64_t kLargestTraceFile = varnock::tracefile::kLargestSize;
 
 /// The fix for an agent that is listening but does not answer.
@@ -56,7 +61,8 @@ std::string directoryOf(const std::string& path) {
 /// Runs the checks one after the other.
 class Doctor {
   public:
-    explicit Doctor(std::chrono::milliseconds patience) : patience_(patience) {}
+    explicit Doctor(std::chrono::milliseconds patience)
+        : patience_(patience), end_(Clock::now() + patience + kLocalChecks) {}
 
     Answer run();
 
@@ -81,6 +87,7 @@ class Doctor {
     varnock::TraceSettings traceSettings();
 
     const std::chrono::milliseconds patience_;
+    const Clock::time_point end_;
     std::shared_ptr<AgentTrial> trial_;
     std::vector<Finding> findings_;
     bool hasRegistry_ = false;
@@ -259,13 +266,13 @@ void Doctor::lookAtOwnTraceFile(std::uint64_t size) {
 
 void Doctor::lookAtSharing(bool hasOwnFiles) {
     const std::vector<std::string> paths = traceFilePaths();
-    const auto users = usersOfTraceFiles(paths);
+    const TraceUsers users = usersOfTraceFiles(paths, end_);
     for (std::size_t i = 0; i < paths.size(); ++i) {
-        if (users[i].size() < 2) {
+        if (users.ofFiles[i].size() < 2) {
             continue;
         }
         std::string names;
-        for (const TraceUser& user : users[i]) {
+        for (const TraceUser& user : users.ofFiles[i]) {
             names.append(names.empty() ? "" : ", ")
                 .append(std::to_string(user.process) + " (" + user.name + ")");
         }
@@ -276,6 +283,11 @@ void Doctor::lookAtSharing(bool hasOwnFiles) {
                 : "give each process its own file: set QX_LOG_RINGBUF_PER_PROCESS=1 for them, or "
                   "varnockctl registry set HKLM/SOFTWARE/Debug/CIM_Provider RingBufferPerProcess 1;"
                   " then restart them");
+    }
+    if (!users.isComplete) {
+        add("trace", State::note,
+            "there was no time to search all processes for those that share a file",
+            "use a longer --timeout");
     }
 }
 

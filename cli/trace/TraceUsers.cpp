@@ -9,6 +9,7 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -17,6 +18,7 @@ namespace varnockctl {
 namespace {
 
 namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
 
 /// A line of "/proc/PID/maps" for a shared, writable mapping of a file.
 struct Mapping {
@@ -51,6 +53,7 @@ class MappedFile {
         path_ = real != nullptr ? real.get() : "";
     }
 
+    bool exists() const { return exists_; }
     /// Compares the path and the inode: the path differs if a directory is mounted twice, the
     /// device of the inode on file systems with several devices.
     bool is(const Mapping& mapping) const {
@@ -73,10 +76,14 @@ std::optional<pid_t> processOf(const fs::path& directory) {
                : std::nullopt;
 }
 
-std::vector<Mapping> mappingsOf(const fs::path& process) {
+/// Nothing if the time ends before the list.
+std::optional<std::vector<Mapping>> mappingsOf(const fs::path& process, Clock::time_point end) {
     std::vector<Mapping> mappings;
     std::ifstream maps(process / "maps");
     for (std::string line; std::getline(maps, line);) {
+        if (Clock::now() >= end) {
+            return std::nullopt;
+        }
         if (auto mapping = parseMapping(line)) {
             mappings.push_back(std::move(*mapping));
         }
@@ -93,10 +100,13 @@ std::string nameOf(const fs::path& process) {
 
 }  // namespace
 
-std::vector<std::vector<TraceUser>> usersOfTraceFiles(const std::vector<std::string>& paths,
-                                                      const std::string& processes) {
+TraceUsers usersOfTraceFiles(const std::vector<std::string>& paths, Clock::time_point end,
+                             const std::string& processes) {
     const std::vector<MappedFile> files(paths.begin(), paths.end());
-    std::vector<std::vector<TraceUser>> users(files.size());
+    TraceUsers users{.ofFiles = std::vector<std::vector<TraceUser>>(files.size())};
+    if (std::none_of(files.begin(), files.end(), std::mem_fn(&MappedFile::exists))) {
+        return users;
+    }
     std::error_code error;
     fs::directory_iterator entry(processes, error);
     for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
@@ -104,15 +114,19 @@ std::vector<std::vector<TraceUser>> usersOfTraceFiles(const std::vector<std::str
         if (!process) {
             continue;
         }
-        const std::vector<Mapping> mappings = mappingsOf(entry->path());
+        const auto mappings = mappingsOf(entry->path(), end);
+        if (!mappings) {
+            users.isComplete = false;
+            break;
+        }
         for (std::size_t i = 0; i < files.size(); ++i) {
-            if (std::any_of(mappings.begin(), mappings.end(),
+            if (std::any_of(mappings->begin(), mappings->end(),
                             [&](const Mapping& mapping) { return files[i].is(mapping); })) {
-                users[i].push_back({*process, nameOf(entry->path())});
+                users.ofFiles[i].push_back({*process, nameOf(entry->path())});
             }
         }
     }
-    for (auto& each : users) {
+    for (auto& each : users.ofFiles) {
         std::sort(each.begin(), each.end(),
                   [](const TraceUser& a, const TraceUser& b) { return a.process < b.process; });
     }

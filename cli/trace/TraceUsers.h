@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -13,10 +14,17 @@ struct TraceUser {
     std::string name;
 };
 
-/// For each file, the processes that have it mapped, in the order of their ids. Only processes that
-/// the user may inspect are found: all for root, else the user's own. The search uses the mappings,
-/// not locks, so it also finds forked children.
-std::vector<std::vector<TraceUser>> usersOfTraceFiles(const std::vector<std::string>& paths,
-                                                      const std::string& processes = "/proc");
+struct TraceUsers {
+    /// For each file, the processes that have it mapped, in the order of their ids.
+    std::vector<std::vector<TraceUser>> ofFiles;
+    bool isComplete = true;  ///< false if the time was too short for all processes
+};
+
+/// Searches all processes until the end of the time. Only processes that the user may inspect are
+/// found: all for root, else the user's own. The search uses the mappings, not locks, so it also
+/// finds forked children.
+TraceUsers usersOfTraceFiles(const std::vector<std::string>& paths,
+                             std::chrono::steady_clock::time_point end,
+                             const std::string& processes = "/proc");
 
 }  // namespace varnockctl

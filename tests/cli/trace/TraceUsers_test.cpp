@@ -9,6 +9,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -24,9 +25,12 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using varnock::test::writeFile;
 
-class TraceUsers : public testing::Test {
+constexpr auto kNever = std::chrono::steady_clock::time_point::max();
+constexpr auto kPast = std::chrono::steady_clock::time_point::min();
+
+class MappedTraceFile : public testing::Test {
   protected:
-    TraceUsers() {
+    MappedTraceFile() {
         std::filesystem::create_directory(processes_);
         writeFile(path_, "trace");
     }
@@ -44,8 +48,9 @@ class TraceUsers : public testing::Test {
     }
     std::vector<std::string> users() const {
         std::vector<std::string> found;
-        const auto all = usersOfTraceFiles({path_}, processes_);
-        for (const TraceUser& user : all.at(0)) {
+        const TraceUsers all = usersOfTraceFiles({path_}, kNever, processes_);
+        EXPECT_TRUE(all.isComplete);
+        for (const TraceUser& user : all.ofFiles.at(0)) {
             found.push_back(std::to_string(user.process) + " " + user.name);
         }
         return found;
@@ -56,7 +61,7 @@ class TraceUsers : public testing::Test {
     std::string path_ = std::filesystem::canonical(directory_.path()) / "log a";
 };
 
-TEST_F(TraceUsers, HaveTheFileMappedForWriting) {
+TEST_F(MappedTraceFile, HaveTheFileMappedForWriting) {
     putProcess("20", mapping("r-xp", "08:01", 7, "/lib/x") + mapping("rw-s", "0:1", 9, path_));
     putProcess("3", mapping("rw-s", "0:1", 9, path_), "a name (of its own)");
     putProcess("4", mapping("r--s", "0:1", 9, path_));
@@ -68,7 +73,7 @@ TEST_F(TraceUsers, HaveTheFileMappedForWriting) {
     EXPECT_THAT(users(), ElementsAre("3 a name (of its own)", "20 host"));
 }
 
-TEST_F(TraceUsers, AreKnownByTheNumberOfTheFileToo) {
+TEST_F(MappedTraceFile, AreKnownByTheNumberOfTheFileToo) {
     struct stat status {};
     ASSERT_EQ(stat(path_.c_str(), &status), 0);
     char device[32];
@@ -78,19 +83,20 @@ TEST_F(TraceUsers, AreKnownByTheNumberOfTheFileToo) {
     EXPECT_THAT(users(), ElementsAre("1 host"));
 }
 
-TEST_F(TraceUsers, AMissingFileHasNoUsers) {
+TEST_F(MappedTraceFile, AMissingFileHasNoUsers) {
     putProcess("1", mapping("rw-s", "0:1", 0, ""));
     std::filesystem::remove(path_);
     EXPECT_THAT(users(), IsEmpty());
-    EXPECT_THAT(usersOfTraceFiles({path_}, "/nowhere").at(0), IsEmpty());
+    EXPECT_THAT(usersOfTraceFiles({path_}, kNever, "/nowhere").ofFiles.at(0), IsEmpty());
+    EXPECT_TRUE(usersOfTraceFiles({path_}, kPast, processes_).isComplete) << "needs no search";
 }
 
-TEST_F(TraceUsers, AreFoundAmongThoseOfThisMachine) {
+TEST_F(MappedTraceFile, AreFoundAmongThoseOfThisMachine) {
     const int file = open(path_.c_str(), O_RDWR);
     void* const mapped = mmap(nullptr, 5, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     close(file);
     ASSERT_NE(mapped, MAP_FAILED);
-    const auto found = usersOfTraceFiles({directory_.file("other"), path_});
+    const auto found = usersOfTraceFiles({directory_.file("other"), path_}, kNever).ofFiles;
     munmap(mapped, 5);
     EXPECT_THAT(found.at(0), IsEmpty());
     ASSERT_EQ(found.at(1).size(), 1U);
@@ -98,7 +104,14 @@ TEST_F(TraceUsers, AreFoundAmongThoseOfThisMachine) {
     char name[16] = "";
     prctl(PR_GET_NAME, name);
     EXPECT_EQ(found.at(1)[0].name, name);
-    EXPECT_THAT(usersOfTraceFiles({path_}).at(0), IsEmpty());
+    EXPECT_THAT(usersOfTraceFiles({path_}, kNever).ofFiles.at(0), IsEmpty());
+}
+
+TEST_F(MappedTraceFile, AreNotSearchedForWithoutTime) {
+    putProcess("1", mapping("rw-s", "0:1", 9, path_));
+    const TraceUsers found = usersOfTraceFiles({path_}, kPast, processes_);
+    EXPECT_FALSE(found.isComplete);
+    EXPECT_THAT(found.ofFiles, ElementsAre(IsEmpty()));
 }
 
 }  // namespace
