@@ -320,6 +320,7 @@ void endWith(const Ending& ending, Format format) {
     }
     Answer answer = runCommand(line);
     const ExitStatus status = print(answer, format);
+    watchdog.reset();  // it has nothing left to end, and exitNow() must leave no ended thread
     const auto exitNow = [status] { _exit(static_cast<int>(status)); };
     try {
         const Watchdog last(kAfterwards, exitNow);
