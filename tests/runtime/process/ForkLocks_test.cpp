@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -67,6 +68,62 @@ TEST_F(ForkedChildren, TakeLocksOfOtherRooms) {
     }
     const ScopedLock held(mutexes[1]);
     EXPECT_TRUE(worksInChild([] { return true; })) << "removed";
+}
+
+TEST_F(ForkedChildren, FindARenewedLockFreeThatAVanishedThreadHolds) {
+    Mutex renewed;
+    addRenewedLock(renewed);
+    {
+        std::atomic<bool> held = false;
+        std::atomic<bool> done = false;
+        std::thread holder([&] {
+            const ScopedLock lock(renewed);
+            held = true;
+            while (!done) {
+                std::this_thread::yield();
+            }
+        });
+        while (!held) {
+            std::this_thread::yield();
+        }
+        EXPECT_TRUE(worksInChild([&] {
+            const bool isFree = renewed.try_lock();
+            if (isFree) {
+                renewed.unlock();
+            }
+            return isFree;
+        }));
+        EXPECT_FALSE(renewed.try_lock()) << "in the parent it is still held";
+        done = true;
+        holder.join();
+    }
+    removeRenewedLock(renewed);
+}
+
+/// The thread sanitizer must not take a lock for held that was renewed: it would see it taken in two
+/// orders.
+TEST_F(ForkedChildren, TakeRenewedLocksInsideOthersAndOutside) {
+    Mutex renewed;
+    Mutex taken;
+    addRenewedLock(renewed);
+    addForkLock(taken);
+    const auto inside = [&] {
+        const ScopedLock outer(taken);
+        const ScopedLock inner(renewed);
+        return outer.owns() && inner.owns();
+    };
+    {
+        const ScopedLock before(renewed);
+    }
+    EXPECT_TRUE(worksInChild([&] {
+        {
+            const ScopedLock alone(renewed);
+        }
+        return inside() && worksInChild(inside) && inside();
+    }));
+    EXPECT_TRUE(inside());
+    removeForkLock(taken);
+    removeRenewedLock(renewed);
 }
 
 TEST_F(ForkedChildren, HaveNoWaitersOfTheParent) {
