@@ -72,6 +72,9 @@ TEST_F(Dev, ATypingErrorStartsNothing) {
     expectMisused("./dev clean build other", "'build other'");
     expectMisused("./dev build debug", "unknown preset: debug");
     expectMisused("./dev fuzz soon", "'soon'");
+    expectMisused("./dev soak soon", "'soon'");
+    expectMisused("SEED=x ./dev soak", "'x'");
+    expectMisused("PRESET=release ./dev soak", "'release'");
     expectMisused("./dev install ''", "the prefix is empty");
     expectMisused("./dev install /a /b", "'/b'");
     EXPECT_TRUE(fs::exists(tree_.clone("build/release/bin")));

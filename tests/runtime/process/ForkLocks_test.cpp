@@ -100,8 +100,8 @@ TEST_F(ForkedChildren, FindARenewedLockFreeThatAVanishedThreadHolds) {
     removeRenewedLock(renewed);
 }
 
-/// The thread sanitizer must not take a lock for held that was renewed: it would see it taken in two
-/// orders.
+/// The thread sanitizer must not take a lock for held that was renewed: it would see it taken in
+/// two orders.
 TEST_F(ForkedChildren, TakeRenewedLocksInsideOthersAndOutside) {
     Mutex renewed;
     Mutex taken;
@@ -112,13 +112,9 @@ TEST_F(ForkedChildren, TakeRenewedLocksInsideOthersAndOutside) {
         const ScopedLock inner(renewed);
         return outer.owns() && inner.owns();
     };
-    {
-        const ScopedLock before(renewed);
-    }
+    { const ScopedLock before(renewed); }
     EXPECT_TRUE(worksInChild([&] {
-        {
-            const ScopedLock alone(renewed);
-        }
+        { const ScopedLock alone(renewed); }
         return inside() && worksInChild(inside) && inside();
     }));
     EXPECT_TRUE(inside());
