@@ -92,4 +92,17 @@ EventLedger::Figures EventLedger::figures() const {
     return figures_;
 }
 
+std::vector<std::string> faultsOf(const EventLedger::Figures& figures) {
+    std::vector<std::string> faults;
+    const auto judge = [&](unsigned int count, const char* what) {
+        if (count != 0) {
+            faults.push_back(std::to_string(count) + " events " + what);
+        }
+    };
+    judge(figures.lost, "were lost");
+    judge(figures.unordered, "arrived out of order or twice");
+    judge(figures.invented, "arrived that no agent had delivered");
+    return faults;
+}
+
 }  // namespace varnock::soak

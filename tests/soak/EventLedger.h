@@ -5,6 +5,7 @@
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace varnock::soak {
@@ -75,5 +76,8 @@ class EventLedger {
     /// When the newest agent delivered its first event.
     std::optional<Clock::time_point> firstDelivered_;
 };
+
+/// What must not be, each as a text.
+std::vector<std::string> faultsOf(const EventLedger::Figures& figures);
 
 }  // namespace varnock::soak

@@ -41,7 +41,15 @@ TEST_F(LedgerOfEvents, IsInOrderWhenAllArrive) {
     EXPECT_EQ(figures.sent, 5u);
     EXPECT_EQ(figures.delivered, 5u);
     EXPECT_EQ(figures.received, 5u);
-    EXPECT_EQ(figures.lost + figures.unregistered + figures.unordered + figures.invented, 0u);
+    EXPECT_EQ(figures.unregistered, 0u);
+    EXPECT_TRUE(faultsOf(figures).empty());
+}
+
+TEST_F(LedgerOfEvents, NamesItsFaults) {
+    EXPECT_EQ(
+        faultsOf({.lost = 1, .unregistered = 2, .unordered = 3, .invented = 4}),
+        (std::vector<std::string>{"1 events were lost", "3 events arrived out of order or twice",
+                                  "4 events arrived that no agent had delivered"}));
 }
 
 TEST_F(LedgerOfEvents, TakesAnEventThatArrivesBeforeTheAgentSaysSo) {

@@ -173,6 +173,9 @@ bool Soak::run() {
     client->events()->disableEvents();
     client->events()->setListener(nullptr);
     ledger_.settle();
+    for (const std::string& fault : faultsOf(ledger_.figures())) {
+        findings_.add(fault);
+    }
     place_.leave();
     report(rounds);
     return findings_.count() == 0;
