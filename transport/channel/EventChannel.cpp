@@ -126,6 +126,19 @@ Transfer receiveEvent(EventFrame& frame, int fd, const StopSignal* stop) {
     return Transfer::partial;
 }
 
+/// A cancelled thread leaves no channel in the middle of a frame: its rest would be read as the
+/// next one.
+Transfer receiveWholeEvent(EventFrame& frame, int fd, const StopSignal* stop) {
+    try {
+        return receiveEvent(frame, fd, stop);
+    } catch (...) {
+        if (!frame.isEmpty()) {
+            closeEventChannel();
+        }
+        throw;
+    }
+}
+
 void traceBrokenEvent(Transfer transfer, EventFrame& frame, int fd) {
     switch (transfer) {
         case Transfer::failed:
@@ -214,7 +227,7 @@ EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop) {
         return {EventRead::Kind::failed, kNotOpened};
     }
     EventFrame frame(clientFd);
-    const Transfer transfer = receiveEvent(frame, clientFd, stop);
+    const Transfer transfer = receiveWholeEvent(frame, clientFd, stop);
     if (transfer == Transfer::complete) {
         traceAt(2, "GetEventJson: processing event on fd=%d (inLength=%d)\n", clientFd,
                 frame.received());
