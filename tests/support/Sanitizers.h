@@ -50,6 +50,10 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
     GTEST_SKIP() << "the thread sanitizer lets the forked child of several threads neither " \
                     "join nor start any; with the others it may find locks of theirs taken"
 
+#define SKIP_IF_FORKED_CHILDREN_ARE_MISREAD() \
+    if (varnock::test::kAddressSanitizer)     \
+    GTEST_SKIP() << "the address sanitizer leaves its locks taken in the child of several threads"
+
 #define SKIP_IF_CANCELLATION_IS_MISREAD()                                                 \
     if (varnock::test::kThreadSanitizer)                                                  \
     GTEST_SKIP() << "once a thread was cancelled in a system call, the thread sanitizer " \
