@@ -85,6 +85,8 @@ void remove(Mutex*& list, Mutex& mutex) {
     for (Mutex** link = &list; *link != nullptr; link = &(*link)->next()) {
         if (*link == &mutex) {
             *link = mutex.next();
+            // Another mutex at this place may get another place in the list.
+            mutex.startAnew();
             return;
         }
     }
