@@ -64,10 +64,11 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
     GTEST_SKIP() << "the thread sanitizer keeps a signal back while a call waits in the kernel"
 
 #if defined(VARNOCK_COVERAGE)
-#define SKIP_IF_COVERAGE_CANNOT_BE_WRITTEN() \
-    GTEST_SKIP() << "a program with coverage needs memory and a file of its own at its end"
+#define SKIP_IF_COVERAGE_IS_WRITTEN() \
+    GTEST_SKIP()                      \
+        << "a program with coverage needs memory, files and system calls of its own at its end"
 #else
-#define SKIP_IF_COVERAGE_CANNOT_BE_WRITTEN() static_assert(true)
+#define SKIP_IF_COVERAGE_IS_WRITTEN() static_assert(true)
 #endif
 
 #define SKIP_IF_MALLOC_IS_REPLACED() \
