@@ -59,6 +59,15 @@ constinit std::atomic<Clock*> currentClock{&systemClock.clock};
 
 }  // namespace
 
+int Clock::waitMonotonicUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                              std::chrono::nanoseconds deadline) {
+    const auto whole = std::chrono::floor<std::chrono::seconds>(deadline);
+    timespec end{};
+    end.tv_sec = static_cast<time_t>(whole.count());
+    end.tv_nsec = static_cast<long>((deadline - whole).count());
+    return pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, &end);
+}
+
 Clock& Clock::instance() {
     return *currentClock.load(std::memory_order_acquire);
 }

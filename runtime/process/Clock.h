@@ -26,6 +26,10 @@ class Clock {
     /// pthread_cond_timedwait against a deadline of wallTime().
     virtual int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
                           const timespec& deadline) = 0;
+    /// The same against a deadline of the system's monotonic clock, which no jump of the calendar
+    /// clock moves.
+    virtual int waitMonotonicUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                   std::chrono::nanoseconds deadline);
     /// Time that only moves forward, for measuring durations.
     virtual std::chrono::nanoseconds monotonicTime() = 0;
     /// Calendar time, since the epoch.

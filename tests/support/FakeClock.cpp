@@ -40,6 +40,10 @@ void FakeClock::advance(milliseconds duration) {
     moveTo(nanoseconds(now_) + duration);
 }
 
+void FakeClock::jump(seconds by) {
+    jumped_ += nanoseconds(by).count();
+}
+
 void FakeClock::expireWaits(bool expire) {
     expireWaits_ = expire;
 }
@@ -124,7 +128,17 @@ int FakeClock::pollVirtually(pollfd* descriptors, nfds_t count,
 
 int FakeClock::waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
                          const timespec& deadline) {
-    const nanoseconds end = fromTimespec(deadline) - kWallStart;
+    return waitToVirtual(condition, mutex,
+                         fromTimespec(deadline) - kWallStart - nanoseconds(jumped_));
+}
+
+int FakeClock::waitMonotonicUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                                  nanoseconds deadline) {
+    return waitToVirtual(condition, mutex, deadline - kMonotonicStart);
+}
+
+/// `end` is a virtual time.
+int FakeClock::waitToVirtual(pthread_cond_t* condition, pthread_mutex_t* mutex, nanoseconds end) {
     if (nanoseconds(now_) < end && expireWaits_) {
         moveTo(end);
     }
@@ -143,7 +157,7 @@ std::chrono::nanoseconds FakeClock::monotonicTime() {
 }
 
 timespec FakeClock::wallTime() {
-    return toTimespec(kWallStart + nanoseconds(now_));
+    return toTimespec(kWallStart + nanoseconds(now_) + nanoseconds(jumped_));
 }
 
 FakeClock::Participant::Standing FakeClock::standing() {

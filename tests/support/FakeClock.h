@@ -58,6 +58,8 @@ class FakeClock final : public Clock {
 
     /// Moves the time like a sleep, without recording one.
     void advance(milliseconds duration);
+    /// Sets the calendar clock forward, or back; the monotonic time goes on.
+    void jump(std::chrono::seconds by);
     /// From now on waitUntil() times out at once; false: waits for signals again.
     void expireWaits(bool expire = true);
     /// The next poll, with a limit or not and in any thread, fails with this errno after that much
@@ -78,6 +80,8 @@ class FakeClock final : public Clock {
     int poll(pollfd* descriptors, nfds_t count, int timeoutMs) override;
     int waitUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
                   const timespec& deadline) override;
+    int waitMonotonicUntil(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                           nanoseconds deadline) override;
     nanoseconds monotonicTime() override;
     timespec wallTime() override;
 
@@ -99,7 +103,10 @@ class FakeClock final : public Clock {
     std::vector<milliseconds> expiredPolls_;
     std::deque<Failure> failures_;
 
+    int waitToVirtual(pthread_cond_t* condition, pthread_mutex_t* mutex, nanoseconds end);
+
     std::atomic<nanoseconds::rep> now_{0};
+    std::atomic<nanoseconds::rep> jumped_{0};
     std::atomic<bool> expireWaits_{false};
     Clock* previous_;
 };

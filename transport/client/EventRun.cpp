@@ -1,7 +1,8 @@
 #include "transport/client/EventRun.h"
 
 #include <errno.h>
-#include <time.h>
+
+#include <chrono>
 
 #include "runtime/process/Clock.h"
 #include "runtime/sync/MutexGuard.h"
@@ -11,18 +12,7 @@ namespace varnock {
 namespace {
 
 constexpr int kSteps = 10;
-constexpr long kStepNs = 500'000'000;
-constexpr long kSecondNs = 1'000'000'000;
-
-timespec endOfStep() {
-    timespec end = Clock::instance().wallTime();
-    end.tv_nsec += kStepNs;
-    if (end.tv_nsec >= kSecondNs) {
-        end.tv_nsec -= kSecondNs;
-        ++end.tv_sec;
-    }
-    return end;
-}
+constexpr std::chrono::milliseconds kStep{500};
 
 thread_local EventRun* runOfThisThread = nullptr;
 
@@ -68,8 +58,9 @@ bool EventRun::belongsToThisProcess() const {
 void EventRun::awaitEnd() {
     const MutexGuard lock(mutex_);
     for (int step = 0; step < kSteps && running_; ++step) {
-        const timespec end = endOfStep();
-        while (running_ && Clock::instance().waitUntil(&ended_, &mutex_, end) != ETIMEDOUT) {
+        const auto end = Clock::instance().monotonicTime() + kStep;
+        while (running_ &&
+               Clock::instance().waitMonotonicUntil(&ended_, &mutex_, end) != ETIMEDOUT) {
         }
     }
 }

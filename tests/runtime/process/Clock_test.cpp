@@ -40,6 +40,17 @@ TEST(Clock, AWaitRunsOutAtItsDeadline) {
     pthread_mutex_unlock(&mutex);
 }
 
+TEST(Clock, AMonotonicWaitRunsOutAtItsDeadline) {
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
+    pthread_mutex_lock(&mutex);
+    // For the calendar clock this time is long ago.
+    const auto end = Clock::instance().monotonicTime() + milliseconds(1);
+    EXPECT_EQ(Clock::instance().waitMonotonicUntil(&condition, &mutex, end), ETIMEDOUT);
+    EXPECT_GE(Clock::instance().monotonicTime(), end);
+    pthread_mutex_unlock(&mutex);
+}
+
 TEST(Clock, AnotherOneCanTakeItsPlace) {
     Clock* system = &Clock::instance();
     {

@@ -1,13 +1,16 @@
 #include "transport/channel/RequestChannel.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <thread>
 
+#include "runtime/files/FileDescriptor.h"
 #include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FailingCall.h"
@@ -275,6 +278,37 @@ TEST_F(ChannelToAgent, WaitsThirtySecondsForAReplyAndThenReconnects) {
     expectOk();
     EXPECT_TRUE(succeeds());
     EXPECT_EQ(agent.registrations().size(), 2u);
+}
+
+TEST_F(ChannelToAgent, AJumpOfTheCalendarClockChangesNoWait) {
+    for (const auto jump : {-7200s, 7200s}) {
+        const auto before = clock.elapsed();
+        agent.expect({.opcode = 1, .reply = AgentReply::none()});
+        agent.later(10s, [this, jump] { clock.jump(jump); });
+        EXPECT_EQ(request(), kTimedOut);
+        EXPECT_EQ(clock.elapsed() - before, 30s);
+    }
+    agent.stop();
+    for (const auto jump : {-7200s, 7200s}) {
+        const auto before = clock.elapsed();
+        agent.later(10s, [this, jump] { clock.jump(jump); });
+        EXPECT_EQ(request(), kNoChannel);
+        EXPECT_EQ(clock.elapsed() - before, 599s);
+    }
+}
+
+TEST_F(ChannelToAgent, WorksWhenThereAreDescriptorsAgain) {
+    expectOk();
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const FileDescriptor next(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    rlimit none = before;
+    none.rlim_cur = static_cast<rlim_t>(next.get());  // all below are in use
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(request(), kNoChannel);
+    EXPECT_TRUE(trace.contains("Too many open files"));
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_TRUE(succeeds());
 }
 
 TEST_F(ChannelToAgent, RaisesAndCapsTheTimeout) {

@@ -591,6 +591,28 @@ TEST_F(EventThread, IsWaitedForFiveSeconds) {
     EXPECT_EQ(client->events(2), (Numbers{1, 2}));
 }
 
+TEST_F(EventThread, IsWaitedForNoLongerIfTheCalendarClockIsSetBack) {
+    Gate gate;
+    ASSERT_TRUE(client->EnableEvents(1, 0));
+    client->onEvent([&] { gate.wait(); });
+    push(1);
+    client->events(1);
+    std::atomic<bool> isDisabled = false;
+    std::thread disabling([&] {
+        EXPECT_TRUE(client->EnableEvents(0, 0));
+        isDisabled = true;
+    });
+    while (!isDisabled && clock.elapsed() < 60s) {
+        clock.jump(-3600s);
+        clock.advance(10ms);
+        ::poll(nullptr, 0, 1);
+    }
+    EXPECT_TRUE(isDisabled);
+    clock.expireWaits();
+    disabling.join();
+    gate.open();
+}
+
 TEST_F(EventThread, MayDisableWhileAnotherThreadWaitsForItToEnableAnew) {
     Gate gate;
     ASSERT_TRUE(client->EnableEvents(1, 0));
