@@ -153,6 +153,25 @@ TEST_F(AgentServer, DropsAListenerThatDoesNotReadAndKeepsTheOthers) {
     EXPECT_EQ(ask(reader, FakeMachine::kNumber), kNumberReply);
 }
 
+TEST_F(AgentServer, ByDefaultKeepsOneMebibyteOfEventsAndWaitsThirtySeconds) {
+    EXPECT_EQ(Limits().patience, std::chrono::seconds(30));
+    start();
+    Client stuck(events());
+    sendAll(stuck, encodeFrame(registrationText(0x1200, "listener")));
+    ASSERT_TRUE(reply(stuck));
+    SipJson event(0x0B11, 0, 0, 0, 0);
+    event.SetDataString(std::string(10'000, 'x').c_str(), 0);
+    const std::size_t size = encodeFrame(event.Export()).size();
+    std::size_t pushed = 0;
+    while (server_->pushEvent(event) == 1) {
+        pushed += size;
+        ASSERT_LT(pushed, std::size_t{16} << 20);
+    }
+    // The kernel keeps some, too.
+    EXPECT_GT(pushed + size, std::size_t{1} << 20);
+    EXPECT_EQ(server_->connections(Channel::events), 0U);
+}
+
 TEST_F(AgentServer, RefusesAnEventThatFitsNoFrame) {
     start();
     SipJson event(0x0B11, 0, 0, 0, 0);

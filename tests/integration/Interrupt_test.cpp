@@ -80,8 +80,12 @@ class StuckRequest : public testing::TestWithParam<InterruptCase> {
         command.insert(command.end(), arguments.begin(), arguments.end());
         Subprocess process(command);
         ASSERT_TRUE(agent.awaitRequest()) << arguments[0];
+        const auto signalled = std::chrono::steady_clock::now();
         process.signal(GetParam().signal);
         const ProcessResult& result = process.wait();
+        // Half a second; a busy machine may take longer, but not as long as the command's own
+        // limits.
+        EXPECT_LT(std::chrono::steady_clock::now() - signalled, std::chrono::seconds(10));
         EXPECT_EQ(result.status, 128 + GetParam().signal) << arguments[0];
         expectInterrupted(parsed(result), GetParam().signal);
     }

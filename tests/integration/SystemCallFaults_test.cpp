@@ -26,6 +26,58 @@ using testing::AnyOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
+/// A program that only loads the library.
+class Loading : public testing::TestWithParam<const char*> {
+  protected:
+    void SetUp() override { SKIP_IF_NOTHING_CAN_BE_TRACED(); }
+
+    LibraryFiles files_;
+};
+
+TEST_P(Loading, OpensNoConnectionAndStartsNoThreadOrProcess) {
+    const TracedResult result =
+        runTracedWholly({GetParam(), "load"}, files_.environment(),
+                        [](std::size_t, const SystemCall&) { return Fate{}; });
+    EXPECT_EQ(result.out, "loaded\n") << result.err;
+    const std::set<std::string> unwanted{"socket", "connect", "clone", "clone3", "fork", "vfork"};
+    std::set<std::string> seen;
+    for (const SystemCall& call : result.calls) {
+        EXPECT_FALSE(unwanted.contains(call.name)) << call.name;
+        seen.insert(call.name);
+    }
+    EXPECT_TRUE(seen.contains("openat"));
+}
+
+TEST_P(Loading, SurvivesAProcessWithoutFreeDescriptors) {
+    const auto needsOne = [](const SystemCall& call) {
+        const std::set<std::string> all{"open",  "openat", "socket",
+                                        "pipe2", "dup",    "epoll_create1"};
+        return all.contains(call.name);
+    };
+    std::size_t refused = 0;
+    const TracedResult result = runTracedWholly({GetParam(), "load"}, files_.environment(),
+                                                [&](std::size_t, const SystemCall& call) {
+                                                    if (!needsOne(call)) {
+                                                        return Fate{};
+                                                    }
+                                                    ++refused;
+                                                    return Fate{Fate::Kind::failing, EMFILE, 0};
+                                                });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "loaded\n") << result.err;
+    EXPECT_GT(refused, 3U);
+    EXPECT_EQ(readFile(files_.file("registry")), kSmallRegistry);
+    EXPECT_EQ(files_.host({"load"}).status, 0);
+    EXPECT_TRUE(std::filesystem::exists(files_.traceFile()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Linkage, Loading,
+                         testing::Values(LIBRARY_HOST_STATIC, LIBRARY_HOST_SHARED),
+                         [](const auto& host) {
+                             return host.param == std::string(LIBRARY_HOST_STATIC) ? "Static"
+                                                                                   : "Shared";
+                         });
+
 /// True if the call is the program's own output.
 bool isOutput(const SystemCall& call) {
     return call.path.starts_with("/memfd:");

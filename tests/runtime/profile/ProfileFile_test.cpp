@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <locale.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,8 +15,10 @@
 #include "runtime/files/FileStream.h"
 #include "tests/support/EveryCall.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/Nobody.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/Sanitizers.h"
+#include "tests/support/Subprocess.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
@@ -478,6 +482,24 @@ TEST(SysBase, CapitalisesPlainLettersAlone) {
     EXPECT_EQ(_strupr(nullptr), nullptr);
 }
 
+/// Compiles a locale with its own upper case, and makes it that of the process.
+bool useTurkish(const TemporaryDirectory& directory) {
+    const ProcessResult compiled = runProcess(
+        {"localedef", "--no-archive", "-i", "tr_TR", "-f", "ISO-8859-9", directory.file("tr_TR")});
+    setenv("LOCPATH", directory.path().c_str(), 1);
+    return setlocale(LC_ALL, "tr_TR") != nullptr && toupper('i') != 'I';
+}
+
+TEST(SysBase, TheLocaleChangesNoCapitals) {
+    const TemporaryDirectory directory;
+    if (!useTurkish(directory)) {
+        GTEST_SKIP() << "there is no localedef, or it has no Turkish locale";
+    }
+    char word[] = "title \xFD";
+    EXPECT_STREQ(_strupr(word), "TITLE \xFD");
+    setlocale(LC_ALL, "C");
+}
+
 TEST(SysBase, SleepsThroughTheClock) {
     const FakeClock clock;
     const auto before = Clock::instance().monotonicTime();
@@ -490,6 +512,30 @@ TEST(SysBase, ReportsAndClosesAsWindowsDoes) {
     EXPECT_EQ(CloseHandle(descriptor), 1);
     EXPECT_EQ(CloseHandle(descriptor), 0);
     EXPECT_EQ(GetLastError(), static_cast<unsigned int>(EBADF));
+}
+
+TEST_F(ProfileFile, OtherHardLinksKeepTheOldText) {
+    contents("[s]\n\nk=old\n");
+    const std::string second = directory.file("second");
+    ASSERT_EQ(link(path.c_str(), second.c_str()), 0);
+    EXPECT_EQ(write("s", "k", "new"), 1);
+    EXPECT_EQ(contents(), "[s]\n\nk=new\n");
+    EXPECT_EQ(readFile(second), "[s]\n\nk=old\n");
+}
+
+TEST_F(ProfileFile, AChangeKeepsOwnerAndGroup) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
+    contents("[s]\n\nk=old\n");
+    constexpr gid_t kGroup = 65533;
+    ASSERT_EQ(chown(path.c_str(), kNobody, kGroup), 0);
+    EXPECT_EQ(write("s", "k", "new"), 1);
+    EXPECT_EQ(contents(), "[s]\n\nk=new\n");
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, kNobody);
+    EXPECT_EQ(status.st_gid, kGroup);
 }
 
 TEST_F(ProfileFile, EverySystemCallOfAReadMayFail) {

@@ -10,12 +10,14 @@
 #include <functional>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include "runtime/Registry.h"
 #include "runtime/files/FileDescriptor.h"
 #include "runtime/files/FileLock.h"
 #include "tests/support/EventfulClock.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/Nobody.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/Sanitizers.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -56,6 +58,24 @@ using std::chrono::seconds;
 
 const std::string kTree = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
 const std::string kChangedTree = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nn=d=2\n\n\n\n";
+
+/// Sets the calendar clock after two seconds.
+class JumpInTheMiddle final : FakeClock::Participant {
+  public:
+    JumpInTheMiddle(FakeClock& clock, seconds by) : clock_(clock), by_(by) { clock_.join(*this); }
+    ~JumpInTheMiddle() override { clock_.leave(*this); }
+
+  private:
+    Standing standing() override { return {}; }
+    void reach(std::chrono::nanoseconds now) override {
+        if (now >= seconds(2) && by_ != seconds(0)) {
+            clock_.jump(std::exchange(by_, seconds(0)));
+        }
+    }
+
+    FakeClock& clock_;
+    seconds by_;
+};
 
 /// A file "registry.new" of another process: a live saver's, or a left-over.
 class OtherFile {
@@ -156,6 +176,31 @@ TEST_F(RegistrySaver, GivesUpAfterFiveSeconds) {
     stopped.close();
     EXPECT_TRUE(save());
     EXPECT_EQ(readFile(registry_), kChangedTree);
+}
+
+TEST_F(RegistrySaver, AJumpOfTheCalendarClockChangesNoWait) {
+    OtherFile stopped(newFile_, 0600);
+    stopped.lock();
+    for (const seconds jump : {seconds(-7200), seconds(7200)}) {
+        FakeClock clock;
+        JumpInTheMiddle middle(clock, jump);
+        EXPECT_FALSE(save());
+        EXPECT_GT(clock.elapsed(), seconds(4));
+        EXPECT_LE(clock.elapsed(), seconds(5));
+    }
+}
+
+TEST_F(RegistrySaver, ReplacesTheLeftOverOfAnotherUser) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
+    { const OtherFile left(newFile_, 0600); }
+    ASSERT_EQ(chown(newFile_.c_str(), kNobody, kNobody), 0);
+    EXPECT_TRUE(save());
+    EXPECT_EQ(readFile(registry_), kChangedTree);
+    struct stat status {};
+    ASSERT_EQ(stat(registry_.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 0U);
 }
 
 TEST_F(RegistrySaver, GivesUpAlsoWhenItSavesTheTreeInMemory) {

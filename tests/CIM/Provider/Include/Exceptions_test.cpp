@@ -8,7 +8,10 @@
 #include <type_traits>
 #include <vector>
 
+#include "CIM/Provider/Include/MessageText.h"
 #include "runtime/Debug.h"
+#include "tests/support/EveryAllocation.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/VirtualSlot.h"
 
@@ -53,6 +56,23 @@ TEST(Exceptions, ToStringAsksTheDerivedClass) {
 TEST(Exceptions, NullFileNameShowsAsEmpty) {
     EXPECT_STREQ(BaseException(nullptr, 5, "m").fullText().c_str(),
                  "file=\"\" line=5 message=\"m\"");
+}
+
+TEST(Exceptions, WithoutMemoryForItsMessageItIsEmpty) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    using namespace varnock::test;
+    const std::size_t failures = forEveryAllocation([](const FailingCallNumber& number) {
+        FailingMalloc failure(number.n, number.times);
+        const cimple::String message = varnock::messageText({"a long name of a call", ": failed"});
+        failure.end();
+        const bool happened = failure.happened();
+        EXPECT_STREQ(message.c_str(), happened ? "" : "a long name of a call: failed");
+        EXPECT_STREQ(BaseException("f", 1, message).fullText().c_str(),
+                     happened ? "file=\"f\" line=1 message=\"\""
+                              : "file=\"f\" line=1 message=\"a long name of a call: failed\"");
+        return happened;
+    });
+    EXPECT_GT(failures, 0u);
 }
 
 TEST(Exceptions, CarryAnyCimError) {
