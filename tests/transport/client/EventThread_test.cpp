@@ -611,6 +611,7 @@ TEST_F(EventThread, IsWaitedForNoLongerIfTheCalendarClockIsSetBack) {
     clock.expireWaits();
     disabling.join();
     gate.open();
+    client.reset();  // the event thread has left the gate
 }
 
 TEST_F(EventThread, MayDisableWhileAnotherThreadWaitsForItToEnableAnew) {
