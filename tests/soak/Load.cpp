@@ -4,6 +4,7 @@
 #include <cstring>
 #include <exception>
 #include <iterator>
+#include <memory>
 #include <utility>
 
 #include "CIM/Provider/Include/CIMKolmClient.h"
@@ -185,20 +186,39 @@ void Worker::sendFrame() {
     }
 }
 
+/// A new calls object reads the time zone, and is not made when the agent refuses that.
+std::unique_ptr<Worker> newWorker(Random& random, Place& place, Tally& tally, Findings& findings) {
+    try {
+        return std::make_unique<Worker>(Random(random.below(1U << 20), 0), place, findings);
+    } catch (const provider::CimErrorException& failure) {
+        const int error = failure.getCimError();
+        if (!isOneOf(kCimErrors, error)) {
+            findings.add("not a documented CIM error: " + std::to_string(error));
+        }
+        tally.add(0, {{"CIM error " + std::to_string(error), 1}});
+        return nullptr;
+    }
+}
+
 void work(const std::atomic<bool>& isEnding, Random random, Place& place, Tally& tally,
           Findings& findings) {
     try {
-        Worker worker(random, place, findings);
-        while (!isEnding) {
-            worker.step();
+        std::unique_ptr<Worker> worker;
+        while (worker == nullptr && !isEnding) {
+            worker = newWorker(random, place, tally, findings);
         }
-        tally.add(worker.requests(), worker.failures());
-        place.enter("the end of the thread");
+        while (!isEnding) {
+            worker->step();
+        }
+        if (worker != nullptr) {
+            tally.add(worker->requests(), worker->failures());
+        }
     } catch (const std::exception& failure) {
         findings.add(std::string("a thread ended: ") + failure.what());
     } catch (const provider::BaseException& failure) {
         findings.add(std::string("a thread ended: ") + failure.toString().c_str());
     }
+    place.enter("the end of the thread");
 }
 
 }  // namespace
@@ -221,9 +241,10 @@ std::map<std::string, unsigned long> Tally::failures() const {
     return failures_;
 }
 
-Load::Load(unsigned int seed, std::vector<Place*> places, Tally& tally, Findings& findings) {
+Load::Load(unsigned int seed, std::vector<Place*> places, Tally& tally, Findings& findings)
+    : places_(std::move(places)) {
     for (unsigned int i = 0; i < kThreads; ++i) {
-        threads_.emplace_back([this, seed, i, place = places.at(i), &tally, &findings] {
+        threads_.emplace_back([this, seed, i, place = places_.at(i), &tally, &findings] {
             work(isEnding_, Random(seed, i), *place, tally, findings);
         });
     }
@@ -231,8 +252,9 @@ Load::Load(unsigned int seed, std::vector<Place*> places, Tally& tally, Findings
 
 Load::~Load() {
     end();
-    for (std::thread& thread : threads_) {
-        thread.join();
+    for (unsigned int i = 0; i < kThreads; ++i) {
+        threads_[i].join();
+        places_[i]->leave();
     }
 }
 

@@ -42,6 +42,7 @@ class Load {
 
   private:
     std::atomic<bool> isEnding_ = false;
+    std::vector<Place*> places_;
     std::vector<std::thread> threads_;
 };
 
