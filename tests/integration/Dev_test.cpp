@@ -65,6 +65,13 @@ TEST_F(Dev, EveryCommandTellsItsHelpWithoutPackages) {
     EXPECT_THAT(tree_.calls(), IsEmpty());
 }
 
+TEST_F(Dev, SoaksForTheTimeGiven) {
+    // As outside of a test, where the program makes its own directories.
+    const ProcessResult result = expectDone("env -u VARNOCK_TEST_DIRECTORY SEED=4 ./dev soak 1");
+    EXPECT_THAT(result.out, AllOf(HasSubstr("soak: 1 s with seed 4\n"),
+                                  HasSubstr("dev soak: 1 s, nothing crashed")));
+}
+
 TEST_F(Dev, ATypingErrorStartsNothing) {
     expectMisused("./dev frobnicate", "unknown command: frobnicate");
     expectMisused("./dev help frobnicate", "unknown command: frobnicate");

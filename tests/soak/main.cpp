@@ -53,6 +53,15 @@ constexpr int kFewestRounds = 3;
 /// For the events of a round to arrive after its last fault.
 constexpr auto kCalm = 60s;
 
+/// A private directory, from before the library started.
+std::string directoryOf(const char* variable) {
+    const char* const directory = getenv(variable);
+    if (directory == nullptr) {
+        throw std::runtime_error(std::string(variable) + " is not set");
+    }
+    return directory;
+}
+
 class Receiver final : public provider::KOLMEventsListener {
   public:
     explicit Receiver(EventLedger& ledger) : ledger_(ledger) {}
@@ -127,7 +136,7 @@ class Soak {
     Random random_;
     Findings findings_;
     test::TemporaryDirectory agents_;
-    const std::string clients_ = getenv("QX_RAGD_SOCKET_DIR");
+    const std::string clients_ = directoryOf("QX_RAGD_SOCKET_DIR");
     const std::string relayPath_ = agents_.file("relay");
     HangWatch watch_;
     Place& place_;
@@ -305,7 +314,7 @@ std::optional<unsigned int> parse(const char* text) {
 /// Starts the program again with a registry, as on a machine where the package is installed: the
 /// trace then goes to its file, not to standard error.
 void startWithRegistry(char** argv) {
-    const std::string file = std::string(getenv("QX_SYSTEM_DIR")) + "/registry";
+    const std::string file = directoryOf("QX_SYSTEM_DIR") + "/registry";
     if (!std::filesystem::exists(file)) {
         std::ofstream(file) << "[HKEY_LOCAL_MACHINE]\n\n\n";
         execv("/proc/self/exe", argv);
