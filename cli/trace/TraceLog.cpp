@@ -29,12 +29,15 @@ std::string valueOf(std::string_view header, std::size_t field) {
     return std::string(value);
 }
 
+/// A writer replaces the digits and the blank behind them, and keeps whatever follows in a damaged
+/// field.
 std::optional<std::int64_t> numberOf(std::string_view header, std::size_t field) {
     const std::string text = valueOf(header, field);
+    const char* const end = text.data() + text.size();
     std::int64_t value = 0;
-    const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
-    const bool whole = parsed.ec == std::errc{} && parsed.ptr == text.data() + text.size();
-    return whole && value >= 0 ? std::optional(value) : std::nullopt;
+    const auto parsed = std::from_chars(text.data(), end, value);
+    const bool isWhole = parsed.ec == std::errc{} && (parsed.ptr == end || *parsed.ptr == ' ');
+    return isWhole && value >= 0 ? std::optional(value) : std::nullopt;
 }
 
 constexpr std::array<std::string_view, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
@@ -247,10 +250,12 @@ std::vector<TraceLog::Piece> TraceLog::orderAsItStands() {
 }
 
 /// The offset of the first entry of a round, given the end of its description: after a kept
-/// initialisation, else at a record boundary. The second value is true if one is kept.
+/// initialisation, else at a record boundary. If the round ends before that boundary, no writer has
+/// left out a gap. The second value is true if an initialisation is kept.
 std::pair<std::int64_t, bool> TraceLog::beginOfRound(std::int64_t described, std::int64_t end) {
     const auto kept = round_ > 0 ? endOfLine(kEndOfInitialisation, described, end) : std::nullopt;
-    return {std::min(kept.value_or(behindDescription(described)), end), kept.has_value()};
+    const std::int64_t boundary = behindDescription(described);
+    return {kept.value_or(boundary <= end ? boundary : described), kept.has_value()};
 }
 
 std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
@@ -262,18 +267,21 @@ std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
     // A round ends where the next entry did not fit. Most writers, but not all, overwrite the rest
     // of older rounds after it with a ruled line.
     Piece before{oldest, size_, round_ - 1, round_ > 0 ? size_ - kLongestEntry : kNoSeam};
-    if (!holdsEntries(before)) {
-        return {wholeRound};
-    }
+    const bool isBefore = holdsEntries(before);
     std::vector<Piece> pieces;
     if (described) {
         if (isKept) {
             pieces.push_back({*described, begin, round_ - 1, kNoSeam});
         }
-        pieces.push_back(before);
+        if (isBefore) {
+            pieces.push_back(before);
+        }
         pieces.push_back({kEntriesBegin, *described, round_, kNoSeam});
         pieces.push_back({begin, position_, round_, kNoSeam});
         return pieces;
+    }
+    if (!isBefore) {
+        return {wholeRound};
     }
     // The description of the new round is incomplete and has partly overwritten the previous one.
     if (const auto previous = endOfLine(kEndOfDescription, oldest, size_)) {

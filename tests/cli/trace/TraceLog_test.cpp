@@ -120,6 +120,20 @@ TEST(TraceHeader, HasItsFields) {
     EXPECT_FALSE(none.position);
 }
 
+TEST(TraceHeader, ItsNumbersEndAtABlank) {
+    std::string damaged = header(2, 4096, 1500);
+    for (const std::size_t line :
+         {std::size_t{3}, std::size_t{4}, std::size_t{5}, std::size_t{6}}) {
+        damaged.replace(line * 80 + 35 + 17, 7, "damaged");
+    }
+    EXPECT_EQ(TraceHeader::parse(damaged).opens, 3);
+    EXPECT_EQ(TraceHeader::parse(damaged).wraps, 2);
+    EXPECT_EQ(TraceHeader::parse(damaged).size, 4096);
+    EXPECT_EQ(TraceHeader::parse(damaged).position, 1500);
+    damaged[6 * 80 + 35 + 16] = 'x';
+    EXPECT_FALSE(TraceHeader::parse(damaged).position);
+}
+
 TEST(TraceLog, AFileThatHasNotWrappedStandsInItsOrder) {
     const TraceLog log(
         file(0, kBeginning + entry("one") + entry("two"), std::string(500, '_') + "\n"));
@@ -204,6 +218,23 @@ TEST(TraceLog, APositionThatMeansNothingIsSaid) {
         EXPECT_EQ(log.problems().size(), 1U);
         EXPECT_EQ(log.end(), (TracePlace{0, 1024}));
     }
+}
+
+TEST(TraceLog, WhatRemainsInTheGapBehindTheDescriptionIsLeftOut) {
+    std::string remains = earlier("older");
+    while (remains.size() < gapBehind(kDescription).size()) {
+        remains += earlier("older still");
+    }
+    remains.resize(gapBehind(kDescription).size() - 1);  // the last one is cut
+    const TraceLog log(file(2, kDescription + remains + "x" + entry("one"), ""));
+    EXPECT_THAT(messagesOf(log), ElementsAre("Varnock Agent", "# End of header.", "one"));
+}
+
+TEST(TraceLog, ARoundThatEndsBeforeItsFirstBoundaryHasNoGap) {
+    const std::string newest = kDescription + entry("one") + entry("two");
+    const TraceLog log(file(1, newest, std::string(500, '_') + "\n" + earlier("older")));
+    EXPECT_THAT(messagesOf(log),
+                ElementsAre("older", "Varnock Agent", "# End of header.", "one", "two"));
 }
 
 TEST(TraceLog, ATruncatedFileGivesTheRest) {
