@@ -4,11 +4,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "fuzz/Fuzzing.h"
 #include "transport/SipJson.h"
 
 // Imports any text as a reply of the agent, calls every getter, exports the record and uses it
@@ -16,15 +15,9 @@
 
 namespace {
 
-constexpr char kEmptyRecord[] = R"({"SIP":{"V":1,"CMD":[]}})";
+using varnock::fuzz::require;
 
-void require(bool holds, const char* what) {
-    if (holds) {
-        return;
-    }
-    std::fprintf(stderr, "SipJson: %s\n", what);
-    std::abort();
-}
+constexpr char kEmptyRecord[] = R"({"SIP":{"V":1,"CMD":[]}})";
 
 /// The depth of the brackets outside strings.
 std::size_t nesting(const std::string& text) {
@@ -66,6 +59,10 @@ std::string expected(const std::string& text) {
 struct Answers {
     explicit Answers(const SipJson& record, int index)
         : opCode(record.GetCmdValue(index, "OC", 7)),
+          opCodeExt(record.GetCmdValue(index, "OE", 7)),
+          objectId(record.GetCmdValue(index, "OI", 7)),
+          cabinetNr(record.GetCmdValue(index, "CA", 7)),
+          status(record.GetCmdValue(index, "ST", 7)),
           read(record.GetCmdUIntData(index, number)),
           hasText(record.GetCmdDataString(index, text, 0)),
           hasTail(record.GetCmdDataString(index, tail, 3)),
@@ -82,6 +79,10 @@ struct Answers {
     std::string tail;
     std::vector<unsigned char> bytes;
     unsigned int opCode;
+    unsigned int opCodeExt;
+    unsigned int objectId;
+    unsigned int cabinetNr;
+    unsigned int status;
     bool read;
     bool hasText;
     bool hasTail;
@@ -91,6 +92,73 @@ struct Answers {
     bool exactly;
     bool present;
 };
+
+/// The member of a value; null if the value is no object or has none of this name.
+const rapidjson::Value* memberOf(const rapidjson::Value* value, const char* name) {
+    if (value == nullptr || !value->IsObject()) {
+        return nullptr;
+    }
+    const auto found = value->FindMember(name);
+    return found != value->MemberEnd() ? &found->value : nullptr;
+}
+
+/// A command of a plain parse; null if there is none.
+const rapidjson::Value* commandIn(const rapidjson::Document& document, int index) {
+    const rapidjson::Value* const commands = memberOf(memberOf(&document, "SIP"), "CMD");
+    const bool isThere = commands != nullptr && commands->IsArray() && index >= 0 &&
+                         static_cast<rapidjson::SizeType>(index) < commands->Size();
+    return isThere ? &(*commands)[static_cast<rapidjson::SizeType>(index)] : nullptr;
+}
+
+unsigned int numberIn(const rapidjson::Value* command, const char* name) {
+    const rapidjson::Value* const value = memberOf(command, name);
+    return value != nullptr && value->IsUint() ? value->GetUint() : 7;
+}
+
+/// True for a block of at least four bytes. A larger element is cut in the bytes, not in the
+/// number.
+bool isPlainBlock(const rapidjson::Value* block) {
+    const auto isByte = [](const rapidjson::Value& element) {
+        return element.IsUint() && element.GetUint() < 256;
+    };
+    return block != nullptr && block->IsArray() && block->Size() >= 4 &&
+           std::all_of(block->Begin(), block->End(), isByte);
+}
+
+/// Compares the results with a plain parse of the exported text.
+void checkModel(const Answers& answers, const rapidjson::Value* command) {
+    require(answers.opCode == numberIn(command, "OC"), "OC");
+    require(answers.opCodeExt == numberIn(command, "OE"), "OE");
+    require(answers.objectId == numberIn(command, "OI"), "OI");
+    require(answers.cabinetNr == numberIn(command, "CA"), "CA");
+    require(answers.status == numberIn(command, "ST"), "ST");
+    const rapidjson::Value* const data = memberOf(command, "DA");
+    require(answers.present == (data != nullptr), "the presence of data");
+    if (data == nullptr) {
+        return;
+    }
+    if (data->IsNumber()) {
+        const bool isNumber = data->IsInt() || data->IsUint();
+        require(answers.read == isNumber && !answers.hasText, "a number");
+        require(!isNumber || answers.number == static_cast<unsigned int>(data->GetInt64()),
+                "the number");
+        require(answers.size == (data->IsInt64() || data->IsUint64() ? 8 : 0), "its size");
+    } else if (data->IsString()) {
+        require(answers.hasText && answers.text == data->GetString() && !answers.hasTail, "a text");
+        require(answers.hasBytes && answers.bytes.size() >= answers.text.size() + 1 &&
+                    answers.bytes.back() == 0,
+                "the bytes of a text");
+    } else if (data->IsNull()) {
+        require(answers.hasText && answers.text.empty() && !answers.read, "null");
+    } else if (isPlainBlock(memberOf(data, "RAW"))) {
+        unsigned int number = 0;
+        for (std::size_t i = 0; i < 4; ++i) {
+            number |= static_cast<unsigned int>(answers.bytes[i]) << (8 * i);
+        }
+        require(answers.read && answers.number == number, "the number of a block");
+        require(answers.size == answers.bytes.size(), "the size of a block");
+    }
+}
 
 void checkIndexless(const SipJson& record, const Answers& first) {
     std::string text;
@@ -106,9 +174,13 @@ void checkIndexless(const SipJson& record, const Answers& first) {
 }
 
 void checkGetters(const SipJson& record, const SipJson& again) {
+    rapidjson::Document document;
+    document.Parse(record.Export().c_str());
+    require((record.GetCmds() == nullptr) == (again.GetCmds() == nullptr), "GetCmds");
     for (const int index : {0, 1, -1, 1000000}) {
         const Answers answers(record, index);
         require(answers == Answers(again, index), "an exported record answers otherwise");
+        checkModel(answers, commandIn(document, index));
         require(answers.present || !(answers.read || answers.hasText || answers.hasBytes),
                 "data without data");
         if (index == 0) {
@@ -126,7 +198,13 @@ void checkGetters(const SipJson& record, const SipJson& again) {
 void checkSetters(SipJson& record) {
     const bool settable = record.SetDataWord(513, 0);
     require(!settable || (record.UIntValue() == 513 && record.HasReplyData()), "SetDataWord");
+    require(record.SetDataByte(200, 12) == settable, "SetDataByte");
+    require(!settable || (record.DataByte() == 200 && record.Status() == 12), "a byte");
+    require(record.SetDataDWord(0xFFFFFFFE, 0) == settable, "SetDataDWord");
+    require(!settable || record.DataDWord() == 0xFFFFFFFE, "a double word");
+    std::string text;
     require(record.SetDataString("text", 12) == settable, "SetDataString");
+    require(!settable || (record.GetDataString(text) && text == "text"), "a text that was set");
     require(record.SetRequestDataStream({1, 2}) == settable, "SetRequestDataStream");
     require(!settable || (record.DataWord() == 0x201 && record.Status() == 22), "block");
     require(record.SetStatus(19) == settable, "SetStatus");

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fuzz/Fuzzing.h"
 #include "util/UrlString.h"
 
 // Runs a sequence of operations with arbitrary texts, positions and counts on a parameter string
@@ -15,50 +16,8 @@
 
 namespace {
 
-void require(bool holds, const char* what) {
-    if (holds) {
-        return;
-    }
-    std::fprintf(stderr, "UrlString: %s\n", what);
-    std::abort();
-}
-
-/// Reads the fuzzer's input: an operation or a number is one byte, a text ends at a zero byte.
-class Input {
-  public:
-    Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
-
-    bool isEmpty() const { return size_ == 0; }
-    std::uint8_t byte() {
-        if (size_ == 0) {
-            return 0;
-        }
-        --size_;
-        return *data_++;
-    }
-    /// A small number of either sign, or one end of the range.
-    int number() {
-        const std::uint8_t value = byte();
-        if (value == 0x80) {
-            return INT32_MIN;
-        }
-        if (value == 0x7F) {
-            return INT32_MAX;
-        }
-        return static_cast<std::int8_t>(value);
-    }
-    std::string text() {
-        std::string out;
-        for (std::uint8_t c = byte(); c != 0; c = byte()) {
-            out.push_back(static_cast<char>(c));
-        }
-        return out;
-    }
-
-  private:
-    const std::uint8_t* data_;
-    std::size_t size_;
-};
+using varnock::fuzz::Input;
+using varnock::fuzz::require;
 
 struct Value {
     std::size_t offset;
