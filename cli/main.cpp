@@ -93,9 +93,8 @@ void endWith(const Ending& ending, Format format) {
 
 [[nodiscard]] int run(int argc, char** argv) {
     CommandLine line;
-    line.options.format = requestedFormat;
     if (const auto explanation = parseCommandLine(argc, argv, line)) {
-        return print(*explanation, line.options.format);
+        return print(*explanation, requestedFormat);
     }
     if (line.options.verbose) {
         varnock::showLibraryTrace();

@@ -110,6 +110,13 @@ TEST(CommandLine, UsageErrorsAreOneJsonDocumentWhereverTheyAreFound) {
     }
 }
 
+TEST(CommandLine, AValueThatLooksLikeAnOptionSelectsNoFormat) {
+    const ProcessResult result = varnockctl({"trace", "--file", "--output=json"});
+    EXPECT_NE(result.status, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_NE(result.err, "");
+}
+
 TEST(CommandLine, ATimeLimitIsAPositiveNumber) {
     for (const char* limit : {"nan", "-nan", "inf", "-inf", "infinity", "1e400", "-1", "0", "-0",
                               "1e-400", "", "1x", "x", " 1"}) {
