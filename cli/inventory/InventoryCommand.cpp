@@ -4,7 +4,7 @@
 #include "cli/Commands.h"
 #include "cli/calls/CallRunner.h"
 #include "cli/output/Failure.h"
-#include "tools/Console.h"
+#include "cli/output/Output.h"
 
 namespace varnockctl {
 namespace {
@@ -249,7 +249,7 @@ Answer runInventory(const Options& options) {
     add(answer.document, "unavailable", inventory.takeUnavailable(), allocator);
     if (!inventory.failure().empty()) {
         answer.status = ExitStatus::partial;
-        varnock::console::say("varnockctl", inventory.failure());
+        say(inventory.failure());
     }
     return answer;
 }
