@@ -285,7 +285,7 @@ TEST_F(ChannelToAgent, AJumpOfTheCalendarClockChangesNoWait) {
         const auto before = clock.elapsed();
         agent.expect({.opcode = 1, .reply = AgentReply::none()});
         agent.later(10s, [this, jump] { clock.jump(jump); });
-        EXPECT_EQ(request(), kTimedOut);
+        EXPECT_EQ(request(), kTransferTimedOut);
         EXPECT_EQ(clock.elapsed() - before, 30s);
     }
     agent.stop();
