@@ -270,6 +270,28 @@ TEST(Instance, CopyWithAModelTakesWhatIsNonNullThere) {
     EXPECT_EQ(dest->Description.null, 1);
 }
 
+TEST(Instance, CopyWithAModelTakesTheReferencesThatAreThere) {
+    const Ref<ChangeRequest> source = requestWithJob();
+    const Ref<ChangeRequest> withJob = requestWithJob();
+    const Ref<ChangeRequest> withoutJob(ChangeRequest::create());
+    Ref<ChangeRequest> dest(ChangeRequest::create());
+    copy(dest.ptr(), source.ptr(), withoutJob.ptr());
+    EXPECT_EQ(dest->Job, nullptr);
+    copy(dest.ptr(), source.ptr(), systemNamed("another class").ptr());
+    EXPECT_EQ(dest->Job, nullptr);
+    copy(dest.ptr(), source.ptr(), withJob.ptr());
+    ASSERT_NE(dest->Job, nullptr);
+    EXPECT_TRUE(dest->Job->InstanceID.value == "job");
+}
+
+TEST(Instance, CopyLeavesOutWhatTheOtherClassDoesNotHave) {
+    Ref<System> dest = systemNamed("A");
+    copy(dest.ptr(), requestWithJob().ptr());
+    EXPECT_TRUE(dest->Name.value == "A");
+    EXPECT_FALSE(identical(requestWithJob().ptr(), dest.ptr()));
+    EXPECT_FALSE(identical(dest.ptr(), requestWithJob().ptr()));
+}
+
 TEST(Instance, CopyKeysTakesKeys) {
     Ref<System> source = systemNamed("A");
     source->Caption.set("c");

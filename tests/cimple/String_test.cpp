@@ -286,6 +286,8 @@ TEST(String, ComparesWithALength) {
     EXPECT_TRUE(s.equal(1, "bx", 1));
     EXPECT_FALSE(s.equal(2, "cd", 2));
     EXPECT_FALSE(s.equal(4, "", 0));
+    EXPECT_TRUE(s.equal(1, nullptr, 0));
+    EXPECT_FALSE(s.equal(1, nullptr, 1));
 }
 
 TEST(String, ComparesIgnoringCase) {
@@ -293,6 +295,8 @@ TEST(String, ComparesIgnoringCase) {
     EXPECT_TRUE(String("AbC").equali(String("aBc")));
     EXPECT_FALSE(String("AbC").equali(String("aBcd")));
     EXPECT_TRUE(String("AbC").equali("aBcd", 3));
+    EXPECT_FALSE(String("AbC").equali(nullptr, 3));
+    EXPECT_TRUE(String().equali(nullptr, 0));
     EXPECT_FALSE(String("[").equali("{"));
     EXPECT_TRUE(cimple::eqi("Name", "nAME"));
     EXPECT_FALSE(cimple::eqi("Name", "Nam"));
@@ -309,6 +313,7 @@ TEST(String, FindsUpToAnEmbeddedNul) {
     EXPECT_EQ(s.find('a', 4), kNpos);
     EXPECT_EQ(s.find('a', 100), kNpos);
     EXPECT_EQ(s.find('x'), kNpos);
+    EXPECT_EQ(s.find('\0'), kNpos);
     EXPECT_EQ(s.find("ca"), 2U);
     EXPECT_EQ(s.find(String("bc")), 1U);
     EXPECT_EQ(s.find("cc"), kNpos);

@@ -658,7 +658,7 @@ TEST(DeviceBiosBase, ItsDestructorUnmapsNothingAndFreesTheSlots) {
 
 TEST_F(PhysicalMemory, EverySystemCallOfAMappingMayFail) {
     SKIP_IF_NOTHING_CAN_BE_TRACED();
-    const std::size_t faults = forEveryFaultOf([this](const TracedPart& part, const Fault& fault) {
+    const std::size_t faults = forEveryFaultOf([](const TracedPart& part, const Fault& fault) {
         const auto before = openDescriptors();
         {
             CDeviceBios bios;
