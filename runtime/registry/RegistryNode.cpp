@@ -14,12 +14,10 @@
 #include "runtime/files/LineReader.h"
 #include "runtime/registry/RegistryFormat.h"
 #include "runtime/registry/RegistryWarnings.h"
-#include "runtime/trace/TraceAt.h"
 
 namespace {
 
 using varnock::LineReader;
-using varnock::traceAt;
 using namespace varnock::registryformat;
 
 constexpr std::size_t kCountSize = sizeof(std::uint32_t);
