@@ -19,13 +19,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPoll = 5ms;
+constexpr auto kRelayPoll = 5ms;
 /// Of this many replies one is spoilt, and of this many of those one is cut.
 constexpr unsigned int kSpoilt = 8;
 constexpr unsigned int kCut = 20;
 
 /// Statuses that an agent may answer.
-constexpr unsigned int kStatuses[] = {0, 0, 0, 0, 1, 2, 4, 12, 17, 19, 21, 24, 25, 255, 0x40009};
+constexpr unsigned int kSpoiltStatuses[] = {0,  0,  0,  0,  1,  2,   4,      12,
+                                            17, 19, 21, 24, 25, 255, 0x40009};
 /// Data of every kind, and of none.
 const char* const kData[] = {
     "0",
@@ -58,7 +59,7 @@ std::string inventedReply(const std::string& request, Random& random) {
     SipJson record;
     record.Import(textOf(request).c_str());
     const std::string data = kData[random.below(std::size(kData))];
-    const unsigned int status = kStatuses[random.below(std::size(kStatuses))];
+    const unsigned int status = kSpoiltStatuses[random.below(std::size(kSpoiltStatuses))];
     return frameOf("{\"SIP\":{\"V\":1,\"CMD\":[{\"OC\":" + std::to_string(record.OpCode()) +
                    ",\"OE\":" + std::to_string(record.OpCodeExt()) +
                    ",\"OI\":" + std::to_string(record.ObjectId()) +
@@ -111,7 +112,7 @@ void Relay::accept() {
         Socket client(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
         dropEnded();
         if (!client) {
-            static_cast<void>(pause(kPoll));
+            static_cast<void>(pause(kRelayPoll));
             continue;
         }
         Connection& connection = connections_.emplace_back();
@@ -215,8 +216,8 @@ void Relay::cut(int client, const std::string& reply, Random& random) {
 
 bool Relay::pause(std::chrono::milliseconds duration) const {
     for (const auto end = Clock::now() + duration; !isEnding_ && Clock::now() < end;) {
-        std::this_thread::sleep_for(
-            std::min<Clock::duration>(kPoll, std::max<Clock::duration>(end - Clock::now(), 0ms)));
+        std::this_thread::sleep_for(std::min<Clock::duration>(
+            kRelayPoll, std::max<Clock::duration>(end - Clock::now(), 0ms)));
     }
     return !isEnding_;
 }
