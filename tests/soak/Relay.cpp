@@ -128,10 +128,11 @@ void Relay::accept() {
 
 void Relay::dropEnded() {
     connections_.remove_if([](Connection& connection) {
-        if (connection.isOver) {
+        const bool isOver = connection.isOver;
+        if (isOver) {
             connection.thread.join();
         }
-        return connection.isOver.load();
+        return isOver;
     });
 }
 
