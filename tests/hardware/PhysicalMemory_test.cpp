@@ -21,6 +21,7 @@
 #include "tests/support/EveryCall.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/PosixThread.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
 #include "tests/support/TraceCapture.h"
@@ -658,6 +659,7 @@ TEST(DeviceBiosBase, ItsDestructorUnmapsNothingAndFreesTheSlots) {
 
 TEST_F(PhysicalMemory, EverySystemCallOfAMappingMayFail) {
     SKIP_IF_NOTHING_CAN_BE_TRACED();
+    SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
     const std::size_t faults = forEveryFaultOf([](const TracedPart& part, const Fault& fault) {
         const auto before = openDescriptors();
         {

@@ -8,6 +8,7 @@
 
 #include "tests/integration/LibraryFiles.h"
 #include "tests/support/Nobody.h"
+#include "tests/support/Sanitizers.h"
 
 namespace varnock::test {
 namespace {
@@ -45,6 +46,7 @@ class ElevatedProgram : public testing::Test {
 };
 
 TEST_F(ElevatedProgram, IgnoresItsEnvironment) {
+    SKIP_IF_LEAKS_CANNOT_BE_SOUGHT();
     constexpr auto kPlain = fs::perms::owner_all | fs::perms::group_exec | fs::perms::others_exec |
                             fs::perms::group_read | fs::perms::others_read;
     fs::permissions(program_, kPlain | fs::perms::set_uid);

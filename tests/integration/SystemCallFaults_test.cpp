@@ -17,6 +17,7 @@
 
 #include "tests/integration/LibraryFiles.h"
 #include "tests/support/EveryCall.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
 
 namespace varnock::test {
@@ -49,6 +50,7 @@ TEST_P(Loading, OpensNoConnectionAndStartsNoThreadOrProcess) {
 }
 
 TEST_P(Loading, SurvivesAProcessWithoutFreeDescriptors) {
+    SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
     const auto needsOne = [](const SystemCall& call) {
         const std::set<std::string> all{"open",  "openat", "socket",
                                         "pipe2", "dup",    "epoll_create1"};
@@ -91,7 +93,10 @@ class ToolFaults : public testing::Test {
                                             : AgentReply::status(19);
         });
     }
-    void SetUp() override { SKIP_IF_NOTHING_CAN_BE_TRACED(); }
+    void SetUp() override {
+        SKIP_IF_NOTHING_CAN_BE_TRACED();
+        SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
+    }
 
     /// Runs varnockctl for every fault, and expects what its manual says. Harmless faults must not
     /// change the result of the first run. `prepare` runs before each.
@@ -167,7 +172,10 @@ TEST_F(ToolFaults, AChangeOfTheRegistryEndsAsItsManualSaysAndLeavesTheOldOrTheNe
 
 class AgentFaults : public testing::Test {
   protected:
-    void SetUp() override { SKIP_IF_NOTHING_CAN_BE_TRACED(); }
+    void SetUp() override {
+        SKIP_IF_NOTHING_CAN_BE_TRACED();
+        SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
+    }
 
     /// Expects nothing to be left in the directory.
     void expectEmptyDirectory() {

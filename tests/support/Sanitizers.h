@@ -71,6 +71,11 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
 #define SKIP_IF_COVERAGE_IS_WRITTEN() static_assert(true)
 #endif
 
+#define SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS()                                          \
+    if (varnock::test::kAddressSanitizer)                                                      \
+    GTEST_SKIP() << "the undefined-behaviour sanitizer asks the system whether an object can " \
+                    "be read, and takes a failing call for a wrong object"
+
 #define SKIP_IF_MALLOC_IS_REPLACED() \
     if (varnock::test::kSanitized)   \
     GTEST_SKIP() << "the sanitizers replace the allocator that this test makes fail"

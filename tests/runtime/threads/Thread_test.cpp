@@ -16,6 +16,7 @@
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FailingCall.h"
 #include "tests/support/PosixThread.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TraceCapture.h"
 
 namespace varnock::test {
@@ -255,6 +256,7 @@ TEST(Thread, WrappersReachTheThreadLibrary) {
 
 TEST(Thread, EverySystemCallOfAStartMayFail) {
     SKIP_IF_NOTHING_CAN_BE_TRACED();
+    SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
     const std::size_t faults = forEveryFaultOf([](const TracedPart& part, const Fault& fault) {
         CThread thread(kKeepAlive);
         Task task(nothing);

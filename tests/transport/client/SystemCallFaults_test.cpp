@@ -18,6 +18,7 @@ namespace {
 
 TEST(SystemCallFaults, ARequestSucceedsOrSaysWhatFailedAndTheNextOneWorks) {
     SKIP_IF_NOTHING_CAN_BE_TRACED();
+    SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
     const std::size_t faults = forEveryFaultOf([](const TracedPart& part, const Fault& fault) {
         const PauselessClock clock;
         ScriptedAgent agent;
@@ -72,6 +73,7 @@ bool isServed(ScriptedAgent& agent, const CountingClient& client, const TraceCap
 
 TEST(SystemCallFaults, EventsArriveOrEndAndCanBeEnabledAgain) {
     SKIP_IF_NOTHING_CAN_BE_TRACED();
+    SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
     const std::size_t faults = forEveryFaultOf([](const TracedPart& part, const Fault& fault) {
         const PauselessClock clock;
         ScriptedAgent agent;

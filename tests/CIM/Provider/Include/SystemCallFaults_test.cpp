@@ -6,6 +6,7 @@
 #include "CIM/Provider/Include/KOLMClient.h"
 #include "tests/support/EveryCall.h"
 #include "tests/support/PauselessClock.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedAgent.h"
 
 namespace provider::test {
@@ -15,6 +16,7 @@ using namespace varnock::test;
 
 TEST(SystemCallFaults, ATypedCallSucceedsOrFailsInItsOwnStyleAndTheNextOneWorks) {
     SKIP_IF_NOTHING_CAN_BE_TRACED();
+    SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
     const std::size_t faults = forEveryFaultOf([](const TracedPart& part, const Fault& fault) {
         const PauselessClock clock;
         ScriptedAgent agent;
