@@ -20,8 +20,8 @@ class FileSizeLimited : public testing::TestWithParam<const char*> {
   protected:
     void SetUp() override {
         SKIP_IF_COVERAGE_IS_WRITTEN();
-        if (kThreadSanitizer && GetParam() == std::string("0")) {
-            GTEST_SKIP() << "a program with the thread sanitizer writes a file when it starts";
+        if (GetParam() == std::string("0")) {
+            SKIP_IF_THE_START_WRITES_A_FILE();
         }
     }
     ProcessResult runLimited(const std::vector<std::string>& arguments) const {

@@ -71,6 +71,10 @@ inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
 #define SKIP_IF_COVERAGE_IS_WRITTEN() static_assert(true)
 #endif
 
+#define SKIP_IF_THE_START_WRITES_A_FILE() \
+    if (varnock::test::kThreadSanitizer)  \
+    GTEST_SKIP() << "a program with the thread sanitizer writes a file when it starts"
+
 #define SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS()                                          \
     if (varnock::test::kAddressSanitizer)                                                      \
     GTEST_SKIP() << "the undefined-behaviour sanitizer asks the system whether an object can " \
