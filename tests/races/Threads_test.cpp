@@ -49,7 +49,7 @@ TEST(ManyThreads, MakeAndDestroySwitchClients) {
 }
 
 TEST(ManyThreads, MakeAndDestroySwitchClientsWhileTheProcessForks) {
-    SKIP_IF_FORKED_CHILDREN_ARE_MISREAD();
+    SKIP_IF_FORKED_THREADS_ARE_LOST();
     AnsweringAgent agent;
     std::atomic<bool> isOver = false;
     std::atomic<unsigned int> failures = 0;
