@@ -44,10 +44,6 @@ function(varnock_harden target)
     # Threads count at the same time.
     target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic -O0)
     target_link_options(${target} PUBLIC --coverage)
-    get_target_property(type ${target} TYPE)
-    if(type STREQUAL EXECUTABLE)
-      target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/CoverageAtExit.cpp)
-    endif()
   endif()
 endfunction()
 
