@@ -28,8 +28,8 @@ class VARNOCK_LOCK Mutex {
     /// Makes a free mutex of one that a vanished thread holds. REQUIRES: no other thread uses it.
     void renew() { mutex_ = PTHREAD_MUTEX_INITIALIZER; }
 
-    /// Ends the mutex and begins another at its place. The system need not be told, but a
-    /// sanitizer, which would otherwise see one mutex. REQUIRES: nobody holds it.
+    /// Destroys the mutex and makes a new one at the same address. Only a sanitizer needs this: it
+    /// would otherwise take both for one mutex. REQUIRES: no thread holds it.
     void startAnew() {
         pthread_mutex_destroy(&mutex_);
         renew();

@@ -85,7 +85,7 @@ void remove(Mutex*& list, Mutex& mutex) {
     for (Mutex** link = &list; *link != nullptr; link = &(*link)->next()) {
         if (*link == &mutex) {
             *link = mutex.next();
-            // Another mutex at this place may get another place in the list.
+            // A later mutex at this address may stand elsewhere in the list.
             mutex.startAnew();
             return;
         }

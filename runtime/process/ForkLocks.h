@@ -14,13 +14,13 @@ namespace varnock {
 /// Lets fork() take a mutex and release it in parent and child.
 /// REQUIRES: the mutex is removed before it is destroyed.
 void addForkLock(Mutex& mutex);
-/// Undoes addForkLock(). REQUIRES: nobody holds the mutex.
+/// Undoes addForkLock(). REQUIRES: no thread holds the mutex.
 void removeForkLock(Mutex& mutex);
 
 /// Makes a mutex free in the child, for one that may be held too long for fork() to wait for it.
 /// REQUIRES: as for addForkLock(). The holder calls no function of a user, who might call fork().
 void addRenewedLock(Mutex& mutex);
-/// Undoes addRenewedLock(). REQUIRES: nobody holds the mutex.
+/// Undoes addRenewedLock(). REQUIRES: no thread holds the mutex.
 void removeRenewedLock(Mutex& mutex);
 
 /// What fork() calls, as with pthread_atfork().

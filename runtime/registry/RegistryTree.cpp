@@ -47,8 +47,8 @@ char backupPath[4096];
 char newPath[4096];
 /// UpdateTree() runs: it holds the lock of the file, and saves at its end.
 bool updating = false;
-/// Why the file that is there could not be read, so that the tree is that of the backup, or none.
-/// Such a tree must never replace the file. 0: the tree is that of the file.
+/// The error that kept an existing registry file from being read, or 0. After an error the tree is
+/// that of the backup, or empty, and must never replace the file.
 int unreadError = 0;
 
 struct RootKey {
@@ -118,7 +118,7 @@ void removeAll() {
     return false;
 }
 
-/// True if this error of opening says that there is no file: nothing, or something else.
+/// True if opening failed because the path leads to no regular file.
 [[nodiscard]] bool meansNoFile(int error) {
     return error == ENOENT || error == ENOTDIR || error == EINVAL;
 }

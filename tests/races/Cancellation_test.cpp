@@ -1,4 +1,4 @@
-// Threads that are cancelled at every point at which they can be.
+// Cancels a thread at each of its cancellation points.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -79,8 +79,8 @@ TEST_F(CancelledThreads, LeaveTheTraceToOthers) {
     EXPECT_GT(forEveryCancellationPoint(makeEntry, makeEntry), 0u);
 }
 
-/// Reads events until that with this number. A channel that was left in the middle of a frame is
-/// opened anew; the event is then sent again.
+/// Reads events until the one with this number arrives. If the channel is closed, opens it again
+/// and sends the event once more.
 bool isDelivered(AnsweringAgent& agent, unsigned int number) {
     for (int tries = 0; tries < 5; ++tries) {
         int fd = RegisterForEvents(nullptr);

@@ -123,7 +123,7 @@ void Agent::freeze(std::chrono::milliseconds pause) {
     ::kill(process_, SIGCONT);
 }
 
-/// Ends the process by a signal, of which it must be the end.
+/// Ends the process with a signal. Any other end is a finding.
 void Agent::reap(int signal) {
     int status = 0;
     if (waitpid(process_, &status, WNOHANG) == 0) {

@@ -43,7 +43,7 @@ class EventLedger {
 
     /// An event is about to be given to the agent with this process id. Returns its number.
     unsigned int begin(int agent);
-    /// The end of what begin() began.
+    /// Ends what begin() started.
     void end(Fate fate, Clock::time_point now = Clock::now());
     void received(unsigned int number);
     /// No event is under way any more: what has not arrived is lost.
@@ -77,7 +77,7 @@ class EventLedger {
     std::optional<Clock::time_point> firstDelivered_;
 };
 
-/// What must not be, each as a text.
+/// The violations, one text each.
 std::vector<std::string> faultsOf(const EventLedger::Figures& figures);
 
 }  // namespace varnock::soak

@@ -6,7 +6,7 @@
 
 namespace varnock::soak {
 
-/// What does not hold. Thread-safety: any thread may call any operation.
+/// The violations found so far. Thread-safety: any thread may call any operation.
 class Findings {
   public:
     void add(const std::string& text) {

@@ -20,7 +20,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kRelayPoll = 5ms;
-/// Of this many replies one is spoilt, and of this many of those one is cut.
+/// One reply in kSpoilt is spoilt, and one spoilt reply in kCut is cut.
 constexpr unsigned int kSpoilt = 8;
 constexpr unsigned int kCut = 20;
 
