@@ -53,6 +53,19 @@ int write(unsigned int threads, unsigned int entries, unsigned int length) {
     return 0;
 }
 
+/// "writeOnSignal THREADS ENTRIES LENGTH": the same, after SIGUSR1.
+int writeOnSignal(unsigned int threads, unsigned int entries, unsigned int length) {
+    sigset_t awaited;
+    sigemptyset(&awaited);
+    sigaddset(&awaited, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+    puts("waiting");
+    fflush(stdout);
+    int received = 0;
+    sigwait(&awaited, &received);
+    return write(threads, entries, length);
+}
+
 /// "hold": traces an entry and waits until it is killed.
 [[noreturn]] int hold() {
     Debug.PrintIt(2, "held");
@@ -254,6 +267,9 @@ int main(int argc, char** argv) {
     }
     if (task == "write" && argc == 5) {
         return write(numberAt(argv, 2), numberAt(argv, 3), numberAt(argv, 4));
+    }
+    if (task == "writeOnSignal" && argc == 5) {
+        return writeOnSignal(numberAt(argv, 2), numberAt(argv, 3), numberAt(argv, 4));
     }
     if (task == "hold") {
         return hold();
