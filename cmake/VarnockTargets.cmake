@@ -1,7 +1,7 @@
 # Compiler settings as functions on a target, never as global flags.
 
 set(VARNOCK_SANITIZE "" CACHE STRING "Sanitizers for every target, as in -fsanitize=")
-option(VARNOCK_COVERAGE "Instrument for coverage" OFF)
+option(VARNOCK_COVERAGE "Instrument for coverage (clang)" OFF)
 # Enabled only in the development presets: new warnings of newer compilers must not stop a user.
 option(VARNOCK_WARNINGS_AS_ERRORS "Warnings are errors" OFF)
 
@@ -41,9 +41,12 @@ function(varnock_harden target)
     target_link_options(${target} PUBLIC -fsanitize=${VARNOCK_SANITIZE})
   endif()
   if(VARNOCK_COVERAGE)
-    # Threads count at the same time.
-    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic -O0)
-    target_link_options(${target} PUBLIC --coverage)
+    # The counters are a mapped file: those of forked children and of processes that are killed count,
+    # and nothing is written at the end. Threads count at the same time.
+    set(profile -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%m%c.profraw)
+    target_compile_options(${target} PRIVATE ${profile} -fcoverage-mapping -fprofile-update=atomic
+      "SHELL:-mllvm -runtime-counter-relocation" -O1)
+    target_link_options(${target} PUBLIC ${profile})
   endif()
 endfunction()
 
