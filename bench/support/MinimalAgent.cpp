@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "transport/AgentSocket.h"
 #include "transport/SipJson.h"
 
 namespace varnock::bench {
@@ -95,15 +96,42 @@ std::string replyTo(const char* text) {
            static_cast<ssize_t>(lastReply.size());
 }
 
-[[noreturn]] void serve(int listener) {
-    std::vector<pollfd> watched{{listener, POLLIN, 0}};
+/// Sends events on a registered connection until the library closes it.
+[[noreturn]] void sendEvents(int descriptor) {
+    SipJson event(0xFFA0, 0x1200, 0, 0, 0);
+    event.SetRequestDataStream(std::vector<unsigned char>(64, 100));
+    const std::string frame = frameOf(event.Export());
+    while (answer(descriptor)) {
+        while (send(descriptor, frame.data(), frame.size(), MSG_NOSIGNAL) > 0) {
+        }
+    }
+    _exit(0);
+}
+
+void acceptEvents(int listener, int requests) {
+    const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fork() == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        close(requests);
+        close(listener);
+        sendEvents(descriptor);
+    }
+    close(descriptor);
+}
+
+[[noreturn]] void serve(int listener, int events) {
+    signal(SIGCHLD, SIG_IGN);
+    std::vector<pollfd> watched{{listener, POLLIN, 0}, {events, POLLIN, 0}};
     for (;;) {
         poll(watched.data(), watched.size(), -1);
-        for (size_t i = watched.size(); i-- > 1;) {
+        for (size_t i = watched.size(); i-- > 2;) {
             if (watched[i].revents != 0 && !answer(watched[i].fd)) {
                 close(watched[i].fd);
                 watched.erase(watched.begin() + static_cast<ptrdiff_t>(i));
             }
+        }
+        if (watched[1].revents != 0) {
+            acceptEvents(events, listener);
         }
         if (watched[0].revents != 0) {
             watched.push_back({accept4(listener, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
@@ -126,20 +154,23 @@ MinimalAgent::MinimalAgent() {
         throw std::runtime_error("mkdtemp");
     }
     directory_ = name;
-    const int listener = listenAt(directory_ + "/ragdsj");
+    setenv("QX_RAGD_SOCKET_DIR", directory_.c_str(), 1);
+    const int listener = listenAt(RequestSocketPath());
+    const int events = listenAt(EventSocketPath());
     process_ = checked(fork(), "fork");
     if (process_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        serve(listener);
+        serve(listener, events);
     }
     close(listener);
-    setenv("QX_RAGD_SOCKET_DIR", directory_.c_str(), 1);
+    close(events);
 }
 
 MinimalAgent::~MinimalAgent() {
     kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
-    unlink((directory_ + "/ragdsj").c_str());
+    unlink(RequestSocketPath().c_str());
+    unlink(EventSocketPath().c_str());
     rmdir(directory_.c_str());
 }
 

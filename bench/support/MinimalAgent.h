@@ -4,10 +4,10 @@
 
 namespace varnock::bench {
 
-/// A process that answers on the agent's request socket with replies built in advance. The
-/// remaining cost of a call is the library's.
+/// A process that answers on the agent's request socket with replies built in advance, and sends
+/// events on its event socket without a pause. The remaining cost of a call is the library's.
 ///
-/// Sets QX_RAGD_SOCKET_DIR to the directory of the socket. From then on both processes run on one
+/// Sets QX_RAGD_SOCKET_DIR to the directory of the sockets. From then on both processes run on one
 /// processor. REQUIRES: constructed before any thread starts.
 class MinimalAgent {
   public:
