@@ -44,7 +44,7 @@ int listenAt(const std::string& path) {
     const int descriptor = checked(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
     const sockaddr_un address = addressOf(path);
     checked(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), "bind");
-    checked(listen(descriptor, 8), "listen");
+    checked(listen(descriptor, 64), "listen");
     return descriptor;
 }
 
@@ -147,8 +147,10 @@ std::string frameOf(const std::string& text) {
     return frame + text + '\0';
 }
 
-MinimalAgent::MinimalAgent() {
-    useOneProcessor();
+MinimalAgent::MinimalAgent(Processors processors) {
+    if (processors == Processors::one) {
+        useOneProcessor();
+    }
     char name[] = "/tmp/vb-XXXXXX";
     if (mkdtemp(name) == nullptr) {
         throw std::runtime_error("mkdtemp");

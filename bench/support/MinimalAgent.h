@@ -7,11 +7,14 @@ namespace varnock::bench {
 /// A process that answers on the agent's request socket with replies built in advance, and sends
 /// events on its event socket without a pause. The remaining cost of a call is the library's.
 ///
-/// Sets QX_RAGD_SOCKET_DIR to the directory of the sockets. From then on both processes run on one
-/// processor. REQUIRES: constructed before any thread starts.
+/// Sets QX_RAGD_SOCKET_DIR to the directory of the sockets. REQUIRES: constructed before any thread
+/// starts.
 class MinimalAgent {
   public:
-    MinimalAgent();
+    /// On one processor the wake-ups of the two processes take the least time and vary least.
+    enum class Processors { one, all };
+
+    explicit MinimalAgent(Processors processors = Processors::one);
     ~MinimalAgent();
     MinimalAgent(const MinimalAgent&) = delete;
     MinimalAgent& operator=(const MinimalAgent&) = delete;

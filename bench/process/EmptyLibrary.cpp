@@ -1,0 +1,5 @@
+extern "C" [[gnu::visibility("default")]] int nothing();
+
+int nothing() {
+    return 0;
+}

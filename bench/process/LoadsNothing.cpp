@@ -1,0 +1,6 @@
+// A process that loads an empty shared library.
+extern "C" int nothing();
+
+int main() {
+    return nothing();
+}
