@@ -96,12 +96,13 @@ class Search {
     /// False when the search is over.
     bool take(char* line) {
         char* text = skipBlanks(line);
-        if (*text == '\0' || *text == ';') {
+        const bool isHeader = *text == '[';
+        if (*text == '\0' || *text == ';' || (!isHeader && !inSection_)) {
             return true;
         }
         // A semicolon starts a comment, also inside a value.
         trimEnd(text, text + strcspn(text, ";"));
-        return *text == '[' ? takeHeader(text) : takeKeyLine(text);
+        return isHeader ? takeHeader(text) : takeKeyLine(text);
     }
 
   private:
@@ -120,7 +121,7 @@ class Search {
 
     bool takeKeyLine(char* text) {
         char* equals = strchr(text, '=');
-        if (!inSection_ || equals == nullptr) {
+        if (equals == nullptr) {
             return true;
         }
         trimEnd(text, equals);
