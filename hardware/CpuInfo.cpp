@@ -39,6 +39,8 @@ constexpr int kEndOfFile = -1;
 constexpr int kKeyAndValue = 2;
 
 using Line = std::array<char, 512>;
+/// Larger than the C library's own, which is a quarter of what the kernel gives in one read.
+using FileBuffer = std::array<char, 16 * 1024>;
 
 struct NumberKey {
     std::string_view key;
@@ -116,8 +118,8 @@ void store(CpuRecord& record, std::string_view key, std::string_view value) {
 }
 
 /// A device may be endless: it is opened, but not read. Opening does not wait for the other end of
-/// a pipe.
-FileStream openCpuInfo(const char* path) {
+/// a pipe. The buffer must outlive the stream.
+FileStream openCpuInfo(const char* path, FileBuffer& buffer) {
     FileDescriptor descriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
     if (descriptor && fstat(descriptor.get(), &status) == 0 && !S_ISREG(status.st_mode)) {
@@ -128,7 +130,7 @@ FileStream openCpuInfo(const char* path) {
         descriptor.release();
         // The stream is used by this thread only.
         __fsetlocking(stream.get(), FSETLOCKING_BYCALLER);
-        setvbuf(stream.get(), nullptr, _IOFBF, 65536);
+        setvbuf(stream.get(), buffer.data(), _IOFBF, buffer.size());
     }
     return stream;
 }
@@ -162,7 +164,8 @@ CCpuInfoOS::CCpuInfoOS() {
 
 bool CCpuInfoOS::GetCpuDataFromOS(std::vector<CpuRecord>& out) {
     const std::string path = varnock::cpuInfoFile();
-    const FileStream file = openCpuInfo(path.c_str());
+    FileBuffer buffer;
+    const FileStream file = openCpuInfo(path.c_str(), buffer);
     if (!file) {
         const int error = errno;
         if (Debug.IsOn(2)) {

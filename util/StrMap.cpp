@@ -17,7 +17,7 @@ namespace {
 
 constexpr unsigned int kCapacityStep = 16;
 /// With fewer entries a binary search is as fast.
-constexpr unsigned int kSmallestIndexed = 256;
+constexpr unsigned int kSmallestIndexed = 64;
 /// Indexing an entry costs a fraction of a binary search.
 constexpr unsigned int kEntriesPerSearch = 16;
 constexpr unsigned int kMaxIndexed = 1U << 30;
