@@ -65,6 +65,16 @@ void confirm(const Options& options, const std::string& what) {
     }
 }
 
+void confirmCall(const Options& options, const std::string& what) {
+    if (!options.yes && !options.dryRun && !isatty(STDIN_FILENO)) {
+        throw Failure(ExitStatus::usage,
+                      what +
+                          " changes the state of the machine; it needs --yes, because standard "
+                          "input is not a terminal");
+    }
+    confirm(options, what);
+}
+
 Answer runCall(const Options& options, const std::string& name, const CallArguments& arguments) {
     const Call& call = callNamed(name);
     const CatalogueRow& row = *findCall(name);
@@ -74,10 +84,10 @@ Answer runCall(const Options& options, const std::string& name, const CallArgume
         throw Failure(ExitStatus::usage,
                       name + " changes nothing; --dry-run is only for calls that change state");
     }
-    if (changes) {
-        confirm(options, name);
-    }
     Session session(options);
+    if (changes) {
+        confirmCall(options, name);
+    }
     JsonDocument document(rapidjson::kObjectType);
     Outcome outcome = run(session, name, arguments, document.GetAllocator());
     if (options.dryRun) {

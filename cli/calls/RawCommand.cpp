@@ -63,10 +63,10 @@ Answer runRaw(const Options& options, const RawRecord& raw) {
     if (options.dryRun) {
         return recordAnswer(record.Export(), "record");
     }
-    if (changesState(opcode)) {
-        confirm(options, "Operation " + raw.opcode);
-    }
     Session session(options);
+    if (changesState(opcode)) {
+        confirmCall(options, "Operation " + raw.opcode);
+    }
     try {
         // The status of the record tells the result.
         static_cast<void>(session.client().request(record));

@@ -140,13 +140,36 @@ TEST(CommandLine, HelpAndVersionGoToStandardOutput) {
 TEST(CommandLine, ARefusedSetterShowsItsException) {
     ScriptedAgent agent;
     agent.handle(answerOne);
-    const ProcessResult result = varnockctl({"call", "setConfServerAssetTag", "--value", "rack 7"});
+    const ProcessResult result =
+        varnockctl({"--yes", "call", "setConfServerAssetTag", "--value", "rack 7"});
     EXPECT_EQ(result.out, "");
     EXPECT_NE(result.err.find("BaseException: file=\"CIM/Provider/Include/KOLMCalls\""),
               std::string::npos)
         << result.err;
     EXPECT_NE(result.err.find("setConfServerAssetTag(): kolmRequest() failed"), std::string::npos);
     EXPECT_EQ(result.status, 3);
+}
+
+TEST(CommandLine, ASetterIsRefusedWithoutATerminalUnlessItIsConfirmed) {
+    ScriptedAgent agent;
+    agent.handle(answerOne);
+    for (const std::vector<std::string>& setter :
+         std::vector<std::vector<std::string>>{{"call", "setConfServerAssetTag", "--value", "x"},
+                                               {"raw", "0xE002", "--string", "x"}}) {
+        const ProcessResult result = varnockctl(setter);
+        EXPECT_EQ(result.status, 2) << result.err;
+        EXPECT_NE(result.err.find("it needs --yes"), std::string::npos) << result.err;
+    }
+    for (const AgentRequest& request : agent.requests()) {
+        EXPECT_NE(request.opcode, 0xE002U);
+    }
+}
+
+TEST(CommandLine, NothingIsAskedWithoutAnAgent) {
+    const TemporaryDirectory empty;
+    const ProcessResult result = varnockctl({"call", "setConfServerAssetTag", "--value", "x"},
+                                            {{"QX_RAGD_SOCKET_DIR", empty.path()}});
+    EXPECT_EQ(result.status, 4) << result.err;
 }
 
 TEST(CommandLine, RefusedAccessIsAPermission) {

@@ -237,6 +237,7 @@ TEST_P(Interrupt, EndsAQuestionOnTheTerminal) {
     const int end = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
     ASSERT_EQ(dup2(end, 9), 9);
     ScriptedAgent agent;
+    agent.handle([](const AgentRequest&) { return AgentReply::status(19); });
     Subprocess asking({"sh", "-c",
                        "exec \"$0\" -o json --timeout 60 call setConfServerAssetTag --value x <&9",
                        VARNOCKCTL});

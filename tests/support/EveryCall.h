@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -70,6 +71,12 @@ inline std::vector<std::size_t> placesOf(const std::vector<SystemCall>& calls, s
     return places;
 }
 
+/// The faults of whole programs take minutes, so a suite takes some calls of each kind. With
+/// VARNOCK_EVERY_FAULT=1 in its environment a test program takes them all.
+inline std::size_t limitOr(std::size_t limit) {
+    return getenv("VARNOCK_EVERY_FAULT") != nullptr ? ~std::size_t{0} : limit;
+}
+
 /// Runs an operation without a fault, and then once for each fault of each system call that it has
 /// made, or of `limit` calls of each kind. The run gets the fault to expect and what to pass to the
 /// tracer. It must end by itself and without a signal. Returns the number of faults that happened.
@@ -83,7 +90,7 @@ std::size_t forEveryFault(const Run& run, std::size_t limit = ~std::size_t{0}) {
         run(Fault(), [](std::size_t, const SystemCall&) { return Fate{}; });
     judge(reference);
     std::size_t happened = 0;
-    for (const std::size_t place : placesOf(reference.calls, limit)) {
+    for (const std::size_t place : placesOf(reference.calls, limitOr(limit))) {
         for (const Fate& fate : fatesOf(reference.calls[place])) {
             const Fault fault{place, reference.calls[place], fate};
             SCOPED_TRACE(fault.text());
