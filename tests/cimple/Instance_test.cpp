@@ -198,6 +198,8 @@ TEST(Instance, IdenticalComparesNameSpaceAndReferences) {
     unref(b->Job);
     b->Job = nullptr;
     EXPECT_FALSE(identical(a.ptr(), b.ptr()));
+    EXPECT_FALSE(identical(b.ptr(), a.ptr()));
+    EXPECT_TRUE(identical(b.ptr(), Ref<ChangeRequest>(b->clone()).ptr()));
 }
 
 TEST(Instance, NullStatesFlipWithoutTouchingValues) {
@@ -253,6 +255,48 @@ TEST(Instance, CopyReplacesReferences) {
     copy(b.ptr(), a.ptr());
     EXPECT_TRUE(b->Job->InstanceID.value == "new");
     EXPECT_NE(a->Job, b->Job);
+}
+
+TEST(Instance, CopyOfNoReferenceGivesTheOldOneUp) {
+    const Ref<ChangeRequest> source(ChangeRequest::create());
+    Ref<ChangeRequest> dest = requestWithJob();
+    Ref<CIM_ConcreteJob> old(dest->Job);
+    ref(old.ptr());
+    copy(dest.ptr(), source.ptr());
+    EXPECT_EQ(dest->Job, nullptr);
+    EXPECT_EQ(old.count(), 1U);
+}
+
+TEST(Instance, CopyOfItselfLeavesItsReferences) {
+    Ref<ChangeRequest> request = requestWithJob();
+    const CIM_ConcreteJob* job = request->Job;
+    copy(request.ptr(), request.ptr());
+    copy(request.ptr(), request.ptr(), request.ptr());
+    copy_keys(request.ptr(), request.ptr());
+    EXPECT_EQ(request->Job, job);
+    EXPECT_TRUE(request->Job->InstanceID.value == "job");
+}
+
+TEST(Instance, PropertiesOfOneNameAndOtherTypesAreNeitherCopiedNorEqual) {
+    // The class of another module, in which the key is a number, or an array.
+    const auto* key = find_property(&Job::static_meta_class, "InstanceID");
+    for (const bool isArray : {false, true}) {
+        Meta_Property other = *key;
+        other.type = isArray ? other.type : UINT32;
+        other.subscript = isArray ? -1 : 0;
+        const Meta_Feature* const features[] = {&other};
+        Meta_Class foreign = Job::static_meta_class;
+        foreign.meta_features = features;
+        foreign.num_meta_features = 1;
+        foreign.num_keys = 1;
+        Ref<Instance> dest(create(&foreign));
+        Ref<Job> job(Job::create(true));
+        job->InstanceID.set("id");
+        copy(dest.ptr(), job.ptr());
+        EXPECT_TRUE(static_cast<Job*>(dest.ptr())->InstanceID.value.empty()) << isArray;
+        EXPECT_FALSE(key_eq(job.ptr(), dest.ptr())) << isArray;
+        EXPECT_FALSE(key_eq(dest.ptr(), job.ptr())) << isArray;
+    }
 }
 
 TEST(Instance, CopyWithAModelTakesWhatIsNonNullThere) {
@@ -320,6 +364,19 @@ TEST(Instance, ClearEmptiesAndNullifies) {
     EXPECT_EQ(request->RequestedState.null, 1);
     EXPECT_EQ(request->RequestedState.value, 0);
     EXPECT_EQ(request->Job, nullptr);
+}
+
+TEST(Instance, ClearLeavesTheMethodsOfTheClass) {
+    Ref<Job> job(Job::create(true));
+    job->InstanceID.set("id");
+    job->OperationalStatus.set(Array_uint16::make(2));
+    job->DeleteOnCompletion.set(true);
+    clear(job.ptr());
+    EXPECT_EQ(job->InstanceID.null, 1);
+    EXPECT_TRUE(job->InstanceID.value.empty());
+    EXPECT_EQ(job->OperationalStatus.value.size(), 0U);
+    EXPECT_FALSE(job->DeleteOnCompletion.value);
+    EXPECT_NE(find_method(job->meta_class, "KillJob"), nullptr);
 }
 
 TEST(Instance, CastFollowsTheClassHierarchy) {
@@ -394,6 +451,22 @@ TEST(Instance, PrintsPropertiesAndKeys) {
     EXPECT_NE(
         printed(Ref<ChangeRequest>(ChangeRequest::create()).ptr(), false).find("    Job = NULL;\n"),
         std::string::npos);
+}
+
+TEST(Instance, PrintsEmptyArraysAndSeveralElements) {
+    Ref<Job> job(Job::create());
+    job->StatusDescriptions.set(Array_String::make("a", "b"));
+    job->RunMonth.set(12);
+    const std::string text = printed(job.ptr(), false);
+    for (const char* line :
+         {"    uint16 OperationalStatus = { };\n",
+          "    string StatusDescriptions = { \"a\", \"b\" };\n", "    uint8 RunMonth = 12;\n",
+          "    boolean DeleteOnCompletion = false;\n"}) {
+        EXPECT_NE(text.find(line), std::string::npos) << line << text;
+    }
+    job->StatusDescriptions.set(Array_String());
+    EXPECT_NE(printed(job.ptr(), false).find("    string StatusDescriptions = { };\n"),
+              std::string::npos);
 }
 
 TEST(Instance, PrintWritesToStandardOutput) {

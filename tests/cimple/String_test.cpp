@@ -144,6 +144,14 @@ TEST(String, ReserveMakesRoomAndKeepsTheText) {
     EXPECT_EQ(s.capacity(), 1024U);
 }
 
+TEST(String, ReserveOfASharedTextKeepsAllOfIt) {
+    const String text("a text of more than the least capacity of a buffer");
+    String shared(text);
+    shared.reserve(1);
+    EXPECT_TRUE(shared == text);
+    EXPECT_NE(shared.c_str(), text.c_str());
+}
+
 TEST(String, RejectsSizesThatNoMemoryHolds) {
     String s("abc");
     EXPECT_THROW(s.reserve(kNpos), std::bad_alloc);
@@ -284,6 +292,7 @@ TEST(String, ComparesWithALength) {
     EXPECT_FALSE(s.equal(nullptr, 3));
     EXPECT_TRUE(s.equal(1, "bc", 2));
     EXPECT_TRUE(s.equal(1, "bx", 1));
+    EXPECT_FALSE(s.equal(1, "bx", 2));
     EXPECT_FALSE(s.equal(2, "cd", 2));
     EXPECT_FALSE(s.equal(4, "", 0));
     EXPECT_TRUE(s.equal(1, nullptr, 0));
@@ -295,6 +304,7 @@ TEST(String, ComparesIgnoringCase) {
     EXPECT_TRUE(String("AbC").equali(String("aBc")));
     EXPECT_FALSE(String("AbC").equali(String("aBcd")));
     EXPECT_TRUE(String("AbC").equali("aBcd", 3));
+    EXPECT_FALSE(String("AbC").equali("aBd", 3));
     EXPECT_FALSE(String("AbC").equali(nullptr, 3));
     EXPECT_TRUE(String().equali(nullptr, 0));
     EXPECT_FALSE(String("[").equali("{"));
