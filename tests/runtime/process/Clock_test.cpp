@@ -2,7 +2,11 @@
 
 #include <errno.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/time.h>
 #include <unistd.h>
+
+#include <atomic>
 
 #include "tests/support/FakeClock.h"
 
@@ -17,6 +21,22 @@ TEST(Clock, TheSystemsClocksMoveForward) {
     clock.sleepFor(milliseconds(1));
     EXPECT_GE(clock.monotonicTime() - before, milliseconds(1));
     EXPECT_GT(clock.wallTime().tv_sec, 1'500'000'000);
+}
+
+TEST(Clock, SignalsDoNotShortenASleep) {
+    static std::atomic<int> signals = 0;
+    struct sigaction counting {};
+    counting.sa_handler = [](int) { ++signals; };
+    ASSERT_EQ(sigaction(SIGALRM, &counting, nullptr), 0);
+    const itimerval everyMillisecond{{0, 1000}, {0, 1000}};
+    ASSERT_EQ(setitimer(ITIMER_REAL, &everyMillisecond, nullptr), 0);
+    Clock& clock = Clock::instance();
+    const auto before = clock.monotonicTime();
+    clock.sleepFor(milliseconds(5));
+    EXPECT_GE(clock.monotonicTime() - before, milliseconds(5));
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    EXPECT_GT(signals, 0);
 }
 
 TEST(Clock, PollSeesWhatIsReady) {

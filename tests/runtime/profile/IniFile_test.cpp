@@ -84,6 +84,9 @@ TEST_F(IniFile, GivesUpOnMoreThan64KiB) {
     writeFile(path, contents);
     EXPECT_STREQ(file.GetEnum("s"), "");
     EXPECT_STREQ(file.GetNextEnum(), "");
+    std::string out = "old";
+    EXPECT_EQ(file.GetString(out, "s", nullptr, nullptr), 1);
+    EXPECT_EQ(out, "");
     EXPECT_STREQ(file.GetString("s", "key1000001", "d"), "1");
 }
 
@@ -151,6 +154,7 @@ TEST_F(IniFile, AnObjectWithoutAFileDoesNothing) {
         EXPECT_EQ(none.GetString(out, "s", "k", "d"), 0);
         EXPECT_EQ(out, "kept");
         EXPECT_STREQ(none.GetEnum("s"), "");
+        EXPECT_STREQ(none.GetNextEnum(), "");
         none.GetEnums(list, "s");
         EXPECT_TRUE(list.empty());
         EXPECT_EQ(none.SetString("s", "k", "v"), 0);

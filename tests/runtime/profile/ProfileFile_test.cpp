@@ -15,6 +15,7 @@
 #include "runtime/files/FileStream.h"
 #include "tests/support/EveryCall.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/Nobody.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/Sanitizers.h"
@@ -536,6 +537,73 @@ TEST_F(ProfileFile, AChangeKeepsOwnerAndGroup) {
     ASSERT_EQ(stat(path.c_str(), &status), 0);
     EXPECT_EQ(status.st_uid, kNobody);
     EXPECT_EQ(status.st_gid, kGroup);
+}
+
+TEST_F(ProfileFile, AMissingFileHasNoDefaultForAList) {
+    for (const char* section : {"s", static_cast<const char*>(nullptr)}) {
+        EXPECT_EQ(read(section, section == nullptr ? "k" : nullptr, "default"), "");
+        EXPECT_EQ(result, 0U);
+    }
+}
+
+// For each length the buffer of the stream is full at another part of the text.
+TEST_F(ProfileFile, AFullDiskLeavesTheFileWhereverTheTextIsCut) {
+    const std::string before = "[s]\n\nk=1\n";
+    for (std::size_t length = 4085; length < 4100; ++length) {
+        SCOPED_TRACE(length);
+        const std::string filler(length, 'f');
+        const FileSizeLimit limit(static_cast<std::int64_t>(before.size()));
+        contents(before);
+        EXPECT_EQ(write(filler.c_str(), "key", "value"), 0);
+        EXPECT_EQ(write("s", filler.c_str(), "value"), 0);
+        EXPECT_EQ(write("s", "k", filler.c_str()), 0);
+        EXPECT_EQ(contents(), before);
+    }
+}
+
+TEST_F(ProfileFile, AFullDiskLeavesNoNewFileWhoseNameIsLong) {
+    // The temporary name would be too long, so the file is written in place.
+    path = directory.file(std::string(250, 'n').c_str());
+    {
+        const FileSizeLimit none(0);
+        EXPECT_EQ(write("s", "k", "v"), 0);
+        EXPECT_EQ(contents(), "");
+    }
+    EXPECT_EQ(write("s", "k", "v"), 1);
+    EXPECT_EQ(contents(), "\n[s]\n\nk=v\n");
+}
+
+TEST_F(ProfileFile, EverySystemCallOfAChangeMayFail) {
+    SKIP_IF_NOTHING_CAN_BE_TRACED();
+    const std::string absent = "absent";
+    const std::string appended = "\n[s]\n\nk=new\n";
+    for (const auto& [before, after] :
+         {std::pair(std::string("[s]\n\nk=old\n[t]\n"), std::string("[s]\n\nk=new\n[t]\n")),
+          std::pair(std::string("[t]\n\nx=1\n"), "[t]\n\nx=1\n" + appended),
+          std::pair(absent, appended)}) {
+        SCOPED_TRACE(before);
+        const std::size_t faults = forEveryFaultOf([&, &before = before, &after = after](
+                                                       const TracedPart& part, const Fault& fault) {
+            for (const auto& entry : std::filesystem::directory_iterator(directory.path())) {
+                std::filesystem::remove(entry);
+            }
+            if (before != absent) {
+                contents(before);
+            }
+            part.begin();
+            const int done = write("s", "k", "new");
+            part.end();
+            EXPECT_TRUE(done == 1 || !fault.isHarmless());
+            const std::string found = access(path.c_str(), F_OK) == 0 ? contents() : absent;
+            EXPECT_TRUE(found == after || (found == before && done == 0)) << found;
+            const std::filesystem::directory_iterator entries(directory.path());
+            EXPECT_TRUE(fault.call.name == "unlink" ||
+                        std::distance(begin(entries), end(entries)) == (found == absent ? 0 : 1));
+            EXPECT_EQ(write("s", "k", "new"), 1);
+            EXPECT_EQ(contents(), after);
+        });
+        EXPECT_GT(faults, 20u);
+    }
 }
 
 TEST_F(ProfileFile, EverySystemCallOfAReadMayFail) {

@@ -16,6 +16,7 @@
 #include "runtime/files/FileDescriptor.h"
 #include "runtime/files/FileLock.h"
 #include "tests/support/EventfulClock.h"
+#include "tests/support/EveryCall.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/Nobody.h"
 #include "tests/support/PosixThread.h"
@@ -323,6 +324,58 @@ TEST_F(RegistrySaver, EndsWhenOthersAlwaysRenameTheFile) {
     lstatError = 0;
     EXPECT_LE(clock.elapsed(), seconds(5));
     expectCannotWrite();
+}
+
+TEST_F(RegistrySaver, TriesAgainWhenTheFileThatWasThereHasJustGone) {
+    SKIP_IF_NOTHING_CAN_BE_TRACED();
+    const OtherFile other(newFile_, 0600);
+    int opened = 0;
+    const TracedResult result = runTracedPart(
+        [&](const TracedPart& part) {
+            const FakeClock clock;
+            part.begin();
+            const bool saved = save();
+            part.end();
+            EXPECT_TRUE(saved);
+            EXPECT_FALSE(clock.sleeps().empty());
+            EXPECT_EQ(readFile(registry_), kChangedTree);
+        },
+        [&](std::size_t, const SystemCall& call) {
+            // The first call finds the file, and the second one does not.
+            const bool isOpening = call.name == "openat" && call.path == newFile_;
+            return isOpening && ++opened == 2 ? Fate{Fate::Kind::failing, ENOENT, 0} : Fate{};
+        });
+    EXPECT_EQ(result.status, 0) << result.out << result.err;
+    EXPECT_GT(opened, 2);
+}
+
+TEST_F(RegistrySaver, EverySystemCallOfASaveMayFail) {
+    SKIP_IF_NOTHING_CAN_BE_TRACED();
+    for (const bool hasLeftOver : {false, true}) {
+        SCOPED_TRACE(hasLeftOver);
+        const std::size_t faults = forEveryFaultOf([&](const TracedPart& part, const Fault& fault) {
+            const FakeClock clock;
+            writeFile(registry_, kTree);
+            unlink(newFile_.c_str());
+            if (hasLeftOver) {
+                const OtherFile other(newFile_, 0644);
+            }
+            part.begin();
+            const bool saved = save();
+            part.end();
+            EXPECT_TRUE(saved || !fault.isHarmless() || hasLeftOver);
+            if (access(registry_.c_str(), F_OK) == 0) {
+                const std::string tree = readFile(registry_);
+                EXPECT_TRUE(tree == kChangedTree || (tree == kTree && !saved)) << tree;
+            } else {
+                EXPECT_EQ(readFile(directory_.file("registry.old")), kTree);
+            }
+            EXPECT_TRUE(save());
+            EXPECT_EQ(readFile(registry_), kChangedTree);
+            EXPECT_FALSE(hasNewFile());
+        });
+        EXPECT_GT(faults, 20u);
+    }
 }
 
 TEST_F(RegistrySaver, DoesNotRenameAFileThatIsNoLongerItsOwn) {

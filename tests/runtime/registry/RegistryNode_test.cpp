@@ -172,6 +172,18 @@ TEST(RegistryNode, ALongLineIsCutAndSaidToBe) {
     EXPECT_TRUE(trace.contains("CRegistry: WARNING: a line of the file is too long and was cut: "));
 }
 
+TEST(RegistryNode, AFileOfLongLinesCausesAHundredWarnings) {
+    TraceCapture trace(1);
+    std::string text;
+    for (int i = 0; i < 150; ++i) {
+        text += "v" + std::to_string(i) + "=s=" + std::string(5000, 'x') + "\n";
+    }
+    CRegistryNode node;
+    restore(node, text);
+    EXPECT_EQ(trace.count("CRegistry: WARNING"), 100U);
+    EXPECT_EQ(node.entries(), 150U);
+}
+
 TEST(RegistryNode, AValueThatWillBeCutIsWrittenWholeAndNamed) {
     TraceCapture trace(1);
     CRegistryNode node;

@@ -12,6 +12,7 @@
 
 #include "runtime/Registry.h"
 #include "runtime/files/FileDescriptor.h"
+#include "runtime/registry/RegistryTree.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FileSizeLimit.h"
 #include "tests/support/PosixThread.h"
@@ -584,6 +585,32 @@ TEST_F(RegistryTree, WhatIsNoFileIsNeitherWaitedForNorReplaced) {
     EXPECT_TRUE(std::filesystem::is_directory(file("registry.old")));
     EXPECT_TRUE(
         trace.contains("CRegistry: ERROR: Could not find \"" + file("registry.old") + "\""));
+}
+
+TEST_F(RegistryTree, AnythingButADirectoryAboveIsNoFile) {
+    writeFile(file("above"), "a file");
+    setenv("QX_SYSTEM_DIR", file("above").c_str(), 1);
+    EXPECT_FALSE(CRegistry::UpdateTree([] { return true; }));
+    CRegistry::SaveTree();
+    EXPECT_EQ(readFile(file("above")), "a file");
+}
+
+TEST_F(RegistryTree, HasEndedForWhoeverComesLater) {
+    writeFile(file("registry"), kSmallTree);
+    CRegistry::MIsDirty = 0;
+    { CRegistry key; }
+    ASSERT_EQ(CRegistry::MIsSetup, 1);
+    ASSERT_EQ(unlink(file("registry").c_str()), 0);
+    endRegistry();
+    CRegistry::MIsDirty = 1;
+    CRegistry::SaveTree();
+    bool called = false;
+    EXPECT_FALSE(CRegistry::UpdateTree([&] { return called = true; }));
+    CRegistry::MIsSetup = 0;
+    CRegistry::SetupTree();
+    EXPECT_FALSE(called);
+    EXPECT_EQ(CRegistry::MIsSetup, 0);
+    EXPECT_FALSE(exists("registry"));
 }
 
 TEST_F(RegistryTree, AnUpdateNeedsAFileThatCanBeReadAndWritten) {

@@ -441,9 +441,35 @@ TEST_F(Registry, EnumeratesValues) {
     EXPECT_STREQ(reinterpret_cast<char*>(data), "%VT_HOME%/x%%y");
     EXPECT_EQ(key.EnumVal(name, sizeof name, 3, 0, nullptr, 0U), 0);
     EXPECT_STREQ(name, "Number");
+    data[0] = 99;
+    dataLength = 0;
+    EXPECT_EQ(key.EnumVal(nullptr, nullptr, 2, 0, data, &dataLength), 0);
+    EXPECT_EQ(dataLength, 4U);
+    EXPECT_EQ(data[0], 99);
     EXPECT_EQ(key.EnumVal(name, sizeof name, 4, 0, data, sizeof data), 61);
     CRegistry closed;
     EXPECT_EQ(closed.EnumVal(name, sizeof name, 0, 0, data, sizeof data), 22);
+}
+
+TEST_F(Registry, TheSizeOfAValueIsThatInTheGivenKeyOrInTheOpenOne) {
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    EXPECT_EQ(key.GetValueSize("Bytes"), 3U);
+    CRegistryNode* software = static_cast<CRegistryNode*>(key);
+    CRegistry sub("Sub", software);
+    EXPECT_EQ(sub.GetValueSize("Bytes"), 0U);
+    EXPECT_EQ(sub.GetValueSize("Bytes", software), 3U);
+    EXPECT_EQ(sub.GetValueSize("Name", software), 4U);
+    EXPECT_EQ(CRegistry().GetValueSize("Bytes"), 0U);
+}
+
+TEST_F(Registry, EntriesThatAreNoValuesAreNotEnumerated) {
+    CRegistry key("SOFTWARE", CRegistry::MLocalMachine);
+    int memory = 0;
+    static_cast<CRegistryNode*>(key)->put("AAA", 0, &memory);
+    static_cast<CRegistryNode*>(key)->put("ABC", REGISTRY_NUMBER + 1, &memory);
+    char name[16];
+    EXPECT_EQ(key.EnumVal(name, sizeof name, 0, 0, nullptr, 0U), 0);
+    EXPECT_STREQ(name, "Bytes");
 }
 
 TEST_F(Registry, NullsAreTolerated) {
@@ -459,6 +485,16 @@ TEST_F(Registry, NullsAreTolerated) {
     EXPECT_EQ(key.SetValue(nullptr, 1U), 22);
     EXPECT_EQ(key.EnumKey(nullptr, nullptr, 0, nullptr, nullptr), 0);
     EXPECT_EQ(key.EnumVal(nullptr, nullptr, 0, 0, nullptr, nullptr), 0);
+    char name[] = "name";
+    char cls[] = "class";
+    unsigned int none = 0;
+    EXPECT_EQ(key.EnumKey(name, nullptr, 0, cls, nullptr), 0);
+    EXPECT_EQ(key.EnumKey(name, &none, 0, cls, &none), 0);
+    EXPECT_EQ(key.EnumVal(name, nullptr, 0, 0, nullptr, nullptr), 0);
+    EXPECT_EQ(key.EnumVal(name, &none, 0, 0, nullptr, nullptr), 0);
+    EXPECT_STREQ(name, "name");
+    EXPECT_STREQ(cls, "class");
+    EXPECT_EQ(none, 0U);
     EXPECT_FALSE(CRegistry::GetProductRegistryRoot(text, nullptr));
     EXPECT_EQ(key.OpenUUIDPointer(nullptr), -1);
     EXPECT_EQ(key.OpenPointerKey(nullptr, nullptr), kOpenFailed);

@@ -10,6 +10,7 @@
 #include <semaphore>
 
 #include "tests/runtime/sync/EventSupport.h"
+#include "tests/support/ForkedUse.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/TraceCapture.h"
 
@@ -50,6 +51,25 @@ TEST(Event, DestructionWaitsForTheWaitersAndEndsWithTheLastOne) {
     EXPECT_EQ(clock.deadlines().size(), 4U) << "the destructor has waited twice";
     EXPECT_EQ(first.result(), 0);
     EXPECT_EQ(second.result(), 0);
+}
+
+// The library keeps a list of its records for forked children. A record of the user is not in it.
+TEST(Event, ARecordOfTheUserEndsWithoutHarmToTheOthers) {
+    CEvent first(0, kManualReset, nullptr);
+    const CEvent second(0, kManualReset, nullptr);
+    auto* record = new CEvent::sysEvent_t{};
+    ASSERT_EQ(pthread_mutex_init(&record->mutex, nullptr), 0);
+    ASSERT_EQ(pthread_cond_init(&record->condition, nullptr), 0);
+    ASSERT_EQ(pthread_cond_init(&record->drained, nullptr), 0);
+    record->refCount = 1;
+    record->manualReset = 1;
+    {
+        CEvent own(record);
+        EXPECT_EQ(own.Set(), 1);
+        EXPECT_EQ(own.IfSet(), 1);
+    }
+    EXPECT_TRUE(worksInChild([&] { return first.Set() == 1 && first.Wait(0, 0) == 0; }));
+    EXPECT_EQ(first.IfSet(), 0);
 }
 
 TEST(Event, TheLastWaiterToLeaveWakesTheDestructor) {

@@ -109,6 +109,11 @@ TEST_F(EntryHeaders, FollowsTheClock) {
     EXPECT_EQ(write().substr(0, 15), "Jan  1 00:00:00");
 }
 
+TEST_F(EntryHeaders, ShowsTheEpochInTheFirstEntryOfAll) {
+    clock_.set(0);
+    EXPECT_EQ(write().substr(0, 15), "Jan  1 00:00:00");
+}
+
 TEST_F(EntryHeaders, ShowsTheCallingThread) {
     std::string other;
     char expected[32] = {};

@@ -114,6 +114,13 @@ TEST(PlainFormat, LeavesTheRestToPrintf) {
     expectNone("%ls", L"wide");
     expectNone("%lc", L'w');
     expectNone("%100001d", 1);
+    expectNone("%.100001s", "abc");
+    expectNone("%.2c", 'a');
+    expectNone("%.3p", static_cast<const void*>("abc"));
+    expectNone("%lp", static_cast<const void*>("abc"));
+    expectNone("%05s", "abc");
+    expectNone("%05c", 'a');
+    expectNone("%020p", static_cast<const void*>("abc"));
     expectNone("%p", static_cast<void*>(nullptr));
     expectNone("before %d %s", 1, static_cast<const char*>(nullptr));
 }

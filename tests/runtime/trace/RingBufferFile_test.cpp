@@ -18,6 +18,7 @@
 
 #include "runtime/process/Clock.h"
 #include "tests/support/EventfulClock.h"
+#include "tests/support/EveryCall.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FileSizeLimit.h"
@@ -1042,6 +1043,43 @@ TEST_F(RingBufferFiles, TwoMayCreateItAtOnce) {
     const TraceFile seen(path_);
     EXPECT_EQ(seen.size(), kSize);
     EXPECT_EQ(seen.bytes()[639], '\n');
+}
+
+TEST_F(RingBufferFiles, EverySystemCallOfAnOpenMayFail) {
+    SKIP_IF_NOTHING_CAN_BE_TRACED();
+    const std::string whole = [&] {
+        append(*open(), "old\n");
+        return TraceFile(path_).bytes();
+    }();
+    // No file, a whole one, one to extend, one without its first line, and less than a header.
+    for (const std::string& before :
+         {std::string(), whole, whole.substr(0, 64 * 1024),
+          std::string(80, '\0') + whole.substr(80), std::string("short")}) {
+        SCOPED_TRACE(before.size());
+        const std::size_t faults = forEveryFaultOf([&](const TracedPart& part, const Fault& fault) {
+            const FakeClock clock;
+            std::filesystem::remove(path_);
+            if (!before.empty()) {
+                putFile(before);
+            }
+            part.begin();
+            const auto file = open();
+            part.end();
+            if (file == nullptr) {
+                EXPECT_FALSE(fault.isHarmless());
+                EXPECT_THAT(failure_, HasSubstr(path_));
+                // A file system may have no locks, which only keep processes apart.
+                EXPECT_NE(fault.call.name, "fcntl");
+            } else {
+                append(*file, "new\n");
+                EXPECT_EQ(TraceFile(path_).messages().back(), "new");
+            }
+            const auto next = open();
+            ASSERT_NE(next, nullptr) << failure_;
+            EXPECT_EQ(next->size(), kSize);
+        });
+        EXPECT_GT(faults, 10u);
+    }
 }
 
 TEST_F(RingBufferFiles, GoesOnAfterInterruptedAndPartialWrites) {
