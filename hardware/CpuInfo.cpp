@@ -81,7 +81,7 @@ struct Pair {
 
 /// The leading integer: 2394 for "2394.000", 512 for "512 KB".
 std::uint32_t numberOf(std::string_view value) {
-    return static_cast<std::uint32_t>(strtol(value.data(), nullptr, 10));
+    return static_cast<std::uint32_t>(varnock::toNumber(strtol, value.data(), nullptr, 10));
 }
 
 std::optional<Pair> nextPair(FILE* file, Line& buffer) {

@@ -82,7 +82,7 @@ size_t decodeValue(const char* value, size_t limit, char* out) {
             number = nullptr;
         } else if (*value == ',' || *value == '\0') {
             if (number != nullptr && number != value) {
-                out[count++] = static_cast<char>(strtoul(number, nullptr, 0));
+                out[count++] = static_cast<char>(varnock::toNumber(strtoul, number, nullptr, 0));
             }
             if (*value == '\0') {
                 break;
@@ -258,7 +258,7 @@ int CUrlString::GetParamIntVal(const char* name, int defaultValue) const {
         return defaultValue;
     }
     char* end = nullptr;
-    const long number = strtol(text.get(), &end, 0);
+    const long number = varnock::toNumber(strtol, text.get(), &end, 0);
     return end != text.get() ? static_cast<int>(number) : defaultValue;
 }
 

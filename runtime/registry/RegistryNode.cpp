@@ -14,6 +14,7 @@
 #include "runtime/files/LineReader.h"
 #include "runtime/registry/RegistryFormat.h"
 #include "runtime/registry/RegistryWarnings.h"
+#include "util/Ascii.h"
 
 namespace {
 
@@ -99,7 +100,7 @@ std::string parseBytes(const char* text) {
     std::string bytes;
     for (;;) {
         char* end = nullptr;
-        const long number = strtol(text, &end, 16);
+        const long number = varnock::toNumber(strtol, text, &end, 16);
         if (end == text) {
             return bytes;
         }
@@ -333,7 +334,7 @@ void CRegistryNode::takeValue(char* line) {
     const char* text = equals + strlen(marker->text);
     if (marker->type == REGISTRY_NUMBER) {
         char* end = nullptr;
-        const auto number = static_cast<std::uint32_t>(strtol(text, &end, 10));
+        const auto number = static_cast<std::uint32_t>(varnock::toNumber(strtol, text, &end, 10));
         if (end == text) {
             return;
         }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/support/EveryAllocation.h"
+#include "tests/support/ForeignLocale.h"
 #include "tests/support/Sanitizers.h"
 #include "tests/util/UrlStringSupport.h"
 
@@ -19,6 +20,25 @@ namespace {
 static_assert(!std::is_copy_assignable_v<CUrlString>);
 static_assert(!std::is_polymorphic_v<CUrlString>);
 static_assert(sizeof(CUrlString) == sizeof(CExtendableString));
+
+TEST(UrlString, TheLocaleChangesNoWhiteSpaceAndNoNumbers) {
+    const ForeignLocale locale;
+    SKIP_IF_THERE_IS_NO_FOREIGN_LOCALE(locale);
+    ASSERT_TRUE(locale.use());
+    const CUrlString url(
+        "job:?a:\xA0"
+        "5&b: 5&c:1.234&\xA0"
+        "d:4&e:\xA0"
+        "7,8");
+    EXPECT_EQ(url.GetParamIntVal("a", -1), -1);
+    EXPECT_EQ(url.GetParamIntVal("b", -1), 5);
+    EXPECT_EQ(url.GetParamIntVal("c", -1), 1);
+    EXPECT_EQ(url.GetParamIntVal("d", -1), -1);
+    unsigned char bytes[4] = {9, 9, 9, 9};
+    EXPECT_EQ(url.GetParamByteStream("e", bytes, sizeof bytes, 0), 2);
+    EXPECT_EQ(bytes[0], 0);
+    EXPECT_EQ(bytes[1], 8);
+}
 
 // --- The list -----------------------------------------------------------------------------------
 

@@ -16,6 +16,7 @@
 #include "tests/support/EveryCall.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FileSizeLimit.h"
+#include "tests/support/ForeignLocale.h"
 #include "tests/support/Nobody.h"
 #include "tests/support/PosixThread.h"
 #include "tests/support/Sanitizers.h"
@@ -63,6 +64,19 @@ TEST_F(ProfileFile, ReadsAValueBetweenBlanksAndAComment) {
     contents("[other]\nkey=no\n[right]\n  key = value ; note\n");
     EXPECT_EQ(read("right", "key"), "value");
     EXPECT_EQ(result, 5U);
+}
+
+TEST_F(ProfileFile, TheLocaleChangesNoWhiteSpace) {
+    const ForeignLocale locale;
+    SKIP_IF_THERE_IS_NO_FOREIGN_LOCALE(locale);
+    ASSERT_TRUE(locale.use());
+    contents("[s]\n \tk\xA0 =\t\xA0v\xA0 \n");
+    EXPECT_EQ(read("s", "k\xA0"), "\xA0v\xA0");
+    EXPECT_EQ(read("s", "k", "none"), "none");
+    contents("[s]\nk\xA0 =v\n");
+    EXPECT_EQ(write("s", "k", "new"), 1);
+    EXPECT_EQ(write("s", "k\xA0", "\xA0w\xA0"), 1);
+    EXPECT_EQ(contents(), "[s]\n\nk\xA0=\xA0w\xA0\nk=new\n");
 }
 
 TEST_F(ProfileFile, NamesAreCaseSensitive) {

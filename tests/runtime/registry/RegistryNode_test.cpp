@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "runtime/files/FileStream.h"
+#include "tests/support/ForeignLocale.h"
 #include "tests/support/TraceCapture.h"
 
 namespace {
@@ -100,6 +101,19 @@ TEST(RegistryNode, ReadsNumbersAsTheirLow32Bits) {
               "a=d=-5\nb=d=-1\nc=d=0\nd=d=12\ne=d=5\n\n");
     EXPECT_EQ(roundTrip("a=d=none\nb=d=\n\n"), "\n");
     EXPECT_EQ(roundTrip("a=d=010\nb=d=0x10\nc=d= +7\n\n"), "a=d=10\nb=d=0\nc=d=7\n\n");
+}
+
+TEST(RegistryNode, TheLocaleChangesNoNumbersAndNoWhiteSpace) {
+    const ForeignLocale locale;
+    SKIP_IF_THERE_IS_NO_FOREIGN_LOCALE(locale);
+    const std::string text =
+        "b=b=01 \xA0"
+        "02 \nn=d=\xA0"
+        "5\nm=d= 1.234\nt=s=\xA0t\xA0\n[\xA0k\xA0]\n\n\n";
+    const std::string before = roundTrip(text);
+    ASSERT_TRUE(locale.use());
+    EXPECT_EQ(roundTrip(text), before);
+    EXPECT_EQ(before, "b=b=01 \nm=d=1\nt=s=\xA0t\xA0\n[\xA0k\xA0]\n\n\n");
 }
 
 TEST(RegistryNode, OnlyANameCannotHoldAnEqualsSign) {

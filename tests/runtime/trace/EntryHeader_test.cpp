@@ -17,6 +17,7 @@
 
 #include "runtime/Debug.h"
 #include "tests/support/FixedClock.h"
+#include "tests/support/ForeignLocale.h"
 #include "tests/support/TraceCapture.h"
 
 // The node name that uname returns; null for the real one. An empty name makes uname fail.
@@ -112,6 +113,16 @@ TEST_F(EntryHeaders, FollowsTheClock) {
 TEST_F(EntryHeaders, ShowsTheEpochInTheFirstEntryOfAll) {
     clock_.set(0);
     EXPECT_EQ(write().substr(0, 15), "Jan  1 00:00:00");
+}
+
+TEST_F(EntryHeaders, TheLocaleChangesNoTimes) {
+    const test::ForeignLocale locale;
+    SKIP_IF_THERE_IS_NO_FOREIGN_LOCALE(locale);
+    ASSERT_TRUE(locale.use());
+    constexpr time_t may = 1'684'101'600;
+    clock_.set(may);
+    EXPECT_EQ(write().substr(0, 15), "May 14 22:00:00");
+    EXPECT_EQ(localTime(may), "Sun May 14 22:00:00 2023\n");
 }
 
 TEST_F(EntryHeaders, ShowsTheCallingThread) {

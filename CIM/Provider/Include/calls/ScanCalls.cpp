@@ -6,6 +6,7 @@
 #include "CIM/Provider/Include/HelperComputerSystem.h"
 #include "CIM/Provider/Include/calls/ComponentScan.h"
 #include "CIM/Provider/Include/calls/Kolm.h"
+#include "util/Ascii.h"
 
 namespace varnock::calls {
 
@@ -17,7 +18,7 @@ bool isWithoutIdentity(uint8 kind) {
 }
 
 uint32 leadingNumber(const std::string& text) {
-    const unsigned long number = std::strtoul(text.c_str(), nullptr, 10);
+    const unsigned long number = toNumber(strtoul, text.c_str(), nullptr, 10);
     return number <= kAllOnes ? static_cast<uint32>(number) : 0;
 }
 
