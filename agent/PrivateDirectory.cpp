@@ -20,7 +20,7 @@ constexpr std::size_t kLongestParent = 80;
 
 fs::path parentDirectory() {
     std::error_code failure;
-    const fs::path parent = fs::absolute(fs::temp_directory_path(failure));
+    const fs::path parent = fs::absolute(fs::temp_directory_path(failure), failure);
     return failure || parent.native().size() > kLongestParent ? fs::path("/tmp") : parent;
 }
 

@@ -124,6 +124,37 @@ TEST_F(AskAgent, SlowBytesDoNotExtendTheTimeLimit) {
     EXPECT_EQ(failure, path_ + ": the agent does not answer");
 }
 
+TEST_F(AskAgent, NoTimeIsTooShort) {
+    const Listener listener(path_, 0600);
+    EXPECT_THROW(askAgent(path_, "status ", std::chrono::milliseconds(0)), std::runtime_error);
+}
+
+TEST_F(AskAgent, SaysThatTheAgentHasHungUp) {
+    const Listener listener(path_, 0600);
+    fcntl(listener.fd(), F_SETFL, 0);
+    std::thread peer([&] {
+        // The request is larger than what the kernel keeps for a peer that does not read.
+        const FileDescriptor client(accept(listener.fd(), nullptr, nullptr));
+        char byte = 0;
+        EXPECT_EQ(recv(client.get(), &byte, 1, 0), 1);
+    });
+    const std::string failure = failureOf(path_, std::string(1'000'000, 'x'));
+    peer.join();
+    EXPECT_THAT(failure,
+                testing::AnyOf(path_ + ": Broken pipe", path_ + ": Connection reset by peer"));
+}
+
+TEST_F(AskAgent, AnAgentThatReadsNothingDoesNotAnswer) {
+    const Listener listener(path_, 0600);
+    std::string failure;
+    try {
+        askAgent(path_, std::string(1'000'000, 'x'), std::chrono::milliseconds(20));
+    } catch (const std::runtime_error& caught) {
+        failure = caught.what();
+    }
+    EXPECT_EQ(failure, path_ + ": the agent does not answer");
+}
+
 TEST(CtlCommand, ControlsTheAgentOfItsEnvironment) {
     const auto process = varnock::test::runProcess(
         {VARNOCK_AGENT_PATH, "run", "--", "sh", "-c",
@@ -147,6 +178,22 @@ TEST(CtlCommand, EndsOnASignalThoughTheAgentIsStuck) {
         EXPECT_EQ(process.wait().status, 128 + signal);
         EXPECT_EQ(process.wait().out, "");
     }
+}
+
+TEST(CtlCommand, LeavesASignalIgnoredThatWasIgnoredAtItsStart) {
+    const varnock::test::TemporaryDirectory directory;
+    const Listener listener(directory.file(kControlSocket), 0600);
+    fcntl(listener.fd(), F_SETFL, 0);
+    varnock::test::Subprocess process({"sh", "-c",
+                                       "trap '' INT; exec \"$0\" ctl --dir \"$1\" status",
+                                       VARNOCK_AGENT_PATH, directory.path()});
+    const FileDescriptor client(accept(listener.fd(), nullptr, nullptr));
+    process.signal(SIGINT);
+    const std::string answer = encodeFrame("ok still here");
+    ASSERT_EQ(send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(answer.size()));
+    EXPECT_EQ(process.wait().status, 0);
+    EXPECT_THAT(process.wait().out, HasSubstr("still here"));
 }
 
 TEST(CtlCommand, SaysThatThereIsNoAgent) {

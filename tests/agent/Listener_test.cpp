@@ -1,8 +1,10 @@
 #include "agent/Listener.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -82,6 +84,57 @@ TEST_F(AgentListener, RefusesAFileThatIsNotASocket) {
 TEST_F(AgentListener, RefusesAPathThatIsTooLong) {
     const std::string longPath = directory_.file(std::string(120, 'x'));
     EXPECT_THROW(Listener(longPath, 0600), StartError);
+}
+
+TEST_F(AgentListener, RefusesASocketThatAcceptsNobodyNow) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path().copy(address.sun_path, sizeof address.sun_path - 1);
+    const FileDescriptor full(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(bind(full.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(full.get(), 0), 0);
+    std::vector<Client> waiting;
+    do {
+        waiting.emplace_back(path());
+    } while (waiting.back().connected());
+    EXPECT_EQ(failure(), path() + ": another agent is listening there");
+    EXPECT_TRUE(std::filesystem::exists(path()));
+}
+
+TEST_F(AgentListener, LeavesASocketOfAnotherKindAlone) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path().copy(address.sun_path, sizeof address.sun_path - 1);
+    const FileDescriptor datagrams(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(bind(datagrams.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(failure(), path() +
+                             ": cannot tell whether another agent is listening: "
+                             "Protocol wrong type for socket");
+    EXPECT_TRUE(std::filesystem::exists(path()));
+}
+
+TEST_F(AgentListener, NeedsADescriptorToTakeOver) {
+    EXPECT_THROW(Listener(path(), FileDescriptor()), StartError);
+}
+
+TEST_F(AgentListener, TakesListeningSocketsAloneFromTheServiceManager) {
+    const Listener made(path(), 0600);
+    const int read = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const pid_t child = fork();
+    if (child == 0) {
+        // The numbers that the service manager gives to descriptors begin with 3.
+        const int listening = fcntl(made.fd(), F_DUPFD, 10);
+        dup2(read, 3);
+        dup2(listening, 4);
+        setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+        setenv("LISTEN_FDS", "2", 1);
+        const std::vector<FileDescriptor> sockets = inheritedSockets();
+        _exit(sockets.size() == 1 && sockets[0].get() == 4 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    close(read);
 }
 
 TEST_F(AgentListener, LeavesASuccessorsSocketAlone) {

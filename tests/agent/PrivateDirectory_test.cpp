@@ -88,6 +88,14 @@ TEST(PrivateDirectory, IsGuardedWithAnyStandardStreamsClosed) {
     }
 }
 
+TEST(PrivateDirectory, IsMadeElsewhereIfTheDirectoryForTemporaryFilesIsMissing) {
+    const varnock::test::TemporaryDirectory parent;
+    setenv("TMPDIR", parent.file("missing").c_str(), 1);
+    const PrivateDirectory directory;
+    EXPECT_EQ(directory.path().parent_path(), "/tmp");
+    EXPECT_TRUE(fs::is_empty(parent.path()));
+}
+
 TEST(PrivateDirectory, HasAPathShortEnoughForSockets) {
     const varnock::test::TemporaryDirectory parent;
     const fs::path deep = parent.path() / std::string(90, 'd');

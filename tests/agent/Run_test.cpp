@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "tests/agent/AgentFixture.h"
 #include "tests/agent/Processes.h"
 
@@ -59,6 +61,10 @@ TEST_F(Run, TellsWhyACommandCannotBeRun) {
     const auto missing = run({"no-such-command"});
     EXPECT_EQ(missing.status, 127);
     EXPECT_EQ(untraced(missing.err), "varnock-agent: no-such-command: No such file or directory\n");
+    const std::string below = parent() + "/file/command";
+    std::ofstream(parent() + "/file") << "no directory";
+    EXPECT_EQ(run({below}).status, 127);
+    std::filesystem::remove(parent() + "/file");
     const auto denied = run({directory_.path()});
     EXPECT_EQ(denied.status, 126);
     EXPECT_EQ(untraced(denied.err),

@@ -88,6 +88,34 @@ TEST_F(AgentServer, ClosesConnectionsAboveTheLimitWhileTheOthersAreBusy) {
     EXPECT_EQ(reply(clients[0]), kNumberReply);
 }
 
+TEST_F(AgentServer, ReplacesNeitherABusyConnectionNorOneOfAnotherChannel) {
+    start({.connections = 2});
+    Client listener(events());
+    pump();
+    Client busy(requests());
+    sendAll(busy, requestFrame(FakeMachine::kNumber).substr(0, 5));
+    Client idle(requests());
+    pump();
+    Client next(requests());
+    EXPECT_EQ(ask(next, FakeMachine::kNumber), kNumberReply);
+    EXPECT_TRUE(closed(idle));
+    EXPECT_FALSE(closed(listener));
+    sendAll(busy, requestFrame(FakeMachine::kNumber).substr(5));
+    EXPECT_EQ(reply(busy), kNumberReply);
+}
+
+TEST_F(AgentServer, LetsTheOthersBeServedWhileAHundredClientsArrive) {
+    start();
+    std::vector<Client> clients;
+    for (int i = 0; i < 100; ++i) {
+        clients.emplace_back(requests());
+    }
+    checked(sd_event_run(loop_.get(), 0), "loop");
+    EXPECT_LT(server_->connections(Channel::requests), 100U);
+    pump();
+    EXPECT_EQ(server_->connections(Channel::requests), 100U);
+}
+
 TEST_F(AgentServer, ServesHundredsOfClients) {
     start();
     std::vector<Client> clients;

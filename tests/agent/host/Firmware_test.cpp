@@ -50,6 +50,13 @@ TEST_F(HostFirmware, HasNothingWithoutTableAndTexts) {
     EXPECT_EQ(firmware_.uuid(), std::nullopt);
 }
 
+TEST_F(HostFirmware, OneTextIsEnoughForAPart) {
+    writeText("chassis_asset_tag", "tag");
+    ASSERT_EQ(firmware_.chassis().size(), 1U);
+    EXPECT_EQ(firmware_.chassis()[0].assetTag, "tag");
+    EXPECT_TRUE(firmware_.boards().empty());
+}
+
 TEST_F(HostFirmware, TakesTheTextsForOneOfEachWithoutATable) {
     for (const char* name :
          {"sys_vendor", "product_name", "product_version", "product_serial", "board_vendor",

@@ -299,6 +299,18 @@ TEST_F(HostAnswers, KnowsNoProcessorAboveTheCount) {
     expectNegative(ask(host_, 0x0600, 0, 1));
 }
 
+TEST_F(HostAnswers, TellsAProcessorThatIsSwitchedOff) {
+    constexpr unsigned kEnabled = 1;
+    const auto before = number(ask(machine_, 0x0601));
+    write("sys/devices/system/cpu/cpu0/online", "0\n");
+    const auto off = number(ask(machine_, 0x0601));
+    write("sys/devices/system/cpu/cpu0/online", "1\n");
+    EXPECT_EQ(before, kEnabled);
+    EXPECT_EQ(number(ask(machine_, 0x0601)), kEnabled);
+    EXPECT_TRUE(off);
+    EXPECT_NE(off, kEnabled);
+}
+
 TEST_F(HostAnswers, AnswersSpeedAndSteppingInOneStream) {
     expectNegative(ask(machine_, 0x0603));
     write("proc/cpuinfo", "processor : 0\ncpu MHz : 2445.4\napicid : 12\n");
@@ -325,6 +337,7 @@ TEST_F(HostAnswers, AnswersOfTheNetworkInterfaces) {
         expectNegative(ask(host_, 0x1704, addresses, i));
         expectNegative(ask(host_, 0x1706, 0, i));
         if (i == 0) {
+            expectNegative(ask(machine_, 0x1708, 0, i));
             write("proc/net/route", "x\n" + interface.name + " 0 010200C0 3 0 0 0 0 0 0 0\n");
             EXPECT_EQ(bytes(ask(machine_, 0x1708, 0, i)), (Answer::Bytes{192, 0, 2, 1}));
         }

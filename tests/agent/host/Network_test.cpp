@@ -12,6 +12,7 @@ constexpr const char* kRoutes =
     "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n"
     "eth0\t00000000\t010200C0\t0003\t0\t0\t100\t00000000\t0\t0\t0\n"
     "eth0\t00000000\t020200C0\t0003\t0\t0\t50\t00000000\t0\t0\t0\n"
+    "eth0\t00000000\t050200C0\t0003\t0\t0\t50\t00000000\t0\t0\t0\n"
     "eth0\t000200C0\t00000000\t0001\t0\t0\t0\t00FFFFFF\t0\t0\t0\n"
     "eth1\t00000000\t030200C0\t0002\t0\t0\t0\t00000000\t0\t0\t0\n"
     "eth2\t00000000\t040200C0\t0003\t0\t0\t0\t000000FF\t0\t0\t0\n";

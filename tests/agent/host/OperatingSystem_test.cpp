@@ -1,5 +1,6 @@
 #include "agent/host/OperatingSystem.h"
 
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -35,6 +36,18 @@ TEST_F(HostOperatingSystem, ReadsTheReleaseFile) {
     EXPECT_EQ(system_.dmtfType(), 96U);
 }
 
+TEST_F(HostOperatingSystem, TakesValuesThatAreNotQuotedWholeAsTheyAre) {
+    for (const auto& [written, value] : {std::pair{"x", "x"},
+                                         {"\"", "\""},
+                                         {"\"half", "\"half"},
+                                         {"'half\"", "'half\""},
+                                         {"\"end\\\"", "end\\"},
+                                         {"'\\n'", "\\n"}}) {
+        write("etc/os-release", std::string("PRETTY_NAME=") + written + "\n");
+        EXPECT_EQ(system_.productName(), value) << written;
+    }
+}
+
 TEST_F(HostOperatingSystem, FallsBackStepByStep) {
     utsname kernel{};
     uname(&kernel);
@@ -55,8 +68,12 @@ TEST_F(HostOperatingSystem, WritesTheMachineIdAsAUuid) {
     EXPECT_EQ(system_.machineId(), "3d1219c7-c4c5-404a-aa1f-6d2a48adfda4");
     write("etc/machine-id", "uninitialized\n");
     EXPECT_EQ(system_.machineId(), std::nullopt);
-    write("etc/machine-id", "3d1219c7c4c5404aaa1f6d2a48adfdaX\n");
-    EXPECT_EQ(system_.machineId(), std::nullopt);
+    for (const char other : {'X', 'g', 'G', '/', ':', '-', '\xE4'}) {
+        write("etc/machine-id", std::string("3d1219c7c4c5404aaa1f6d2a48adfda") + other + "\n");
+        EXPECT_EQ(system_.machineId(), std::nullopt) << other;
+    }
+    write("etc/machine-id", "3D1219C7C4C5404AAA1F6D2A48ADFDA4\n");
+    EXPECT_EQ(system_.machineId(), "3D1219C7-C4C5-404A-AA1F-6D2A48ADFDA4");
 }
 
 TEST(OperatingSystem, KnowsThisHost) {
@@ -65,6 +82,16 @@ TEST(OperatingSystem, KnowsThisHost) {
     EXPECT_EQ(hostName(), std::string(name));
     const auto before = static_cast<unsigned>(time(nullptr));
     EXPECT_GE(systemTime(), before);
+}
+
+TEST(OperatingSystem, AGroupWithoutANameIsNotAvailable) {
+    constexpr gid_t unnamed = 54'321;
+    if (geteuid() != 0 || getgrgid(unnamed) != nullptr) {
+        GTEST_SKIP() << "only root can take a group that has no name";
+    }
+    EXPECT_TRUE(ownGroup());
+    ASSERT_EQ(setegid(unnamed), 0);
+    EXPECT_EQ(ownGroup(), std::nullopt);
 }
 
 TEST(OperatingSystem, TellsTheTimeZoneInWholeHours) {

@@ -56,6 +56,22 @@ TEST(SmbiosEntry, TakesALengthThatIsOneShort) {
     EXPECT_TRUE(readSmbiosEntry(SmbiosBuilder::sound(bytes, 0, 4, 30)));
 }
 
+TEST(SmbiosEntry, NeedsALengthThatHoldsItsFields) {
+    SmbiosBytes bytes = SmbiosBuilder::entry2(0xE0000, 0x100);
+    bytes[5] = 29;
+    EXPECT_FALSE(readSmbiosEntry(SmbiosBuilder::sound(bytes, 0, 4, 29)));
+}
+
+TEST(SmbiosEntry, OfVersionTwoNeedsASoundPartOfBefore) {
+    SmbiosBytes bytes = SmbiosBuilder::entry2(0xE0000, 0x100);
+    ++bytes[0x18];
+    const std::size_t length = bytes[5];
+    bytes = SmbiosBuilder::sound(bytes, 0, 4, length);
+    EXPECT_FALSE(readSmbiosEntry(bytes));
+    bytes.erase(bytes.begin(), bytes.begin() + 16);
+    EXPECT_FALSE(readSmbiosEntry(bytes));
+}
+
 TEST(SmbiosEntry, EveryByteCounts) {
     for (const SmbiosBytes& good :
          {SmbiosBuilder::entry3(0xE0000, 0x100), SmbiosBuilder::entry2(0xE0000, 0x100)}) {

@@ -37,6 +37,12 @@ TEST(Topology, HasNoDataOfMissingProcessors) {
     EXPECT_EQ(topology.packageInfo(9, "CPUVendor"), std::nullopt);
 }
 
+TEST(Topology, ACacheIsAvailableIfItsSizeFitsTheAnswer) {
+    // In KiB: 2^32 - 1, and 2^32.
+    EXPECT_EQ(Topology("pack:1 l3:1(size=4398046510080) pu:1").cacheSize(0, 3), 0xFFFFFFFFU);
+    EXPECT_EQ(Topology("pack:1 l3:1(size=4398046511104) pu:1").cacheSize(0, 3), std::nullopt);
+}
+
 TEST(Topology, HasNothingWhenItCannotBeLoaded) {
     Topology topology("nonsense");
     EXPECT_EQ(topology.packages(), 0U);
