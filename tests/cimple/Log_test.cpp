@@ -2,11 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
 #include <string>
 
+#include "tests/support/ElevatedProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
 using namespace cimple;
@@ -46,6 +48,18 @@ TEST(Log, IsSilentWithoutADirectory) {
     testing::internal::CaptureStderr();
     CIMPLE_ERR(("dropped"));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(Log, IgnoresTheDirectoryOfTheEnvironmentInAnElevatedProcess) {
+    const varnock::test::TemporaryDirectory home;
+    ::setenv("CIMPLE_HOME", home.path().c_str(), 1);
+    {
+        const varnock::test::ElevatedProcess elevated;
+        CIMPLE_ERR(("dropped"));
+        EXPECT_NE(::access(home.file("messages").c_str(), F_OK), 0);
+    }
+    CIMPLE_ERR(("kept"));
+    EXPECT_THAT(contents(home.file("messages")), ContainsRegex("^[^\n]*: kept\n$"));
 }
 
 TEST(Log, CanBeSwitchedOff) {

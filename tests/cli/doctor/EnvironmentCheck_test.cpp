@@ -60,6 +60,10 @@ TEST_F(EnvironmentCheck, TellsWhatNumbersCountAs) {
                     "digits before \"x10\" are read"));
 }
 
+TEST_F(EnvironmentCheck, NumbersMayHaveASign) {
+    EXPECT_THAT(findingsOf({"QX_LOG_DEBUG_LEVEL=+5"}), testing::IsEmpty());
+}
+
 TEST_F(EnvironmentCheck, LooksForDirectoriesAndFiles) {
     varnock::test::writeFile(directory_.file("file"), "");
     const std::string file = directory_.file("file");

@@ -92,6 +92,7 @@ TEST_F(RegistryEntries, CreatesKeysButNotInPlaceOfValues) {
 
 TEST_F(RegistryEntries, ReadsValuesOfEveryType) {
     EXPECT_EQ(entry("n", REGISTRY_NUMBER, "0xFFFFFFFF").text(), "-1");
+    EXPECT_EQ(entry("n", REGISTRY_NUMBER, "0X1f").text(), "31");
     EXPECT_EQ(entry("n", REGISTRY_NUMBER, "-2147483648").text(), "-2147483648");
     EXPECT_EQ(entry("n", REGISTRY_NUMBER, "4294967295").text(), "-1");
     EXPECT_EQ(entry("n", REGISTRY_BINARY, "1 fF7a").text(), "01 ff 7a");

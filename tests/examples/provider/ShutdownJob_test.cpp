@@ -7,7 +7,9 @@
 #include <string>
 #include <system_error>
 
+#include "tests/support/ElevatedProcess.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TextFile.h"
 
 namespace varnock::test {
 namespace {
@@ -139,6 +141,18 @@ TEST(KeptJobFile, IsForTheOtherProcesses) {
     ::setenv("CIMPLE_HOME", home.path().c_str(), 1);
     std::ofstream(home.file("krm-job")) << request().text();
     EXPECT_EQ(krm::lastJob()->text(), request().text());
+}
+
+TEST(KeptJobFile, OfTheEnvironmentIsIgnoredInAnElevatedProcess) {
+    const TemporaryDirectory home;
+    ::setenv("CIMPLE_HOME", home.path().c_str(), 1);
+    std::ofstream(home.file("krm-job")) << request().text();
+    const ElevatedProcess elevated;
+    EXPECT_FALSE(krm::lastJob().has_value());
+    const ShutdownJob later = ShutdownJob::ofRequest("S", kSubmitted + 1);
+    krm::keepJob(later);
+    EXPECT_EQ(krm::lastJob()->text(), later.text()) << "in memory";
+    EXPECT_EQ(readFile(home.file("krm-job")), request().text());
 }
 
 TEST(KeptJobFile, ThatCannotBeHadIsAFailure) {

@@ -4,58 +4,41 @@
 #include <stdlib.h>
 
 #include <iterator>
+#include <optional>
+#include <utility>
 
 #include "runtime/Debug.h"
 #include "runtime/Registry.h"
 #include "runtime/files/PlatformPaths.h"
 #include "runtime/trace/DebugSettings.h"
 #include "runtime/trace/TraceSettings.h"
+#include "tests/support/ElevatedProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextFile.h"
-
-namespace {
-bool isElevated = false;
-}
-
-extern "C" {
-char* __wrap_secure_getenv(const char* name);
-
-// secure_getenv as in a process whose privileges the kernel has marked.
-char* __wrap_secure_getenv(const char* name) {
-    return isElevated ? nullptr : getenv(name);
-}
-}
 
 namespace varnock::test {
 namespace {
 
-class ElevatedProcess : public testing::Test {
-  protected:
-    ~ElevatedProcess() override { isElevated = false; }
-
-    TemporaryDirectory directory_;
-};
-
-TEST_F(ElevatedProcess, UsesTheBuiltInPaths) {
+TEST(ElevatedProcess, UsesTheBuiltInPaths) {
     for (const char* variable :
          {"QX_RAGD_SOCKET_DIR", "QX_SYSTEM_DIR", "QX_CPUINFO_FILE", "QX_MEMORY_DEVICE"}) {
         setenv(variable, "/elsewhere", 1);
     }
-    isElevated = true;
+    const ElevatedProcess elevated;
     EXPECT_EQ(requestSocketPath(), "/dev/ragdsj");
     EXPECT_EQ(systemDirectory(), "/etc/qxmond");
     EXPECT_EQ(cpuInfoFile(), "/proc/cpuinfo");
     EXPECT_EQ(memoryDevice(), "/dev/mem");
 }
 
-TEST_F(ElevatedProcess, TracesWithTheSettingsOfTheRegistry) {
+TEST(ElevatedProcess, TracesWithTheSettingsOfTheRegistry) {
     for (const char* variable : {"QX_LOG_DEBUG_LEVEL", "TraceFileLimit", "QX_LOG_RINGBUF_WEIGHT",
                                  "QX_LOG_RINGBUF_WEIGHT_CIM_PROVIDER", "QX_LOG_NOHDR_TOSDTERR",
                                  "QX_LOG_RINGBUF_PER_PROCESS"}) {
         setenv(variable, "0", 1);
     }
     setenv("QX_LOG_RINGBUF_DIR", "/elsewhere", 1);
-    isElevated = true;
+    const ElevatedProcess elevated;
     const TraceSettings settings = resolveSettings({5, 2, 3, 1, "/somewhere", 1});
     EXPECT_STREQ(settings.directory, "/somewhere");
     EXPECT_EQ(settings.level, 5U);
@@ -65,25 +48,26 @@ TEST_F(ElevatedProcess, TracesWithTheSettingsOfTheRegistry) {
     EXPECT_EQ(settings.perProcess, 1U);
 }
 
-TEST_F(ElevatedProcess, RecordsNoVariable) {
+TEST(ElevatedProcess, RecordsNoVariable) {
     setenv("QX_OS", "Linux", 1);
-    isElevated = true;
+    std::optional<ElevatedProcess> elevated(std::in_place);
     recordEnvironment();
     for (const CDebug::TokVal& row : CDebug::m_TokValTabEnv) {
         EXPECT_EQ(row.value, nullptr);
     }
-    isElevated = false;
+    elevated.reset();
     recordEnvironment();
     EXPECT_STREQ(std::begin(CDebug::m_TokValTabEnv)[2].value, "Linux");
 }
 
-TEST_F(ElevatedProcess, ExpandsNoVariableInTheRegistry) {
-    setenv("QX_SYSTEM_DIR", directory_.path().c_str(), 1);
+TEST(ElevatedProcess, ExpandsNoVariableInTheRegistry) {
+    const TemporaryDirectory directory;
+    setenv("QX_SYSTEM_DIR", directory.path().c_str(), 1);
     setenv("VT_HOME", "/root", 1);
-    writeFile(directory_.file("registry"), "[HKEY_LOCAL_MACHINE]\nx=es=%VT_HOME%/x\n\n\n");
+    writeFile(directory.file("registry"), "[HKEY_LOCAL_MACHINE]\nx=es=%VT_HOME%/x\n\n\n");
     CRegistry key(CRegistry::MLocalMachine);
     EXPECT_STREQ(key.GetValue("x"), "/root/x");
-    isElevated = true;
+    const ElevatedProcess elevated;
     EXPECT_STREQ(key.GetValue("x"), "/x");
 }
 
