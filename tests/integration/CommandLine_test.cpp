@@ -251,6 +251,23 @@ TEST(CommandLine, RawSendsAnyRecordAndPrintsTheReply) {
     EXPECT_EQ(varnockctl({"raw", "0x0300"}).status, 3);
 }
 
+TEST(CommandLine, RawHasAnOptionForEachKindOfData) {
+    const auto data = [](const char* option, const char* value) {
+        const auto document =
+            documentOf(varnockctl({"raw", "0x0300", option, value, "--dry-run", "-o", "json"}));
+        const rapidjson::Value& found = document["record"]["SIP"]["CMD"][0]["DA"];
+        return found.IsString() ? std::string(found.GetString()) : std::to_string(found.GetUint());
+    };
+    EXPECT_EQ(data("--byte", "0x7F"), "127");
+    EXPECT_EQ(data("--word", "0xFFFE"), "65534");
+    EXPECT_EQ(data("--dword", "0xFFFFFFFE"), "4294967294");
+    EXPECT_EQ(data("--string", "text"), "text");
+    EXPECT_EQ(varnockctl({"raw", "0x0300", "--word", "0x10000"}).status, 2);
+    const ProcessResult odd = varnockctl({"raw", "0x0300", "--stream", "00 1"});
+    EXPECT_EQ(odd.status, 2);
+    EXPECT_NE(odd.err.find("the number of hexadecimal digits is odd"), std::string::npos);
+}
+
 TEST(CommandLine, ListsAndDescribesCalls) {
     const auto list = documentOf(varnockctl({"list", "fanstatus", "-o", "json"}));
     ASSERT_EQ(list["calls"].Size(), 1U);

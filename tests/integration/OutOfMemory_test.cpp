@@ -33,7 +33,6 @@ class OutOfMemoryAtStart : public testing::TestWithParam<const char*> {
 
 TEST_P(OutOfMemoryAtStart, TheHostLivesOnAndTheNextStartIsWhole) {
     SKIP_IF_MALLOC_IS_REPLACED();
-    SKIP_IF_COVERAGE_IS_WRITTEN();
     int n = 1;
     for (; n < 2000 && !HasFailure(); ++n) {
         SCOPED_TRACE("allocation " + std::to_string(n));

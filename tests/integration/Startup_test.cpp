@@ -98,7 +98,6 @@ class Startup : public testing::TestWithParam<std::tuple<const char*, User, Dire
 
     void becomeNobody() {
         SKIP_IF_NOT_RUN_AS_NOBODY(std::get<0>(GetParam()));
-        SKIP_IF_COVERAGE_IS_WRITTEN();
         user_ = kNobody;
         prefix_ = asNobody({});
     }

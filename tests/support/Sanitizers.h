@@ -69,9 +69,9 @@ inline constexpr bool kCountsCoverage = false;
     if (varnock::test::kThreadSanitizer) \
     GTEST_SKIP() << "the thread sanitizer keeps a signal back while a call waits in the kernel"
 
-#define SKIP_IF_COVERAGE_IS_WRITTEN()   \
+#define SKIP_IF_COVERAGE_NEEDS_A_FILE() \
     if (varnock::test::kCountsCoverage) \
-    GTEST_SKIP() << "a program that counts coverage needs memory and a file of its own"
+    GTEST_SKIP() << "a program that counts coverage makes a file for its counters when it starts"
 
 #define SKIP_IF_THE_START_WRITES_A_FILE() \
     if (varnock::test::kThreadSanitizer)  \

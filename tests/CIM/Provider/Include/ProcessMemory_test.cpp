@@ -51,13 +51,11 @@ class ProcessMemory : public testing::TestWithParam<std::string> {
 
 TEST_P(ProcessMemory, TheLackOfOneBlockEndsNoProcess) {
     SKIP_IF_MALLOC_IS_REPLACED();
-    SKIP_IF_COVERAGE_IS_WRITTEN();
     EXPECT_GT(runAll("once", 1), 50u);
 }
 
 TEST_P(ProcessMemory, TheLackOfAllMemoryEndsNoProcess) {
     SKIP_IF_MALLOC_IS_REPLACED();
-    SKIP_IF_COVERAGE_IS_WRITTEN();
     // The first block is the reserve of the C++ runtime, without which it can throw no exception.
     EXPECT_GT(runAll("always", 2), 50u);
 }
