@@ -11,7 +11,6 @@
 #include <chrono>
 #include <future>
 
-using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
 // The waits of the handler, which take no time here: its limits are read instead.
@@ -80,7 +79,7 @@ Ending endingBy(int signal) {
 }
 
 // The documented half second, less what a busy machine may need to end a process.
-constexpr milliseconds kLongestLastResort{400};
+constexpr std::chrono::milliseconds kLongestLastResort{400};
 
 TEST(Interrupts, EndACommandThatDoesNotEndItselfAtOnce) {
     EXPECT_EQ(endingBy(SIGINT).status, ExitStatus::interrupted);
@@ -93,7 +92,7 @@ TEST(Interrupts, LeaveACommandThatEndsItselfAFractionOfTheHalfSecond) {
     const Interrupts interrupts(wakeup);
     EXPECT_EQ(endingBy(SIGTERM).status, ExitStatus::terminated);
     EXPECT_GT(patience.load(), nanoseconds(0));
-    EXPECT_LE(patience.load(), milliseconds(200));
+    EXPECT_LE(patience.load(), std::chrono::milliseconds(200));
     EXPECT_LE(lastResort.load(), kLongestLastResort);
     EXPECT_TRUE(Interrupts::happened());
 }
