@@ -51,9 +51,13 @@ class Exchange {
     int receive();
 
   private:
+    Transfer write();
+    Transfer writeAtOnce();
+    Transfer judgeWrite(Transfer written) const;
     Transfer push();
     Transfer pull();
-    Transfer sendingAttempt(unsigned int attempt);
+    unsigned int sendingTime(unsigned int attempt) const;
+    Transfer sendingAttempt(Transfer written, unsigned int attempt);
     Transfer receivingAttempt(unsigned int attempt);
     bool awaitNextByte();
     milliseconds restOfTimeout() const;
@@ -103,13 +107,16 @@ Transfer Exchange::spendSecondOn(short mask, Transfer (Exchange::*move)()) {
 int Exchange::send() {
     total_ = frameSize(frame_);
     for (unsigned int attempt = 0; attempt < retries_; ++attempt) {
-        const unsigned int timeout = attempt == 0 ? static_cast<unsigned int>(timeout_.count())
-                                                  : static_cast<unsigned int>(waitingTime());
-        const int ready = isFdReady(fd_, POLLOUT, timeout, stop_);
-        if (ready != POLLOUT) {
-            return ready;
+        Transfer transfer = attempt == 0 ? writeAtOnce() : Transfer::wouldBlock;
+        if (transfer != Transfer::complete && transfer != Transfer::partial) {
+            // The poll comes before the verdict on a refusal: it may know the reason.
+            const int ready = isFdReady(fd_, POLLOUT, sendingTime(attempt), stop_);
+            if (ready != POLLOUT) {
+                return ready;
+            }
+            transfer = transfer == Transfer::wouldBlock ? write() : transfer;
         }
-        const Transfer transfer = sendingAttempt(attempt);
+        transfer = sendingAttempt(transfer, attempt);
         if (transfer == Transfer::complete) {
             return 0;
         }
@@ -120,8 +127,19 @@ int Exchange::send() {
     return 0;
 }
 
-Transfer Exchange::sendingAttempt(unsigned int attempt) {
-    const Transfer transfer = push();
+unsigned int Exchange::sendingTime(unsigned int attempt) const {
+    return static_cast<unsigned int>(attempt == 0 ? timeout_.count() : waitingTime());
+}
+
+/// An idle socket has room for nearly every request, so polling it first is rarely worth a system
+/// call. Without time nothing may be sent, and a stop is seen only by the poll.
+Transfer Exchange::writeAtOnce() {
+    return timeout_.count() > 0 && stop_ == nullptr ? write() : Transfer::wouldBlock;
+}
+
+/// Completes an attempt whose first write had this outcome.
+Transfer Exchange::sendingAttempt(Transfer written, unsigned int attempt) {
+    const Transfer transfer = judgeWrite(written);
     if (isFinal(transfer)) {
         return transfer;
     }
@@ -139,31 +157,42 @@ Transfer Exchange::sendingAttempt(unsigned int attempt) {
     return spendSecondOn(POLLOUT, &Exchange::push);
 }
 
-/// One write. A host that does not ignore SIGPIPE must not die of it.
 Transfer Exchange::push() {
+    return judgeWrite(write());
+}
+
+/// One write; EndOfFile if it takes nothing. A host that does not ignore SIGPIPE must not die of
+/// it.
+Transfer Exchange::write() {
     const ssize_t count = ::send(fd_, buffer_ + sent_, total_ - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count > 0) {
         sent_ += static_cast<std::uint64_t>(count);
         return sent_ == total_ ? Transfer::complete : Transfer::partial;
     }
-    if (count < 0 && errno == EINTR) {
+    if (count == 0) {
+        return Transfer::endOfFile;
+    }
+    if (errno == EINTR) {
         return Transfer::interrupted;
     }
-    if (count < 0 && errno == EAGAIN) {
-        return Transfer::wouldBlock;
-    }
-    if (count < 0) {
+    return errno == EAGAIN ? Transfer::wouldBlock : Transfer::failed;
+}
+
+/// Traces a write that ends the exchange.
+Transfer Exchange::judgeWrite(Transfer written) const {
+    if (written == Transfer::failed) {
         traceAt(1,
                 "SendRequestOnFd: Command sending on fd=%d failed (outLength=%d, InOutMax=%d) --> "
                 "bail out\n",
                 fd_, shown(sent_), shown(total_));
-    } else {
+    } else if (written == Transfer::endOfFile) {
         traceAt(1,
                 "SendRequestOnFd: Command sending on fd=%d failed EOF (outLength=%d, InOutMax=%d): "
                 "--> bail out\n",
                 fd_, shown(sent_), shown(total_));
+        return Transfer::failed;
     }
-    return Transfer::failed;
+    return written;
 }
 
 /// Returns the number of bytes or a result code.

@@ -49,6 +49,37 @@ TEST(FrameBuffer, IsEmptyWithoutMemory) {
     EXPECT_FALSE(FrameBuffer());
 }
 
+/// A peer that reads nothing for five seconds, then everything so far, and answers.
+class LateReader : public FakeClock::Participant {
+  public:
+    LateReader(FakeClock& clock, SocketPair& pair) : clock_(clock), pair_(pair) {
+        clock_.join(*this);
+    }
+    ~LateReader() override { clock_.leave(*this); }
+    LateReader(const LateReader&) = delete;
+    LateReader& operator=(const LateReader&) = delete;
+
+    Standing standing() override { return drained == 0 ? Standing{.due = kReadsAt} : Standing{}; }
+    void reach(std::chrono::nanoseconds now) override {
+        if (now < kReadsAt || drained != 0) {
+            return;
+        }
+        for (std::string bytes = pair_.peerReceived(); !bytes.empty();
+             bytes = pair_.peerReceived()) {
+            drained += bytes.size();
+        }
+        pair_.peerSends(frame("reply"));
+    }
+
+    std::size_t drained = 0;
+
+  private:
+    static constexpr std::chrono::nanoseconds kReadsAt = 5s;
+
+    FakeClock& clock_;
+    SocketPair& pair_;
+};
+
 class SendRequestOnFd : public testing::Test {
   protected:
     /// The request "request" with a buffer of `size` bytes; the reply is already in the socket, or
@@ -57,6 +88,21 @@ class SendRequestOnFd : public testing::Test {
         return sendRequestOnFd(pair.ours(), request.data(), limit, timeout, 10, surplus);
     }
     std::string on() const { return " on fd=" + std::to_string(pair.ours()); }
+    /// The message of the trace, if there is exactly one.
+    std::string onlyMessage() const {
+        const auto messages = trace.messages();
+        return messages.size() == 1 ? messages[0] : "not one message: " + trace.text();
+    }
+    /// Fills the socket until it takes nothing more. Returns the number of bytes.
+    std::size_t fill() const {
+        const std::string block(4096, 'f');
+        std::size_t count = 0;
+        for (ssize_t sent = 0;
+             (sent = ::send(pair.ours(), block.data(), block.size(), MSG_DONTWAIT)) > 0;) {
+            count += static_cast<std::size_t>(sent);
+        }
+        return count;
+    }
     /// The same with an agent that answers one byte every eight seconds.
     int sendToAnAgentThatDribbles() {
         ScriptedAgent agent(clock);
@@ -91,6 +137,8 @@ TEST_F(SendRequestOnFd, NeedsADescriptor) {
 
 TEST_F(SendRequestOnFd, NeedsATimeout) {
     EXPECT_EQ(send(0), kZeroTimeout);
+    EXPECT_EQ(onlyMessage(), "IsFdReady: ERROR: bad parameter for Timeout=0(!)" + on());
+    EXPECT_EQ(pair.peerReceived(), "");
 }
 
 TEST_F(SendRequestOnFd, ReadsTheReplyOverTheRequest) {
@@ -236,6 +284,48 @@ TEST_F(SendRequestOnFd, ReportsAReadThatFails) {
 TEST_F(SendRequestOnFd, ReportsAPeerThatHungUp) {
     pair.closePeer();
     EXPECT_EQ(send(), kPollFailed);
+    EXPECT_EQ(onlyMessage(), "IsFdReady: ERROR: Hangup" + on());
+}
+
+TEST_F(SendRequestOnFd, ReportsAPeerThatHungUpWithoutReadingEverything) {
+    ASSERT_EQ(write(pair.ours(), "abc", 3), 3);  // the socket reports it as an error as well
+    pair.closePeer();
+    EXPECT_EQ(send(), kPollFailed);
+    EXPECT_EQ(onlyMessage(), "IsFdReady: ERROR: Hangup" + on());
+}
+
+TEST_F(SendRequestOnFd, ReportsAPeerThatAnsweredAndHungUp) {
+    pair.peerSends(frame("reply"));
+    pair.closePeer();
+    EXPECT_EQ(send(), kPollFailed);
+    EXPECT_EQ(onlyMessage(), "IsFdReady: ERROR: Hangup" + on());
+}
+
+TEST_F(SendRequestOnFd, ReportsAClosedDescriptor) {
+    const int closed = dup(pair.ours());
+    close(closed);
+    EXPECT_EQ(sendRequestOnFd(closed, request.data(), limit, 30000, 10), kTransferFailed);
+    EXPECT_EQ(onlyMessage(), "IsFdReady: ERROR on fd=" + std::to_string(closed) +
+                                 ", Result=0x00000000: errno=9, Bad file descriptor");
+}
+
+TEST_F(SendRequestOnFd, TimesOutOnAFullSocket) {
+    fill();
+    EXPECT_EQ(send(), kTransferTimedOut);
+    EXPECT_EQ(onlyMessage(),
+              "IsFdReady: ERROR: Timeout" + on() + " (Timeout=30000, RestTimeout=30000");
+    EXPECT_EQ(clock.elapsed(), 30s);
+}
+
+TEST_F(SendRequestOnFd, WaitsUntilAFullSocketIsDrained) {
+    const std::size_t filled = fill();
+    LateReader reader(clock, pair);
+    EXPECT_EQ(send(), 10);
+    EXPECT_EQ(request.text(), "reply");
+    EXPECT_EQ(reader.drained, filled);
+    EXPECT_EQ(pair.peerReceived(), frame("request"));
+    EXPECT_EQ(trace.text(), "");
+    EXPECT_EQ(clock.elapsed(), 5s);
 }
 
 TEST_F(SendRequestOnFd, TimesOutWhenThePeerStopsReading) {
@@ -265,7 +355,8 @@ TEST_F(SendRequestOnFd, TracesAtLevelOne) {
     const auto failingSend = [&](int error) {
         SocketPair peer;
         peer.peerSends(frame("reply"));
-        const FailingCall failure(PlatformCall::Send, error);
+        // A socket that is full at first is polled, and written to again.
+        const FailingCall failure(PlatformCall::Send, error, 1, error == EAGAIN ? 2 : 1);
         sendTo(peer, 4096);
     };
     const auto failingReceive = [&](int error) {
@@ -307,8 +398,9 @@ TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatDribbles) {
 }
 
 TEST_F(SendRequestOnFd, IsNotHeldLongerByAPeerThatReadsSlowlyAndThenDribbles) {
-    // Two in each of nine attempts, each of which takes its second; the tenth attempt succeeds.
-    const FailingCall failure(PlatformCall::Send, EAGAIN, 1, 18);
+    // One before the first poll and two in each of nine attempts, each of which takes its second;
+    // the tenth attempt succeeds.
+    const FailingCall failure(PlatformCall::Send, EAGAIN, 1, 19);
     EXPECT_EQ(sendToAnAgentThatDribbles(), kTransferFailed);
     EXPECT_EQ(trace.count("incomplete (outLength="), 9u);
     EXPECT_LE(clock.elapsed(), 41s) << "with the second that has begun";
