@@ -17,6 +17,10 @@ template <typename Encoding, typename Allocator>
 class GenericValue;
 }  // namespace rapidjson
 
+namespace varnock {
+class RecordText;
+}
+
 /// The command record: one request, reply or event, carried on the wire as its JSON text
 /// `{"SIP":{"V":1,"CMD":[{"OC":…,"OE":…,"OI":…,"CA":…,"ST":…,"DA":…}]}}`. docs/wire-format.md
 /// describes the text.
@@ -158,10 +162,13 @@ class VARNOCK_EXPORT SipJson {
     std::string Export() const;
 
     /// Replaces the document by the one in `text`. The record has no commands afterwards if the
-    /// text is null, does not parse, has trailing text or is nested deeper than 256 levels.
+    /// text is null, does not parse, has trailing text, is nested deeper than 256 levels or needs
+    /// more than 24 MiB of memory for its values. A byte of a block needs one byte, any other value
+    /// at least 16; the text of a reply is never so large.
     void Import(const char* text);
 
   private:
+    friend class varnock::RecordText;
     class Document;
 
     Value* writableCmd();
@@ -169,6 +176,7 @@ class VARNOCK_EXPORT SipJson {
     const Value* member(int index, std::string_view key) const;
     unsigned int number(int index, std::string_view key, unsigned int defaultValue) const;
     const Value* data(int index) const;
+    const std::vector<unsigned char>* plainBlock() const;
     int current() const { return static_cast<int>(commandIndex_); }
 
     std::unique_ptr<Document> document_;

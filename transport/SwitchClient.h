@@ -105,7 +105,7 @@ class VARNOCK_EXPORT CSwitchClient {
   private:
     varnock::EventThread& eventThread() const;
     static unsigned int exchange(SipJson& cmd, unsigned int timeoutMs);
-    static unsigned int acceptReply(SipJson& cmd, const char* text);
+    static unsigned int acceptReply(SipJson& cmd, char* text);
 
     unsigned int storedReplyWord_ = 0;
     std::atomic<unsigned int> attached_{0};

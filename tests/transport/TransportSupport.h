@@ -25,6 +25,14 @@ inline auto openDescriptors() {
                          std::filesystem::directory_iterator());
 }
 
+/// A number that takes a JSON document to store, and so several allocations.
+inline std::string numberInDocument(unsigned int value) {
+    std::string data =
+        bytesData({static_cast<unsigned char>(value), static_cast<unsigned char>(value >> 8)});
+    data.back() = ',';
+    return data + "\"more\":\"a text that needs memory of its own\"}";
+}
+
 /// Runs a scenario at every level and expects each text at its own level and above.
 inline void expectLevels(TraceCapture& trace, const std::function<void()>& scenario,
                          const std::vector<std::pair<std::string, unsigned int>>& texts) {

@@ -7,6 +7,7 @@
 
 #include "transport/AgentSocket.h"
 #include "transport/channel/ProcessState.h"
+#include "transport/record/RecordText.h"
 
 namespace varnock {
 namespace {
@@ -57,7 +58,7 @@ FrameBuffer registrationFrame(Channel channel, const ClientOptions& options) try
 
 int daemonDescriptor(FrameBuffer& reply, int received) {
     SipJson record;
-    record.Import(reply.text(static_cast<std::size_t>(received)));
+    RecordText::import(record, reply.text(static_cast<std::size_t>(received)));
     std::vector<unsigned char> block;
     record.GetDataStream(block);
     return ClientOptions(block).fd();

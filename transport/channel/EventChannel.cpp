@@ -18,6 +18,7 @@
 #include "transport/channel/FrameIo.h"
 #include "transport/channel/ProcessState.h"
 #include "transport/channel/TransportTrace.h"
+#include "transport/record/RecordText.h"
 
 namespace varnock {
 namespace {
@@ -49,7 +50,7 @@ class EventFrame {
     int received() const { return static_cast<int>(received_); }
     /// The size of the frame as far as it is known.
     int expected() const { return static_cast<int>(size()); }
-    const char* text() { return buffer_.text(received_); }
+    char* text() { return buffer_.text(received_); }
 
   private:
     static constexpr std::size_t kRoom = 20;
@@ -231,7 +232,7 @@ EventRead readEvent(int clientFd, SipJson& event, const StopSignal* stop) {
     if (transfer == Transfer::complete) {
         traceAt(2, "GetEventJson: processing event on fd=%d (inLength=%d)\n", clientFd,
                 frame.received());
-        event.Import(frame.text());
+        RecordText::import(event, frame.text());
         return {EventRead::Kind::delivered, clientFd};
     }
     if (transfer == Transfer::endOfFile) {

@@ -1,7 +1,6 @@
 #include "transport/channel/FrameBuffer.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 
 namespace varnock {
@@ -9,16 +8,27 @@ namespace varnock {
 static_assert(sizeof(unsigned int) == kFrameHeader);
 
 FrameBuffer::FrameBuffer(std::size_t capacity)
-    : words_(new (std::nothrow) unsigned int[capacity / sizeof(unsigned int) + 1]) {}
+    : words_(static_cast<unsigned int*>(::operator new(capacity + 1, std::nothrow))) {}
+
+FrameBuffer FrameBuffer::adopt(void* released) {
+    FrameBuffer buffer;
+    buffer.words_.reset(static_cast<unsigned int*>(released));
+    return buffer;
+}
 
 void FrameBuffer::put(std::string_view text) {
     writeFrame(bytes(), text);
 }
 
-const char* FrameBuffer::text(std::size_t received) {
-    const std::size_t length = std::min<std::size_t>(words_[0], received - kFrameHeader);
-    bytes()[kFrameHeader + length] = '\0';
-    return bytes() + kFrameHeader;
+void FrameBuffer::finish(std::size_t textLength) {
+    *words_ = static_cast<unsigned int>(textLength + 1);
+    textBegin()[textLength] = '\0';
+}
+
+char* FrameBuffer::text(std::size_t received) {
+    const std::size_t length = std::min<std::size_t>(*words_, received - kFrameHeader);
+    textBegin()[length] = '\0';
+    return textBegin();
 }
 
 }  // namespace varnock

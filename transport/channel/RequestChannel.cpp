@@ -18,6 +18,7 @@
 #include "transport/channel/FrameIo.h"
 #include "transport/channel/ProcessState.h"
 #include "transport/channel/TransportTrace.h"
+#include "transport/record/ThreadMemory.h"
 
 namespace varnock {
 namespace {
@@ -234,6 +235,7 @@ void RagdClientDestroyTSD(void) {
         static_cast<void>(storeChannel(nullptr));  // the slot exists: it holds the channel
         destroyThreadSpecificDataJson(channel);
     }
+    freeSpares();
 }
 
 int RagdClientDestroyKEY(void) {

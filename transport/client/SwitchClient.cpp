@@ -5,7 +5,6 @@
 #include <cstring>
 #include <exception>
 #include <new>
-#include <string>
 
 #include "runtime/Version.h"
 #include "transport/AgentSocket.h"
@@ -13,10 +12,14 @@
 #include "transport/channel/RequestChannel.h"
 #include "transport/channel/TransportTrace.h"
 #include "transport/client/EventThread.h"
+#include "transport/record/RecordText.h"
+#include "transport/record/ThreadMemory.h"
 
 using varnock::CommandStatus;
 using varnock::EventThread;
 using varnock::FrameBuffer;
+using varnock::RecordText;
+using varnock::SpareBlock;
 using varnock::traceAt;
 
 namespace {
@@ -26,6 +29,47 @@ constexpr unsigned int kLargestFrame = CSwitchClient::RAGD_BUFFER_MAX + varnock:
 
 /// The operation whose reply Reply() stores.
 constexpr unsigned short kKeptReply = 0xE002;
+
+/// The buffer of one request. The thread keeps it for its next request, unless a frame was long: of
+/// a megabyte that is hardly used, the system provides only the first pages.
+class RequestBuffer {
+  public:
+    RequestBuffer() {
+        void* const spare = varnock::takeSpare(SpareBlock::frame);
+        buffer_ = spare != nullptr ? FrameBuffer::adopt(spare) : FrameBuffer(kLargestFrame);
+    }
+    ~RequestBuffer() {
+        if (buffer_ && isKept_) {
+            varnock::keepSpare(SpareBlock::frame, buffer_.release());
+        }
+    }
+    RequestBuffer(const RequestBuffer&) = delete;
+    RequestBuffer& operator=(const RequestBuffer&) = delete;
+
+    FrameBuffer& buffer() { return buffer_; }
+    /// Call when the request is over: that many bytes of the buffer have been used.
+    void keepAfter(std::size_t used) { isKept_ = used <= kKeptSize; }
+
+  private:
+    static constexpr std::size_t kKeptSize = 0x10000;
+
+    FrameBuffer buffer_;
+    bool isKept_ = false;
+};
+
+/// Writes the frame of a record. Returns the length of the text with its NUL; if it exceeds
+/// RAGD_BUFFER_MAX, there is no frame.
+std::size_t writeFrame(const SipJson& record, FrameBuffer& buffer) {
+    varnock::TextSink sink(buffer.textBegin(), CSwitchClient::RAGD_BUFFER_MAX - 1);
+    RecordText::write(record, sink);
+    const std::size_t length = sink.size() + 1;
+    if (sink.isInPlace()) {
+        buffer.finish(sink.size());
+    } else if (length <= CSwitchClient::RAGD_BUFFER_MAX) {
+        buffer.put(sink.text());
+    }
+    return length;
+}
 
 /// Stores a failure in the record, which needs memory itself.
 unsigned int fail(SipJson& cmd, unsigned int status) {
@@ -119,22 +163,25 @@ unsigned int CSwitchClient::Request(SipJson& cmd, unsigned short timeoutMs, unsi
 }
 
 unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
-    FrameBuffer buffer(kLargestFrame);
+    RequestBuffer request;
+    FrameBuffer& buffer = request.buffer();
     if (!buffer) {
         return failForMemory(cmd);
     }
-    const std::string text = cmd.Export();
-    if (text.size() + 1 > RAGD_BUFFER_MAX) {
+    const std::size_t length = writeFrame(cmd, buffer);
+    if (length > RAGD_BUFFER_MAX) {
         traceAt(1,
                 "CSwitchClient::Request: ERROR Json-String exceeds memmory buffer, "
                 "JsonStringLen=%d, RAGD_BUFFER_MAX=%d \n",
-                static_cast<int>(text.size() + 1), static_cast<int>(RAGD_BUFFER_MAX));
+                static_cast<int>(length), static_cast<int>(RAGD_BUFFER_MAX));
         return fail(cmd, toNumber(CommandStatus::noMemory));
     }
-    buffer.put(text);
     const unsigned int requestLength = buffer.length();
     const int received =
         varnock::sendRequest(buffer.frame(), kLargestFrame, RAGD_BUFFER_MAX, timeoutMs);
+    if (received >= 0) {
+        request.keepAfter(std::max(length, static_cast<std::size_t>(received)));
+    }
     const unsigned int status =
         received < 0 ? fail(cmd, static_cast<unsigned int>(-received))
                      : acceptReply(cmd, buffer.text(static_cast<std::size_t>(received)));
@@ -148,8 +195,8 @@ unsigned int CSwitchClient::exchange(SipJson& cmd, unsigned int timeoutMs) {
     return status;
 }
 
-unsigned int CSwitchClient::acceptReply(SipJson& cmd, const char* text) {
-    cmd.Import(text);
+unsigned int CSwitchClient::acceptReply(SipJson& cmd, char* text) {
+    RecordText::import(cmd, text);
     const unsigned int status = cmd.Status();
     if (status == CommandStatus::success) {
         return status;

@@ -8,6 +8,8 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <new>
+#include <tuple>
 #include <utility>
 
 #include "util/Ascii.h"
@@ -23,20 +25,19 @@ using rapidjson::SizeType;
 /// them overflow the stack.
 class Loader : public JsonDocument {
   public:
-    explicit Loader(char* text)
-        : GenericDocument(&heap_, kStackCapacity, &jsonHeap), stream_(text) {}
+    explicit Loader(char* text) : GenericDocument(&heap_, kStackCapacity, &heap_), stream_(text) {}
 
-    /// False if the text is not one whole document. Modifies the text: strings are decoded in place
-    /// before they are copied.
+    /// False if the text is not one whole document or needs too much memory. Modifies the text:
+    /// strings are decoded in place before they are copied.
     bool load() {
-        bool complete = false;
-        auto feed = [&](GenericDocument&) {
-            rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonHeap> reader(
-                &jsonHeap);
-            return complete = !reader.Parse<rapidjson::kParseInsituFlag>(stream_, *this).IsError();
-        };
-        Populate(feed);
-        return complete;
+        try {
+            return parse();
+        } catch (const std::bad_alloc&) {
+            if (heap_.isOverspent()) {
+                return false;
+            }
+            throw;
+        }
     }
 
     /// @name Events of the parser
@@ -69,6 +70,17 @@ class Loader : public JsonDocument {
     /// @}
 
   private:
+    bool parse() {
+        bool complete = false;
+        auto feed = [&](GenericDocument&) {
+            rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonHeap> reader(
+                &jsonHeap);
+            return complete = !reader.Parse<rapidjson::kParseInsituFlag>(stream_, *this).IsError();
+        };
+        Populate(feed);
+        return complete;
+    }
+
     /// The base class takes the elements off its stack before it allocates their memory.
     void prepare(SizeType count, std::size_t size) {
         if (count != 0) {
@@ -103,59 +115,12 @@ class Loader : public JsonDocument {
     /// Enough for most replies without growing.
     static constexpr std::size_t kStackCapacity = 512;
 
-    JsonHeap heap_;
+    JsonHeap heap_{kMaxJsonMemory};
     rapidjson::InsituStringStream stream_;
     unsigned int depth_ = 0;
     /// Per level: numbers not seen by the parser. Filled only once a level has an array, because
     /// most texts have few.
     std::array<SizeType, kMaxJsonNesting + 1> taken_;
-};
-
-/// Output stream of the writer: the string that is returned.
-class TextSink {
-  public:
-    using Ch = char;
-
-    TextSink() { grow(1); }
-    ~TextSink() = default;
-    TextSink(const TextSink&) = delete;
-    TextSink& operator=(const TextSink&) = delete;
-
-    void Put(char c) {
-        if (next_ == end_) {
-            grow(1);
-        }
-        *next_++ = c;
-    }
-    void Flush() {}
-
-    /// Space for `size` characters at the end of the text; `advance` commits the written ones.
-    char* room(std::size_t size) {
-        if (static_cast<std::size_t>(end_ - next_) < size) {
-            grow(size);
-        }
-        return next_;
-    }
-    void advance(std::size_t size) { next_ += size; }
-
-    std::string take() {
-        text_.resize(used());
-        return std::move(text_);
-    }
-
-  private:
-    std::size_t used() const { return static_cast<std::size_t>(next_ - text_.data()); }
-
-    void grow(std::size_t size) {
-        const std::size_t before = next_ == nullptr ? 0 : used();
-        text_.resize(std::max<std::size_t>({256, before + size, 2 * before}));
-        next_ = text_.data() + before;
-        end_ = text_.data() + text_.size();
-    }
-
-    std::string text_;
-    char* next_ = nullptr;
-    char* end_ = nullptr;
 };
 
 /// The digits of a byte, so that blocks of bytes are written without arithmetic.
@@ -225,10 +190,6 @@ void writeInteger(Integer number, TextSink& sink) {
         static_cast<std::size_t>(std::to_chars(begin, begin + longest, number).ptr - begin));
 }
 
-bool needsNoEscape(char c) {
-    return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\';
-}
-
 /// Writes nothing and returns false for a text that needs escapes.
 bool writePlain(const JsonValue& leaf, TextSink& sink) {
     const char* text = leaf.GetString();
@@ -276,8 +237,8 @@ void write(const JsonValue& value, TextSink& sink) {
 
 }  // namespace
 
-bool parseJson(std::string text, JsonDocument& document) {
-    Loader loader(text.data());
+bool parseJson(char* text, JsonDocument& document) {
+    Loader loader(text);
     if (!loader.load()) {
         return false;
     }
@@ -285,10 +246,33 @@ bool parseJson(std::string text, JsonDocument& document) {
     return true;
 }
 
-std::string writeJson(const JsonValue& value) {
-    TextSink sink;
+void writeJson(const JsonValue& value, TextSink& sink) {
     write(value, sink);
-    return sink.take();
+}
+
+void writeNumber(unsigned int number, TextSink& sink) {
+    writeInteger(number, sink);
+}
+
+void writeBytes(const std::vector<unsigned char>& bytes, TextSink& sink) {
+    // The space for the longest texts and commas, for many bytes at a time.
+    constexpr std::size_t kPiece = 256;
+    constexpr std::size_t kLongest = std::tuple_size_v<decltype(ByteText::digits)> + 1;
+    for (std::size_t done = 0; done < bytes.size();) {
+        const std::size_t end = std::min(bytes.size(), done + kPiece);
+        char* const begin = sink.room((end - done) * kLongest);
+        char* next = begin;
+        for (; done < end; ++done) {
+            const ByteText& text = kByteTexts[bytes[done]];
+            std::memcpy(next, text.digits.data(), text.digits.size());
+            next += text.length;
+            *next++ = ',';
+        }
+        if (done == bytes.size()) {
+            --next;  // no comma behind the last one
+        }
+        sink.advance(static_cast<std::size_t>(next - begin));
+    }
 }
 
 }  // namespace varnock

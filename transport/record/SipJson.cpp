@@ -1,29 +1,33 @@
 #include "transport/SipJson.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <utility>
 
 #include "transport/record/JsonText.h"
+#include "transport/record/PlainCommand.h"
+#include "transport/record/RecordText.h"
+#include "transport/record/ThreadMemory.h"
 #include "util/StringMapper.h"
 
 namespace {
 
 using Value = SipJson::Value;
+using Key = varnock::PlainCommand::Key;
 using rapidjson::SizeType;
+using varnock::JsonDocument;
+using varnock::PlainCommand;
+using varnock::TextSink;
 
 constexpr std::string_view kKeyRoot = "SIP";
 constexpr std::string_view kKeyVersion = "V";
 constexpr std::string_view kKeyCommands = "CMD";
-constexpr std::string_view kKeyOpCode = "OC";
-constexpr std::string_view kKeyOpCodeExt = "OE";
-constexpr std::string_view kKeyObjectId = "OI";
-constexpr std::string_view kKeyCabinetNr = "CA";
-constexpr std::string_view kKeyStatus = "ST";
-constexpr std::string_view kKeyData = "DA";
 constexpr std::string_view kKeyBlock = "RAW";
 
 constexpr int kDocumentVersion = 1;
@@ -149,6 +153,15 @@ Value makeBlock(const std::vector<unsigned char>& bytes) {
     return block;
 }
 
+/// The value of a short block: its first four bytes, little-endian.
+unsigned int assembleBytes(const std::vector<unsigned char>& bytes) {
+    unsigned int value = 0;
+    for (std::size_t i = 0; i < bytes.size() && i < sizeof value; ++i) {
+        value |= static_cast<unsigned int>(bytes[i]) << (8 * i);
+    }
+    return value;
+}
+
 /// Little-endian and unmasked, so that an element above 255 carries into the next byte; a missing
 /// position counts as 0. Only a block of exactly two elements is masked.
 unsigned int assembleBlock(const Value& block) {
@@ -172,6 +185,31 @@ unsigned int widthOf(std::uint64_t number) {
         return 2;
     }
     return number <= 0xFFFFFFFF ? 4 : 8;
+}
+
+/// The same command as an object.
+Value asTree(const PlainCommand& plain) {
+    Value command(rapidjson::kObjectType);
+    for (const Key key : plain) {
+        if (key != Key::data) {
+            add(command, PlainCommand::name(key), Value(*plain.number(key)));
+        } else if (plain.block().empty()) {
+            add(command, PlainCommand::name(key), Value(*plain.data(), heap));
+        } else {
+            add(command, PlainCommand::name(key), makeBlock(plain.block()));
+        }
+    }
+    return command;
+}
+
+/// Appends the bytes from `offset` up to the first zero byte; false if there are none.
+bool appendTail(const std::vector<unsigned char>& bytes, unsigned long offset, std::string& out) {
+    if (bytes.size() <= offset) {
+        return false;
+    }
+    const auto first = bytes.begin() + static_cast<std::ptrdiff_t>(offset);
+    out.append(first, std::find(first, bytes.end(), 0));
+    return true;
 }
 
 /// Texts end at their first NUL, those with an escaped \u0000 too.
@@ -240,30 +278,103 @@ unsigned long listSize(const Value& list) {
 
 }  // namespace
 
-class SipJson::Document : public varnock::JsonDocument {
+/// The record has one of two forms. Plain: no command, or one that a PlainCommand can hold. Else a
+/// tree: a JSON document, as it must be for a text of any structure and for users of its values.
+/// A plain record turns into a tree when that is needed, and only a new start turns it back.
+class SipJson::Document {
   public:
-    Document() : GenericDocument(&heap, varnock::kJsonStackCapacity, &heap) {}
-
-    /// The cached array of commands; null if there was none.
-    Value* commands() const { return commands_; }
-    /// Makes the root an empty object.
-    void reset() {
-        commands_ = nullptr;
-        SetObject();
+    static void* operator new(std::size_t size) {
+        void* const spare = varnock::takeSpare(varnock::SpareBlock::record);
+        return spare != nullptr ? spare : ::operator new(size);
     }
-    /// Must be called whenever the root or its direct members have changed.
+    static void operator delete(void* block) {
+        varnock::keepSpare(varnock::SpareBlock::record, block);
+    }
+
+    /// The command of a plain record; null for a tree, and for a record without commands.
+    PlainCommand* plain() { return tree_ == nullptr && hasCommand_ ? &command_ : nullptr; }
+    bool isTree() const { return tree_ != nullptr; }
+
+    /// Makes the record plain, without commands.
+    void reset() {
+        tree_ = nullptr;
+        commands_ = nullptr;
+        removeCommand();
+    }
+    /// Makes the record plain, with this command.
+    void reset(PlainCommand&& command) {
+        reset();
+        command_ = std::move(command);
+        hasCommand_ = true;
+    }
+    /// Makes the record this tree.
+    void reset(std::unique_ptr<JsonDocument> tree) {
+        reset();
+        tree_ = std::move(tree);
+        findCommands();
+    }
+    /// The command of a record that is no tree; an empty one is made if it has none.
+    PlainCommand& plainCommand() {
+        hasCommand_ = true;
+        return command_;
+    }
+    void removeCommand() {
+        hasCommand_ = false;
+        command_.clear();
+    }
+
+    /// The document, made now if the record is plain.
+    JsonDocument& tree() {
+        if (tree_ == nullptr) {
+            auto fresh = std::make_unique<JsonDocument>(&heap, varnock::kJsonStackCapacity, &heap);
+            fresh->SetObject();
+            add(*fresh, kKeyRoot, root());
+            tree_ = std::move(fresh);
+            findCommands();
+            removeCommand();
+        }
+        return *tree_;
+    }
+    /// The array of commands; null if the tree has none.
+    Value* commands() {
+        tree();
+        return commands_;
+    }
+    /// Must be called whenever the root of the tree or its direct members have changed.
     void findCommands() {
-        Value* sip = find(*this, kKeyRoot);
+        Value* sip = find(*tree_, kKeyRoot);
         commands_ = sip != nullptr ? find(*sip, kKeyCommands) : nullptr;
     }
 
+    void write(TextSink& sink) const {
+        if (tree_ != nullptr) {
+            varnock::writeJson(*tree_, sink);
+        } else if (hasCommand_) {
+            command_.write(sink);
+        } else {
+            sink.put(R"({"SIP":{"V":1,"CMD":[]}})");
+        }
+    }
+
   private:
-    Value* commands_ = nullptr;  ///< cached for nearly every access
+    Value root() const {
+        Value commands(rapidjson::kArrayType);
+        if (hasCommand_) {
+            Value command = asTree(command_);
+            commands.PushBack(command, heap);
+        }
+        Value sip(rapidjson::kObjectType);
+        add(sip, kKeyVersion, Value(kDocumentVersion));
+        add(sip, kKeyCommands, std::move(commands));
+        return sip;
+    }
+    bool hasCommand_ = false;
+    PlainCommand command_;
+    std::unique_ptr<JsonDocument> tree_;
+    Value* commands_ = nullptr;  ///< in the tree; cached for nearly every access
 };
 
-SipJson::SipJson() : document_(std::make_unique<Document>()) {
-    ClassInit();
-}
+SipJson::SipJson() : document_(new Document) {}
 
 SipJson::SipJson(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
                  unsigned int cabinetNr, unsigned int status)
@@ -276,34 +387,44 @@ SipJson::~SipJson() = default;
 void SipJson::ClassInit() {
     document_->reset();
     commandIndex_ = 0;
-    JsonInit();
 }
 
 void SipJson::JsonInit() {
-    if (!document_->IsObject()) {
+    if (!document_->isTree()) {
+        document_->removeCommand();
+        return;
+    }
+    JsonDocument& root = document_->tree();
+    if (!root.IsObject()) {
         return;
     }
     Value sip(rapidjson::kObjectType);
     add(sip, kKeyVersion, Value(kDocumentVersion));
     add(sip, kKeyCommands, Value(rapidjson::kArrayType));
-    put(*document_, kKeyRoot, std::move(sip));
+    put(root, kKeyRoot, std::move(sip));
     document_->findCommands();
 }
 
 void SipJson::Clear() {
-    if (Value* commands = GetCmds()) {
+    if (!document_->isTree()) {
+        document_->removeCommand();
+    } else if (Value* commands = GetCmds()) {
         commands->Clear();
     }
     commandIndex_ = 0;
 }
 
 bool SipJson::ClearData() {
+    if (!document_->isTree()) {
+        PlainCommand* command = document_->plain();
+        return command != nullptr && command->remove(Key::data);
+    }
     Value* commands = GetCmds();
     if (commands == nullptr || commandIndex_ >= commands->Size()) {
         return false;
     }
     Value& command = (*commands)[commandIndex_];
-    return command.IsObject() && removeMember(command, kKeyData);
+    return command.IsObject() && removeMember(command, PlainCommand::name(Key::data));
 }
 
 const SipJson::Value* SipJson::GetCmds() const {
@@ -329,7 +450,7 @@ SipJson::Value* SipJson::GetCmd() {
     return &(*commands)[commandIndex_];
 }
 
-/// The current command; null if it is not an object.
+/// The current command of a tree; null if it is not an object.
 SipJson::Value* SipJson::writableCmd() {
     Value* command = GetCmd();
     return command != nullptr && command->IsObject() ? command : nullptr;
@@ -337,42 +458,59 @@ SipJson::Value* SipJson::writableCmd() {
 
 bool SipJson::SetCmd(unsigned int opcode, unsigned int opcodeExt, unsigned int objectId,
                      unsigned int cabinetNr, unsigned int status) {
-    if (GetCmds() == nullptr) {
+    if (document_->isTree() && GetCmds() == nullptr) {
         ClassInit();  // the record stays usable after any import
     }
+    const auto fill = [&](PlainCommand& command) {
+        command.clear();
+        command.put(Key::opCode, opcode);
+        if (opcodeExt != 0) {
+            command.put(Key::opCodeExt, opcodeExt);
+        }
+        if (objectId != 0) {
+            command.put(Key::objectId, objectId);
+        }
+        command.put(Key::cabinetNr, cabinetNr);
+        if (status != noStatus) {
+            command.put(Key::status, status);
+        }
+    };
+    if (!document_->isTree()) {
+        fill(document_->plainCommand());
+        return true;
+    }
     Value& existing = *GetCmd();
-    Value command(rapidjson::kObjectType);
-    add(command, kKeyOpCode, Value(opcode));
-    if (opcodeExt != 0) {
-        add(command, kKeyOpCodeExt, Value(opcodeExt));
-    }
-    if (objectId != 0) {
-        add(command, kKeyObjectId, Value(objectId));
-    }
-    add(command, kKeyCabinetNr, Value(cabinetNr));
-    if (status != noStatus) {
-        add(command, kKeyStatus, Value(status));
-    }
-    existing = std::move(command);
+    PlainCommand command;
+    fill(command);
+    existing = asTree(command);
     return true;
 }
 
 bool SipJson::SetStatus(unsigned int status) {
+    if (!document_->isTree()) {
+        document_->plainCommand().put(Key::status, status);
+        return true;
+    }
     Value* command = writableCmd();
     if (command == nullptr) {
         return false;
     }
-    put(*command, kKeyStatus, Value(status));
+    put(*command, PlainCommand::name(Key::status), Value(status));
     return true;
 }
 
 bool SipJson::setData(Value&& data, unsigned int status) {
+    if (!document_->isTree()) {
+        document_->plainCommand().putData(std::move(data));
+        document_->plainCommand().put(Key::status, status);
+        return true;
+    }
     Value* command = writableCmd();
     if (command == nullptr) {
         return false;
     }
-    put(*command, kKeyData, std::move(data));
-    put(*command, kKeyStatus, Value(status));
+    put(*command, PlainCommand::name(Key::data), std::move(data));
+    put(*command, PlainCommand::name(Key::status), Value(status));
     return true;
 }
 
@@ -400,33 +538,47 @@ bool SipJson::SetDataString(const char* text, unsigned int status) {
 }
 
 bool SipJson::SetRequestDataStream(const std::vector<unsigned char>& bytes) {
+    if (bytes.size() > std::numeric_limits<SizeType>::max()) {
+        return false;
+    }
+    if (!document_->isTree()) {
+        std::vector<unsigned char> block = bytes;
+        PlainCommand& command = document_->plainCommand();
+        if (block.empty()) {
+            command.remove(Key::data);
+        } else {
+            command.putBlock(std::move(block));
+        }
+        command.remove(Key::status);
+        return true;
+    }
     Value* command = writableCmd();
-    if (command == nullptr || bytes.size() > std::numeric_limits<SizeType>::max()) {
+    if (command == nullptr) {
         return false;
     }
     if (bytes.empty()) {
-        removeMember(*command, kKeyData);
+        removeMember(*command, PlainCommand::name(Key::data));
     } else {
-        put(*command, kKeyData, makeBlock(bytes));
+        put(*command, PlainCommand::name(Key::data), makeBlock(bytes));
     }
-    removeMember(*command, kKeyStatus);
+    removeMember(*command, PlainCommand::name(Key::status));
     return true;
 }
 
 unsigned int SipJson::OpCode() const {
-    return number(current(), kKeyOpCode, 0);
+    return number(current(), PlainCommand::name(Key::opCode), 0);
 }
 unsigned int SipJson::OpCodeExt() const {
-    return number(current(), kKeyOpCodeExt, 0);
+    return number(current(), PlainCommand::name(Key::opCodeExt), 0);
 }
 unsigned int SipJson::ObjectId() const {
-    return number(current(), kKeyObjectId, 0);
+    return number(current(), PlainCommand::name(Key::objectId), 0);
 }
 unsigned int SipJson::CabinetNr() const {
-    return number(current(), kKeyCabinetNr, 0);
+    return number(current(), PlainCommand::name(Key::cabinetNr), 0);
 }
 unsigned int SipJson::Status() const {
-    return number(current(), kKeyStatus, missingStatus);
+    return number(current(), PlainCommand::name(Key::status), missingStatus);
 }
 
 bool SipJson::Success() const {
@@ -439,7 +591,8 @@ bool SipJson::CmdStatusSuccess(unsigned int status) {
            status == CommandStatus::successOfRecord || status == CommandStatus::successUndefined;
 }
 
-/// The member `key` of command `index`; null if anything on its path is missing or of another kind.
+/// The member `key` of command `index` of a tree; null if anything on its path is missing or of
+/// another kind.
 const SipJson::Value* SipJson::member(int index, std::string_view key) const {
     const Value* commands = GetCmds();
     if (commands == nullptr || index < 0) {
@@ -449,8 +602,20 @@ const SipJson::Value* SipJson::member(int index, std::string_view key) const {
     return position < commands->Size() ? find((*commands)[position], key) : nullptr;
 }
 
+/// The data of command `index`; null if it has none. That of a plain command may be a block, which
+/// is shown as an empty object.
 const SipJson::Value* SipJson::data(int index) const {
-    return member(index, kKeyData);
+    if (document_->isTree()) {
+        return member(index, PlainCommand::name(Key::data));
+    }
+    const PlainCommand* command = document_->plain();
+    return command != nullptr && index == 0 ? command->data() : nullptr;
+}
+
+/// The block of bytes of a plain command; null if it has none. REQUIRES: the command has data.
+const std::vector<unsigned char>* SipJson::plainBlock() const {
+    const PlainCommand* command = document_->plain();
+    return command != nullptr && !command->block().empty() ? &command->block() : nullptr;
 }
 
 unsigned int SipJson::GetCmdValue(int index, const char* key, unsigned int defaultValue) const {
@@ -458,7 +623,16 @@ unsigned int SipJson::GetCmdValue(int index, const char* key, unsigned int defau
 }
 
 unsigned int SipJson::number(int index, std::string_view key, unsigned int defaultValue) const {
-    const Value* value = member(index, key);
+    if (PlainCommand* command = document_->plain(); command != nullptr && index == 0) {
+        const std::optional<Key> known = PlainCommand::keyOf(key);
+        const unsigned int* number = known ? command->number(*known) : nullptr;
+        if (number != nullptr) {
+            return *number;
+        }
+        const bool isData = known == Key::data && command->data() != nullptr;
+        return isData && command->data()->IsUint() ? command->data()->GetUint() : defaultValue;
+    }
+    const Value* value = document_->isTree() ? member(index, key) : nullptr;
     return value != nullptr && value->IsUint() ? value->GetUint() : defaultValue;
 }
 
@@ -472,6 +646,10 @@ bool SipJson::GetCmdUIntData(int index, unsigned int& out) const {
             return false;
         }
         out = blockElement(*value);
+        return true;
+    }
+    if (const auto* bytes = plainBlock()) {
+        out = assembleBytes(*bytes);
         return true;
     }
     const Value* block = findArray(*value, kKeyBlock);
@@ -516,6 +694,9 @@ bool SipJson::GetCmdDataString(int index, std::string& out, unsigned long offset
     if (value->IsNull()) {
         return true;
     }
+    if (const auto* bytes = plainBlock()) {
+        return appendTail(*bytes, offset, out);
+    }
     const Value* block = findBlock(*value);
     if (block == nullptr || block->Size() <= offset) {
         return false;
@@ -538,7 +719,9 @@ bool SipJson::GetCmdDataStream(int index, std::vector<unsigned char>& out) const
     if (value == nullptr) {
         return false;
     }
-    if (value->IsObject()) {
+    if (const auto* bytes = plainBlock()) {
+        out = *bytes;
+    } else if (value->IsObject()) {
         blockToBytes(*value, out);
     } else if (value->IsArray()) {
         listToBytes(*value, out);
@@ -574,6 +757,9 @@ unsigned long SipJson::GetCmdDataSize(int index) const {
     if (value->IsArray()) {
         return listSize(*value);
     }
+    if (const auto* bytes = plainBlock()) {
+        return bytes->size();
+    }
     const Value* block = findArray(*value, kKeyBlock);
     return block == nullptr ? 0 : block->Size();
 }
@@ -595,15 +781,49 @@ bool SipJson::HasReplyData() const {
 }
 
 std::string SipJson::Export() const {
-    return CStringMapper::StringToUTF8(varnock::writeJson(*document_).c_str());
+    char usual[256];
+    TextSink sink(usual, sizeof usual);
+    document_->write(sink);
+    return std::string(sink.text());
 }
 
 void SipJson::Import(const char* text) {
-    std::string local = CStringMapper::UTF8ToString(text);
-    Clear();
-    if (varnock::parseJson(std::move(local), *document_)) {
-        document_->findCommands();
-    } else {
-        ClassInit();
+    if (!varnock::RecordText::importPlain(*this, text)) {
+        std::string local = CStringMapper::UTF8ToString(text);
+        varnock::RecordText::importTree(*this, local.data());
     }
 }
+
+namespace varnock {
+
+void RecordText::write(const SipJson& record, TextSink& sink) {
+    record.document_->write(sink);
+}
+
+void RecordText::import(SipJson& record, char* text) {
+    if (!importPlain(record, text)) {
+        importTree(record, text);
+    }
+}
+
+bool RecordText::importPlain(SipJson& record, const char* text) {
+    PlainCommand command;
+    if (text == nullptr || !command.parse(text)) {
+        return false;
+    }
+    record.document_->reset(std::move(command));
+    record.commandIndex_ = 0;
+    return true;
+}
+
+void RecordText::importTree(SipJson& record, char* text) {
+    record.Clear();
+    auto tree = std::make_unique<JsonDocument>(&heap, kJsonStackCapacity, &heap);
+    if (parseJson(text, *tree)) {
+        record.document_->reset(std::move(tree));
+    } else {
+        record.ClassInit();
+    }
+}
+
+}  // namespace varnock

@@ -22,6 +22,7 @@
 #include "tests/transport/TransportSupport.h"
 #include "transport/AgentSocket.h"
 #include "transport/channel/AgentDevice.h"
+#include "transport/record/ThreadMemory.h"
 
 namespace varnock::test {
 namespace {
@@ -373,7 +374,7 @@ TEST(EventChannelMemory, ReadingSurvivesTheLackOfAnyMemory) {
     ASSERT_GE(fd, 0);
     const PauselessClock clock;
     const auto awaitEvent = [&] {
-        agent.pushEvent(kEvent);
+        agent.pushEvent({.opcode = 0x0B11, .cabinet = 2, .status = 0, .data = numberInDocument(7)});
         pollfd readable{fd, POLLIN, 0};
         ASSERT_EQ(::poll(&readable, 1, -1), 1);
     };
@@ -390,6 +391,7 @@ TEST(EventChannelMemory, ReadingSurvivesTheLackOfAnyMemory) {
         EXPECT_EQ(GetEventJson(fd, *event), fd);
         EXPECT_EQ(event->DataDWord(), 7u);
         event.reset();
+        freeSpares();
         EXPECT_EQ(failure.blocksLeft(), 0u);
         return failure.happened();
     });

@@ -442,14 +442,17 @@ TEST(EventThreadWithoutMemory, GoesOnWithTheNextEvent) {
     std::optional<FailingAllocation> failure;
     client.onEvent([&] {
         clock.emplace();
-        failure.emplace(1);  // the next allocation of this thread
+        failure.emplace(2);  // the next allocation of this thread but one: the frame has memory
     });
     agent.pushEvent({.opcode = 1, .status = 0, .data = "1"});
     client.events(1);
     client.onEvent(nullptr);
-    agent.pushEvent({.opcode = 1, .status = 0, .data = "2"});
-    EXPECT_EQ(client.events(2), (Numbers{1, 2}));
-    EXPECT_EQ(trace.count("has thrown (std::bad_alloc) --> ignore it"), 1u);
+    agent.pushEvent({.opcode = 1, .status = 0, .data = numberInDocument(2)});
+    while (!trace.contains("has thrown (std::bad_alloc) --> ignore it")) {
+        ::poll(nullptr, 0, 1);
+    }
+    agent.pushEvent({.opcode = 1, .status = 0, .data = numberInDocument(3)});
+    EXPECT_EQ(client.events(2), (Numbers{1, 3}));
     EXPECT_EQ(clock->expiredPolls(), std::vector<std::chrono::milliseconds>{1s});
     EXPECT_TRUE(client.EnableEvents(0, 0));
     UnRegisterForEvents();
@@ -466,7 +469,7 @@ class EventThreadMemory : public testing::Test {
     /// Pushes an event until it has arrived: a connection that is just replaced loses it.
     void expectEvent(unsigned int number) {
         for (int i = 0; i < 600 && !client->hasSeen(number); ++i) {
-            agent.pushEvent({.opcode = 1, .status = 0, .data = numberData(number)});
+            agent.pushEvent({.opcode = 1, .status = 0, .data = numberInDocument(number)});
             for (int wait = 0; wait < 100 && !client->hasSeen(number); ++wait) {
                 ::poll(nullptr, 0, 1);
             }
@@ -542,11 +545,11 @@ TEST_F(EventThreadMemory, ReadingAnEventSurvivesItsLack) {
     const std::size_t failures = forEveryAllocation([&](const FailingCallNumber& call) {
         std::optional<FailingMalloc> failure;
         failOnEventThread(failure, call);
-        agent.pushEvent({.opcode = 1, .status = 0, .data = numberData(++last)});
+        agent.pushEvent({.opcode = 1, .status = 0, .data = numberInDocument(++last)});
         awaitFailureOr(*failure, [&] { return client->hasSeen(last); });
         failure->end();
         expectEvent(++last);
-        EXPECT_EQ(failure->blocksLeft(), 0u);
+        EXPECT_LE(failure->blocksLeft(), 1u) << "the thread keeps one for its next record";
         return failure->happened();
     });
     EXPECT_GT(failures, 5u);
@@ -564,7 +567,7 @@ TEST_F(EventThreadMemory, ReopeningTheChannelSurvivesItsLack) {
         awaitFailureOr(*failure, [&] { return trace.contains("--> accept it"); });
         failure->end();
         expectEvent(++last);
-        EXPECT_EQ(failure->blocksLeft(), 0u);
+        EXPECT_LE(failure->blocksLeft(), 1u) << "the thread keeps one for its next record";
         return failure->happened();
     });
     EXPECT_GT(failures, 10u);
