@@ -16,6 +16,7 @@
 #include "tests/support/TraceCapture.h"
 #include "tests/support/VirtualSlot.h"
 #include "transport/AgentSocket.h"
+#include "transport/record/ThreadMemory.h"
 
 namespace varnock::test {
 namespace {
@@ -258,6 +259,70 @@ TEST(SwitchClientMemory, ARequestSurvivesTheLackOfAnyMemory) {
         EXPECT_GT(memoryFailures, 5u);
     }
     RagdClientDestroyTSD();
+}
+
+TEST_F(SwitchClient, KeepsTheBufferOfASmallRequestOnly) {
+    const auto sendWithReplyOf = [&](std::size_t size) {
+        EXPECT_EQ(request(AgentReply::ok(textData(std::string(size, 'y')))), 0u);
+        void* const spare = takeSpare(SpareBlock::frame);
+        ::operator delete(spare);
+        return spare != nullptr;
+    };
+    EXPECT_TRUE(sendWithReplyOf(100));
+    EXPECT_FALSE(sendWithReplyOf(100'000));
+    EXPECT_TRUE(sendWithReplyOf(60'000));
+    EXPECT_EQ(request(AgentReply::raw("\xFF\xFF")), 9u);
+    EXPECT_EQ(takeSpare(SpareBlock::frame), nullptr);
+}
+
+TEST(SwitchClientMemory, ASmallRequestAllocatesNothing) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    ScriptedAgent agent;
+    agent.handle([](const AgentRequest&) { return AgentReply::ok(numberData(513)); });
+    OpenClient client("test");
+    const auto use = [&] {
+        SipJson command(0x1234, 5, 6, 7, SipJson::noStatus);
+        EXPECT_EQ(client.Request(command, 0, 0, 0), 0u);
+        EXPECT_EQ(command.DataWord(), 513u);
+    };
+    use();  // connects
+    {
+        const FailingMalloc failure(1);
+        use();
+        EXPECT_FALSE(failure.happened());
+    }
+    RagdClientDestroyTSD();
+}
+
+TEST(SwitchClientMemory, RequestsOfAnyKindLeaveNothingBehind) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    ScriptedAgent agent;
+    agent.handle([](const AgentRequest& request) {
+        switch (request.object % 5) {
+            case 0:
+                return AgentReply::ok(numberInDocument(7));
+            case 1:
+                return AgentReply::ok(bytesData(std::vector<unsigned char>(1000, 7)));
+            case 2:
+                return AgentReply::ok(textData(std::string(100'000, 'y')));
+            case 3:
+                return AgentReply::status(19);
+            default:
+                return AgentReply::ok("[1,");
+        }
+    });
+    const TraceCapture trace(0);
+    OpenClient client("test");
+    FailingMalloc counted(0);
+    for (unsigned int i = 0; i < 500; ++i) {
+        SipJson command(0x1234, 5, i, 7, SipJson::noStatus);
+        client.Request(command, 0, 0, 0);
+        std::vector<unsigned char> bytes;
+        command.GetDataStream(bytes);
+    }
+    RagdClientDestroyTSD();
+    counted.end();
+    EXPECT_EQ(counted.blocksLeft(), 0u);
 }
 
 TEST(SwitchClientMemory, ConstructingAClientNeedsNone) {

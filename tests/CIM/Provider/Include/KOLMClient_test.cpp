@@ -13,6 +13,7 @@
 
 #include "CIM/Provider/Include/CIMKolmClient.h"
 #include "CIM/Provider/Include/Exceptions.h"
+#include "CIM/Provider/Include/KOLMCalls.h"
 #include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/Sanitizers.h"
@@ -73,6 +74,16 @@ TEST_F(ClientOverAgent, TwoClientsAttachOnceAndDetachWithTheLast) {
         EXPECT_EQ(askFans(*first), 0);
     }
     EXPECT_FALSE(KOLMSwitch.IsAttached());
+}
+
+TEST_F(ClientOverAgent, ASmallTypedCallAllocatesNothing) {
+    SKIP_IF_MALLOC_IS_REPLACED();
+    const ShPtr<KOLMClient> client = getKOLMClient("name");
+    const ShPtr<KOLMCalls> calls = newKOLMCalls(client.get());
+    EXPECT_EQ(calls->getNumberFans(1), 4);
+    const FailingMalloc failure(1);
+    EXPECT_EQ(calls->getNumberFans(1), 4);
+    EXPECT_FALSE(failure.happened());
 }
 
 TEST_F(ClientOverAgent, RequestBecomesTheReply) {
