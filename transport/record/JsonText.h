@@ -28,7 +28,7 @@ inline constinit JsonHeap jsonHeap;
 constexpr unsigned int kMaxJsonNesting = 256;
 
 /// What the values of a parsed text may take in memory. Reached by no text of a reply, and by that
-/// of an event only if it has a million values or more outside of a block of bytes: without a limit
+/// of an event only if it has some hundred thousand values that are no bytes of a block. Without it
 /// a text costs the process up to sixteen times its length.
 constexpr std::size_t kMaxJsonMemory = std::size_t{24} << 20;
 

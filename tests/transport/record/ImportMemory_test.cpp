@@ -81,7 +81,8 @@ TEST(ImportMemory, AnEventCostsAtMostThreeTimesItsFrame) {
     }
     std::string members = listOf(R"("":0)", "{", "}", kLongestEvent);
     EXPECT_LE(costOf(members), kAllowed);
-    std::string text = listOf(std::string(kLongestEvent - 100, 'x'), "\"", "\"", 0);
+    std::string text =
+        R"({"SIP":{"V":1,"CMD":[{"OC":1,"DA":")" + std::string(kLongestEvent - 100, 'x') + "\"}]}}";
     EXPECT_LE(costOf(text), kAllowed);
 }
 
