@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 
 #include "bench/support/MinimalAgent.h"
+#include "bench/support/SdBusPeer.h"
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
@@ -8,6 +9,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     const varnock::bench::MinimalAgent agent;
+    const varnock::bench::SdBusPeer peer;
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 }

@@ -2,6 +2,7 @@
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#include <simdjson.h>
 
 #include <string>
 #include <vector>
@@ -74,6 +75,7 @@ void importAndRead(benchmark::State& state) {
     }
 }
 BENCHMARK(importAndRead)->Name("RecordImport200kB/ours");
+BENCHMARK(importAndRead)->Name("RecordImport200kBSimdjson/ours");
 
 void rapidJsonParse(benchmark::State& state) {
     const std::string text = exported();
@@ -84,6 +86,16 @@ void rapidJsonParse(benchmark::State& state) {
     }
 }
 BENCHMARK(rapidJsonParse)->Name("RecordImport200kB/peer");
+
+/// With a parser that keeps its memory from text to text, and a text padded as it wants it.
+void simdjsonParse(benchmark::State& state) {
+    const simdjson::padded_string text(exported());
+    simdjson::dom::parser parser;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(parser.parse(text).error());
+    }
+}
+BENCHMARK(simdjsonParse)->Name("RecordImport200kBSimdjson/peer");
 
 }  // namespace
 }  // namespace varnock::bench

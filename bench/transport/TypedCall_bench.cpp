@@ -8,6 +8,7 @@
 #include "CIM/Provider/Include/KOLMCalls.h"
 #include "CIM/Provider/Include/KOLMClient.h"
 #include "bench/support/MinimalAgent.h"
+#include "bench/support/SdBusPeer.h"
 #include "transport/AgentSocket.h"
 #include "transport/SipJson.h"
 
@@ -31,6 +32,7 @@ void typedCall(benchmark::State& state) {
     }
 }
 BENCHMARK(typedCall)->Name("TypedCall/ours")->UseRealTime();
+BENCHMARK(typedCall)->Name("TypedCallSdBus/ours")->UseRealTime();
 
 bool isReady(int descriptor, short event) {
     pollfd watched{descriptor, event, 0};
@@ -55,6 +57,17 @@ void barePingPong(benchmark::State& state) {
     close(descriptor);
 }
 BENCHMARK(barePingPong)->Name("TypedCall/peer")->UseRealTime();
+
+/// The same call over a direct connection of sd-bus, which traces nothing.
+void sdBusCall(benchmark::State& state) {
+    for (auto _ : state) {
+        if (SdBusPeer::instance().call() != 4) {
+            state.SkipWithError("the call failed");
+            break;
+        }
+    }
+}
+BENCHMARK(sdBusCall)->Name("TypedCallSdBus/peer")->UseRealTime();
 
 }  // namespace
 }  // namespace varnock::bench
