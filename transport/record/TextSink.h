@@ -53,8 +53,10 @@ class TextSink {
         const std::size_t before = size();
         const std::size_t capacity = std::max<std::size_t>({256, before + more, 2 * before});
         if (isInPlace()) {
-            std::string spill(capacity, '\0');
-            std::memcpy(spill.data(), begin_, before);
+            std::string spill;
+            spill.reserve(capacity);
+            spill.append(text());
+            spill.resize(capacity);
             spill_.swap(spill);
         } else {
             spill_.resize(capacity);
