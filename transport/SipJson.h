@@ -176,7 +176,6 @@ class VARNOCK_EXPORT SipJson {
     const Value* member(int index, std::string_view key) const;
     unsigned int number(int index, std::string_view key, unsigned int defaultValue) const;
     const Value* data(int index) const;
-    const std::vector<unsigned char>* plainBlock() const;
     int current() const { return static_cast<int>(commandIndex_); }
 
     std::unique_ptr<Document> document_;

@@ -294,6 +294,11 @@ class SipJson::Document {
     /// The command of a plain record; null for a tree, and for a record without commands.
     PlainCommand* plain() { return tree_ == nullptr && hasCommand_ ? &command_ : nullptr; }
     bool isTree() const { return tree_ != nullptr; }
+    /// The block of bytes of a plain command; null if it has none.
+    const std::vector<unsigned char>* plainBlock() {
+        const PlainCommand* command = plain();
+        return command != nullptr && !command->block().empty() ? &command->block() : nullptr;
+    }
 
     /// Makes the record plain, without commands.
     void reset() {
@@ -612,12 +617,6 @@ const SipJson::Value* SipJson::data(int index) const {
     return command != nullptr && index == 0 ? command->data() : nullptr;
 }
 
-/// The block of bytes of a plain command; null if it has none. REQUIRES: the command has data.
-const std::vector<unsigned char>* SipJson::plainBlock() const {
-    const PlainCommand* command = document_->plain();
-    return command != nullptr && !command->block().empty() ? &command->block() : nullptr;
-}
-
 unsigned int SipJson::GetCmdValue(int index, const char* key, unsigned int defaultValue) const {
     return key != nullptr ? number(index, key, defaultValue) : defaultValue;
 }
@@ -648,7 +647,7 @@ bool SipJson::GetCmdUIntData(int index, unsigned int& out) const {
         out = blockElement(*value);
         return true;
     }
-    if (const auto* bytes = plainBlock()) {
+    if (const auto* bytes = document_->plainBlock()) {
         out = assembleBytes(*bytes);
         return true;
     }
@@ -694,7 +693,7 @@ bool SipJson::GetCmdDataString(int index, std::string& out, unsigned long offset
     if (value->IsNull()) {
         return true;
     }
-    if (const auto* bytes = plainBlock()) {
+    if (const auto* bytes = document_->plainBlock()) {
         return appendTail(*bytes, offset, out);
     }
     const Value* block = findBlock(*value);
@@ -719,7 +718,7 @@ bool SipJson::GetCmdDataStream(int index, std::vector<unsigned char>& out) const
     if (value == nullptr) {
         return false;
     }
-    if (const auto* bytes = plainBlock()) {
+    if (const auto* bytes = document_->plainBlock()) {
         out = *bytes;
     } else if (value->IsObject()) {
         blockToBytes(*value, out);
@@ -757,7 +756,7 @@ unsigned long SipJson::GetCmdDataSize(int index) const {
     if (value->IsArray()) {
         return listSize(*value);
     }
-    if (const auto* bytes = plainBlock()) {
+    if (const auto* bytes = document_->plainBlock()) {
         return bytes->size();
     }
     const Value* block = findArray(*value, kKeyBlock);
