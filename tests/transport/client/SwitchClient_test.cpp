@@ -7,6 +7,8 @@
 
 #include <climits>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "tests/support/EveryAllocation.h"
 #include "tests/support/FailingAllocation.h"
@@ -15,6 +17,7 @@
 #include "tests/support/ScriptedAgent.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/VirtualSlot.h"
+#include "tests/transport/TransportSupport.h"
 #include "transport/AgentSocket.h"
 #include "transport/record/ThreadMemory.h"
 

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tests/support/Sanitizers.h"
 #include "transport/SipJson.h"
