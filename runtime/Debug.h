@@ -4,6 +4,7 @@
 #include <stddef.h>
 
 #include <cstdint>
+#include <string_view>
 
 #include "runtime/Version.h"
 #include "util/Export.h"
@@ -174,9 +175,6 @@ class VARNOCK_EXPORT CDebug {
 
     enum Target : unsigned int { kNoTarget = 0, kConsole = 1, kRingBuffer = 2 };
     static constexpr size_t kPathSize = 260;
-    static constexpr size_t kHeaderRoom = 128;
-    static constexpr size_t kMessageRoom = 1025;
-    static constexpr size_t kEntrySize = 1184;
 
     [[nodiscard]] bool isSetUp() const;
     bool identify(const char* name);
@@ -193,8 +191,7 @@ class VARNOCK_EXPORT CDebug {
     void reportFailure();
     void fallBackToConsole();
     void trace(unsigned int target, const char* format, va_list arguments);
-    size_t buildEntry(const char* format, va_list arguments);
-    void appendEntry(size_t length);
+    void append(std::string_view entry);
     void printProcess(unsigned int target);
     void printCommandLine(unsigned int target);
     void printEnvironment(unsigned int target);
@@ -216,7 +213,6 @@ class VARNOCK_EXPORT CDebug {
     /// destructor of an owning member would write to it without the lock.
     varnock::RingBufferFile* ringBuffer_ = nullptr;
     std::int64_t ringBufferSize_ = 0;
-    char entryBuffer_[kEntrySize] = {};
     char ringBufferPath_[kPathSize] = {};
     unsigned int errorSeverity_ = 0;
     char errorText_[256] = {};

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <exception>
+#include <string_view>
 #include <utility>
 
 #include "runtime/StartMode.h"
@@ -19,8 +19,8 @@
 #include "runtime/trace/EntryHeader.h"
 #include "runtime/trace/RingBufferFile.h"
 #include "runtime/trace/ShownText.h"
+#include "runtime/trace/TraceEntry.h"
 #include "runtime/trace/TraceFileFormat.h"
-#include "runtime/trace/TraceFormat.h"
 #include "runtime/trace/TraceLock.h"
 #include "runtime/trace/TraceSettings.h"
 #include "util/Ascii.h"
@@ -28,6 +28,7 @@
 using varnock::CancellationGuard;
 using varnock::EntryHeader;
 using varnock::RingBufferFile;
+using varnock::TraceEntry;
 using varnock::traceLock;
 namespace tracefile = varnock::tracefile;
 
@@ -247,7 +248,7 @@ int CDebug::InitRingBuffer(const char* path, long size) {
 
 /// With `isInUse`, opens the file only if no other process uses it.
 bool CDebug::openRingBuffer(const char* path, long size, bool* isInUse) {
-    char filler[kHeaderRoom];
+    char filler[128];
     SetEntryHeader(filler, sizeof filler);
     auto opened =
         isInUse == nullptr
@@ -344,11 +345,13 @@ void CDebug::TraceToConsole(const char* format, va_list arguments) {
         return;
     }
     ErrnoKeeper keepErrno;
-    CriticalSectionGuard lock(traceLock());
-    if (buildEntry(format, arguments) != 0) {
-        fputs(entryBuffer_, stderr);
-        fflush(stderr);
+    TraceEntry entry;
+    if (!entry.format(format, arguments)) {
+        return;
     }
+    CriticalSectionGuard lock(traceLock());
+    fputs(entry.finish(applicationName_).data(), stderr);
+    fflush(stderr);
 }
 
 void CDebug::TraceToRingBuffer(const char* format, va_list arguments) {
@@ -356,62 +359,42 @@ void CDebug::TraceToRingBuffer(const char* format, va_list arguments) {
         return;
     }
     ErrnoKeeper keepErrno;
-    CriticalSectionGuard lock(traceLock());
-    if (!hasRingBuffer()) {
+    TraceEntry entry;
+    if (!entry.format(format, arguments)) {
         return;
     }
-    if (const size_t length = buildEntry(format, arguments); length != 0) {
-        appendEntry(length);
+    CriticalSectionGuard lock(traceLock());
+    if (hasRingBuffer()) {
+        append(entry.finish(applicationName_));
     }
 }
 
-void CDebug::appendEntry(size_t length) {
-    if (ringBuffer_->fits(length)) {
-        ringBuffer_->append(entryBuffer_, length);
+void CDebug::append(std::string_view entry) {
+    if (ringBuffer_->fits(entry.size())) {
+        ringBuffer_->append(entry.data(), entry.size());
         return;
     }
     // Not even the header of the new round fits: the file is too small.
     if (ringBuffer_->isWrapping()) {
         return;
     }
-    char entry[kEntrySize];
-    memcpy(entry, entryBuffer_, length);
     {
         RingBufferFile::Wrap wrap(*ringBuffer_);
         WriteLogHeader(kRingBuffer);
     }
-    if (ringBuffer_->fits(length)) {
-        ringBuffer_->append(entry, length);
+    if (ringBuffer_->fits(entry.size())) {
+        ringBuffer_->append(entry.data(), entry.size());
     }
-}
-
-/// Builds the entry in the entry buffer, with newline and terminator. Returns the length without
-/// the terminator, or 0 without memory.
-size_t CDebug::buildEntry(const char* format, va_list arguments) try {
-    // The message overwrites the end of a header that is too long.
-    static_assert(EntryHeader::kCapacity <= kEntrySize);
-    static_assert(kEntrySize == tracefile::kLongestEntry);
-    const size_t headerLength =
-        std::min(varnock::entryHeader().write(applicationName_, entryBuffer_), kHeaderRoom - 1);
-    char* const message = entryBuffer_ + headerLength;
-    char* end = message + varnock::formatTraceText(message, kMessageRoom, format, arguments);
-    if (end[-1] != '\n') {
-        *end++ = '\n';
-    }
-    *end = '\0';
-    return static_cast<size_t>(end - entryBuffer_);
-} catch (const std::exception&) {
-    return 0;
 }
 
 int CDebug::SetEntryHeader(char* buffer, unsigned long size) {
-    char header[EntryHeader::kCapacity];
+    char room[EntryHeader::kCapacity];
     CriticalSectionGuard lock(traceLock());
-    const size_t length = varnock::entryHeader().write(applicationName_, header);
+    const std::string_view header = varnock::entryHeader().write(applicationName_, room);
     if (buffer != nullptr && size != 0) {
-        copyText(buffer, size, header);
+        copyText(buffer, size, header.data());
     }
-    return static_cast<int>(length);
+    return static_cast<int>(header.size());
 }
 
 void CDebug::DumpHex(unsigned int level, const unsigned char* data, unsigned long length,

@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "runtime/process/Clock.h"
+#include "runtime/trace/Digits.h"
 
 namespace varnock {
 namespace {
@@ -42,23 +43,40 @@ void shortenHostName(const char* node, char (&text)[kShortHostSize]) {
     strcpy(text + kept, length > kHostLimit ? "*" : "");
 }
 
-std::size_t EntryHeader::write(const char* application, char* text) {
+void writeThreadTag(char* text) {
+    // The thread is shown as 32 bits.
+    const EightCharacters digits[] = {
+        kEightZeros, eightHexDigits(static_cast<std::uint32_t>(pthread_self()), 'A')};
+    static_assert(sizeof digits == tracefile::kThreadDigits);
+    *text = '[';
+    memcpy(text + 1, digits, sizeof digits);
+    memcpy(text + 1 + sizeof digits, tracefile::kBehindThread, sizeof tracefile::kBehindThread - 1);
+}
+
+char* EntryHeader::writeFront(const char* application, char* end) {
     if (const time_t now = Clock::instance().wallSecond(); now != second_ || !hasTime_) {
         refreshTime(now);
     }
     if (hostLength_ == 0) {
         refreshHost();
     }
-    if (const pthread_t thread = pthread_self(); thread != thread_) {
-        refreshThread(thread);
-    }
     const std::size_t applicationLength = strnlen(application, kApplicationLimit);
-    memcpy(text, time_, kTimeLength);
-    memcpy(text + kTimeLength, host_, hostLength_);
-    char* const rest = text + kTimeLength + hostLength_;
-    memcpy(rest, application, applicationLength);
-    memcpy(rest + applicationLength, tag_, sizeof tag_);
-    return kTimeLength + hostLength_ + applicationLength + kTagLength;
+    char* const name = end - applicationLength;
+    char* const host = name - hostLength_;
+    char* const begin = host - kTimeLength;
+    memcpy(begin, time_, kTimeLength);
+    memcpy(host, host_, hostLength_);
+    memcpy(name, application, applicationLength);
+    return begin;
+}
+
+std::string_view EntryHeader::write(const char* application, char (&buffer)[kCapacity]) {
+    char* const end = buffer + kCapacity - 1;
+    char* const tag = end - kThreadTagLength;
+    writeThreadTag(tag);
+    *end = '\0';
+    const char* const begin = writeFront(application, tag);
+    return {begin, static_cast<std::size_t>(end - begin)};
 }
 
 void EntryHeader::refreshTime(time_t now) {
@@ -67,12 +85,6 @@ void EntryHeader::refreshTime(time_t now) {
     memcpy(time_, whole + kWeekdayLength, kTimeLength);
     second_ = now;
     hasTime_ = true;
-}
-
-void EntryHeader::refreshThread(pthread_t thread) {
-    snprintf(tag_, sizeof tag_, "[%0*X%s", static_cast<int>(tracefile::kThreadDigits),
-             static_cast<std::uint32_t>(thread), tracefile::kBehindThread);
-    thread_ = thread;
 }
 
 void EntryHeader::refreshHost() {

@@ -4,23 +4,36 @@
 #include <string.h>
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <limits>
 #include <string_view>
 
+#include "runtime/trace/Digits.h"
 #include "util/Ascii.h"
 
 namespace varnock {
 namespace {
 
-/// A buffer that keeps as much of the output as fits.
+/// A buffer that keeps as much of the output as fits. Small enough to be passed and returned in
+/// registers, which is faster than at an address.
 class Output {
   public:
-    Output(char* text, std::size_t size) : begin_(text), next_(text), last_(text + size - 1) {}
+    Output(char* text, std::size_t size) : next_(text), last_(text + size - 1) {}
 
-    void write(const char* text, std::size_t length) {
+    void write(std::string_view text) {
+        const std::size_t length = std::min(text.size(), room());
         // An empty text may be null, which memcpy does not take.
-        next_ = std::copy_n(text, std::min(length, room()), next_);
+        next_ = std::copy_n(text.data(), length, next_);
+    }
+    /// Writes the first characters of eight. A copy of all eight is faster than one of some.
+    void write(EightCharacters text, std::size_t length) {
+        if (room() < sizeof text) {
+            write({reinterpret_cast<const char*>(&text), length});
+            return;
+        }
+        memcpy(next_, &text, sizeof text);
+        next_ += length;
     }
     void pad(char c, std::size_t count) {
         count = std::min(count, room());
@@ -28,33 +41,34 @@ class Output {
         next_ += count;
     }
     std::size_t room() const { return static_cast<std::size_t>(last_ - next_); }
-    std::size_t finish() {
+    char* finish() {
         *next_ = '\0';
-        return static_cast<std::size_t>(next_ - begin_);
+        return next_;
     }
 
   private:
-    char* begin_;
     char* next_;
     char* last_;
 };
 
 /// One conversion, without its "%".
 struct Conversion {
+    static constexpr std::uint32_t kNoPrecision = ~0U;
+
     bool left = false;
     bool zeros = false;
-    std::size_t width = 0;
-    std::size_t precision = std::string_view::npos;  ///< npos: none
-    enum class Length { none, longs, size } length = Length::none;
+    std::uint32_t width = 0;
+    std::uint32_t precision = kNoPrecision;
+    bool isLong = false;  ///< has a length: l, ll or z
     char type = '\0';
 };
 
 /// Parses digits. False for a number that is larger than any text.
-[[nodiscard]] bool parseNumber(const char*& format, std::size_t& number) {
-    constexpr std::size_t kLargest = 100'000;
+[[nodiscard]] bool parseNumber(const char*& format, std::uint32_t& number) {
+    constexpr std::uint32_t kLargest = 100'000;
     number = 0;
     for (; isDigit(*format); ++format) {
-        number = number * 10 + static_cast<std::size_t>(*format - '0');
+        number = number * 10 + static_cast<std::uint32_t>(*format - '0');
         if (number > kLargest) {
             return false;
         }
@@ -62,22 +76,28 @@ struct Conversion {
     return true;
 }
 
-/// Parses a conversion and moves the format behind it. False for an unsupported conversion.
-[[nodiscard]] bool parse(const char*& format, Conversion& conversion) {
+/// Parses flags, width and precision. False for unsupported ones.
+[[nodiscard]] bool parseLayout(const char*& format, Conversion& conversion) {
     for (; *format == '-' || *format == '0'; ++format) {
         (*format == '-' ? conversion.left : conversion.zeros) = true;
     }
     if (!parseNumber(format, conversion.width)) {
         return false;
     }
-    if (*format == '.' && !parseNumber(++format, conversion.precision)) {
+    return *format != '.' || parseNumber(++format, conversion.precision);
+}
+
+/// Parses a conversion and moves the format behind it. False for an unsupported conversion.
+[[nodiscard]] bool parse(const char*& format, Conversion& conversion) {
+    // Most conversions have no layout, and a letter is above all characters of one.
+    if (*format <= '9' && !parseLayout(format, conversion)) {
         return false;
     }
     if (*format == 'l') {
-        conversion.length = Conversion::Length::longs;
+        conversion.isLong = true;
         format += format[1] == 'l' ? 2 : 1;
     } else if (*format == 'z') {
-        conversion.length = Conversion::Length::size;
+        conversion.isLong = true;
         ++format;
     }
     conversion.type = *format;
@@ -88,146 +108,142 @@ struct Conversion {
     return true;
 }
 
-/// Writes the conversions of one format, in their order.
-class Formatter {
-  public:
-    Formatter(Output& output, va_list arguments) : output_(output) {
-        va_copy(arguments_, arguments);
+/// Writes prefix and text, padded to the width.
+Output place(Output output, Conversion conversion, std::string_view prefix, std::string_view text) {
+    const std::size_t length = prefix.size() + text.size();
+    const std::size_t missing = conversion.width > length ? conversion.width - length : 0;
+    const bool zeros = conversion.zeros && !conversion.left;
+    if (!conversion.left && !zeros) {
+        output.pad(' ', missing);
     }
-    ~Formatter() { va_end(arguments_); }
-    Formatter(const Formatter&) = delete;
-    Formatter& operator=(const Formatter&) = delete;
+    output.write(prefix);
+    if (zeros) {
+        output.pad('0', missing);
+    }
+    output.write(text);
+    if (conversion.left) {
+        output.pad(' ', missing);
+    }
+    return output;
+}
 
-    /// False for an unsupported conversion.
-    [[nodiscard]] bool write(const Conversion& conversion) {
-        const bool isPlain = conversion.length == Conversion::Length::none;
-        const bool hasPrecision = conversion.precision != std::string_view::npos;
-        switch (conversion.type) {
-            case 's':
-            case 'S':
-                return isPlain && writeText(conversion);
-            case 'c':
-                return isPlain && !hasPrecision && writeCharacter(conversion);
-            case 'd':
-            case 'i':
-                return !hasPrecision && writeSigned(conversion);
-            case 'u':
-                return !hasPrecision && writeUnsigned(conversion, 10, "");
-            case 'x':
-            case 'X':
-                return !hasPrecision && writeUnsigned(conversion, 16, "");
-            case 'p':
-                return isPlain && !hasPrecision && writePointer(conversion);
-            default:
+Output placeAnyNumber(Output output, Conversion conversion, std::string_view prefix,
+                      std::uint64_t value, int base) {
+    char digits[std::numeric_limits<std::uint64_t>::digits10 + 1];
+    char* const end = std::to_chars(digits, digits + sizeof digits, value, base).ptr;
+    if (conversion.type == 'X') {
+        for (char* c = digits; c != end; ++c) {
+            *c = upperCase(*c);
+        }
+    }
+    return place(output, conversion, prefix, {digits, static_cast<std::size_t>(end - digits)});
+}
+
+/// The same without a prefix, faster for a number of at most eight digits that is padded with zeros
+/// or not at all.
+inline Output placeNumber(Output output, Conversion conversion, std::uint64_t value, int base) {
+    constexpr std::size_t kMost = sizeof(EightCharacters);
+    constexpr std::size_t kBits = 8;
+    const auto low = static_cast<std::uint32_t>(value);
+    if (base == 10 ? value < 100'000'000 : value == low) {
+        const EightCharacters digits =
+            base == 10 ? eightDigits(low) : eightHexDigits(low, conversion.type == 'X' ? 'A' : 'a');
+        const std::size_t leadingZeros =
+            static_cast<std::size_t>(std::countr_zero(digits ^ kEightZeros)) / kBits;
+        const std::size_t length = kMost - std::min(leadingZeros, kMost - 1);
+        const std::size_t shown = conversion.zeros && !conversion.left
+                                      ? std::max<std::size_t>(length, conversion.width)
+                                      : length;
+        if (conversion.width <= shown && shown <= kMost) {
+            output.write(digits >> kBits * (kMost - shown), shown);
+            return output;
+        }
+    }
+    return placeAnyNumber(output, conversion, {}, value, base);
+}
+
+std::uint64_t nextUnsigned(Conversion conversion, va_list arguments) {
+    return conversion.isLong ? va_arg(arguments, unsigned long) : va_arg(arguments, unsigned int);
+}
+
+/// Writes one conversion with the next argument. False for an unsupported conversion.
+[[nodiscard]] bool write(Output& output, Conversion conversion, va_list arguments) {
+    const bool hasPrecision = conversion.precision != Conversion::kNoPrecision;
+    switch (conversion.type) {
+        case 's':
+        case 'S': {
+            const char* const text = va_arg(arguments, const char*);
+            if (conversion.isLong || text == nullptr || conversion.zeros) {
                 return false;
-        }
-    }
-
-  private:
-    [[nodiscard]] bool writeText(const Conversion& conversion) {
-        const char* text = va_arg(arguments_, const char*);
-        if (text == nullptr || conversion.zeros) {
-            return false;
-        }
-        // The text is not read beyond the end of the output.
-        const std::size_t most =
-            std::min(conversion.precision, std::max(output_.room(), conversion.width));
-        place(conversion, {}, {text, strnlen(text, most)});
-        return true;
-    }
-
-    [[nodiscard]] bool writeCharacter(const Conversion& conversion) {
-        const char c = static_cast<char>(va_arg(arguments_, int));
-        if (conversion.zeros) {
-            return false;
-        }
-        place(conversion, {}, {&c, 1});
-        return true;
-    }
-
-    [[nodiscard]] bool writeSigned(const Conversion& conversion) {
-        const std::int64_t value = conversion.length == Conversion::Length::none
-                                       ? va_arg(arguments_, int)
-                                       : va_arg(arguments_, long);
-        const auto bits = static_cast<std::uint64_t>(value);
-        placeNumber(conversion, value < 0 ? 0 - bits : bits, 10, value < 0 ? "-" : "");
-        return true;
-    }
-
-    [[nodiscard]] bool writeUnsigned(const Conversion& conversion, int base,
-                                     std::string_view prefix) {
-        const std::uint64_t value = conversion.length == Conversion::Length::none
-                                        ? va_arg(arguments_, unsigned int)
-                                        : va_arg(arguments_, unsigned long);
-        placeNumber(conversion, value, base, prefix);
-        return true;
-    }
-
-    [[nodiscard]] bool writePointer(const Conversion& conversion) {
-        const auto value = reinterpret_cast<std::uintptr_t>(va_arg(arguments_, void*));
-        if (value == 0 || conversion.zeros) {
-            return false;
-        }
-        placeNumber(conversion, value, 16, "0x");
-        return true;
-    }
-
-    void placeNumber(const Conversion& conversion, std::uint64_t value, int base,
-                     std::string_view prefix) {
-        char digits[std::numeric_limits<std::uint64_t>::digits10 + 1];
-        char* const end = std::to_chars(digits, digits + sizeof digits, value, base).ptr;
-        if (conversion.type == 'X') {
-            for (char* c = digits; c != end; ++c) {
-                *c = upperCase(*c);
             }
+            // The text is not read beyond the end of the output.
+            const std::size_t most = std::min<std::size_t>(
+                conversion.precision, std::max<std::size_t>(output.room(), conversion.width));
+            const std::string_view shown(text, strnlen(text, most));
+            if (conversion.width <= shown.size()) {
+                output.write(shown);
+            } else {
+                output = place(output, conversion, {}, shown);
+            }
+            return true;
         }
-        place(conversion, prefix, {digits, static_cast<std::size_t>(end - digits)});
+        case 'c': {
+            const char c = static_cast<char>(va_arg(arguments, int));
+            if (conversion.isLong || hasPrecision || conversion.zeros) {
+                return false;
+            }
+            output = place(output, conversion, {}, {&c, 1});
+            return true;
+        }
+        case 'd':
+        case 'i': {
+            const std::int64_t value =
+                conversion.isLong ? va_arg(arguments, long) : va_arg(arguments, int);
+            const auto bits = static_cast<std::uint64_t>(value);
+            output = value < 0 ? placeAnyNumber(output, conversion, "-", 0 - bits, 10)
+                               : placeNumber(output, conversion, bits, 10);
+            return !hasPrecision;
+        }
+        case 'u':
+            output = placeNumber(output, conversion, nextUnsigned(conversion, arguments), 10);
+            return !hasPrecision;
+        case 'x':
+        case 'X':
+            output = placeNumber(output, conversion, nextUnsigned(conversion, arguments), 16);
+            return !hasPrecision;
+        case 'p': {
+            const auto value = reinterpret_cast<std::uintptr_t>(va_arg(arguments, void*));
+            if (conversion.isLong || hasPrecision || value == 0 || conversion.zeros) {
+                return false;
+            }
+            output = placeAnyNumber(output, conversion, "0x", value, 16);
+            return true;
+        }
+        default:
+            return false;
     }
-
-    /// Writes prefix and text, padded to the width.
-    void place(const Conversion& conversion, std::string_view prefix, std::string_view text) {
-        const std::size_t length = prefix.size() + text.size();
-        const std::size_t missing = conversion.width > length ? conversion.width - length : 0;
-        const bool zeros = conversion.zeros && !conversion.left;
-        if (!conversion.left && !zeros) {
-            output_.pad(' ', missing);
-        }
-        output_.write(prefix.data(), prefix.size());
-        if (zeros) {
-            output_.pad('0', missing);
-        }
-        output_.write(text.data(), text.size());
-        if (conversion.left) {
-            output_.pad(' ', missing);
-        }
-    }
-
-    Output& output_;
-    va_list arguments_;
-};
+}
 
 }  // namespace
 
-std::optional<std::size_t> formatPlain(char* text, std::size_t size, const char* format,
-                                       va_list arguments) {
+char* formatPlain(char* text, std::size_t size, const char* format, va_list arguments) {
     // One branch serves long, long long and size_t, because they have one size.
     static_assert(sizeof(long) == sizeof(long long) && sizeof(long) == sizeof(std::size_t));
     Output output(text, size);
-    Formatter formatter(output, arguments);
     for (;;) {
         const char* const percent = strchrnul(format, '%');
-        output.write(format, static_cast<std::size_t>(percent - format));
+        output.write({format, static_cast<std::size_t>(percent - format)});
         if (*percent == '\0') {
             return output.finish();
         }
         format = percent + 1;
         if (*format == '%') {
-            output.write(format++, 1);
+            output.write({format++, 1});
             continue;
         }
         Conversion conversion;
-        if (!parse(format, conversion) || !formatter.write(conversion)) {
-            return std::nullopt;
+        if (!parse(format, conversion) || !write(output, conversion, arguments)) {
+            return nullptr;
         }
     }
 }

@@ -3,7 +3,6 @@
 #include <stdarg.h>
 
 #include <cstddef>
-#include <optional>
 
 namespace varnock {
 
@@ -11,10 +10,10 @@ namespace varnock {
 /// numbers also with l, ll and z; the flags "-" and "0"; a width; a precision for texts. "%S" is
 /// "%s". Writes the same bytes as vsnprintf, cut to size - 1 and terminated.
 ///
-/// Returns the length, or nothing for any other format and for a null text: the caller then uses
-/// vsnprintf. The argument list stays unchanged, and `text` is unspecified. REQUIRES: size > 0.
-/// Internal.
-[[nodiscard]] std::optional<std::size_t> formatPlain(char* text, std::size_t size,
-                                                     const char* format, va_list arguments);
+/// Returns the end of the text, or null for any other format and for a null text: the caller then
+/// uses vsnprintf, with a copy of the argument list. The list is used up either way, and without a
+/// result `text` is unspecified. REQUIRES: size > 0. Internal.
+[[nodiscard]] char* formatPlain(char* text, std::size_t size, const char* format,
+                                va_list arguments);
 
 }  // namespace varnock

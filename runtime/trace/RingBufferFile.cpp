@@ -18,6 +18,7 @@
 #include "runtime/files/FileSizeSignal.h"
 #include "runtime/files/FileStream.h"
 #include "runtime/process/Clock.h"
+#include "runtime/trace/Digits.h"
 
 namespace varnock {
 
@@ -48,17 +49,6 @@ constexpr std::size_t kBlankLineLength = kRecordLength - kFieldsLength;
 constexpr std::size_t kLongestText = kValueWidth + 1;
 constexpr std::size_t kBlockRecords = 16;
 
-/// The last eight decimal digits as characters, the first one in the lowest byte. Splits halves,
-/// pairs and digits in parallel, each with one multiplication instead of a division.
-std::uint64_t eightDigits(std::uint32_t value) {
-    value %= 100'000'000;
-    const std::uint64_t halves = value / 10'000 | std::uint64_t{value % 10'000} << 32;
-    const std::uint64_t hundreds = (halves * 10'486 >> 20) & 0x7F'0000'007F;
-    const std::uint64_t pairs = hundreds | (halves - hundreds * 100) << 16;
-    const std::uint64_t tens = (pairs * 103 >> 10) & 0x000F'000F'000F'000F;
-    return (tens | (pairs - tens * 10) << 8) + 0x3030'3030'3030'3030;
-}
-
 char* valueOf(char* header, Field field) {
     return header + offsetOfValue(field);
 }
@@ -72,7 +62,7 @@ void putNumber(char* header, Field field, std::int32_t value) {
     // Every entry calls this while readers read the file, so the number is stored with two whole
     // words.
     const auto number = static_cast<std::uint32_t>(value);
-    const std::uint64_t digits[] = {eightDigits(number / 100'000'000), eightDigits(number)};
+    const EightCharacters digits[] = {eightDigits(number / 100'000'000), eightDigits(number)};
     static_assert(sizeof digits == kNumberDigits);
     char* const text = valueOf(header, field);
     memcpy(text, digits, kNumberDigits);

@@ -66,18 +66,40 @@ std::size_t print(char* text, std::size_t size, const char* format, va_list argu
     return std::min(static_cast<std::size_t>(length), size - 1);
 }
 
-}  // namespace
-
-std::size_t formatTraceText(char* text, std::size_t size, const char* format, va_list arguments) {
-    format = skipLeadingNewlines(format);
-    if (const auto length = formatPlain(text, size, format, arguments)) {
-        return *length;
-    }
+/// The formats that formatPlain() does not support.
+std::size_t formatOther(char* text, std::size_t size, const char* format, va_list arguments) {
     const char* firstS = strchr(format, 'S') != nullptr ? findPlainS(format) : nullptr;
     if (firstS != nullptr) {
         return print(text, size, withPlainStrings(format, firstS).c_str(), arguments);
     }
     return print(text, size, format, arguments);
+}
+
+/// A copy of an argument list.
+class ArgumentCopy {
+  public:
+    explicit ArgumentCopy(va_list arguments) { va_copy(list_, arguments); }
+    ~ArgumentCopy() { va_end(list_); }
+    ArgumentCopy(const ArgumentCopy&) = delete;
+    ArgumentCopy& operator=(const ArgumentCopy&) = delete;
+
+    va_list& list() { return list_; }
+
+  private:
+    va_list list_;
+};
+
+}  // namespace
+
+std::size_t formatTraceText(char* text, std::size_t size, const char* format, va_list arguments) {
+    format = skipLeadingNewlines(format);
+    // The copy is for the rare case: whoever reads a list that was just made and copied waits until
+    // the copy has reached the memory.
+    ArgumentCopy again(arguments);
+    if (const char* const end = formatPlain(text, size, format, arguments)) {
+        return static_cast<std::size_t>(end - text);
+    }
+    return formatOther(text, size, format, again.list());
 }
 
 }  // namespace varnock

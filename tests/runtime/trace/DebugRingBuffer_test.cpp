@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <printf.h>
+#include <pthread.h>
 #include <stddef.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
@@ -16,9 +18,11 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "runtime/Registry.h"
@@ -772,6 +776,143 @@ TEST_F(DebugRingBuffer, WrapsWhileSeveralThreadsWrite) {
     }
     EXPECT_GE(file().wraps(), 1);
     EXPECT_THAT(file().messages()[0], EndsWith("Wrap=\"" + std::to_string(file().wraps()) + "\""));
+}
+
+/// The numbers of thread and entry in the lines "t=<thread> n=<number> <any x>!", in their order.
+std::vector<std::pair<int, int>> entriesOfThreads(const std::vector<std::string>& lines) {
+    std::vector<std::pair<int, int>> entries;
+    for (const std::string& line : lines) {
+        int thread = 0;
+        int number = 0;
+        const std::string message = withoutEntryHeader(line);
+        if (message != line && message.ends_with('!') &&
+            sscanf(message.c_str(), "t=%d n=%d ", &thread, &number) == 2) {
+            entries.emplace_back(thread, number);
+        }
+    }
+    return entries;
+}
+
+// The file holds the end of what they write, without a gap for any of them.
+TEST_F(DebugRingBuffer, KeepsTheOrderOfEachOfEightThreadsAcrossWraps) {
+    constexpr int kThreads = 8;
+    const int entriesOfEach = kSanitized ? 2000 : 8000;
+    QuietDebug debug;
+    init(debug);
+    std::vector<std::thread> threads;
+    for (int id = 0; id < kThreads; ++id) {
+        threads.emplace_back([&debug, id, entriesOfEach] {
+            for (int n = 0; n < entriesOfEach; ++n) {
+                debug->Print(5, "t=%d n=%d %s!", id, n,
+                             std::string(static_cast<std::size_t>(n % 150), 'x').c_str());
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const TraceFile seen = file();
+    EXPECT_GE(seen.wraps(), 1);
+    std::vector<int> last(kThreads, -1);
+    std::vector<std::string> lines = seen.lines(1024, seen.position());
+    for (const auto& [thread, number] : entriesOfThreads(lines)) {
+        const auto index = static_cast<std::size_t>(thread);
+        ASSERT_LT(index, last.size());
+        EXPECT_TRUE(last[index] < 0 || number == last[index] + 1)
+            << "thread " << thread << ": " << last[index] << ", " << number;
+        last[index] = number;
+    }
+    for (const int number : last) {
+        EXPECT_TRUE(number == entriesOfEach - 1 || number == -1) << number;
+    }
+    // Each line of the round is an entry.
+    for (const std::string& line : lines) {
+        EXPECT_TRUE(withoutEntryHeader(line) != line || line.find_first_not_of('_') != 0) << line;
+    }
+}
+
+/// Runs an action in the middle of the formatting of "%K", which takes a pointer to it.
+int formatAction(FILE*, const printf_info*, const void* const* arguments) {
+    (*static_cast<const std::function<void()>* const*>(arguments[0]))->operator()();
+    return 0;
+}
+int sizeOfAction(const printf_info*, std::size_t count, int* types, int* sizes) {
+    if (count > 0) {
+        types[0] = PA_POINTER;
+        sizes[0] = sizeof(void*);
+    }
+    return 1;
+}
+
+class DebugFormatting : public DebugRingBuffer {
+  protected:
+    DebugFormatting() { register_printf_specifier('K', formatAction, sizeOfAction); }
+    ~DebugFormatting() override { register_printf_specifier('K', nullptr, nullptr); }
+
+    /// Writes the entry "begin end" and runs the action between the two words.
+    static void print(QuietDebug& debug, const std::function<void()>& action) {
+        debug->Print(1, "begin%K end", &action);
+    }
+};
+
+TEST_F(DebugFormatting, MayTraceItself) {
+    QuietDebug debug;
+    init(debug);
+    const std::int64_t position = file().position();
+    print(debug, [&] { debug->Print(1, "nested"); });
+    EXPECT_THAT(file().messages(position, file().position()), ElementsAre("nested", "begin end"));
+}
+
+TEST_F(DebugFormatting, LetsOtherThreadsTraceMeanwhile) {
+    QuietDebug debug;
+    init(debug);
+    const std::int64_t position = file().position();
+    print(debug, [&] { std::thread([&] { debug->Print(1, "other"); }).join(); });
+    EXPECT_THAT(file().messages(position, file().position()), ElementsAre("other", "begin end"));
+}
+
+TEST_F(DebugFormatting, HasTheTimeAtWhichTheEntryIsPlaced) {
+    QuietDebug debug;
+    init(debug);
+    const std::int64_t position = file().position();
+    print(debug, [&] {
+        clock_.set(1'700'000'001);
+        debug->Print(1, "later");
+    });
+    EXPECT_THAT(file().lines(position, file().position()),
+                ElementsAre(StartsWith("Nov 14 22:13:21 "), StartsWith("Nov 14 22:13:21 ")));
+}
+
+TEST_F(DebugFormatting, OfACancelledThreadLeavesNoEntryAndNoLock) {
+    SKIP_IF_THREAD_EXIT_IS_MISREAD();
+    QuietDebug debug;
+    init(debug);
+    const std::int64_t position = file().position();
+    PosixThread thread([&] {
+        print(debug, [] {
+            pthread_cancel(pthread_self());
+            pthread_testcancel();
+        });
+    });
+    EXPECT_TRUE(thread.join());
+    EXPECT_EQ(file().position(), position);
+    std::thread([&] { debug->Print(1, "goes on"); }).join();
+    EXPECT_THAT(file().messages(position, file().position()), ElementsAre("goes on"));
+}
+
+TEST_F(DebugFormatting, OfAForkedChildGoesOn) {
+    QuietDebug debug;
+    init(debug);
+    const std::int64_t position = file().position();
+    pid_t child = -1;
+    print(debug, [&] { child = fork(); });
+    if (child == 0) {
+        _exit(0);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(file().messages(position, file().position()), ElementsAre("begin end"));
 }
 
 TEST_F(DebugRingBuffer, LetsAForkedChildWriteOn) {

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include "runtime/Debug.h"
@@ -64,9 +65,9 @@ class EntryHeaders : public testing::Test {
 
     std::string write(const std::string& application = "App") {
         char text[EntryHeader::kCapacity];
-        const std::size_t length = header_.write(application.c_str(), text);
-        EXPECT_EQ(text[length], '\0');
-        return std::string(text, length);
+        const std::string_view header = header_.write(application.c_str(), text);
+        EXPECT_EQ(header.data()[header.size()], '\0');
+        return std::string(header);
     }
 
     FixedClock clock_{kSomeTime};

@@ -4,6 +4,7 @@
 #include <limits.h>
 #include <stdio.h>
 
+#include <optional>
 #include <string>
 
 namespace varnock {
@@ -14,18 +15,20 @@ struct Both {
     std::string printfs;
 };
 
-/// The result of formatPlain, and that of vsnprintf with the same list afterwards.
+/// The result of formatPlain, and that of vsnprintf with the same arguments.
 Both formatIn(std::size_t size, const char* format, ...) {
     std::string text(size + 4, '#');
     va_list arguments;
     va_start(arguments, format);
-    const auto length = formatPlain(text.data(), size, format, arguments);
+    const char* const end = formatPlain(text.data(), size, format, arguments);
+    va_end(arguments);
     EXPECT_EQ(text.substr(size), "####");
     Both both;
-    if (length) {
-        EXPECT_EQ(text[*length], '\0');
-        both.ours = text.substr(0, *length);
+    if (end != nullptr) {
+        EXPECT_EQ(*end, '\0');
+        both.ours = text.substr(0, static_cast<std::size_t>(end - text.data()));
     }
+    va_start(arguments, format);
     std::string expected(size, '#');
     const int printed = vsnprintf(expected.data(), size, format, arguments);
     va_end(arguments);
@@ -130,7 +133,7 @@ TEST(PlainFormat, LeavesAFormatThatEndsInAConversionToPrintf) {
     const auto format = [&](const char* unfinished, ...) {
         va_list arguments;
         va_start(arguments, unfinished);
-        const bool done = formatPlain(text, sizeof text, unfinished, arguments).has_value();
+        const bool done = formatPlain(text, sizeof text, unfinished, arguments) != nullptr;
         va_end(arguments);
         return done;
     };
