@@ -1,6 +1,7 @@
 #include "runtime/Debug.h"
 
 #include <benchmark/benchmark.h>
+#include <sched.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 #include <stdio.h>
@@ -8,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace varnock::bench {
 namespace {
@@ -49,6 +51,35 @@ void entryToFile(benchmark::State& state) {
 }
 BENCHMARK(entryToFile)->Name("TraceEntry/ours");
 BENCHMARK(entryToFile)->Name("TraceEntryAndText/ours");
+
+/// Moves the calling thread to the n-th processor for a scope, so that the threads of a measurement
+/// are spread evenly from its start.
+class OnProcessor {
+  public:
+    explicit OnProcessor(int n) {
+        sched_getaffinity(0, sizeof before_, &before_);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(static_cast<unsigned int>(n) % std::thread::hardware_concurrency(), &one);
+        sched_setaffinity(0, sizeof one, &one);
+    }
+    ~OnProcessor() { sched_setaffinity(0, sizeof before_, &before_); }
+    OnProcessor(const OnProcessor&) = delete;
+    OnProcessor& operator=(const OnProcessor&) = delete;
+
+  private:
+    cpu_set_t before_;
+};
+
+/// The time is that of the wall clock for each entry of all threads.
+void entryOfThreads(benchmark::State& state) {
+    const OnProcessor here(state.thread_index());
+    entryToFile(state);
+}
+BENCHMARK(entryOfThreads)->Name("TraceEntry2Threads/ours")->Threads(2)->UseRealTime();
+BENCHMARK(entryOfThreads)->Name("TraceEntry2Threads/peer")->UseRealTime();
+BENCHMARK(entryOfThreads)->Name("TraceEntry8Threads/ours")->Threads(8)->UseRealTime();
+BENCHMARK(entryOfThreads)->Name("TraceEntry8Threads/peer")->UseRealTime();
 
 void entryToSpdlog(benchmark::State& state) {
     const char* directory = getenv("QX_LOG_RINGBUF_DIR");
