@@ -884,7 +884,9 @@ TEST_F(DebugFormatting, HasTheTimeAtWhichTheEntryIsPlaced) {
 }
 
 TEST_F(DebugFormatting, OfACancelledThreadLeavesNoEntryAndNoLock) {
-    SKIP_IF_THREAD_EXIT_IS_MISREAD();
+    if (kSanitized) {
+        GTEST_SKIP() << "a thread cannot be unwound out of the vsnprintf of a sanitizer";
+    }
     QuietDebug debug;
     init(debug);
     const std::int64_t position = file().position();
