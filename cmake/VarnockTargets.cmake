@@ -160,12 +160,13 @@ function(varnock_compile_tests_quickly target)
   target_precompile_headers(${target} REUSE_FROM varnock_test_framework)
 endfunction()
 
-# varnock_test(name [SUB_ROOMS] [SOURCES a_test.cpp ...] [LIBRARIES target ...] [LABELS unit|fault|...])
+# varnock_test(name [SUB_ROOMS] [SOURCES a_test.cpp ...] [LIBRARIES target ...] [LABELS unit|fault|...]
+#   [TIMEOUT seconds])
 # A GoogleTest program whose every test runs as a process of its own. It links the objects of the
 # library, so it can reach internal symbols. Without SOURCES it takes every *_test.cpp of the
 # folder, with SUB_ROOMS also of the folders below, so that no test is missing from the build.
 function(varnock_test name)
-  cmake_parse_arguments(TEST "SUB_ROOMS" "" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(TEST "SUB_ROOMS" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
   if(TEST_SUB_ROOMS)
     file(GLOB_RECURSE TEST_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cpp)
   elseif(NOT TEST_SOURCES)
@@ -173,6 +174,9 @@ function(varnock_test name)
   endif()
   if(NOT TEST_LABELS)
     set(TEST_LABELS unit)
+  endif()
+  if(NOT TEST_TIMEOUT)
+    set(TEST_TIMEOUT 120)
   endif()
   if(VARNOCK_SANITIZE MATCHES address)
     list(APPEND TEST_SOURCES ${PROJECT_SOURCE_DIR}/tests/support/SanitizerOptions.cpp)
@@ -192,7 +196,7 @@ function(varnock_test name)
     TEST_PREFIX "${name}."
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 60
-    PROPERTIES LABELS "${TEST_LABELS}" TIMEOUT 120)
+    PROPERTIES LABELS "${TEST_LABELS}" TIMEOUT ${TEST_TIMEOUT})
 endfunction()
 
 # varnock_program_linked_both_ways(name source tests)
