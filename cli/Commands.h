@@ -112,7 +112,8 @@ Answer runDoctor(std::chrono::milliseconds patience);
 /// not ask without a terminal, or with --yes or --dry-run.
 void confirm(const Options& options, const std::string& what);
 
-/// The same of a call; without a terminal to ask on, throws Failure (usage) unless there is --yes or
+/// The same of a call; without a terminal to ask on, throws Failure (usage) unless there is --yes
+/// or
 /// --dry-run.
 void confirmCall(const Options& options, const std::string& what);
 

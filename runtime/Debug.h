@@ -72,9 +72,9 @@ extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_PER_PROCESS;
 ///
 /// Thread-safety: any thread may call any operation; entries never mix. One recursive lock guards
 /// them all. It comes after all locks of callers. Messages are formatted before it is taken, and
-/// entries have the order and the time of being placed. Never call it from a signal handler. Writing
-/// to standard error is a cancellation point and may block; writing to the ring buffer makes no
-/// system call, unless another thread holds the lock for long.
+/// entries have the order and the time of being placed. Never call it from a signal handler.
+/// Writing to standard error is a cancellation point and may block; writing to the ring buffer
+/// makes no system call, unless another thread holds the lock for long.
 ///
 /// Processes share one file and write over each other's entries, unless QX_LOG_RINGBUF_PER_PROCESS
 /// or the registry gives each live process a file of its own. A forked child then takes one at its
