@@ -6,18 +6,12 @@
 #include <unistd.h>
 
 #include <system_error>
+#include <utility>
+
+#include "tests/support/ProcessTexts.h"
 
 namespace varnock::bench {
 namespace {
-
-std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    for (const std::string& text : texts) {
-        pointers.push_back(const_cast<char*>(text.c_str()));
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
 
 /// Standard output and error go nowhere.
 class Silence {
@@ -40,23 +34,14 @@ class Silence {
 
 Program::Program(std::vector<std::string> command,
                  const std::map<std::string, std::string>& variables)
-    : command_(std::move(command)) {
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text = *entry;
-        if (!variables.contains(text.substr(0, text.find('=')))) {
-            environment_.push_back(text);
-        }
-    }
-    for (const auto& [name, value] : variables) {
-        environment_.push_back(name + '=' + value);
-    }
-}
+    : command_(std::move(command)), environment_(test::environmentWith(variables)) {}
 
 pid_t Program::start() const {
     const Silence silence;
     pid_t process = 0;
-    const int error = posix_spawn(&process, command_[0].c_str(), silence.get(), nullptr,
-                                  pointersTo(command_).data(), pointersTo(environment_).data());
+    const int error =
+        posix_spawn(&process, command_[0].c_str(), silence.get(), nullptr,
+                    test::pointersTo(command_).data(), test::pointersTo(environment_).data());
     if (error != 0) {
         throw std::system_error(error, std::generic_category(), command_[0]);
     }

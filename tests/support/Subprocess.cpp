@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/ProcessTexts.h"
 #include "tests/support/SystemFailure.h"
 
 namespace varnock::test {
@@ -23,30 +24,6 @@ struct Pipe {
     int ends[2];
 };
 
-/// The whole environment of the child, built before the fork, because the child must not allocate.
-std::vector<std::string> environmentWith(const Subprocess::Environment& added) {
-    std::vector<std::string> all;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text = *entry;
-        if (!added.contains(text.substr(0, text.find('=')))) {
-            all.push_back(text);
-        }
-    }
-    for (const auto& [name, value] : added) {
-        all.push_back(name + '=' + value);
-    }
-    return all;
-}
-
-std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    for (const std::string& text : texts) {
-        pointers.push_back(const_cast<char*>(text.c_str()));
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
 /// Appends the available bytes; false at the end.
 bool drain(int descriptor, std::string& text) {
     char buffer[65536];
@@ -60,6 +37,7 @@ bool drain(int descriptor, std::string& text) {
 }  // namespace
 
 Subprocess::Subprocess(const std::vector<std::string>& command, const Environment& environment) {
+    // Built before the fork, because the child must not allocate.
     const std::vector<std::string> variables = environmentWith(environment);
     const std::vector<char*> arguments = pointersTo(command);
     const std::vector<char*> environmentPointers = pointersTo(variables);

@@ -76,7 +76,7 @@ TEST(PlainCommand, LeavesEverythingElse) {
                                 R"("OC": 1)",
                                 R"("OC":1,"OC":2)",
                                 R"("XX":1)",
-                                R"("OCE":1)",
+                                R"("OCO":1)",
                                 R"("O":1)",
                                 R"("":1)",
                                 R"("DA":null)",
