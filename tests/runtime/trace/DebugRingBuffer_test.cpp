@@ -796,12 +796,12 @@ std::vector<std::pair<int, int>> entriesOfThreads(const std::vector<std::string>
 // The file holds the end of what they write, without a gap for any of them.
 TEST_F(DebugRingBuffer, KeepsTheOrderOfEachOfEightThreadsAcrossWraps) {
     constexpr int kThreads = 8;
-    const int entriesOfEach = kSanitized ? 2000 : 8000;
+    constexpr int entriesOfEach = kSanitized ? 2000 : 8000;
     QuietDebug debug;
     init(debug);
     std::vector<std::thread> threads;
     for (int id = 0; id < kThreads; ++id) {
-        threads.emplace_back([&debug, id, entriesOfEach] {
+        threads.emplace_back([&debug, id] {
             for (int n = 0; n < entriesOfEach; ++n) {
                 debug->Print(5, "t=%d n=%d %s!", id, n,
                              std::string(static_cast<std::size_t>(n % 150), 'x').c_str());
