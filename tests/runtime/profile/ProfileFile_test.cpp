@@ -589,6 +589,7 @@ TEST_F(ProfileFile, AFullDiskLeavesNoNewFileWhoseNameIsLong) {
 
 TEST_F(ProfileFile, EverySystemCallOfAChangeMayFail) {
     SKIP_IF_NOTHING_CAN_BE_TRACED();
+    SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
     const std::string absent = "absent";
     const std::string appended = "\n[s]\n\nk=new\n";
     for (const auto& [before, after] :

@@ -23,6 +23,7 @@
 #include "tests/support/FakeClock.h"
 #include "tests/support/FileSizeLimit.h"
 #include "tests/support/Nobody.h"
+#include "tests/support/Sanitizers.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TraceFile.h"
 
@@ -1047,6 +1048,7 @@ TEST_F(RingBufferFiles, TwoMayCreateItAtOnce) {
 
 TEST_F(RingBufferFiles, EverySystemCallOfAnOpenMayFail) {
     SKIP_IF_NOTHING_CAN_BE_TRACED();
+    SKIP_IF_MEMORY_IS_ASKED_FOR_BY_SYSTEM_CALLS();
     const std::string whole = [&] {
         append(*open(), "old\n");
         return TraceFile(path_).bytes();
