@@ -40,7 +40,7 @@ constexpr int kKeyAndValue = 2;
 
 using Line = std::array<char, 512>;
 /// Larger than the C library's own, which is a quarter of what the kernel gives in one read.
-using FileBuffer = std::array<char, 16 * 1024>;
+using FileBuffer = std::array<char, 16'384>;
 
 struct NumberKey {
     std::string_view key;
