@@ -884,8 +884,14 @@ TEST_F(DebugFormatting, HasTheTimeAtWhichTheEntryIsPlaced) {
 }
 
 TEST_F(DebugFormatting, OfACancelledThreadLeavesNoEntryAndNoLock) {
-    if (kSanitized) {
-        GTEST_SKIP() << "a thread cannot be unwound out of the vsnprintf of a sanitizer";
+#if defined(__clang__)
+    constexpr bool isUnwound = false;
+#else
+    constexpr bool isUnwound = !kSanitized;
+#endif
+    // It is no cancellation point, so this takes a printf specifier of the program's own.
+    if (!isUnwound) {
+        GTEST_SKIP() << "clang and the sanitizers end a process whose thread leaves vsnprintf so";
     }
     QuietDebug debug;
     init(debug);
