@@ -119,6 +119,8 @@ class Message {
     return copy < 0 || close(copy) == 0 || errno == EINTR ? 0 : errno;
 }
 
+// A shared library leaves the streams to its program.
+#ifndef VARNOCK_SHARED_LIBRARY
 /// Without this, the next opened file would get the number of a closed standard stream, and then
 /// the printed text. The placeholder can be neither read nor written and is not inherited.
 void occupyStandardDescriptors() {
@@ -132,6 +134,7 @@ void occupyStandardDescriptors() {
 /// Runs before the initialisers of every shared library.
 __attribute__((section(".preinit_array"),
                used)) void (*const kBeforeLibraries)() = occupyStandardDescriptors;
+#endif
 
 }  // namespace
 

@@ -11,9 +11,11 @@ namespace varnock {
 struct EventName {
     std::string_view name;
     EventOpcode opcode;
+    std::string_view meaning;
 };
-inline constexpr std::array kEventNames{
-    EventName{"systemMessageLog", EventOpcode::systemMessageLog},
-    EventName{"driverMonitorLog", EventOpcode::driverMonitorLog}};
+inline constexpr std::array kEventNames{EventName{"systemMessageLog", EventOpcode::systemMessageLog,
+                                                  "the system message log has a new entry"},
+                                        EventName{"driverMonitorLog", EventOpcode::driverMonitorLog,
+                                                  "the driver monitor log has a new entry"}};
 
 }  // namespace varnock

@@ -1,27 +1,19 @@
 #include "tools/Printable.h"
 
+#include <rapidjson/encodings.h>
+#include <rapidjson/memorystream.h>
+
 #include <algorithm>
-#include <array>
 
 namespace varnock {
 namespace {
 
-struct Sequence {
-    unsigned char first, last;  ///< range of the leading byte
-    unsigned char low, high;    ///< range of the second byte
-    std::size_t length;
+/// The output of the validator: counts the bytes of a sequence.
+struct Counter {
+    using Ch = char;
+    void Put(char) { ++count; }
+    std::size_t count = 0;
 };
-
-/// Well-formed byte sequences as in table 3-7 of the Unicode Standard.
-constexpr std::array<Sequence, 9> kSequences{{{0x00, 0x7F, 0, 0, 1},
-                                              {0xC2, 0xDF, 0x80, 0xBF, 2},
-                                              {0xE0, 0xE0, 0xA0, 0xBF, 3},
-                                              {0xE1, 0xEC, 0x80, 0xBF, 3},
-                                              {0xED, 0xED, 0x80, 0x9F, 3},
-                                              {0xEE, 0xEF, 0x80, 0xBF, 3},
-                                              {0xF0, 0xF0, 0x90, 0xBF, 4},
-                                              {0xF1, 0xF3, 0x80, 0xBF, 4},
-                                              {0xF4, 0xF4, 0x80, 0x8F, 4}}};
 
 unsigned char byteAt(std::string_view text, std::size_t i) {
     return static_cast<unsigned char>(text[i]);
@@ -56,19 +48,12 @@ std::size_t plainLength(std::string_view text, Layout layout) {
 }  // namespace
 
 std::size_t utf8Length(std::string_view text) {
-    for (const Sequence& form : kSequences) {
-        if (text.size() < form.length || byteAt(text, 0) < form.first ||
-            byteAt(text, 0) > form.last) {
-            continue;
-        }
-        bool valid =
-            form.length == 1 || (byteAt(text, 1) >= form.low && byteAt(text, 1) <= form.high);
-        for (std::size_t i = 2; i < form.length; ++i) {
-            valid = valid && (byteAt(text, i) & 0xC0) == 0x80;
-        }
-        return valid ? form.length : 0;
+    if (text.empty()) {
+        return 0;
     }
-    return 0;
+    rapidjson::MemoryStream rest(text.data(), text.size());
+    Counter sequence;
+    return rapidjson::UTF8<>::Validate(rest, sequence) ? sequence.count : 0;
 }
 
 void forEachPrintable(std::string_view text, Layout layout,
