@@ -20,6 +20,9 @@ constexpr unsigned int kCapacityStep = 16;
 constexpr unsigned int kSmallestIndexed = 64;
 /// Indexing an entry costs a fraction of a binary search.
 constexpr unsigned int kEntriesPerSearch = 16;
+/// Places in a row that were not expected, after which the names have no order. The names of a
+/// numbered sequence, 1 to 100, have up to eight.
+constexpr unsigned int kMostUnexpected = 16;
 constexpr unsigned int kMaxIndexed = 1U << 30;
 /// Maximum distance between the home slot of a key and the slot it occupies. About 50 occurs by
 /// chance in a map of millions.
@@ -102,6 +105,7 @@ CStrMap::CStrMap()
       expected_(0),
       searches_(0),
       hashMask_(0),
+      unexpected_(0),
       hashSlots_(nullptr),
       blocks_(nullptr) {}
 
@@ -153,14 +157,24 @@ CStrMap::Assoc* CStrMap::findAssoc(const char* key) {
     return &entries_[place];
 }
 
-/// The index of a key, count_ if absent. Programs often look up names in order, or skip one.
+/// The index of a key, count_ if absent. Programs often look up names in order, or skip one. While
+/// they do not, the expected places are left alone: the processor rarely has them in its cache.
 unsigned int CStrMap::search(const char* key) {
-    if (holdsKey(expected_, key)) {
-        return expected_;
+    if (unexpected_ < kMostUnexpected) {
+        for (const unsigned int place : {expected_, expected_ + 1}) {
+            if (holdsKey(place, key)) {
+                unexpected_ = 0;
+                return place;
+            }
+        }
     }
-    if (holdsKey(expected_ + 1, key)) {
-        return expected_ + 1;
-    }
+    const unsigned int place = searchAll(key);
+    const bool isExpected = place == expected_ || place == expected_ + 1;
+    unexpected_ = isExpected ? 0 : unexpected_ + 1;
+    return place;
+}
+
+unsigned int CStrMap::searchAll(const char* key) {
     if (hasHashIndex()) {
         return findHashed(key);
     }

@@ -96,6 +96,7 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     unsigned int lowerBound(const char* key) const;
     bool holdsKey(unsigned int index, const char* key) const;
     unsigned int search(const char* key);
+    unsigned int searchAll(const char* key);
     void reserveOne();
     void freeKey(char* key);
     bool hasHashIndex();
@@ -112,10 +113,11 @@ class VARNOCK_EXPORT CStrMap : public CCriticalSection {
     Assoc* entries_;
     unsigned int capacity_;
     unsigned int count_;
-    unsigned int allocated_;  ///< slots of the array, at least capacity_
-    unsigned int expected_;   ///< the index after the entry found last
-    unsigned int searches_;   ///< since an entry last moved
-    unsigned int hashMask_;   ///< number of slots (a power of two) minus one
-    HashSlot* hashSlots_;     ///< index of all entries; null: use a binary search
-    Blocks* blocks_;          ///< the memory of append(); may be null
+    unsigned int allocated_;   ///< slots of the array, at least capacity_
+    unsigned int expected_;    ///< the index after the entry found last
+    unsigned int searches_;    ///< since an entry last moved
+    unsigned int hashMask_;    ///< number of slots (a power of two) minus one
+    unsigned int unexpected_;  ///< searches in a row that did not end at the expected place
+    HashSlot* hashSlots_;      ///< index of all entries; null: use a binary search
+    Blocks* blocks_;           ///< the memory of append(); may be null
 };
