@@ -7,6 +7,10 @@
 #include "util/Export.h"
 #include "util/ThreadAnnotations.h"
 
+namespace varnock {
+class TraceQueue;
+}
+
 /// Recursive lock of one process.
 ///
 /// A section that is filled with zeros and not constructed yet is legal: Enter() only counts and
@@ -34,8 +38,13 @@ class VARNOCK_EXPORT VARNOCK_LOCK CCriticalSection {
 
   private:
     friend class CriticalSectionGuard;
+    friend class varnock::TraceQueue;
 
     bool isOwner(pthread_t thread) const;
+    /// True if the owner, who calls this, has entered once.
+    bool isEnteredOnce() const { return count_.load(std::memory_order_relaxed) == 1; }
+    /// Enter(), unless another thread is inside; `caller` is the calling thread.
+    [[nodiscard]] bool tryEnter(pthread_t caller) VARNOCK_TRY_ACQUIRE(true);
     /// Enter() and Leave() for a scope, which determines the caller only once.
     pthread_t enter() VARNOCK_ACQUIRE();
     void leave(pthread_t caller) VARNOCK_RELEASE();

@@ -12,6 +12,7 @@
 namespace varnock {
 
 class RingBufferFile;
+class TraceEntry;
 
 /// The settings of the trace in the registry; -1 and "" for missing values.
 struct StoredTraceSettings {
@@ -72,9 +73,10 @@ extern VARNOCK_EXPORT const char* REGVAL_RINGBUF_PER_PROCESS;
 ///
 /// Thread-safety: any thread may call any operation; entries never mix. One recursive lock guards
 /// them all. It comes after all locks of callers. Messages are formatted before it is taken, and
-/// entries have the order and the time of being placed. Never call it from a signal handler.
-/// Writing to standard error is a cancellation point and may block; writing to the ring buffer
-/// makes no system call, unless another thread holds the lock for long.
+/// entries have the order and the time of being placed. Another thread may place the entry, but
+/// always before the call returns. Never call it from a signal handler. Writing to standard error
+/// is a cancellation point and may block; writing to the ring buffer makes no system call, unless
+/// another thread holds the lock for long.
 ///
 /// Processes share one file and write over each other's entries, unless QX_LOG_RINGBUF_PER_PROCESS
 /// or the registry gives each live process a file of its own. A forked child then takes one at its
@@ -173,6 +175,7 @@ class VARNOCK_EXPORT CDebug {
 
   private:
     friend class varnock::test::DebugTestAccess;
+    friend class varnock::TraceEntry;
 
     enum Target : unsigned int { kNoTarget = 0, kConsole = 1, kRingBuffer = 2 };
     static constexpr size_t kPathSize = 260;
@@ -192,6 +195,7 @@ class VARNOCK_EXPORT CDebug {
     void reportFailure();
     void fallBackToConsole();
     void trace(unsigned int target, const char* format, va_list arguments);
+    void place(varnock::TraceEntry& entry);
     void append(std::string_view entry);
     void printProcess(unsigned int target);
     void printCommandLine(unsigned int target);

@@ -70,6 +70,10 @@ class VARNOCK_EXPORT CRegistry {
     /// and throws what `change` throws; the file then stays unchanged. A change that is not saved
     /// is also reverted in memory. A call inside a change is a part of that change.
     static bool UpdateTree(const std::function<bool()>& change);
+    /// The same for the text of the file: `change` gets the text of the current file, and what it
+    /// leaves is saved as it is, to the byte. The tree in memory is then that of the saved text. A
+    /// call inside a change of the tree fails with EDEADLK.
+    static bool UpdateText(const std::function<bool(std::string& text)>& change);
     /// Clears the fields and loads the tree; every constructor calls it.
     void InitClass();
     /// Frees what the object owns and saves the tree; the destructor calls it.

@@ -8,6 +8,7 @@
 #include "runtime/trace/EntryHeader.h"
 #include "runtime/trace/RingBufferFile.h"
 #include "runtime/trace/TraceLock.h"
+#include "runtime/trace/TraceQueue.h"
 
 namespace varnock {
 namespace {
@@ -64,6 +65,7 @@ void leaveLocksInChild() VARNOCK_NOT_ANALYSED {
     }
     RingBufferFile::leaveToParent();
     entryHeader().forgetHost();
+    traceQueue().forgetParent();
     traceLock().Leave();
     forgetWaitersOfParent();
     unlockEvents();

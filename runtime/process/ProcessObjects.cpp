@@ -28,7 +28,8 @@ constinit int MaxActiveThread = 1;
 namespace {
 
 /// A lock filled with zeros counts and never blocks. The trace needs that while Debug is built.
-alignas(CCriticalSection) constinit unsigned char traceLockStorage[sizeof(CCriticalSection)] = {};
+/// It has its own cache lines, because other processors fetch them.
+alignas(64) constinit unsigned char traceLockStorage[sizeof(CCriticalSection)] = {};
 
 struct TraceLockBuilder {
     TraceLockBuilder() { new (traceLockStorage) CCriticalSection; }

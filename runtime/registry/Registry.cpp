@@ -44,9 +44,14 @@ CRegistryNode* subkeyOf(CRegistryNode* node, const char* name) {
 }
 
 /// The key of a path; null if a component is missing or is a value.
-CRegistryNode* walk(CRegistryNode* node, std::string_view path) {
-    while (node != nullptr && !path.empty()) {
-        node = subkeyOf(node, std::string(takeComponent(path)).c_str());
+CRegistryNode* walk(CRegistryNode* node, const char* path) {
+    std::string_view rest(path);
+    while (node != nullptr && !rest.empty()) {
+        const std::string_view component = takeComponent(rest);
+        // The last one, often the only one, ends with the path and needs no copy.
+        const bool isTerminated = *(component.data() + component.size()) == '\0';
+        node = isTerminated ? subkeyOf(node, component.data())
+                            : subkeyOf(node, std::string(component).c_str());
     }
     return node;
 }

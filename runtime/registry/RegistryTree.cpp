@@ -183,14 +183,23 @@ void load(LoadResult& result) {
     return false;
 }
 
-/// Writes the tree and renames the file. The stream holds the lock meanwhile.
-[[nodiscard]] bool writeTree(NewRegistryFile& file, CRegistryNode::Warnings& warnings) {
-    if (!dumpTree(file, warnings) || !replaceTree(file)) {
+[[nodiscard]] bool writeText(NewRegistryFile& file, const std::string& text) {
+    static_cast<void>(fwrite(text.data(), 1, text.size(), file.stream()));
+    return file.finish();
+}
+
+/// Renames the file if it has been written. The stream holds the lock meanwhile.
+[[nodiscard]] bool install(NewRegistryFile& file, bool isWritten) {
+    if (!isWritten || !replaceTree(file)) {
         return false;
     }
     // The file is in place: a failed sync matters only if the power fails.
     static_cast<void>(varnock::syncDirectoryOf(currentPath));
     return true;
+}
+
+[[nodiscard]] bool writeTree(NewRegistryFile& file, CRegistryNode::Warnings& warnings) {
+    return install(file, dumpTree(file, warnings));
 }
 
 /// Enters the missing root keys with their pointers, which are null after a failed load. True if
@@ -340,13 +349,77 @@ struct UnsavedChange {
 
 enum class Update { noTree, tried };
 
+/// The text of the file that the tree was loaded from. Nothing, with errno, if it cannot be read to
+/// its end.
+[[nodiscard]] std::optional<std::string> textOfFile(const LoadResult& loaded) {
+    const FileStream file =
+        varnock::openRegularFile(loaded.isMissing ? backupPath : currentPath, "re");
+    if (!file) {
+        return std::nullopt;
+    }
+    std::string text;
+    char bytes[16384];
+    while (const std::size_t count = fread(bytes, 1, sizeof bytes, file.get())) {
+        text.append(bytes, count);
+    }
+    if (ferror(file.get()) != 0) {
+        errno = EIO;
+        return std::nullopt;
+    }
+    return text;
+}
+
+/// Changes the tree, or the text of the file if `text` is not null.
+struct Change {
+    const std::function<bool()>* tree = nullptr;
+    const std::function<bool(std::string&)>* text = nullptr;
+};
+
+void makeTreeChange(const std::function<bool()>& change, NewRegistryFile& file, Save& saved) {
+    UnsavedChange unsaved;
+    if (!change()) {
+        return;
+    }
+    unsaved.armed = !writeTree(file, saved.warnings);
+    if (unsaved.armed) {
+        saved.fail(SaveResult::cannotWrite);
+    }
+}
+
+/// Calls the change and saves what it leaves.
+void makeChange(const Change& change, NewRegistryFile& file, LoadResult& loaded, Save& saved) {
+    if (change.tree != nullptr) {
+        makeTreeChange(*change.tree, file, saved);
+        return;
+    }
+    auto text = textOfFile(loaded);
+    if (text && !(*change.text)(*text)) {
+        return;
+    }
+    if (text && install(file, writeText(file, *text))) {
+        reload(loaded);
+    } else {
+        saved.fail(SaveResult::cannotWrite);
+    }
+}
+
+/// A change inside a change: the outer call, of the same thread, saves.
+void makeInnerChange(const Change& change, Save& saved) {
+    if (change.tree != nullptr) {
+        (*change.tree)();
+        return;
+    }
+    errno = EDEADLK;
+    saved.fail(SaveResult::cannotWrite);
+}
+
 /// Nothing while another saver has the file.
-[[nodiscard]] std::optional<Update> tryUpdate(const std::function<bool()>& change,
-                                              LoadResult& loaded, Save& saved) {
+[[nodiscard]] std::optional<Update> tryUpdate(const Change& change, LoadResult& loaded,
+                                              Save& saved) {
     const CriticalSectionGuard guard(CRegistry::MSpinlock);
     const varnock::CancellationGuard wholeFile;
-    if (updating) {  // by this thread, whose outer call saves
-        change();
+    if (updating) {
+        makeInnerChange(change, saved);
         return Update::tried;
     }
     const UpdatingMark mark;
@@ -380,14 +453,7 @@ enum class Update { noTree, tried };
     if (loaded.isBackupMissing) {
         return Update::noTree;
     }
-    UnsavedChange unsaved;
-    if (!change()) {
-        return Update::tried;
-    }
-    unsaved.armed = !writeTree(file, saved.warnings);
-    if (unsaved.armed) {
-        saved.fail(SaveResult::cannotWrite);
-    }
+    makeChange(change, file, loaded, saved);
     return Update::tried;
 }
 
@@ -404,6 +470,19 @@ void report(const Save& saved) {
                       saved.path);
     errno = saved.error;
     throw int{0};
+}
+
+/// False if there is no file. Throws int after a failure.
+bool update(const Change& change) {
+    if (hasRegistryEnded) {
+        return false;
+    }
+    LoadResult loaded;
+    Save saved;
+    const auto updated = waitForSavers(saved, [&] { return tryUpdate(change, loaded, saved); });
+    varnock::traceWarnings(loaded.warnings);  // SetupTree() has printed which files are missing
+    report(saved);
+    return updated != Update::noTree;
 }
 
 }  // namespace
@@ -443,15 +522,11 @@ void CRegistry::SaveTree() {
 }
 
 bool CRegistry::UpdateTree(const std::function<bool()>& change) {
-    if (hasRegistryEnded) {
-        return false;
-    }
-    LoadResult loaded;
-    Save saved;
-    const auto updated = waitForSavers(saved, [&] { return tryUpdate(change, loaded, saved); });
-    varnock::traceWarnings(loaded.warnings);  // SetupTree() has printed which files are missing
-    report(saved);
-    return updated != Update::noTree;
+    return update({.tree = &change});
+}
+
+bool CRegistry::UpdateText(const std::function<bool(std::string& text)>& change) {
+    return update({.text = &change});
 }
 
 void CRegistry::InitClass() {

@@ -64,6 +64,17 @@ pthread_t CCriticalSection::enter() {
     return self;
 }
 
+bool CCriticalSection::tryEnter(pthread_t caller) {
+    if (initialised_.load(kRelaxed) != 0 && owner_.load(kRelaxed) != caller) {
+        if (pthread_mutex_trylock(&mutex_) != 0) {
+            return false;
+        }
+        owner_.store(caller, kRelaxed);
+    }
+    count_.store(count_.load(kRelaxed) + 1, kRelaxed);
+    return true;
+}
+
 void CCriticalSection::leave(pthread_t caller) {
     if (!isOwner(caller)) {
         return;

@@ -22,12 +22,14 @@
 #include "runtime/trace/TraceEntry.h"
 #include "runtime/trace/TraceFileFormat.h"
 #include "runtime/trace/TraceLock.h"
+#include "runtime/trace/TraceQueue.h"
 #include "runtime/trace/TraceSettings.h"
 #include "util/Ascii.h"
 
 using varnock::CancellationGuard;
 using varnock::EntryHeader;
 using varnock::RingBufferFile;
+using varnock::SeveralEntries;
 using varnock::TraceEntry;
 using varnock::traceLock;
 namespace tracefile = varnock::tracefile;
@@ -102,7 +104,7 @@ CDebug::~CDebug() {
 
 int CDebug::Init(const char* name) {
     {
-        CriticalSectionGuard lock(traceLock());
+        const SeveralEntries lock;
         if (isSetUp()) {
             return 1;
         }
@@ -113,7 +115,7 @@ int CDebug::Init(const char* name) {
     // Without the lock: reading takes that of the registry, and may wait for another process.
     varnock::StoredTraceSettings stored{};
     const bool isRead = readSettings(stored);
-    CriticalSectionGuard lock(traceLock());
+    const SeveralEntries lock;
     if (isSetUp()) {
         return 1;
     }
@@ -242,7 +244,7 @@ bool CDebug::openOwnRingBuffer() {
 }
 
 int CDebug::InitRingBuffer(const char* path, long size) {
-    CriticalSectionGuard lock(traceLock());
+    const SeveralEntries lock;
     return openRingBuffer(path != nullptr ? path : "", size, nullptr) ? 1 : 0;
 }
 
@@ -281,6 +283,7 @@ bool CDebug::hasRingBuffer() {
 }
 
 bool CDebug::startInForkedChild() {
+    CancellationGuard wholeStart;
     identifyProcess();
     applicationInitDone_ = 0;
     if (openOwnRingBuffer()) {
@@ -345,7 +348,7 @@ void CDebug::TraceToConsole(const char* format, va_list arguments) {
         return;
     }
     ErrnoKeeper keepErrno;
-    TraceEntry entry;
+    TraceEntry entry(*this);
     if (!entry.format(format, arguments)) {
         return;
     }
@@ -359,11 +362,14 @@ void CDebug::TraceToRingBuffer(const char* format, va_list arguments) {
         return;
     }
     ErrnoKeeper keepErrno;
-    TraceEntry entry;
+    TraceEntry entry(*this);
     if (!entry.format(format, arguments)) {
         return;
     }
-    CriticalSectionGuard lock(traceLock());
+    varnock::traceQueue().place(entry);
+}
+
+void CDebug::place(TraceEntry& entry) {
     if (hasRingBuffer()) {
         append(entry.finish(applicationName_));
     }
@@ -407,7 +413,7 @@ void CDebug::DumpHex(unsigned int level, const unsigned char* data, unsigned lon
     for (size_t i = 0; withAscii != 0 && i < shown; ++i) {
         ascii[i] = isprint(data[i]) != 0 ? static_cast<char>(data[i]) : '.';
     }
-    CriticalSectionGuard linesTogether(traceLock());
+    const SeveralEntries linesTogether;
     PrintIt(kNoTarget, "Data: pData=%p, Len=%d, TrLen=%d, ascii=\"%s\"\n",
             static_cast<const void*>(data), static_cast<int>(length), static_cast<int>(shown),
             ascii);
@@ -429,7 +435,7 @@ void CDebug::DumpHex(unsigned int level, const unsigned char* data, unsigned lon
 }
 
 void CDebug::SetMainParams(int argc, char** argv) {
-    CriticalSectionGuard lock(traceLock());
+    const SeveralEntries lock;
     argc_ = argc;
     argv_ = argv;
     printCommandLine(kConsole);
@@ -449,7 +455,7 @@ void CDebug::printCommandLine(unsigned int target) {
 }
 
 void CDebug::SetApplInitDone() {
-    CriticalSectionGuard lock(traceLock());
+    const SeveralEntries lock;
     if (load(traceTarget_) != kRingBuffer || !hasRingBuffer() || ringBuffer_->wraps() != 0 ||
         ringBuffer_->freeBytes() < kFreeForInitialisation) {
         return;
@@ -460,7 +466,7 @@ void CDebug::SetApplInitDone() {
 }
 
 void CDebug::WriteLogHeader(unsigned int target) {
-    CriticalSectionGuard linesTogether(traceLock());
+    const SeveralEntries linesTogether;
     printProcess(target);
     printCommandLine(target);
     printEnvironment(target);
@@ -474,10 +480,10 @@ void CDebug::printProcess(unsigned int target) {
     sscanf(TovQXObjectVersion, "%d.%d-%d", &major, &minor, &build);
     static constexpr size_t kWeekdayLength = 4;
     PrintIt(target,
-            "Varnock Agent %s Version=\"%d.%02d-%02d\" Milestone=\"%s\" Built=\"%s\" "
+            "%s%s Version=\"%d.%02d-%02d\" Milestone=\"%s\" Built=\"%s\" "
             "Start=\"%.15s\" Wrap=\"%d\"\n",
-            TovQXObjectName, major, minor, build, TovQXObjectMilestone, TovQXObjectDate,
-            startTime_[0] != '\0' ? startTime_ + kWeekdayLength : "",
+            tracefile::kDescription, TovQXObjectName, major, minor, build, TovQXObjectMilestone,
+            TovQXObjectDate, startTime_[0] != '\0' ? startTime_ + kWeekdayLength : "",
             ringBuffer_ != nullptr ? ringBuffer_->wraps() : 0);
 }
 

@@ -4,6 +4,7 @@
 
 #include <exception>
 
+#include "runtime/Debug.h"
 #include "runtime/trace/TraceFormat.h"
 
 namespace varnock {
@@ -27,6 +28,19 @@ std::string_view TraceEntry::finish(const char* application) {
         begin = static_cast<char*>(memmove(message() - kLongestHeader, begin, kLongestHeader));
     }
     return {begin, static_cast<std::size_t>(end_ - begin)};
+}
+
+void TraceEntry::place() {
+    trace_.place(*this);
+}
+
+void TraceEntry::prefetch() const {
+    // A usual header begins within the first of these lines, and its message ends in the last.
+    constexpr std::ptrdiff_t kCacheLine = 64;
+    const char* const tag = text_ + EntryHeader::kFrontCapacity;
+    for (std::ptrdiff_t at = -kCacheLine; at < 2 * kCacheLine; at += kCacheLine) {
+        __builtin_prefetch(tag + at, 1);
+    }
 }
 
 }  // namespace varnock

@@ -72,6 +72,7 @@ inline constexpr std::size_t kLongestEntry = 1184;
 
 // Messages that mark a state of the library.
 
+inline constexpr char kDescription[] = "Varnock Agent ";  ///< the beginning of its first line
 inline constexpr char kEndOfDescription[] = "# End of header.";
 inline constexpr char kEndOfInitialisation[] = "### End of initialization. ###";
 inline constexpr char kWorkCycle[] = "### Start of work cycle. (";       ///< the number follows

@@ -440,6 +440,59 @@ TEST_F(RegistryTree, AnUpdateOfWhatIsNoFileLeavesTheTreeInMemory) {
     EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
 }
 
+TEST_F(RegistryTree, AnUpdateOfTheTextSavesItToTheByte) {
+    writeFile(file("registry"), kSmallTree);
+    CRegistry::MIsDirty = 0;
+    { CRegistry loaded; }
+    const std::string changed = "# A comment.\n[HKEY_LOCAL_MACHINE]\nz=d=1\na=d=02\n\n\n# End.";
+    EXPECT_TRUE(CRegistry::UpdateText([&](std::string& text) {
+        EXPECT_EQ(text, kSmallTree);
+        text = changed;
+        return true;
+    }));
+    EXPECT_EQ(readFile(file("registry")), changed);
+    EXPECT_EQ(readFile(file("registry.old")), kSmallTree);
+    EXPECT_FALSE(exists("registry.new"));
+    unsigned int number = 0;
+    CRegistry key("", CRegistry::MLocalMachine);
+    EXPECT_EQ(key.QueryValue(&number, "a", CRegistry::MLocalMachine), 0);
+    EXPECT_EQ(number, 2U) << "the tree in memory is that of the text";
+    EXPECT_EQ(CRegistry::MIsDirty, 0);
+}
+
+TEST_F(RegistryTree, AnUpdateOfTheTextThatIsNotSavedLeavesTheFile) {
+    writeFile(file("registry"), kSmallTree);
+    EXPECT_TRUE(CRegistry::UpdateText([](std::string& text) {
+        text = "x";
+        return false;
+    }));
+    EXPECT_THROW(CRegistry::UpdateText([](std::string&) -> bool { throw std::string("refused"); }),
+                 std::string);
+    renamesUntilFailure = 1;
+    EXPECT_THROW(CRegistry::UpdateText([](std::string& text) {
+                     text = "x";
+                     return true;
+                 }),
+                 int);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(readFile(file("registry")), kSmallTree);
+    EXPECT_FALSE(exists("registry.new"));
+    CRegistry key;
+    EXPECT_EQ(key.Open("SOFTWARE", CRegistry::MLocalMachine), 0);
+}
+
+TEST_F(RegistryTree, AnUpdateOfTheTextInsideOfAnUpdateFails) {
+    writeFile(file("registry"), kSmallTree);
+    EXPECT_TRUE(CRegistry::UpdateTree([] {
+        const auto change = [](std::string&) { return true; };
+        EXPECT_THROW(CRegistry::UpdateText(change), int);
+        EXPECT_EQ(errno, EDEADLK);
+        return false;
+    }));
+    ASSERT_EQ(unlink(file("registry").c_str()), 0);
+    EXPECT_FALSE(CRegistry::UpdateText([](std::string&) { return true; }));
+}
+
 TEST_F(RegistryTree, AnUpdateInsideOfAnUpdateIsAPartOfIt) {
     writeFile(file("registry"), kSmallTree);
     EXPECT_TRUE(CRegistry::UpdateTree([&] {

@@ -87,10 +87,10 @@ TEST(SettingsPage, KnowsEveryFileThatReadsTheEnvironment) {
             readers.insert(file);
         }
     }
-    EXPECT_THAT(
-        readers,
-        ElementsAre("agent/CommandLine.cpp", "cimple/log.cpp", "runtime/files/PlatformPaths.cpp",
-                    "runtime/registry/Registry.cpp", "runtime/trace/DebugSettings.cpp"));
+    EXPECT_THAT(readers,
+                ElementsAre("agent/CommandLine.cpp", "cimple/log.cpp", "cli/output/Screen.cpp",
+                            "runtime/files/PlatformPaths.cpp", "runtime/registry/Registry.cpp",
+                            "runtime/trace/DebugSettings.cpp"));
 }
 
 TEST(SettingsPage, NamesEveryValueOfTheRegistry) {

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "runtime/Debug.h"
 #include "tests/support/FixedClock.h"
 
 namespace varnock {
@@ -17,7 +18,7 @@ using testing::StartsWith;
 constexpr std::size_t kLongestHeader = 127;
 
 std::string entryOf(const char* application, const char* format, ...) {
-    TraceEntry entry;
+    TraceEntry entry(Debug);
     va_list arguments;
     va_start(arguments, format);
     EXPECT_TRUE(entry.format(format, arguments));
@@ -32,7 +33,7 @@ TEST(TraceEntries, EndWithOneNewline) {
 
 TEST(TraceEntries, HaveTheTimeOfTheirHeader) {
     test::FixedClock clock(1'700'000'000);
-    TraceEntry entry;
+    TraceEntry entry(Debug);
     const auto format = [&entry](const char* text, ...) {
         va_list arguments;
         va_start(arguments, text);
