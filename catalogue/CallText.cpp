@@ -44,6 +44,55 @@ std::string pageRow(const Row& row) {
     return line + cell(row.description) + (changesState(row) ? " Changes state." : "") + " |\n";
 }
 
+/// A text for mdoc, which wants every sentence on a line of its own.
+std::string escaped(std::string_view text) {
+    std::string out;
+    for (const char c : text) {
+        if (c == ' ' && out.ends_with('.')) {
+            out += '\n';
+        } else {
+            out += c == '\\' ? "\\e" : std::string(1, c);
+        }
+    }
+    return out;
+}
+
+std::string manualItem(const Row& row) {
+    const std::string options = optionsText(optionsNeeded(row));
+    std::string text = ".It Ic " + std::string(row.name) + (options.empty() ? "" : " " + options);
+    text += "\n" + escaped(row.description) + (changesState(row) ? "\nChanges state." : "");
+    text += "\nReturns " + escaped(row.returnType) + ", " + escaped(valueText(row));
+    text += ".\nCommand: " + escaped(commandText(row));
+    const std::string failure = failureText(row);
+    return text + (failure.empty() ? "" : ".\nOn failure: " + escaped(failure)) + ".\n";
+}
+
+constexpr std::string_view kManualHead = R"mdoc(.Dd November 22, 2026
+.Dt VARNOCK-CALLS 7
+.Os
+.Sh NAME
+.Nm varnock-calls
+.Nd the typed calls of the provider library
+.Sh DESCRIPTION
+The calls that
+.Xr varnockctl-call 1
+runs, in the order of the interface, with the options that they need.
+The options
+.Fl -cabinet ,
+.Fl -object
+and
+.Fl -ext
+form the key of the managed object;
+.Fl -value
+is the value of a setter and
+.Fl -node
+the name of a node of the status tree.
+After the type of the result follows the unit of a quantity, or the kind of value; a coded value is a
+number of the agent.
+Several command numbers are the successive commands of a sequence.
+.Bl -tag -width Ds
+)mdoc";
+
 constexpr std::string_view kPageHead = R"md(# The calls
 
 The operations of `provider::KOLMCalls` in the order of the interface, which is binding. This page is
@@ -108,6 +157,14 @@ std::string callsPage(const std::vector<Row>& rows) {
         page += pageRow(row);
     }
     return page;
+}
+
+std::string callsManual(const std::vector<Row>& rows) {
+    std::string page(kManualHead);
+    for (const Row& row : rows) {
+        page += manualItem(row);
+    }
+    return page + ".El\n.Sh SEE ALSO\n.Xr varnockctl 1 ,\n.Xr varnockctl-describe 1\n";
 }
 
 }  // namespace varnock::catalogue

@@ -18,4 +18,7 @@ std::string failureText(const Row& row);
 /// docs/calls.md: every call with its arguments, command numbers, result and failure.
 std::string callsPage(const std::vector<Row>& rows);
 
+/// The same as the manual page varnock-calls(7), in the language of mdoc(7).
+std::string callsManual(const std::vector<Row>& rows);
+
 }  // namespace varnock::catalogue

@@ -4,9 +4,11 @@
 #include <map>
 #include <regex>
 
+#include "catalogue/ModelPath.h"
 #include "catalogue/Options.h"
 #include "catalogue/Parameters.h"
 #include "catalogue/Text.h"
+#include "catalogue/Units.h"
 
 namespace varnock::catalogue {
 
@@ -19,6 +21,8 @@ namespace {
     "(const KOLMKey& key|cimple::uint32 (cabinetNr|objectId)|cimple::uint(8|16|32) value|" \
     "const cimple::String& (value|name)|PciDeviceInfo& info|UmDiffAlternate|SipJson& record)"
 #define VALUE "cimple::(boolean|uint8|uint16|uint32|sint32|String|Datetime|Array<cimple::uint8>)"
+#define SELECTOR "(\\[([a-z]+=)?(cabinet|object|ext|class|name|[0-9]+|[0-9]+\\.\\.)\\])?"
+#define MODEL_PATH "[a-z][A-Za-z0-9]*" SELECTOR "(\\.[a-z][A-Za-z0-9]*" SELECTOR ")*"
 #define RECORD "(KOLMKey|IdentityInfo|LogMessage|PowerUsage)"
 // One command, or the successive ones of a sequence.
 #define SEQUENCE(one) "(" one ")( / (" one "))*"
@@ -72,14 +76,19 @@ const std::vector<Column>& allColumns() {
          "a kind of value that README.md knows"},
         {"unit", "unit", &Row::unit, "-|[A-Za-z' ]+", "-, or a unit in words"},
         {"class", "componentClass", &Row::componentClass, "[A-Za-z ]+", "what the call is about, in words"},
+        {"model", "model", &Row::model, "-|" SEQUENCE(MODEL_PATH), "-, or a path that README.md knows, several with \" / \""},
+        {"coding", "coding", &Row::coding,
+         "-|health|severity|shutdown|processor status|memory type|yes or no|clear"
+         "|set (running|shutdown requested|restart requested)",
+         "-, a list of codes that README.md knows, yes or no, clear, or set and a code"},
         {"description", "description", &Row::description, "[A-Z][ -~]*[^ ]\\.", "printable ASCII, from a capital to a full stop"},
     };
     // clang-format on
     return all;
 }
 
-std::size_t partsOf(std::string_view cell) {
-    return static_cast<std::size_t>(std::count(cell.begin(), cell.end(), '/')) + 1;
+std::size_t countOf(std::string_view cell) {
+    return partsOf(cell).size();
 }
 
 /// Collects the messages about one row.
@@ -96,6 +105,8 @@ class Judge {
         reply();
         names();
         options();
+        model();
+        coding();
         return std::move(faults_);
     }
 
@@ -131,10 +142,10 @@ class Judge {
         const std::string_view cells[] = {row_.opcode, row_.ext, row_.object, row_.cabinet};
         std::size_t commands = 1;
         for (const std::string_view cell : cells) {
-            commands = std::max(commands, partsOf(cell));
+            commands = std::max(commands, countOf(cell));
         }
         for (const std::string_view cell : cells) {
-            expect(partsOf(cell) == 1 || partsOf(cell) == commands,
+            expect(countOf(cell) == 1 || countOf(cell) == commands,
                    "\"" + std::string(cell) + "\" needs one part, or one per command");
         }
     }
@@ -214,6 +225,34 @@ class Judge {
                    "\" repeats what follows from ext, object and cabinet");
         expect((optionsNeeded(row_) & ~optionsTaken(row_)) == 0,
                "options: \"" + std::string(row_.options) + "\" has no argument to go into");
+    }
+
+    /// Every call that sends a command of its own has a place in the model, one for all its
+    /// commands or one for each.
+    void model() {
+        expect(hasCommand(row_) == (row_.model != "-"),
+               "model: needed exactly for calls with a command");
+        const std::size_t commands = mentions(row_.ext, " for object 0, else ")
+                                         ? 2
+                                         : std::max(countOf(row_.opcode), countOf(row_.object));
+        expect(countOf(row_.model) == 1 || countOf(row_.model) == commands,
+               "model: \"" + std::string(row_.model) + "\" needs one part, or one per command");
+        expect(!mentions(row_.model, "[name=") || row_.data == "text name",
+               "model: \"" + std::string(row_.model) + "\" needs the data text name");
+        expect(!row_.model.ends_with(".count") || row_.value == "count",
+               "model: the number of elements needs the value count");
+        expect(row_.value != "quantity" || row_.model == "-" || row_.unit == "-" ||
+                   row_.unit == "agent's unit" || findUnit(row_.unit) != nullptr,
+               "unit: \"" + std::string(row_.unit) + "\" has no symbols in catalogue/Units.cpp");
+    }
+
+    void coding() {
+        const bool acts = row_.coding == "clear" || row_.coding.starts_with("set ");
+        const bool action = hasCommand(row_) && row_.reply == "none" && changesState(row_) &&
+                            !mentions(row_.data, "value");
+        expect(acts == action, "coding: clear or set are for the actions, which all have one");
+        expect(acts || row_.coding == "-" || row_.value == "coded",
+               "coding: \"" + std::string(row_.coding) + "\" needs the value coded");
     }
 
     const Row& row_;

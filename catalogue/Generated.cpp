@@ -5,23 +5,13 @@
 #include "catalogue/Cells.h"
 #include "catalogue/Options.h"
 #include "catalogue/Parameters.h"
+#include "catalogue/Text.h"
 
 namespace varnock::catalogue {
 
 namespace {
 
 constexpr const char* kNotice = "// Made from catalogue/calls.tsv by the build. Not for editing.\n";
-
-std::string quoted(std::string_view text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-        }
-        out += c;
-    }
-    return out + '"';
-}
 
 /// "optionCabinet | optionObject"
 std::string flags(unsigned int options) {

@@ -27,6 +27,8 @@ struct Row {
     std::string_view value;
     std::string_view unit;
     std::string_view componentClass;
+    std::string_view model;
+    std::string_view coding;
     std::string_view description;
 };
 

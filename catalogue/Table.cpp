@@ -5,8 +5,11 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <set>
+#include <tuple>
 
+#include "catalogue/Bindings.h"
 #include "catalogue/Cells.h"
 #include "catalogue/Text.h"
 
@@ -108,6 +111,39 @@ void checkOpcodes(const std::vector<Row>& rows, Faults& faults) {
     }
 }
 
+/// What tells one command's answer from that of another.
+using Question = std::tuple<unsigned, std::optional<unsigned>, bool, std::optional<unsigned>>;
+
+/// Calls that read the same must name the same place of the model, and so must a setter and its
+/// getter.
+void checkModels(const std::vector<Row>& rows, Faults& faults) {
+    constexpr unsigned kReadSetting = 0xE001;
+    constexpr unsigned kWriteSetting = 0xE002;
+    std::map<std::pair<Question, std::string_view>, Binding> first;
+    std::map<Question, Binding> readers;
+    const std::vector<Binding> all = bindings(rows);
+    const auto compare = [&](const Binding& own, const Binding& other, const char* relation) {
+        if (own.path != other.path) {
+            faults.add(own.row->index + kFirstLine, "model: \"" + own.path + "\", but \"" +
+                                                        other.path + "\" for " +
+                                                        std::string(other.row->name) + relation);
+        }
+    };
+    for (const Binding& each : all) {
+        const Question question{each.opcode, each.ext, each.ofElement, each.object};
+        readers.emplace(question, each);
+        const auto [known, isNew] = first.emplace(std::pair(question, each.reply), each);
+        compare(each, known->second, ", which reads the same");
+    }
+    for (const Binding& each : all) {
+        const auto reader =
+            readers.find(Question{kReadSetting, each.ext, each.ofElement, each.object});
+        if (each.opcode == kWriteSetting && reader != readers.end()) {
+            compare(each, reader->second, ", which reads what this one sets");
+        }
+    }
+}
+
 }  // namespace
 
 std::string readFile(const std::string& path) {
@@ -135,6 +171,7 @@ Table::Table(std::string_view text, std::string file)
     faults.raise();
     checkNames(rows_, faults);
     checkOpcodes(rows_, faults);
+    checkModels(rows_, faults);
     faults.raise();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <string>
 #include <string_view>
 
 namespace varnock::catalogue {
@@ -15,6 +16,18 @@ inline std::string_view take(std::string_view& rest, char separator) {
 
 inline bool mentions(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
+}
+
+/// The text as a literal of C++ or JSON. REQUIRES: no control characters.
+inline std::string quoted(std::string_view text) {
+    std::string out = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+        }
+        out += c;
+    }
+    return out + '"';
 }
 
 }  // namespace varnock::catalogue

@@ -8,13 +8,14 @@
 #include "catalogue/CallText.h"
 #include "catalogue/Generated.h"
 #include "catalogue/Interface.h"
+#include "catalogue/Shape.h"
 #include "catalogue/Table.h"
 
 namespace varnock::catalogue {
 namespace {
 
 constexpr const char* kUsage =
-    "usage: call_catalogue page TABLE\n"
+    "usage: call_catalogue page|manual TABLE\n"
     "       call_catalogue generate TABLE HEADER STATEMENTS-FOLDER OUTPUT-FOLDER\n";
 
 std::vector<SourceText> sourcesIn(const std::string& folder) {
@@ -54,10 +55,10 @@ void generate(const Table& table, char** arguments) {
     write(folder / "KolmOverrides.inc", overridesText(table.rows()));
     write(folder / "CallRows.inc", rowsText(table.rows()));
     write(folder / "CallMembers.inc", membersText(table.rows()));
+    write(folder / "machine.schema.json", machineSchema(machineShape(table.rows())));
 }
 
-void printPage(const Table& table) {
-    const std::string page = callsPage(table.rows());
+void printPage(const std::string& page) {
     if (fwrite(page.data(), 1, page.size(), stdout) != page.size() || fflush(stdout) != 0) {
         throw Malformed("the page cannot be written\n");
     }
@@ -65,7 +66,11 @@ void printPage(const Table& table) {
 
 [[nodiscard]] int run(int count, char** arguments) {
     if (count == 3 && strcmp(arguments[1], "page") == 0) {
-        printPage(Table::read(arguments[2]));
+        printPage(callsPage(Table::read(arguments[2]).rows()));
+        return 0;
+    }
+    if (count == 3 && strcmp(arguments[1], "manual") == 0) {
+        printPage(callsManual(Table::read(arguments[2]).rows()));
         return 0;
     }
     if (count == 6 && strcmp(arguments[1], "generate") == 0) {

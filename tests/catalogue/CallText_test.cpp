@@ -67,5 +67,16 @@ TEST(CallText, ThePageEscapesWhatMarkdownWouldTake) {
     EXPECT_NE(page.find("std::vector\\<cimple::uint32\\>"), page.npos) << page;
 }
 
+TEST(CallText, TheManualHasAnItemForEveryCall) {
+    const std::string page = catalogue::callsManual({row("getCurrentFanSpeed"), row("doClearLog")});
+    EXPECT_NE(page.find("\n.It Ic getCurrentFanSpeed --cabinet N --object N\nSpeed of a fan in "
+                        "revolutions per minute.\nReturns cimple::uint16, revolutions per minute.\n"
+                        "Command: 0x0302, object key objectId, cabinet key cabinetNr.\n"
+                        "On failure: traced, gives 0.\n.It Ic doClearLog --cabinet N\n"),
+              page.npos)
+        << page;
+    EXPECT_NE(page.find("Changes state.\nReturns void, none.\n"), page.npos) << page;
+}
+
 }  // namespace
 }  // namespace varnock::test

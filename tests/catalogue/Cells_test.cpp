@@ -73,6 +73,13 @@ TEST(Cells, EveryColumnAllowsOnlyValidCells) {
         {"value", {{"none", "coded", "quantity"}, {"", "-", "number of fans"}}},
         {"unit", {{"-", "MHz", "agent's unit"}, {"", "?", "1/min"}}},
         {"class", {{"fan", "PCI device"}, {"", "-", "class 12"}}},
+        {"model",
+         {{"-", "system.name", "cabinets[number=cabinet].fans[object].status",
+           "cabinets[0].number / cabinets[1..].number", "lists[0..]", "tree[name=name].text"},
+          {"", "System.name", "system..name", "fans[slot]", "fans[]", "fans[object", "fans[1...]",
+           "[0]"}}},
+        {"coding",
+         {{"-", "health", "yes or no", "clear", "set running"}, {"", "colour", "set", "set ok"}}},
         {"description",
          {{"Status of a fan, coded."},
           {"", "-", "status.", "No stop", "Space .", "Umlaut \xC3\xA4."}}},
@@ -212,6 +219,51 @@ TEST(Cells, FurtherOptionsAreNewAndHaveAnArgument) {
                             "cabinet"));
     EXPECT_THAT(contradictionsOf(silentRow({{"arguments", "-"}, {"options", "ext"}})),
                 ElementsAre("options: \"ext\" has no argument to go into"));
+}
+
+TEST(Cells, CallsWithACommandHaveAPlaceInTheModel) {
+    const char* const needed = "model: needed exactly for calls with a command";
+    EXPECT_THAT(contradictionsOf(soundRow({{"model", "-"}})), ElementsAre(needed));
+    EXPECT_THAT(contradictionsOf(silentRow({{"model", "system.name"}})), ElementsAre(needed));
+}
+
+TEST(Cells, TheModelHasOnePartOrOneForEachCommand) {
+    const Cells sequence{{"opcode", "0x0001 / 0x0002"}};
+    Cells fitting = sequence;
+    fitting["model"] = "a / b";
+    EXPECT_THAT(contradictionsOf(soundRow(sequence)), IsEmpty());
+    EXPECT_THAT(contradictionsOf(soundRow(fitting)), IsEmpty());
+    EXPECT_THAT(contradictionsOf(soundRow({{"model", "a / b"}})),
+                ElementsAre("model: \"a / b\" needs one part, or one per command"));
+    EXPECT_THAT(contradictionsOf(
+                    soundRow({{"ext", "0x0042 for object 0, else 0x0040"}, {"model", "a / b"}})),
+                IsEmpty());
+}
+
+TEST(Cells, TheModelFitsDataAndValue) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"model", "tree[name=name].status"}})),
+                ElementsAre("model: \"tree[name=name].status\" needs the data text name"));
+    EXPECT_THAT(contradictionsOf(soundRow({{"model", "fans.count"}})),
+                ElementsAre("model: the number of elements needs the value count"));
+    EXPECT_THAT(contradictionsOf(soundRow({{"value", "quantity"}, {"unit", "furlongs"}})),
+                ElementsAre("unit: \"furlongs\" has no symbols in catalogue/Units.cpp"));
+}
+
+TEST(Cells, CodingsFitTheValueAndTheEffect) {
+    EXPECT_THAT(contradictionsOf(soundRow({{"coding", "health"}})), IsEmpty());
+    EXPECT_THAT(contradictionsOf(soundRow({{"coding", "health"}, {"value", "number"}})),
+                ElementsAre("coding: \"health\" needs the value coded"));
+    const Cells action{{"returns", "void"},
+                       {"reply", "none"},
+                       {"changes", "yes"},
+                       {"value", "none"},
+                       {"coding", "clear"}};
+    EXPECT_THAT(contradictionsOf(soundRow(action)), IsEmpty());
+    const char* const acts = "coding: clear or set are for the actions, which all have one";
+    Cells idle = action;
+    idle["coding"] = "-";
+    EXPECT_THAT(contradictionsOf(soundRow(idle)), ElementsAre(acts));
+    EXPECT_THAT(contradictionsOf(soundRow({{"coding", "clear"}})), ElementsAre(acts));
 }
 
 }  // namespace

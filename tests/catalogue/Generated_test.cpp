@@ -21,6 +21,7 @@ catalogue::Table table() {
                                   {"reply", "byte"},
                                   {"failure", "default"},
                                   {"sends", "yes"},
+                                  {"model", "cabinets[number=cabinet].fans[0].status"},
                                   {"arguments", "const KOLMKey& key, UmDiffAlternate"}}),
                        silentRow({{"index", "2"}, {"name", "doIt"}, {"arguments", "-"}})}),
             "t.tsv"};

@@ -39,6 +39,8 @@ TEST_F(CallCatalogue, DerivesTheFilesOfTheBuild) {
     for (const char* name : {"KolmOverrides.inc", "CallRows.inc", "CallMembers.inc"}) {
         EXPECT_NE(readFile(file("out/derived/") + name).find("getFanStatus"), std::string::npos);
     }
+    EXPECT_NE(readFile(file("out/derived/machine.schema.json")).find("\"fans\": "),
+              std::string::npos);
 }
 
 TEST_F(CallCatalogue, LeavesAFileAloneThatStaysTheSame) {
@@ -87,6 +89,12 @@ TEST_F(CallCatalogue, PrintsThePage) {
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out.rfind("# The calls\n", 0), 0U);
     EXPECT_NE(result.out.find("| 0 | `getFanStatus --cabinet N --object N` |"), std::string::npos);
+}
+
+TEST_F(CallCatalogue, PrintsTheManualPage) {
+    const ProcessResult result = runProcess({CALL_CATALOGUE, "manual", file("calls.tsv")});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.out.find(".It Ic getFanStatus --cabinet N --object N\n"), std::string::npos);
 }
 
 TEST_F(CallCatalogue, ExplainsItselfToWhoeverCallsItOtherwise) {

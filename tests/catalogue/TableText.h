@@ -33,6 +33,8 @@ inline Cells soundRow(const Cells& others = {}) {
                 {"value", "coded"},
                 {"unit", "-"},
                 {"class", "fan"},
+                {"model", "cabinets[number=cabinet].fans[object].status"},
+                {"coding", "-"},
                 {"description", "Status of a fan, coded."}};
     for (const auto& [column, cell] : others) {
         cells[column] = cell;
@@ -48,6 +50,8 @@ inline Cells silentRow(const Cells& others = {}) {
                             {"cabinet", "-"},
                             {"reply", "-"},
                             {"failure", "-"},
+                            {"model", "-"},
+                            {"coding", "-"},
                             {"sends", "no"},
                             {"entry", "()"}});
     for (const auto& [column, cell] : others) {

@@ -80,6 +80,45 @@ TEST(Table, RefusesAnOpcodeThatChangesStateInSomeRowsOnly) {
         "t.tsv:3: changes: yes, and not so for getFanStatus, which has the same opcode\n");
 }
 
+TEST(Table, CallsThatReadTheSameHaveOnePlaceInTheModel) {
+    const auto second = [](const Cells& others) {
+        Cells cells = soundRow({{"index", "1"}, {"name", "getFanState"}});
+        cells.insert(others.begin(), others.end());
+        for (const auto& [column, cell] : others) {
+            cells[column] = cell;
+        }
+        return faultsOf(tableText({soundRow(), cells}));
+    };
+    EXPECT_EQ(second({}), "");
+    EXPECT_EQ(second({{"model", "system.status"}}),
+              "t.tsv:3: model: \"system.status\", but "
+              "\"cabinets[number=cabinet].fans[object].status\" for getFanStatus, which reads the "
+              "same\n");
+    EXPECT_EQ(second({{"model", "system.status"}, {"opcode", "0x0302"}}), "");
+}
+
+TEST(Table, ASetterHasThePlaceOfItsGetter) {
+    const Cells reader = soundRow({{"opcode", "0xE001"}, {"ext", "0x0071"}});
+    const auto faults = [&](const std::string& model) {
+        return faultsOf(
+            tableText({reader, soundRow({{"index", "1"},
+                                         {"name", "setFan"},
+                                         {"arguments", "const KOLMKey& key, cimple::uint8 value"},
+                                         {"returns", "void"},
+                                         {"opcode", "0xE002"},
+                                         {"ext", "0x0071"},
+                                         {"data", "byte value"},
+                                         {"reply", "none"},
+                                         {"changes", "yes"},
+                                         {"model", model}})}));
+    };
+    EXPECT_EQ(faults(reader.at("model")), "");
+    EXPECT_EQ(faults("system.status"),
+              "t.tsv:3: model: \"system.status\", but "
+              "\"cabinets[number=cabinet].fans[object].status\" for getFanStatus, which reads what "
+              "this one sets\n");
+}
+
 TEST(Table, TellsEveryFaultAtOnce) {
     const std::string faults =
         faultsOf(tableText({soundRow({{"opcode", "769"}, {"sends", "maybe"}}),
