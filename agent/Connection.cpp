@@ -9,49 +9,51 @@
 #include <exception>
 #include <utility>
 
+#include "agent/NonBlocking.h"
 #include "tools/Console.h"
 
 namespace varnock::agent {
-namespace {
-
-constexpr std::size_t kReceiveSize = 65536;
-
-bool wouldBlock(int error) {
-    return error == EAGAIN || error == EINTR;
-}
-
-}  // namespace
-
-Connection::Connection(sd_event* loop, FileDescriptor fd, Channel channel, Replier& replier,
-                       const Limits& limits, Dropped dropped)
+Connection::Connection(const Surroundings& surroundings, FileDescriptor fd, Session session,
+                       Replier& replier, Dropped dropped)
     : fd_(std::move(fd)),
-      session_{channel, fd_.get(), false, {}},
+      session_(std::move(session)),
       replier_(replier),
-      limits_(limits),
-      dropped_(std::move(dropped)) {
+      clock_(surroundings.clock),
+      limits_(surroundings.limits),
+      dropped_(std::move(dropped)),
+      ready_(surroundings.poller.watch(fd_.get(), EPOLLIN, *this)) {
     sd_event_source* source = nullptr;
-    checked(sd_event_add_io(loop, &source, fd_.get(), EPOLLIN, onReady, this), "cannot watch");
-    ready_.reset(source);
-    checked(sd_event_add_time_relative(loop, &source, CLOCK_MONOTONIC, 0, 1, onDeadline, this),
+    checked(sd_event_add_time_relative(surroundings.loop, &source, CLOCK_MONOTONIC, 0, 1,
+                                       onDeadline, this),
             "cannot make a timer");
     deadline_.reset(source);
     checked(sd_event_source_set_enabled(source, SD_EVENT_OFF), "cannot stop a timer");
 }
 
-int Connection::onReady(sd_event_source*, int, std::uint32_t events, void* self) {
-    auto* connection = static_cast<Connection*>(self);
+Connection::~Connection() {
+    if (plan_.late) {
+        plan_.late->whenGiven(nullptr);
+    }
+}
+
+/// Drops the connection if the action fails or says that it has ended.
+template <typename Action>
+void Connection::keepIf(Action stillAlive) {
     bool alive = false;
     try {
-        alive = connection->serve(events);
+        alive = stillAlive();
     } catch (const FrameTooLong&) {
         // The start of the next frame can no longer be found.
     } catch (const std::exception& failure) {
         console::say("varnock-agent: connection dropped", failure.what());
     }
     if (!alive) {
-        connection->drop();
+        drop();
     }
-    return 0;
+}
+
+void Connection::onReady(std::uint32_t events) {
+    keepIf([&] { return serve(events); });
 }
 
 int Connection::onDeadline(sd_event_source*, std::uint64_t, void* self) {
@@ -70,13 +72,15 @@ bool Connection::serve(std::uint32_t events) {
         return false;
     }
     lastActive_ = Clock::now();
-    if ((events & EPOLLOUT) != 0 && !flush()) {
-        return false;
-    }
     if ((events & EPOLLIN) != 0 && !receive()) {
         return false;
     }
-    if (!answerFrames()) {
+    return goOn();
+}
+
+/// Sends and answers as much as can be now. False if the connection has ended.
+bool Connection::goOn() {
+    if (!carryOut() || !answerFrames()) {
         return false;
     }
     watch();
@@ -101,17 +105,81 @@ bool Connection::answerFrames() {
         if (!request) {
             return true;
         }
-        output_ = encodeFrame(replier_.reply(session_, *request));
-        sent_ = 0;
-        if (!flush()) {
+        plan_ = replier_.plan(session_, *request);
+        step_ = 0;
+        if (plan_.hasSmallBuffer) {
+            const int least = 1;  // the kernel makes it the smallest that it allows
+            setsockopt(fd_.get(), SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
+        }
+        if (!carryOut()) {
             return false;
         }
     }
     return true;
 }
 
+/// Carries out the plan as far as it can be now. False if the connection has ended.
+bool Connection::carryOut() {
+    for (;;) {
+        if (!flush()) {
+            return false;
+        }
+        if (hasOutput() || isPaused_) {
+            return true;
+        }
+        if (isClosing_) {
+            return false;
+        }
+        if (step_ == plan_.steps.size()) {
+            plan_.steps.clear();
+            step_ = 0;
+            if (plan_.late) {
+                awaitReply();
+                continue;
+            }
+            if (events_.empty()) {
+                return true;
+            }
+            output_ = std::exchange(events_, {});
+        } else if (!wait(plan_.steps[step_])) {
+            ReplyStep& step = plan_.steps[step_++];
+            output_ = std::move(step.bytes);
+            isClosing_ = step.closes;
+        }
+    }
+}
+
+/// False if the time of the step has come; else the connection pauses until then.
+bool Connection::wait(ReplyStep& step) {
+    const auto delay = std::exchange(step.delay, {});
+    if (delay.count() <= 0) {
+        return false;
+    }
+    pauseUntil(clock_.now() + delay);
+    return true;
+}
+
+/// Puts the late reply into the plan, or pauses until its text comes.
+void Connection::awaitReply() {
+    if (const auto& text = plan_.late->text()) {
+        plan_ = wholeReply(*text);
+        return;
+    }
+    isPaused_ = true;
+    // The text may come while another connection is being served: the loop continues this one.
+    plan_.late->whenGiven([this] { pauseUntil(clock_.now()); });
+}
+
+void Connection::pauseUntil(AgentClock::Time end) {
+    isPaused_ = true;
+    pause_ = clock_.at(end, [this] {
+        isPaused_ = false;
+        keepIf([this] { return goOn(); });
+    });
+}
+
 bool Connection::flush() {
-    while (busy()) {
+    while (hasOutput()) {
         const ssize_t count = send(fd_.get(), output_.data() + sent_, output_.size() - sent_,
                                    MSG_DONTWAIT | MSG_NOSIGNAL);
         if (count < 0) {
@@ -127,10 +195,14 @@ bool Connection::flush() {
 }
 
 bool Connection::push(const std::string& frame) {
-    if (output_.size() - sent_ + frame.size() > limits_.queuedEvents) {
+    if (output_.size() - sent_ + events_.size() + frame.size() > limits_.queuedEvents) {
         return false;
     }
     lastActive_ = Clock::now();
+    if (hasPlan()) {
+        events_ += frame;
+        return true;
+    }
     output_.erase(0, sent_);
     sent_ = 0;
     output_ += frame;
@@ -142,12 +214,12 @@ bool Connection::push(const std::string& frame) {
 }
 
 void Connection::watch() {
-    std::uint32_t events = busy() ? EPOLLOUT : 0U;
+    std::uint32_t events = hasOutput() ? EPOLLOUT : 0U;
     if (!busy() && !inputEnded_) {
         events |= EPOLLIN;
     }
-    checked(sd_event_source_set_io_events(ready_.get(), events), "cannot watch");
-    setDeadline(busy() || input_.holdsBytes());
+    ready_.wait(events);
+    setDeadline(hasOutput() || (!busy() && input_.holdsBytes()));
 }
 
 void Connection::setDeadline(bool wanted) {

@@ -19,6 +19,8 @@ struct FrameTooLong : std::runtime_error {
 /// The frame of a text. REQUIRES: fitsFrame(text).
 std::string encodeFrame(std::string_view text);
 [[nodiscard]] bool fitsFrame(std::string_view text);
+/// The reverse of encodeFrame(); nothing if the bytes are not exactly such a frame.
+[[nodiscard]] std::optional<std::string> textOfFrame(const std::string& frame);
 
 /// Splits the bytes of a stream, arriving in any pieces, into frames. Its size is bounded if
 /// takeText() is called after every append(). Not thread-safe.
@@ -28,10 +30,17 @@ class FrameBuffer {
     /// The text of the next complete frame up to its first NUL, or nothing yet. Throws FrameTooLong
     /// as soon as the length word exceeds the limit; the stream is unusable afterwards.
     [[nodiscard]] std::optional<std::string> takeText();
+    /// The same, but the bytes of the frame as they arrived.
+    [[nodiscard]] std::optional<std::string> takeFrame();
+    /// Everything that was not yet taken, whole frame or not.
+    [[nodiscard]] std::string takeRest();
     /// True if bytes of a frame that was not yet taken have arrived.
     bool holdsBytes() const { return start_ < bytes_.size(); }
 
   private:
+    std::size_t nextFrame() const;
+    void skip(std::size_t count);
+
     std::string bytes_;
     std::size_t start_ = 0;
 };

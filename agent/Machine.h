@@ -6,6 +6,9 @@
 #include <variant>
 #include <vector>
 
+#include "agent/ReplyPlan.h"
+#include "agent/Services.h"
+#include "agent/Session.h"
 #include "transport/AgentProtocol.h"
 #include "transport/SipJson.h"
 
@@ -44,6 +47,10 @@ struct Answer {
 
     Status status = Status::success;
     Data data;
+    /// Why there is no data, as a sentence for a transcript; empty if that is not known.
+    std::string reason = {};
+    /// Where the machine's description holds the value or would hold it; empty without one.
+    std::string path = {};
 };
 
 /// The machine for which the agent answers: the live host, a described machine, a recording. Called
@@ -52,6 +59,17 @@ class Machine {
   public:
     virtual ~Machine() = default;
     virtual Answer answer(const Command& command) = 0;
+    /// Called once, before the first command: the machine may keep the services.
+    virtual void attach(const Services&) {}
+    /// Called once, after the last command: the services end.
+    virtual void detach() {}
+    /// What the client gets for its request, byte for byte; nothing if answer() decides. Called
+    /// after it.
+    virtual std::optional<ReplyPlan> recorded(const Session&, const std::string& /*request*/) {
+        return std::nullopt;
+    }
+    /// For users: "host", the name of a description.
+    virtual std::string name() const { return "machine"; }
 };
 
 }  // namespace varnock::agent

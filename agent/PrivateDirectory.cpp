@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string>
@@ -54,7 +55,7 @@ void detach() {
 
 }  // namespace
 
-PrivateDirectory::PrivateDirectory() {
+PrivateDirectory::PrivateDirectory() : owner_(getpid()) {
     std::string name = parentDirectory() / "varnock-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), name);
@@ -87,6 +88,9 @@ void PrivateDirectory::startGuardian() {
 }
 
 PrivateDirectory::~PrivateDirectory() {
+    if (getpid() != owner_) {
+        return;
+    }
     if (!kept_) {
         std::error_code ignored;
         fs::remove_all(path_, ignored);

@@ -10,7 +10,7 @@ namespace varnock::agent {
 
 /// A temporary directory accessible only to this user, with a path short enough for sockets. It is
 /// always removed with its contents: a small guardian process waits for the end of this process and
-/// removes the rest, even if this process is killed.
+/// removes the rest, even if this process is killed. A forked child leaves the directory alone.
 class PrivateDirectory {
   public:
     /// Forks, so no other thread may be running. Throws std::system_error.
@@ -28,6 +28,7 @@ class PrivateDirectory {
 
     std::filesystem::path path_;
     FileDescriptor leash_;
+    pid_t owner_;
     pid_t guardian_ = -1;
     bool kept_ = false;
 };

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "agent/FrameBuffer.h"
 #include "tools/Console.h"
@@ -54,11 +55,19 @@ std::string compose(const SipJson& request, const Answer& answer) {
 
 }  // namespace
 
+Response Responder::respond(Session& session, const SipJson& request, std::optional<Status> given) {
+    Answer answer = given ? Answer(*given) : this->answer(session, request);
+    std::string text = compose(request, answer);
+    if (!fitsFrame(text)) {
+        text = compose(request, Status::noMemory);
+    }
+    return {std::move(text), std::move(answer.reason), std::move(answer.path)};
+}
+
 std::string Responder::reply(Session& session, const std::string& request) {
     SipJson record;
     record.Import(request.c_str());
-    std::string text = compose(record, answer(session, record));
-    return fitsFrame(text) ? text : compose(record, Status::noMemory);
+    return respond(session, record).text;
 }
 
 Answer Responder::answer(Session& session, const SipJson& record) try {

@@ -1,39 +1,32 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "agent/Machine.h"
+#include "agent/Session.h"
 
 namespace varnock::agent {
 
-/// The sockets of an agent: the two for the library, and the control socket.
-enum class Channel { requests, events, control };
-
-/// The agent's data about one connection.
-struct Session {
-    Channel channel;
-    /// The agent's own descriptor, reported to a client when it registers.
-    int fd;
-    bool registered = false;
-    std::string client;
+/// The reply to a command, and what the machine says about it.
+struct Response {
+    std::string text;  ///< fits a frame
+    std::string reason = {};
+    std::string path = {};
 };
 
-/// Answers the frames of one kind of connection.
-class Replier {
-  public:
-    virtual ~Replier() = default;
-    /// Never fails; the reply fits a frame.
-    virtual std::string reply(Session& session, const std::string& request) = 0;
-};
-
-/// Turns the text of a command record into the text of its reply: it handles registration itself
-/// and passes other commands to the machine. Independent of sockets. Not thread-safe.
-class Responder final : public Replier {
+/// Turns a command record into its reply: it handles registration itself and passes other commands
+/// to the machine. Independent of sockets. Not thread-safe.
+class Responder {
   public:
     explicit Responder(Machine& machine) : machine_(machine) {}
 
-    /// Malformed or unanswerable commands get a negative reply.
-    std::string reply(Session& session, const std::string& request) override;
+    /// Malformed or unanswerable commands get a negative reply. With a status given, the reply has
+    /// this status and no data, and the machine does not get the command.
+    Response respond(Session& session, const SipJson& request,
+                     std::optional<Status> given = std::nullopt);
+    /// The same for the text of a record.
+    std::string reply(Session& session, const std::string& request);
 
   private:
     Answer answer(Session& session, const SipJson& record);

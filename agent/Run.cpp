@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
@@ -10,15 +9,13 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 #include <utility>
 
+#include "agent/DescriptorLimit.h"
 #include "agent/EventLoop.h"
-#include "agent/PrivateDirectory.h"
+#include "agent/PrivateHome.h"
 #include "agent/Signals.h"
-#include "runtime/files/PlatformPaths.h"
-#include "runtime/trace/TraceSettings.h"
 #include "tools/Console.h"
 
 namespace varnock::agent {
@@ -30,31 +27,6 @@ constexpr int kNotFound = 127;
 constexpr int kNotRunnable = 126;
 constexpr int kSignalled = 128;
 constexpr std::array kForwarded = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
-
-/// A registry with the one key that holds the settings. Each node, the root of the file included,
-/// ends with an empty line.
-constexpr const char* kRegistry = "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\n\n\n\n";
-
-void furnish(const fs::path& home) {
-    fs::create_directory(home / "system");
-    fs::create_directory(home / "trace");
-    std::ofstream registry(home / "system/registry");
-    registry << kRegistry;
-    registry.close();
-    if (!registry) {
-        throw StartError((home / "system/registry").string() + ": cannot write");
-    }
-}
-
-void describe(const fs::path& home, const std::string& sockets) {
-    setenv(kSocketDirectoryVariable, sockets.c_str(), 1);
-    // Settings of the user are kept: they often serve to look at the trace of the command.
-    setenv(kSystemDirectoryVariable, (home / "system").c_str(), 0);
-    setenv(kTraceDirectoryVariable, (home / "trace").c_str(), 0);
-    setenv(kTraceWeightVariable, "1", 0);
-    setenv(kTraceNoHeaderVariable, "1", 0);
-    setenv(kTracePerProcessVariable, "1", 0);
-}
 
 std::vector<char*> pointers(const std::vector<std::string>& words) {
     std::vector<char*> result;
@@ -68,12 +40,13 @@ std::vector<char*> pointers(const std::vector<std::string>& words) {
 
 /// Runs in the child. Returns only if the command cannot be run, with the errno.
 [[nodiscard]] int execute(const std::vector<std::string>& command, const sigset_t& mask,
-                          pid_t parent) {
+                          const MoreDescriptors& descriptors, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) {
         return ESRCH;
     }
     sigprocmask(SIG_SETMASK, &mask, nullptr);
+    descriptors.restore();
     const std::vector<char*> arguments = pointers(command);
     execvp(arguments[0], arguments.data());
     return errno;
@@ -86,7 +59,8 @@ struct Child {
 };
 
 /// Returns the process id, or the negative errno of a command that cannot be run.
-[[nodiscard]] pid_t start(const std::vector<std::string>& command, const BlockedSignals& blocked) {
+[[nodiscard]] pid_t start(const std::vector<std::string>& command, const BlockedSignals& blocked,
+                          const MoreDescriptors& descriptors) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
@@ -99,7 +73,7 @@ struct Child {
         throw std::system_error(errno, std::generic_category(), "fork");
     }
     if (pid == 0) {
-        const int error = execute(command, blocked.before(), parent);
+        const int error = execute(command, blocked.before(), descriptors, parent);
         [[maybe_unused]] const ssize_t told = write(writeEnd.get(), &error, sizeof error);
         _exit(kNotRunnable);
     }
@@ -140,9 +114,9 @@ void watch(sd_event* loop, Child& child) {
 }
 
 [[nodiscard]] int runBeside(sd_event* loop, const std::vector<std::string>& command,
-                            const BlockedSignals& blocked) {
+                            const BlockedSignals& blocked, const MoreDescriptors& descriptors) {
     Child child;
-    child.pid = start(command, blocked);
+    child.pid = start(command, blocked, descriptors);
     if (child.pid < 0) {
         const int error = -child.pid;
         console::say("varnock-agent", command[0] + ": " + std::strerror(error));
@@ -155,20 +129,28 @@ void watch(sd_event* loop, Child& child) {
 
 }  // namespace
 
-int run(Machine& machine, const RunOptions& options) {
-    PrivateDirectory home;
+int run(Machine& machine, RunOptions options) {
+    PrivateHome home;
     const BlockedSignals blocked{SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2, SIGCHLD};
     if (options.keep) {
         home.keep();
         console::say("varnock-agent: keeping " + home.path().native());
     }
-    furnish(home.path());
     // Absolute, because the command may change its directory.
-    const std::string sockets = fs::absolute(options.directory.value_or(home.path()));
+    ServerOptions serving = std::move(options.server);
+    const std::string sockets =
+        fs::absolute(serving.directory.empty() ? home.path() : fs::path(serving.directory));
+    serving.directory = sockets;
+    const MoreDescriptors descriptors;
     const EventLoop loop = newEventLoop();
-    Server server(loop.get(), machine, {.directory = sockets, .mode = options.mode});
-    describe(home.path(), sockets);
-    return runBeside(loop.get(), options.command, blocked);
+    Server server(loop.get(), machine, std::move(serving));
+    home.setEnvironment(sockets);
+    const int status = runBeside(loop.get(), options.command, blocked, descriptors);
+    // What the command has not done so far it will not do.
+    server.counts().endWaits();
+    const ScenarioPlayer* scenario = server.scenario();
+    const bool hasFailed = scenario != nullptr && !scenario->failures().empty();
+    return status == 0 && hasFailed ? kScenarioFailed : status;
 }
 
 }  // namespace varnock::agent

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,12 +8,14 @@
 
 namespace varnock::agent {
 
+/// The status of `run` if an expectation or step of its scenario failed.
+inline constexpr int kScenarioFailed = 3;
+
 struct RunOptions {
     /// Program and arguments; the program is searched in PATH.
     std::vector<std::string> command;
-    /// Directory of the sockets; by default the private directory.
-    std::optional<std::string> directory;
-    mode_t mode = 0600;
+    /// Without a directory the sockets are in the private one.
+    ServerOptions server;
     /// Keep the private directory and print its path.
     bool keep = false;
 };
@@ -22,7 +23,8 @@ struct RunOptions {
 /// Runs a command with a private agent: the command's environment refers to private sockets,
 /// registry and trace file. Signals are forwarded to the command; if the agent dies, the command is
 /// ended. Returns the command's exit status, 128 + n if signal n ended it, 127 if it was not found,
-/// 126 if it could not be run. Throws StartError if the agent cannot start.
-[[nodiscard]] int run(Machine& machine, const RunOptions& options);
+/// 126 if it could not be run, kScenarioFailed if the command ended with 0 and a step or
+/// expectation of the scenario failed. Throws StartError if the agent cannot start.
+[[nodiscard]] int run(Machine& machine, RunOptions options);
 
 }  // namespace varnock::agent

@@ -9,6 +9,10 @@
 #include <exception>
 #include <utility>
 
+#include "agent/control/ExpectVerbs.h"
+#include "agent/control/LayerVerbs.h"
+#include "agent/control/ModelVerbs.h"
+#include "agent/control/ServerVerbs.h"
 #include "runtime/files/PlatformPaths.h"
 #include "tools/Console.h"
 
@@ -57,13 +61,35 @@ Server::Door::Door(Server& owner, Channel which, Replier& answers, const char* n
 Server::Server(sd_event* loop, Machine& machine, ServerOptions options)
     : loop_(loop),
       directory_(options.directory),
-      responder_(machine),
+      machine_(machine),
+      clock_(loop, options.clock),
+      queue_(loop, [this](const std::string& frame) { push(frame); }),
+      names_(queue_),
+      rules_(clock_, options.seed),
+      handler_(machine, rules_, counts_, transcript_),
       limits_(options.limits),
+      poller_(loop),
       lock_(lockDirectory(options.directory)),
-      requests_(*this, Channel::requests, responder_, kRequestSocket, options),
-      events_(*this, Channel::events, responder_, kEventSocket, options),
+      requests_(*this, Channel::requests, handler_, kRequestSocket, options),
+      events_(*this, Channel::events, handler_, kEventSocket, options),
       controls_(*this, Channel::control, control_, kControlSocket, options) {
     lock_.reset();
+    for (const std::string& rule : options.faults) {
+        rules_.add(rule);
+    }
+    if (!options.transcript.empty()) {
+        transcript_.start(options.transcript);
+    }
+    addServerVerbs(control_, *this);
+    addFaultVerb(control_, rules_, clock_);
+    addTranscriptVerb(control_, transcript_);
+    addClockVerb(control_, clock_);
+    addCallVerbs(control_, counts_);
+    refuseModelVerbs(control_);
+    machine_.attach({control_, queue_, names_, clock_, rules_});
+    if (options.scenario) {
+        scenario_.emplace(*std::move(options.scenario), control_, clock_);
+    }
 }
 
 int Server::onClient(sd_event_source*, int, std::uint32_t, void* self) {
@@ -99,20 +125,22 @@ void Server::admit(FileDescriptor client, const Door& door) {
     if (connections(door.channel) >= limits_.connections && !dropIdleLongest(door.channel)) {
         return;
     }
-    auto connection =
-        std::make_unique<Connection>(loop_, std::move(client), door.channel, door.replier, limits_,
-                                     [this](Connection& gone) { drop(gone); });
-    const Connection* key = connection.get();
-    connections_.emplace(key, std::move(connection));
+    unsigned& admitted = door.channel == Channel::control ? controlsAdmitted_ : admitted_;
+    Session session{door.channel, client.get(), false, {}, ++admitted};
+    const std::pair key(session.channel, session.number);
+    connections_.emplace(
+        key, std::make_unique<Connection>(Surroundings{loop_, poller_, clock_, limits_},
+                                          std::move(client), std::move(session), door.replier,
+                                          [this](Connection& gone) { drop(gone); }));
 }
 
 /// Clients that only hold connections must not shut out others. False if no connection is idle.
 bool Server::dropIdleLongest(Channel channel) {
     const Connection* longest = nullptr;
-    for (const auto& [connection, owner] : connections_) {
+    for (const auto& [key, connection] : connections_) {
         if (connection->session().channel == channel && connection->isIdle() &&
             (longest == nullptr || connection->lastActive() < longest->lastActive())) {
-            longest = connection;
+            longest = connection.get();
         }
     }
     if (longest != nullptr) {
@@ -130,20 +158,22 @@ void Server::closeForAWhile(Door& door) {
 }
 
 void Server::drop(const Connection& connection) {
-    connections_.erase(&connection);
+    connections_.erase({connection.session().channel, connection.session().number});
 }
 
-std::size_t Server::pushEvent(const SipJson& event) {
-    const std::string text = event.Export();
-    if (!fitsFrame(text)) {
-        throw FrameTooLong();
-    }
-    const std::string frame = encodeFrame(text);
+/// A client with too many unread events is dropped.
+void Server::push(const std::string& frame) {
     std::erase_if(connections_, [&](const auto& entry) {
-        return isListener(*entry.second) && !entry.second->push(frame);
+        Connection& connection = *entry.second;
+        if (!isListener(connection)) {
+            return false;
+        }
+        if (transcript_.isOn()) {
+            transcript_.event(connection.session(), frame);
+        }
+        return !connection.push(frame);
     });
     ++eventsPushed_;
-    return listeners();
 }
 
 std::size_t Server::listeners() const {

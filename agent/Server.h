@@ -1,15 +1,25 @@
 #pragma once
 
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "agent/AgentClock.h"
+#include "agent/CallCounts.h"
 #include "agent/Connection.h"
-#include "agent/Control.h"
 #include "agent/EventLoop.h"
 #include "agent/Listener.h"
-#include "agent/Responder.h"
+#include "agent/Poller.h"
+#include "agent/RequestHandler.h"
+#include "agent/control/Control.h"
+#include "agent/events/EventQueue.h"
+#include "agent/events/NamedEvents.h"
+#include "agent/faults/FaultRules.h"
+#include "agent/scenario/ScenarioPlayer.h"
+#include "agent/transcript/Transcript.h"
 
 namespace varnock::agent {
 
@@ -17,27 +27,51 @@ struct ServerOptions {
     std::string directory;
     /// Permissions of the library's sockets. Only the owner can use the control socket.
     mode_t mode = 0600;
-    Limits limits = {};
+    ClientLimits limits = {};
     /// Listening sockets from the service manager, used instead of new ones.
     std::vector<FileDescriptor> inherited = {};
+    AgentClock::Kind clock = AgentClock::Kind::real;
+    /// Of the random numbers of faults.
+    std::uint64_t seed = 0;
+    /// Rules in force from the start.
+    std::vector<std::string> faults = {};
+    /// File of the transcript; empty for none.
+    std::string transcript = {};
+    /// Begins with the server.
+    std::optional<Scenario> scenario = std::nullopt;
 };
 
 /// The agent's sockets and all their connections, on one event loop. Listens from its construction
 /// on and answers while the loop runs. Used only on the thread of that loop.
 class Server {
   public:
-    /// Throws StartError if a socket cannot be created. The machine must outlive the server.
+    /// Throws StartError if a socket cannot be created, and Refusal if a rule is wrong or the
+    /// transcript cannot be written. The machine must outlive the server.
     Server(sd_event* loop, Machine& machine, ServerOptions options);
 
-    /// Sends an event to every client that has registered for events, and returns their number.
-    /// Clients with too many unread events are dropped. Must not be called from Machine::answer(),
-    /// because it may drop that command's connection.
-    std::size_t pushEvent(const SipJson& event);
+    ~Server() { machine_.detach(); }
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    Control& control() { return control_; }
+    EventQueue& events() { return queue_; }
+    NamedEvents& namedEvents() { return names_; }
+    AgentClock& clock() { return clock_; }
+    const AgentClock& clock() const { return clock_; }
+    FaultRules& faults() { return rules_; }
+    const FaultRules& faults() const { return rules_; }
+    CallCounts& counts() { return counts_; }
+    const Transcript& transcript() const { return transcript_; }
+
+    /// Null without one.
+    const ScenarioPlayer* scenario() const { return scenario_ ? &*scenario_ : nullptr; }
 
     std::size_t connections(Channel channel) const;
     /// The number of clients registered for events.
     std::size_t listeners() const;
+    /// The number of events sent to those registered at the time.
     std::size_t eventsPushed() const { return eventsPushed_; }
+    std::string machineName() const { return machine_.name(); }
     const std::string& directory() const { return directory_; }
 
   private:
@@ -61,18 +95,31 @@ class Server {
     bool dropIdleLongest(Channel channel);
     void closeForAWhile(Door& door);
     void drop(const Connection& connection);
+    void push(const std::string& frame);
 
     sd_event* loop_;
     std::string directory_;
-    Responder responder_;
-    Control control_{*this};
-    Limits limits_;
+    Machine& machine_;
+    AgentClock clock_;
+    EventQueue queue_;
+    NamedEvents names_;
+    FaultRules rules_;
+    CallCounts counts_{clock_};
+    Transcript transcript_{clock_};
+    RequestHandler handler_;
+    Control control_;
+    ClientLimits limits_;
+    Poller poller_;
     std::size_t eventsPushed_ = 0;
-    std::unordered_map<const Connection*, std::unique_ptr<Connection>> connections_;
+    unsigned admitted_ = 0;
+    unsigned controlsAdmitted_ = 0;
+    /// In the order of their arrival, so that events reach them in the same order in every run.
+    std::map<std::pair<Channel, unsigned>, std::unique_ptr<Connection>> connections_;
     FileDescriptor lock_;  ///< held while the listeners are created
     Door requests_;
     Door events_;
     Door controls_;
+    std::optional<ScenarioPlayer> scenario_;
 };
 
 }  // namespace varnock::agent

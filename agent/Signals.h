@@ -6,9 +6,16 @@
 
 namespace varnock::agent {
 
-/// Blocks signals during its lifetime, as sd-event requires.
+/// Blocks signals during its lifetime, as sd-event requires; threads that are started meanwhile
+/// keep them blocked.
 class BlockedSignals {
   public:
+    /// All of them.
+    BlockedSignals() {
+        sigset_t set;
+        sigfillset(&set);
+        pthread_sigmask(SIG_BLOCK, &set, &before_);
+    }
     BlockedSignals(std::initializer_list<int> signals) {
         sigset_t set;
         sigemptyset(&set);

@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -11,10 +13,16 @@
 #include <vector>
 
 #include "agent/CommandLine.h"
-#include "agent/Ctl.h"
 #include "agent/Run.h"
 #include "agent/Serve.h"
+#include "agent/control/Ctl.h"
+#include "agent/described/DescribedMachine.h"
 #include "agent/host/HostMachine.h"
+#include "agent/model/JsonText.h"
+#include "agent/model/MachineFile.h"
+#include "agent/recording/Record.h"
+#include "agent/recording/ReplayMachine.h"
+#include "agent/scenario/ScenarioFile.h"
 #include "runtime/StartMode.h"
 #include "tools/Console.h"
 #include "tools/LibraryTrace.h"
@@ -46,16 +54,79 @@ constexpr int kSignalled = 128;
     return kUsage;
 }
 
+std::unique_ptr<Machine> loadedMachine(const std::string& file) {
+    SavedState state;
+    loadState(file, state);
+    try {
+        return std::make_unique<DescribedMachine>(std::move(state), systemClock(), file);
+    } catch (const std::invalid_argument& mistake) {
+        throw BadMachineFile(file + ": " + mistake.what());
+    }
+}
+
+/// `usual` is the described machine unless the line names one.
+std::unique_ptr<Machine> machineFor(const CommandLine& line, const std::string& usual) {
+    if (!line.load.empty()) {
+        return loadedMachine(line.load);
+    }
+    if (!line.replay.empty()) {
+        const auto order =
+            line.isLenient ? ReplayMachine::Order::lenient : ReplayMachine::Order::strict;
+        return std::make_unique<ReplayMachine>(readRecording(line.replay), order, line.replay);
+    }
+    const std::string& name = line.machine.empty() && !line.host ? usual : line.machine;
+    if (name.empty()) {
+        return std::make_unique<HostMachine>();
+    }
+    Document machine;
+    loadMachine(machinePath(name), machine);
+    return std::make_unique<DescribedMachine>(std::move(machine), systemClock(), name);
+}
+
+/// Throws BadMachineFile if the file is neither a machine nor a scenario.
+void checkFile(const std::string& file) {
+    const std::string text = textOfFile(file);
+    Document document;
+    std::string unused;
+    if (JsonText(text, file).read(document, unused) && isScenario(document)) {
+        static_cast<void>(readScenario(text, file));
+    } else {
+        readMachine(text, file, document);
+    }
+}
+
+/// Shows the faults of the files.
+[[nodiscard]] int check(const CommandLine& line) {
+    int status = EXIT_SUCCESS;
+    for (const std::string& file : line.words) {
+        try {
+            checkFile(file);
+        } catch (const BadMachineFile& faults) {
+            varnock::console::complain(std::string(faults.what()) + "\n");
+            status = kCannotStart;
+        }
+    }
+    return status;
+}
+
 [[nodiscard]] int start(const CommandLine& line) {
-    HostMachine machine;
+    std::optional<Scenario> scenario;
+    if (!line.scenario.empty()) {
+        scenario = loadScenario(line.scenario);
+    }
+    const std::unique_ptr<Machine> machine = machineFor(line, scenario ? scenario->machine : "");
+    ServerOptions options{.directory = line.directory,
+                          .mode = line.mode,
+                          .clock = line.clock,
+                          .seed = line.seed,
+                          .faults = line.faults,
+                          .transcript = line.transcript,
+                          .scenario = std::move(scenario)};
     if (line.task == CommandLine::Task::serve) {
-        return serve(machine, {.directory = line.directory, .mode = line.mode});
+        return serve(*machine, std::move(options), line.readyFd);
     }
-    RunOptions run{.command = line.words, .directory = {}, .mode = line.mode, .keep = line.keep};
-    if (!line.directory.empty()) {
-        run.directory = line.directory;
-    }
-    return varnock::agent::run(machine, run);
+    RunOptions run{.command = line.words, .server = std::move(options), .keep = line.keep};
+    return varnock::agent::run(*machine, std::move(run));
 }
 
 /// A signal ends the command with an exit status, even if the agent is stuck.
@@ -70,17 +141,10 @@ void endOnSignals() {
 }
 
 [[nodiscard]] int control(const CommandLine& line) {
-    std::string request = "status ";
-    if (line.task == CommandLine::Task::event) {
-        try {
-            request = "event " + eventRecord(line.event);
-        } catch (const std::invalid_argument& mistake) {
-            varnock::console::say("varnock-agent", mistake.what());
-            return kUsage;
-        }
-    }
     endOnSignals();
-    return printed(askAgent(line.control, request));
+    const auto patience = line.waits ? kEndlessPatience : kAgentPatience;
+    const std::string answer = askAgent(line.control, line.request, patience);
+    return printed(shownAnswer(line.control, answer, line.json));
 }
 
 [[nodiscard]] int agentMain(std::vector<std::string> arguments) {
@@ -88,7 +152,18 @@ void endOnSignals() {
     if (const auto explanation = parseCommandLine(std::move(arguments), line)) {
         return print(*explanation);
     }
-    return line.control.empty() ? start(line) : control(line);
+    switch (line.task) {
+        case CommandLine::Task::check:
+            return check(line);
+        case CommandLine::Task::control:
+            return control(line);
+        case CommandLine::Task::record:
+            return record(
+                {{line.upstream, line.directory, line.mode}, line.recording, line.sanitizes},
+                line.readyFd);
+        default:
+            return start(line);
+    }
 }
 
 }  // namespace

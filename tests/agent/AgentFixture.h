@@ -115,7 +115,7 @@ inline std::string registrationText(unsigned extension, const std::string& name,
 /// A server on a loop that the test runs step by step: no thread, no real waiting.
 class AgentServer : public testing::Test {
   protected:
-    void start(Limits limits = {}) {
+    void start(ClientLimits limits = {}) {
         server_ = std::make_unique<Server>(
             loop_.get(), machine_,
             ServerOptions{.directory = directory_.path(), .mode = 0600, .limits = limits});
@@ -151,6 +151,12 @@ class AgentServer : public testing::Test {
     std::optional<std::string> ask(Client& client, unsigned opcode) {
         sendAll(client, requestFrame(opcode));
         return reply(client);
+    }
+    /// Sends an event at once; returns the number of clients that are registered for events then.
+    std::size_t pushEvent(const SipJson& event) {
+        server_->events().raise(event);
+        server_->events().sendAll();
+        return server_->listeners();
     }
     bool closed(Client& client) {
         pump();

@@ -9,7 +9,7 @@ namespace {
 
 using AgentConnection = AgentServer;
 
-constexpr Limits kImpatient{.patience = std::chrono::milliseconds(1)};
+constexpr ClientLimits kImpatient{.patience = std::chrono::milliseconds(1)};
 
 TEST_F(AgentConnection, AnswersARequest) {
     start();

@@ -74,5 +74,25 @@ TEST(FrameBuffer, KnowsWhichTextsFit) {
     EXPECT_EQ(encodeFrame(std::string(kFrameLimit - kFrameHeader - 1, 'x')).size(), kFrameLimit);
 }
 
+TEST(FrameBuffer, FindsTheTextOfOneWholeFrameAlone) {
+    const std::string frame = encodeFrame("text");
+    EXPECT_EQ(textOfFrame(frame), "text");
+    for (const std::string& other :
+         {std::string(), frame.substr(1), frame.substr(0, frame.size() - 1), frame + "x",
+          frame + frame, std::string("\3\0\0\0a\0b", 7), header(0xFFFFFFFF)}) {
+        EXPECT_EQ(textOfFrame(other), std::nullopt);
+    }
+}
+
+TEST(FrameBuffer, GivesTheBytesThatArrived) {
+    FrameBuffer buffer;
+    const std::string odd("\3\0\0\0a\0b", 7);
+    buffer.append(odd + encodeFrame("next").substr(0, 6));
+    EXPECT_EQ(buffer.takeFrame(), odd);
+    EXPECT_EQ(buffer.takeFrame(), std::nullopt);
+    EXPECT_EQ(buffer.takeRest(), encodeFrame("next").substr(0, 6));
+    EXPECT_FALSE(buffer.holdsBytes());
+}
+
 }  // namespace
 }  // namespace varnock::agent

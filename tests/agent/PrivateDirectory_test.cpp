@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,17 @@ TEST(PrivateDirectory, StaysWhenKept) {
         path = directory.path();
     }
     EXPECT_TRUE(fs::is_directory(path));
+}
+
+TEST(PrivateDirectory, IsLeftAloneByAForkedChild) {
+    std::optional<PrivateDirectory> directory(std::in_place);
+    const pid_t child = fork();
+    if (child == 0) {
+        directory.reset();
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    EXPECT_TRUE(fs::is_directory(directory->path()));
 }
 
 /// In a process without the standard streams in `closed`: true if the guardian keeps waiting.

@@ -6,6 +6,8 @@
 
 #include "tests/agent/AgentFixture.h"
 #include "tests/agent/Processes.h"
+#include "tests/support/Nobody.h"
+#include "tests/support/TextFile.h"
 
 namespace varnock::agent::test {
 namespace {
@@ -25,7 +27,7 @@ class Run : public testing::Test {
 
     static std::vector<std::string> line(const std::vector<std::string>& words,
                                          const std::vector<std::string>& options = {}) {
-        std::vector<std::string> all = {VARNOCK_AGENT_PATH, "run", "--host"};
+        std::vector<std::string> all = {VARNOCK_AGENT_PATH, "run"};
         all.insert(all.end(), options.begin(), options.end());
         all.emplace_back("--");
         all.insert(all.end(), words.begin(), words.end());
@@ -50,6 +52,63 @@ TEST_F(Run, ExitsWithTheStatusOfTheCommand) {
         EXPECT_EQ(shell("exit " + std::to_string(status)).status, status);
         EXPECT_TRUE(nothingLeft());
     }
+}
+
+/// The options that choose a machine.
+class ManyRuns : public Run, public testing::WithParamInterface<std::vector<std::string>> {};
+
+TEST_P(ManyRuns, AtOnceAndWithoutPrivilegesLeaveNothing) {
+    SKIP_IF_NOT_RUN_WITHOUT_PRIVILEGES(VARNOCK_AGENT_PATH);
+    varnock::test::giveToUnprivileged(directory_.path());
+    varnock::test::giveToUnprivileged(parent());
+    Inherited inherited;
+    std::vector<std::unique_ptr<Subprocess>> all;
+    for (int i = 0; i < 10; ++i) {
+        all.push_back(std::make_unique<Subprocess>(varnock::test::withoutPrivileges(line(
+            {"sh", "-c", "id -u; \"$0\" ctl status --json", VARNOCK_AGENT_PATH}, GetParam()))));
+    }
+    for (const auto& each : all) {
+        EXPECT_EQ(each->wait().status, 0) << each->wait().err;
+        EXPECT_FALSE(each->wait().out.starts_with("0\n"));
+        EXPECT_NE(each->wait().out.find(R"("ok":true)"), std::string::npos);
+    }
+    inherited.waitForAll();
+    EXPECT_TRUE(nothingLeft());
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, ManyRuns,
+                         testing::Values(std::vector<std::string>{"--host"},
+                                         std::vector<std::string>{"--machine", "full"}),
+                         [](const auto& machine) {
+                             return machine.param.back().substr(
+                                 machine.param.back().find_first_not_of('-'));
+                         });
+
+TEST_F(Run, HasTheFaultsAskedFor) {
+    const auto process = run({"sh", "-c", "\"$0\" ctl fault list", VARNOCK_AGENT_PATH},
+                             {"--fault", "getNumberFans: status 25"});
+    EXPECT_EQ(process.status, 0) << process.err;
+    EXPECT_EQ(process.out,
+              "number  rule                      seen  hits  remaining\n"
+              "1       getNumberFans: status 25  0     0     unlimited\n");
+}
+
+TEST_F(Run, EndsWithAStatusOfItsOwnIfItsScenarioFails) {
+    const std::string scenario = directory_.file("s.json");
+    varnock::test::writeFile(scenario, R"({"name": "test", "steps": [
+        {"at": "0 s", "expect": {"call": "getNumberCPUs", "within": "1 h"}},
+        {"at": "2 h", "end": true}]})");
+    const auto played = [&](const std::string& script) {
+        return run({"sh", "-c", script, VARNOCK_AGENT_PATH}, {"--scenario", scenario});
+    };
+    const std::string begun = "until \"$0\" ctl status | grep -q 'steps done: 1'; do :; done; ";
+    const auto failed = played(begun);
+    EXPECT_EQ(failed.status, 3);
+    EXPECT_NE(failed.err.find("scenario test: at 0 s: expect: getNumberCPUs was asked 0 of 1"),
+              std::string::npos)
+        << failed.err;
+    EXPECT_EQ(played(begun + "exit 7").status, 7);
+    EXPECT_TRUE(nothingLeft());
 }
 
 TEST_F(Run, TellsTheSignalThatEndedTheCommand) {

@@ -78,6 +78,24 @@ TEST_F(Serve, ReplacesTheSocketsOfAKilledAgent) {
     EXPECT_TRUE(Client(requests()).connected());
 }
 
+TEST_F(Serve, TellsADescriptorThatItIsReady) {
+    const auto result = runProcess({"sh", "-c",
+                                    "mkfifo \"$2\"; exec 9<>\"$2\"; \"$0\" serve --dir \"$1\" "
+                                    "--ready-fd 9 & read -r line <&9; "
+                                    "\"$0\" ctl --dir \"$1\" status && kill $! && wait $!",
+                                    VARNOCK_AGENT_PATH, sockets(), directory_.file("ready")});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, testing::HasSubstr("machine: "));
+}
+
+TEST_F(Serve, RefusesARuleThatIsWrong) {
+    const ProcessResult result =
+        runProcess({VARNOCK_AGENT_PATH, "serve", "--dir", sockets(), "--fault", "all: dance"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(untraced(result.err), testing::HasSubstr("there is no fault \"dance\""));
+    EXPECT_TRUE(std::filesystem::is_empty(sockets()));
+}
+
 TEST_F(Serve, GivesTheSocketsTheModeAskedFor) {
     const auto agent = serve({"--dir", sockets(), "--mode", "660"});
     struct stat found {};

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include "agent/DescriptorLimit.h"
 #include "tests/agent/AgentFixture.h"
 
 namespace varnock::agent::test {
@@ -56,7 +57,7 @@ TEST_F(AgentServer, RefusesAMissingDirectory) {
 }
 
 TEST_F(AgentServer, ReplacesTheConnectionThatIsIdleLongest) {
-    start();
+    start({.connections = 512});
     std::vector<Client> clients;
     for (int i = 0; i < 512; ++i) {
         clients.emplace_back(requests());
@@ -128,6 +129,34 @@ TEST_F(AgentServer, ServesHundredsOfClients) {
     }
 }
 
+/// Clients that send what a busy or hostile one would, one after the other.
+TEST_F(AgentServer, AnswersAThousandClientsAtOnceAmongHostileOnes) {
+    const MoreDescriptors descriptors;
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    if (limit.rlim_cur < 4000) {
+        GTEST_SKIP() << "the limit of open descriptors is below 4,000: 1,200 clients need two "
+                        "each, and some spare";
+    }
+    start();
+    std::vector<Client> clients;
+    std::vector<Client> hostile;
+    for (int i = 0; i < 1000; ++i) {
+        clients.emplace_back(requests()).send(requestFrame(FakeMachine::kNumber));
+        if (i % 5 == 0) {
+            constexpr std::string_view kPieces[] = {"", "ab", "\xff\xff\xff\xff", "\x09"};
+            hostile.emplace_back(requests()).send(kPieces[(i / 5) % 4]);
+        }
+        pump();
+    }
+    for (Client& client : clients) {
+        EXPECT_EQ(reply(client), kNumberReply);
+    }
+    // Those whose frame is too long have been dropped.
+    EXPECT_EQ(server_->connections(Channel::requests), 1000U + 150U);
+    EXPECT_EQ(machine_.calls, 1000);
+}
+
 TEST_F(AgentServer, LetsClientsInAgainAfterTheDescriptorsHadRunOut) {
     start();
     Client client(requests());
@@ -152,7 +181,7 @@ TEST_F(AgentServer, PushesEventsToRegisteredClientsAlone) {
     SipJson event(0x0B11, 0, 0, 0, 0);
     event.SetDataDWord(77, 0);
     EXPECT_EQ(server_->listeners(), 1U);
-    EXPECT_EQ(server_->pushEvent(event), 1U);
+    EXPECT_EQ(pushEvent(event), 1U);
     EXPECT_EQ(server_->eventsPushed(), 1U);
     EXPECT_EQ(reply(registered), event.Export());
     EXPECT_EQ(reply(other), std::nullopt);
@@ -172,7 +201,7 @@ TEST_F(AgentServer, DropsAListenerThatDoesNotReadAndKeepsTheOthers) {
     while (server_->connections(Channel::events) == 2) {
         SipJson event(0x0B11, 0, 0, 0, 0);
         event.SetDataDWord(pushed++, 0);
-        server_->pushEvent(event);
+        pushEvent(event);
         const auto text = reply(reader);
         ASSERT_TRUE(text);
         ASSERT_EQ(eventNumber(*text), seen++);
@@ -182,7 +211,7 @@ TEST_F(AgentServer, DropsAListenerThatDoesNotReadAndKeepsTheOthers) {
 }
 
 TEST_F(AgentServer, ByDefaultKeepsOneMebibyteOfEventsAndWaitsThirtySeconds) {
-    EXPECT_EQ(Limits().patience, std::chrono::seconds(30));
+    EXPECT_EQ(ClientLimits().patience, std::chrono::seconds(30));
     start();
     Client stuck(events());
     sendAll(stuck, encodeFrame(registrationText(0x1200, "listener")));
@@ -191,7 +220,7 @@ TEST_F(AgentServer, ByDefaultKeepsOneMebibyteOfEventsAndWaitsThirtySeconds) {
     event.SetDataString(std::string(10'000, 'x').c_str(), 0);
     const std::size_t size = encodeFrame(event.Export()).size();
     std::size_t pushed = 0;
-    while (server_->pushEvent(event) == 1) {
+    while (pushEvent(event) == 1) {
         pushed += size;
         ASSERT_LT(pushed, std::size_t{16} << 20);
     }
@@ -204,7 +233,7 @@ TEST_F(AgentServer, RefusesAnEventThatFitsNoFrame) {
     start();
     SipJson event(0x0B11, 0, 0, 0, 0);
     event.SetDataString(std::string(kFrameLimit, 'x').c_str(), 0);
-    EXPECT_THROW(server_->pushEvent(event), FrameTooLong);
+    EXPECT_THROW(pushEvent(event), FrameTooLong);
 }
 
 }  // namespace
