@@ -19,6 +19,7 @@ constexpr unsigned kBoard = 2;
 constexpr unsigned kChassis = 3;
 constexpr unsigned kProcessor = 4;
 constexpr unsigned kMemoryDevice = 17;
+constexpr unsigned kPowerSupply = 39;
 
 /// In all of these, numbers 1 and 2 mean "other" and "unknown" and are omitted.
 constexpr unsigned kFirstName = 3;
@@ -224,6 +225,25 @@ MemoryModule memoryModule(const SmbiosStructure& device) {
     return module;
 }
 
+bool isPresent(const SmbiosStructure& supply) {
+    constexpr unsigned kPresent = 0x02;
+    return (supply.word(0x0E).value_or(0) & kPresent) != 0;
+}
+
+PowerSupply powerSupply(const SmbiosStructure& supply) {
+    constexpr unsigned kUnknown = 0x8000;
+    PowerSupply found;
+    found.designation = supply.text(0x05);
+    found.model = supply.text(0x06);
+    found.manufacturer = supply.text(0x07);
+    found.serialNumber = supply.text(0x08);
+    found.assetTag = supply.text(0x09);
+    found.partNumber = supply.text(0x0A);
+    found.version = supply.text(0x0B);
+    found.watts = unless(supply.word(0x0C), {0, kUnknown});
+    return found;
+}
+
 std::vector<Component> each(const std::vector<SmbiosStructure>& structures,
                             Component (*read)(const SmbiosStructure&)) {
     std::vector<Component> components;
@@ -281,6 +301,17 @@ std::optional<std::vector<MemoryModule>> memoryModules(const SmbiosTable& table)
     return modules;
 }
 
+std::optional<std::vector<PowerSupply>> powerSupplies(const SmbiosTable& table) {
+    std::vector<SmbiosStructure> supplies = table.ofType(kPowerSupply);
+    if (supplies.empty()) {
+        return std::nullopt;
+    }
+    std::erase_if(supplies, [](const auto& supply) { return !isPresent(supply); });
+    std::vector<PowerSupply> found;
+    std::transform(supplies.begin(), supplies.end(), std::back_inserter(found), powerSupply);
+    return found;
+}
+
 std::optional<std::string> biosVersion(const SmbiosTable& table) {
     const std::vector<SmbiosStructure> bios = table.ofType(kBios);
     return bios.empty() ? std::nullopt : bios.front().text(0x05);
@@ -291,11 +322,11 @@ std::optional<std::string> systemUuid(const SmbiosTable& table) {
     std::array<unsigned, 16> bytes{};
     const auto uuid =
         found.empty() ? std::span<const std::uint8_t>() : found.front().bytes(8, bytes.size());
-    // All zeros or all ones mean none.
-    const auto isNone = [&](unsigned value) {
+    // All zeros or all ones mean that the machine has no UUID.
+    const auto isAll = [&](unsigned value) {
         return std::all_of(uuid.begin(), uuid.end(), [value](auto byte) { return byte == value; });
     };
-    if (isNone(0) || isNone(0xFF)) {
+    if (isAll(0) || isAll(0xFF)) {
         return std::nullopt;
     }
     std::copy(uuid.begin(), uuid.end(), bytes.begin());

@@ -33,6 +33,12 @@ struct MemoryModule : Component {
     bool operator==(const MemoryModule&) const = default;
 };
 
+struct PowerSupply : Component {
+    std::optional<unsigned> watts;  ///< greatest output
+
+    bool operator==(const PowerSupply&) const = default;
+};
+
 /// All components are in the order of the table.
 std::vector<Component> systems(const SmbiosTable& table);
 std::vector<Component> boards(const SmbiosTable& table);
@@ -41,6 +47,9 @@ std::vector<Component> chassis(const SmbiosTable& table);
 std::vector<Component> processors(const SmbiosTable& table);
 /// Occupied memory sockets; nothing if the table lists no sockets.
 std::optional<std::vector<MemoryModule>> memoryModules(const SmbiosTable& table);
+/// Power supplies that are present. The table says nothing of their state since the start of the
+/// machine. Nothing if it lists none.
+std::optional<std::vector<PowerSupply>> powerSupplies(const SmbiosTable& table);
 /// The version of the BIOS.
 std::optional<std::string> biosVersion(const SmbiosTable& table);
 /// The UUID of the system as text.

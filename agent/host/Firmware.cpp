@@ -75,6 +75,10 @@ std::optional<std::vector<MemoryModule>> Firmware::memoryModules() {
     return agent::memoryModules(table());
 }
 
+std::optional<std::vector<PowerSupply>> Firmware::powerSupplies() {
+    return agent::powerSupplies(table());
+}
+
 std::optional<std::string> Firmware::assetTag() {
     std::vector<Component> all = chassis();
     return all.empty() ? std::nullopt : std::move(all.front().assetTag);

@@ -27,6 +27,7 @@ class Firmware {
     std::vector<Component> chassis();
     std::vector<Component> processors();
     std::optional<std::vector<MemoryModule>> memoryModules();
+    std::optional<std::vector<PowerSupply>> powerSupplies();
     std::optional<std::string> assetTag();
     std::optional<std::string> biosVersion();
     std::optional<std::string> uuid();

@@ -3,44 +3,21 @@
 #include <string>
 #include <utility>
 
-#include "agent/host/Activity.h"
+#include "agent/host/ComponentClass.h"
 #include "agent/host/Components.h"
 #include "agent/host/Files.h"
-#include "agent/host/Firmware.h"
+#include "agent/host/HostRow.h"
+#include "agent/host/Leases.h"
 #include "agent/host/Network.h"
-#include "agent/host/OperatingSystem.h"
-#include "agent/host/PciDevices.h"
-#include "agent/host/Processors.h"
 #include "agent/host/Text.h"
-#include "agent/host/Topology.h"
 #include "runtime/Version.h"
 
 namespace varnock::agent {
 
-struct HostMachine::Sources {
-    explicit Sources(const std::filesystem::path& path)
-        : root(path), processors(path), firmware(path), system(path), pci(path) {}
-
-    std::filesystem::path root;
-    Topology topology;
-    Processors processors;
-    Activity activity;
-    Firmware firmware;
-    OperatingSystem system;
-    PciDevices pci;
-};
-
 namespace {
-
-using Bytes = Answer::Bytes;
-using Number = std::optional<unsigned>;
 
 /// The host is one cabinet.
 constexpr unsigned kCabinet = 0;
-/// A row for every extension; the handler checks it.
-constexpr unsigned kAnyExtension = 0xFFFFFFFF;
-constexpr unsigned kComponentText = 0x0C00;
-constexpr unsigned kConfigurationRead = 0xE001;
 
 /// The processor states of the CIM schema.
 constexpr unsigned kCpuEnabled = 1;
@@ -49,11 +26,6 @@ constexpr unsigned kCpuDisabledByUser = 2;
 constexpr unsigned kBootProcessor = 0;
 /// Every process that can open the socket may send commands: the agent does not check accounts.
 constexpr unsigned kAccountsUnchecked = 0;
-
-void appendWord(Bytes& bytes, unsigned value) {
-    bytes.push_back(static_cast<unsigned char>(value & 0xFF));
-    bytes.push_back(static_cast<unsigned char>(value >> 8 & 0xFF));
-}
 
 /// The speed in MHz, and the stepping if known.
 std::optional<Bytes> speedAndStepping(const Number& megahertz, const Number& stepping) {
@@ -68,11 +40,11 @@ std::optional<Bytes> speedAndStepping(const Number& megahertz, const Number& ste
     return bytes;
 }
 
-Text cpuInfo(HostMachine::Sources& host, const Command& command, const char* name) {
+Text cpuInfo(Host& host, const Command& command, const char* name) {
     return host.topology.packageInfo(command.object, name);
 }
 
-Text cpuDescription(HostMachine::Sources& host, const Command& command) {
+Text cpuDescription(Host& host, const Command& command) {
     const Text family = cpuInfo(host, command, "CPUFamilyNumber");
     const Text model = cpuInfo(host, command, "CPUModelNumber");
     const Text stepping = cpuInfo(host, command, "CPUStepping");
@@ -82,12 +54,12 @@ Text cpuDescription(HostMachine::Sources& host, const Command& command) {
     return "x86 Family " + *family + " Model " + *model + " Stepping " + *stepping;
 }
 
-Number cpuFamily(HostMachine::Sources& host, const Command& command) {
+Number cpuFamily(Host& host, const Command& command) {
     const Text family = cpuInfo(host, command, "CPUFamilyNumber");
     return family ? parseDecimal(*family) : std::nullopt;
 }
 
-Number multithreaded(HostMachine::Sources& host, const Command& command) {
+Number multithreaded(Host& host, const Command& command) {
     const Number threads = host.topology.threadsInCore(command.object);
     return threads ? Number(*threads > 1 ? 1 : 0) : std::nullopt;
 }
@@ -120,10 +92,28 @@ std::optional<Bytes> netmask(const Command& command) {
                                             : std::nullopt;
 }
 
-std::optional<Bytes> gateway(const std::filesystem::path& root, unsigned number) {
-    const auto interface = interfaceNumber(number);
-    const auto routes = readFile(root / "proc/net/route");
-    return interface && routes ? defaultGateway(*routes, interface->name) : std::nullopt;
+/// The default gateways of an interface: that of IPv4 before that of IPv6.
+std::optional<Bytes> gateway(const std::filesystem::path& root, const Command& command) {
+    const auto interface = interfaceNumber(command.object);
+    if (!interface) {
+        return std::nullopt;
+    }
+    const std::string routes = readFile(root / "proc/net/route").value_or("");
+    const std::string routesIpv6 = readFile(root / "proc/net/ipv6_route").value_or("");
+    std::vector<Bytes> gateways;
+    for (const auto& found : {defaultGateway(routes, interface->name),
+                              defaultGatewayIpv6(routesIpv6, interface->name)}) {
+        if (found) {
+            gateways.push_back(*found);
+        }
+    }
+    return numbered(std::move(gateways), command.extension);
+}
+
+Answer usesDhcp(const Command& command) {
+    const auto interface = interfaceNumber(command.object);
+    const auto leased = interface ? hasLease(interface->index) : std::nullopt;
+    return leased ? Number(*leased ? 1 : 0) : std::nullopt;
 }
 
 std::optional<Bytes> macAddress(unsigned number) {
@@ -160,14 +150,9 @@ Number boardCount(const std::vector<Component>& boards) {
     return boards.empty() ? std::nullopt : Number(static_cast<unsigned>(boards.size()));
 }
 
-template <typename Part>
-std::optional<Part> numbered(std::vector<Part> parts, unsigned number) {
-    return number < parts.size() ? std::optional(std::move(parts[number])) : std::nullopt;
-}
-
 /// The firmware lists the occupied sockets, the system the packages, without a mapping between
 /// them. They are matched in order; if the counts differ, nothing is reported.
-std::optional<Component> socketOf(HostMachine::Sources& host, unsigned cpu) {
+std::optional<Component> socketOf(Host& host, unsigned cpu) {
     std::vector<Component> sockets = host.firmware.processors();
     const Number before = host.topology.packagesBefore(cpu);
     return before && sockets.size() == host.topology.packages()
@@ -175,50 +160,53 @@ std::optional<Component> socketOf(HostMachine::Sources& host, unsigned cpu) {
                : std::nullopt;
 }
 
-Text socketName(HostMachine::Sources& host, unsigned cpu) {
+Text socketName(Host& host, unsigned cpu) {
     const auto socket = socketOf(host, cpu);
     return orElse(socket ? socket->designation : std::nullopt,
                   packageName(host.topology.package(cpu)));
 }
 
-std::optional<MemoryModule> memoryModule(HostMachine::Sources& host, const Command& command) {
+std::optional<MemoryModule> memoryModule(Host& host, const Command& command) {
     auto modules = host.firmware.memoryModules();
     return modules ? numbered(std::move(*modules), command.object) : std::nullopt;
 }
 
-Number memoryModuleCount(HostMachine::Sources& host) {
+Number memoryModuleCount(Host& host) {
     const auto modules = host.firmware.memoryModules();
     return modules ? Number(static_cast<unsigned>(modules->size())) : std::nullopt;
 }
 
 /// A fact about the memory module addressed by the command.
 template <auto member>
-Answer ofMemoryModule(HostMachine::Sources& host, const Command& command) {
+Answer ofMemoryModule(Host& host, const Command& command) {
     auto module = memoryModule(host, command);
     return module ? Answer(std::move((*module).*member)) : Status::notAvailable;
 }
 
-std::optional<Bytes> memoryType(HostMachine::Sources& host, const Command& command) {
+std::optional<Bytes> memoryType(Host& host, const Command& command) {
     const auto module = memoryModule(host, command);
     return module && module->type ? std::optional(Bytes{static_cast<unsigned char>(*module->type)})
                                   : std::nullopt;
 }
 
 /// A component of the firmware table, by the class in the high byte of the extension.
-std::optional<Component> component(HostMachine::Sources& host, unsigned componentClass,
-                                   unsigned object) {
+std::optional<Component> component(Host& host, unsigned componentClass, unsigned object) {
     switch (componentClass) {
-        case 0x01:
+        case ComponentClass::kChassis:
             return numbered(host.firmware.chassis(), object);
-        case 0x02:
+        case ComponentClass::kBoard:
             return numbered(host.firmware.boards(), object);
-        case 0x03: {
+        case ComponentClass::kMemoryModule: {
             auto modules = host.firmware.memoryModules();
             return modules ? numbered(std::move(*modules), object) : std::nullopt;
         }
-        case 0x06:
+        case ComponentClass::kCabinet:
             return numbered(host.firmware.systems(), object);
-        case 0x0A:
+        case ComponentClass::kPowerSupply: {
+            auto supplies = host.firmware.powerSupplies();
+            return supplies ? numbered(std::move(*supplies), object) : std::nullopt;
+        }
+        case ComponentClass::kProcessor:
             return socketOf(host, object);
         default:
             return std::nullopt;
@@ -244,7 +232,7 @@ Text attributeOf(const Component& part, unsigned attribute) {
     }
 }
 
-Text firmwareText(HostMachine::Sources& host, const Command& command) {
+Text firmwareText(Host& host, const Command& command) {
     if (command.opcode != kComponentText) {
         return std::nullopt;
     }
@@ -252,20 +240,7 @@ Text firmwareText(HostMachine::Sources& host, const Command& command) {
     return part ? attributeOf(*part, command.extension & 0xFF) : std::nullopt;
 }
 
-/// The object ids that a command may address.
-enum class Objects { none, processors, any };
-
-using Host = HostMachine::Sources;
-
-/// A command, its valid objects, and the function that answers it.
-struct Row {
-    unsigned opcode;
-    unsigned extension;
-    Objects objects;
-    Answer (*answer)(Host& host, const Command& command);
-};
-
-constexpr Row kRows[] = {
+constexpr HostRow kRows[] = {
     // Identification
     {0xE204, 0, Objects::none, [](Host&, const Command&) -> Answer { return kCabinet; }},
     {0xE209, 0, Objects::none, [](Host&, const Command&) -> Answer { return kCabinet; }},
@@ -391,10 +366,12 @@ constexpr Row kRows[] = {
      [](Host&, const Command& c) -> Answer { return ipAddress(c); }},
     {0x1704, kAnyExtension, Objects::any,
      [](Host&, const Command& c) -> Answer { return netmask(c); }},
+    {0x1706, 0, Objects::any, [](Host&, const Command& c) { return usesDhcp(c); },
+     "the interface has no IPv4 address that expires"},
     {0x1707, 0, Objects::any,
      [](Host&, const Command& c) -> Answer { return macAddress(c.object); }},
-    {0x1708, 0, Objects::any,
-     [](Host& host, const Command& c) -> Answer { return gateway(host.root, c.object); }},
+    {0x1708, kAnyExtension, Objects::any,
+     [](Host& host, const Command& c) -> Answer { return gateway(host.root, c); }},
     // PCI
     {0x1401, 0, Objects::any,
      [](Host& host, const Command& c) -> Answer { return pciHeader(host.pci, c); }},
@@ -402,11 +379,14 @@ constexpr Row kRows[] = {
      [](Host& host, const Command&) -> Answer { return pciList(host.pci); }},
 };
 
-const Row* rowFor(const Command& command) {
-    for (const Row& row : kRows) {
-        if (row.opcode == command.opcode &&
-            (row.extension == command.extension || row.extension == kAnyExtension)) {
-            return &row;
+const HostRow* rowFor(const Command& command) {
+    for (const std::span<const HostRow> rows :
+         {std::span<const HostRow>(kRows), sensorRows(), powerRows(), logRows(), scanRows()}) {
+        for (const HostRow& row : rows) {
+            if (row.opcode == command.opcode &&
+                (row.extension == command.extension || row.extension == kAnyExtension)) {
+                return &row;
+            }
         }
     }
     return nullptr;
@@ -416,12 +396,21 @@ bool exists(Objects objects, unsigned object) {
     switch (objects) {
         case Objects::none:
             return object == 0;
+        case Objects::first:
+            return object <= 1;
         case Objects::processors:
             return object < configuredProcessors();
         case Objects::any:
             break;
     }
     return true;
+}
+
+Answer withReason(Answer answer, std::string reason) {
+    if (answer.status == Status::notAvailable && answer.reason.empty()) {
+        answer.reason = std::move(reason);
+    }
+    return answer;
 }
 
 }  // namespace
@@ -433,14 +422,18 @@ HostMachine::~HostMachine() = default;
 
 Answer HostMachine::answer(const Command& command) {
     if (command.cabinet != kCabinet && command.cabinet != kNoCabinet) {
-        return Status::notAvailable;
+        return withReason(Status::notAvailable,
+                          "there is no cabinet " + std::to_string(command.cabinet));
     }
-    const Row* row = rowFor(command);
+    const HostRow* row = rowFor(command);
     if (row == nullptr) {
-        return firmwareText(*sources_, command);
+        return withReason(firmwareText(*sources_, command),
+                          "a host has no source for it, or its firmware does not tell it");
     }
-    return exists(row->objects, command.object) ? row->answer(*sources_, command)
-                                                : Status::notAvailable;
+    return exists(row->objects, command.object)
+               ? withReason(row->answer(*sources_, command), row->absence)
+               : withReason(Status::notAvailable,
+                            "there is no object " + std::to_string(command.object));
 }
 
 }  // namespace varnock::agent

@@ -17,6 +17,7 @@ class HostMachine : public Machine {
     ~HostMachine() override;
 
     Answer answer(const Command& command) override;
+    std::string name() const override { return "host"; }
 
     /// The sources of the facts; public only for the table of commands.
     struct Sources;

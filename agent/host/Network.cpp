@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <limits>
 #include <map>
@@ -68,6 +69,22 @@ void addEntry(NetworkInterface& interface, const ifaddrs& entry) {
     }
 }
 
+/// The bytes of an IPv6 address from its 32 hexadecimal digits.
+std::optional<AddressBytes> addressOfDigits(std::string_view digits) {
+    AddressBytes bytes(sizeof(in6_addr));
+    if (digits.size() != 2 * bytes.size()) {
+        return std::nullopt;
+    }
+    for (unsigned char& byte : bytes) {
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + 2, byte, 16);
+        if (error != std::errc() || end != digits.data() + 2) {
+            return std::nullopt;
+        }
+        digits.remove_prefix(2);
+    }
+    return bytes;
+}
+
 }  // namespace
 
 std::vector<NetworkInterface> networkInterfaces() {
@@ -123,6 +140,37 @@ std::optional<AddressBytes> defaultGateway(std::string_view routes,
         // The table prints addresses as integers in host byte order.
         gateway.emplace(sizeof hop);
         std::memcpy(gateway->data(), &hop, sizeof hop);
+    }
+    return gateway;
+}
+
+std::optional<AddressBytes> defaultGatewayIpv6(std::string_view routes,
+                                               std::string_view interfaceName) {
+    constexpr std::string_view kAny = "00000000000000000000000000000000";
+    std::istringstream table{std::string(routes)};
+    std::string line;
+    std::optional<AddressBytes> gateway;
+    unsigned best = std::numeric_limits<unsigned>::max();
+    while (std::getline(table, line)) {
+        std::istringstream fields(line);
+        std::string destination;
+        std::string source;
+        std::string hop;
+        std::string name;
+        unsigned length = 0;
+        unsigned ignored = 0;
+        unsigned metric = 0;
+        unsigned flags = 0;
+        fields >> destination >> std::hex >> length >> source >> ignored >> hop >> metric;
+        fields >> ignored >> ignored >> flags >> name;
+        if (!fields || name != interfaceName || destination != kAny || length != 0 ||
+            (flags & (kRouteUp | kRouteGateway)) != (kRouteUp | kRouteGateway) || metric >= best) {
+            continue;
+        }
+        if (auto address = addressOfDigits(hop)) {
+            best = metric;
+            gateway = std::move(address);
+        }
     }
     return gateway;
 }

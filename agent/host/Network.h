@@ -34,4 +34,8 @@ std::vector<NetworkInterface> networkInterfaces();
 /// /proc/net/route.
 std::optional<AddressBytes> defaultGateway(std::string_view routes, std::string_view interfaceName);
 
+/// The same for IPv6, from a table in the format of /proc/net/ipv6_route.
+std::optional<AddressBytes> defaultGatewayIpv6(std::string_view routes,
+                                               std::string_view interfaceName);
+
 }  // namespace varnock::agent

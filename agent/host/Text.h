@@ -6,7 +6,7 @@
 
 namespace varnock::agent {
 
-/// A text of the machine; none if the machine does not have it.
+/// A text of the machine; nothing if the machine does not have it.
 using Text = std::optional<std::string>;
 
 /// The first text that the machine has.

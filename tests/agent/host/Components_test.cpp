@@ -228,5 +228,44 @@ TEST(Components, AreReadFromTheShortestStructures) {
     EXPECT_EQ(biosVersion(table), std::nullopt);
 }
 
+TEST(Components, ListsThePowerSuppliesThatArePresent) {
+    constexpr unsigned kPresent = 2;
+    const SmbiosTable table = SmbiosTable(
+        SmbiosBuilder()
+            .add(SmbiosBuilder::Structure(39, 0x16)
+                     .text(0x05, "PSU bay 1")
+                     .text(0x06, "Supply 9")
+                     .text(0x07, "Power House")
+                     .text(0x08, "P-1")
+                     .text(0x09, "Tag 3")
+                     .text(0x0A, "PP-1")
+                     .text(0x0B, "R2")
+                     .word(0x0C, 800)
+                     .word(0x0E, kPresent))
+            .add(SmbiosBuilder::Structure(39, 0x16).word(0x0C, 800))
+            .add(SmbiosBuilder::Structure(39, 0x16).word(0x0C, 0x8000).word(0x0E, kPresent))
+            .add(SmbiosBuilder::Structure(39, 0x0C))
+            .table(),
+        SmbiosEntry{3, 2, 0, 0});
+    const auto supplies = powerSupplies(table);
+    ASSERT_TRUE(supplies);
+    ASSERT_EQ(supplies->size(), 2U);
+    PowerSupply expected;
+    expected.designation = "PSU bay 1";
+    expected.model = "Supply 9";
+    expected.manufacturer = "Power House";
+    expected.serialNumber = "P-1";
+    expected.assetTag = "Tag 3";
+    expected.partNumber = "PP-1";
+    expected.version = "R2";
+    expected.watts = 800;
+    EXPECT_EQ((*supplies)[0], expected);
+    EXPECT_EQ((*supplies)[1], PowerSupply());
+}
+
+TEST(Components, KnowsNoPowerSupplyThatTheTableDoesNotList) {
+    EXPECT_EQ(powerSupplies(SmbiosTable()), std::nullopt);
+}
+
 }  // namespace
 }  // namespace varnock::agent

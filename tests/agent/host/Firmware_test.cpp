@@ -123,8 +123,7 @@ TEST_F(HostFirmware, DoesNotAskTheMemoryOfThisMachineAboutAnother) {
     setenv("QX_MEMORY_DEVICE", root_.file("memory").c_str(), 1);
     EXPECT_TRUE(firmware_.boards().empty());
     if (std::filesystem::exists("/sys/firmware/dmi/tables")) {
-        GTEST_SKIP()
-            << "this kernel exports the firmware's own table, which is read before the memory";
+        GTEST_SKIP() << "the kernel exports the firmware's own table, which is read first";
     }
     Firmware here("/");
     EXPECT_EQ(here.boards().size(), 2U);

@@ -6,54 +6,20 @@
 #include <map>
 #include <set>
 
+#include "agent/host/Leases.h"
 #include "agent/host/Network.h"
 #include "agent/host/Processors.h"
 #include "agent/host/Topology.h"
+#include "tests/agent/host/HostQuestions.h"
 #include "tests/agent/host/SmbiosBuilder.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace varnock::agent {
 namespace {
 
-constexpr unsigned kText = 0x0C00;
-constexpr unsigned kConfiguration = 0xE001;
-
-Answer ask(HostMachine& machine, unsigned opcode, unsigned extension = 0, unsigned object = 0,
-           unsigned cabinet = 0) {
-    const SipJson record(opcode, extension, object, cabinet, SipJson::noStatus);
-    return machine.answer({opcode, extension, object, cabinet, record});
-}
-
-std::optional<unsigned> number(const Answer& answer) {
-    const auto* value = std::get_if<unsigned>(&answer.data);
-    return value != nullptr ? std::optional(*value) : std::nullopt;
-}
-
-std::optional<std::string> text(const Answer& answer) {
-    const auto* value = std::get_if<std::string>(&answer.data);
-    return value != nullptr ? std::optional(*value) : std::nullopt;
-}
-
-std::optional<Answer::Bytes> bytes(const Answer& answer) {
-    const auto* value = std::get_if<Answer::Bytes>(&answer.data);
-    return value != nullptr ? std::optional(*value) : std::nullopt;
-}
-
-void expectNegative(const Answer& answer) {
-    EXPECT_EQ(answer.status, Status::notAvailable);
-    EXPECT_TRUE(std::holds_alternative<std::monostate>(answer.data));
-}
-
 /// A recorded machine with firmware texts, a PCI device and an operating system.
-class HostAnswers : public testing::Test {
+class HostAnswers : public RecordedHost {
   protected:
-    void write(const std::string& path, const std::string& content) {
-        std::filesystem::create_directories((root_.path() / path).parent_path());
-        std::ofstream(root_.path() / path) << content;
-    }
-
-    varnock::test::TemporaryDirectory root_;
-    HostMachine machine_{root_.path()};
     HostMachine host_;
 };
 
@@ -335,14 +301,28 @@ TEST_F(HostAnswers, AnswersOfTheNetworkInterfaces) {
         }
         expectNegative(ask(host_, 0x1703, addresses, i));
         expectNegative(ask(host_, 0x1704, addresses, i));
-        expectNegative(ask(host_, 0x1706, 0, i));
+        EXPECT_EQ(number(ask(host_, 0x1706, 0, i)).has_value(),
+                  hasLease(interface.index).has_value());
         if (i == 0) {
             expectNegative(ask(machine_, 0x1708, 0, i));
             write("proc/net/route", "x\n" + interface.name + " 0 010200C0 3 0 0 0 0 0 0 0\n");
             EXPECT_EQ(bytes(ask(machine_, 0x1708, 0, i)), (Answer::Bytes{192, 0, 2, 1}));
+            expectNegative(ask(machine_, 0x1708, 1, i));
+            write("proc/net/ipv6_route", std::string(32, '0') + " 00 " + std::string(32, '0') +
+                                             " 00 fe80" + std::string(27, '0') +
+                                             "1 00000400 00000003 00000000 00000003 " +
+                                             interface.name + "\n");
+            Answer::Bytes router(16);
+            router[0] = 0xFE;
+            router[1] = 0x80;
+            router[15] = 1;
+            EXPECT_EQ(bytes(ask(machine_, 0x1708, 1, i)), router);
+            write("proc/net/route", "");
+            EXPECT_EQ(bytes(ask(machine_, 0x1708, 0, i)), router);
+            expectNegative(ask(machine_, 0x1708, 1, i));
         }
     }
-    for (const unsigned opcode : {0x1703U, 0x1704U, 0x1707U, 0x1708U}) {
+    for (const unsigned opcode : {0x1703U, 0x1704U, 0x1706U, 0x1707U, 0x1708U}) {
         expectNegative(ask(host_, opcode, 0, count));
     }
 }
@@ -363,6 +343,15 @@ TEST_F(HostAnswers, ListsThePciDevicesAndReadsTheirHeaders) {
     expectNegative(machine_.answer(command));
 }
 
+TEST_F(HostAnswers, SaysWhyItHasNoAnswer) {
+    EXPECT_EQ(ask(host_, 0x0600, 0, 0, 7).reason, "there is no cabinet 7");
+    EXPECT_EQ(ask(host_, 0x0600, 0, 3).reason, "there is no object 3");
+    EXPECT_EQ(ask(machine_, 0x0300).reason, "no driver shows such a fan");
+    EXPECT_EQ(ask(machine_, 0x0205).reason,
+              "a host has no source for it, or its firmware does not tell it");
+    EXPECT_EQ(ask(host_, 0x0600).reason, "");
+}
+
 TEST_F(HostAnswers, HasOneCabinet) {
     EXPECT_TRUE(number(ask(host_, 0x0600, 0, 0, kNoCabinet)));
     expectNegative(ask(host_, 0x0600, 0, 0, 1));
@@ -370,10 +359,9 @@ TEST_F(HostAnswers, HasOneCabinet) {
 }
 
 TEST_F(HostAnswers, RefusesWhatItDoesNotHaveAndWhatWouldChangeIt) {
-    for (const unsigned opcode :
-         {0x0300U, 0x0400U, 0x0500U, 0x0520U, 0x0700U, 0x0220U, 0x0C21U, 0x0C82U, 0x0B13U, 0x0205U,
-          0x0206U, 0x0209U, 0x0B03U, 0xE002U, 0x0000U, 0xFFFFFFFFU}) {
-        expectNegative(ask(host_, opcode));
+    for (const unsigned opcode : {0x0300U, 0x0500U, 0x0520U, 0x0700U, 0x0220U, 0x0C21U, 0x0205U,
+                                  0x0206U, 0x0209U, 0x0B03U, 0xE002U, 0x0000U, 0xFFFFFFFFU}) {
+        expectNegative(ask(machine_, opcode));
     }
 }
 

@@ -29,6 +29,38 @@ TEST(Network, HasNoGatewayWithoutADefaultRouteThatIsUp) {
     EXPECT_EQ(defaultGateway("eth0 zz\neth0\n\n", "eth0"), std::nullopt);
 }
 
+std::string routeIpv6(const std::string& destination, const std::string& hop,
+                      const std::string& metric, const std::string& flags) {
+    return destination + " " + std::string(32, '0') + " 00 " + hop + " " + metric +
+           " 00000003 00000000 " + flags + "     eth0\n";
+}
+
+TEST(Network, FindsTheIpv6GatewayOfLeastMetric) {
+    const std::string any = std::string(32, '0') + " 00";
+    const std::string near = "fe80" + std::string(26, '0') + "01";
+    const std::string far = "fe80" + std::string(26, '0') + "02";
+    const AddressBytes expected{0xFE, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+    const std::string routes = routeIpv6(any, far, "00000400", "00000003") +
+                               routeIpv6(any, near, "00000100", "00000003") +
+                               routeIpv6(any, far, "00000100", "00000003");
+    EXPECT_EQ(defaultGatewayIpv6(routes, "eth0"), expected);
+    EXPECT_EQ(defaultGatewayIpv6(routes, "eth1"), std::nullopt);
+}
+
+TEST(Network, HasNoIpv6GatewayWithoutADefaultRouteThatIsUp) {
+    const std::string hop = "fe80" + std::string(26, '0') + "01";
+    const std::string any = std::string(32, '0') + " 00";
+    for (const std::string& route :
+         {routeIpv6(any, hop, "00000100", "00000001"), routeIpv6(any, hop, "00000100", "00200200"),
+          routeIpv6("fd" + std::string(30, '0') + " 40", hop, "00000100", "00000003"),
+          routeIpv6(std::string(32, '0') + " 80", hop, "00000100", "00000003"),
+          routeIpv6(any, "fe80", "00000100", "00000003"),
+          routeIpv6(any, std::string(32, 'x'), "00000100", "00000003"), std::string("eth0\n\n"),
+          std::string()}) {
+        EXPECT_EQ(defaultGatewayIpv6(route, "eth0"), std::nullopt) << route;
+    }
+}
+
 TEST(Network, ListsTheInterfacesOfThisHostInTheOrderOfTheirIndex) {
     std::set<std::string> expected;
     struct if_nameindex* list = if_nameindex();
