@@ -8,6 +8,10 @@
 #include "cli/Commands.h"
 #include "tools/Explanation.h"
 
+namespace CLI {
+class App;
+}
+
 namespace varnockctl {
 
 /// The arguments of the program.
@@ -29,16 +33,21 @@ struct CommandLine {
     std::string pattern;
     CallArguments arguments;
     RawRecord raw;
+    MetricsOptions metrics;
     WatchOptions watch;
     TraceOptions trace;
     RegistryArguments registry;
-    std::optional<std::string> count;
+    SelectionArguments selection;
 };
 
 /// Parses the arguments of the program. Returns an explanation if they name no command to run.
 [[nodiscard]] std::optional<varnock::Explanation> parseCommandLine(int argc,
                                                                    const char* const* argv,
                                                                    CommandLine& line);
+
+/// Adds the options and subcommands to an empty parser, which fills the command line. Help,
+/// completion and the manual pages are derived from this description. Both must outlive its use.
+void describeCommands(CLI::App& app, CommandLine& line);
 
 /// A time limit in whole milliseconds, at least as long.
 std::chrono::milliseconds milliseconds(double seconds);

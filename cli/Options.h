@@ -3,6 +3,12 @@
 #include <string>
 #include <utility>
 
+#include "cli/filter/Selection.h"
+
+namespace provider {
+class KOLMClient;
+}
+
 namespace varnockctl {
 
 enum class Format { table, json, jsonl, csv };
@@ -20,10 +26,14 @@ Format formatIn(int argc, const char* const* argv);
 /// The options of every subcommand.
 struct Options {
     Format format = Format::table;
-    bool wire = false;     ///< show each record on standard error
-    bool dryRun = false;   ///< print the record of a state-changing call, but do not send it
-    bool yes = false;      ///< do not ask before a state-changing call
-    bool verbose = false;  ///< show the library's trace on standard error
+    bool wire = false;         ///< show each record on standard error
+    bool dryRun = false;       ///< print the record of a state-changing call, but do not send it
+    bool yes = false;          ///< do not ask before a state-changing call
+    bool wide = false;         ///< tables may be wider than the terminal
+    bool verbose = false;      ///< show the library's trace on standard error
+    bool sanitize = false;     ///< replace what identifies the machine
+    Selection selection = {};  ///< the rows of a listing to show
+    provider::KOLMClient* client = nullptr;  ///< asked in place of the agent; null: the agent
 };
 
 /// Parses a number, decimal or 0x. Throws Failure (usage) with the name of the option if the text

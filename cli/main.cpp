@@ -13,6 +13,7 @@
 #include "cli/Interrupts.h"
 #include "cli/Watchdog.h"
 #include "cli/output/Failure.h"
+#include "cli/output/Sanitizing.h"
 #include "runtime/StartMode.h"
 #include "tools/Console.h"
 #include "tools/LibraryTrace.h"
@@ -39,8 +40,8 @@ constexpr std::chrono::milliseconds kAfterwards{200};
         return line.command();
     } catch (const Failure& failure) {
         return failed(failure);
-    } catch (const provider::BaseException& exception) {
-        return failed({ExitStatus::refused, exception.toString().c_str()});
+    } catch (const provider::BaseException&) {
+        return failed({ExitStatus::refused, "the agent refused or failed the command"});
     }
 }
 
@@ -48,7 +49,7 @@ constexpr std::chrono::milliseconds kAfterwards{200};
 /// answer. Allocates no memory.
 void endWith(const Ending& ending, Format format) {
     if (const auto status = printFailureFirst(ending, format)) {
-        say(ending.message);
+        varnock::console::say("varnockctl", ending.message);
         _exit(static_cast<int>(*status));
     }
 }
@@ -62,7 +63,8 @@ void endWith(const Ending& ending, Format format) {
     }
     say(explanation.text);
     varnock::console::say("Run with --help for more information.");
-    return static_cast<int>(print(failureAnswer(ExitStatus::usage, explanation.text), format));
+    Answer failure = failureAnswer(ExitStatus::usage, explanation.text);
+    return static_cast<int>(print(failure, format));
 }
 
 /// Runs the command and prints its answer, or the failure that ended it.
@@ -79,6 +81,7 @@ void endWith(const Ending& ending, Format format) {
         });
     }
     Answer answer = runCommand(line);
+    answer.wide = line.options.wide;
     const ExitStatus status = print(answer, format);
     watchdog.reset();  // it has nothing left to end, and exitNow() must leave no ended thread
     const auto exitNow = [status] { _exit(static_cast<int>(status)); };
@@ -95,6 +98,9 @@ void endWith(const Ending& ending, Format format) {
     CommandLine line;
     if (const auto explanation = parseCommandLine(argc, argv, line)) {
         return print(*explanation, requestedFormat);
+    }
+    if (line.options.sanitize) {
+        sanitizing::begin();
     }
     if (line.options.verbose) {
         varnock::showLibraryTrace();
@@ -125,7 +131,7 @@ void endWith(const Ending& ending, Format format) {
     if (std::current_exception() != nullptr) {
         ending = endingOfException();
     }
-    say(ending.message);
+    varnock::console::say("varnockctl", ending.message);
     _exit(static_cast<int>(printFailureNow(ending, requestedFormat).value_or(ending.status)));
 }
 
@@ -147,7 +153,7 @@ int main(int argc, char** argv) {
         return run(argc, argv);
     } catch (const std::exception&) {
         const Ending ending = endingOfException();
-        say(ending.message);
+        varnock::console::say("varnockctl", ending.message);
         const auto status = printFailureFirst(ending, requestedFormat);
         return static_cast<int>(status.value_or(ending.status));
     }

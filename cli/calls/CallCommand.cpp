@@ -1,24 +1,18 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "cli/Commands.h"
 #include "cli/calls/CallRunner.h"
 #include "cli/calls/Catalogue.h"
+#include "cli/calls/MachineReader.h"
+#include "cli/explain/Codes.h"
 #include "cli/output/Failure.h"
 #include "tools/Console.h"
 
 namespace varnockctl {
 namespace {
-
-const Call& callNamed(const std::string& name) {
-    const Call* call = findTypedCall(name);
-    if (call == nullptr) {
-        throw Failure(ExitStatus::usage, "no call is named " + name + "; varnockctl list " +
-                                             name.substr(0, 8) + " lists similar ones");
-    }
-    return *call;
-}
 
 Answer dryRunAnswer(const std::string& name, const std::vector<Exchange>& exchanges) {
     Answer answer;
@@ -34,22 +28,60 @@ Answer dryRunAnswer(const std::string& name, const std::vector<Exchange>& exchan
     return answer;
 }
 
-Answer valueAnswer(const std::string& name, JsonDocument document, Json value,
+Answer valueAnswer(const CatalogueRow& row, JsonDocument document, Json value,
                    const Verdict& verdict) {
     Answer answer;
-    answer.status = verdict.status;
+    const std::string name(row.name);
     answer.document = std::move(document);
     answer.shown = "value";
     auto& allocator = answer.document.GetAllocator();
     add(answer.document, "call", name, allocator);
     if (verdict.reason.empty()) {
+        const bool hasUnit = value.IsNumber() && row.unit != "-";
         add(answer.document, "value", std::move(value), allocator);
+        if (hasUnit) {
+            add(answer.document, "unit", row.unit, allocator);
+        }
     } else {
         add(answer.document, "value", Json(), allocator);
         add(answer.document, "reason", verdict.reason, allocator);
-        say(name + ": " + verdict.reason);
+        answer.fail(verdict.status, name + ": " + verdict.reason);
     }
     return answer;
+}
+
+/// Whether the machine lacks the cabinet or the object of a call, as far as the agent says what it
+/// has; empty if both are there or it does not say.
+std::string whatIsMissing(Session& session, const CatalogueRow& row,
+                          const CallArguments& arguments) {
+    if (!arguments.cabinet) {
+        return {};
+    }
+    JsonDocument document;
+    MachineReader machine(session, document.GetAllocator());
+    const unsigned int cabinet = parseNumber(*arguments.cabinet, "--cabinet");
+    const Json cabinets = machine.ask("cabinets", "getCabNrs", {0, 0, 0});
+    const bool isKnown = cabinets.IsArray() && !cabinets.Empty();
+    if (isKnown && std::find(cabinets.Begin(), cabinets.End(), Json(cabinet)) == cabinets.End()) {
+        return "the machine has no cabinet " + *arguments.cabinet + ", but " +
+               toString(cabinets, false);
+    }
+    const auto kinds = componentKinds();
+    const auto kind = std::find_if(kinds.begin(), kinds.end(), [&](const ComponentKind& one) {
+        return one.count->componentClass == row.componentClass;
+    });
+    if (!arguments.object || kind == kinds.end()) {
+        return {};
+    }
+    const Json count = machine.ask("count", kind->count->name, {cabinet, 0, 0});
+    const std::string things = std::string(row.componentClass);
+    if (!count.IsUint()) {
+        return "the agent knows no " + things + " in cabinet " + *arguments.cabinet;
+    }
+    return parseNumber(*arguments.object, "--object") < count.GetUint()
+               ? "the " + things + " is there, but not this value of it"
+               : "cabinet " + *arguments.cabinet + " has " + std::to_string(count.GetUint()) +
+                     " of this kind (" + things + "), numbered from 0";
 }
 
 }  // namespace
@@ -93,10 +125,23 @@ Answer runCall(const Options& options, const std::string& name, const CallArgume
     if (options.dryRun) {
         return dryRunAnswer(name, session.client().exchanges());
     }
-    if (outcome.threw) {
-        throw Failure(outcome.verdict.status, outcome.verdict.reason);
+    const auto& exchanges = session.client().exchanges();
+    const std::string hint =
+        !outcome.verdict.reason.empty() && !exchanges.empty() && exchanges.back().result != 0
+            ? explainHint(exchanges.back().status)
+            : "";
+    if (outcome.verdict.status == ExitStatus::notAvailable && !changes) {
+        const std::string missing = whatIsMissing(session, row, arguments);
+        outcome.verdict.reason += missing.empty() ? "" : "; " + missing;
     }
-    return valueAnswer(name, std::move(document), std::move(outcome.value), outcome.verdict);
+    Answer answer =
+        outcome.threw
+            ? failed({outcome.verdict.status, name + ": " + outcome.verdict.reason})
+            : valueAnswer(row, std::move(document), std::move(outcome.value), outcome.verdict);
+    if (!hint.empty()) {
+        say(hint);
+    }
+    return answer;
 }
 
 }  // namespace varnockctl

@@ -2,19 +2,21 @@
 
 #include "CIM/Provider/Include/Exceptions.h"
 #include "cli/Options.h"
+#include "cli/output/Sanitizing.h"
 
 namespace varnockctl {
 namespace {
 
 /// The outcome of a call that threw, with the status of the last record it sent.
-Outcome thrown(const provider::BaseException& exception, const std::vector<Exchange>& exchanges) {
+Outcome thrown(const std::vector<Exchange>& exchanges) {
     Outcome outcome;
     outcome.threw = true;
-    outcome.verdict = {ExitStatus::notAvailable, exception.toString().c_str()};
-    if (!exchanges.empty() && exchanges.back().result != 0) {
+    if (exchanges.empty() || exchanges.back().result == 0) {
+        outcome.verdict = {ExitStatus::notAvailable,
+                           "no component of the machine has these numbers"};
+    } else {
         const unsigned int status = exchanges.back().status;
-        outcome.verdict.status = exitStatusOf(status);
-        outcome.verdict.reason += " (" + describeStatus(status) + ")";
+        outcome.verdict = {exitStatusOf(status), describeStatus(status)};
     }
     return outcome;
 }
@@ -46,6 +48,7 @@ Outcome answered(Session& session, const std::string& name, const CallArguments&
     if (!outcome.verdict.reason.empty()) {
         outcome.value.SetNull();
     }
+    sanitizing::learn(row, outcome.value);
     return outcome;
 }
 
@@ -58,13 +61,13 @@ Outcome run(Session& session, const std::string& name, const CallArguments& argu
     try {
         return answered(session, name, arguments, allocator);
     } catch (const provider::CimErrorException& exception) {
-        Outcome outcome = thrown(exception, exchanges);
+        Outcome outcome = thrown(exchanges);
         if (exception.getCimError() == provider::CIM_ERR_ACCESS_DENIED) {
-            outcome.verdict = {ExitStatus::permission, exception.toString().c_str()};
+            outcome.verdict = {ExitStatus::permission, "the agent does not allow it to this user"};
         }
         return outcome;
-    } catch (const provider::BaseException& exception) {
-        return thrown(exception, exchanges);
+    } catch (const provider::BaseException&) {
+        return thrown(exchanges);
     }
 }
 

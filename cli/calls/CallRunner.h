@@ -9,7 +9,7 @@ namespace varnockctl {
 /// The result of a typed call.
 struct Outcome {
     Json value;       ///< null if there is none
-    Verdict verdict;  ///< with the text of the exception if the call threw
+    Verdict verdict;  ///< also if the call threw
     bool threw = false;
 };
 

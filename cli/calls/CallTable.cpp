@@ -7,6 +7,7 @@
 
 #include "CIM/Provider/Include/Records.h"
 #include "cli/Options.h"
+#include "cli/calls/Catalogue.h"
 #include "cli/output/Failure.h"
 #include "transport/SipJson.h"
 
@@ -260,6 +261,22 @@ const Call* findTypedCall(std::string_view name) {
     const auto* const found = std::find_if(std::begin(kTable), std::end(kTable),
                                            [&](const Call& call) { return call.name == name; });
     return found != std::end(kTable) ? found : nullptr;
+}
+
+const Call& callNamed(const std::string& name) {
+    const Call* const call = findTypedCall(name);
+    if (call != nullptr) {
+        return *call;
+    }
+    throw Failure(ExitStatus::usage,
+                  "no call is named " + name + "; the nearest are " + similarCalls(name));
+}
+
+bool takesOption(const Call& call, std::string_view option) {
+    return std::none_of(std::begin(kOptionTexts), std::end(kOptionTexts),
+                        [&](const OptionText& each) {
+                            return option == each.name && (call.takes & each.flag) == 0;
+                        });
 }
 
 void checkArguments(const Call& call, const CallArguments& arguments) {

@@ -40,6 +40,12 @@ std::span<const Call> callTable();
 /// The call of that name, or null.
 const Call* findTypedCall(std::string_view name);
 
+/// The call of that name. Throws Failure (usage) with the nearest names.
+const Call& callNamed(const std::string& name);
+
+/// False for an option, such as "--object", that some calls accept but this one does not.
+bool takesOption(const Call& call, std::string_view option);
+
 /// Throws Failure (usage) if an option is given that the call does not accept, a required option is
 /// missing, or an option is not a number but has to be one.
 void checkArguments(const Call& call, const CallArguments& arguments);

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <vector>
+
+#include "tools/NearestName.h"
 
 namespace varnockctl {
 namespace {
@@ -20,6 +23,23 @@ const CatalogueRow* findCall(std::string_view name) {
     const auto* const found =
         std::find_if(std::begin(kRows), std::end(kRows),
                      [&](const CatalogueRow& row) { return row.name == name; });
+    return found != std::end(kRows) ? found : nullptr;
+}
+
+std::string similarCalls(const std::string& name) {
+    std::vector<std::string> names;
+    for (const CatalogueRow& row : kRows) {
+        names.emplace_back(row.name);
+    }
+    return varnock::alternatives(varnock::nearestNames(name, names, 3));
+}
+
+const CatalogueRow* countOfClass(std::string_view componentClass) {
+    const auto* const found =
+        std::find_if(std::begin(kRows), std::end(kRows), [&](const CatalogueRow& row) {
+            return row.componentClass == componentClass && row.value == "count" &&
+                   row.arguments == "cimple::uint32 cabinetNr";
+        });
     return found != std::end(kRows) ? found : nullptr;
 }
 

@@ -17,7 +17,9 @@ void addFact(Json& object, const char* name, std::string_view cell, JsonAllocato
     add(object, name, cell == "-" ? Json() : text(cell, allocator), allocator);
 }
 
-Json rowJson(const CatalogueRow& row, const Call& call, JsonAllocator& allocator) {
+Json rowJson(const Call* listed, JsonAllocator& allocator) {
+    const Call& call = *listed;
+    const CatalogueRow& row = *findCall(call.name);
     Json out(rapidjson::kObjectType);
     add(out, "name", call.name, allocator);
     add(out, "options", optionsText(call.needs), allocator);
@@ -36,21 +38,29 @@ const char* scanText(const CatalogueRow& row) {
 
 }  // namespace
 
-Answer listCalls(const std::string& pattern) {
+Answer listCalls(const Options& options, const std::string& pattern) {
+    std::vector<const Call*> found;
+    for (const Call& call : callTable()) {
+        if (containsIgnoringCase(call.name, pattern)) {
+            found.push_back(&call);
+        }
+    }
+    if (found.empty()) {
+        throw Failure(ExitStatus::notAvailable, "no call has \"" + pattern +
+                                                    "\" in its name; the nearest are " +
+                                                    similarCalls(pattern));
+    }
+    options.selection.apply(found, rowJson);
     Answer answer;
     answer.shown = "calls";
     auto& allocator = answer.document.GetAllocator();
     Json calls(rapidjson::kArrayType);
-    for (const Call& call : callTable()) {
-        if (containsIgnoringCase(call.name, pattern)) {
-            calls.PushBack(rowJson(*findCall(call.name), call, allocator), allocator);
-        }
-    }
-    if (calls.Empty()) {
-        throw Failure(ExitStatus::notAvailable, "no call has \"" + pattern + "\" in its name");
+    for (const Call* const call : found) {
+        calls.PushBack(rowJson(call, allocator), allocator);
     }
     answer.document.SetObject();
     add(answer.document, "calls", std::move(calls), allocator);
+    options.selection.judge(answer, found.empty());
     return answer;
 }
 
@@ -58,7 +68,8 @@ Answer describeCall(const std::string& name) {
     const Call* call = findTypedCall(name);
     const CatalogueRow* row = findCall(name);
     if (call == nullptr || row == nullptr) {
-        throw Failure(ExitStatus::usage, "no call is named " + name);
+        throw Failure(ExitStatus::usage,
+                      "no call is named " + name + "; the nearest are " + similarCalls(name));
     }
     Answer answer;
     auto& document = answer.document;

@@ -1,10 +1,11 @@
-#include <cctype>
+#include <string_view>
 
 #include "CIM/Provider/Include/Exceptions.h"
 #include "cli/Commands.h"
 #include "cli/calls/Catalogue.h"
 #include "cli/calls/Session.h"
 #include "cli/calls/Verdict.h"
+#include "cli/explain/Codes.h"
 #include "cli/output/Failure.h"
 #include "tools/Console.h"
 
@@ -15,7 +16,7 @@ std::vector<unsigned char> parseHex(const std::string& given) {
     std::vector<unsigned char> bytes;
     std::string digits;
     for (const char c : given) {
-        if (std::isspace(static_cast<unsigned char>(c)) == 0) {
+        if (std::string_view(" \t\n").find(c) == std::string_view::npos) {
             digits += c;
         }
     }
@@ -56,12 +57,18 @@ Answer recordAnswer(const std::string& exported, const char* member) {
 }  // namespace
 
 Answer runRaw(const Options& options, const RawRecord& raw) {
+    if (options.sanitize) {
+        throw Failure(ExitStatus::usage,
+                      "--sanitize: what the bytes of a record mean is not known; use call");
+    }
     const unsigned int opcode = parseNumber(raw.opcode, "OC");
     SipJson record(opcode, parseNumber(raw.ext, "--ext"), parseNumber(raw.object, "--object"),
                    parseNumber(raw.cabinet, "--cabinet"), SipJson::noStatus);
     setData(record, raw.data);
     if (options.dryRun) {
-        return recordAnswer(record.Export(), "record");
+        Answer answer = recordAnswer(record.Export(), "record");
+        answer.table = record.Export() + "\n";
+        return answer;
     }
     Session session(options);
     if (changesState(opcode)) {
@@ -70,15 +77,15 @@ Answer runRaw(const Options& options, const RawRecord& raw) {
     try {
         // The status of the record tells the result.
         static_cast<void>(session.client().request(record));
-    } catch (const provider::CimErrorException& exception) {
-        throw Failure(ExitStatus::permission, exception.toString().c_str());
-    } catch (const provider::BaseException& exception) {
-        throw Failure(ExitStatus::noAgent, exception.toString().c_str());
+    } catch (const provider::CimErrorException&) {
+        throw Failure(ExitStatus::permission, "the agent does not allow it to this user");
+    } catch (const provider::BaseException&) {
+        throw Failure(ExitStatus::noAgent, "the connection to the agent is lost");
     }
     Answer answer = recordAnswer(record.Export(), "reply");
     if (!SipJson::CmdStatusSuccess(record.Status())) {
-        answer.status = exitStatusOf(record.Status());
-        say(describeStatus(record.Status()));
+        answer.fail(exitStatusOf(record.Status()), describeStatus(record.Status()));
+        say(explainHint(record.Status()));
     }
     return answer;
 }

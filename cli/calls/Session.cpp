@@ -18,11 +18,14 @@ void requireAgent(const std::string& path) {
     }
     const bool refused = error == EACCES || error == EPERM;
     throw Failure(refused ? ExitStatus::permission : ExitStatus::noAgent,
-                  "the agent cannot be reached at " + path + ": " + strerror(error));
+                  "the agent cannot be reached at " + path + ": " + strerror(error) +
+                      "; varnockctl doctor looks for the reason, and varnock-agent run --host -- "
+                      "COMMAND runs a command with an agent of its own");
 }
 
 Session::Session(const Options& options) {
-    if (!options.dryRun) {
+    const bool asksAgent = !options.dryRun && options.client == nullptr;
+    if (asksAgent) {
         requireAgent(RequestSocketPath());
         // Attaching would first request the settings of the node. No command uses these, and --wire
         // must show everything that is sent. Requests do not need attaching.
@@ -30,7 +33,10 @@ Session::Session(const Options& options) {
         SetClientName("varnockctl");
         client_ = provider::getKOLMClient("varnockctl");
     }
-    observed_.emplace(options.dryRun ? nullptr : &*client_, options.wire && !options.dryRun);
+    observed_.emplace(asksAgent        ? &*client_
+                      : options.dryRun ? nullptr
+                                       : options.client,
+                      options.wire && !options.dryRun);
     calls_ = provider::newKOLMCalls(&*observed_);
     observed_->forget();
 }

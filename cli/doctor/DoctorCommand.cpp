@@ -25,7 +25,6 @@
 #include "runtime/registry/RegistryFormat.h"
 #include "runtime/trace/TraceFileFormat.h"
 #include "runtime/trace/TraceSettings.h"
-#include "tools/Printable.h"
 #include "transport/AgentSocket.h"
 #include "transport/SipJson.h"
 
@@ -64,7 +63,7 @@ class Doctor {
     explicit Doctor(std::chrono::milliseconds patience)
         : patience_(patience), end_(Clock::now() + patience + kLocalChecks) {}
 
-    Answer run();
+    Answer run(const Selection& selection);
 
   private:
     void look();
@@ -339,29 +338,50 @@ void Doctor::lookAtEnvironment() {
     findings_.insert(findings_.end(), found.begin(), found.end());
 }
 
-Answer Doctor::run() {
+/// A finding, and its mend on a line of its own.
+void addToView(Json& view, const Finding& finding, JsonAllocator& allocator) {
+    const auto addLine = [&](const char* state, const std::string& check, const std::string& line) {
+        Json row(rapidjson::kObjectType);
+        add(row, "state", std::string_view(state), allocator);
+        add(row, "check", check, allocator);
+        add(row, "finding", line, allocator);
+        view.PushBack(row, allocator);
+    };
+    addLine(nameOf(finding.state), finding.check, finding.text);
+    if (!finding.fix.empty()) {
+        addLine("", "", "mend: " + finding.fix);
+    }
+}
+
+Json findingJson(const Finding& finding, JsonAllocator& allocator) {
+    Json row(rapidjson::kObjectType);
+    add(row, "check", finding.check, allocator);
+    add(row, "state", nameOf(finding.state), allocator);
+    add(row, "finding", finding.text, allocator);
+    add(row, "mend", finding.fix.empty() ? Json() : text(finding.fix, allocator), allocator);
+    return row;
+}
+
+Answer Doctor::run(const Selection& selection) {
     look();
     Answer answer;
     answer.held = trial_;
     answer.shown = "findings";
     auto& allocator = answer.document.GetAllocator();
+    answer.view.SetArray();
+    answer.wrapped = "finding";
+    const auto problems =
+        std::count_if(findings_.begin(), findings_.end(),
+                      [](const Finding& each) { return each.state == State::problem; });
+    if (problems > 0) {
+        answer.status = ExitStatus::partial;
+        answer.problem = std::to_string(problems) + " problems were found";
+    }
+    selection.apply(findings_, findingJson);
     Json rows(rapidjson::kArrayType);
     for (const Finding& finding : findings_) {
-        Json row(rapidjson::kObjectType);
-        varnockctl::add(row, "check", finding.check, allocator);
-        varnockctl::add(row, "state", nameOf(finding.state), allocator);
-        varnockctl::add(row, "finding", finding.text, allocator);
-        varnockctl::add(row, "mend", finding.fix.empty() ? Json() : text(finding.fix, allocator),
-                        allocator);
-        rows.PushBack(row, allocator);
-        char begin[32];
-        snprintf(begin, sizeof begin, "%-8s %-12s ", nameOf(finding.state), finding.check.c_str());
-        answer.table += begin + varnock::printable(finding.text) + '\n';
-        if (!finding.fix.empty()) {
-            answer.table +=
-                std::string(strlen(begin), ' ') + "-> " + varnock::printable(finding.fix) + '\n';
-        }
-        answer.status = finding.state == State::problem ? ExitStatus::partial : answer.status;
+        rows.PushBack(findingJson(finding, allocator), allocator);
+        addToView(answer.view, finding, allocator);
     }
     answer.document.SetObject();
     varnockctl::add(answer.document, "sound", Json(answer.status == ExitStatus::done), allocator);
@@ -371,8 +391,8 @@ Answer Doctor::run() {
 
 }  // namespace
 
-Answer runDoctor(std::chrono::milliseconds patience) {
-    return Doctor(patience).run();
+Answer runDoctor(const Options& options, std::chrono::milliseconds patience) {
+    return Doctor(patience).run(options.selection);
 }
 
 }  // namespace varnockctl

@@ -1,10 +1,15 @@
 #include <cstdio>
 #include <ctime>
+#include <span>
+#include <string_view>
+#include <utility>
 
+#include "catalogue/Units.h"
 #include "cli/Commands.h"
-#include "cli/calls/CallRunner.h"
-#include "cli/output/Failure.h"
+#include "cli/calls/MachineReader.h"
+#include "cli/contract/Contract.h"
 #include "cli/output/Output.h"
+#include "cli/sensors/Sensor.h"
 
 namespace varnockctl {
 namespace {
@@ -71,131 +76,168 @@ Json pciFunction(const Json& info, JsonAllocator& allocator) {
     return out;
 }
 
-/// Requests the parts of the machine one after the other, and keeps the reasons for absent values.
+/// Values that are shown in another form than the call gives them.
+Json shown(std::string_view call, Json value, JsonAllocator& allocator) {
+    using Show = Json (*)(Json, JsonAllocator&);
+    static constexpr std::pair<std::string_view, Show> kShown[] = {
+        {"getBootTime", timeText},
+        {"getSystemTime", timeText},
+        {"getNetworkInfoIfMacAddress", macText},
+        {"getNetworkInfoIfIpAddress", addressText},
+        {"getNetworkInfoIfIpSubnetMask", addressText},
+        {"getNetworkInfoIfDefaultGateway", addressText}};
+    for (const auto& [name, show] : kShown) {
+        if (call == name) {
+            return show(std::move(value), allocator);
+        }
+    }
+    return value;
+}
+
+/// The member with the unit of another one.
+std::string unitNameOf(std::string_view name) {
+    return std::string(name) + "Unit";
+}
+
+/// A record with each number and its unit in one text.
+Json withUnits(const Json& record, JsonAllocator& allocator) {
+    Json out(rapidjson::kObjectType);
+    for (const auto& [name, value] : record.GetObject()) {
+        const std::string unitName = unitNameOf(name.GetString());
+        const bool isMeasured = record.HasMember(unitName.c_str());
+        Json cell(value, allocator);
+        if (isMeasured && value.IsNumber()) {
+            const std::string symbol = symbolOf(record[unitName.c_str()].GetString());
+            cell = text(toString(value, false) + " " + symbol, allocator);
+        }
+        out.AddMember(Json(name, allocator), cell, allocator);
+    }
+    for (const auto& [name, value] : record.GetObject()) {
+        out.EraseMember(unitNameOf(name.GetString()).c_str());
+    }
+    return out;
+}
+
+/// The machine as -o table shows it.
+Json viewOf(const Json& machine, JsonAllocator& allocator) {
+    Json out(rapidjson::kObjectType);
+    for (const auto& [name, part] : machine.GetObject()) {
+        Json view(part.GetType());
+        if (part.IsObject()) {
+            view = withUnits(part, allocator);
+        } else {
+            for (const Json& row : part.GetArray()) {
+                view.PushBack(withUnits(row, allocator), allocator);
+            }
+        }
+        out.AddMember(Json(name, allocator), view, allocator);
+    }
+    return out;
+}
+
+/// The parts of the document's member "machine".
+std::span<const Field> machineParts() {
+    return findContract("inventory")->members.front().members;
+}
+
+/// Requests the parts of the machine one after the other.
 class Inventory {
   public:
-    Inventory(Session& session, JsonAllocator& allocator)
-        : session_(session), allocator_(allocator), unavailable_(rapidjson::kArrayType) {}
+    Inventory(MachineReader& machine, JsonAllocator& allocator)
+        : machine_(machine), allocator_(allocator) {}
 
     Json build() {
-        Json cabinet = ask("system", "cabinet", "getIdentificationCabinetNumber", {});
-        cabinet_ = cabinet.IsUint() ? std::to_string(cabinet.GetUint()) : "0";
+        cabinet_ = machine_.askNumber("system.cabinet", "getIdentificationCabinetNumber", key(0));
         Json out(rapidjson::kObjectType);
-        add(out, "system", system(), allocator_);
-        add(out, "operatingSystem", operatingSystem(), allocator_);
-        add(out, "memory", memory(), allocator_);
-        add(out, "processors", components("processors", "getNumberCPUs", kProcessorFields),
-            allocator_);
-        add(out, "memoryModules",
-            components("memoryModules", "getNumberMemoryModules", kMemoryFields), allocator_);
-        add(out, "networkInterfaces",
-            components("networkInterfaces", "getNetworkInfoNumberInterfaces", kNetworkFields),
-            allocator_);
-        add(out, "pciDevices", pciDevices(), allocator_);
+        for (const Field& part : machineParts()) {
+            out.AddMember(text(part.name, allocator_), read(part), allocator_);
+        }
         return out;
     }
-
-    Json takeUnavailable() { return std::move(unavailable_); }
-    /// The first part that is missing for another reason than that the machine does not have it,
-    /// with the reason; empty if there is none.
-    const std::string& failure() const { return failure_; }
 
   private:
-    struct Field {
-        const char* name;
-        const char* call;
-        Json (*show)(Json, JsonAllocator&) = nullptr;
-    };
-    using Fields = std::vector<Field>;
+    using Fields = std::span<const Field>;
 
-    static const Fields kProcessorFields;
-    static const Fields kMemoryFields;
-    static const Fields kNetworkFields;
-
-    Json ask(const std::string& part, const char* field, const char* call,
-             const CallArguments& arguments) {
-        Outcome outcome = run(session_, call, arguments, allocator_);
-        if (outcome.verdict.status == ExitStatus::noAgent ||
-            outcome.verdict.status == ExitStatus::permission) {
-            throw Failure(outcome.verdict.status, outcome.verdict.reason);
+    Json read(const Field& part) {
+        const std::string name(part.name);
+        if (part.name == "pciDevices") {
+            return pciDevices();
         }
-        if (!outcome.verdict.reason.empty()) {
-            if (outcome.verdict.status != ExitStatus::notAvailable && failure_.empty()) {
-                failure_ = part + "." + field + ": " + outcome.verdict.reason;
-            }
-            Json entry(rapidjson::kObjectType);
-            add(entry, "part", part + "." + field, allocator_);
-            add(entry, "reason", outcome.verdict.reason, allocator_);
-            unavailable_.PushBack(entry, allocator_);
+        if (part.name == "cabinets") {
+            return cabinets(part.members);
         }
-        return std::move(outcome.value);
+        return part.call.empty() ? record(name, part.members, key(0)) : components(name, part);
     }
 
-    Json record(const std::string& part, const Fields& fields, const CallArguments& arguments) {
+    Json ask(const std::string& part, std::string_view field, std::string_view call,
+             const MachineReader::Key& key) {
+        return machine_.ask(part + "." + std::string(field), call, key);
+    }
+
+    /// The values of the fields that a call gives.
+    Json record(const std::string& part, Fields fields, const MachineReader::Key& key) {
         Json out(rapidjson::kObjectType);
         for (const Field& field : fields) {
-            CallArguments taken;
-            const unsigned int takes = findTypedCall(field.call)->takes;
-            taken.cabinet = (takes & optionCabinet) != 0 ? arguments.cabinet : std::nullopt;
-            taken.object = (takes & optionObject) != 0 ? arguments.object : std::nullopt;
-            taken.ext = (takes & optionExt) != 0 ? arguments.ext : std::nullopt;
-            Json value = ask(part, field.name, field.call, taken);
-            if (field.show != nullptr) {
-                value = field.show(std::move(value), allocator_);
+            if (field.call.empty()) {
+                continue;
             }
-            add(out, field.name, std::move(value), allocator_);
+            Json value = ask(part, field.name, field.call, key);
+            const CatalogueRow& call = *findCall(field.call);
+            const auto* const codes = varnock::catalogue::findVocabulary(call.coding);
+            Json state = codes != nullptr ? stateOf(*codes, value) : Json();
+            out.AddMember(text(field.name, allocator_),
+                          shown(field.call, std::move(value), allocator_), allocator_);
+            if (codes != nullptr) {
+                add(out, "state", std::move(state), allocator_);
+            }
+            if ((field.kind & kNumber) != 0 && call.unit != "-") {
+                out.AddMember(text(unitNameOf(field.name), allocator_), text(call.unit, allocator_),
+                              allocator_);
+            }
         }
         return out;
     }
 
-    CallArguments key(unsigned int object) const {
-        return {.cabinet = cabinet_,
-                .object = std::to_string(object),
-                .ext = "0",
-                .value = {},
-                .node = {}};
+    /// The meaning of a code; null if the code is absent.
+    Json stateOf(const varnock::catalogue::Vocabulary& codes, const Json& code) {
+        if (!code.IsUint()) {
+            return {};
+        }
+        const std::string_view name = nameOf(codes, code.GetUint());
+        return text(name.empty() ? "unknown" : name, allocator_);
     }
 
-    Json components(const std::string& part, const char* countCall, const Fields& fields) {
-        const Json count =
-            ask(part, "count", countCall,
-                {.cabinet = cabinet_, .object = {}, .ext = {}, .value = {}, .node = {}});
+    MachineReader::Key key(unsigned int object) const { return {cabinet_, object, 0}; }
+
+    Json components(const std::string& name, const Field& part) {
+        const unsigned int count = machine_.askNumber(name + ".count", part.call, key(0));
         Json out(rapidjson::kArrayType);
-        for (unsigned int i = 0; count.IsUint() && i < count.GetUint(); ++i) {
-            out.PushBack(record(part + "[" + std::to_string(i) + "]", fields, key(i)), allocator_);
+        for (unsigned int i = 0; i < count; ++i) {
+            out.PushBack(record(name + "[" + std::to_string(i) + "]", part.members, key(i)),
+                         allocator_);
         }
         return out;
     }
 
-    Json system() {
-        return record("system",
-                      {{"name", "getConfSystemName"},
-                       {"uuid", "getSystemUUID"},
-                       {"model", "getCabinetModel"},
-                       {"chassisSerialNumber", "getChassisSerialNumber"},
-                       {"agentVersion", "getAgentVersion"},
-                       {"bootTime", "getBootTime", timeText},
-                       {"systemTime", "getSystemTime", timeText}},
-                      key(0));
-    }
-
-    Json operatingSystem() {
-        return record("operatingSystem",
-                      {{"name", "getOSProductName"},
-                       {"version", "getOSVersion"},
-                       {"dmtfType", "getOperatingSystemDMTFType"}},
-                      key(0));
-    }
-
-    Json memory() {
-        return record("memory", {{"utilisationPercent", "getUtilizationSystemMemory"}}, key(0));
+    Json cabinets(Fields fields) {
+        Json out(rapidjson::kArrayType);
+        for (const unsigned int number : machine_.cabinets()) {
+            Json cabinet = record("cabinets[" + std::to_string(number) + "]", fields,
+                                  MachineReader::Key(number, 0, 0));
+            Json numbered(rapidjson::kObjectType);
+            add(numbered, "number", Json(number), allocator_);
+            auto member = cabinet.MemberBegin();
+            for (rapidjson::SizeType left = cabinet.MemberCount(); left > 0; --left, ++member) {
+                numbered.AddMember(member->name, member->value, allocator_);
+            }
+            out.PushBack(numbered, allocator_);
+        }
+        return out;
     }
 
     Json pciDevices() {
         Json out(rapidjson::kArrayType);
-        const Json keys =
-            ask("pciDevices", "list", "getPciBusInfoDeviceList",
-                {.cabinet = cabinet_, .object = {}, .ext = {}, .value = {}, .node = {}});
+        const Json keys = ask("pciDevices", "list", "getPciBusInfoDeviceList", key(0));
         for (rapidjson::SizeType i = 0; keys.IsArray() && i < keys.Size(); ++i) {
             Json device =
                 ask("pciDevices[" + std::to_string(i) + "]", "configuration",
@@ -207,33 +249,46 @@ class Inventory {
         return out;
     }
 
-    Session& session_;
+    MachineReader& machine_;
     JsonAllocator& allocator_;
-    Json unavailable_;
-    std::string failure_;
-    std::string cabinet_;
+    unsigned int cabinet_ = 0;
 };
 
-const Inventory::Fields Inventory::kProcessorFields = {{"socket", "getCPUSocketDesignation"},
-                                                       {"manufacturer", "getCPUManufacturer"},
-                                                       {"model", "getCPUModelName"},
-                                                       {"speedMHz", "getCPUCurrentSpeed"},
-                                                       {"family", "getCPUFamily"},
-                                                       {"stepping", "getCPUStepping"},
-                                                       {"cores", "getNumberCoresPerPhysicalCPU"},
-                                                       {"status", "getCPUStatus"}};
+/// True if the selection takes a row of a part.
+bool isSelected(const Selection& selection, const Json& part, Json& row, JsonAllocator& allocator) {
+    add(row, "part", Json(part, allocator), allocator);
+    const bool passes = selection.passes(row);
+    row.RemoveMember("part");
+    return passes;
+}
 
-const Inventory::Fields Inventory::kMemoryFields = {
-    {"socket", "getMemoryModuleSocketDesignation"}, {"size", "getMemoryModuleSize"},
-    {"frequency", "getMemoryModuleFrequency"},      {"manufacturer", "getMemoryModuleManufacturer"},
-    {"partNumber", "getMemoryModulePartNumber"},    {"status", "getMemoryModuleStatus"}};
-
-const Inventory::Fields Inventory::kNetworkFields = {
-    {"mac", "getNetworkInfoIfMacAddress", macText},
-    {"address", "getNetworkInfoIfIpAddress", addressText},
-    {"netmask", "getNetworkInfoIfIpSubnetMask", addressText},
-    {"gateway", "getNetworkInfoIfDefaultGateway", addressText},
-    {"dhcp", "getNetworkInfoIfUseDHCP"}};
+/// The parts, and of lists the rows, that are selected.
+Json selected(Json machine, const Selection& selection, JsonAllocator& allocator) {
+    if (!selection.hasCondition()) {
+        return machine;
+    }
+    Json out(rapidjson::kObjectType);
+    auto part = machine.MemberBegin();
+    for (rapidjson::SizeType left = machine.MemberCount(); left > 0; --left, ++part) {
+        Json& value = part->value;
+        if (value.IsObject()) {
+            if (isSelected(selection, part->name, value, allocator)) {
+                out.AddMember(part->name, value, allocator);
+            }
+            continue;
+        }
+        Json rows(rapidjson::kArrayType);
+        for (rapidjson::SizeType i = 0; i < value.Size(); ++i) {
+            if (isSelected(selection, part->name, value[i], allocator)) {
+                rows.PushBack(value[i], allocator);
+            }
+        }
+        if (!rows.Empty()) {
+            out.AddMember(part->name, rows, allocator);
+        }
+    }
+    return out;
+}
 
 }  // namespace
 
@@ -241,15 +296,18 @@ Answer runInventory(const Options& options) {
     Session session(options);
     Answer answer;
     auto& allocator = answer.document.GetAllocator();
-    Inventory inventory(session, allocator);
-    Json machine = inventory.build();
+    MachineReader reader(session, allocator);
+    Json machine = selected(Inventory(reader, allocator).build(), options.selection, allocator);
+    const bool isEmpty = machine.ObjectEmpty();
     answer.shown = "machine";
+    answer.view = viewOf(machine, allocator);
     answer.document.SetObject();
     add(answer.document, "machine", std::move(machine), allocator);
-    add(answer.document, "unavailable", inventory.takeUnavailable(), allocator);
-    if (!inventory.failure().empty()) {
-        answer.status = ExitStatus::partial;
-        say(inventory.failure());
+    add(answer.document, "unavailable", reader.takeUnavailable(), allocator);
+    if (!reader.failure().empty()) {
+        answer.fail(ExitStatus::partial, reader.failure());
+    } else {
+        options.selection.judge(answer, isEmpty);
     }
     return answer;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "tools/Console.h"
 
 namespace varnockctl {
@@ -20,5 +22,8 @@ enum class ExitStatus {
     interrupted = 130,                           ///< by SIGINT
     terminated = 143,                            ///< by SIGTERM
 };
+
+/// The meaning of a status in a few words.
+std::string_view meaningOf(ExitStatus status);
 
 }  // namespace varnockctl

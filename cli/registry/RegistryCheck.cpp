@@ -1,11 +1,12 @@
 #include "cli/registry/RegistryCheck.h"
 
 #include <stdlib.h>
-#include <string.h>
 
 #include <algorithm>
 #include <set>
 
+#include "cli/registry/RegistryEntries.h"
+#include "cli/registry/RegistryLines.h"
 #include "runtime/registry/RegistryFormat.h"
 
 namespace varnockctl {
@@ -17,10 +18,10 @@ constexpr std::size_t kMaxShown = 100;
 
 class Check {
   public:
-    explicit Check(std::string_view file) : rest_(file) {}
+    explicit Check(std::string_view file) : file_(file) {}
 
     std::vector<RegistryProblem> run() {
-        while (!open_.empty() && !rest_.empty()) {
+        while (!open_.empty() && offset_ < file_.size()) {
             takeLine();
         }
         finish();
@@ -36,75 +37,81 @@ class Check {
             addMissing("the file ends before its keys do: its end closes all open keys");
             return;
         }
-        while (rest_.starts_with('\n')) {
+        for (; offset_ < file_.size() && file_[offset_] == '\n'; ++offset_) {
             ++line_;
-            rest_.remove_prefix(1);
         }
-        if (!rest_.empty()) {
+        if (offset_ < file_.size()) {
             ++line_;
-            add(rest_.substr(0, rest_.find('\n')),
+            add(registryLineAt(file_, offset_).text,
                 "after the empty line that ends the file: not read, like everything that follows");
         }
     }
 
     void takeLine() {
         ++line_;
-        const std::size_t newline = rest_.find('\n');
-        std::string_view line = rest_.substr(0, newline);
-        rest_ = newline != rest_.npos ? rest_.substr(newline + 1) : std::string_view();
-        if (line.size() > kLongestLine) {
-            add(line, "only the first " + std::to_string(kLongestLine) + " characters are read");
-            line = line.substr(0, kLongestLine);
+        const RegistryLine line = registryLineAt(file_, offset_);
+        offset_ = line.next;
+        if (line.text.size() > kLongestLine) {
+            add(line.text,
+                "only the first " + std::to_string(kLongestLine) + " characters are read");
         }
-        if (line.find('\0') != line.npos) {
-            add(line, "the line is read up to its NUL byte");
-            line = line.substr(0, line.find('\0'));
+        if (line.text.substr(0, kLongestLine).find('\0') != line.text.npos) {
+            add(line.read, "the line is read up to its NUL byte");
         }
-        if (line.empty()) {
-            open_.pop_back();
-        } else if (line[0] == '[' && line.rfind(']') != line.npos) {
-            takeKey(line);
-        } else {
-            takeValue(line);
+        switch (line.kind) {
+            case RegistryLine::Kind::end:
+                open_.pop_back();
+                break;
+            case RegistryLine::Kind::key:
+                takeKey(line);
+                break;
+            case RegistryLine::Kind::value:
+                takeValue(line);
+                break;
+            case RegistryLine::Kind::other:
+                add(line.read, "neither a key nor a value: the line is skipped");
+                break;
         }
     }
 
-    void takeKey(std::string_view line) {
-        const std::string name(line.substr(1, line.rfind(']') - 1));
-        if (line.back() != ']') {
-            add(line, "the text after the bracket is not read");
+    void takeKey(const RegistryLine& line) {
+        if (line.read.back() != ']') {
+            add(line.read, "the text after the bracket is not read");
         }
-        enter(line, name);
+        enter(line);
+        const std::string name(line.name);
+        if (open_.size() == 1 && !isRegistryRoot(name)) {
+            addUnreachable(line, "not one of the five root keys: programs do not look for it");
+        }
+        if (name.find('\\') != name.npos) {
+            addUnreachable(line, "a backslash separates keys: no path leads to this one");
+        }
         hasLocalMachine_ = hasLocalMachine_ || (open_.size() == 1 && name == kLocalMachine);
         open_.emplace_back();
     }
 
-    void takeValue(std::string_view line) {
-        const std::size_t equals = line.find('=');
-        const std::string_view marked = equals != line.npos ? line.substr(equals) : "";
-        if (marked.starts_with(kNumberMarker)) {
-            checkNumber(line, std::string(marked.substr(strlen(kNumberMarker))));
-        } else if (marked.starts_with(kBinaryMarker)) {
-            checkBytes(line, marked.substr(strlen(kBinaryMarker)));
-        } else if (!marked.starts_with(kStringMarker) && !marked.starts_with(kExpandMarker)) {
-            add(line, "neither a key nor a value: the line is skipped");
-            return;
+    void takeValue(const RegistryLine& line) {
+        if (line.marker == kNumberMarker) {
+            checkNumber(line);
+        } else if (line.marker == kBinaryMarker) {
+            checkBytes(line.read, line.data);
         }
         if (open_.size() == 1) {
-            problems_.push_back({line_, shown(line), "a value outside all keys", false});
+            problems_.push_back({line_, shown(line.read), "a value outside all keys", false});
         }
-        enter(line, std::string(line.substr(0, equals)));
+        enter(line);
     }
 
-    void checkNumber(std::string_view line, const std::string& text) {
+    void checkNumber(const RegistryLine& line) {
+        const std::string text(line.data);
         char* end = nullptr;
         const long number = strtol(text.c_str(), &end, 10);
-        if (end == text.c_str()) {
-            add(line, "not a number: the line is skipped");
+        if (!line.isRead()) {
+            add(line.read, "not a number: the line is skipped");
         } else if (*end != '\0') {
-            add(line, "the text after the number is not read");
+            add(line.read, "the text after the number is not read");
         } else if (number < -2147483648L || number > 4294967295L) {
-            add(line, "only the low 32 bits of the number are read");
+            add(line.read, "only the low 32 bits of the number are read");
         }
     }
 
@@ -124,14 +131,17 @@ class Check {
     }
 
     /// Of two entries with the same name in a key the last one is used, whatever their types.
-    void enter(std::string_view line, const std::string& name) {
-        if (!open_.back().insert(name).second) {
-            add(line, "replaces the entry of the same name above");
+    void enter(const RegistryLine& line) {
+        if (!open_.back().insert(std::string(line.name)).second) {
+            add(line.read, "replaces the entry of the same name above");
         }
     }
 
     void add(std::string_view line, const std::string& problem) {
         problems_.push_back({line_, shown(line), problem, true});
+    }
+    void addUnreachable(const RegistryLine& line, const std::string& problem) {
+        problems_.push_back({line_, shown(line.read), problem, false});
     }
     void addMissing(const std::string& problem) {
         problems_.push_back({line_ + 1, {}, problem, false});
@@ -140,7 +150,8 @@ class Check {
         return std::string(line.substr(0, kMaxShown));
     }
 
-    std::string_view rest_;
+    const std::string_view file_;
+    std::size_t offset_ = 0;
     std::size_t line_ = 0;
     std::vector<std::set<std::string>> open_{1};  ///< the names in each open key
     bool hasLocalMachine_ = false;

@@ -1,10 +1,12 @@
 #include <algorithm>
+#include <deque>
 
 #include "cli/Commands.h"
 #include "cli/Interrupts.h"
 #include "cli/TextMatch.h"
 #include "cli/output/Failure.h"
 #include "cli/registry/RegistryCheck.h"
+#include "cli/registry/RegistryEdit.h"
 #include "cli/registry/RegistryEntries.h"
 #include "cli/registry/RegistryFile.h"
 #include "tools/Console.h"
@@ -13,14 +15,18 @@
 namespace varnockctl {
 namespace {
 
-/// The registry as read from the file, for reading only.
-struct Snapshot {
-    Snapshot() : file(readRegistryFile()) {
-        if (file.isBackup) {
-            say(systemFile("registry") + ": not found; reading " + file.path);
-        }
-        parseRegistry(file.text, root);
+RegistryFile readFileOrBackup() {
+    RegistryFile file = readRegistryFile();
+    if (file.isBackup) {
+        say(systemFile("registry") + ": not found; reading " + file.path);
     }
+    return file;
+}
+
+/// A registry file, for reading only.
+struct Snapshot {
+    Snapshot() : Snapshot(readFileOrBackup()) {}
+    explicit Snapshot(RegistryFile read) : file(std::move(read)) { parseRegistry(file.text, root); }
 
     /// Throws Failure if there is no such key.
     CRegistryNode& key(const std::string& path) {
@@ -43,7 +49,14 @@ std::string shownValue(const RegistryEntry& entry) {
     return *entry.name + "  " + entry.typeName() + "  " + entry.text();
 }
 
-Answer entriesAnswer(const std::string& file, const std::vector<RegistryEntry>& entries) {
+Json entryJson(const RegistryEntry& entry, JsonAllocator& allocator) {
+    return entry.toJson(allocator);
+}
+
+/// Leaves the selected entries.
+Answer entriesAnswer(const std::string& file, std::vector<RegistryEntry>& entries,
+                     const Selection& selection = {}) {
+    selection.apply(entries, entryJson);
     Answer answer;
     answer.shown = "entries";
     auto& allocator = answer.document.GetAllocator();
@@ -54,6 +67,7 @@ Answer entriesAnswer(const std::string& file, const std::vector<RegistryEntry>& 
     answer.document.SetObject();
     add(answer.document, "file", file, allocator);
     add(answer.document, "entries", std::move(rows), allocator);
+    selection.judge(answer, entries.empty());
     return answer;
 }
 
@@ -117,8 +131,7 @@ std::string changeLine(const RegistryChange& change) {
     return std::string(1, change.sign) + ' ' + varnock::printable(line) + '\n';
 }
 
-Answer changesAnswer(const std::vector<RegistryChange>& changes, bool isSaved) {
-    Answer answer;
+void addChanges(Answer& answer, const std::vector<RegistryChange>& changes) {
     answer.shown = "changes";
     auto& allocator = answer.document.GetAllocator();
     Json rows(rapidjson::kArrayType);
@@ -126,10 +139,16 @@ Answer changesAnswer(const std::vector<RegistryChange>& changes, bool isSaved) {
         rows.PushBack(changeJson(change, allocator), allocator);
         answer.table += changeLine(change);
     }
+    add(answer.document, "changes", std::move(rows), allocator);
+}
+
+Answer changesAnswer(const std::vector<RegistryChange>& changes, bool isSaved) {
+    Answer answer;
+    auto& allocator = answer.document.GetAllocator();
     answer.document.SetObject();
     add(answer.document, "file", systemFile("registry"), allocator);
     add(answer.document, "saved", Json(isSaved), allocator);
-    add(answer.document, "changes", std::move(rows), allocator);
+    addChanges(answer, changes);
     return answer;
 }
 
@@ -139,43 +158,62 @@ std::string problemText(const RegistryFile& file, const RegistryProblem& problem
                               (problem.text.empty() ? "" : ": \"" + problem.text + "\""));
 }
 
-/// A save writes only what was read, so lines that were not read as intended would be lost.
+/// An import writes only what was read, so lines that were not read as intended would be lost.
 void refuseLosses(const RegistryFile& file, bool force) {
     for (const RegistryProblem& problem : checkRegistry(file.text)) {
         if (problem.loses && !force) {
             throw Failure(ExitStatus::unintelligible,
                           problemText(file, problem) +
-                              "; saving would lose this. See varnockctl registry check, and "
-                              "--force");
+                              "; this would be lost. See varnockctl registry check, and --force");
         }
     }
 }
 
 using TreeChange = std::function<void(CRegistryNode& root)>;
 
-std::vector<RegistryChange> makeChanges(CRegistryNode& root, const TreeChange& change) {
-    const std::vector<RegistryEntry> before = registryEntries(root, "");
-    change(root);
-    return registryChanges(before, registryEntries(root, ""));
+/// Changes the text of the registry file and returns the changes. Throws Failure if the text cannot
+/// be edited in place; with `force` it is then written whole, and what was not read is lost.
+std::vector<RegistryChange> makeChanges(std::string& text, bool force, const TreeChange& change) {
+    CRegistryNode tree;
+    parseRegistry(text, tree);
+    const std::vector<RegistryEntry> before = registryEntries(tree, "");
+    change(tree);
+    const std::vector<RegistryEntry> after = registryEntries(tree, "");
+    auto changes = registryChanges(before, after);
+    if (changes.empty()) {
+        return changes;
+    }
+    std::string edited = editedRegistry(text, changes, tree);
+    CRegistryNode read;
+    parseRegistry(edited, read);
+    if (registryEntries(read, "") == after) {
+        text = std::move(edited);
+    } else if (force) {
+        text = registryText(tree);
+    } else {
+        throw Failure(
+            ExitStatus::unintelligible,
+            "the registry file cannot be changed in place; see varnockctl registry check, "
+            "and --force to write it whole");
+    }
+    return changes;
 }
 
-/// Changes the registry, or a copy of it with --dry-run.
+/// Changes the registry, or a copy of its text with --dry-run.
 Answer changeRegistry(const Options& options, const std::string& what, bool force,
                       const TreeChange& change) {
     if (options.dryRun) {
-        Snapshot registry;
-        refuseLosses(registry.file, force);
-        return changesAnswer(makeChanges(registry.root, change), false);
+        RegistryFile file = readFileOrBackup();
+        return changesAnswer(makeChanges(file.text, force, change), false);
     }
     confirm(options, what);
     std::vector<RegistryChange> changes;
     // Once the lock is held, the rest is short: an interrupted command completes it and reports the
     // result.
     std::optional<Interrupts> saving;
-    changeRegistryFile([&](CRegistryNode& root) {
+    changeRegistryFile([&](std::string& text) {
         saving.emplace();
-        refuseLosses(readRegistryFile(), force);
-        changes = makeChanges(root, change);
+        changes = makeChanges(text, force, change);
         return !changes.empty();
     });
     if (changes.empty()) {
@@ -218,6 +256,38 @@ RegistryEntry wantedValue(const std::string& key, const RegistryArguments& argum
     return entry;
 }
 
+/// One side of a comparison: a key of the registry, or a file.
+class DiffSide {
+  public:
+    /// `argument` is a path that begins with a root key, the name of a file, or empty for the whole
+    /// registry.
+    explicit DiffSide(const std::string& argument)
+        : key(isKey(argument) ? normalRegistryPath(argument) : ""),
+          snapshot_(argument.empty() || !key.empty() ? readFileOrBackup()
+                                                     : readRegistryFile(argument)) {}
+
+    /// The entries of a key, with their whole path or the path below the key; none without the key.
+    std::vector<RegistryEntry> entries(const std::string& path, bool isWhole) const {
+        CRegistryNode* const node = findRegistryKey(snapshot_.root, path);
+        if (node == nullptr && !key.empty()) {
+            throw Failure(ExitStatus::notAvailable, "no key " + path);
+        }
+        return node != nullptr ? registryEntries(*node, isWhole ? path : "")
+                               : std::vector<RegistryEntry>();
+    }
+    std::string name() const { return key.empty() ? snapshot_.file.path : key; }
+
+    const std::string key;  ///< empty: a whole file
+
+  private:
+    static bool isKey(const std::string& argument) {
+        const std::string path = normalRegistryPath(argument);
+        return isRegistryRoot(path.substr(0, path.find('\\')));
+    }
+
+    mutable Snapshot snapshot_;  // looking up a key needs a tree that could be changed
+};
+
 void deleteEntry(CRegistryNode& root, const std::string& key,
                  const std::optional<std::string>& name) {
     if (name) {
@@ -237,14 +307,25 @@ void deleteEntry(CRegistryNode& root, const std::string& key,
     parent->erase(key.substr(isTop ? 0 : separator + 1).c_str());
 }
 
+Json problemJson(const RegistryProblem& problem, JsonAllocator& allocator) {
+    Json row(rapidjson::kObjectType);
+    add(row, "line", Json(static_cast<std::uint64_t>(problem.line)), allocator);
+    add(row, "problem", problem.problem, allocator);
+    add(row, "text", problem.text.empty() ? Json() : text(problem.text, allocator), allocator);
+    add(row, "loses", Json(problem.loses), allocator);
+    return row;
+}
+
 }  // namespace
 
 Answer registryTree(const RegistryArguments& arguments) {
     Snapshot registry;
     const std::string key = normalRegistryPath(arguments.key);
-    const auto entries = registryEntries(registry.key(key), key);
-    Answer answer = entriesAnswer(registry.file.path, entries);
-    answer.table = treeText(entries);
+    auto entries = registryEntries(registry.key(key), key);
+    Answer answer = entriesAnswer(registry.file.path, entries, arguments.selection);
+    if (arguments.selection.isWhole()) {
+        answer.table = treeText(entries);
+    }
     return answer;
 }
 
@@ -253,7 +334,8 @@ Answer registryGet(const RegistryArguments& arguments) {
     const std::string key = normalRegistryPath(arguments.key);
     CRegistryNode& node = registry.key(key);
     if (!arguments.name) {
-        return entriesAnswer(registry.file.path, directEntries(node, key));
+        auto entries = directEntries(node, key);
+        return entriesAnswer(registry.file.path, entries, arguments.selection);
     }
     const auto entry = findRegistryValue(node, key, *arguments.name);
     if (!entry) {
@@ -277,14 +359,15 @@ Answer registryFind(const RegistryArguments& arguments) {
         throw Failure(ExitStatus::notAvailable,
                       "nothing has \"" + arguments.pattern + "\" in its name or value");
     }
-    return entriesAnswer(registry.file.path, entries);
+    return entriesAnswer(registry.file.path, entries, arguments.selection);
 }
 
 Answer registryExport(const RegistryArguments& arguments) {
     Snapshot registry;
     const std::string key = normalRegistryPath(arguments.key);
     CRegistryNode& node = registry.key(key);
-    Answer answer = entriesAnswer(registry.file.path, registryEntries(node, key));
+    auto entries = registryEntries(node, key);
+    Answer answer = entriesAnswer(registry.file.path, entries);
     CRegistryNode exported;
     // Into an empty key nothing can conflict.
     static_cast<void>(mergeRegistry(createKey(exported, key), node));
@@ -296,24 +379,21 @@ Answer registryExport(const RegistryArguments& arguments) {
 Answer registryCheck(const RegistryArguments& arguments) {
     const RegistryFile file =
         arguments.file.empty() ? readRegistryFile() : readRegistryFile(arguments.file);
-    const auto problems = checkRegistry(file.text);
+    auto problems = checkRegistry(file.text);
+    const bool isSound = problems.empty();
+    arguments.selection.apply(problems, problemJson);
     Answer answer;
     answer.shown = "problems";
     auto& allocator = answer.document.GetAllocator();
     Json rows(rapidjson::kArrayType);
     for (const RegistryProblem& problem : problems) {
-        Json row(rapidjson::kObjectType);
-        add(row, "line", Json(static_cast<std::uint64_t>(problem.line)), allocator);
-        add(row, "problem", problem.problem, allocator);
-        add(row, "text", problem.text.empty() ? Json() : text(problem.text, allocator), allocator);
-        add(row, "loses", Json(problem.loses), allocator);
-        rows.PushBack(row, allocator);
+        rows.PushBack(problemJson(problem, allocator), allocator);
         answer.table += problemText(file, problem) + '\n';
     }
-    if (problems.empty()) {
+    if (isSound) {
         answer.table = varnock::printable(file.path) + ": no problem\n";
     }
-    answer.status = problems.empty() ? ExitStatus::done : ExitStatus::partial;
+    answer.status = isSound ? ExitStatus::done : ExitStatus::partial;
     answer.document.SetObject();
     add(answer.document, "file", file.path, allocator);
     add(answer.document, "problems", std::move(rows), allocator);
@@ -348,19 +428,42 @@ Answer registryDelete(const Options& options, const RegistryArguments& arguments
 }
 
 Answer registryImport(const Options& options, const RegistryArguments& arguments) {
-    const RegistryFile file = readRegistryFile(arguments.file);
-    refuseLosses(file, arguments.force);
-    CRegistryNode added;
-    parseRegistry(file.text, added);
-    for (const RegistryEntry& entry : registryEntries(added, "")) {
-        requireRootKey(entry.key);
+    std::deque<Snapshot> added;
+    for (const std::string& path : arguments.files) {
+        RegistryFile file = readRegistryFile(path);
+        refuseLosses(file, arguments.force);
+        added.emplace_back(std::move(file));
+        for (const RegistryEntry& entry : registryEntries(added.back().root, "")) {
+            requireRootKey(entry.key);
+        }
     }
     return changeRegistry(options, "registry import", arguments.force, [&](CRegistryNode& root) {
-        if (!mergeRegistry(root, added)) {
-            throw Failure(ExitStatus::usage,
-                          "a key of " + file.path + " is a value in the registry, or vice versa");
+        for (Snapshot& each : added) {
+            if (!mergeRegistry(root, each.root)) {
+                throw Failure(ExitStatus::usage, "a key of " + each.file.path +
+                                                     " is a value in the registry, or vice versa");
+            }
         }
     });
+}
+
+Answer registryDiff(const RegistryArguments& arguments) {
+    const DiffSide from(arguments.from);
+    const DiffSide to(arguments.to);
+    // The same key of both sides has its whole path; different ones are compared as such.
+    const std::string key = from.key.empty() ? to.key : from.key;
+    const bool isSameKey = from.key.empty() || to.key.empty() || from.key == to.key;
+    auto changes = registryChanges(from.entries(key, isSameKey),
+                                   to.entries(to.key.empty() ? key : to.key, isSameKey));
+    arguments.selection.apply(changes, changeJson);
+    Answer answer;
+    auto& allocator = answer.document.GetAllocator();
+    answer.document.SetObject();
+    add(answer.document, "from", from.name(), allocator);
+    add(answer.document, "to", to.name(), allocator);
+    addChanges(answer, changes);
+    arguments.selection.judge(answer, changes.empty());
+    return answer;
 }
 
 }  // namespace varnockctl

@@ -26,11 +26,11 @@ constexpr std::pair<const char*, unsigned int> kTypeNames[] = {{"string", REGIST
                                                                {"number", REGISTRY_NUMBER},
                                                                {"key", REGISTRY_KEY}};
 
-constexpr std::pair<const char*, const char*> kRootNames[] = {{"HKLM", kLocalMachine},
-                                                              {"HKCU", kCurrentUser},
-                                                              {"HKU", kUsers},
-                                                              {"HKCR", kClassesRoot},
-                                                              {"HKCC", kCurrentConfig}};
+constexpr RegistryRoot kRootNames[] = {{"HKLM", kLocalMachine},
+                                       {"HKCU", kCurrentUser},
+                                       {"HKU", kUsers},
+                                       {"HKCR", kClassesRoot},
+                                       {"HKCC", kCurrentConfig}};
 
 /// Nested keys in a file can give paths with several hundred thousand parts each.
 constexpr std::size_t kMaxPathBytes = std::size_t{64} << 20;
@@ -230,6 +230,10 @@ std::string normalRegistryPath(const std::string& path) {
         normal = joined(normal, part.c_str());
     }
     return normal;
+}
+
+std::span<const RegistryRoot> registryRoots() {
+    return kRootNames;
 }
 
 bool isRegistryRoot(const std::string& name) {

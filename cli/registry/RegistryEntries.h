@@ -1,8 +1,10 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "cli/output/Json.h"
@@ -39,6 +41,10 @@ unsigned int registryType(std::string_view name);
 
 /// The path with backslashes, and with the full name of the root key instead of an abbreviation.
 std::string normalRegistryPath(const std::string& path);
+/// A root key: its abbreviation and its whole name.
+using RegistryRoot = std::pair<const char*, const char*>;
+/// The five root keys.
+std::span<const RegistryRoot> registryRoots();
 /// True for the names of the five root keys.
 bool isRegistryRoot(const std::string& name);
 

@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "cli/output/Failure.h"
+#include "cli/registry/LockHolder.h"
 #include "runtime/ProfileFile.h"
 #include "runtime/Registry.h"
 #include "runtime/files/FileDescriptor.h"
@@ -94,15 +95,19 @@ RegistryFile readRegistryFile(const std::string& path) {
     return {path, std::move(*text)};
 }
 
-void changeRegistryFile(const std::function<bool(CRegistryNode& root)>& change) {
+void changeRegistryFile(const std::function<bool(std::string& text)>& change) {
     // The library would use the backup instead of a file that it may not read.
     readRegistryFile();
     const std::string path = systemFile(kFile);
     try {
-        if (!CRegistry::UpdateTree([&] { return change(CRegistry::MRoot); })) {
+        if (!CRegistry::UpdateText(change)) {
             throw failureOf(path, ENOENT);
         }
     } catch (int) {
+        if (errno == EWOULDBLOCK) {
+            throw Failure(ExitStatus::timeout,
+                          path + ": " + holderText(systemFile(kNewFile)) + " is saving it");
+        }
         const Failure failure = failureOf(path, errno);
         throw Failure(failure.status(), std::string("cannot be saved: ") + failure.what());
     }

@@ -3,8 +3,6 @@
 #include <functional>
 #include <string>
 
-#include "runtime/RegistryNode.h"
-
 namespace varnockctl {
 
 /// The text of a registry file. Reading needs no lock, because a save replaces the file atomically.
@@ -23,9 +21,9 @@ RegistryFile readRegistryFile();
 /// Another file in the same format; "-" is standard input. Throws Failure.
 RegistryFile readRegistryFile(const std::string& path);
 
-/// Calls `change` with the tree of the current file while no other process can save, and writes the
-/// file if it returns true. Throws Failure if that fails, and the exceptions of `change`; the file
-/// is then unchanged.
-void changeRegistryFile(const std::function<bool(CRegistryNode& root)>& change);
+/// Calls `change` with the text of the current file while no other process can save, and saves what
+/// it leaves if it returns true. Throws Failure if that fails, and the exceptions of `change`; the
+/// file is then unchanged.
+void changeRegistryFile(const std::function<bool(std::string& text)>& change);
 
 }  // namespace varnockctl

@@ -1,18 +1,27 @@
+#include <errno.h>
 #include <poll.h>
-#include <regex.h>
+#include <stdio.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
-#include <deque>
+#include <cstddef>
+#include <functional>
+#include <limits>
 #include <utility>
 
 #include "cli/Commands.h"
 #include "cli/Interrupts.h"
 #include "cli/output/Failure.h"
+#include "cli/output/Sanitizing.h"
+#include "cli/output/Table.h"
+#include "cli/trace/TraceCalls.h"
+#include "cli/trace/TraceFilter.h"
+#include "cli/trace/TraceItems.h"
 #include "cli/trace/TraceMerge.h"
 #include "cli/trace/TraceReader.h"
-#include "cli/trace/TraceTime.h"
 #include "runtime/Debug.h"
 #include "runtime/Registry.h"
 #include "runtime/trace/TraceFileFormat.h"
@@ -30,144 +39,61 @@ constexpr std::chrono::milliseconds kLookForEntries{100};
 /// The number of old entries that --follow shows first.
 constexpr unsigned int kFollowedPast = 10;
 
-/// An extended regular expression.
-class Pattern {
-  public:
-    /// Throws Failure (usage).
-    Pattern(const std::string& text, const char* option) {
-        const int error = regcomp(&expression_, text.c_str(), REG_EXTENDED | REG_NOSUB);
-        if (error != 0) {
-            char reason[200];
-            regerror(error, &expression_, reason, sizeof reason);
-            throw Failure(ExitStatus::usage, std::string(option) + ": \"" + text + "\": " + reason);
-        }
-    }
-    ~Pattern() { regfree(&expression_); }
-    Pattern(const Pattern&) = delete;
-    Pattern& operator=(const Pattern&) = delete;
+constexpr char kTorn[] = "partly overwritten";
+constexpr char kOverwritten[] = "overwritten before they could be read";
 
-    bool matches(std::string_view text) const {
-        regmatch_t range{};
-        range.rm_eo = static_cast<regoff_t>(text.size());
-        return regexec(&expression_, text.data(), 1, &range, REG_STARTEND) == 0;
-    }
-
-  private:
-    regex_t expression_{};
-};
-
-/// Selects the entries to show.
-class Filter {
-  public:
-    explicit Filter(const TraceOptions& trace) : now_(time(nullptr)) {
-        for (const std::string& text : trace.grep) {
-            wanted_.emplace_back(text, "--grep");
-        }
-        for (const std::string& text : trace.exclude) {
-            unwanted_.emplace_back(text, "--exclude");
-        }
-        if (!trace.since.empty()) {
-            since_ = parseMoment(trace.since, now_);
-        }
-    }
-
-    bool passes(const TraceEntry& entry) const {
-        const auto matches = [&](const Pattern& pattern) { return pattern.matches(entry.message); };
-        return isRecent(entry) &&
-               (wanted_.empty() || std::any_of(wanted_.begin(), wanted_.end(), matches)) &&
-               std::none_of(unwanted_.begin(), unwanted_.end(), matches);
-    }
-
-  private:
-    bool isRecent(const TraceEntry& entry) const {
-        if (!since_) {
-            return true;
-        }
-        const auto moment = traceTime(entry.time, time(nullptr));
-        return moment && *moment >= *since_;
-    }
-
-    time_t now_;
-    std::optional<time_t> since_;
-    std::deque<Pattern> wanted_;
-    std::deque<Pattern> unwanted_;
-};
+constexpr TracePlace kBeforeAll{std::numeric_limits<std::int64_t>::min(), 0};
 
 /// One of the files to show.
 struct Source {
     explicit Source(const std::string& path) : reader(path) {}
 
     std::string name() const { return reader.path().substr(reader.path().rfind('/') + 1); }
-    /// The prefix of an entry that comes from one of several files.
-    std::string label(std::optional<pid_t> process) const {
-        char text[32];
-        snprintf(text, sizeof text, "_%c %7s ", reader.path().back(),
-                 process ? std::to_string(*process).c_str() : "-");
-        return text;
+    /// The prefix of an entry that comes from one of several files: of the library's files the
+    /// letter, else the name.
+    std::string label(std::optional<pid_t> process, bool isNamed) const {
+        const std::string& path = reader.path();
+        char number[32];
+        snprintf(number, sizeof number, " %7s ", process ? std::to_string(*process).c_str() : "-");
+        return (isNamed ? name() : std::string{'_', path.back()}) + number;
     }
 
     TraceReader reader;
-    TracePlace shownUpTo{std::numeric_limits<std::int64_t>::min(), 0};
+    TracePlace shownUpTo = kBeforeAll;
+    TraceDescription description;
 };
+
+void addOrigin(Json& item, const Source& source, std::optional<pid_t> process,
+               JsonAllocator& allocator) {
+    add(item, "file", source.name(), allocator);
+    add(item, "process", process ? Json(*process) : Json(), allocator);
+}
 
 /// A copy of each file; null if it could not be read or has not changed.
 using Logs = std::vector<std::unique_ptr<TraceLog>>;
-
-Json toJson(const TraceEntry& entry, JsonAllocator& allocator) {
-    const auto moment = traceTime(entry.time, time(nullptr));
-    Json item(rapidjson::kObjectType);
-    add(item, "time", moment ? text(isoTime(*moment), allocator) : Json(), allocator);
-    add(item, "host", entry.host, allocator);
-    add(item, "application", entry.application, allocator);
-    add(item, "thread", entry.thread, allocator);
-    add(item, "message", entry.message, allocator);
-    return item;
-}
-
-Json orNull(const std::optional<std::int64_t>& number) {
-    return number ? Json(*number) : Json();
-}
-
-Json infoOf(const std::string& path, const TraceLog& log, JsonAllocator& allocator) {
-    const TraceHeader& header = log.header();
-    Json info(rapidjson::kObjectType);
-    add(info, "file", path, allocator);
-    add(info, "filePath", header.filePath, allocator);
-    add(info, "firstOpen", header.firstOpen, allocator);
-    add(info, "lastOpen", header.lastOpen, allocator);
-    add(info, "opens", orNull(header.opens), allocator);
-    add(info, "wraps", orNull(header.wraps), allocator);
-    add(info, "size", orNull(header.size), allocator);
-    add(info, "position", orNull(header.position), allocator);
-    const bool isEmpty = log.count() == 0;
-    add(info, "entries", Json(static_cast<std::uint64_t>(log.count())), allocator);
-    add(info, "oldest", isEmpty ? Json() : text(log.oldestTime(), allocator), allocator);
-    add(info, "newest", isEmpty ? Json() : text(log.newestTime(), allocator), allocator);
-    add(info, "tornBytes", Json(log.tornBytes()), allocator);
-    Json problems(rapidjson::kArrayType);
-    for (const std::string& problem : log.problems()) {
-        problems.PushBack(text(problem, allocator), allocator);
-    }
-    add(info, "problems", std::move(problems), allocator);
-    return info;
-}
 
 bool exists(const std::string& path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
-/// The existing files; all possible files if at least one exists and they are followed; the first
-/// path if none exists.
+bool isLeftOut(const std::string& path, const std::vector<std::string>& unwanted) {
+    return std::any_of(unwanted.begin(), unwanted.end(), [&](const std::string& text) {
+        return path == text || path.substr(path.rfind('/') + 1) == text ||
+               path.ends_with("_" + text);
+    });
+}
+
+/// The existing files; all possible files if they are followed; the first path if none exists.
+/// Throws Failure (usage) if all are left out.
 std::vector<Source> sourcesOf(const TraceOptions& trace) {
-    std::vector<Source> sources;
-    if (!trace.file.empty()) {
-        sources.emplace_back(trace.file);
-        return sources;
+    std::vector<std::string> paths = trace.files.empty() ? traceFilePaths() : trace.files;
+    std::erase_if(paths, [&](const auto& path) { return isLeftOut(path, trace.notFiles); });
+    if (paths.empty()) {
+        throw Failure(ExitStatus::usage, "--not-file leaves out every file");
     }
-    const std::vector<std::string> paths = traceFilePaths();
-    const bool isThereAny = std::any_of(paths.begin(), paths.end(), exists);
+    std::vector<Source> sources;
     for (const std::string& path : paths) {
-        if (exists(path) || (trace.follow && isThereAny)) {
+        if (!trace.files.empty() || trace.follow || exists(path)) {
             sources.emplace_back(path);
         }
     }
@@ -177,6 +103,18 @@ std::vector<Source> sourcesOf(const TraceOptions& trace) {
     return sources;
 }
 
+void writeFile(const std::string& path, const std::string& text) {
+    const std::unique_ptr<FILE, decltype(&fclose)> file(fopen(path.c_str(), "we"), fclose);
+    const bool isWritten = file != nullptr &&
+                           fwrite(text.data(), 1, text.size(), file.get()) == text.size() &&
+                           fflush(file.get()) == 0;
+    if (!isWritten) {
+        const bool isRefused = errno == EACCES || errno == EPERM || errno == EROFS;
+        throw Failure(isRefused ? ExitStatus::permission : ExitStatus::notAvailable,
+                      path + ": " + strerror(errno));
+    }
+}
+
 /// Shows files, and the entries added to them.
 class Trace {
   public:
@@ -184,48 +122,73 @@ class Trace {
         : options_(options), trace_(trace), filter_(trace), sources_(sourcesOf(trace)) {}
 
     Answer info();
+    Answer calls();
     Answer run();
 
   private:
-    Logs readAll(const TraceSelection& selection);
+    using SelectionFor = std::function<TraceSelection(Source& source)>;
+    Logs readAll(const SelectionFor& selection);
     void tellDamage(const Source& source, const TraceLog& log);
     [[nodiscard]] bool show(const Logs& logs, std::optional<unsigned int> last, Flush flush);
+    std::vector<MergedEntry> merged(const Logs& logs, std::optional<unsigned int> last);
+    Logs readSelected(std::optional<unsigned int> last);
     [[nodiscard]] bool print(const MergedEntry& merged, Flush flush);
+    [[nodiscard]] bool printGap(const Source& source, const TraceGap& gap, Flush flush);
+    [[nodiscard]] bool printTo(const Source& source, std::optional<pid_t> process, Json item,
+                               JsonAllocator& allocator, std::string line, Flush flush);
+    [[nodiscard]] bool isWanted(Source& source, const TraceEntry& entry);
+    [[nodiscard]] bool fulfilsCondition(const Source& source, const TraceEntry& entry);
+    [[nodiscard]] bool isComplete() const { return trace_.first && shown_ >= *trace_.first; }
+    TraceSelection selectionFor(Source& source);
     [[nodiscard]] bool showAll();
     void follow();
     [[nodiscard]] bool wait(Clock::time_point started, const Wakeup& wakeup);
     [[nodiscard]] bool showChanges();
-    void findPlace(Source& source, const TraceLog& log);
+    TracePlace findPlace(Source& source, const TraceLog& log);
 
     const Options& options_;
     const TraceOptions& trace_;
-    const Filter filter_;
+    const TraceFilter filter_;
+    /// The condition needs what is known after the last entry.
+    const bool isJudgedLate_ = options_.selection.conditionNames("process");
     std::vector<Source> sources_;
     bool isOneOfSeveral_ = false;  ///< an entry is shown with its file and its process
     std::size_t shown_ = 0;
     bool isDamaged_ = false;
+    bool hasReader_ = true;
+    /// For one item at a time, so that none allocates memory.
+    alignas(std::max_align_t) std::array<char, std::size_t{16} << 10> memory_;
+    JsonAllocator pool_{memory_.data(), memory_.size()};
 };
 
-/// Reads all readable files. Throws Failure if there is none.
-Logs Trace::readAll(const TraceSelection& selection) {
+/// Reads all readable files. Throws Failure if there is none, unless files that appear are waited
+/// for.
+Logs Trace::readAll(const SelectionFor& selection) {
     Logs logs(sources_.size());
     std::vector<Failure> failures;
     std::size_t count = 0;
     for (std::size_t i = 0; i < sources_.size(); ++i) {
-        if (sources_.size() > 1 && !exists(sources_[i].reader.path())) {
+        const bool mayBeMissing = trace_.follow || (sources_.size() > 1 && trace_.files.empty());
+        if (mayBeMissing && !exists(sources_[i].reader.path())) {
             continue;
         }
         try {
-            logs[i] = sources_[i].reader.read(selection);
+            logs[i] = sources_[i].reader.read(selection(sources_[i]));
             ++count;
         } catch (const Failure& failure) {
-            failures.push_back(failure);
+            if (!trace_.follow || failure.status() != ExitStatus::notAvailable) {
+                failures.push_back(failure);
+            }
         }
     }
+    if (count == 0 && !failures.empty()) {
+        throw Failure(failures.front());
+    }
+    if (count == 0 && !trace_.follow) {
+        throw Failure(ExitStatus::notAvailable, "the trace files have been removed");
+    }
     if (count == 0) {
-        throw failures.empty()
-            ? Failure(ExitStatus::notAvailable, "the trace files have been removed")
-            : failures.front();
+        say(sources_.front().reader.path() + ": waiting for the file");
     }
     for (const Failure& failure : failures) {
         say(failure.what());
@@ -236,19 +199,22 @@ Logs Trace::readAll(const TraceSelection& selection) {
 }
 
 Answer Trace::info() {
-    const Logs logs = readAll({.passes = [](const TraceEntry&) { return false; }});
+    const Logs logs = readAll(
+        [](Source&) { return TraceSelection{.passes = [](const TraceEntry&) { return false; }}; });
     Answer answer;
     auto& allocator = answer.document.GetAllocator();
     Json all(rapidjson::kArrayType);
     for (std::size_t i = 0; i < logs.size(); ++i) {
         if (logs[i] != nullptr) {
-            Json info = infoOf(sources_[i].reader.path(), *logs[i], allocator);
+            Json info = infoJson(sources_[i].reader.path(), *logs[i], allocator);
             answer.table += (answer.table.empty() ? "" : "\n") + toTable(info);
             all.PushBack(info, allocator);
             isDamaged_ = isDamaged_ || !logs[i]->problems().empty();
         }
     }
-    static_cast<Json&>(answer.document) = isOneOfSeveral_ ? std::move(all) : std::move(all[0]);
+    answer.shown = "files";
+    answer.document.SetObject();
+    add(answer.document, "files", std::move(all), allocator);
     answer.status = isDamaged_ ? ExitStatus::partial : ExitStatus::done;
     return answer;
 }
@@ -265,8 +231,8 @@ void Trace::tellDamage(const Source& source, const TraceLog& log) {
     }
 }
 
-/// False if the output has no reader any more.
-bool Trace::show(const Logs& logs, std::optional<unsigned int> last, Flush flush) {
+/// The entries that were selected, those of all files in the order of time.
+std::vector<MergedEntry> Trace::merged(const Logs& logs, std::optional<unsigned int> last) {
     std::vector<std::vector<MergedEntry>> wanted(logs.size());
     for (std::size_t i = 0; i < logs.size(); ++i) {
         if (logs[i] == nullptr) {
@@ -277,46 +243,164 @@ bool Trace::show(const Logs& logs, std::optional<unsigned int> last, Flush flush
         }
         sources_[i].shownUpTo = logs[i]->end();
     }
-    const std::vector<MergedEntry> merged = mergedByTime(wanted, time(nullptr));
-    const std::size_t skipped = last && *last < merged.size() ? merged.size() - *last : 0;
-    for (std::size_t i = skipped; i < merged.size(); ++i) {
-        if (!print(merged[i], flush)) {
+    std::vector<MergedEntry> all = mergedByTime(wanted, time(nullptr));
+    const std::size_t skipped = last && *last < all.size() ? all.size() - *last : 0;
+    all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(skipped));
+    return all;
+}
+
+/// False if nothing more is to be shown.
+bool Trace::show(const Logs& logs, std::optional<unsigned int> last, Flush flush) {
+    for (const MergedEntry& each : merged(logs, last)) {
+        if (isComplete()) {
+            break;
+        }
+        if (!print(each, flush)) {
             return false;
         }
         ++shown_;
     }
-    return true;
+    return !isComplete();
+}
+
+bool Trace::printTo(const Source& source, std::optional<pid_t> process, Json item,
+                    JsonAllocator& allocator, std::string line, Flush flush) {
+    if (isOneOfSeveral_) {
+        if (options_.format == Format::table) {
+            line.insert(0, source.label(process, !trace_.files.empty()));
+        } else {
+            addOrigin(item, source, process, allocator);
+        }
+    }
+    return printItem("entries", item, line, options_.format, flush);
+}
+
+bool Trace::printGap(const Source& source, const TraceGap& gap, Flush flush) {
+    JsonDocument document;
+    Json item = gapJson(gap, document.GetAllocator());
+    if (options_.format == Format::csv) {
+        // The columns of a table without cells for gaps do not change.
+        item["message"] = text(gap.text(), document.GetAllocator());
+        item.RemoveMember("gap");
+    }
+    return printTo(source, std::nullopt, std::move(item), document.GetAllocator(), gap.text(),
+                   flush);
 }
 
 bool Trace::print(const MergedEntry& merged, Flush flush) {
     const Source& source = sources_[merged.source];
-    JsonDocument document;
-    Json item;
-    if (options_.format != Format::table) {
-        auto& allocator = document.GetAllocator();
-        item = toJson(*merged.entry, allocator);
-        if (isOneOfSeveral_) {
-            add(item, "file", source.name(), allocator);
-            const auto process = merged.entry->process;
-            add(item, "process", process ? Json(*process) : Json(), allocator);
-        }
+    const TraceEntry& entry = *merged.entry;
+    if (options_.sanitize) {
+        sanitizing::learnHost(entry.host);
     }
-    const std::string line(merged.entry->line);
-    return printItem(item, isOneOfSeveral_ ? source.label(merged.entry->process) + line : line,
-                     options_.format, flush);
+    if (entry.lostBefore > 0 && !printGap(source, {kTorn, entry.lostBefore}, flush)) {
+        return false;
+    }
+    if (options_.format == Format::table) {
+        return printTo(source, entry.process, Json(), pool_, std::string(entry.line), flush);
+    }
+    pool_.Clear();
+    return printTo(source, entry.process, entryJson(entry, pool_), pool_, "", flush);
 }
 
-bool Trace::showAll() {
-    const bool isUnlimited = !trace_.follow || trace_.last || !trace_.since.empty();
-    const std::optional<unsigned int> last = isUnlimited ? trace_.last : kFollowedPast;
-    const Logs logs = readAll(
-        {.passes = [&](const TraceEntry& entry) { return filter_.passes(entry); }, .last = last});
+bool Trace::isWanted(Source& source, const TraceEntry& entry) {
+    const bool isDescription = trace_.noHeader && source.description.holds(entry);
+    return !isDescription && filter_.passes(entry) &&
+           (isJudgedLate_ || fulfilsCondition(source, entry));
+}
+
+bool Trace::fulfilsCondition(const Source& source, const TraceEntry& entry) {
+    if (!options_.selection.hasCondition()) {
+        return true;
+    }
+    pool_.Clear();
+    Json item = entryJson(entry, pool_);
+    addOrigin(item, source, entry.process, pool_);
+    return options_.selection.passes(item);
+}
+
+TraceSelection Trace::selectionFor(Source& source) {
+    TraceSelection selection{
+        .begin =
+            [&](const TraceLog&) {
+                source.description = {};
+                return kBeforeAll;
+            },
+        .passes = [&](const TraceEntry& entry) { return isWanted(source, entry); }};
+    if (isJudgedLate_) {
+        selection.passesNamed = [&](const TraceEntry& entry) {
+            return fulfilsCondition(source, entry);
+        };
+    }
+    return selection;
+}
+
+/// Reads all files and tells what is damaged.
+Logs Trace::readSelected(std::optional<unsigned int> last) {
+    Logs logs = readAll([&](Source& source) {
+        TraceSelection selection = selectionFor(source);
+        selection.last = last;
+        return selection;
+    });
     for (std::size_t i = 0; i < logs.size(); ++i) {
         if (logs[i] != nullptr) {
             tellDamage(sources_[i], *logs[i]);
         }
     }
-    return show(logs, last, trace_.follow ? Flush::now : Flush::later);
+    return logs;
+}
+
+Answer Trace::calls() {
+    const Logs logs = readSelected(trace_.last);
+    std::vector<MergedEntry> entries = merged(logs, trace_.last);
+    if (trace_.first && entries.size() > *trace_.first) {
+        entries.resize(*trace_.first);
+    }
+    TraceCalls found;
+    for (const MergedEntry& each : entries) {
+        found.add(*each.entry, each.source);
+    }
+    if (found.calls().empty()) {
+        throw Failure(ExitStatus::notAvailable,
+                      "the trace shows no calls; calls are traced from level 5 on");
+    }
+    Answer answer;
+    auto& allocator = answer.document.GetAllocator();
+    answer.document.SetObject();
+    if (!trace_.timeline.empty()) {
+        JsonDocument timeline;
+        writeFile(trace_.timeline,
+                  sanitizing::text(
+                      toString(timelineJson(found.calls(), timeline.GetAllocator()), false)) +
+                      '\n');
+        add(answer.document, "timeline", trace_.timeline, allocator);
+    }
+    add(answer.document, "spans", Json(static_cast<std::uint64_t>(found.calls().size())),
+        allocator);
+    if (trace_.stats) {
+        answer.shown = "calls";
+        add(answer.document, "calls", statisticsJson(found.calls(), allocator), allocator);
+    }
+    answer.status = isDamaged_ ? ExitStatus::partial : ExitStatus::done;
+    return answer;
+}
+
+/// False if nothing more is to be shown.
+bool Trace::showAll() {
+    const bool isUnlimited = !trace_.follow || trace_.last || trace_.first || !trace_.since.empty();
+    const std::optional<unsigned int> last = isUnlimited ? trace_.last : kFollowedPast;
+    const Logs logs = readSelected(last);
+    const Flush flush = trace_.follow ? Flush::now : Flush::later;
+    if (!show(logs, last, flush)) {
+        return false;
+    }
+    for (std::size_t i = 0; i < logs.size(); ++i) {
+        if (logs[i] != nullptr && logs[i]->lostAtEnd() > 0 && !trace_.follow &&
+            !printGap(sources_[i], {kTorn, logs[i]->lostAtEnd()}, flush)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 Answer Trace::run() {
@@ -324,18 +408,16 @@ Answer Trace::run() {
     if (isRead && trace_.follow) {
         follow();
     }
-    Answer answer;
-    answer.streamed = true;
-    answer.document.SetArray();
-    const bool isFiltered =
-        !trace_.grep.empty() || !trace_.exclude.empty() || !trace_.since.empty();
+    Answer answer = listAnswer("entries");
     if (Interrupts::happened()) {
         throw Interrupts::failure();
     }
     if (isDamaged_) {
         answer.status = ExitStatus::partial;
-    } else if (shown_ == 0 && isFiltered) {
+    } else if (shown_ == 0 &&
+               (filter_.selects() || trace_.noHeader || options_.selection.hasCondition())) {
         answer.status = ExitStatus::notAvailable;
+        answer.problem = "no entry is selected";
     }
     return answer;
 }
@@ -370,41 +452,41 @@ bool Trace::showChanges() {
     Logs logs(sources_.size());
     for (std::size_t i = 0; i < sources_.size(); ++i) {
         Source& source = sources_[i];
-        bool isFound = false;
-        logs[i] = source.reader.readChanged({.begin =
-                                                 [&](const TraceLog& log) {
-                                                     // Once, though a file may be read again
-                                                     // because it changes.
-                                                     if (!std::exchange(isFound, true)) {
-                                                         findPlace(source, log);
-                                                     }
-                                                 },
-                                             .passes =
-                                                 [&](const TraceEntry& entry) {
-                                                     return entry.place >= source.shownUpTo &&
-                                                            filter_.passes(entry);
-                                                 }});
+        TraceSelection selection = selectionFor(source);
+        selection.begin = [&, isFound = false, place = TracePlace()](const TraceLog& log) mutable {
+            source.description = {};
+            // Once, though a file may be read again because it changes.
+            if (!std::exchange(isFound, true)) {
+                place = findPlace(source, log);
+            }
+            return place;
+        };
+        logs[i] = source.reader.readChanged(selection);
     }
     const auto files = std::count_if(sources_.begin(), sources_.end(),
                                      [](const Source& source) { return source.reader.hasRead(); });
     // All rows of CSV have the columns of the first one.
     const bool mayChange = options_.format != Format::csv || shown_ == 0;
     isOneOfSeveral_ = isOneOfSeveral_ || (files > 1 && mayChange);
-    return show(logs, std::nullopt, Flush::now);
+    return hasReader_ && show(logs, std::nullopt, Flush::now);
 }
 
-/// Finds the place after the entries already shown, if it is still in the file.
-void Trace::findPlace(Source& source, const TraceLog& log) {
+/// The place after the entries already shown, or the first that is still in the file.
+TracePlace Trace::findPlace(Source& source, const TraceLog& log) {
     const std::string& path = source.reader.path();
-    if (source.reader.isReplaced() || log.end().round < source.shownUpTo.round) {
+    TracePlace& shown = source.shownUpTo;
+    if (source.reader.isReplaced() || log.end().round < shown.round) {
         say(path + ": a new file");
-        source.shownUpTo = {std::numeric_limits<std::int64_t>::min(), 0};
-    } else if (source.shownUpTo < log.begin()) {
+        shown = kBeforeAll;
+    } else if (shown != kBeforeAll && shown < log.begin()) {
         say(path + ": entries were overwritten before they could be read");
-    } else if (log.end() < source.shownUpTo) {
+        hasReader_ =
+            printGap(source, {kOverwritten, log.bytesBetween(shown, log.begin())}, Flush::now);
+    } else if (log.end() < shown) {
         say(path + ": the position moved back; two processes may be writing");
-        source.shownUpTo = log.end();
+        shown = log.end();
     }
+    return shown;
 }
 
 }  // namespace
@@ -432,6 +514,9 @@ std::vector<std::string> traceFilePaths() {
 
 Answer runTrace(const Options& options, const TraceOptions& trace) {
     Trace shown(options, trace);
+    if (trace.stats || !trace.timeline.empty()) {
+        return shown.calls();
+    }
     return trace.info ? shown.info() : shown.run();
 }
 

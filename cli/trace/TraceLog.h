@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -55,19 +56,27 @@ struct TraceEntry {
     std::string_view thread;                      ///< 16 hexadecimal digits
     std::string_view message;                     ///< may contain newlines
     std::optional<pid_t> process = std::nullopt;  ///< nothing if the file does not name it
+    std::int64_t lostBefore = 0;  ///< bytes of partly overwritten entries directly before this one
 };
 
 /// The entry that starts on a line, if any.
 std::optional<TraceEntry> parseTraceEntry(std::string_view line);
 
+/// True if a message holds bytes that no writer puts there: control characters, or the beginning of
+/// another entry.
+[[nodiscard]] bool isGarbled(std::string_view message);
+
 class TraceLog;
 
 /// The entries of a log that are kept. The others are read but need no memory.
 struct TraceSelection {
-    /// Called before the first entry.
-    std::function<void(const TraceLog& log)> begin = {};
-    /// True for an entry to keep; empty: all.
+    /// Called before the first entry; returns the place before which no entry is kept.
+    std::function<TracePlace(const TraceLog& log)> begin = {};
+    /// True for an entry to keep; empty: all. Its process is not known yet.
     std::function<bool(const TraceEntry& entry)> passes = {};
+    /// The same of an entry whose process is known: that is so after the last entry of the file, so
+    /// all entries need memory until then.
+    std::function<bool(const TraceEntry& entry)> passesNamed = {};
     /// Keep only this many of the newest.
     std::optional<std::size_t> last = std::nullopt;
 };
@@ -95,16 +104,23 @@ class TraceLog {
     const std::string& newestTime() const { return newestTime_; }
     /// Bytes of partly overwritten entries.
     std::int64_t tornBytes() const { return tornBytes_; }
+    /// Those of them that stand behind the last entry that is kept.
+    std::int64_t lostAtEnd() const { return lost_; }
     /// Descriptions of the damage.
     const std::vector<std::string>& problems() const { return problems_; }
 
     /// The place of the next entry, and the place before which all entries are overwritten.
     TracePlace end() const { return {round_, position_}; }
     TracePlace begin() const { return begin_; }
+    /// About how many bytes were written between two places of this file.
+    std::int64_t bytesBetween(TracePlace from, TracePlace to) const {
+        return (to.round - from.round) * (size_ - kEntriesBegin) + to.offset - from.offset;
+    }
     /// True if the position is after the description at the beginning of the round.
     bool isPastDescription() const { return isPastDescription_; }
 
     /// The maximum length of an entry.
+    static constexpr std::int64_t kEntriesBegin = varnock::tracefile::kEntriesBegin;
     static constexpr std::int64_t kLongestEntry = varnock::tracefile::kLongestEntry;
 
   private:
@@ -127,6 +143,7 @@ class TraceLog {
         std::string line;
         TracePlace place;
         std::size_t number;  ///< in the order of all entries
+        std::int64_t lostBefore;
     };
     /// Returns false to end the reading.
     using Sink = std::function<bool(std::string line, TracePlace place)>;
@@ -141,6 +158,7 @@ class TraceLog {
     std::optional<std::int64_t> endOfLine(std::string_view message, std::int64_t begin,
                                           std::int64_t end);
     void take(const Piece& piece, const Sink& sink);
+    void keep(std::string line, TracePlace place, const TraceSelection& selection);
     Line lineAt(std::int64_t offset, std::int64_t end);
 
     TraceBytes bytes_;
@@ -153,6 +171,10 @@ class TraceLog {
     std::string newestTime_;
     std::vector<std::string> problems_;
     std::int64_t tornBytes_ = 0;
+    std::int64_t tornSeen_ = 0;  ///< of tornBytes_, what the entries so far have accounted for
+    std::int64_t lost_ = 0;
+    std::size_t garbled_ = 0;
+    TracePlace from_{std::numeric_limits<std::int64_t>::min(), 0};
     std::int64_t size_ = 0;  ///< of the used part
     std::int64_t position_ = 0;
     std::int64_t round_ = 0;

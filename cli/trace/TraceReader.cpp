@@ -68,6 +68,11 @@ class TraceReader::File {
         const std::int64_t used = saysSize ? std::min(*header.size, length) : length;
         return used <= kLongest ? used : std::min(kEntriesBegin, length);
     }
+    /// True before the writer of a new file has put its header there.
+    bool isUnfinished() const {
+        const std::string first = bytes(0, 1);
+        return first.empty() || first[0] == '\0';
+    }
     TraceHeader header() const { return TraceHeader::parse(bytes(0, TraceHeader::kLength)); }
 
   private:
@@ -143,6 +148,10 @@ std::unique_ptr<TraceLog> TraceReader::read(const TraceSelection& selection) {
     inode_ = file.inode();
     auto log = readStable(file, selection);
     if (!log->header().isLabelled && log->count() == 0) {
+        if (file.isUnfinished()) {
+            throw Failure(ExitStatus::notAvailable,
+                          path_ + ": is being made, or its writer died while making it");
+        }
         throw Failure(ExitStatus::unintelligible, path_ + ": not a trace file");
     }
     return log;
@@ -151,6 +160,9 @@ std::unique_ptr<TraceLog> TraceReader::read(const TraceSelection& selection) {
 std::unique_ptr<TraceLog> TraceReader::readChanged(const TraceSelection& selection) {
     const File file(path_);
     if (file.error() != 0 || !file.isRegular()) {
+        return nullptr;
+    }
+    if (file.isUnfinished()) {
         return nullptr;
     }
     isReplaced_ = inode_ != file.inode() || device_ != file.device();

@@ -14,6 +14,8 @@
 #include <optional>
 #include <utility>
 
+#include "cli/ProcessName.h"
+
 namespace varnockctl {
 namespace {
 
@@ -91,13 +93,6 @@ std::optional<std::vector<Mapping>> mappingsOf(const fs::path& process, Clock::t
     return mappings;
 }
 
-std::string nameOf(const fs::path& process) {
-    std::string name;
-    std::ifstream comm(process / "comm");
-    std::getline(comm, name);
-    return name;
-}
-
 }  // namespace
 
 TraceUsers usersOfTraceFiles(const std::vector<std::string>& paths, Clock::time_point end,
@@ -122,7 +117,7 @@ TraceUsers usersOfTraceFiles(const std::vector<std::string>& paths, Clock::time_
         for (std::size_t i = 0; i < files.size(); ++i) {
             if (std::any_of(mappings->begin(), mappings->end(),
                             [&](const Mapping& mapping) { return files[i].is(mapping); })) {
-                users.ofFiles[i].push_back({*process, nameOf(entry->path())});
+                users.ofFiles[i].push_back({*process, processName(entry->path())});
             }
         }
     }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "cli/output/Csv.h"
 #include "tools/EventNames.h"
 
 namespace varnockctl {
@@ -75,6 +76,46 @@ Json eventJson(const SipJson& event, const std::string& time, JsonAllocator& all
     add(out, "status", Json(event.Status()), allocator);
     add(out, "data", dataOf(event, allocator), allocator);
     return out;
+}
+
+std::string EventGap::text() const {
+    return "no agent for " + std::to_string(duration.count()) + " ms; events may be missing";
+}
+
+Json gapJson(const EventGap& gap, const std::string& time, JsonAllocator& allocator) {
+    Json out(rapidjson::kObjectType);
+    add(out, "time", time, allocator);
+    for (const char* name : {"event", "opcode", "ext", "object", "cabinet", "status", "data"}) {
+        add(out, name, Json(), allocator);
+    }
+    Json inner(rapidjson::kObjectType);
+    add(inner, "reason", "there was no agent", allocator);
+    add(inner, "milliseconds", Json(static_cast<std::int64_t>(gap.duration.count())), allocator);
+    add(inner, "events", Json(), allocator);
+    add(out, "gap", std::move(inner), allocator);
+    return out;
+}
+
+std::vector<Json> rowsOf(const Json& item, JsonAllocator& allocator) {
+    const bool isGap = item.HasMember("gap");
+    const Json& data = item[isGap ? "gap" : "data"];
+    const bool isScalar = !data.IsObject() && !data.IsArray();
+    std::vector<Json> rows;
+    const auto addRow = [&](Json member, const Json& value) {
+        Json& row = rows.emplace_back(item, allocator);
+        row.RemoveMember("gap");
+        row.RemoveMember("data");
+        add(row, "member", std::move(member), allocator);
+        add(row, "data", Json(value, allocator), allocator);
+    };
+    for (const auto& [path, value] : leavesOf(data)) {
+        const std::string place = isGap ? "gap." + path : path;
+        addRow(isScalar ? Json() : varnockctl::text(place, allocator), *value);
+    }
+    if (rows.empty()) {
+        addRow(Json(), Json());
+    }
+    return rows;
 }
 
 }  // namespace varnockctl

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <optional>
 
 #include "cli/Commands.h"
 #include "cli/Interrupts.h"
@@ -18,6 +19,7 @@
 #include "tools/Console.h"
 #include "transport/AgentSocket.h"
 #include "transport/SwitchClient.h"
+#include "util/Mutex.h"
 
 namespace varnockctl {
 namespace {
@@ -55,26 +57,75 @@ class EventPrinter final : public CSwitchClient {
 
     void Event(SipJson& event) override;
 
+    /// The agent has gone.
+    void beginGap();
+    /// Shows the gap, unless the first event after it has done so.
+    void endGap();
+
     unsigned int printed() const { return printed_; }
-    /// True after the requested number of events, or if the output has no reader any more.
-    bool isDone() const { return isComplete() || broken_; }
+    /// True after the requested number of events or the last one, or if the output has no reader
+    /// any more.
+    bool isDone() const { return isComplete() || isLast_ || broken_; }
     bool isComplete() const { return watch_.count != 0 && printed_ >= watch_.count; }
 
   private:
-    bool isWanted(const std::string& line) const;
+    bool isWanted(const std::string& line, const Json& item) const;
+    [[nodiscard]] bool print(const Json& item, const std::string& line,
+                             JsonAllocator& allocator) const;
+    void showGap() VARNOCK_REQUIRES(order_);
+    void show(const SipJson& event, const std::string& line) VARNOCK_REQUIRES(order_);
 
     const Options options_;
     const WatchOptions watch_;
     const Wakeup& wakeup_;
     std::atomic<unsigned int> printed_ = 0;
+    varnock::Mutex order_;  ///< a gap is shown before the events after it
+    std::optional<Clock::time_point> gapBegan_ VARNOCK_GUARDED_BY(order_);
+    std::atomic<bool> isLast_ = false;
     std::atomic<bool> broken_ = false;
 };
 
-bool EventPrinter::isWanted(const std::string& line) const {
+bool EventPrinter::isWanted(const std::string& line, const Json& item) const {
     const auto isIn = [&](const std::string& text) { return containsIgnoringCase(line, text); };
     return (watch_.include.empty() ||
             std::any_of(watch_.include.begin(), watch_.include.end(), isIn)) &&
-           std::none_of(watch_.exclude.begin(), watch_.exclude.end(), isIn);
+           std::none_of(watch_.exclude.begin(), watch_.exclude.end(), isIn) &&
+           options_.selection.passes(item);
+}
+
+bool EventPrinter::print(const Json& item, const std::string& line,
+                         JsonAllocator& allocator) const {
+    if (options_.format != Format::csv) {
+        return printItem("events", item, line, options_.format);
+    }
+    const std::vector<Json> rows = rowsOf(item, allocator);
+    return std::all_of(rows.begin(), rows.end(), [&](const Json& row) {
+        return printItem("events", row, line, options_.format);
+    });
+}
+
+void EventPrinter::beginGap() {
+    const varnock::ScopedLock guard(order_);
+    gapBegan_ = gapBegan_.value_or(Clock::now());
+}
+
+void EventPrinter::endGap() {
+    const varnock::ScopedLock guard(order_);
+    showGap();
+}
+
+void EventPrinter::showGap() {
+    if (!gapBegan_ || isDone()) {
+        return;
+    }
+    const EventGap gap{std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - *gapBegan_)};
+    gapBegan_.reset();
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    JsonDocument document;
+    auto& allocator = document.GetAllocator();
+    const Json item = gapJson(gap, universalTime(now), allocator);
+    broken_ = !print(item, localTime(now) + " --- " + gap.text() + " ---", allocator);
 }
 
 void EventPrinter::Event(SipJson& event) {
@@ -82,20 +133,30 @@ void EventPrinter::Event(SipJson& event) {
     if (options_.wire) {
         showRecord('<', event.Export());
     }
-    if (isDone() || !isWanted(line)) {
-        return;
-    }
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    JsonDocument document;
-    const Json item = eventJson(event, universalTime(now), document.GetAllocator());
-    if (printItem(item, localTime(now) + " " + line, options_.format)) {
-        ++printed_;
-    } else {
-        broken_ = true;
+    const varnock::ScopedLock guard(order_);
+    showGap();
+    if (!isDone()) {
+        show(event, line);
     }
     if (isDone()) {
         wakeup_.wake();
+    }
+}
+
+void EventPrinter::show(const SipJson& event, const std::string& line) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    JsonDocument document;
+    auto& allocator = document.GetAllocator();
+    const Json item = eventJson(event, universalTime(now), allocator);
+    if (!isWanted(line, item)) {
+        return;
+    }
+    if (print(item, localTime(now) + " " + line, allocator)) {
+        ++printed_;
+        isLast_ = options_.selection.isLast(item);
+    } else {
+        broken_ = true;
     }
 }
 
@@ -173,11 +234,13 @@ void Watch::lose() {
     // The library would also reconnect, but only for ten minutes.
     printer_.EnableEvents(0, 0);
     agentIsThere_ = false;
+    printer_.beginGap();
 }
 
 void Watch::find() {
     if (ProbeAgentSocket(EventSocketPath()) == 0 && presence_.connect() &&
         printer_.EnableEvents(1, 0)) {
+        printer_.endGap();
         say("the agent is back");
         agentIsThere_ = true;
     } else {
@@ -196,10 +259,7 @@ Answer Watch::end() const {
                                                 std::to_string(watch_.count) +
                                                 " events arrived within the time limit"});
     }
-    Answer answer;
-    answer.streamed = true;
-    answer.document.SetArray();
-    return answer;
+    return listAnswer("events");
 }
 
 Answer Watch::run() {

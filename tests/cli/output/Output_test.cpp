@@ -5,40 +5,6 @@
 namespace varnockctl {
 namespace {
 
-std::string tableOf(const char* json) {
-    JsonDocument document;
-    document.Parse(json);
-    EXPECT_FALSE(document.HasParseError());
-    return toTable(document);
-}
-
-TEST(Output, AScalarStandsAlone) {
-    EXPECT_EQ(tableOf("42"), "42\n");
-    EXPECT_EQ(tableOf("\"a b\""), "a b\n");
-    EXPECT_EQ(tableOf("true"), "true\n");
-    EXPECT_EQ(tableOf("null"), "-\n");
-}
-
-TEST(Output, AListOfScalarsIsOneToALine) {
-    EXPECT_EQ(tableOf("[1,2]"), "1\n2\n");
-    EXPECT_EQ(tableOf("[]"), "");
-}
-
-TEST(Output, AnObjectIsNamesAndValues) {
-    EXPECT_EQ(tableOf(R"({"name":"x","empty":"","gone":null,"bytes":[10,0,0,1]})"),
-              "name   x\nempty  -\ngone   -\nbytes  10 0 0 1\n");
-}
-
-TEST(Output, AListOfObjectsHasColumns) {
-    EXPECT_EQ(tableOf(R"([{"name":"a","size":5},{"name":"bc","size":10}])"),
-              "name size\na       5\nbc     10\n");
-}
-
-TEST(Output, NestedObjectsAreIndented) {
-    EXPECT_EQ(tableOf(R"({"system":{"name":"x"},"list":[{"n":1}]})"),
-              "system\n  name  x\nlist\n  n\n  1\n");
-}
-
 TEST(Output, AFailureNamesItsStatusInTheDocument) {
     const Answer answer = failureAnswer(ExitStatus::noAgent, "gone");
     EXPECT_EQ(toString(answer.document, false), R"({"error":{"status":4,"message":"gone"}})");
@@ -52,55 +18,63 @@ std::string printedBy(Function function) {
     return testing::internal::GetCapturedStdout();
 }
 
+ExitStatus printed(Answer answer, Format format) {
+    return print(answer, format);
+}
+
+std::optional<ExitStatus> printedFirst(Answer answer, Format format) {
+    return printFirst(answer, format);
+}
+
+constexpr const char* kEmpty = "{\n    \"format_version\": 1,\n    \"items\": []\n}\n";
+
 Answer endOfList() {
-    Answer answer;
-    answer.streamed = true;
-    answer.document.SetArray();
-    return answer;
+    return listAnswer("items");
 }
 
 TEST(Output, StreamedItemsAreOneDocument) {
     EXPECT_EQ(printedBy([] {
-                  EXPECT_TRUE(printItem(Json(1), "one", Format::json));
-                  EXPECT_TRUE(printItem(Json(2), "two", Format::json));
-                  EXPECT_EQ(print(endOfList(), Format::json), ExitStatus::done);
-                  EXPECT_FALSE(printItem(Json(3), "three", Format::json));
+                  EXPECT_TRUE(printItem("items", Json(1), "one", Format::json));
+                  EXPECT_TRUE(printItem("items", Json(2), "two", Format::json));
+                  EXPECT_EQ(printed(endOfList(), Format::json), ExitStatus::done);
+                  EXPECT_FALSE(printItem("items", Json(3), "three", Format::json));
               }),
-              "[\n1\n,2\n]\n");
+              "{\"format_version\":1,\"items\":[\n1\n,2\n]}\n");
 }
 
 TEST(Output, AListWithoutItemsIsADocumentToo) {
-    EXPECT_EQ(printedBy([] { EXPECT_EQ(print(endOfList(), Format::json), ExitStatus::done); }),
-              "[]\n");
+    EXPECT_EQ(printedBy([] { EXPECT_EQ(printed(endOfList(), Format::json), ExitStatus::done); }),
+              kEmpty);
 }
 
 TEST(Output, StreamedItemsAreLinesOfATable) {
     EXPECT_EQ(printedBy([] {
-                  EXPECT_TRUE(printItem(Json(1), "one", Format::table));
-                  EXPECT_TRUE(printItem(Json(2), "two", Format::table));
-                  EXPECT_EQ(print(endOfList(), Format::table), ExitStatus::done);
+                  EXPECT_TRUE(printItem("items", Json(1), "one", Format::table));
+                  EXPECT_TRUE(printItem("items", Json(2), "two", Format::table));
+                  EXPECT_EQ(printed(endOfList(), Format::table), ExitStatus::done);
               }),
               "one\ntwo\n");
 }
 
 TEST(Output, AListWithoutItemsIsAnEmptyTable) {
-    EXPECT_EQ(printedBy([] { EXPECT_EQ(print(endOfList(), Format::table), ExitStatus::done); }),
+    EXPECT_EQ(printedBy([] { EXPECT_EQ(printed(endOfList(), Format::table), ExitStatus::done); }),
               "");
 }
 
-TEST(Output, AFailureIsTheLastItemOfAListThatHasBegun) {
-    EXPECT_EQ(printedBy([] {
-                  EXPECT_TRUE(printItem(Json(1), "one", Format::json));
-                  EXPECT_EQ(print(failureAnswer(ExitStatus::timeout, "late"), Format::json),
-                            ExitStatus::timeout);
-              }),
-              "[\n1\n,{\"error\":{\"status\":5,\"message\":\"late\"}}\n]\n");
+TEST(Output, AFailureFollowsAListThatHasBegun) {
+    EXPECT_EQ(
+        printedBy([] {
+            EXPECT_TRUE(printItem("items", Json(1), "one", Format::json));
+            EXPECT_EQ(printed(failureAnswer(ExitStatus::timeout, "late"), Format::json),
+                      ExitStatus::timeout);
+        }),
+        "{\"format_version\":1,\"items\":[\n1\n],\"error\":{\"status\":5,\"message\":\"late\"}}\n");
 }
 
 TEST(Output, AFailureIsTheLastLineOfAListOfLines) {
     EXPECT_EQ(printedBy([] {
-                  EXPECT_TRUE(printItem(Json(1), "one", Format::jsonl));
-                  EXPECT_EQ(print(failureAnswer(ExitStatus::timeout, "late"), Format::jsonl),
+                  EXPECT_TRUE(printItem("items", Json(1), "one", Format::jsonl));
+                  EXPECT_EQ(printed(failureAnswer(ExitStatus::timeout, "late"), Format::jsonl),
                             ExitStatus::timeout);
               }),
               "1\n{\"error\":{\"status\":5,\"message\":\"late\"}}\n");
@@ -108,32 +82,11 @@ TEST(Output, AFailureIsTheLastLineOfAListOfLines) {
 
 TEST(Output, AFailureIsNotARowOfAListThatHasBegun) {
     EXPECT_EQ(printedBy([] {
-                  EXPECT_TRUE(printItem(Json(1), "one", Format::csv));
-                  EXPECT_EQ(print(failureAnswer(ExitStatus::timeout, "late"), Format::csv),
+                  EXPECT_TRUE(printItem("items", Json(1), "one", Format::csv));
+                  EXPECT_EQ(printed(failureAnswer(ExitStatus::timeout, "late"), Format::csv),
                             ExitStatus::timeout);
               }),
               "value\n1\n");
-}
-
-std::string csvOf(const char* json) {
-    JsonDocument document;
-    document.Parse(json);
-    EXPECT_FALSE(document.HasParseError());
-    return toCsv(document);
-}
-
-TEST(Output, CsvHasTheNamesInItsFirstRow) {
-    EXPECT_EQ(csvOf(R"([{"name":"a","size":5},{"name":"b","size":null},{"size":7}])"),
-              "name,size\na,5\nb,\n,7\n");
-    EXPECT_EQ(csvOf(R"({"name":"a","flag":true})"), "name,flag\na,true\n");
-    EXPECT_EQ(csvOf("[]"), "");
-    EXPECT_EQ(csvOf("[1,2]"), "value\n1\n2\n");
-    EXPECT_EQ(csvOf("\"text\""), "value\ntext\n");
-}
-
-TEST(Output, CsvQuotesWhatNeedsIt) {
-    EXPECT_EQ(csvOf(R"([{"a":"x,y","b":"say \"hi\"","c":"two\nlines","d":[1,2]}])"),
-              "a,b,c,d\n\"x,y\",\"say \"\"hi\"\"\",two\\x0Alines,\"[1,2]\"\n");
 }
 
 TEST(Output, JsonLinesHaveOneItemEach) {
@@ -145,9 +98,9 @@ TEST(Output, JsonLinesHaveOneItemEach) {
 
 TEST(Output, StreamedItemsAreLinesOfJson) {
     EXPECT_EQ(printedBy([] {
-                  EXPECT_TRUE(printItem(Json(1), "one", Format::jsonl));
-                  EXPECT_TRUE(printItem(Json(2), "two", Format::jsonl, Flush::later));
-                  EXPECT_EQ(print(endOfList(), Format::jsonl), ExitStatus::done);
+                  EXPECT_TRUE(printItem("items", Json(1), "one", Format::jsonl));
+                  EXPECT_TRUE(printItem("items", Json(2), "two", Format::jsonl, Flush::later));
+                  EXPECT_EQ(printed(endOfList(), Format::jsonl), ExitStatus::done);
               }),
               "1\n2\n");
 }
@@ -156,16 +109,16 @@ TEST(Output, StreamedItemsAreRowsOfOneTable) {
     EXPECT_EQ(printedBy([] {
                   JsonDocument item;
                   item.Parse(R"({"a":1,"b":"x"})");
-                  EXPECT_TRUE(printItem(item, "one", Format::csv));
-                  EXPECT_TRUE(printItem(item, "two", Format::csv));
-                  EXPECT_EQ(print(endOfList(), Format::csv), ExitStatus::done);
+                  EXPECT_TRUE(printItem("items", item, "one", Format::csv));
+                  EXPECT_TRUE(printItem("items", item, "two", Format::csv));
+                  EXPECT_EQ(printed(endOfList(), Format::csv), ExitStatus::done);
               }),
               "a,b\n1,x\n1,x\n");
 }
 
 TEST(Output, AFailureIsALineOfJson) {
     EXPECT_EQ(printedBy([] {
-                  EXPECT_EQ(print(failureAnswer(ExitStatus::noAgent, "gone"), Format::jsonl),
+                  EXPECT_EQ(printed(failureAnswer(ExitStatus::noAgent, "gone"), Format::jsonl),
                             ExitStatus::noAgent);
               }),
               "{\"error\":{\"status\":4,\"message\":\"gone\"}}\n");
@@ -173,7 +126,7 @@ TEST(Output, AFailureIsALineOfJson) {
 
 TEST(Output, AFailureIsNotARow) {
     EXPECT_EQ(printedBy([] {
-                  EXPECT_EQ(print(failureAnswer(ExitStatus::noAgent, "gone"), Format::csv),
+                  EXPECT_EQ(printed(failureAnswer(ExitStatus::noAgent, "gone"), Format::csv),
                             ExitStatus::noAgent);
               }),
               "");
@@ -181,11 +134,58 @@ TEST(Output, AFailureIsNotARow) {
 
 TEST(Output, OnlyTheFirstAnswerIsPrinted) {
     EXPECT_EQ(printedBy([] {
-                  EXPECT_EQ(printFirst(endOfList(), Format::json), ExitStatus::done);
-                  EXPECT_EQ(printFirst(failureAnswer(ExitStatus::timeout, "late"), Format::json),
+                  EXPECT_EQ(printedFirst(endOfList(), Format::json), ExitStatus::done);
+                  EXPECT_EQ(printedFirst(failureAnswer(ExitStatus::timeout, "late"), Format::json),
                             std::nullopt);
               }),
-              "[]\n");
+              kEmpty);
+}
+
+TEST(Output, AResultThatIsNotWholeHasTheShapeOfAFailureToo) {
+    Answer answer;
+    answer.status = ExitStatus::partial;
+    answer.document.SetObject();
+    add(answer.document, "value", Json(1), answer.document.GetAllocator());
+    EXPECT_EQ(printedBy([&] { EXPECT_EQ(print(answer, Format::json), ExitStatus::partial); }),
+              "{\n    \"format_version\": 1,\n    \"value\": 1,\n    \"error\": {\n"
+              "        \"status\": 7,\n        \"message\": \"a part of the result is missing\"\n"
+              "    }\n}\n");
+}
+
+TEST(Output, AResultThatIsNotWholeNamesItsProblem) {
+    Answer answer = listAnswer("items");
+    answer.fail(ExitStatus::partial, "one is missing");
+    EXPECT_EQ(printedBy([&] {
+                  EXPECT_TRUE(printItem("items", Json(1), "", Format::json));
+                  EXPECT_EQ(print(answer, Format::json), ExitStatus::partial);
+              }),
+              "{\"format_version\":1,\"items\":[\n1\n],\"error\":{\"status\":7,"
+              "\"message\":\"one is missing\"}}\n");
+}
+
+TEST(Output, AnAnswerWithoutMembersIsADocument) {
+    Answer answer;
+    answer.document.SetObject();
+    EXPECT_EQ(printedBy([&] { EXPECT_EQ(print(answer, Format::json), ExitStatus::done); }),
+              "{\n    \"format_version\": 1\n}\n");
+}
+
+TEST(Output, AnEndingIsADocumentWithTheVersion) {
+    EXPECT_EQ(printedBy([] {
+                  EXPECT_EQ(printFailureFirst({ExitStatus::timeout, "late"}, Format::json),
+                            ExitStatus::timeout);
+              }),
+              "{\"format_version\":1,\"error\":{\"status\":5,\"message\":\"late\"}}\n");
+}
+
+TEST(Output, AnEndingClosesAListThatHasBegun) {
+    EXPECT_EQ(printedBy([] {
+                  EXPECT_TRUE(printItem("items", Json(1), "", Format::json));
+                  EXPECT_EQ(printFailureFirst({ExitStatus::timeout, "late"}, Format::json),
+                            ExitStatus::timeout);
+              }),
+              "{\"format_version\":1,\"items\":[\n1\n],\"error\":{\"status\":5,"
+              "\"message\":\"late\"}}\n");
 }
 
 }  // namespace

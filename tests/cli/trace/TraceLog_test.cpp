@@ -280,6 +280,39 @@ TEST(TraceLog, KeepsOnlyTheSelectedEntries) {
                 ElementsAre("two", "ones"));
 }
 
+TEST(TraceLog, KeepsTheNewestOfThoseThatAProcessWrote) {
+    const std::string cycle = "### Start of work cycle. (00000001) ###";
+    const auto ofProcess = [&](int process) {
+        return entry(cycle) + entry("Process PID                : " + std::to_string(process)) +
+               entry("# End of header.");
+    };
+    const std::string bytes =
+        file(0, ofProcess(7) + entry("one") + entry("two") + ofProcess(8) + entry("other"), "");
+    TraceSelection selection{
+        .passes = [](const TraceEntry& each) { return each.message.size() < 6; },
+        .passesNamed = [](const TraceEntry& each) { return each.process == 7; }};
+    EXPECT_THAT(messagesOf(TraceLog(TraceBytes(bytes), std::nullopt, selection)),
+                ElementsAre("one", "two"));
+    selection.last = 1;
+    EXPECT_THAT(messagesOf(TraceLog(TraceBytes(bytes), std::nullopt, selection)),
+                ElementsAre("two"));
+}
+
+TEST(TraceLog, BytesLostBeforeAnEntryThatIsLeftOutAreThoseOfTheNext) {
+    const std::string bytes = file(
+        0,
+        entry("one") + "torn\n\n" + std::string(1200, 'x') + "\n" + entry("two") + entry("three"),
+        "");
+    const TraceLog all{bytes};
+    ASSERT_THAT(messagesOf(all), testing::SizeIs(3));
+    ASSERT_GT(all.entries()[1].lostBefore, 0);
+    const TraceLog log(TraceBytes(bytes), std::nullopt, {.passesNamed = [](const TraceEntry& each) {
+                           return each.message == "three";
+                       }});
+    ASSERT_THAT(messagesOf(log), ElementsAre("three"));
+    EXPECT_EQ(log.entries()[0].lostBefore, all.entries()[1].lostBefore);
+}
+
 // Files written by the library: numbered entries of any length in small files.
 
 class WrittenTrace : public testing::Test {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include "cli/output/Failure.h"
+#include "cli/filter/Moment.h"
 
 namespace varnockctl {
 namespace {
@@ -32,29 +32,6 @@ TEST_F(TraceTime, AnEntryIsOfThisYearOrOfTheLast) {
 TEST_F(TraceTime, RejectsInvalidTimes) {
     EXPECT_FALSE(traceTime("mmm dd hh:mm:ss", kNow));
     EXPECT_FALSE(traceTime("", kNow));
-}
-
-TEST_F(TraceTime, AMomentIsGivenAsPeopleDo) {
-    EXPECT_EQ(isoTime(parseMoment("2026-02-27 10:30:15", kNow)), "2026-02-27T10:30:15");
-    EXPECT_EQ(isoTime(parseMoment("2026-02-27T10:30", kNow)), "2026-02-27T10:30:00");
-    EXPECT_EQ(isoTime(parseMoment("2026-02-27", kNow)), "2026-02-27T00:00:00");
-    EXPECT_EQ(isoTime(parseMoment("10:30", kNow)), "2026-03-01T10:30:00");
-    EXPECT_EQ(isoTime(parseMoment("10:30:59", kNow)), "2026-03-01T10:30:59");
-    EXPECT_EQ(parseMoment("90s", kNow), kNow - 90);
-    EXPECT_EQ(parseMoment("15m", kNow), kNow - 15 * 60);
-    EXPECT_EQ(parseMoment("2h", kNow), kNow - 2 * 3600);
-    EXPECT_EQ(parseMoment("3d", kNow), kNow - 3 * 24 * 3600);
-}
-
-TEST_F(TraceTime, AnythingElseIsAUsageError) {
-    for (const char* text : {"", "m", "15", "15x", "-1m", "soon", "2026-13-01", "10:30 tomorrow"}) {
-        try {
-            parseMoment(text, kNow);
-            ADD_FAILURE() << text;
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.status(), ExitStatus::usage);
-        }
-    }
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
 #include "cli/watch/EventText.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
 
 namespace varnockctl {
 namespace {
@@ -42,6 +46,55 @@ TEST(EventText, ShowsAllNumbersAsJson) {
     EXPECT_EQ(jsonOf(R"({"OC":16,"OE":1,"OI":2,"CA":3,"ST":4})"),
               R"({"time":"now","event":"0x0010","opcode":16,"ext":1,"object":2,)"
               R"("cabinet":3,"status":4,"data":null})");
+}
+
+/// The items as rows, each as JSON without the members that all rows of an item share.
+std::vector<std::string> rowsAsText(const Json& item, JsonAllocator& allocator) {
+    std::vector<std::string> texts;
+    for (Json& row : rowsOf(item, allocator)) {
+        for (const char* name : {"time", "event", "opcode", "ext", "object", "cabinet", "status"}) {
+            EXPECT_TRUE(row.EraseMember(name)) << name;
+        }
+        texts.push_back(toString(row, false));
+    }
+    return texts;
+}
+
+std::vector<std::string> rowsOfEvent(const char* command) {
+    SipJson event;
+    JsonDocument document;
+    auto& allocator = document.GetAllocator();
+    return rowsAsText(eventJson(imported(event, command), "now", allocator), allocator);
+}
+
+TEST(EventText, AGapHasAllMembersOfAnEvent) {
+    JsonDocument document;
+    const EventGap gap{std::chrono::milliseconds(1234)};
+    EXPECT_EQ(toString(gapJson(gap, "now", document.GetAllocator()), false),
+              R"({"time":"now","event":null,"opcode":null,"ext":null,"object":null,)"
+              R"("cabinet":null,"status":null,"data":null,"gap":{)"
+              R"("reason":"there was no agent","milliseconds":1234,"events":null}})");
+    EXPECT_EQ(gap.text(), "no agent for 1234 ms; events may be missing");
+}
+
+TEST(EventText, EachValueOfTheDataIsARow) {
+    using testing::ElementsAre;
+    EXPECT_THAT(rowsOfEvent(R"({"OC":16,"DA":7})"), ElementsAre(R"({"member":null,"data":7})"));
+    EXPECT_THAT(rowsOfEvent(R"({"OC":16})"), ElementsAre(R"({"member":null,"data":null})"));
+    EXPECT_THAT(rowsOfEvent(R"({"OC":16,"DA":{"RAW":[1,2],"b":{"c":"x"}}})"),
+                ElementsAre(R"({"member":"RAW[0]","data":1})", R"({"member":"RAW[1]","data":2})",
+                            R"({"member":"b.c","data":"x"})"));
+    EXPECT_THAT(rowsOfEvent(R"({"OC":16,"DA":{}})"), ElementsAre(R"({"member":null,"data":null})"));
+    EXPECT_THAT(rowsOfEvent(R"({"OC":16,"DA":[]})"), ElementsAre(R"({"member":null,"data":null})"));
+}
+
+TEST(EventText, EachValueOfAGapIsARowWithTheMembersOfAnEvent) {
+    JsonDocument document;
+    auto& allocator = document.GetAllocator();
+    EXPECT_THAT(rowsAsText(gapJson({std::chrono::milliseconds(5)}, "now", allocator), allocator),
+                testing::ElementsAre(R"({"member":"gap.reason","data":"there was no agent"})",
+                                     R"({"member":"gap.milliseconds","data":5})",
+                                     R"({"member":"gap.events","data":null})"));
 }
 
 TEST(EventText, EscapesInvalidUtf8) {
