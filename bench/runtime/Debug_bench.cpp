@@ -1,15 +1,18 @@
 #include "runtime/Debug.h"
 
 #include <benchmark/benchmark.h>
+#include <glog/logging.h>
 #include <sched.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 #include <stdio.h>
 #include <stdlib.h>
 
+#include <iomanip>
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace varnock::bench {
 namespace {
@@ -41,16 +44,21 @@ struct Reading {
     void next() { ++object; }
 };
 
+void printReading(Reading& reading) {
+    reading.next();
+    Debug.Print(5, "KRM_TBL             : %s(): opCodeExt=0x%04x, objectId=%u, status=%d\n",
+                "getFanStatus", 0x0301U, reading.object, 0);
+}
+
 void entryToFile(benchmark::State& state) {
     Reading reading;
     for (auto _ : state) {
-        reading.next();
-        Debug.Print(5, "KRM_TBL             : %s(): opCodeExt=0x%04x, objectId=%u, status=%d\n",
-                    "getFanStatus", 0x0301U, reading.object, 0);
+        printReading(reading);
     }
 }
 BENCHMARK(entryToFile)->Name("TraceEntry/ours");
 BENCHMARK(entryToFile)->Name("TraceEntryAndText/ours");
+BENCHMARK(entryToFile)->Name("TraceEntryGlog/ours");
 
 /// Moves the calling thread to the n-th processor for a scope, so that the threads of a measurement
 /// are spread evenly from its start.
@@ -71,19 +79,41 @@ class OnProcessor {
     cpu_set_t before_;
 };
 
-/// The time is that of the wall clock for each entry of all threads.
-void entryOfThreads(benchmark::State& state) {
-    const OnProcessor here(state.thread_index());
-    entryToFile(state);
+/// The wall-clock time of as many entries, whatever the number of threads. They start within a
+/// hundredth of it.
+void entriesOfThreads(benchmark::State& state, int threads) {
+    constexpr int kEntries = 80'000;
+    for (auto _ : state) {
+        std::vector<std::thread> running;
+        running.reserve(static_cast<std::size_t>(threads));
+        for (int number = 0; number < threads; ++number) {
+            running.emplace_back([number, threads] {
+                const OnProcessor here(number);
+                Reading reading;
+                for (int i = 0; i < kEntries / threads; ++i) {
+                    printReading(reading);
+                }
+            });
+        }
+        for (std::thread& thread : running) {
+            thread.join();
+        }
+    }
 }
-BENCHMARK(entryOfThreads)->Name("TraceEntry2Threads/ours")->Threads(2)->UseRealTime();
-BENCHMARK(entryOfThreads)->Name("TraceEntry2Threads/peer")->UseRealTime();
-BENCHMARK(entryOfThreads)->Name("TraceEntry8Threads/ours")->Threads(8)->UseRealTime();
-BENCHMARK(entryOfThreads)->Name("TraceEntry8Threads/peer")->UseRealTime();
+BENCHMARK_CAPTURE(entriesOfThreads, , 2)->Name("TraceEntry2Threads/ours")->UseRealTime();
+BENCHMARK_CAPTURE(entriesOfThreads, , 1)->Name("TraceEntry2Threads/peer")->UseRealTime();
+BENCHMARK_CAPTURE(entriesOfThreads, , 4)->Name("TraceEntry4Threads/ours")->UseRealTime();
+BENCHMARK_CAPTURE(entriesOfThreads, , 1)->Name("TraceEntry4Threads/peer")->UseRealTime();
+BENCHMARK_CAPTURE(entriesOfThreads, , 8)->Name("TraceEntry8Threads/ours")->UseRealTime();
+BENCHMARK_CAPTURE(entriesOfThreads, , 1)->Name("TraceEntry8Threads/peer")->UseRealTime();
+
+std::string directoryOfFiles() {
+    const char* directory = getenv("QX_LOG_RINGBUF_DIR");
+    return directory != nullptr ? directory : ".";
+}
 
 void entryToSpdlog(benchmark::State& state) {
-    const char* directory = getenv("QX_LOG_RINGBUF_DIR");
-    const std::string path = std::string(directory != nullptr ? directory : ".") + "/spdlog.txt";
+    const std::string path = directoryOfFiles() + "/spdlog.txt";
     auto sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path, true);
     spdlog::logger logger("CIM_Provider", sink);
     Reading reading;
@@ -95,6 +125,26 @@ void entryToSpdlog(benchmark::State& state) {
     remove(path.c_str());
 }
 BENCHMARK(entryToSpdlog)->Name("TraceEntry/peer");
+
+/// Sends the messages of glog to files, as it does by default, and none of them to the terminal.
+void setUpGlog() {
+    FLAGS_log_dir = directoryOfFiles();
+    FLAGS_stderrthreshold = google::NUM_SEVERITIES;
+    google::InitGoogleLogging("varnock_bench");
+}
+
+void entryToGlog(benchmark::State& state) {
+    [[maybe_unused]] static const bool isSetUp = (setUpGlog(), true);
+    Reading reading;
+    for (auto _ : state) {
+        reading.next();
+        LOG(INFO) << "KRM_TBL             : "
+                  << "getFanStatus"
+                  << "(): opCodeExt=0x" << std::hex << std::setfill('0') << std::setw(4) << 0x0301U
+                  << std::dec << ", objectId=" << reading.object << ", status=" << 0;
+    }
+}
+BENCHMARK(entryToGlog)->Name("TraceEntryGlog/peer");
 
 void textAlone(benchmark::State& state) {
     char text[1025];

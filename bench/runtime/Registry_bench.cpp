@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/support/Growth.h"
 #include "runtime/Debug.h"
 
 namespace varnock::bench {
@@ -296,16 +297,23 @@ BENCHMARK_CAPTURE(useKeyFile, , kThousandKeys)->Name("Registry1000Keys/peer");
 BENCHMARK_CAPTURE(lookUpInTree, , kThousandKeys)->Name("RegistryOpenEach1000Keys/ours");
 BENCHMARK_CAPTURE(lookUpInKeyFile, , kThousandKeys)->Name("RegistryOpenEach1000Keys/peer");
 
-// The cost of one value by the size of the tree. It must not grow with the size.
+// The cost of one value by the size of the tree.
 
 void loadGrowth(benchmark::State& state) {
     loadTree(state, {1, static_cast<int>(state.range(0))});
+    countItems(state, state.range(0));
 }
 void saveGrowth(benchmark::State& state) {
     saveTree(state, {1, static_cast<int>(state.range(0))});
+    countItems(state, state.range(0));
 }
-BENCHMARK(loadGrowth)->Name("Growth/RegistryLoad")->RangeMultiplier(10)->Range(10, 100'000);
-BENCHMARK(saveGrowth)->Name("Growth/RegistrySave")->RangeMultiplier(10)->Range(10, 100'000);
+void lookUpGrowth(benchmark::State& state) {
+    lookUpInTree(state, {1, static_cast<int>(state.range(0))});
+    countItems(state, 1);
+}
+BENCHMARK(loadGrowth)->Name("Growth/RegistryLoad")->Apply(growing);
+BENCHMARK(saveGrowth)->Name("Growth/RegistrySave")->Apply(growing);
+BENCHMARK(lookUpGrowth)->Name("Growth/RegistryOpenEach")->Apply(growing);
 
 }  // namespace
 }  // namespace varnock::bench

@@ -22,6 +22,9 @@ namespace varnock::bench {
 namespace {
 
 constexpr unsigned int kRegistration = 0xFFA0;
+constexpr unsigned int kSystemMessageLog = 0x0B11;
+constexpr unsigned int kNumberOfComponents = 0x0C85;
+constexpr unsigned int kComponentInfo = 0x0C86;
 
 sockaddr_un addressOf(const std::string& path) {
     sockaddr_un address{};
@@ -57,14 +60,38 @@ void useOneProcessor() {
     checked(sched_setaffinity(0, sizeof here, &here), "sched_setaffinity");
 }
 
+/// The record of a network controller: its kind and ten texts.
+std::vector<unsigned char> componentRecord() {
+    constexpr unsigned char kNetworkController = 13;
+    std::vector<unsigned char> record{0, 0, kNetworkController, 0, 0, 0};
+    for (unsigned char text = 0; text < 10; ++text) {
+        record.insert(record.end(),
+                      {'t', 'e', 'x', 't', static_cast<unsigned char>('0' + text), 0});
+    }
+    return record;
+}
+
+void setBlock(SipJson& record, const std::vector<unsigned char>& block) {
+    record.SetRequestDataStream(block);
+    record.SetStatus(0);
+}
+
 std::string replyTo(const char* text) {
     SipJson record;
     record.Import(text);
-    if (record.OpCode() == kRegistration) {
-        record.SetRequestDataStream(std::vector<unsigned char>(224));
-        record.SetStatus(0);
-    } else {
-        record.SetDataDWord(4, 0);
+    switch (record.OpCode()) {
+        case kRegistration:
+            setBlock(record, std::vector<unsigned char>(224));
+            break;
+        case kComponentInfo:
+            setBlock(record, componentRecord());
+            break;
+        case kNumberOfComponents:
+            record.SetDataDWord(record.CabinetNr(), 0);
+            break;
+        default:
+            record.SetDataDWord(4, 0);
+            break;
     }
     return frameOf(record.Export());
 }
@@ -96,32 +123,46 @@ std::string replyTo(const char* text) {
            static_cast<ssize_t>(lastReply.size());
 }
 
-/// Sends events on a registered connection until the library closes it.
-[[noreturn]] void sendEvents(int descriptor) {
-    SipJson event(0xFFA0, 0x1200, 0, 0, 0);
+std::string blockEvent() {
+    SipJson event(kRegistration, 0x1200, 0, 0, 0);
     event.SetRequestDataStream(std::vector<unsigned char>(64, 100));
-    const std::string frame = frameOf(event.Export());
+    return frameOf(event.Export());
+}
+
+std::string numberedEvent(unsigned int number) {
+    SipJson event(kSystemMessageLog, 0, 0, 0, 0);
+    event.SetDataDWord(number, 0);
+    return frameOf(event.Export());
+}
+
+/// Sends events on a registered connection until the library closes it.
+[[noreturn]] void sendEvents(int descriptor, MinimalAgent::Events events) {
+    std::string frame = blockEvent();
     while (answer(descriptor)) {
-        while (send(descriptor, frame.data(), frame.size(), MSG_NOSIGNAL) > 0) {
-        }
+        unsigned int number = 0;
+        do {
+            if (events == MinimalAgent::Events::numbers) {
+                frame = numberedEvent(++number);
+            }
+        } while (send(descriptor, frame.data(), frame.size(), MSG_NOSIGNAL) > 0);
     }
     _exit(0);
 }
 
-void acceptEvents(int listener, int requests) {
+void acceptEvents(int listener, int requests, MinimalAgent::Events events) {
     const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
     if (fork() == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         close(requests);
         close(listener);
-        sendEvents(descriptor);
+        sendEvents(descriptor, events);
     }
     close(descriptor);
 }
 
-[[noreturn]] void serve(int listener, int events) {
+[[noreturn]] void serve(int requests, int eventListener, MinimalAgent::Events events) {
     signal(SIGCHLD, SIG_IGN);
-    std::vector<pollfd> watched{{listener, POLLIN, 0}, {events, POLLIN, 0}};
+    std::vector<pollfd> watched{{requests, POLLIN, 0}, {eventListener, POLLIN, 0}};
     for (;;) {
         poll(watched.data(), watched.size(), -1);
         for (size_t i = watched.size(); i-- > 2;) {
@@ -131,10 +172,10 @@ void acceptEvents(int listener, int requests) {
             }
         }
         if (watched[1].revents != 0) {
-            acceptEvents(events, listener);
+            acceptEvents(eventListener, requests, events);
         }
         if (watched[0].revents != 0) {
-            watched.push_back({accept4(listener, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
+            watched.push_back({accept4(requests, nullptr, nullptr, SOCK_CLOEXEC), POLLIN, 0});
         }
     }
 }
@@ -147,7 +188,7 @@ std::string frameOf(const std::string& text) {
     return frame + text + '\0';
 }
 
-MinimalAgent::MinimalAgent(Processors processors) {
+MinimalAgent::MinimalAgent(Processors processors, Events events) {
     if (processors == Processors::one) {
         useOneProcessor();
     }
@@ -158,14 +199,14 @@ MinimalAgent::MinimalAgent(Processors processors) {
     directory_ = name;
     setenv("QX_RAGD_SOCKET_DIR", directory_.c_str(), 1);
     const int listener = listenAt(RequestSocketPath());
-    const int events = listenAt(EventSocketPath());
+    const int eventListener = listenAt(EventSocketPath());
     process_ = checked(fork(), "fork");
     if (process_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        serve(listener, events);
+        serve(listener, eventListener, events);
     }
     close(listener);
-    close(events);
+    close(eventListener);
 }
 
 MinimalAgent::~MinimalAgent() {
