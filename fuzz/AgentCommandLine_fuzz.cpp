@@ -1,10 +1,8 @@
 #include <algorithm>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "agent/CommandLine.h"
-#include "agent/Ctl.h"
 #include "fuzz/Fuzzing.h"
 
 // Parses any lines as the arguments of varnock-agent, without running a command.
@@ -23,15 +21,6 @@ void checkRun(const CommandLine& line, const Words& words) {
             "the command of run is another");
 }
 
-/// The record of an event, or the message about a mistake in it.
-void checkEvent(const CommandLine& line) {
-    try {
-        require(!varnock::agent::eventRecord(line.event).empty(), "an empty record");
-    } catch (const std::invalid_argument& mistake) {
-        require(*mistake.what() != '\0', "a mistake without a message");
-    }
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -47,13 +36,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     require(line.mode <= 0777, "more than permissions");
     require((line.task == Task::run) == !line.words.empty(), "a command without run");
-    const bool isControl = line.task == Task::status || line.task == Task::event;
+    const bool isControl = line.task == Task::control;
     require(isControl == !line.control.empty(), "the control socket");
+    require(isControl == !line.request.empty(), "the request of ctl");
     require(line.task != Task::serve || !line.directory.empty(), "no directory");
     if (line.task == Task::run) {
         checkRun(line, words);
-    } else if (line.task == Task::event) {
-        checkEvent(line);
     }
     return 0;
 }

@@ -7,10 +7,10 @@
 #include <string>
 #include <utility>
 
-#include "agent/Control.h"
 #include "agent/EventLoop.h"
 #include "agent/Responder.h"
 #include "agent/Server.h"
+#include "agent/control/Control.h"
 #include "fuzz/Fuzzing.h"
 #include "tests/agent/AgentFixture.h"
 #include "tests/support/TemporaryDirectory.h"
