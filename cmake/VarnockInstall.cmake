@@ -24,6 +24,18 @@ install(EXPORT VarnockCIMTargets
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VarnockCIM
   COMPONENT development)
 
+# A component of the package: find_package(VarnockCIM COMPONENTS AgentTesting).
+if(TARGET varnock_agent_testing)
+  install(TARGETS varnock_agent_testing
+    EXPORT VarnockCIMAgentTestingTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${CMAKE_INSTALL_INCLUDEDIR}/varnock)
+  install(EXPORT VarnockCIMAgentTestingTargets
+    NAMESPACE Varnock::
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VarnockCIM
+    COMPONENT development)
+endif()
+
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/VarnockCIMConfig.cmake.in
   ${PROJECT_BINARY_DIR}/VarnockCIMConfig.cmake
@@ -48,8 +60,23 @@ install(FILES ${PROJECT_BINARY_DIR}/varnock-cim-provider.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
 
-file(GLOB man_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/man/*.1)
-install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+foreach(section 1 5 7)
+  file(GLOB man_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/man/*.${section})
+  install(FILES ${man_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT tools)
+endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/derived/man/varnock-calls.7
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT tools)
+
+# Each shell looks for the file by the name of the program.
+set(shells ${PROJECT_SOURCE_DIR}/completions)
+foreach(program varnockctl varnock-agent)
+  install(FILES ${shells}/varnockctl.bash RENAME ${program}
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
+  install(FILES ${shells}/varnockctl.fish RENAME ${program}.fish
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d COMPONENT tools)
+endforeach()
+install(FILES ${shells}/_varnockctl
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions COMPONENT tools)
 
 # The same layout as in the source tree, so that links between documents work.
 set(documents ${CMAKE_INSTALL_DATAROOTDIR}/doc/varnock-cim-provider)
@@ -57,9 +84,26 @@ file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE
   DESTINATION ${documents} COMPONENT documents)
 install(FILES ${pages} DESTINATION ${documents}/docs COMPONENT documents)
-install(FILES examples/first_call.cpp examples/standalone/CMakeLists.txt
+install(FILES
+  examples/event_watcher.cpp examples/first_call.cpp examples/provider_test.cpp
+  examples/standalone/CMakeLists.txt
   DESTINATION ${documents}/examples COMPONENT documents)
 install(DIRECTORY examples/provider
   DESTINATION ${documents}/examples COMPONENT documents
   PATTERN CMakeLists.txt EXCLUDE
   PATTERN subset EXCLUDE)
+
+# Watching a fleet: for the server, and the units for the nodes.
+if(VARNOCK_BUILD_CLI)
+  set(monitoring ${PROJECT_SOURCE_DIR}/examples/monitoring)
+  install(FILES
+    ${monitoring}/prometheus.yml
+    ${monitoring}/varnock-alerts-test.yml
+    ${monitoring}/varnock-alerts.yml
+    ${monitoring}/varnock-dashboard.json
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/varnock-cim-provider/monitoring COMPONENT tools)
+  install(FILES
+    ${monitoring}/varnock-metrics.service
+    ${monitoring}/varnock-metrics.timer
+    DESTINATION lib/systemd/system COMPONENT tools)
+endif()

@@ -12,7 +12,12 @@ function(varnock_begin_manifest)
     . ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_INCLUDEDIR}
     ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/cmake ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     ${CMAKE_INSTALL_DATAROOTDIR} ${CMAKE_INSTALL_DATAROOTDIR}/doc
-    ${CMAKE_INSTALL_MANDIR} ${CMAKE_INSTALL_MANDIR}/man1)
+    ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion
+    ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions
+    ${CMAKE_INSTALL_DATAROOTDIR}/fish ${CMAKE_INSTALL_DATAROOTDIR}/fish/vendor_completions.d
+    ${CMAKE_INSTALL_DATAROOTDIR}/zsh ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions
+    ${CMAKE_INSTALL_MANDIR} ${CMAKE_INSTALL_MANDIR}/man1
+    ${CMAKE_INSTALL_MANDIR}/man5 ${CMAKE_INSTALL_MANDIR}/man7)
   install(CODE "set(varnock_manifest ${VARNOCK_MANIFEST})\nset(varnock_shared ${shared})")
   install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/manifest/begin.cmake)
 endfunction()

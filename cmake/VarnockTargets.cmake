@@ -126,28 +126,31 @@ function(varnock_unoptimised target)
 endfunction()
 
 # Compiles the sources several at a time: headers and templates that they share dominate the time of a
-# build. File-local names of a target must therefore differ. The other presets of clang compile each
-# source on its own and thus find missing includes.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" OR VARNOCK_COVERAGE)
+# build. File-local names of a target must therefore differ.
+function(varnock_batches target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+  # Types of unnamed namespaces are local to the sources compiled together, and names of one source do
+  # not hide those of another.
+  target_compile_options(${target} PRIVATE
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-shadow>)
+endfunction()
+
+# What is not a test: the preset named clang compiles each source on its own and thus finds missing
+# includes.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" OR VARNOCK_COVERAGE OR VARNOCK_BUILD_FUZZ)
   set(VARNOCK_BATCHES ON)
 endif()
 function(varnock_compile_in_batches target)
   if(VARNOCK_BATCHES)
-    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
-    # Types of unnamed namespaces are local to the sources compiled together, and names of one source do
-    # not hide those of another.
-    target_compile_options(${target} PRIVATE
-      $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>
-      $<$<CXX_COMPILER_ID:Clang>:-Wno-shadow>)
+    varnock_batches(${target})
   endif()
 endfunction()
 
-# In addition, the headers of the test framework are precompiled once for all programs.
+# Tests are compiled so with both compilers, and the headers of the test framework are precompiled once
+# for all programs.
 function(varnock_compile_tests_quickly target)
-  if(NOT VARNOCK_BATCHES)
-    return()
-  endif()
-  varnock_compile_in_batches(${target})
+  varnock_batches(${target})
   if(NOT TARGET varnock_test_framework)
     file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/test-framework/empty.cpp CONTENT "")
     add_library(varnock_test_framework OBJECT ${PROJECT_BINARY_DIR}/test-framework/empty.cpp)
