@@ -78,7 +78,8 @@ class DevTree {
                 {"HOME", file("home")},
                 {"TERM", "xterm"},
                 {"NO_COLOR", ""},
-                {"VARNOCK_TEST_KERNEL", "/dev/null"}};
+                {"VARNOCK_TEST_KERNEL", "/dev/null"},
+                {"VARNOCK_TEST_PROMETHEUS", "/nonexistent"}};
     }
     /// Runs a bash command line in the clone, without any of the library's variables.
     ProcessResult run(const std::string& command, Subprocess::Environment more = {}) const {

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 
 #include "tests/integration/LibraryFiles.h"
@@ -40,13 +41,22 @@ class Doctor : public testing::Test {
     /// The agent of this test uses the directory that it sets in the environment.
     ProcessResult doctor(std::vector<std::string> arguments = {}) const {
         arguments.insert(arguments.begin(), "doctor");
-        return files_.varnockctl(arguments);
+        ProcessResult result = files_.varnockctl(arguments);
+        result.out = squeezed(result.out);
+        return result;
+    }
+    /// The text with a single blank for each row of them: a column is as wide as its longest cell.
+    static std::string squeezed(const std::string& text) {
+        std::string out;
+        std::unique_copy(text.begin(), text.end(), std::back_inserter(out),
+                         [](char a, char b) { return a == ' ' && b == ' '; });
+        return out;
     }
     /// The lines of a report without the fixes.
     static std::vector<std::string> findingsOf(const ProcessResult& result) {
         std::vector<std::string> findings;
         for (const std::string& line : linesOf(result.out)) {
-            if (line.find("-> ") == line.npos) {
+            if (line.find("mend: ") == line.npos) {
                 findings.push_back(line);
             }
         }
@@ -70,17 +80,17 @@ TEST_F(Doctor, FindsNothingWhereAllIsWell) {
     const ProcessResult result = doctor();
     EXPECT_EQ(result.status, 0) << result.out;
     EXPECT_THAT(findingsOf(result),
-                ElementsAre(ContainsRegex("^ok       agent        takes requests at .*/ragdsj, "
+                ElementsAre(ContainsRegex("^ok agent takes requests at .*/ragdsj, "
                                           "and answered one in [0-9]+\\.[0-9][0-9] ms$"),
-                            StartsWith("ok       agent        takes events at "),
-                            "ok       registry     " + files_.file("registry") + " is readable",
-                            "ok       trace        " + files_.traceFile() +
+                            StartsWith("ok agent takes events at "),
+                            "ok registry " + files_.file("registry") + " is readable",
+                            "ok trace " + files_.traceFile() +
                                 " is created when a program first loads the library",
-                            "ok       environment  nothing is wrong with the variables of the "
+                            "ok environment nothing is wrong with the variables of the "
                             "library"));
-    EXPECT_THAT(result.out, Not(HasSubstr("->")));
+    EXPECT_THAT(result.out, Not(HasSubstr("mend:")));
     files_.host({"load"});
-    EXPECT_THAT(doctor().out, HasSubstr("trace        " + files_.traceFile() + " is writable\n"));
+    EXPECT_THAT(doctor().out, HasSubstr("trace " + files_.traceFile() + " is writable\n"));
 }
 
 TEST_F(Doctor, EveryFormatHasTheSameFindings) {
@@ -112,7 +122,7 @@ TEST_F(Doctor, SaysThatNoAgentListens) {
                 AllOf(HasSubstr("cannot be reached for requests at " + files_.file("ragdsj") +
                                 ": No such file or directory\n"),
                       HasSubstr("cannot be reached for events at " + files_.file("ragdaj")),
-                      HasSubstr("-> start the management agent")));
+                      HasSubstr("mend: start the management agent")));
 }
 
 TEST_F(Doctor, SaysThatTheAgentIsStuck) {
@@ -120,11 +130,10 @@ TEST_F(Doctor, SaysThatTheAgentIsStuck) {
     const ProcessResult result = doctor({"--timeout", "0.05"});
     EXPECT_EQ(result.status, 7);
     EXPECT_THAT(result.out,
-                AllOf(HasSubstr("problem  agent        is stuck: listens at " +
-                                agent_.requestSocket() + ", but gave no answer within 0.05 s\n"),
-                      HasSubstr("-> restart the management agent"),
-                      HasSubstr("ok       agent        takes events at "),
-                      HasSubstr("ok       environment")));
+                AllOf(HasSubstr("problem agent is stuck: listens at " + agent_.requestSocket() +
+                                ", but gave no answer within 0.05 s\n"),
+                      HasSubstr("mend: restart the management agent"),
+                      HasSubstr("ok agent takes events at "), HasSubstr("ok environment")));
 }
 
 TEST_F(Doctor, SaysThatTheAgentIsStuckFromTheRegistrationOn) {
@@ -144,7 +153,7 @@ TEST_F(Doctor, SaysThatAnAgentThatTakesNoFurtherConnectionIsStuck) {
     ASSERT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     files_.settings["QX_RAGD_SOCKET_DIR"] = files_.path();
     EXPECT_THAT(doctor({"--timeout", "0.05"}).out,
-                HasSubstr("problem  agent        is stuck: listens at " + files_.file("ragdsj")));
+                HasSubstr("problem agent is stuck: listens at " + files_.file("ragdsj")));
     close(client);
     close(full);
 }
@@ -153,9 +162,9 @@ TEST_F(Doctor, TellsWhatTheAgentSays) {
     agent_.handle([](const AgentRequest&) { return AgentReply::status(19); });
     EXPECT_EQ(doctor().status, 0);
     EXPECT_THAT(reportOn(AgentReply::status(24)),
-                AllOf(HasSubstr("problem  agent        refuses requests at " +
-                                agent_.requestSocket() + " (status 24: not allowed)\n"),
-                      HasSubstr("-> run as a user that the agent answers")));
+                AllOf(HasSubstr("problem agent refuses requests at " + agent_.requestSocket() +
+                                " (status 24: not allowed)\n"),
+                      HasSubstr("mend: run as a user that the agent answers")));
     EXPECT_THAT(reportOn(AgentReply::status(1)),
                 HasSubstr("refused a request at " + agent_.requestSocket() +
                           " (status 1: the agent failed the command)\n"));
@@ -178,7 +187,7 @@ TEST_F(Doctor, SaysWhatIsWrongWithTheRegistry) {
     EXPECT_THAT(problem(), HasSubstr("registry is missing; "));
     ASSERT_EQ(mkdir(files_.file("registry").c_str(), 0700), 0);
     EXPECT_THAT(problem(), AllOf(HasSubstr("registry: not a regular file"),
-                                 HasSubstr("trace        goes only to standard error")));
+                                 HasSubstr("trace goes only to standard error")));
 }
 
 TEST_F(Doctor, ItsSmallestRegistryIsGoodEnough) {
@@ -196,7 +205,7 @@ TEST_F(Doctor, ItsSmallestRegistryIsGoodEnough) {
 TEST_F(Doctor, SaysWhatIsWrongWithTheTraceFile) {
     files_.settings["QX_LOG_RINGBUF_DIR"] = files_.file("logs");
     EXPECT_THAT(problem(),
-                HasSubstr("trace        " + files_.file("logs") + ": No such file or directory\n"));
+                HasSubstr("trace " + files_.file("logs") + ": No such file or directory\n"));
     files_.settings.clear();
     ASSERT_EQ(symlink("registry", files_.traceFile().c_str()), 0);
     EXPECT_THAT(problem(), HasSubstr(files_.traceFile() + " is a symbolic link"));
@@ -208,7 +217,7 @@ TEST_F(Doctor, SaysWhatIsWrongWithTheTraceFile) {
     files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "0";
     const ProcessResult off = doctor();
     EXPECT_EQ(off.status, 0);
-    EXPECT_THAT(off.out, HasSubstr("note     trace        goes only to standard error"));
+    EXPECT_THAT(off.out, HasSubstr("note trace goes only to standard error"));
 }
 
 TEST_F(Doctor, TheTraceOfTheRegistryIsLookedAtUnlessTheEnvironmentSaysOtherwise) {
@@ -238,16 +247,16 @@ TEST_F(Doctor, NamesLiveProcessesThatShareATraceFile) {
     const auto second = holder();
     const auto& [lower, upper] = std::minmax(
         first, second, [](const auto& a, const auto& b) { return a->pid() < b->pid(); });
-    EXPECT_EQ(problem(), "problem  trace        live processes share " + files_.traceFile() +
+    EXPECT_EQ(problem(), "problem trace live processes share " + files_.traceFile() +
                              " and overwrite each other's entries: " + nameOf(*lower) + ", " +
                              nameOf(*upper) + "\n");
-    EXPECT_THAT(doctor().out, HasSubstr("-> give each process its own file: set "
+    EXPECT_THAT(doctor().out, HasSubstr("mend: give each process its own file: set "
                                         "QX_LOG_RINGBUF_PER_PROCESS=1 for them"));
     EXPECT_EQ(doctor().status, 7);
     files_.settings["QX_LOG_RINGBUF_PER_PROCESS"] = "1";
     const auto third = holder();
-    EXPECT_THAT(doctor().out,
-                AllOf(HasSubstr("-> restart them"), Not(HasSubstr(std::to_string(third->pid())))));
+    EXPECT_THAT(doctor().out, AllOf(HasSubstr("mend: restart them"),
+                                    Not(HasSubstr(std::to_string(third->pid())))));
     first->signal(SIGKILL);
     first->wait();
     EXPECT_EQ(problem(), "");
@@ -255,15 +264,14 @@ TEST_F(Doctor, NamesLiveProcessesThatShareATraceFile) {
 
 TEST_F(Doctor, LooksAtTheFirstLetterOfUseWhereEachProcessHasAFileOfItsOwn) {
     files_.settings["QX_LOG_RINGBUF_PER_PROCESS"] = "1";
-    EXPECT_THAT(doctor().out, HasSubstr("ok       trace        " + files_.traceFile() +
+    EXPECT_THAT(doctor().out, HasSubstr("ok trace " + files_.traceFile() +
                                         " is created when a program first loads the library"));
     ASSERT_EQ(mkdir(files_.traceFile().c_str(), 0700), 0);
     const ProcessResult result = doctor();
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out,
-                AllOf(HasSubstr("note     trace        " + files_.traceFile() +
-                                " cannot be used by this user and is skipped\n"),
-                      HasSubstr("ok       trace        " + files_.traceFile('b') + " is created")));
+    EXPECT_THAT(result.out, AllOf(HasSubstr("note trace " + files_.traceFile() +
+                                            " cannot be used by this user and is skipped\n"),
+                                  HasSubstr("ok trace " + files_.traceFile('b') + " is created")));
     files_.host({"load"});
     EXPECT_THAT(doctor().out, HasSubstr(files_.traceFile('b') + " is writable\n"));
     for (char letter = 'c'; letter <= 'z'; ++letter) {
@@ -271,8 +279,7 @@ TEST_F(Doctor, LooksAtTheFirstLetterOfUseWhereEachProcessHasAFileOfItsOwn) {
     }
     ASSERT_EQ(unlink(files_.traceFile('b').c_str()), 0);
     ASSERT_EQ(mkdir(files_.traceFile('b').c_str(), 0700), 0);
-    EXPECT_EQ(problem(),
-              "problem  trace        " + files_.traceFile('z') + " is not a regular file\n");
+    EXPECT_EQ(problem(), "problem trace " + files_.traceFile('z') + " is not a regular file\n");
 }
 
 TEST_F(Doctor, ChangesNothing) {
@@ -290,11 +297,10 @@ TEST_F(Doctor, TellsAUserWhatIsOnlyForOthers) {
     std::filesystem::permissions(files_.path(), std::filesystem::perms(0755));
     const ProcessResult result = runProcess(asNobody({VARNOCKCTL, "doctor"}), files_.environment());
     EXPECT_EQ(result.status, 7);
-    EXPECT_THAT(
-        result.out,
-        AllOf(HasSubstr("note     registry     this user cannot save it"),
-              HasSubstr("problem  trace        " + files_.traceFile() + ": Permission denied\n"),
-              HasSubstr("-> set QX_LOG_RINGBUF_DIR to a directory of this user\n")));
+    EXPECT_THAT(squeezed(result.out),
+                AllOf(HasSubstr("note registry this user cannot save it"),
+                      HasSubstr("problem trace " + files_.traceFile() + ": Permission denied\n"),
+                      HasSubstr("mend: set QX_LOG_RINGBUF_DIR to a directory of this user\n")));
 }
 
 }  // namespace

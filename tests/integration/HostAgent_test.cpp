@@ -121,7 +121,7 @@ TEST(HostAgent, ReadsThePciHeadersAsTheKernelDoes) {
 
 TEST(HostAgent, WhatTheMachineDoesNotHaveIsNotInvented) {
     const ProcessResult result =
-        onThisMachine({VARNOCKCTL, "call", "getCurrentFanSpeed", "--cabinet=0", "--object=0"});
+        onThisMachine({VARNOCKCTL, "call", "getFanQuality", "--cabinet=0", "--object=0"});
     EXPECT_EQ(result.out, "-\n");
     EXPECT_EQ(result.status, 3);
 }

@@ -322,13 +322,10 @@ TEST_F(Registry, TheBackupStandsInForAMissingFile) {
 }
 
 TEST_F(Registry, FilesThatCannotBeReadOrWrittenAreNamed) {
-    const bool isRoot = geteuid() == 0;  // root may open every file
-    if (isRoot) {
-        SKIP_IF_NOT_RUN_AS_NOBODY(VARNOCKCTL);
-    }
+    SKIP_IF_NOT_RUN_WITHOUT_PRIVILEGES(VARNOCKCTL);  // root may open every file
     const auto nobodys = [&](std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {VARNOCKCTL, "registry"});
-        return runProcess(isRoot ? asNobody(arguments) : arguments, files_.environment());
+        return runProcess(withoutPrivileges(arguments), files_.environment());
     };
     std::filesystem::permissions(files_.path(), std::filesystem::perms(0555));
     std::filesystem::permissions(files_.file("registry"), std::filesystem::perms(0444));
@@ -356,7 +353,7 @@ TEST_F(Registry, AFileThatIsNoneIsSaidToBe) {
     }
 }
 
-TEST_F(Registry, ACorruptFileIsShownButNotChangedUnlessForced) {
+TEST_F(Registry, ACorruptFileIsShownAndKeepsItsOtherBytesWhenItIsChanged) {
     const std::string corrupt =
         "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\na=s=\x1b[2J\xff\nwhat is this\n\n\n\n";
     setText(corrupt);
@@ -370,12 +367,74 @@ TEST_F(Registry, ACorruptFileIsShownButNotChangedUnlessForced) {
     const auto problems = json(registry({"check", "-o", "json"}));
     EXPECT_EQ(problems["problems"][0]["line"].GetInt(), 4);
     const ProcessResult set = registry({"set", "HKLM/SOFTWARE", "b", "1"});
-    EXPECT_EQ(set.status, 9);
-    EXPECT_THAT(set.err, AllOf(HasSubstr("registry:4: "), HasSubstr("saving would lose this")));
-    EXPECT_EQ(text(), corrupt);
-    EXPECT_EQ(registry({"set", "--force", "HKLM/SOFTWARE", "b", "1"}).status, 0);
-    EXPECT_THAT(text(), AllOf(HasSubstr("b=d=1\n"), Not(HasSubstr("what is this"))));
+    EXPECT_EQ(set.status, 0) << set.err;
+    EXPECT_EQ(text(),
+              "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\na=s=\x1b[2J\xff\nb=d=1\nwhat is this\n\n\n\n");
     EXPECT_EQ(readFile(files_.file("registry.old")), corrupt);
+}
+
+TEST_F(Registry, CommentsSurviveEveryEdit) {
+    const std::string commented =
+        "# The settings of this machine.\n[HKEY_LOCAL_MACHINE]\n# Programs.\n[SOFTWARE]\n"
+        "# The level.\nLevel=d=007\nzone=s=x\n[Old]\n# Unused.\n\n# Behind all.\n\n\n\n"
+        "# The end.\n";
+    setText(commented);
+    EXPECT_EQ(registry({"set", "HKLM/SOFTWARE", "Level", "3"}).status, 0);
+    EXPECT_EQ(registry({"set", "HKLM/SOFTWARE/New", "Name", "text"}).status, 0);
+    EXPECT_EQ(registry({"delete", "HKLM/SOFTWARE/Old"}).status, 0);
+    EXPECT_EQ(registry({"delete", "HKLM/SOFTWARE", "zone"}).status, 0);
+    EXPECT_EQ(text(),
+              "# The settings of this machine.\n[HKEY_LOCAL_MACHINE]\n# Programs.\n[SOFTWARE]\n"
+              "# The level.\nLevel=d=3\n[New]\nName=s=text\n\n# Behind all.\n\n\n\n"
+              "# The end.\n");
+}
+
+TEST_F(Registry, AFileThatCannotBeEditedInPlaceIsWrittenWholeIfForced) {
+    // Two keys have the same path; only the first one can be reached.
+    setText("[HKEY_LOCAL_MACHINE]\n[a]\n[b]\nm=d=2\n\n\n[a\\b]\nn=d=1\n\n\n\n");
+    const std::string before = text();
+    const ProcessResult set = registry({"set", "HKLM/a/b", "m", "3"});
+    EXPECT_EQ(set.status, 9);
+    EXPECT_THAT(set.err, HasSubstr("cannot be changed in place"));
+    EXPECT_EQ(text(), before);
+    EXPECT_EQ(registry({"set", "--force", "HKLM/a/b", "m", "3"}).status, 0);
+    EXPECT_THAT(text(), HasSubstr("[b]\nm=d=3\n"));
+}
+
+TEST_F(Registry, SeveralFilesAreImportedAllOrNone) {
+    writeFile(files_.file("one"), "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\na=d=1\n\n\n\n");
+    writeFile(files_.file("two"), "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\nb=d=2\n\n\n\n");
+    writeFile(files_.file("bad"), "[HKEY_LOCAL_MACHINE]\nSOFTWARE=d=2\n\n\n");
+    EXPECT_EQ(registry({"import", files_.file("one"), files_.file("bad")}).status, 2);
+    EXPECT_EQ(text(), kSmallRegistry);
+    EXPECT_EQ(registry({"import", files_.file("one"), files_.file("two")}).status, 0);
+    EXPECT_EQ(text(), "[HKEY_LOCAL_MACHINE]\n[SOFTWARE]\na=d=1\nb=d=2\n\n\n\n");
+    EXPECT_EQ(readFile(files_.file("registry.old")), kSmallRegistry);
+}
+
+TEST_F(Registry, FilesAndKeysAreCompared) {
+    setText("[HKEY_LOCAL_MACHINE]\n[A]\nx=d=1\n\n[B]\nx=d=2\ny=s=t\n\n\n\n");
+    writeFile(files_.file("old"), "[HKEY_LOCAL_MACHINE]\n[A]\nx=d=1\n\n\n\n");
+    EXPECT_EQ(registry({"diff", files_.file("old")}).out,
+              "+ HKEY_LOCAL_MACHINE\\B\n+ HKEY_LOCAL_MACHINE\\B  x  number  2\n"
+              "+ HKEY_LOCAL_MACHINE\\B  y  string  t\n");
+    EXPECT_EQ(registry({"diff", "HKLM/A", files_.file("old")}).out, "");
+    EXPECT_EQ(registry({"diff", "HKLM/A", "HKLM/B"}).out,
+              "-   x  number  1\n+   x  number  2\n+   y  string  t\n");
+    const auto document =
+        json(registry({"diff", files_.file("old"), files_.file("registry"), "-o", "json"}));
+    EXPECT_EQ(document["from"], files_.file("old").c_str());
+    EXPECT_EQ(document["changes"].Size(), 3U);
+    EXPECT_EQ(registry({"diff", files_.file("none")}).status, 3);
+    EXPECT_EQ(registry({"diff", "HKLM/none"}).status, 3);
+}
+
+TEST_F(Registry, RootKeysThatNoProgramLooksForAreNamed) {
+    setText("[HKEY_LOCAL_MACHINE]\n[a\\b]\n\n\n[hkey_users]\n\n\n");
+    EXPECT_EQ(registry({"check"}).status, 7);
+    EXPECT_THAT(linesOf(registry({"check"}).out),
+                ElementsAre(HasSubstr(":2: a backslash separates keys"),
+                            HasSubstr(":5: not one of the five root keys")));
 }
 
 TEST_F(Registry, AnEmptyFileCanBeFilled) {

@@ -16,6 +16,7 @@
 namespace varnock::test {
 namespace {
 
+using testing::AnyOf;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
@@ -358,8 +359,10 @@ TEST_P(Host, ForksWhileAThreadTraces) {
     if (!hasFile()) {
         return;
     }
-    // The entries of child and parent may overwrite each other.
-    EXPECT_THAT(readableTrace(), Contains(HasSubstr("]: parent")));
+    // The entries of child and parent may overwrite each other, which makes the result partial.
+    const ProcessResult trace = files_.varnockctl({"trace"});
+    EXPECT_THAT(trace.status, AnyOf(0, 7)) << trace.err;
+    EXPECT_THAT(trace.out, HasSubstr("]: parent"));
     EXPECT_THAT(readFile(files_.file("registry")), HasSubstr("[Product]\n"));
 }
 

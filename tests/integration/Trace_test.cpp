@@ -9,10 +9,14 @@
 
 #include <algorithm>
 #include <deque>
+#include <map>
 #include <memory>
+#include <regex>
 
+#include "tests/integration/JsonOutput.h"
 #include "tests/integration/LibraryFiles.h"
 #include "tests/support/Sanitizers.h"
+#include "tests/support/ScriptedAgent.h"
 #include "tests/support/TraceFile.h"
 
 namespace varnock::test {
@@ -63,9 +67,10 @@ TEST_F(Trace, InfoPrintsTheHeader) {
     files_.host({"load"});
     files_.host({"load"});
     const ProcessResult result = files_.varnockctl({"trace", "--info", "-o", "json"});
-    rapidjson::Document info;
-    info.Parse(result.out.c_str());
-    ASSERT_FALSE(info.HasParseError()) << result.out << result.err;
+    rapidjson::Document document;
+    document.Parse(result.out.c_str());
+    ASSERT_FALSE(document.HasParseError()) << result.out << result.err;
+    const auto& info = document["files"][0];
     EXPECT_EQ(info["file"], files_.traceFile().c_str());
     EXPECT_EQ(info["opens"].GetInt(), 2);
     EXPECT_EQ(info["wraps"].GetInt(), 0);
@@ -92,7 +97,7 @@ TEST_F(Trace, TwoHundredThousandEntriesOfEightThreadsComeInOrder) {
     const ProcessResult info = files_.varnockctl({"trace", "--info", "-o", "json"});
     rapidjson::Document document;
     document.Parse(info.out.c_str());
-    EXPECT_GT(document["wraps"].GetInt(), 15);
+    EXPECT_GT(document["files"][0]["wraps"].GetInt(), 15);
 }
 
 TEST_F(Trace, ReadingDoesNotTouchTheFile) {
@@ -158,8 +163,9 @@ TEST_F(Trace, EveryFormatHasTheSameEntries) {
         arguments.insert(arguments.end(), {"-o", format});
         return files_.varnockctl(arguments).out;
     };
-    rapidjson::Document json;
-    json.Parse(print("json").c_str());
+    rapidjson::Document document;
+    document.Parse(print("json").c_str());
+    const auto& json = document["entries"];
     ASSERT_EQ(json.Size(), 2U);
     EXPECT_EQ(json[0]["application"], "CIM_Provider");
     EXPECT_EQ(json[1]["message"], "thread=0 entry=6 of=10 .");
@@ -190,6 +196,58 @@ TEST_F(Trace, FollowsTheWriterThroughWrapsAndRestartsAndNewFiles) {
     expectNumbersInOrder(linesOf(result.out.substr(result.out.find("of=77") - 100)));
 }
 
+/// Checks the JSON lines of a follower: every entry of a run is whole and later than those of its
+/// thread before, and none is missing without a gap in its place.
+void expectWholeOrGap(const std::vector<std::string>& lines) {
+    struct Seen {
+        unsigned int entry;
+        std::size_t gaps;
+    };
+    std::map<unsigned int, Seen> last;
+    std::size_t gaps = 0;
+    static const std::regex whole("thread=(\\d) entry=(\\d+) of=\\d+ x{100}\\.");
+    for (const std::string& line : lines) {
+        rapidjson::Document item;
+        ASSERT_FALSE(item.Parse(line.c_str()).HasParseError()) << line;
+        if (item.HasMember("error")) {
+            continue;  // the interruption that ends the list
+        }
+        if (item["message"].IsNull()) {
+            ASSERT_GT(item["gap"]["bytes"].GetInt64(), 0) << line;
+            ++gaps;
+            continue;
+        }
+        const std::string message = item["message"].GetString();
+        std::smatch parts;
+        if (message.find(" of=20000 ") == message.npos) {
+            continue;
+        }
+        ASSERT_TRUE(std::regex_match(message, parts, whole)) << line;
+        const auto thread = static_cast<unsigned int>(std::stoul(parts[1]));
+        const auto entry = static_cast<unsigned int>(std::stoul(parts[2]));
+        if (const auto before = last.find(thread); before != last.end()) {
+            ASSERT_GT(entry, before->second.entry) << line;
+            ASSERT_TRUE(entry == before->second.entry + 1 || gaps > before->second.gaps) << line;
+        }
+        last[thread] = {entry, gaps};
+    }
+    EXPECT_FALSE(last.empty());
+}
+
+TEST_F(Trace, FollowsFourThreadsThroughManyWrapsWithoutATornEntry) {
+    files_.host({"load"});
+    Subprocess follower({VARNOCKCTL, "trace", "--follow", "-o", "jsonl"}, files_.environment());
+    ASSERT_TRUE(follower.waitForOutput("Start of work cycle. (00000001)"));
+    files_.host({"write", "4", "20000", "100"});
+    files_.host({"write", "1", "1", "0"});
+    ASSERT_TRUE(follower.waitForOutput("entry=0 of=1 ."));
+    follower.signal(SIGINT);
+    const ProcessResult& result = follower.wait();
+    EXPECT_EQ(result.status, 130);
+    EXPECT_THAT(result.err, Not(HasSubstr("mixed with other bytes")));
+    expectWholeOrGap(linesOf(result.out));
+}
+
 TEST_F(Trace, FollowsAFileFromWhileItIsBeingMade) {
     const LibraryFiles other;
     other.host({"write", "1", "10", "0"});
@@ -214,6 +272,161 @@ TEST_F(Trace, FollowsAFileFromWhileItIsBeingMade) {
     expectNumbersInOrder(linesOf(follower.wait().out));
 }
 
+TEST_F(Trace, FollowingWaitsForAFileThatIsNotThereYet) {
+    for (const bool isNamed : {false, true}) {
+        std::vector<std::string> arguments{VARNOCKCTL, "trace", "--follow", "--no-header"};
+        if (isNamed) {
+            arguments.insert(arguments.end(), {"--file", files_.traceFile()});
+        }
+        Subprocess follower(arguments, files_.environment());
+        ASSERT_TRUE(follower.waitForError("waiting for the file"));
+        files_.host({"write", "1", "5", "0"});
+        EXPECT_TRUE(follower.waitForOutput("entry=4 of=5"));
+        follower.signal(SIGINT);
+        const ProcessResult& result = follower.wait();
+        EXPECT_EQ(result.status, 130);
+        expectNumbersInOrder(linesOf(result.out));
+        EXPECT_THAT(result.out, Not(HasSubstr("# End of header.")));
+        ASSERT_EQ(unlink(files_.traceFile().c_str()), 0);
+    }
+}
+
+TEST_F(Trace, TheDescriptionOfAStartCanBeLeftOut) {
+    files_.host({"write", "1", "3", "0"});
+    const auto lines = linesOf(files_.varnockctl({"trace", "--no-header"}).out);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_THAT(lines[0], HasSubstr("### Start of work cycle. (00000001) ###"));
+    EXPECT_LT(lines.size() + 70, linesOf(files_.varnockctl({"trace"}).out).size());
+    EXPECT_EQ(files_.varnockctl({"trace", "--no-header", "--grep", "QX_OS="}).status, 3);
+}
+
+TEST_F(Trace, EntriesAreSelectedByThreadFileAndTime) {
+    files_.host({"write", "2", "3", "0"});
+    const auto count = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"trace", "--grep", "entry="});
+        return linesOf(files_.varnockctl(arguments).out).size();
+    };
+    const std::string line = files_.varnockctl({"trace", "--grep", "thread=1 entry=0"}).out;
+    const std::string thread = line.substr(line.find('[') + 1, 16);
+    const std::string shortened = thread.substr(thread.find_first_not_of('0'));
+    EXPECT_EQ(count({"--thread", thread}), 3U);
+    EXPECT_EQ(count({"--thread", "0x" + shortened, "--exclude", "entry=1"}), 2U);
+    EXPECT_EQ(count({"--not-thread", shortened}), 3U);
+    EXPECT_EQ(count({"--not-thread", shortened, "--not-grep", "entry=[01]"}), 1U);
+    EXPECT_EQ(count({"--since", "boot"}), 6U);
+    EXPECT_EQ(count({"--until", "1h"}), 0U);
+    EXPECT_EQ(count({"--since", "1h", "--until", "2030-01-01"}), 6U);
+    EXPECT_EQ(count({"--where", "time >= 1h and time < 2030-01-01"}), 6U);
+    EXPECT_EQ(count({"--where", "not (time >= 1h and time < 2030-01-01)"}), 0U);
+    EXPECT_EQ(count({"--where", "time < 1h or time >= boot", "--since", "1h"}), 6U);
+    EXPECT_EQ(count({"--first", "2"}), 2U);
+    EXPECT_EQ(files_.varnockctl({"trace", "--thread", "x"}).status, 2);
+    EXPECT_EQ(files_.varnockctl({"trace", "--until", "soon"}).status, 2);
+    EXPECT_EQ(files_.varnockctl({"trace", "--first", "1", "--last", "1"}).status, 2);
+    EXPECT_EQ(files_.varnockctl({"trace", "--file", files_.traceFile(), "--not-file", "a"}).status,
+              2);
+}
+
+TEST_F(Trace, SeveralFilesThatAreNamedAreMerged) {
+    const LibraryFiles other;
+    files_.host({"write", "1", "2", "0"});
+    other.host({"write", "1", "3", "0"});
+    writeFile(files_.file("copy"), readFile(other.traceFile()));
+    const ProcessResult result = files_.varnockctl(
+        {"trace", "--grep", "entry=", "--file", files_.traceFile(), "--file", files_.file("copy")});
+    EXPECT_EQ(result.status, 0) << result.err;
+    const auto lines = linesOf(result.out);
+    EXPECT_EQ(lines.size(), 5U);
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const std::string& line) { return line.starts_with("copy "); }),
+              3);
+    EXPECT_EQ(
+        files_.varnockctl({"trace", "--file", files_.traceFile(), "--file", files_.file("none")})
+            .status,
+        7);
+}
+
+TEST_F(Trace, WhatIsMissingStandsInItsPlace) {
+    files_.host({"write", "1", "10", "0"});
+    std::string bytes = readFile(files_.traceFile());
+    const std::size_t begin = bytes.rfind('\n', bytes.find("entry=3")) + 1;
+    const std::size_t end = bytes.find('\n', begin);
+    // Too long for an entry, so it cannot be the rest of a message.
+    writeFile(files_.traceFile(), bytes.replace(begin, end - begin, std::string(end - begin, '_')));
+    std::string torn = readFile(files_.traceFile());
+    const std::size_t last = torn.rfind('\n', torn.find("entry=4")) + 1;
+    torn.replace(last, 4, "xxxx");
+    writeFile(files_.traceFile(), torn);
+    const auto lines =
+        linesOf(files_.varnockctl({"trace", "--grep", "entry=[2-6]", "-o", "jsonl"}).out);
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_THAT(lines[1],
+                AllOf(HasSubstr("\"message\":null"),
+                      HasSubstr("\"gap\":{\"reason\":\"partly overwritten\",\"bytes\":")));
+    EXPECT_THAT(files_.varnockctl({"trace", "--grep", "entry=[2-6]", "-o", "csv"}).out,
+                HasSubstr(",,,,--- "));
+    EXPECT_THAT(files_.varnockctl({"trace"}).out,
+                HasSubstr("bytes are missing: partly overwritten"));
+}
+
+TEST_F(Trace, GarbageInsideAnEntryIsAProblem) {
+    files_.host({"write", "1", "10", "0"});
+    const std::string whole = readFile(files_.traceFile());
+    const std::size_t at = whole.find("entry=3");
+    for (const std::string& garbage :
+         {std::string(3, '\0'), std::string("\x1b[2"),
+          whole.substr(whole.rfind('\n', at) + 1, at - whole.rfind('\n', at) - 1)}) {
+        std::string bytes = whole;
+        bytes.replace(at, garbage.size(), garbage);
+        writeFile(files_.traceFile(), bytes);
+        const ProcessResult result = files_.varnockctl({"trace"});
+        EXPECT_EQ(result.status, 7);
+        EXPECT_THAT(result.err, HasSubstr("entries mixed with other bytes: 1"));
+    }
+}
+
+/// Fills the trace of the files with the calls of a program.
+void traceCalls(const LibraryFiles& files) {
+    Subprocess::Environment environment = files.environment();
+    environment["QX_LOG_RINGBUF_WEIGHT"] = "10";
+    ScriptedAgent agent;
+    agent.handle([](const AgentRequest&) { return AgentReply::ok(numberData(2)); });
+    environment["QX_RAGD_SOCKET_DIR"] = getenv("QX_RAGD_SOCKET_DIR");
+    static_cast<void>(runProcess({FIRST_CALL}, environment));
+}
+
+TEST_F(Trace, TheCallsAreCountedAndSpansOfATimeline) {
+    traceCalls(files_);
+    const std::string timeline = files_.file("t.json");
+    const ProcessResult result =
+        files_.varnockctl({"trace", "--stats", "--timeline", timeline, "-o", "json"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    const rapidjson::Document stats = documentOf(result);
+    const auto& calls = stats["calls"].GetArray();
+    const auto* const row = std::find_if(calls.begin(), calls.end(), [](const auto& each) {
+        return std::string(each["call"].GetString()) == "getNumberCPUs";
+    });
+    ASSERT_NE(row, calls.end()) << result.out;
+    EXPECT_EQ((*row)["count"].GetInt(), 1);
+    EXPECT_EQ((*row)["unanswered"].GetInt(), 0);
+
+    rapidjson::Document document;
+    document.Parse(readFile(timeline).c_str());
+    ASSERT_FALSE(document.HasParseError());
+    unsigned int spans = 0;
+    for (const auto& event : document["traceEvents"].GetArray()) {
+        const std::string phase = event["ph"].GetString();
+        ASSERT_TRUE(phase == "X" || phase == "M");
+        EXPECT_TRUE(event["name"].IsString() && event["pid"].IsInt() && event["tid"].IsInt());
+        EXPECT_TRUE(phase == "M" || (event["ts"].IsInt64() && event["dur"].IsUint64()));
+        spans += phase == "X" ? 1U : 0U;
+    }
+    EXPECT_EQ(spans, stats["spans"].GetUint());
+    EXPECT_EQ(files_.varnockctl({"trace", "--timeline", files_.file("none/t.json")}).status, 3);
+    EXPECT_EQ(files_.varnockctl({"trace", "--stats", "--grep", "no call"}).status, 3);
+    EXPECT_EQ(files_.varnockctl({"trace", "--stats", "--follow"}).status, 2);
+}
+
 TEST_F(Trace, FollowingEndsInTimeWhenItIsGiven) {
     files_.host({"load"});
     const ProcessResult result =
@@ -222,7 +435,7 @@ TEST_F(Trace, FollowingEndsInTimeWhenItIsGiven) {
     rapidjson::Document document;
     document.Parse(result.out.c_str());
     EXPECT_FALSE(document.HasParseError());
-    EXPECT_EQ(document.Size(), 10U);
+    EXPECT_EQ(document["entries"].Size(), 10U);
 }
 
 TEST_F(Trace, TheLevelOfTheRegistryCountsAndTheEnvironmentWins) {
@@ -349,7 +562,8 @@ TEST_F(TraceOfProcesses, ALetterIsUsedAgainWhenItsProcessWasKilled) {
     const auto third = holder();
     EXPECT_TRUE(exists('b'));
     EXPECT_FALSE(exists('c'));
-    const rapidjson::Document held = json({"--grep", "^held$"});
+    const rapidjson::Document document = json({"--grep", "^held$"});
+    const auto& held = document["entries"];
     ASSERT_EQ(held.Size(), 3U);
     const std::vector<std::pair<std::string, pid_t>> expected{
         {"log.CIM_Provider_a", first->pid()},
@@ -360,6 +574,13 @@ TEST_F(TraceOfProcesses, ALetterIsUsedAgainWhenItsProcessWasKilled) {
         found.emplace_back(entry["file"].GetString(), entry["process"].GetInt());
     }
     EXPECT_THAT(found, testing::UnorderedElementsAreArray(expected));
+    const std::string ofThird = "process=" + std::to_string(third->pid()) + " and message=held";
+    EXPECT_EQ(json({"--where", ofThird})["entries"].Size(), 1U);
+    EXPECT_EQ(json({"-n", "1", "--where", ofThird})["entries"].Size(), 1U);
+    EXPECT_EQ(
+        json({"--where", "message=held and not process=" + std::to_string(third->pid())})["entries"]
+            .Size(),
+        2U);
 }
 
 TEST_F(TraceOfProcesses, IsLeftToThemByOneThatSharesAFile) {
@@ -391,7 +612,8 @@ TEST_F(TraceOfProcesses, AForkedChildTakesAFileWithItsFirstEntry) {
 TEST_F(TraceOfProcesses, ChildrenAreForkedWhileAnotherThreadTraces) {
     files_.settings["QX_LOG_RINGBUF_WEIGHT"] = "10";
     EXPECT_EQ(files_.host({"fork"}).out, "forked, 0 failures\n");
-    const rapidjson::Document found = json({"--timeout", "100", "--grep", "^child [0-9]+$"});
+    const rapidjson::Document document = json({"--timeout", "100", "--grep", "^child [0-9]+$"});
+    const auto& found = document["entries"];
     ASSERT_EQ(found.Size(), 20U);
     for (const auto& entry : found.GetArray()) {
         EXPECT_EQ(entry["file"], "log.CIM_Provider_b");
@@ -447,10 +669,10 @@ TEST_F(TraceOfProcesses, AreToldApartInEveryFormat) {
 
 TEST_F(TraceOfProcesses, InfoDescribesEachFile) {
     const auto one = holder();
-    EXPECT_TRUE(json({"--info"}).IsObject());
+    EXPECT_EQ(json({"--info"})["files"].Size(), 1U);
     const auto other = holder();
-    const rapidjson::Document info = json({"--info"});
-    ASSERT_TRUE(info.IsArray());
+    const rapidjson::Document document = json({"--info"});
+    const auto& info = document["files"];
     ASSERT_EQ(info.Size(), 2U);
     EXPECT_EQ(info[0]["file"], files_.traceFile('a').c_str());
     EXPECT_EQ(info[1]["file"], files_.traceFile('b').c_str());

@@ -15,6 +15,7 @@ namespace varnock::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::MatchesRegex;
 
 class Watch : public testing::Test {
   protected:
@@ -71,7 +72,10 @@ TEST_F(Watch, PrintsThreeEventsAcrossARestartOfTheAgent) {
     push({"systemMessageLog", "9"});
     const ProcessResult& result = watching->wait();
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(untimed(result.out), "systemMessageLog 7\ndriverMonitorLog 8\nsystemMessageLog 9\n");
+    EXPECT_THAT(untimed(result.out),
+                MatchesRegex("systemMessageLog 7\ndriverMonitorLog 8\n"
+                             "--- no agent for [0-9]+ ms; events may be missing ---\n"
+                             "systemMessageLog 9\n"));
     EXPECT_EQ(result.err,
               "varnockctl: the agent has gone; waiting for its return\n"
               "varnockctl: the agent is back\n");
@@ -96,12 +100,13 @@ TEST_F(Watch, PrintsOneJsonDocument) {
     const ProcessResult& result = watching->wait();
     rapidjson::Document document;
     document.Parse(result.out.c_str());
-    ASSERT_TRUE(document.IsArray()) << result.out;
-    ASSERT_EQ(document.Size(), 2U);
-    EXPECT_EQ(document[0]["event"], "systemMessageLog");
-    EXPECT_EQ(document[0]["data"].GetUint(), 7U);
-    EXPECT_EQ(document[1]["object"].GetUint(), 3U);
-    EXPECT_TRUE(document[1]["data"].IsNull());
+    ASSERT_TRUE(document.IsObject()) << result.out;
+    const auto& events = document["events"];
+    ASSERT_EQ(events.Size(), 2U);
+    EXPECT_EQ(events[0]["event"], "systemMessageLog");
+    EXPECT_EQ(events[0]["data"].GetUint(), 7U);
+    EXPECT_EQ(events[1]["object"].GetUint(), 3U);
+    EXPECT_TRUE(events[1]["data"].IsNull());
 }
 
 TEST_F(Watch, AnInterruptEndsItWithAWholeDocument) {
@@ -113,19 +118,60 @@ TEST_F(Watch, AnInterruptEndsItWithAWholeDocument) {
     EXPECT_EQ(result.status, 130);
     rapidjson::Document document;
     document.Parse(result.out.c_str());
-    EXPECT_TRUE(document.IsArray()) << result.out;
+    EXPECT_TRUE(document.IsObject()) << result.out;
 }
 
 TEST_F(Watch, ItsTimeEndsIt) {
     const ProcessResult whole =
         runProcess({VARNOCKCTL, "watch", "--timeout", "0.01", "-o", "json"}, environment_);
     EXPECT_EQ(whole.status, 0);
-    EXPECT_EQ(whole.out, "[]\n");
+    EXPECT_EQ(whole.out, "{\n    \"format_version\": 1,\n    \"events\": []\n}\n");
     const ProcessResult missing =
         runProcess({VARNOCKCTL, "watch", "--timeout", "0.01", "--count", "1"}, environment_);
     EXPECT_EQ(missing.status, 5);
     EXPECT_EQ(missing.out, "");
     EXPECT_EQ(missing.err, "varnockctl: 0 of 1 events arrived within the time limit\n");
+}
+
+TEST_F(Watch, AGapIsAnItemBeforeTheEventsAfterIt) {
+    const auto watching = watch({"--count", "2", "-o", "json"});
+    push({"systemMessageLog", "7"});
+    EXPECT_TRUE(watching->waitForOutput("\"data\":7}\n"));
+    stopAgent();
+    startAgent();
+    awaitWatcher();
+    push({"systemMessageLog", "8"});
+    rapidjson::Document document;
+    document.Parse(watching->wait().out.c_str());
+    const auto& events = document["events"];
+    ASSERT_EQ(events.Size(), 3U);
+    EXPECT_TRUE(events[1]["event"].IsNull());
+    EXPECT_TRUE(events[1]["gap"]["milliseconds"].IsUint());
+    EXPECT_TRUE(events[1]["gap"]["events"].IsNull());
+    EXPECT_EQ(events[2]["data"].GetUint(), 8U);
+}
+
+TEST_F(Watch, ShowsWhatFulfilsTheConditionUntilTheLastOne) {
+    const auto watching =
+        watch({"--where", "event=system* and not cabinet=5", "--until", "data>=9"});
+    push({"driverMonitorLog", "9"});
+    push({"systemMessageLog", "9", "--cabinet", "5"});
+    push({"systemMessageLog", "3"});
+    push({"systemMessageLog", "10"});
+    EXPECT_EQ(untimed(watching->wait().out), "systemMessageLog 3\nsystemMessageLog 10\n");
+    const ProcessResult wrong = runProcess({VARNOCKCTL, "watch", "--until", "stat=1"});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.err, HasSubstr("--until: column 1: there is no field \"stat\"; the nearest "
+                                     "are "));
+}
+
+TEST_F(Watch, ARowOfCsvHasOneValueOfTheData) {
+    const auto watching = watch({"--count", "2", "-o", "csv"});
+    push({"systemMessageLog", "7"});
+    push({"1", "--text", "fan"});
+    const std::string out = watching->wait().out;
+    EXPECT_THAT(out, MatchesRegex("time,event,opcode,ext,object,cabinet,status,member,data\n"
+                                  "[^,]*,systemMessageLog,[^\n]*,,7\n[^,]*,0x0001,[^\n]*,,fan\n"));
 }
 
 TEST_F(Watch, TheWireShowsWhatIsNotWantedToo) {

@@ -17,7 +17,6 @@
 
 #include "tests/soak/Sockets.h"
 #include "transport/AgentProtocol.h"
-#include "transport/SipJson.h"
 
 namespace varnock::soak {
 namespace {
@@ -39,7 +38,8 @@ bool isAnswered(const std::string& directory) {
         return false;
     }
     limitWaits(control.get(), kAnswerTime);
-    return sendAll(control.get(), frameOf("status ")) && receiveFrame(control.get()).has_value();
+    return sendAll(control.get(), frameOf(R"({"verb":"status"})")) &&
+           receiveFrame(control.get()).has_value();
 }
 
 pid_t peerOf(const Socket& socket) {
@@ -49,13 +49,13 @@ pid_t peerOf(const Socket& socket) {
     return peer.pid;
 }
 
-/// The agent answers "ok listeners: N".
+/// The agent answers with the number of listeners.
 Fate fateOf(const std::string& answer) {
-    const std::string begin = "ok listeners: ";
+    const std::string begin = R"({"ok":true,"listeners":)";
     if (!answer.starts_with(begin)) {
         return Fate::unknown;
     }
-    return answer.compare(begin.size(), 2, "0\n") == 0 ? Fate::unheard : Fate::delivered;
+    return answer.compare(begin.size(), 2, "0}") == 0 ? Fate::unheard : Fate::delivered;
 }
 
 }  // namespace
@@ -157,11 +157,10 @@ void pushEvent(const std::string& directory, EventLedger& ledger, Random& random
         return;
     }
     limitWaits(control.get(), kAnswerTime);
-    const EventOpcode opcode =
-        random.oneIn(2) ? EventOpcode::systemMessageLog : EventOpcode::driverMonitorLog;
-    SipJson event(static_cast<unsigned int>(opcode), 0, 0, 0, 0);
-    event.SetDataDWord(ledger.begin(peerOf(control)), 0);
-    const bool isSent = sendAll(control.get(), frameOf("event " + event.Export()));
+    const std::string name = random.oneIn(2) ? "systemMessageLog" : "driverMonitorLog";
+    const std::string number = std::to_string(ledger.begin(peerOf(control)));
+    const bool isSent = sendAll(control.get(), frameOf(R"({"verb":"event","name":")" + name +
+                                                       R"(","number":)" + number + "}"));
     const auto answer = isSent ? receiveFrame(control.get()) : std::nullopt;
     ledger.end(answer ? fateOf(textOf(*answer)) : Fate::unknown);
 }

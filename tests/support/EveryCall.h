@@ -71,6 +71,13 @@ inline std::vector<std::size_t> placesOf(const std::vector<SystemCall>& calls, s
     return places;
 }
 
+/// How many calls of the same kind precede a call.
+inline std::size_t earlierOfItsKind(const std::vector<SystemCall>& calls, std::size_t place) {
+    return static_cast<std::size_t>(
+        std::count_if(calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(place),
+                      [&](const SystemCall& call) { return call.name == calls[place].name; }));
+}
+
 /// The faults of whole programs take minutes, so a suite takes some calls of each kind. With
 /// VARNOCK_EVERY_FAULT=1 in its environment a test program takes them all.
 inline std::size_t limitOr(std::size_t limit) {
@@ -94,9 +101,10 @@ std::size_t forEveryFault(const Run& run, std::size_t limit = ~std::size_t{0}) {
         for (const Fate& fate : fatesOf(reference.calls[place])) {
             const Fault fault{place, reference.calls[place], fate};
             SCOPED_TRACE(fault.text());
-            // Threads may make their calls in another order.
-            judge(run(fault, [&](std::size_t n, const SystemCall& call) {
-                if (n != place || call.name != fault.call.name) {
+            // Threads may make their calls in another order, and wait more or less often.
+            std::size_t before = earlierOfItsKind(reference.calls, place);
+            judge(run(fault, [&](std::size_t, const SystemCall& call) {
+                if (call.name != fault.call.name || before-- != 0) {
                     return Fate{};
                 }
                 ++happened;

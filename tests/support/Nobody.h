@@ -21,10 +21,28 @@ inline std::vector<std::string> asNobody(const std::vector<std::string>& command
     return all;
 }
 
+/// The command with which this user runs a program without privileges.
+inline std::vector<std::string> withoutPrivileges(const std::vector<std::string>& command) {
+    return geteuid() == 0 ? asNobody(command) : command;
+}
+
+/// Lets such a program write into a directory.
+inline void giveToUnprivileged(const std::string& directory) {
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(directory.c_str(), kNobody, kNobody), 0);
+    }
+}
+
 }  // namespace varnock::test
 
 /// For the first line of a test that runs a program as another user.
 #define SKIP_IF_NOT_RUN_AS_NOBODY(program)                                                         \
     if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";                       \
     if (varnock::test::runProcess(varnock::test::asNobody({"test", "-x", (program)})).status != 0) \
+    GTEST_SKIP() << "the user nobody cannot reach the program, or there is no setpriv"
+
+/// For the first line of a test that runs a program without privileges, as whatever user.
+#define SKIP_IF_NOT_RUN_WITHOUT_PRIVILEGES(program)                                            \
+    if (varnock::test::runProcess(varnock::test::withoutPrivileges({"test", "-x", (program)})) \
+            .status != 0)                                                                      \
     GTEST_SKIP() << "the user nobody cannot reach the program, or there is no setpriv"

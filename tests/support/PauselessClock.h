@@ -7,7 +7,7 @@ namespace varnock::test {
 /// The system's clock without its sleeps: they return at once, and so do polls with a limit that
 /// wait for no descriptor but that of a stop. Allocates nothing. Active from construction to
 /// destruction.
-class PauselessClock final : public Clock {
+class PauselessClock : public Clock {
   public:
     PauselessClock() : before_(replace(this)) {}
     ~PauselessClock() override { replace(before_); }
