@@ -32,12 +32,14 @@ inline unsigned int number(pthread_t thread) {
     return static_cast<unsigned int>(thread);
 }
 
-/// The work of a started thread, and its progress.
+/// The work of a started thread, and its progress since the last start.
 class Task {
   public:
     explicit Task(std::function<void()> body) : body_(std::move(body)) {}
 
     bool start(CThread& thread, int waitable, unsigned long priority = 0) {
+        begun_ = false;
+        ended_ = false;
         return thread.Start(&run, this, priority, 3, 0x4000, 0, waitable);
     }
     pthread_t id() const { return id_; }
