@@ -17,6 +17,7 @@
 #include "agent/Serve.h"
 #include "agent/control/Ctl.h"
 #include "agent/described/DescribedMachine.h"
+#include "agent/described/ModelClocks.h"
 #include "agent/host/HostMachine.h"
 #include "agent/model/JsonText.h"
 #include "agent/model/MachineFile.h"

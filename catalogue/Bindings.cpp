@@ -12,6 +12,7 @@ namespace {
 
 constexpr unsigned kComponentText = 0x0C00;
 constexpr unsigned kPartNumber = 0x01;
+constexpr std::string_view kObjects = "[object]";
 
 std::optional<unsigned> number(std::string_view text) {
     const int base = text.starts_with("0x") ? 16 : 10;
@@ -61,7 +62,8 @@ std::string parentOf(const std::string& path) {
     return path.substr(0, path.rfind('.'));
 }
 
-/// The texts of components that have lists of their own, by class and attribute.
+/// The texts of components that have lists of their own, by class and attribute. A class without a
+/// list has object 0 alone.
 void bindElements(std::vector<Binding>& all) {
     std::map<unsigned, std::string> lists;
     std::set<unsigned> bound;
@@ -83,6 +85,7 @@ void bindElements(std::vector<Binding>& all) {
             own.ofElement = false;
             own.ext = componentClass << 8 | *each.ext;
             own.path = list + each.path.substr(each.path.rfind('.'));
+            own.object = list.ends_with(kObjects) ? each.object : 0;
             if (!bound.contains(*own.ext)) {
                 all.push_back(std::move(own));
             }

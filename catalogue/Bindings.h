@@ -24,7 +24,7 @@ struct Binding {
 };
 
 /// All commands that the model answers, in the order of the rows; a sequence of commands has one
-/// binding for each. Component texts of the classes with lists of their own are bound for each
+/// binding for each. Component texts of the classes with places of their own are bound for each
 /// class, those of other classes to the list of elements.
 std::vector<Binding> bindings(std::span<const Row> rows);
 

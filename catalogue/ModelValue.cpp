@@ -73,6 +73,8 @@ std::string expectation(const ModelValue& value) {
             return "an IP address such as \"192.0.2.1\"";
         case Kind::mac:
             return "a MAC address such as \"02:00:5e:00:53:01\"";
+        case Kind::header:
+            return "the 128 hexadecimal digits of a PCI configuration header";
         case Kind::flag:
             return "true or false";
         case Kind::code:

@@ -17,6 +17,7 @@ struct ModelValue {
         time,      ///< "2026-11-21T08:00:00Z", or "now"
         address,   ///< "192.0.2.1", "2001:db8::1"
         mac,       ///< "02:00:5e:00:53:01"
+        header,    ///< of a PCI function: its 64 bytes, two hexadecimal digits each
         flag,      ///< true or false
         code,      ///< a name of the vocabulary, or a number
         number,    ///< a whole number

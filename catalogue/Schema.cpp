@@ -47,6 +47,8 @@ std::string plain(const ModelValue& value) {
             return pattern("^[0-9a-fA-F.:]+$");
         case Kind::mac:
             return pattern("^[0-9a-fA-F]{2}(:[0-9a-fA-F]{2}){5}$");
+        case Kind::header:
+            return pattern("^[0-9a-fA-F]{128}$");
         case Kind::flag:
             return R"({"type": "boolean"})";
         case Kind::code:

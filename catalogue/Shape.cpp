@@ -38,6 +38,7 @@ const FormMember kFormMembers[] = {
     {"PCI addresses", "bus", {.kind = Kind::number, .most = 0xFF}},
     {"PCI addresses", "device", {.kind = Kind::number, .most = 0x1F}},
     {"PCI addresses", "function", {.kind = Kind::number, .most = 0x07}},
+    {"PCI addresses", "header", {.kind = Kind::header}},
     {"PCI addresses", "vendorId", {.kind = Kind::number, .most = 0xFFFF}},
     {"PCI addresses", "deviceId", {.kind = Kind::number, .most = 0xFFFF}},
     {"PCI addresses", "subsystemVendorId", {.kind = Kind::number, .most = 0xFFFF}},

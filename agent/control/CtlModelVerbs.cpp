@@ -19,7 +19,7 @@ struct ValueWords {
 };
 
 void addGet(CLI::App& ctl, std::string& request) {
-    CLI::App* get = ctl.add_subcommand("get", "show a value of a described machine");
+    CLI::App* get = ctl.add_subcommand("get", "show a value of the machine");
     const auto words = std::make_shared<ValueWords>();
     get->add_option("PATH", words->path, "such as \"cabinets[0].fans[2].speed\"")->required();
     get->callback(
@@ -27,7 +27,7 @@ void addGet(CLI::App& ctl, std::string& request) {
 }
 
 void addSet(CLI::App& ctl, std::string& request) {
-    CLI::App* set = ctl.add_subcommand("set", "override a value of a described machine");
+    CLI::App* set = ctl.add_subcommand("set", "override a value of the machine");
     const auto words = std::make_shared<ValueWords>();
     set->add_option("PATH", words->path, "such as \"cabinets[0].fans[2].speed\"")->required();
     set->add_option("VALUE", words->value, "as in a machine file: \"5400 rpm\", failed, null")
@@ -62,7 +62,7 @@ void addReset(CLI::App& ctl, std::string& request) {
 }
 
 void addList(CLI::App& ctl, std::string& request) {
-    CLI::App* list = ctl.add_subcommand("list", "list the values of a described machine");
+    CLI::App* list = ctl.add_subcommand("list", "list the values of the machine");
     const auto words = std::make_shared<ValueWords>();
     list->add_option("BEGINNING", words->path, "only paths that begin with this text");
     list->callback(
@@ -75,8 +75,7 @@ void addOverrides(CLI::App& ctl, std::string& request) {
 }
 
 void addSave(CLI::App& ctl, std::string& request) {
-    CLI::App* save =
-        ctl.add_subcommand("save", "write the state of a described machine, for --load");
+    CLI::App* save = ctl.add_subcommand("save", "write the state of the machine, for --load");
     const auto words = std::make_shared<ValueWords>();
     save->add_option("FILE", words->path, "file that is written or replaced")->required();
     save->callback([words, &request] {

@@ -45,10 +45,10 @@ void takeBack(MachineModel& model, const Json& request, JsonDocument&) {
 void listValues(MachineModel& model, const Json& request, JsonDocument& reply) {
     auto& memory = reply.GetAllocator();
     Json values(rapidjson::kArrayType);
-    for (const std::string& path : model.list(findText(request, "path").value_or(""))) {
+    for (const Listed& each : model.values(findText(request, "path").value_or(""))) {
         Json item(rapidjson::kObjectType);
-        add(item, "path", path, memory);
-        add(item, "value", fromString(model.look(path), memory), memory);
+        add(item, "path", each.path, memory);
+        add(item, "value", fromString(each.value, memory), memory);
         values.PushBack(item, memory);
     }
     add(reply, "values", std::move(values), memory);
@@ -130,8 +130,8 @@ void refuseModelVerbs(Control& control) {
     for (const char* name : kModelVerbs) {
         control.add(name, [](const Json&, JsonDocument&) {
             throw Refusal(
-                "the values of this machine cannot be changed; those of a machine that a "
-                "file describes can, see --machine");
+                "the values of this machine cannot be changed; those of the host, or of a machine "
+                "that a file describes, can: see --host and --machine");
         });
     }
 }

@@ -7,30 +7,21 @@
 #include "agent/AgentClock.h"
 #include "agent/Services.h"
 #include "agent/control/ModelVerbs.h"
-#include "agent/described/Exchange.h"
+#include "agent/described/ModelClocks.h"
 #include "agent/events/EventSink.h"
 
 namespace varnock::agent {
 namespace {
 
-const Route* routeFor(const std::vector<Route>& routes, unsigned object) {
-    const auto found = std::find_if(routes.begin(), routes.end(), [&](const Route& route) {
-        return !route.object || *route.object == object;
-    });
-    return found != routes.end() ? &*found : nullptr;
-}
-
 /// A century.
 constexpr double kLongestWait = 36525.0 * 24 * 3600;
-
-bool refersToName(const Route& route) {
-    return route.row->data == "text name";
-}
 
 }  // namespace
 
 DescribedMachine::DescribedMachine(Document machine, MachineModel::Clock clock, std::string name)
-    : name_(std::move(name)), model_(std::move(machine), std::move(clock)) {
+    : name_(std::move(name)),
+      model_(std::move(machine), std::move(clock)),
+      answers_(model_, ModelAnswer::Changes::accepted) {
     observe();
 }
 
@@ -41,7 +32,7 @@ DescribedMachine::DescribedMachine(SavedState state, MachineModel::Clock clock, 
              [elapsed = state.elapsed] {
                  return Moment{0, elapsed};
              }),
-      scans_(std::move(state.scans)),
+      answers_(model_, ModelAnswer::Changes::accepted, std::move(state.scans)),
       loaded_(std::move(state.faults)) {
     for (const SavedOverride& each : state.overrides) {
         model_.set(each.path, each.value, each.owner, each.secondsLeft);
@@ -69,39 +60,13 @@ void DescribedMachine::follow(MachineModel::Clock clock) {
     });
 }
 
-Answer DescribedMachine::answer(const Command& command) {
-    const auto* routes = table_.find(command.opcode, command.extension);
-    const Route* route = routes != nullptr ? routeFor(*routes, command.object) : nullptr;
-    if (route == nullptr) {
-        Answer answer(Status::notAvailable);
-        answer.reason = absenceText(routes == nullptr ? Absence::value : Absence::object);
-        return answer;
-    }
-    std::string name;
-    if (refersToName(*route)) {
-        command.record.GetDataString(name);
-    }
-    Exchange exchange{command,
-                      *route,
-                      model_,
-                      scans_,
-                      {command.cabinet, command.object, command.extension, name}};
-    Answer answer = route->answer(exchange);
-    answer.path = pathText(exchange.piece().path, exchange.arguments);
-    return answer;
-}
-
 void DescribedMachine::attach(const Services& services) {
     using Seconds = std::chrono::duration<double>;
     // A virtual calendar begins with the machine, also with one that was saved.
     const bool isVirtual = services.clock.kind() == AgentClock::Kind::isVirtual;
     const auto before =
         std::chrono::duration_cast<AgentClock::Time>(Seconds(isVirtual ? elapsed_ : 0));
-    follow([&clock = services.clock, before] {
-        const auto today = (clock.calendar() + before).time_since_epoch();
-        return Moment{std::chrono::duration_cast<std::chrono::seconds>(today).count(),
-                      Seconds(clock.now()).count()};
-    });
+    follow(agentTime(services.clock, before));
     log_.listen([&events = services.events](unsigned number, unsigned cabinet) {
         raiseLogEntry(events, EventOpcode::systemMessageLog, number, cabinet);
     });
@@ -111,7 +76,7 @@ void DescribedMachine::attach(const Services& services) {
     addLogVerb(services.control, log_);
     services.faults.restore(std::exchange(loaded_, {}));
     addSaveVerb(services.control, [this, &faults = services.faults] {
-        return stateText(model_, scans_, faults.state());
+        return stateText(model_, answers_.scans(), faults.state());
     });
 }
 
@@ -160,16 +125,6 @@ void DescribedMachine::lookLater(bool isCurved) {
         lookingAt_ = when;
         nextLook_ = time_->at(when, [this] { look(); });
     }
-}
-
-MachineModel::Clock systemClock() {
-    using std::chrono::duration;
-    const auto start = std::chrono::steady_clock::now();
-    return [start] {
-        const auto now = std::chrono::system_clock::now().time_since_epoch();
-        return Moment{std::chrono::duration_cast<std::chrono::seconds>(now).count(),
-                      duration<double>(std::chrono::steady_clock::now() - start).count()};
-    };
 }
 
 }  // namespace varnock::agent

@@ -2,11 +2,10 @@
 
 #include "agent/AgentClock.h"
 #include "agent/Machine.h"
-#include "agent/described/CommandTable.h"
 #include "agent/described/Dependents.h"
 #include "agent/described/MachineLog.h"
+#include "agent/described/ModelAnswer.h"
 #include "agent/described/SavedState.h"
-#include "agent/described/ScanSessions.h"
 #include "agent/model/MachineModel.h"
 
 namespace varnock::agent {
@@ -22,8 +21,7 @@ class DescribedMachine : public Machine {
     /// its machine cannot have.
     DescribedMachine(SavedState state, MachineModel::Clock clock, std::string name);
 
-    /// A negative answer says why there is no value, and where the description would have it.
-    Answer answer(const Command& command) override;
+    Answer answer(const Command& command) override { return answers_.answer(command); }
 
     /// From then on the time is that of the agent, and users have control over the values.
     void attach(const Services& services) override;
@@ -41,9 +39,8 @@ class DescribedMachine : public Machine {
 
     std::string name_;
     double elapsed_ = 0;  ///< before this machine was loaded
-    CommandTable table_;
     MachineModel model_;
-    ScanSessions scans_;
+    ModelAnswer answers_;
     FaultRules::State loaded_;  ///< rules for faults, until there are services
     MachineLog log_{model_};
     Dependents dependents_{model_, log_};
@@ -52,8 +49,5 @@ class DescribedMachine : public Machine {
     std::optional<AgentClock::Time> lookingAt_;
     AgentClock::Alarm nextLook_;  ///< at values that change with the time
 };
-
-/// The time of the system. `sinceStart` counts from this call.
-MachineModel::Clock systemClock();
 
 }  // namespace varnock::agent

@@ -65,8 +65,20 @@ void putWord(Bytes& bytes, std::size_t offset, unsigned value) {
     bytes[offset + 1] = static_cast<unsigned char>(value >> 8 & 0xFF);
 }
 
-/// A configuration header; a function with bus numbers has that of a bridge.
-Bytes pciHeader(const Exchange& exchange, const Node& device) {
+/// The header of the function at a position, if the machine has it as such.
+std::optional<Answer::Data> wholeHeader(const Exchange& exchange, unsigned position) {
+    catalogue::ModelPath path = exchange.piece().path;
+    path.steps.back().selector = catalogue::Selector::literal;
+    path.steps.back().literal = position;
+    path.steps.push_back({"header"});
+    const Place place = exchange.model.find(path, exchange.arguments);
+    return place.value != nullptr
+               ? dataOf(*place.value, {.kind = Kind::header}, exchange.model.now())
+               : std::nullopt;
+}
+
+/// A function with bus numbers has the header of a bridge.
+Bytes headerOf(const Exchange& exchange, const Node& device) {
     const auto at = [&](const char* member) { return plain(exchange, device, member); };
     const auto byte = [&](const char* member) { return static_cast<unsigned char>(at(member)); };
     Bytes header(64);
@@ -85,6 +97,18 @@ Bytes pciHeader(const Exchange& exchange, const Node& device) {
         putWord(header, 0x2E, at("subsystemId"));
     }
     return header;
+}
+
+/// A function must have a whole header or, at least, a vendor.
+Answer pciHeader(const Exchange& exchange, const Node& devices, unsigned position) {
+    const Node& device = devices[position];
+    const bool hasVendor = memberOf(device, "vendorId") != nullptr;
+    Bytes written = headerOf(exchange, device);
+    // This may read the list anew.
+    if (auto whole = wholeHeader(exchange, position)) {
+        return std::get<Bytes>(*std::move(whole));
+    }
+    return hasVendor ? Answer(std::move(written)) : exchange.absent(Absence::value);
 }
 
 Bytes logEntry(const Exchange& exchange, const Node& entry) {
@@ -196,14 +220,15 @@ Answer answerPciHeader(Exchange& exchange) {
     if (devices == nullptr) {
         return exchange.absent(place.absence);
     }
-    for (const Node& device : devices->GetArray()) {
-        if (plain(exchange, device, "bus") == address[0] &&
-            plain(exchange, device, "device") == address[1] &&
-            plain(exchange, device, "function") == address[2]) {
-            return pciHeader(exchange, device);
-        }
-    }
-    return exchange.absent(Absence::object);
+    const auto isAt = [&](const Node& device) {
+        return plain(exchange, device, "bus") == address[0] &&
+               plain(exchange, device, "device") == address[1] &&
+               plain(exchange, device, "function") == address[2];
+    };
+    const Node* const found = std::find_if(devices->Begin(), devices->End(), isAt);
+    return found != devices->End()
+               ? pciHeader(exchange, *devices, static_cast<unsigned>(found - devices->Begin()))
+               : exchange.absent(Absence::object);
 }
 
 /// From the entry with the number in the command on, or a later one.

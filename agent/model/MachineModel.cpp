@@ -85,9 +85,14 @@ void listValues(const Node& value, const Shape& shape, const std::string& path,
 Node* overridden(Node& machine, const std::string& text) {
     const ModelPath path = catalogue::modelPath(text);
     const Place place = findPlace(machine, path, {});
-    const bool isNull = place.value == nullptr && place.holder != nullptr &&
-                        place.holder->IsObject() && place.steps + 1 == path.steps.size();
-    return isNull ? memberOf(*place.holder, path.steps.back().member) : place.value;
+    if (place.value != nullptr || place.holder == nullptr || place.steps + 1 != path.steps.size()) {
+        return place.value;
+    }
+    const Step& last = path.steps.back();
+    if (place.holder->IsArray()) {
+        return last.literal < place.holder->Size() ? &(*place.holder)[last.literal] : nullptr;
+    }
+    return memberOf(*place.holder, last.member);
 }
 
 }  // namespace
@@ -96,7 +101,7 @@ MachineModel::MachineModel(Document machine, Clock clock)
     : machine_(std::move(machine)), clock_(std::move(clock)) {}
 
 Place MachineModel::find(const ModelPath& path, const Arguments& arguments) {
-    endOverrides();
+    refresh(path, arguments, false);
     return findPlace(machine_, path, arguments);
 }
 
@@ -126,16 +131,20 @@ bool MachineModel::write(const ModelPath& path, const Arguments& arguments, Node
 
 std::string MachineModel::get(const std::string& text) {
     const ModelPath path = pathOf(text);
-    const Place place = find(path);
+    refresh(path, {}, true);
+    const Place place = findPlace(machine_, path, {});
     if (place.value == nullptr) {
         throw UnknownPath(text + ": " + absenceText(place.absence));
     }
+    return presentText(path, *place.value);
+}
+
+std::string MachineModel::presentText(const ModelPath& path, const Node& value) {
     if (path.counts) {
-        return std::to_string(place.value->IsArray() ? place.value->Size() : 0);
+        return std::to_string(value.IsArray() ? value.Size() : 0);
     }
     const Shape& shape = *shapeAt(path);
-    return jsonText(shape.value ? valueAt(*place.value, *shape.value, now(), heap())
-                                : Node(*place.value, heap()));
+    return shape.value ? jsonText(valueAt(value, *shape.value, now(), heap())) : jsonText(value);
 }
 
 std::string MachineModel::look(const std::string& text) {
@@ -153,7 +162,7 @@ std::string MachineModel::jsonOf(const Node& value) {
 
 void MachineModel::set(const std::string& given, const std::string& value, const std::string& owner,
                        std::optional<double> seconds) {
-    endOverrides();
+    refresh(pathOf(given), {}, false);
     const std::string text = positionText(machine_, pathOf(given), {});
     const ModelPath path = pathOf(text);
     const Shape& shape = valueShape(path, text);
@@ -224,14 +233,26 @@ const std::vector<Override>& MachineModel::overrides() {
 }
 
 std::vector<std::string> MachineModel::list(std::string_view beginning) {
-    endOverrides();
+    refresh({}, {}, true);
     std::vector<std::string> paths;
     listValues(machine_, machineShape(), "", paths);
     std::erase_if(paths, [&](const std::string& each) { return !each.starts_with(beginning); });
     return paths;
 }
 
+std::vector<Listed> MachineModel::values(std::string_view beginning) {
+    std::vector<Listed> values;
+    for (std::string& text : list(beginning)) {
+        const ModelPath path = catalogue::modelPath(text);
+        const Place place = findPlace(machine_, path, {});
+        std::string value = place.value != nullptr ? presentText(path, *place.value) : "null";
+        values.push_back({std::move(text), std::move(value)});
+    }
+    return values;
+}
+
 std::string MachineModel::save() {
+    refresh({}, {}, true);
     Document copy;
     copy.CopyFrom(machine_, copy.GetAllocator());
     for (const Override& each : overrides()) {
@@ -248,6 +269,61 @@ void MachineModel::replace(Node& value, Node by, const std::string& path) {
     value = by;
     if (!isSame && observer_) {
         observer_(path);
+    }
+}
+
+void MachineModel::refresh(const ModelPath& path, const Arguments& arguments, bool isWhole) {
+    endOverrides();
+    if (refresh_) {
+        refresh_(path, arguments, isWhole);
+    }
+}
+
+void MachineModel::put(Node& holder, std::string_view name, Node value) {
+    Node* const there = memberOf(holder, name);
+    if (there != nullptr) {
+        merge(*there, std::move(value));
+        if (there->IsNull() && overrideOf(*there) == nullptr) {
+            holder.EraseMember(Node(rapidjson::StringRef(name.data(), name.size())));
+        }
+    } else if (!value.IsNull()) {
+        holder.AddMember(Node(name.data(), static_cast<rapidjson::SizeType>(name.size()), heap()),
+                         value, heap());
+    }
+}
+
+/// Values below this one may be overridden, too.
+void MachineModel::merge(Node& value, Node present) {
+    if (overrides_.empty()) {
+        value = present;
+    } else if (value.IsArray() && present.IsArray()) {
+        while (value.Size() > present.Size()) {
+            value.PopBack();
+        }
+        for (rapidjson::SizeType i = 0; i < present.Size(); ++i) {
+            if (i < value.Size()) {
+                merge(value[i], std::move(present[i]));
+            } else {
+                value.PushBack(present[i], heap());
+            }
+        }
+    } else if (value.IsObject() && present.IsObject()) {
+        std::vector<std::string> gone;
+        for (const auto& [name, member] : std::as_const(value).GetObject()) {
+            if (memberOf(present, textOf(name)) == nullptr) {
+                gone.emplace_back(textOf(name));
+            }
+        }
+        for (auto member = present.MemberBegin(); member < present.MemberEnd(); ++member) {
+            put(value, textOf(member->name), std::move(member->value));
+        }
+        for (const std::string& name : gone) {
+            put(value, name, Node());
+        }
+    } else if (Override* covering = overrideOf(value)) {
+        covering->machineValue = present;
+    } else {
+        value = present;
     }
 }
 
@@ -275,10 +351,9 @@ void MachineModel::restore(Override& ended) {
 }
 
 Override* MachineModel::overrideOf(const Node& value) {
-    const auto found =
-        std::find_if(overrides_.begin(), overrides_.end(), [&](const Override& each) {
-            return findPlace(machine_, catalogue::modelPath(each.path), {}).value == &value;
-        });
+    const auto found = std::find_if(
+        overrides_.begin(), overrides_.end(),
+        [&](const Override& each) { return overridden(machine_, each.path) == &value; });
     return found != overrides_.end() ? &*found : nullptr;
 }
 

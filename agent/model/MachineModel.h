@@ -27,12 +27,21 @@ struct Override {
     std::optional<double> ends;  ///< seconds since the start
 };
 
+/// A value with its path, as JSON.
+struct Listed {
+    std::string path;
+    std::string value;
+};
+
 /// The description of a machine while it runs: its values, and overrides of them. Not thread-safe.
 class MachineModel {
   public:
     using Clock = std::function<Moment()>;
     /// Is told the path of each value that has changed.
     using Observer = std::function<void(const std::string& path)>;
+    /// Brings what a path leads to up to date, and all below it if the whole is asked for.
+    using Refresh = std::function<void(const catalogue::ModelPath& path, const Arguments& arguments,
+                                       bool isWhole)>;
 
     /// The document must have the shape of a machine.
     MachineModel(Document machine, Clock clock);
@@ -41,6 +50,17 @@ class MachineModel {
     void setClock(Clock clock) { clock_ = std::move(clock); }
     JsonHeap& heap() { return machine_.GetAllocator(); }
     void observe(Observer observer) { observer_ = std::move(observer); }
+    /// From then on a value is read when it is asked for.
+    void refreshBy(Refresh refresh) { refresh_ = std::move(refresh); }
+
+    /// @name For a refresh
+    /// The observer does not hear of it.
+    /// @{
+    Node& root() { return machine_; }
+    /// Gives a member of an object its present value, which may be a whole object or list; null
+    /// removes it. An override stays, with the present value behind it.
+    void put(Node& holder, std::string_view name, Node value);
+    /// @}
 
     /// The place of a path at this moment, overrides included.
     [[nodiscard]] Place find(const catalogue::ModelPath& path, const Arguments& arguments = {});
@@ -77,6 +97,8 @@ class MachineModel {
     const std::vector<Override>& overrides();
     /// The paths of all values that begin with this text.
     [[nodiscard]] std::vector<std::string> list(std::string_view beginning);
+    /// The same with their values of one moment, "null" for an absent one.
+    [[nodiscard]] std::vector<Listed> values(std::string_view beginning);
     /// @}
 
     /// The whole machine as a machine file, without the overrides.
@@ -85,6 +107,9 @@ class MachineModel {
   private:
     Node& slotFor(const catalogue::ModelPath& path, const std::string& text);
     void replace(Node& value, Node by, const std::string& path);
+    void refresh(const catalogue::ModelPath& path, const Arguments& arguments, bool isWhole);
+    void merge(Node& value, Node present);
+    std::string presentText(const catalogue::ModelPath& path, const Node& value);
     void endOverrides();
     void restore(Override& ended);
     Override* overrideOf(const Node& value);
@@ -92,6 +117,7 @@ class MachineModel {
     Document machine_;
     Clock clock_;
     Observer observer_;
+    Refresh refresh_;
     std::vector<Override> overrides_;
 };
 

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "tools/Hexadecimal.h"
+
 namespace varnock::agent {
 namespace {
 
@@ -146,6 +148,31 @@ std::optional<std::vector<unsigned char>> parseMac(std::string_view text) {
         bytes.push_back(byte);
     }
     return bytes;
+}
+
+std::optional<std::vector<unsigned char>> parseHeader(std::string_view text) {
+    constexpr std::size_t kSize = 64;
+    const auto bytes = bytesOfDigits(text);
+    return bytes && bytes->size() == kSize
+               ? std::optional(std::vector<unsigned char>(bytes->begin(), bytes->end()))
+               : std::nullopt;
+}
+
+std::string addressText(const std::vector<unsigned char>& bytes) {
+    char text[INET6_ADDRSTRLEN] = "";
+    if (bytes.size() == 4 || bytes.size() == 16) {
+        inet_ntop(bytes.size() == 4 ? AF_INET : AF_INET6, bytes.data(), text, sizeof text);
+    }
+    return text;
+}
+
+std::string macText(const std::vector<unsigned char>& bytes) {
+    char text[sizeof "02:00:5e:00:53:01"] = "";
+    if (bytes.size() == 6) {
+        std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", bytes[0], bytes[1],
+                      bytes[2], bytes[3], bytes[4], bytes[5]);
+    }
+    return text;
 }
 
 }  // namespace varnock::agent

@@ -35,4 +35,11 @@ namespace varnock::agent {
 /// The 6 bytes of a MAC address.
 [[nodiscard]] std::optional<std::vector<unsigned char>> parseMac(std::string_view text);
 
+/// The 64 bytes of a PCI configuration header.
+[[nodiscard]] std::optional<std::vector<unsigned char>> parseHeader(std::string_view text);
+
+/// Bytes in the notation of these addresses; empty for another number of bytes.
+[[nodiscard]] std::string addressText(const std::vector<unsigned char>& bytes);
+[[nodiscard]] std::string macText(const std::vector<unsigned char>& bytes);
+
 }  // namespace varnock::agent

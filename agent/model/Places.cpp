@@ -63,8 +63,9 @@ bool isThere(const Node* value) {
     return value != nullptr && !value->IsNull();
 }
 
-/// Takes one step. Returns false if something is absent.
-bool take(Place& place, const Step& step, const Arguments& arguments) {
+}  // namespace
+
+bool takeStep(Place& place, const Step& step, const Arguments& arguments) {
     place.holder = place.value;
     place.value = memberOf(*place.value, step.member);
     if (!isThere(place.value)) {
@@ -83,12 +84,10 @@ bool take(Place& place, const Step& step, const Arguments& arguments) {
     return true;
 }
 
-}  // namespace
-
 Place findPlace(Node& root, const ModelPath& path, const Arguments& arguments) {
     Place place{.value = &root};
     for (const Step& step : path.steps) {
-        if (!take(place, step, arguments)) {
+        if (!takeStep(place, step, arguments)) {
             place.value = nullptr;
             return place;
         }
@@ -126,7 +125,7 @@ std::string positionText(Node& root, const ModelPath& path, const Arguments& arg
     Place place{.value = &root};
     for (const Step& step : path.steps) {
         const bool isMissingMember = &step == &path.steps.back() && step.selector == Selector::none;
-        if (!take(place, step, arguments) && !isMissingMember) {
+        if (!takeStep(place, step, arguments) && !isMissingMember) {
             return pathText(path, arguments);
         }
         text.append(text.empty() ? "" : ".").append(step.member);

@@ -33,6 +33,9 @@ struct Place {
 [[nodiscard]] Place findPlace(Node& root, const catalogue::ModelPath& path,
                               const Arguments& arguments);
 
+/// Takes one step from a place that has a value. False if something is absent.
+[[nodiscard]] bool takeStep(Place& place, const catalogue::Step& step, const Arguments& arguments);
+
 /// The path with the parts of the command in place of their names.
 [[nodiscard]] std::string pathText(const catalogue::ModelPath& path, const Arguments& arguments);
 

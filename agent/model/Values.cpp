@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "agent/model/Notation.h"
+#include "tools/Hexadecimal.h"
 
 namespace varnock::agent {
 namespace {
@@ -70,6 +71,8 @@ Data textualData(std::string_view text, const ModelValue& notation, const Moment
             return bytesOf(parseAddress(text));
         case Kind::mac:
             return bytesOf(parseMac(text));
+        case Kind::header:
+            return bytesOf(parseHeader(text));
         default:
             return std::nullopt;
     }
@@ -155,6 +158,17 @@ Data curveData(const Curve& curve, const ModelValue& notation, const Moment& mom
     return inRange(*from + (*to - *from) * share, notation);
 }
 
+std::string bytesText(const Answer::Bytes& bytes, const ModelValue& notation) {
+    switch (notation.kind) {
+        case Kind::mac:
+            return macText(bytes);
+        case Kind::header:
+            return hexadecimalDigits({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        default:
+            return addressText(bytes);
+    }
+}
+
 }  // namespace
 
 std::optional<Answer::Data> dataOf(const Node& value, const ModelValue& notation,
@@ -198,25 +212,32 @@ bool changesAfter(const Node& value, double sinceStart) {
 }
 
 Node valueOf(const Answer::Data& data, const ModelValue& notation, JsonHeap& heap) {
+    const auto textual = [&heap](std::string_view text) {
+        return Node(text.data(), static_cast<rapidjson::SizeType>(text.size()), heap);
+    };
     if (const auto* text = std::get_if<std::string>(&data)) {
-        return Node(text->data(), static_cast<rapidjson::SizeType>(text->size()), heap);
+        return textual(*text);
+    }
+    if (const auto* bytes = std::get_if<Answer::Bytes>(&data)) {
+        return textual(bytesText(*bytes, notation));
     }
     const unsigned number = std::get<unsigned>(data);
     if (notation.kind == Kind::flag) {
         return Node(number != 0);
     }
+    if (notation.kind == Kind::time) {
+        return textual(timeText(number));
+    }
     if (notation.kind == Kind::quantity) {
         const bool isNegative = notation.least < 0;
-        const std::string text = quantityText(
+        return textual(quantityText(
             isNegative ? static_cast<double>(static_cast<std::int32_t>(number)) : number,
-            *notation.unit);
-        return Node(text.data(), static_cast<rapidjson::SizeType>(text.size()), heap);
+            *notation.unit));
     }
     if (notation.vocabulary != nullptr) {
         for (const Code& code : notation.vocabulary->codes) {
             if (code.number == number) {
-                return Node(code.name.data(), static_cast<rapidjson::SizeType>(code.name.size()),
-                            heap);
+                return textual(code.name);
             }
         }
     }

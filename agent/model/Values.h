@@ -36,7 +36,8 @@ struct Moment {
 [[nodiscard]] Node valueAt(const Node& value, const catalogue::ModelValue& notation,
                            const Moment& moment, JsonHeap& heap);
 
-/// The value of a number in its notation. Text data is the value itself.
+/// The value of a number or of the bytes of an address in its notation. Text data is the value
+/// itself.
 [[nodiscard]] Node valueOf(const Answer::Data& data, const catalogue::ModelValue& notation,
                            JsonHeap& heap);
 

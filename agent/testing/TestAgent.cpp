@@ -9,6 +9,7 @@
 #include "agent/control/Ctl.h"
 #include "agent/control/CtlVerbs.h"
 #include "agent/described/DescribedMachine.h"
+#include "agent/described/ModelClocks.h"
 #include "agent/model/MachineFile.h"
 #include "agent/testing/AgentThread.h"
 #include "transport/AgentSocket.h"

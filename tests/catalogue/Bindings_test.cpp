@@ -69,6 +69,13 @@ TEST(Bindings, ElementsOfOtherListsAreBoundToThem) {
     EXPECT_TRUE(found);
 }
 
+TEST(Bindings, AClassWithoutAListHasObjectZero) {
+    for (const Binding& each : of("getElementSerialNumber")) {
+        const bool isOfChassis = each.ext == 0x0100U;
+        EXPECT_EQ(each.object == 0U, isOfChassis) << each.path;
+    }
+}
+
 TEST(Bindings, EveryCallWithACommandIsBound) {
     for (const Binding& each : all()) {
         EXPECT_FALSE(each.path.empty()) << each.row->name;

@@ -53,6 +53,8 @@ TEST(ModelValue, SaysWhatToWrite) {
               "one of \"information\", \"warning\", \"error\", or a whole number from 0 to 255");
     EXPECT_EQ(expectation(modelValue(rowOf("coded"), "byte")), "a whole number from 0 to 255");
     EXPECT_EQ(expectation(modelValue(rowOf("flag"), "byte")), "true or false");
+    EXPECT_EQ(expectation({.kind = Kind::header}),
+              "the 128 hexadecimal digits of a PCI configuration header");
     EXPECT_EQ(expectation(modelValue(rowOf("text"), "string")), "a text");
     EXPECT_EQ(expectation(modelValue(rowOf("text"), "MAC")),
               "a MAC address such as \"02:00:5e:00:53:01\"");

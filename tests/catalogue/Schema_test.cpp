@@ -37,10 +37,12 @@ TEST(Schema, DescribesTheNotations) {
     machine.members["status"] = valueOf(
         {.kind = Kind::code, .vocabulary = catalogue::findVocabulary("severity"), .most = 255});
     machine.members["on"] = valueOf({.kind = Kind::flag});
+    machine.members["header"] = valueOf({.kind = Kind::header});
     const std::string schema = catalogue::machineSchema(machine);
     EXPECT_NE(schema.find("(MHz|GHz)$"), schema.npos) << schema;
     EXPECT_NE(schema.find("{\"enum\": [\"information\", \"warning\", \"error\"]}"), schema.npos);
     EXPECT_NE(schema.find("{\"type\": \"boolean\"}"), schema.npos);
+    EXPECT_NE(schema.find("^[0-9a-fA-F]{128}$"), schema.npos);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "agent/described/DescribedMachine.h"
+#include "agent/described/ModelClocks.h"
 #include "tests/agent/AgentFixture.h"
 #include "tests/agent/model/JsonParts.h"
 

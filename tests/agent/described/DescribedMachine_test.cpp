@@ -1,4 +1,5 @@
 #include "agent/described/DescribedMachine.h"
+#include "agent/described/ModelClocks.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,7 +32,8 @@ class Described : public testing::Test {
 
     static constexpr unsigned kNoStatus = 0xFFFFFFFF;
     Moment moment_{1000, 0};
-    DescribedMachine machine_{json(R"({"system": {"contact": "someone", "shutdownStatus": "running",
+    DescribedMachine machine_{
+        json(R"({"system": {"contact": "someone", "shutdownStatus": "running",
           "timeZone": "-5 h", "alarmIdentity": {"object": 2, "text": "ALARM"},
           "powerHistories": [{"history": 7, "samples": [
             {"time": "1970-01-01T00:00:01Z", "average": "515 W", "minimum": "2 W", "maximum": "3 W"},
@@ -42,7 +44,11 @@ class Described : public testing::Test {
           "pciDevices": [{"bus": 1, "device": 2, "function": 3, "vendorId": 4660, "deviceId": 2,
                           "revision": 9, "baseClass": 2, "subsystemVendorId": 6, "subsystemId": 7},
                          {"bus": 0, "device": 0, "function": 0, "vendorId": 1, "deviceId": 1,
-                          "primaryBus": 5, "secondaryBus": 6}],
+                          "primaryBus": 5, "secondaryBus": 6},
+                         {"bus": 2, "device": 0, "function": 0, "header":
+                          "5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a)"
+             R"(5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a"},
+                         {"bus": 3, "device": 0, "function": 0}],
           "components": [{"class": 13, "name": "n", "version": "v", "number": 3}],
           "containedComponents": [{"class": 10, "object": 1, "parentClass": 2, "parentObject": 3},
             {"class": 10, "object": 2, "parentClass": 2, "parentObject": 3, "parentCabinet": 258}],
@@ -56,7 +62,7 @@ class Described : public testing::Test {
           "networkInterfaces": [{"mac": "02:00:00:00:00:01",
                                  "addresses": [{"address": "10.0.0.1"}]}]},
           {"number": 9}, {"number": 258}]})"),
-                              [this] { return moment_; }};
+        [this] { return moment_; }};
 };
 
 TEST_F(Described, GivesValuesAtTheirPlaces) {
@@ -145,7 +151,8 @@ TEST_F(Described, TheAlarmIdentityIsAtItsObject) {
 }
 
 TEST_F(Described, PciFunctionsAreListedAndRead) {
-    EXPECT_THAT(bytes(ask(0x1490)), ElementsAre(0, 0, 1, 0, 2, 3, 0, 0, 0, 0, 0, 0));
+    EXPECT_THAT(bytes(ask(0x1490)), ElementsAre(0, 0, 1, 0, 2, 3, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0,
+                                                0, 0, 0, 3, 0, 0, 0));
     SipJson read(0x1401, 0, 5, 4, kNoStatus);
     read.SetRequestDataStream({1, 2, 3});
     const Bytes header = bytes(send(read));
@@ -161,6 +168,10 @@ TEST_F(Described, PciFunctionsAreListedAndRead) {
     EXPECT_EQ(bytes(send(read))[0x0E], 1);
     EXPECT_EQ(bytes(send(read))[0x18], 5);
     EXPECT_EQ(bytes(send(read))[0x19], 6);
+    read.SetRequestDataStream({2, 0, 0});
+    EXPECT_EQ(bytes(send(read)), Bytes(64, 0x5A)) << "a header as a whole";
+    read.SetRequestDataStream({3, 0, 0});
+    EXPECT_EQ(send(read).status, Status::notAvailable) << "neither header nor vendor";
     read.SetRequestDataStream({9, 0, 0});
     EXPECT_EQ(send(read).status, Status::notAvailable);
     read.SetRequestDataStream({9, 0});

@@ -12,6 +12,7 @@
 #include "CIM/Provider/Include/KOLMClient.h"
 #include "agent/Responder.h"
 #include "agent/described/DescribedMachine.h"
+#include "agent/described/ModelClocks.h"
 #include "agent/model/CallRows.h"
 #include "agent/model/MachineFile.h"
 #include "tests/support/CallTable.h"

@@ -6,6 +6,7 @@
 #include "agent/Refusal.h"
 #include "agent/Responder.h"
 #include "agent/described/DescribedMachine.h"
+#include "agent/described/ModelClocks.h"
 #include "agent/model/CallRows.h"
 #include "agent/model/MachineFile.h"
 #include "catalogue/Bindings.h"

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "agent/host/HostMachine.h"
+#include "tests/agent/host/SmbiosBuilder.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace varnock::agent {
@@ -49,6 +50,12 @@ class RecordedHost : public testing::Test {
     void write(const std::string& path, const std::string& content) {
         std::filesystem::create_directories((root_.path() / path).parent_path());
         std::ofstream(root_.path() / path) << content;
+    }
+    void writeFirmware(const SmbiosBuilder& firmware) {
+        const SmbiosBytes table = firmware.table();
+        const SmbiosBytes entry = SmbiosBuilder::entry3(0, 0x10000);
+        write("sys/firmware/dmi/tables/DMI", {table.begin(), table.end()});
+        write("sys/firmware/dmi/tables/smbios_entry_point", {entry.begin(), entry.end()});
     }
 
     varnock::test::TemporaryDirectory root_;

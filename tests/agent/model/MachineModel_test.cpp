@@ -148,5 +148,61 @@ TEST_F(Model, SavesTheMachineWithoutOverrides) {
     EXPECT_TRUE(saved["cabinets"][0]["fans"][1]["speed"].IsObject());
 }
 
+TEST_F(Model, ANullInAListIsTakenBack) {
+    MachineModel model(json(R"({"cabinets": [{"voltages": [{"thresholds": ["1 mV", "2 mV"]}]}]})"),
+                       [this] { return moment_; });
+    model.set("cabinets[0].voltages[0].thresholds[1]", "null", "test", std::nullopt);
+    EXPECT_EQ(json(model.get("cabinets[0].voltages[0].thresholds")), json(R"(["1 mV", null])"));
+    EXPECT_EQ(json(model.save()),
+              json(R"({"cabinets": [{"voltages": [{"thresholds": ["1 mV", "2 mV"]}]}]})"));
+    model.resetAll();
+    EXPECT_EQ(model.get("cabinets[0].voltages[0].thresholds[1]"), "\"2 mV\"");
+}
+
+TEST_F(Model, GivesAllValuesOfOneMoment) {
+    set("system.name", "null");
+    std::vector<std::string> lines;
+    for (const Listed& each : model_.values("")) {
+        lines.push_back(each.path + " " + each.value);
+    }
+    EXPECT_THAT(lines, ElementsAre("system.name null", "cabinets[0].number 4",
+                                   std::string(kSpeed) + " \"5400 rpm\"",
+                                   "cabinets[0].fans[1].speed \"10 rpm\""));
+}
+
+TEST_F(Model, IsRefreshedBeforeAValueIsRead) {
+    std::vector<bool> wholes;
+    model_.refreshBy([&](const catalogue::ModelPath&, const Arguments&, bool isWhole) {
+        wholes.push_back(isWhole);
+        model_.put(model_.root(), "description", Node("new"));
+    });
+    EXPECT_TRUE(model_.number(kSpeed));
+    EXPECT_EQ(model_.get("description"), "\"new\"");
+    static_cast<void>(model_.list(""));
+    static_cast<void>(model_.save());
+    set(kSpeed, "1 rpm");
+    EXPECT_THAT(wholes, ElementsAre(false, true, true, true, false));
+}
+
+TEST_F(Model, PutsPresentValuesBehindOverrides) {
+    Node& cabinet = model_.root()["cabinets"][0];
+    set(kSpeed, "1 rpm");
+    set("cabinets[0].fans[1].status", "failed");
+    const auto fans = [&](const std::string& list) {
+        model_.put(cabinet, "fans", Node(json(list), model_.heap()));
+    };
+    fans(R"([{"speed": "2 rpm", "model": "m"}, {"status": "ok"}, {"speed": "3 rpm"}])");
+    EXPECT_EQ(json(model_.get("cabinets[0].fans")),
+              json(R"([{"speed":"1 rpm","model":"m"},{"status":"failed"},{"speed":"3 rpm"}])"));
+    fans(R"([{"model": "m"}, {}])");
+    EXPECT_EQ(json(model_.get("cabinets[0].fans")),
+              json(R"([{"speed":"1 rpm","model":"m"},{"status":"failed"}])"));
+    EXPECT_TRUE(model_.overrides()[0].machineValue.IsNull());
+    model_.put(cabinet, "fans", Node());
+    EXPECT_EQ(memberOf(cabinet, "fans"), nullptr);
+    model_.resetAll();
+    EXPECT_TRUE(model_.overrides().empty());
+}
+
 }  // namespace
 }  // namespace varnock::agent::test

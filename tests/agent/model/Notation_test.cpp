@@ -84,5 +84,23 @@ TEST(Notation, ReadsMacAddresses) {
     }
 }
 
+TEST(Notation, WritesAddresses) {
+    EXPECT_EQ(addressText({192, 0, 2, 1}), "192.0.2.1");
+    std::vector<unsigned char> ipv6(16);
+    ipv6[15] = 1;
+    EXPECT_EQ(addressText(ipv6), "::1");
+    EXPECT_EQ(addressText({1, 2, 3}), "");
+    EXPECT_EQ(macText({2, 0, 0x5E, 0, 0x53, 0xAF}), "02:00:5e:00:53:af");
+    EXPECT_EQ(macText({2, 0, 0x5E, 0, 0x53}), "");
+}
+
+TEST(Notation, ReadsPciHeaders) {
+    EXPECT_THAT(*parseHeader(std::string(128, 'a')), testing::Each(0xAA));
+    for (const std::size_t digits : {0U, 126U, 127U, 130U}) {
+        EXPECT_EQ(parseHeader(std::string(digits, 'a')), std::nullopt) << digits;
+    }
+    EXPECT_EQ(parseHeader(std::string(128, 'x')), std::nullopt);
+}
+
 }  // namespace
 }  // namespace varnock::agent::test

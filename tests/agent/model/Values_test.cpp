@@ -63,6 +63,9 @@ TEST(Values, TextsAndAddressesKeepTheirForm) {
     EXPECT_EQ(
         std::get<Answer::Bytes>(*dataOf(json("\"00:00:00:00:00:01\""), {.kind = Kind::mac}, {})),
         (Answer::Bytes{0, 0, 0, 0, 0, 1}));
+    EXPECT_EQ(std::get<Answer::Bytes>(
+                  *dataOf(json('"' + std::string(128, 'f') + '"'), {.kind = Kind::header}, {})),
+              Answer::Bytes(64, 0xFF));
     EXPECT_EQ(dataOf(json("\"2026-02-30\""), {.kind = Kind::date}, {}), std::nullopt);
 }
 
@@ -131,6 +134,13 @@ TEST(Values, AreWrittenInTheirNotation) {
     EXPECT_EQ(valueOf(9U, kHealth, heap).GetUint(), 9U);
     EXPECT_TRUE(valueOf(1U, {.kind = Kind::flag}, heap).GetBool());
     EXPECT_EQ(textOf(valueOf(std::string("text"), {.kind = Kind::text}, heap)), "text");
+    EXPECT_EQ(textOf(valueOf(60U, {.kind = Kind::time}, heap)), "1970-01-01T00:01:00Z");
+    EXPECT_EQ(textOf(valueOf(Answer::Bytes{10, 0, 0, 1}, {.kind = Kind::address}, heap)),
+              "10.0.0.1");
+    EXPECT_EQ(textOf(valueOf(Answer::Bytes{2, 0, 0x5E, 0, 0x53, 1}, {.kind = Kind::mac}, heap)),
+              "02:00:5e:00:53:01");
+    EXPECT_EQ(textOf(valueOf(Answer::Bytes(64, 0xAB), {.kind = Kind::header}, heap)).substr(0, 6),
+              "ababab");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "agent/described/ModelClocks.h"
 #include "agent/model/CallRows.h"
 #include "catalogue/Bindings.h"
 #include "tests/agent/recording/RecordingFixture.h"

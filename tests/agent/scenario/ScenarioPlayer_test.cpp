@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "agent/described/DescribedMachine.h"
+#include "agent/described/ModelClocks.h"
 #include "agent/model/MachineFile.h"
 #include "tests/agent/AgentFixture.h"
 #include "tests/support/TextFile.h"

@@ -2,7 +2,6 @@
 
 #include "tests/agent/host/FakeSensors.h"
 #include "tests/agent/host/HostQuestions.h"
-#include "tests/agent/host/SmbiosBuilder.h"
 
 namespace varnock::agent {
 namespace {
@@ -19,10 +18,7 @@ TEST_F(PowerAnswers, AnswersOfThePowerSuppliesOfTheFirmware) {
                                                            .text(0x08, "P-1")
                                                            .word(0x0C, 800)
                                                            .word(0x0E, 2));
-    const SmbiosBytes table = firmware.table();
-    const SmbiosBytes entry = SmbiosBuilder::entry3(0, 0x10000);
-    write("sys/firmware/dmi/tables/DMI", {table.begin(), table.end()});
-    write("sys/firmware/dmi/tables/smbios_entry_point", {entry.begin(), entry.end()});
+    writeFirmware(firmware);
     EXPECT_EQ(number(ask(machine_, 0x0500)), 1U);
     EXPECT_EQ(text(ask(machine_, 0x0504)), "PSU bay 1");
     EXPECT_EQ(number(ask(machine_, 0x0507)), 800U);
