@@ -294,36 +294,41 @@ void MachineModel::put(Node& holder, std::string_view name, Node value) {
 
 /// Values below this one may be overridden, too.
 void MachineModel::merge(Node& value, Node present) {
-    if (overrides_.empty()) {
-        value = present;
-    } else if (value.IsArray() && present.IsArray()) {
-        while (value.Size() > present.Size()) {
-            value.PopBack();
-        }
-        for (rapidjson::SizeType i = 0; i < present.Size(); ++i) {
-            if (i < value.Size()) {
-                merge(value[i], std::move(present[i]));
-            } else {
-                value.PushBack(present[i], heap());
-            }
-        }
-    } else if (value.IsObject() && present.IsObject()) {
-        std::vector<std::string> gone;
-        for (const auto& [name, member] : std::as_const(value).GetObject()) {
-            if (memberOf(present, textOf(name)) == nullptr) {
-                gone.emplace_back(textOf(name));
-            }
-        }
-        for (auto member = present.MemberBegin(); member < present.MemberEnd(); ++member) {
-            put(value, textOf(member->name), std::move(member->value));
-        }
-        for (const std::string& name : gone) {
-            put(value, name, Node());
-        }
-    } else if (Override* covering = overrideOf(value)) {
-        covering->machineValue = present;
+    if (!overrides_.empty() && value.IsArray() && present.IsArray()) {
+        mergeElements(value, present);
+    } else if (!overrides_.empty() && value.IsObject() && present.IsObject()) {
+        mergeMembers(value, present);
     } else {
-        value = present;
+        Override* const covering = overrideOf(value);
+        (covering != nullptr ? covering->machineValue : value) = present;
+    }
+}
+
+void MachineModel::mergeElements(Node& list, Node& present) {
+    while (list.Size() > present.Size()) {
+        list.PopBack();
+    }
+    for (rapidjson::SizeType i = 0; i < present.Size(); ++i) {
+        if (i < list.Size()) {
+            merge(list[i], std::move(present[i]));
+        } else {
+            list.PushBack(present[i], heap());
+        }
+    }
+}
+
+void MachineModel::mergeMembers(Node& object, Node& present) {
+    std::vector<std::string> gone;
+    for (const auto& [name, member] : std::as_const(object).GetObject()) {
+        if (memberOf(present, textOf(name)) == nullptr) {
+            gone.emplace_back(textOf(name));
+        }
+    }
+    for (auto member = present.MemberBegin(); member < present.MemberEnd(); ++member) {
+        put(object, textOf(member->name), std::move(member->value));
+    }
+    for (const std::string& name : gone) {
+        put(object, name, Node());
     }
 }
 

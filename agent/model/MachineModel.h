@@ -109,6 +109,8 @@ class MachineModel {
     void replace(Node& value, Node by, const std::string& path);
     void refresh(const catalogue::ModelPath& path, const Arguments& arguments, bool isWhole);
     void merge(Node& value, Node present);
+    void mergeElements(Node& list, Node& present);
+    void mergeMembers(Node& object, Node& present);
     std::string presentText(const catalogue::ModelPath& path, const Node& value);
     void endOverrides();
     void restore(Override& ended);
