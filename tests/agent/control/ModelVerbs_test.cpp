@@ -189,10 +189,10 @@ TEST_F(ModelVerbs, SaveTheRulesForFaults) {
     server_.reset();
 }
 
-TEST_F(ModelVerbs, NeedADescribedMachine) {
+TEST_F(ModelVerbs, NeedAMachineWithValues) {
     serve(machine_);
     EXPECT_THAT(speed(), HasSubstr("the values of this machine cannot be changed"));
-    EXPECT_THAT(ask(R"({"verb":"log"})"), HasSubstr("see --machine"));
+    EXPECT_THAT(ask(R"({"verb":"log"})"), HasSubstr("see --host and --machine"));
 }
 
 }  // namespace
