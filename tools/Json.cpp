@@ -1,7 +1,6 @@
 #include "tools/Json.h"
 
 #include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 #include <string.h>
 
@@ -10,15 +9,14 @@
 #include <cstdio>
 #include <utility>
 
+#include "tools/PlainText.h"
 #include "tools/Printable.h"
 
 namespace varnock {
 namespace {
 
-using StringBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, CheckedMalloc>;
-
-/// Room for most items, so that their buffer does not grow.
-constexpr std::size_t kUsualLength = 1024;
+/// Room for most items, so that their text does not grow. malloc() is much faster below 1024 bytes.
+constexpr std::size_t kUsualLength = 1000;
 
 bool isAscii(std::string_view text) {
     constexpr std::uint64_t kHighBits = 0x8080'8080'8080'8080;
@@ -35,27 +33,99 @@ bool isAscii(std::string_view text) {
     return ((all | word) & kHighBits) == 0;
 }
 
-/// JSON allows DEL and U+0080 to U+009F in strings, but a terminal may interpret them.
-std::string withoutControls(std::string_view json) {
-    if (json.find('\x7F') == json.npos && isAscii(json)) {
-        return std::string(json);
+/// The text that a writer makes.
+class TextStream {
+  public:
+    using Ch = char;  // a name that RapidJSON expects
+
+    void Put(char c) {
+        makeRoom(1);
+        text_[length_++] = c;
     }
-    std::string out;
-    out.reserve(json.size());
-    for (size_t i = 0; i < json.size(); ++i) {
-        const bool isC1 = json[i] == '\xC2' && i + 1 < json.size() &&
-                          static_cast<unsigned char>(json[i + 1]) < 0xA0;
-        if (json[i] == '\x7F' || isC1) {
-            char escape[7];
-            snprintf(escape, sizeof escape, "\\u%04X",
-                     static_cast<unsigned char>(json[isC1 ? ++i : i]));
-            out += escape;
-        } else {
-            out += json[i];
+    void Put(std::string_view piece) {
+        makeRoom(piece.size());
+        piece.copy(&text_[length_], piece.size());
+        length_ += piece.size();
+    }
+    void Flush() {}
+
+    std::string take() {
+        text_.resize(length_);
+        return std::move(text_);
+    }
+
+  private:
+    void makeRoom(std::size_t length) {
+        if (text_.size() - length_ < length) {
+            text_.resize(2 * (length_ + length));
         }
     }
-    return out;
+
+    std::string text_ = std::string(kUsualLength, '\0');
+    std::size_t length_ = 0;
+};
+
+/// The escape of a character that JSON or a terminal may interpret; empty for others.
+std::string escapeOf(char c) {
+    constexpr std::string_view kNamed = "\b\f\n\r\t\"\\";
+    constexpr std::string_view kNames = "bfnrt\"\\";
+    if (const std::size_t named = kNamed.find(c); named != kNamed.npos) {
+        return {'\\', kNames[named]};
+    }
+    char escape[7];
+    snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned char>(c));
+    return escape;
 }
+
+/// Writes strings in pieces, of which most need no escape. JSON allows DEL and U+0080 to U+009F in
+/// strings, but a terminal may interpret them, so they are escaped, too.
+template <typename Base>
+class TextWriter : public Base {
+  public:
+    using Base::Base;
+
+    bool String(const char* text, rapidjson::SizeType length, bool /*isCopied*/ = false) {
+        if constexpr (requires(TextWriter & writer) {
+                          writer.PrettyPrefix(rapidjson::kNullType);
+                      }) {
+            this->PrettyPrefix(rapidjson::kStringType);
+        } else {
+            this->Prefix(rapidjson::kStringType);
+        }
+        this->os_->Put('"');
+        putPieces({text, length});
+        this->os_->Put('"');
+        return true;
+    }
+    bool Key(const char* text, rapidjson::SizeType length, bool isCopied = false) {
+        return String(text, length, isCopied);
+    }
+
+  private:
+    void putPieces(std::string_view text) {
+        while (!text.empty()) {
+            const std::size_t plain = plainLength<'"', '\\'>(text);
+            this->os_->Put(text.substr(0, plain));
+            text.remove_prefix(plain);
+            if (!text.empty()) {
+                text.remove_prefix(putSpecial(text));
+            }
+        }
+    }
+    /// The first character, of one or two bytes if it is escaped. Returns their number.
+    std::size_t putSpecial(std::string_view text) {
+        const bool isC1 =
+            text.size() > 1 && text[0] == '\xC2' && static_cast<unsigned char>(text[1]) < 0xA0;
+        if (isC1) {
+            this->os_->Put(escapeOf(text[1]));
+        } else if (static_cast<unsigned char>(text[0]) >= 0x80) {
+            this->os_->Put(text[0]);
+        } else {
+            this->os_->Put(escapeOf(text[0]));
+        }
+        return isC1 ? 2 : 1;
+    }
+};
 
 /// How many lists and objects contain each other at most.
 std::size_t depthOf(std::string_view json) {
@@ -88,12 +158,14 @@ bool parseLimited(JsonDocument& document, std::string_view text) {
            !document.Parse<kFlags>(text.data(), text.size()).HasParseError();
 }
 
+using Utf8 = rapidjson::UTF8<>;
+
 template <typename Writer>
 std::string write(const Json& value) {
-    StringBuffer buffer(nullptr, kUsualLength);
-    Writer writer(buffer);
+    TextStream text;
+    TextWriter<Writer> writer(text);
     value.Accept(writer);
-    return withoutControls({buffer.GetString(), buffer.GetSize()});
+    return text.take();
 }
 
 }  // namespace
@@ -171,9 +243,8 @@ void add(Json& object, const char* name, std::string_view value, JsonAllocator& 
 }
 
 std::string toString(const Json& value, bool pretty) {
-    using Utf8 = rapidjson::UTF8<>;
-    return pretty ? write<rapidjson::PrettyWriter<StringBuffer, Utf8, Utf8, CheckedMalloc>>(value)
-                  : write<rapidjson::Writer<StringBuffer, Utf8, Utf8, CheckedMalloc>>(value);
+    return pretty ? write<rapidjson::PrettyWriter<TextStream, Utf8, Utf8, CheckedMalloc>>(value)
+                  : write<rapidjson::Writer<TextStream, Utf8, Utf8, CheckedMalloc>>(value);
 }
 
 Json fromString(std::string_view json, JsonAllocator& allocator) {

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "tools/PlainText.h"
+
 namespace varnock {
 namespace {
 
@@ -28,14 +30,14 @@ bool isControl(std::string_view character, Layout layout) {
 }
 
 /// The length of the text up to the next byte that is escaped.
-std::size_t plainLength(std::string_view text, Layout layout) {
+std::size_t lengthShown(std::string_view text, Layout layout) {
     std::size_t length = 0;
     while (length < text.size()) {
-        if (text[length] >= ' ' && text[length] <= '~') {
-            ++length;
-            continue;
-        }
+        length += plainLength(text.substr(length));
         const std::string_view rest = text.substr(length);
+        if (rest.empty()) {
+            break;
+        }
         const std::size_t character = utf8Length(rest);
         if (character == 0 || isControl(rest, layout)) {
             break;
@@ -59,7 +61,7 @@ std::size_t utf8Length(std::string_view text) {
 void forEachPrintable(std::string_view text, Layout layout,
                       void (*put)(void* context, std::string_view piece), void* context) {
     while (!text.empty()) {
-        const std::size_t plain = plainLength(text, layout);
+        const std::size_t plain = lengthShown(text, layout);
         if (plain > 0) {
             put(context, text.substr(0, plain));
             text.remove_prefix(plain);
