@@ -10,6 +10,7 @@ constexpr std::int64_t kWindowSize = std::int64_t{1} << 20;
 }  // namespace
 
 void TraceBytes::load(std::int64_t offset) {
+    ++loads_;
     // A file that is read backwards needs the bytes before the offset.
     const std::int64_t before = offset < windowBegin_ ? kWindowSize * 3 / 4 : 0;
     windowBegin_ = std::max<std::int64_t>(offset - before, 0);

@@ -19,6 +19,8 @@ class TraceBytes {
     TraceBytes(Read read, std::int64_t size) : read_(std::move(read)), size_(size) {}
 
     std::int64_t size() const { return size_; }
+    /// How often the window has been read from the file.
+    std::size_t loads() const { return loads_; }
     /// Up to `length` bytes at the offset, fewer only at the end. Valid until the next call.
     /// REQUIRES: 0 <= offset <= size(), length <= kLongestView.
     std::string_view view(std::int64_t offset, std::size_t length);
@@ -34,6 +36,7 @@ class TraceBytes {
     std::string window_;
     std::int64_t windowBegin_ = 0;
     std::int64_t size_;
+    std::size_t loads_ = 0;
 };
 
 }  // namespace varnockctl

@@ -140,6 +140,9 @@ class Trace {
     [[nodiscard]] bool fulfilsCondition(const Source& source, const TraceEntry& entry);
     [[nodiscard]] bool isComplete() const { return trace_.first && shown_ >= *trace_.first; }
     TraceSelection selectionFor(Source& source);
+    [[nodiscard]] bool canShowAtOnce() const;
+    [[nodiscard]] bool showAtOnce();
+    [[nodiscard]] bool showLossAtEnd(const Source& source, const TraceLog& log, Flush flush);
     [[nodiscard]] bool showAll();
     void follow();
     [[nodiscard]] bool wait(Clock::time_point started, const Wakeup& wakeup);
@@ -385,8 +388,34 @@ Answer Trace::calls() {
     return answer;
 }
 
+/// True if an entry can be shown before the ones behind it are known.
+bool Trace::canShowAtOnce() const {
+    return !trace_.follow && sources_.size() == 1 && !trace_.last && !isJudgedLate_;
+}
+
+/// Shows the entries of the only file while it is read. False if nothing more is to be shown.
+bool Trace::showAtOnce() {
+    Source& source = sources_.front();
+    TraceSelection selection = selectionFor(source);
+    selection.each = [&](const TraceEntry& entry) {
+        hasReader_ = !isComplete() && print({&entry, 0}, Flush::later);
+        shown_ += hasReader_ ? 1 : 0;
+        return hasReader_ && !isComplete();
+    };
+    const std::unique_ptr<TraceLog> log = source.reader.read(selection);
+    tellDamage(source, *log);
+    return hasReader_ && !isComplete() && showLossAtEnd(source, *log, Flush::later);
+}
+
+bool Trace::showLossAtEnd(const Source& source, const TraceLog& log, Flush flush) {
+    return log.lostAtEnd() == 0 || printGap(source, {kTorn, log.lostAtEnd()}, flush);
+}
+
 /// False if nothing more is to be shown.
 bool Trace::showAll() {
+    if (canShowAtOnce()) {
+        return showAtOnce();
+    }
     const bool isUnlimited = !trace_.follow || trace_.last || trace_.first || !trace_.since.empty();
     const std::optional<unsigned int> last = isUnlimited ? trace_.last : kFollowedPast;
     const Logs logs = readSelected(last);
@@ -395,8 +424,7 @@ bool Trace::showAll() {
         return false;
     }
     for (std::size_t i = 0; i < logs.size(); ++i) {
-        if (logs[i] != nullptr && logs[i]->lostAtEnd() > 0 && !trace_.follow &&
-            !printGap(sources_[i], {kTorn, logs[i]->lostAtEnd()}, flush)) {
+        if (logs[i] != nullptr && !trace_.follow && !showLossAtEnd(sources_[i], *logs[i], flush)) {
             return false;
         }
     }

@@ -8,6 +8,7 @@
 #include <limits>
 #include <utility>
 
+#include "tools/PlainText.h"
 #include "util/Ascii.h"
 
 namespace varnockctl {
@@ -100,6 +101,43 @@ bool isFiller(const TraceEntry& entry) {
     return entry.line.size() == kRecordSize - 1 && isRuled(entry.message);
 }
 
+/// An entry whose message may have several lines, with a text of its own.
+class EntryInParts {
+  public:
+    bool isBegun() const { return isBegun_; }
+    TraceEntry& entry() { return entry_; }
+
+    void begin(const TraceEntry& entry, TracePlace place) {
+        text_.assign(entry.line);
+        const auto own = [&](std::string_view part) {
+            return std::string_view(text_).substr(
+                static_cast<std::size_t>(part.data() - entry.line.data()), part.size());
+        };
+        entry_ = entry;
+        entry_.place = place;
+        entry_.line = text_;
+        entry_.time = own(entry.time);
+        entry_.host = own(entry.host);
+        entry_.application = own(entry.application);
+        entry_.thread = own(entry.thread);
+        entry_.message = own(entry.message);
+        isBegun_ = true;
+    }
+    void append(std::string_view line) {
+        text_.append(1, '\n').append(line);
+        const TracePlace place = entry_.place;
+        entry_ = parseTraceEntry(text_).value();
+        entry_.place = place;
+    }
+    /// False if there was none. The entry remains valid until the next one begins.
+    bool end() { return std::exchange(isBegun_, false); }
+
+  private:
+    std::string text_;
+    TraceEntry entry_;
+    bool isBegun_ = false;
+};
+
 }  // namespace
 
 TraceHeader TraceHeader::parse(std::string_view bytes) {
@@ -145,12 +183,14 @@ std::optional<TraceEntry> parseTraceEntry(std::string_view line) {
 }
 
 bool isGarbled(std::string_view message) {
-    const bool hasControls = std::any_of(message.begin(), message.end(), [](char c) {
-        return (static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\t' && c != '\r') ||
-               c == '\x7f';
-    });
-    if (hasControls) {
-        return true;
+    for (std::size_t at = varnock::plainLength(message); at < message.size();
+         at += 1 + varnock::plainLength(message.substr(at + 1))) {
+        const char c = message[at];
+        const bool isShown =
+            static_cast<unsigned char>(c) >= 0x80 || c == '\n' || c == '\t' || c == '\r';
+        if (!isShown) {
+            return true;
+        }
     }
     for (std::size_t at = message.find(kBehindThread); at != message.npos;
          at = message.find(kBehindThread, at + 1)) {
@@ -167,18 +207,21 @@ bool isGarbled(std::string_view message) {
 }
 
 TraceLog::TraceLog(TraceBytes bytes, std::optional<std::int64_t> written,
-                   const TraceSelection& selection)
-    : bytes_(std::move(bytes)), header_(TraceHeader::parse(bytes_.view(0, TraceHeader::kLength))) {
+                   const TraceSelection& selection, Overwritten overwritten)
+    : bytes_(std::move(bytes)),
+      overwritten_(std::move(overwritten)),
+      header_(TraceHeader::parse(bytes_.view(0, TraceHeader::kLength))) {
     const std::vector<Piece> pieces = order(written);
     if (selection.begin) {
         from_ = selection.begin(*this);
     }
-    const Sink kept = [&](std::string line, TracePlace place) {
-        keep(std::move(line), place, selection);
-        return true;
+    bool goesOn = true;
+    const Sink kept = [&](TraceEntry& entry) {
+        goesOn = keep(entry, selection);
+        return goesOn;
     };
-    for (const Piece& piece : pieces) {
-        take(piece, kept);
+    for (auto piece = pieces.begin(); piece != pieces.end() && goesOn; ++piece) {
+        take(*piece, kept);
     }
     entries_.reserve(kept_.size());
     std::int64_t lost = 0;
@@ -203,9 +246,8 @@ TraceLog::TraceLog(TraceBytes bytes, std::optional<std::int64_t> written,
     bytes_ = TraceBytes(std::string());
 }
 
-void TraceLog::keep(std::string line, TracePlace place, const TraceSelection& selection) {
-    TraceEntry entry = parseTraceEntry(line).value();
-    entry.place = place;
+/// False to end the reading.
+bool TraceLog::keep(TraceEntry& entry, const TraceSelection& selection) {
     processes_.add(entry.message);
     newestTime_ = entry.time;
     if (count_ == 0) {
@@ -216,17 +258,32 @@ void TraceLog::keep(std::string line, TracePlace place, const TraceSelection& se
     if (number == 0) {
         lost_ = 0;  // the oldest entry follows the rest of one that is mostly overwritten
     }
-    if (place < from_) {
+    if (entry.place < from_) {
         lost_ = 0;
-        return;
+        return true;
     }
     garbled_ += isGarbled(entry.message) ? 1U : 0U;
-    if (!selection.passes || selection.passes(entry)) {
-        kept_.push_back({std::move(line), place, number, std::exchange(lost_, 0)});
+    const bool passes = !selection.passes || selection.passes(entry);
+    if (passes && selection.each) {
+        entry.lostBefore = std::exchange(lost_, 0);
+        return selection.each(entry);
+    }
+    if (passes) {
+        kept_.push_back({std::string(entry.line), entry.place, number, std::exchange(lost_, 0)});
     }
     if (selection.last && !selection.passesNamed && kept_.size() > *selection.last) {
         kept_.pop_front();
     }
+    return true;
+}
+
+/// True for an offset of which the bytes read last may be newer ones.
+bool TraceLog::isLost(const Piece& piece, std::int64_t offset) {
+    if (overwritten_ && loadsSeen_ != bytes_.loads()) {
+        loadsSeen_ = bytes_.loads();
+        lostBefore_ = overwritten_();
+    }
+    return !piece.isKept && TracePlace{piece.round, offset} < lostBefore_;
 }
 
 TraceLog::Line TraceLog::lineAt(std::int64_t offset, std::int64_t end) {
@@ -313,26 +370,32 @@ std::vector<TraceLog::Piece> TraceLog::orderAsItStands() {
 /// The offset of the first entry of a round, given the end of its description: after a kept
 /// initialisation, else at a record boundary. If the round ends before that boundary, no writer has
 /// left out a gap. The second value is true if an initialisation is kept.
-std::pair<std::int64_t, bool> TraceLog::beginOfRound(std::int64_t described, std::int64_t end) {
-    const auto kept = round_ > 0 ? endOfLine(kEndOfInitialisation, described, end) : std::nullopt;
+std::pair<std::int64_t, bool> TraceLog::beginOfRound(std::int64_t described, std::int64_t end,
+                                                     const Piece& before) {
+    constexpr std::int64_t kUsualInitialisation = std::int64_t{4} << 20;
+    const std::int64_t usual = std::min(end, described + kUsualInitialisation);
+    auto kept = round_ > 0 ? endOfLine(kEndOfInitialisation, described, usual) : std::nullopt;
+    if (!kept && round_ > 0 && mayBeKept(described, before)) {
+        kept = endOfLine(kEndOfInitialisation, std::max(described, usual - kLongestEntry), end);
+    }
     const std::int64_t boundary = behindDescription(described);
     return {kept.value_or(boundary <= end ? boundary : described), kept.has_value()};
 }
 
 std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
     const Piece wholeRound{kEntriesBegin, position_, round_, kNoSeam};
-    const auto described = endOfLine(kEndOfDescription, kEntriesBegin, position_);
-    isPastDescription_ = described.has_value();
-    const auto [begin, isKept] =
-        described ? beginOfRound(*described, position_) : std::pair(position_, false);
     // A round ends where the next entry did not fit. Most writers, but not all, overwrite the rest
     // of older rounds after it with a ruled line.
     Piece before{oldest, size_, round_ - 1, round_ > 0 ? size_ - kLongestEntry : kNoSeam};
-    const bool isBefore = holdsEntries(before);
+    const bool isBefore = !firstTime(before).empty();
+    const auto described = endOfLine(kEndOfDescription, kEntriesBegin, position_);
+    isPastDescription_ = described.has_value();
+    const auto [begin, isKept] =
+        described ? beginOfRound(*described, position_, before) : std::pair(position_, false);
     std::vector<Piece> pieces;
     if (described) {
         if (isKept) {
-            pieces.push_back({*described, begin, round_ - 1, kNoSeam});
+            pieces.push_back({*described, begin, round_ - 1, kNoSeam, true});
         }
         if (isBefore) {
             pieces.push_back(before);
@@ -346,9 +409,9 @@ std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
     }
     // The description of the new round is incomplete and has partly overwritten the previous one.
     if (const auto previous = endOfLine(kEndOfDescription, oldest, size_)) {
-        const auto [previousBegin, wasKept] = beginOfRound(*previous, size_);
+        const auto [previousBegin, wasKept] = beginOfRound(*previous, size_, {});
         if (wasKept) {
-            pieces.push_back({*previous, previousBegin, round_ - 1, kNoSeam});
+            pieces.push_back({*previous, previousBegin, round_ - 1, kNoSeam, true});
         }
         pieces.push_back({oldest, *previous, round_ - 1, kNoSeam});
         before.begin = previousBegin;
@@ -358,15 +421,25 @@ std::vector<TraceLog::Piece> TraceLog::piecesOf(std::int64_t oldest) {
     return pieces;
 }
 
-bool TraceLog::holdsEntries(const Piece& piece) {
-    bool isFound = false;
+/// The time of the first entry of a piece, empty if it has none.
+std::string TraceLog::firstTime(const Piece& piece) {
+    std::string time;
     const std::int64_t torn = tornBytes_;
-    take(piece, [&](const std::string&, TracePlace) {
-        isFound = true;
+    take(piece, [&](const TraceEntry& entry) {
+        time = entry.time;
         return false;
     });
     tornBytes_ = torn;
-    return isFound;
+    return time;
+}
+
+/// True unless the entries behind the description are newer than the oldest ones of the round
+/// before: then they are not those of an initialisation that was kept. Else the whole round would
+/// be searched before the first entry of a large file is shown.
+bool TraceLog::mayBeKept(std::int64_t described, const Piece& before) {
+    const std::string oldest = firstTime(before);
+    const std::string first = firstTime({described, position_, round_, kNoSeam});
+    return oldest.empty() || first.empty() || !isEarlier(oldest, first);
 }
 
 /// The offset after the first entry with this message.
@@ -386,35 +459,40 @@ std::optional<std::int64_t> TraceLog::endOfLine(std::string_view message, std::i
 }
 
 void TraceLog::take(const Piece& piece, const Sink& sink) {
-    std::string current;  // the entry so far, empty if there is none
-    TracePlace place;
-    const auto isWanted = [&] {
-        return current.empty() || sink(std::exchange(current, {}), place);
-    };
+    EntryInParts current;
+    const auto isWanted = [&] { return !current.end() || sink(current.entry()); };
     for (std::int64_t offset = piece.begin; offset < piece.end;) {
         const Line line = lineAt(offset, piece.end);
+        if (isLost(piece, offset)) {
+            if (!isWanted()) {
+                return;
+            }
+            const std::int64_t rest =
+                lostBefore_.round == piece.round ? lostBefore_.offset : piece.end;
+            tornBytes_ += std::min(rest, piece.end) - offset;
+            offset = std::min(rest, piece.end);
+            continue;
+        }
         const std::int64_t next = offset + line.length + 1;
         const bool isWhole = next <= piece.end && line.isWhole();
         // Only the last line of the file can consist of just a newline.
         const bool isNoText =
             (line.isWhole() && isRuled(line.text)) || (line.length == 0 && next == size_);
         const auto entry = isWhole ? parseTraceEntry(line.text) : std::nullopt;
-        if (entry && !current.empty() && offset > piece.firstSeam &&
-            isEarlier(entry->time, std::string_view(current).substr(0, kTimeLength))) {
+        if (entry && current.isBegun() && offset > piece.firstSeam &&
+            isEarlier(entry->time, current.entry().time)) {
             break;
         }
-        if (!entry && isWhole && !current.empty() && next - place.offset <= kLongestEntry &&
-            !isNoText) {
-            // A message with several lines.
-            current.append(1, '\n').append(line.text);
+        if (!entry && isWhole && current.isBegun() &&
+            next - current.entry().place.offset <= kLongestEntry && !isNoText) {
+            current.append(line.text);
         } else {
-            const bool isFilling = entry && isFiller(*entry);
-            const std::string begun(entry && !isFilling ? entry->line : std::string_view());
             if (!isWanted()) {
                 return;
             }
-            current = begun;
-            place = {piece.round, offset};
+            if (entry && !isFiller(*entry)) {
+                current.begin(*entry, {piece.round, offset});
+            }
             tornBytes_ += entry || isNoText ? 0 : std::min(next, piece.end) - offset;
         }
         offset = next;

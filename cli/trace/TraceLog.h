@@ -79,6 +79,9 @@ struct TraceSelection {
     std::function<bool(const TraceEntry& entry)> passesNamed = {};
     /// Keep only this many of the newest.
     std::optional<std::size_t> last = std::nullopt;
+    /// Gets each entry that passes as soon as it is read, in place of keeping it. Its process is
+    /// not known. False ends the reading.
+    std::function<bool(const TraceEntry& entry)> each = {};
 };
 
 /// The entries of a ring-buffer file from the oldest to the newest, from a copy of its bytes. The
@@ -86,10 +89,14 @@ struct TraceSelection {
 /// can be recognised.
 class TraceLog {
   public:
+    /// Returns the place before which a writer may have overwritten the file by now.
+    using Overwritten = std::function<TracePlace()>;
+
     /// `written` is the position in the header after the bytes were copied: the entries between the
-    /// two positions may be mixed with newer ones.
+    /// two positions may be mixed with newer ones. `overwritten` is asked after each reading of
+    /// bytes that were not copied; what stands before that place is lost. Empty: nothing is.
     explicit TraceLog(TraceBytes bytes, std::optional<std::int64_t> written = std::nullopt,
-                      const TraceSelection& selection = {});
+                      const TraceSelection& selection = {}, Overwritten overwritten = {});
     explicit TraceLog(std::string bytes, std::optional<std::int64_t> written = std::nullopt)
         : TraceLog(TraceBytes(std::move(bytes)), written) {}
     TraceLog(const TraceLog&) = delete;
@@ -125,11 +132,12 @@ class TraceLog {
 
   private:
     struct Piece {
-        std::int64_t begin;
-        std::int64_t end;
-        std::int64_t round;
-        std::int64_t
-            firstSeam;  ///< after it, an entry earlier than its predecessor is from an older round
+        std::int64_t begin = 0;
+        std::int64_t end = 0;
+        std::int64_t round = 0;
+        std::int64_t firstSeam =
+            0;  ///< after it, an entry earlier than its predecessor is from an older round
+        bool isKept = false;  ///< writers do not overwrite it
     };
 
     /// A line, of which the text is the beginning if it is longer than any entry.
@@ -145,23 +153,29 @@ class TraceLog {
         std::size_t number;  ///< in the order of all entries
         std::int64_t lostBefore;
     };
-    /// Returns false to end the reading.
-    using Sink = std::function<bool(std::string line, TracePlace place)>;
+    /// Gets an entry, valid during the call. Returns false to end the reading.
+    using Sink = std::function<bool(TraceEntry& entry)>;
 
     std::vector<Piece> order(std::optional<std::int64_t> written);
     std::vector<Piece> orderAsItStands();
     std::int64_t behindUnfinished();
     std::string timeBefore(std::int64_t position);
     std::vector<Piece> piecesOf(std::int64_t oldest);
-    std::pair<std::int64_t, bool> beginOfRound(std::int64_t described, std::int64_t end);
-    bool holdsEntries(const Piece& piece);
+    std::pair<std::int64_t, bool> beginOfRound(std::int64_t described, std::int64_t end,
+                                               const Piece& before);
+    bool mayBeKept(std::int64_t described, const Piece& before);
+    std::string firstTime(const Piece& piece);
     std::optional<std::int64_t> endOfLine(std::string_view message, std::int64_t begin,
                                           std::int64_t end);
     void take(const Piece& piece, const Sink& sink);
-    void keep(std::string line, TracePlace place, const TraceSelection& selection);
+    bool keep(TraceEntry& entry, const TraceSelection& selection);
+    bool isLost(const Piece& piece, std::int64_t offset);
     Line lineAt(std::int64_t offset, std::int64_t end);
 
     TraceBytes bytes_;
+    Overwritten overwritten_;
+    std::size_t loadsSeen_ = 0;
+    TracePlace lostBefore_{std::numeric_limits<std::int64_t>::min(), 0};
     TraceHeader header_;
     std::deque<Kept> kept_;
     std::vector<TraceEntry> entries_;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <limits>
 
 #include "cli/output/Failure.h"
 #include "runtime/trace/TraceFileFormat.h"
@@ -58,6 +59,12 @@ class TraceReader::File {
         } while (got < 0 && errno == EINTR);
         return static_cast<std::size_t>(std::max<ssize_t>(got, 0));
     }
+    /// readSome() of a file that outlives the function.
+    TraceBytes::Read reading() const {
+        return [this](std::int64_t offset, char* to, std::size_t count) {
+            return readSome(offset, to, count);
+        };
+    }
     /// The used part of the file. Positions have 32 bits: a longer file whose header has no valid
     /// size is not a trace file.
     std::int64_t usedSize() const {
@@ -93,44 +100,86 @@ constexpr std::int64_t kLargestCopy = std::int64_t{16} << 20;
            bytes.view(position - 1, 1) == "\n";
 }
 
+/// A writer may wrap around the whole file while it is read.
+[[nodiscard]] bool isSameRound(const TraceHeader& before, const TraceHeader& after) {
+    return before.wraps == after.wraps && before.position <= after.position;
+}
+
 }  // namespace
 
+/// The contents from a copy, or from a file that is too large for one.
 std::unique_ptr<TraceLog> TraceReader::readStable(const File& file,
                                                   const TraceSelection& selection) {
     constexpr int kAttempts = 20;
-    constexpr std::int64_t kLeastMargin = std::int64_t{1} << 20;
-    // How far a writer may advance while a file that is not copied is read.
     std::int64_t margin = 0;
     for (int attempt = 1;; ++attempt) {
+        const bool isLast = attempt == kAttempts;
         const std::int64_t used = file.usedSize();
-        const bool isCopied = used <= kLargestCopy;
-        const auto read = [&file](std::int64_t offset, char* to, std::size_t count) {
-            return file.readSome(offset, to, count);
-        };
-        TraceBytes bytes = isCopied ? TraceBytes(file.bytes(0, static_cast<std::size_t>(used)))
-                                    : TraceBytes(read, used);
-        const TraceHeader before = TraceHeader::parse(bytes.view(0, TraceHeader::kLength));
-        const bool plausible = isPlausible(bytes, before);
-        const std::int64_t position = before.position.value_or(0);
-        std::optional<std::int64_t> written;
-        if (isCopied) {
-            written = file.header().position;
-        } else if (margin > 0) {
-            written = position + margin;
+        std::unique_ptr<TraceLog> log;
+        if (used <= kLargestCopy) {
+            log = readCopied(file, used, selection, isLast);
+        } else if (selection.each) {
+            log = readOnce(file, used, selection, isLast);
+        } else {
+            log = readAgain(file, used, selection, margin, isLast);
         }
-        auto log = std::make_unique<TraceLog>(std::move(bytes), written, selection);
-        const TraceHeader after = file.header();
-        const std::int64_t limit = isCopied ? written.value_or(0) : position + margin;
-        // A writer may wrap around the whole file while it is read; then it is read again.
-        const bool isWhole = plausible && before.wraps == after.wraps &&
-                             before.position <= after.position &&
-                             (isCopied || after.position.value_or(0) <= limit);
-        if (isWhole || attempt == kAttempts) {
-            last_ = before;
+        if (log != nullptr) {
+            last_ = log->header();
             return log;
         }
-        margin = std::max(kLeastMargin, 2 * (after.position.value_or(0) - position));
     }
+}
+
+/// Null if the writer has wrapped while the file was copied, unless this is the last attempt.
+std::unique_ptr<TraceLog> TraceReader::readCopied(const File& file, std::int64_t used,
+                                                  const TraceSelection& selection, bool isLast) {
+    TraceBytes bytes(file.bytes(0, static_cast<std::size_t>(used)));
+    const TraceHeader before = TraceHeader::parse(bytes.view(0, TraceHeader::kLength));
+    const TraceHeader after = file.header();
+    const bool isWhole = isPlausible(bytes, before) && isSameRound(before, after);
+    return isWhole || isLast
+               ? std::make_unique<TraceLog>(std::move(bytes), after.position, selection)
+               : nullptr;
+}
+
+/// What the writer overwrites meanwhile is lost.
+std::unique_ptr<TraceLog> TraceReader::readOnce(const File& file, std::int64_t used,
+                                                const TraceSelection& selection, bool isLast) {
+    TraceBytes bytes(file.reading(), used);
+    const TraceHeader before = TraceHeader::parse(bytes.view(0, TraceHeader::kLength));
+    if (!isPlausible(bytes, before) && !isLast) {
+        return nullptr;
+    }
+    const auto overwritten = [&file, before] {
+        const TraceHeader now = file.header();
+        // An entry is stored before the position shows it.
+        return now.differsFrom(before)
+                   ? TracePlace{now.wraps.value_or(0) - 1,
+                                now.position.value_or(0) + TraceLog::kLongestEntry}
+                   : TracePlace{std::numeric_limits<std::int64_t>::min(), 0};
+    };
+    return std::make_unique<TraceLog>(std::move(bytes), std::nullopt, selection, overwritten);
+}
+
+/// Null if the writer has advanced by more than the margin while the file was read, which then
+/// becomes larger, unless this is the last attempt.
+std::unique_ptr<TraceLog> TraceReader::readAgain(const File& file, std::int64_t used,
+                                                 const TraceSelection& selection,
+                                                 std::int64_t& margin, bool isLast) {
+    constexpr std::int64_t kLeastMargin = std::int64_t{1} << 20;
+    TraceBytes bytes(file.reading(), used);
+    const TraceHeader before = TraceHeader::parse(bytes.view(0, TraceHeader::kLength));
+    const bool plausible = isPlausible(bytes, before);
+    const std::int64_t position = before.position.value_or(0);
+    auto log = std::make_unique<TraceLog>(
+        std::move(bytes), margin > 0 ? std::optional(position + margin) : std::nullopt, selection);
+    const TraceHeader after = file.header();
+    const std::int64_t advance = after.position.value_or(0) - position;
+    if ((plausible && isSameRound(before, after) && advance <= margin) || isLast) {
+        return log;
+    }
+    margin = std::max(kLeastMargin, 2 * advance);
+    return nullptr;
 }
 
 std::unique_ptr<TraceLog> TraceReader::read(const TraceSelection& selection) {

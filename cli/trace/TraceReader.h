@@ -13,7 +13,9 @@ class TraceReader {
   public:
     explicit TraceReader(std::string path) : path_(std::move(path)) {}
 
-    /// The current contents. Throws Failure if the file cannot be read or is not a trace file.
+    /// The current contents. Throws Failure if the file cannot be read or is not a trace file. A
+    /// large file is read again if its writer overtakes the reading, but only once if the selection
+    /// takes each entry at once: then what was overwritten is lost.
     std::unique_ptr<TraceLog> read(const TraceSelection& selection = {});
     /// The contents if the file has changed since the last read() or readChanged(); null if it has
     /// not changed or does not exist.
@@ -29,6 +31,13 @@ class TraceReader {
     class File;
 
     std::unique_ptr<TraceLog> readStable(const File& file, const TraceSelection& selection);
+    static std::unique_ptr<TraceLog> readCopied(const File& file, std::int64_t used,
+                                                const TraceSelection& selection, bool isLast);
+    static std::unique_ptr<TraceLog> readOnce(const File& file, std::int64_t used,
+                                              const TraceSelection& selection, bool isLast);
+    static std::unique_ptr<TraceLog> readAgain(const File& file, std::int64_t used,
+                                               const TraceSelection& selection,
+                                               std::int64_t& margin, bool isLast);
 
     std::string path_;
     TraceHeader last_;

@@ -313,6 +313,80 @@ TEST(TraceLog, BytesLostBeforeAnEntryThatIsLeftOutAreThoseOfTheNext) {
     EXPECT_EQ(log.entries()[0].lostBefore, all.entries()[1].lostBefore);
 }
 
+TEST(TraceLog, GivesEachEntryAsSoonAsItIsRead) {
+    const std::string bytes = file(0, entry("one") + entry("two") + entry("three"), "");
+    std::vector<std::string> messages;
+    const auto take = [&](const TraceEntry& each) {
+        messages.emplace_back(each.message);
+        return each.message != "two";
+    };
+    const TraceLog all(
+        TraceBytes(bytes), std::nullopt,
+        {.passes = [](const TraceEntry& each) { return each.message != "two"; }, .each = take});
+    EXPECT_THAT(messages, ElementsAre("one", "three"));
+    EXPECT_THAT(all.entries(), IsEmpty());
+    EXPECT_EQ(all.count(), 3U);
+    messages.clear();
+    const TraceLog some(TraceBytes(bytes), std::nullopt, {.each = take});
+    EXPECT_THAT(messages, ElementsAre("one", "two"));
+}
+
+TEST(TraceLog, WhatIsOverwrittenBeforeItIsReadIsLost) {
+    const std::string old = earlier("old one") + entry("old two") + entry("old three");
+    const std::string bytes = file(1, kBeginning + entry("new"), old);
+    const auto read = [&](std::int64_t offset, char* to, std::size_t length) {
+        return bytes.copy(to, length, static_cast<std::size_t>(offset));
+    };
+    const auto position = static_cast<std::int64_t>(bytes.find(earlier("old one")));
+    const auto second = static_cast<std::int64_t>(bytes.find(entry("old two")));
+    std::vector<std::string> messages;
+    std::int64_t lost = 0;
+    const auto show = [&](TracePlace overwritten) {
+        messages.clear();
+        const TraceLog log(TraceBytes(read, static_cast<std::int64_t>(bytes.size())), std::nullopt,
+                           {.each =
+                                [&](const TraceEntry& each) {
+                                    messages.emplace_back(each.message);
+                                    lost += each.lostBefore;
+                                    return true;
+                                }},
+                           [&] { return overwritten; });
+        lost = log.tornBytes();
+    };
+    show({0, position});
+    EXPECT_THAT(messages, testing::SizeIs(6));
+    EXPECT_EQ(lost, 0);
+    // In the middle of the second entry: it is lost as a whole.
+    show({0, second + 5});
+    EXPECT_THAT(messages, ElementsAre("old three", "Varnock Agent", "# End of header.", "new"));
+    EXPECT_EQ(lost, static_cast<std::int64_t>(earlier("old one").size() + entry("old two").size()));
+    // The writer has wrapped, and is in the description.
+    show({1, TraceLog::kEntriesBegin + 5});
+    EXPECT_THAT(messages, ElementsAre("# End of header.", "new"));
+    show({2, 0});
+    EXPECT_THAT(messages, IsEmpty());
+}
+
+TEST(TraceLog, AnInitialisationThatIsKeptIsNotLost) {
+    const std::string bytes = file(
+        1, kBeginning + entry("init") + entry("### End of initialization. ###") + entry("three"),
+        earlier("one") + entry("two"));
+    const auto read = [&](std::int64_t offset, char* to, std::size_t length) {
+        return bytes.copy(to, length, static_cast<std::size_t>(offset));
+    };
+    std::vector<std::string> messages;
+    const TraceLog log(TraceBytes(read, static_cast<std::int64_t>(bytes.size())), std::nullopt,
+                       {.each =
+                            [&](const TraceEntry& each) {
+                                messages.emplace_back(each.message);
+                                return true;
+                            }},
+                       [] {
+                           return TracePlace{2, 0};
+                       });
+    EXPECT_THAT(messages, ElementsAre("init", "### End of initialization. ###"));
+}
+
 // Files written by the library: numbered entries of any length in small files.
 
 class WrittenTrace : public testing::Test {
@@ -416,6 +490,47 @@ TEST_F(WrittenTrace, IsOrderedWithAnInitialisationThatIsKept) {
         write();
     }
     expectInOrder(*TraceReader(path_).read());
+}
+
+TEST_F(WrittenTrace, IsShownHonestlyWhileItIsOverwritten) {
+    path_ = directory_.file("large");
+    constexpr long kSize = 18L * 1024 * 1024;
+    open(kSize);
+    const std::string filling(900, 'x');
+    const auto writeRounds = [&](double rounds) {
+        for (auto count = static_cast<int>(rounds * kSize / 960); count > 0; --count) {
+            Debug.PrintIt(2, "n=%d %s.", ++last_, filling.c_str());
+        }
+    };
+    for (const double during : {0.0, 0.02, 0.4, 0.9, 1.5, 2.5}) {
+        writeRounds(1.3);
+        const int begun = last_;
+        std::vector<int> numbers;
+        std::size_t gaps = 0;
+        bool isWhole = true;
+        const auto take = [&](const TraceEntry& entry) {
+            int number = 0;
+            if (sscanf(std::string(entry.message.substr(0, 20)).c_str(), "n=%d ", &number) == 1) {
+                gaps += !numbers.empty() && number != numbers.back() + 1 ? 1U : 0U;
+                isWhole = isWhole && entry.message.ends_with("x.") &&
+                          (numbers.empty() || number > numbers.back());
+                numbers.push_back(number);
+                if (numbers.size() == 1) {
+                    writeRounds(during);
+                }
+            }
+            return true;
+        };
+        const auto log = TraceReader(path_).read({.each = take});
+        EXPECT_TRUE(isWhole) << during;
+        EXPECT_THAT(log->problems(), IsEmpty());
+        ASSERT_FALSE(numbers.empty());
+        EXPECT_LE(numbers.back(), begun);
+        const bool isLost = gaps > 0 || numbers.back() < begun;
+        // A little is overwritten behind the reader only.
+        EXPECT_EQ(isLost, during > 0.1) << during;
+        EXPECT_EQ(isLost, log->tornBytes() > 100'000) << log->tornBytes();
+    }
 }
 
 TEST_F(WrittenTrace, IsTheSameThroughAWindow) {
