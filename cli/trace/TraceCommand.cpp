@@ -254,11 +254,13 @@ std::vector<MergedEntry> Trace::merged(const Logs& logs, std::optional<unsigned 
 
 /// False if nothing more is to be shown.
 bool Trace::show(const Logs& logs, std::optional<unsigned int> last, Flush flush) {
-    for (const MergedEntry& each : merged(logs, last)) {
-        if (isComplete()) {
-            break;
-        }
-        if (!print(each, flush)) {
+    std::vector<MergedEntry> entries = merged(logs, last);
+    if (trace_.first) {
+        entries.resize(std::min(entries.size(), *trace_.first - shown_));
+    }
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        // A system call for each entry would take more time than all else.
+        if (!print(entries[i], i + 1 == entries.size() ? flush : Flush::later)) {
             return false;
         }
         ++shown_;
@@ -478,9 +480,15 @@ bool Trace::wait(Clock::time_point started, const Wakeup& wakeup) {
 
 bool Trace::showChanges() {
     Logs logs(sources_.size());
+    const auto present = std::count_if(sources_.begin(), sources_.end(), [](const Source& source) {
+        return exists(source.reader.path());
+    });
+    // Older entries name the process of the new ones.
+    const bool showsProcess = isJudgedLate_ || isOneOfSeveral_ || present > 1;
     for (std::size_t i = 0; i < sources_.size(); ++i) {
         Source& source = sources_[i];
         TraceSelection selection = selectionFor(source);
+        selection.skipsOlder = !showsProcess;
         selection.begin = [&, isFound = false, place = TracePlace()](const TraceLog& log) mutable {
             source.description = {};
             // Once, though a file may be read again because it changes.

@@ -211,9 +211,12 @@ TraceLog::TraceLog(TraceBytes bytes, std::optional<std::int64_t> written,
     : bytes_(std::move(bytes)),
       overwritten_(std::move(overwritten)),
       header_(TraceHeader::parse(bytes_.view(0, TraceHeader::kLength))) {
-    const std::vector<Piece> pieces = order(written);
+    std::vector<Piece> pieces = order(written);
     if (selection.begin) {
         from_ = selection.begin(*this);
+    }
+    if (selection.skipsOlder) {
+        skipOlder(pieces);
     }
     bool goesOn = true;
     const Sink kept = [&](TraceEntry& entry) {
@@ -246,6 +249,17 @@ TraceLog::TraceLog(TraceBytes bytes, std::optional<std::int64_t> written,
     bytes_ = TraceBytes(std::string());
 }
 
+/// The place is that of an entry, so the rest of a piece begins with an entry.
+void TraceLog::skipOlder(std::vector<Piece>& pieces) {
+    std::erase_if(pieces, [&](Piece& piece) {
+        const bool isCut = TracePlace{piece.round, piece.begin} < from_;
+        isPartlySkipped_ = isPartlySkipped_ || isCut;
+        const bool isOlder = TracePlace{piece.round, piece.end} <= from_;
+        piece.begin = isCut && !isOlder ? from_.offset : piece.begin;
+        return isOlder;
+    });
+}
+
 /// False to end the reading.
 bool TraceLog::keep(TraceEntry& entry, const TraceSelection& selection) {
     processes_.add(entry.message);
@@ -255,7 +269,7 @@ bool TraceLog::keep(TraceEntry& entry, const TraceSelection& selection) {
     }
     lost_ += tornBytes_ - std::exchange(tornSeen_, tornBytes_);
     const std::size_t number = count_++;
-    if (number == 0) {
+    if (number == 0 && !isPartlySkipped_) {
         lost_ = 0;  // the oldest entry follows the rest of one that is mostly overwritten
     }
     if (entry.place < from_) {

@@ -72,6 +72,9 @@ class TraceLog;
 struct TraceSelection {
     /// Called before the first entry; returns the place before which no entry is kept.
     std::function<TracePlace(const TraceLog& log)> begin = {};
+    /// The entries before that place are not read at all: neither counted nor searched for the
+    /// processes of later ones.
+    bool skipsOlder = false;
     /// True for an entry to keep; empty: all. Its process is not known yet.
     std::function<bool(const TraceEntry& entry)> passes = {};
     /// The same of an entry whose process is known: that is so after the last entry of the file, so
@@ -167,6 +170,7 @@ class TraceLog {
     std::string firstTime(const Piece& piece);
     std::optional<std::int64_t> endOfLine(std::string_view message, std::int64_t begin,
                                           std::int64_t end);
+    void skipOlder(std::vector<Piece>& pieces);
     void take(const Piece& piece, const Sink& sink);
     bool keep(TraceEntry& entry, const TraceSelection& selection);
     bool isLost(const Piece& piece, std::int64_t offset);
@@ -194,6 +198,7 @@ class TraceLog {
     std::int64_t round_ = 0;
     TracePlace begin_;
     bool isPastDescription_ = false;
+    bool isPartlySkipped_ = false;
 };
 
 }  // namespace varnockctl

@@ -90,6 +90,8 @@ class TraceReader::File {
 
 namespace {
 
+constexpr int kAttempts = 20;
+
 /// Files up to this size are copied before they are read.
 constexpr std::int64_t kLargestCopy = std::int64_t{16} << 20;
 
@@ -110,7 +112,6 @@ constexpr std::int64_t kLargestCopy = std::int64_t{16} << 20;
 /// The contents from a copy, or from a file that is too large for one.
 std::unique_ptr<TraceLog> TraceReader::readStable(const File& file,
                                                   const TraceSelection& selection) {
-    constexpr int kAttempts = 20;
     std::int64_t margin = 0;
     for (int attempt = 1;; ++attempt) {
         const bool isLast = attempt == kAttempts;
@@ -220,7 +221,12 @@ std::unique_ptr<TraceLog> TraceReader::readChanged(const TraceSelection& selecti
     }
     device_ = file.device();
     inode_ = file.inode();
-    return readStable(file, selection);
+    for (int attempt = 1;; ++attempt) {
+        if (auto log = readOnce(file, file.usedSize(), selection, attempt == kAttempts)) {
+            last_ = log->header();
+            return log;
+        }
+    }
 }
 
 }  // namespace varnockctl

@@ -18,7 +18,8 @@ class TraceReader {
     /// takes each entry at once: then what was overwritten is lost.
     std::unique_ptr<TraceLog> read(const TraceSelection& selection = {});
     /// The contents if the file has changed since the last read() or readChanged(); null if it has
-    /// not changed or does not exist.
+    /// not changed or does not exist. It is read once: what its writer overwrites meanwhile is
+    /// lost.
     std::unique_ptr<TraceLog> readChanged(const TraceSelection& selection = {});
 
     /// True once a file has been read.

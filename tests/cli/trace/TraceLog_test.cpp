@@ -331,6 +331,31 @@ TEST(TraceLog, GivesEachEntryAsSoonAsItIsRead) {
     EXPECT_THAT(messages, ElementsAre("one", "two"));
 }
 
+TEST(TraceLog, SkipsWhatIsOlderThanItsBegin) {
+    const std::string bytes = file(1,
+                                   kBeginning + entry("new one") + "torn\n\n" +
+                                       std::string(1200, 'x') + "\n" + entry("new two"),
+                                   earlier("old one") + entry("old two"));
+    const TraceLog all{bytes};
+    ASSERT_EQ(all.count(), 6U);
+    for (std::size_t first = 0; first < all.count(); ++first) {
+        const TracePlace begin = all.entries()[first].place;
+        const TraceLog log(TraceBytes(bytes), std::nullopt,
+                           {.begin = [&](const TraceLog&) { return begin; }, .skipsOlder = true});
+        ASSERT_EQ(log.count(), all.count() - first);
+        for (std::size_t i = 0; i < log.count(); ++i) {
+            EXPECT_EQ(log.entries()[i].message, all.entries()[first + i].message);
+            EXPECT_EQ(log.entries()[i].place, all.entries()[first + i].place);
+        }
+        EXPECT_EQ(log.entries().back().lostBefore,
+                  first + 1 < all.count() ? all.entries().back().lostBefore : 0);
+    }
+    const TraceLog none(
+        TraceBytes(bytes), std::nullopt,
+        {.begin = [](const TraceLog& log) { return log.end(); }, .skipsOlder = true});
+    EXPECT_EQ(none.count(), 0U);
+}
+
 TEST(TraceLog, WhatIsOverwrittenBeforeItIsReadIsLost) {
     const std::string old = earlier("old one") + entry("old two") + entry("old three");
     const std::string bytes = file(1, kBeginning + entry("new"), old);
