@@ -36,6 +36,9 @@ using Clock = std::chrono::steady_clock;
 /// The polling interval of a followed file. Entries are stored without a system call, so there is
 /// no notification about new ones.
 constexpr std::chrono::milliseconds kLookForEntries{100};
+/// The same if the last look came too late: looking more often would slow such a writer down, and
+/// most of its entries would be lost nevertheless.
+constexpr std::chrono::milliseconds kLookAfterLoss{1000};
 /// The number of old entries that --follow shows first.
 constexpr unsigned int kFollowedPast = 10;
 
@@ -159,6 +162,7 @@ class Trace {
     std::size_t shown_ = 0;
     bool isDamaged_ = false;
     bool hasReader_ = true;
+    bool isTooLate_ = false;  ///< the last look found entries overwritten
     /// For one item at a time, so that none allocates memory.
     alignas(std::max_align_t) std::array<char, std::size_t{16} << 10> memory_;
     JsonAllocator pool_{memory_.data(), memory_.size()};
@@ -465,7 +469,7 @@ void Trace::follow() {
 
 /// False at the end of following.
 bool Trace::wait(Clock::time_point started, const Wakeup& wakeup) {
-    auto rest = kLookForEntries;
+    auto rest = std::exchange(isTooLate_, false) ? kLookAfterLoss : kLookForEntries;
     if (trace_.timeout) {
         const auto end = started + *trace_.timeout;
         rest = std::min(rest, std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()));
@@ -516,6 +520,7 @@ TracePlace Trace::findPlace(Source& source, const TraceLog& log) {
         shown = kBeforeAll;
     } else if (shown != kBeforeAll && shown < log.begin()) {
         say(path + ": entries were overwritten before they could be read");
+        isTooLate_ = true;
         hasReader_ =
             printGap(source, {kOverwritten, log.bytesBetween(shown, log.begin())}, Flush::now);
     } else if (log.end() < shown) {
