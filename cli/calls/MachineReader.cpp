@@ -85,6 +85,17 @@ unsigned int MachineReader::askNumber(const std::string& name, std::string_view 
     return value.IsUint() ? value.GetUint() : 0;
 }
 
+unsigned int MachineReader::askCount(const std::string& name, std::string_view call,
+                                     const Key& key) {
+    const unsigned int count = askNumber(name, call, key);
+    if (count > kMostComponents) {
+        keepReason(name, {ExitStatus::unintelligible,
+                          "the agent reports " + std::to_string(count) + ", of which " +
+                              std::to_string(kMostComponents) + " are read"});
+    }
+    return std::min(count, kMostComponents);
+}
+
 std::vector<unsigned int> MachineReader::cabinets() {
     const Json numbers = ask("cabinets", "getCabNrs", Key(0, 0, 0));
     std::vector<unsigned int> out;

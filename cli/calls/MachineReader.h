@@ -38,6 +38,12 @@ class MachineReader {
     /// The number that a call returns; 0 if it is absent or no number.
     unsigned int askNumber(const std::string& name, std::string_view call, const Key& key);
 
+    /// The number of components that a call returns; 0 if it is absent. A greater number than
+    /// kMostComponents is not believed: that many are read, and the failure says so.
+    unsigned int askCount(const std::string& name, std::string_view call, const Key& key);
+
+    static constexpr unsigned int kMostComponents = 4096;
+
     /// The numbers of the cabinets, each once and the server's own first; 0 alone if the agent
     /// gives none.
     std::vector<unsigned int> cabinets();

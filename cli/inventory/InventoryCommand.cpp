@@ -210,7 +210,7 @@ class Inventory {
     MachineReader::Key key(unsigned int object) const { return {cabinet_, object, 0}; }
 
     Json components(const std::string& name, const Field& part) {
-        const unsigned int count = machine_.askNumber(name + ".count", part.call, key(0));
+        const unsigned int count = machine_.askCount(name + ".count", part.call, key(0));
         Json out(rapidjson::kArrayType);
         for (unsigned int i = 0; i < count; ++i) {
             out.PushBack(record(name + "[" + std::to_string(i) + "]", part.members, key(i)),

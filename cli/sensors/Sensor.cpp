@@ -104,8 +104,8 @@ Sensor readSensor(MachineReader& machine, const Kind& kind, const Key& key) {
 void readKind(MachineReader& machine, const Kind& kind, unsigned int cabinet,
               std::vector<Sensor>& out) {
     const unsigned int count =
-        machine.askNumber(std::string("cabinets[") + std::to_string(cabinet) + "]." + kind.count,
-                          kind.count, Key(cabinet, 0, 0));
+        machine.askCount(std::string("cabinets[") + std::to_string(cabinet) + "]." + kind.count,
+                         kind.count, Key(cabinet, 0, 0));
     for (unsigned int object = 0; object < count; ++object) {
         out.push_back(readSensor(machine, kind, Key(cabinet, object, 0)));
     }

@@ -67,6 +67,17 @@ TEST_F(MachineReaderTest, KeepsWhyAValueIsAbsent) {
     EXPECT_STREQ(absent[0]["reason"].GetString(), "status 19: not available on this machine");
 }
 
+TEST_F(MachineReaderTest, DoesNotBelieveAnyCount) {
+    unsigned int count = 4096;
+    answerWith([&](const AgentRequest&) { return AgentReply::ok(numberData(count)); });
+    EXPECT_EQ(reader_->askCount("modules", "getNumberMemoryModules", Key(0, 0, 0)), 4096U);
+    EXPECT_EQ(reader_->failure(), "");
+    count = 0xFFFFFFFF;
+    EXPECT_EQ(reader_->askCount("modules", "getNumberMemoryModules", Key(0, 0, 0)), 4096U);
+    EXPECT_EQ(reader_->failure(), "modules: the agent reports 4294967295, of which 4096 are read");
+    EXPECT_EQ(reader_->failures(), 1U);
+}
+
 TEST_F(MachineReaderTest, CountsRefusalsAsFailuresAndNamesTheFirst) {
     answerWith([](const AgentRequest&) { return AgentReply::status(1); });
     EXPECT_TRUE(reader_->ask("a", "getCurrentFanSpeed", Key(0, 0, 0)).IsNull());
