@@ -78,7 +78,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const unsigned int number = input.word();
     const unsigned int flags = input.byte();
     const std::vector<std::string> replies = varnock::fuzz::repliesIn(input);
-    FuzzedClient client(replies, (flags & 1) != 0, kMostExchanges);
+    // A refusal ends a listing at once; without a connection each of its calls would fail.
+    FuzzedClient client(replies, (flags & 1) != 0, kMostExchanges,
+                        FuzzedClient::End::userIsRefused);
     client.begin();
     Options options;
     options.format = varnockctl::Format::json;

@@ -83,15 +83,19 @@ inline std::vector<std::string> repliesIn(Input& input) {
 /// real one does.
 class FuzzedClient final : public provider::KOLMClient {
   public:
+    /// What happens after the last exchange.
+    enum class End { connectionIsLost, userIsRefused };
+
     FuzzedClient(const std::vector<std::string>& replies, bool repeatsLast,
-                 std::size_t mostExchanges = kMostExchanges)
-        : replies_(replies), repeatsLast_(repeatsLast), mostExchanges_(mostExchanges) {}
+                 std::size_t mostExchanges = kMostExchanges, End end = End::connectionIsLost)
+        : replies_(replies), repeatsLast_(repeatsLast), mostExchanges_(mostExchanges), end_(end) {}
 
     int request(SipJson& command) override {
         if (!begun_) {
             command.SetStatus(toNumber(CommandStatus::notAvailable));
-        } else if (exchanges_ == mostExchanges_) {
-            command.SetStatus(toNumber(CommandStatus::noChannel));
+        } else if (requests_++ >= mostExchanges_) {
+            command.SetStatus(toNumber(end_ == End::userIsRefused ? CommandStatus::accessDenied
+                                                                  : CommandStatus::noChannel));
         } else if (exchanges_ < replies_.size() || (repeatsLast_ && !replies_.empty())) {
             const std::size_t index = std::min(exchanges_++, replies_.size() - 1);
             exchanges_ = repeatsLast_ ? exchanges_ : index + 1;
@@ -118,6 +122,8 @@ class FuzzedClient final : public provider::KOLMClient {
     const std::vector<std::string>& replies_;
     const bool repeatsLast_;
     const std::size_t mostExchanges_;
+    const End end_;
+    std::size_t requests_ = 0;
     std::size_t exchanges_ = 0;
     bool begun_ = false;
 };
