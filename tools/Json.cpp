@@ -148,14 +148,18 @@ std::size_t depthOf(std::string_view json) {
     return deepest;
 }
 
-constexpr unsigned kAnyBytes = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag;
+constexpr unsigned kAnyBytes = rapidjson::kParseIterativeFlag;
 
 /// False if the text is not JSON or has too many levels.
 template <unsigned kFlags>
 bool parseLimited(JsonDocument& document, std::string_view text) {
     constexpr std::size_t kDeepest = 64;
-    return depthOf(text) <= kDeepest &&
-           !document.Parse<kFlags>(text.data(), text.size()).HasParseError();
+    constexpr unsigned kExact = kFlags | rapidjson::kParseFullPrecisionFlag;
+    if (depthOf(text) > kDeepest) {
+        return false;
+    }
+    return hasScaledZero(text) ? !document.Parse<kFlags>(text.data(), text.size()).HasParseError()
+                               : !document.Parse<kExact>(text.data(), text.size()).HasParseError();
 }
 
 using Utf8 = rapidjson::UTF8<>;
@@ -216,6 +220,19 @@ Json copyValid(const Json& value, JsonAllocator& allocator) {
         copy.CopyFrom(value, allocator);
     }
     return copy;
+}
+
+bool hasScaledZero(std::string_view json) {
+    constexpr std::size_t kMany = 20;
+    for (std::size_t at = json.find('0'); at != json.npos; at = json.find('0', at)) {
+        const std::size_t begin = at;
+        at = std::min(json.find_first_not_of("0.", at), json.size());
+        const bool isScaled = at < json.size() && (json[at] == 'e' || json[at] == 'E');
+        if (isScaled || at - begin > kMany) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool parse(JsonDocument& document, std::string_view text) {

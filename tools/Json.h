@@ -38,6 +38,10 @@ Json text(std::string_view value, JsonAllocator& allocator);
 /// A copy of an external value in which all strings, including names, are valid UTF-8.
 Json copyValid(const Json& value, JsonAllocator& allocator);
 
+/// True if a text has a zero with an exponent, or with many digits. RapidJSON's exact conversion of
+/// these (kParseFullPrecisionFlag) is undefined; without the flag they are 0.
+[[nodiscard]] bool hasScaledZero(std::string_view json);
+
 /// Parses a text from outside. False if it is not JSON in UTF-8, or has more than 64 levels: to
 /// copy or to write a value takes a call for each level.
 [[nodiscard]] bool parse(JsonDocument& document, std::string_view text);

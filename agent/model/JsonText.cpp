@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "tools/Json.h"
+
 namespace varnock::agent {
 namespace {
 
@@ -78,9 +80,10 @@ bool JsonText::read(Document& document, std::string& fault) {
     rapidjson::Reader reader;
     const auto fill = [&](Document& filled) {
         Handler handler(filled, stream, *this);
-        constexpr unsigned kFlags =
-            rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
-        return !reader.Parse<kFlags>(stream, handler).IsError();
+        constexpr unsigned kFlags = rapidjson::kParseValidateEncodingFlag;
+        constexpr unsigned kExact = kFlags | rapidjson::kParseFullPrecisionFlag;
+        return hasScaledZero(text_) ? !reader.Parse<kFlags>(stream, handler).IsError()
+                                    : !reader.Parse<kExact>(stream, handler).IsError();
     };
     document.Populate(fill);
     if (reader.HasParseError()) {

@@ -55,6 +55,24 @@ TEST(Json, ParsesWhatItCanWrite) {
     EXPECT_EQ(toString(document, false), "[[],[],{\"a\":{}},0.1]");
 }
 
+TEST(Json, ParsesNumbersExactly) {
+    JsonDocument document;
+    for (const char* zero : {"0e308", "-0E-300", "0.0e+23", "0.0000000000000000000000000000000"}) {
+        EXPECT_TRUE(hasScaledZero(zero)) << zero;
+        ASSERT_TRUE(parse(document, zero)) << zero;
+        EXPECT_EQ(document.GetDouble(), 0) << zero;
+    }
+    for (const char* number :
+         {"0", "-0.0", "10.5e30", "0.30000000000000004", "100000000000000000"}) {
+        EXPECT_FALSE(hasScaledZero(number)) << number;
+        ASSERT_TRUE(parse(document, number)) << number;
+    }
+    ASSERT_TRUE(parse(document, "0.30000000000000004"));
+    EXPECT_EQ(document.GetDouble(), 0.30000000000000004);
+    EXPECT_TRUE(hasScaledZero("[\"a\",1,0e5]"));
+    EXPECT_FALSE(hasScaledZero(""));
+}
+
 TEST(Json, ParsesNothingElse) {
     JsonDocument document;
     for (const std::string& bad :

@@ -39,6 +39,15 @@ TEST(JsonText, SaysWhereATextIsNoJson) {
     EXPECT_EQ(faultOf("{} {}").substr(0, 4), "f:1:");
 }
 
+TEST(JsonText, ReadsAZeroWithAnyExponent) {
+    JsonText text("[0e308, 0.0000000000000000000000000000000, 0.30000000000000004]", "f");
+    Document document;
+    std::string fault;
+    ASSERT_TRUE(text.read(document, fault)) << fault;
+    EXPECT_EQ(document[0].GetDouble(), 0);
+    EXPECT_EQ(document[1].GetDouble(), 0);
+}
+
 TEST(JsonText, LimitsTheDepth) {
     EXPECT_NE(faultOf(std::string(1'000'000, '[')).find("more than 32 levels"), std::string::npos);
     EXPECT_NE(faultOf(std::string(33, '[') + std::string(33, ']')).find("levels"),
