@@ -12,7 +12,8 @@ enum class Channel { requests, events, control };
 /// The agent's data about one connection.
 struct Session {
     Channel channel;
-    /// The agent's own descriptor, reported to a client when it registers.
+    /// The agent's own descriptor, reported to a client when it registers; with a virtual clock the
+    /// number of the connection.
     int fd;
     bool registered = false;
     std::string client;

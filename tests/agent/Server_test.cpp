@@ -1,5 +1,6 @@
 #include "agent/Server.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -186,6 +187,28 @@ TEST_F(AgentServer, PushesEventsToRegisteredClientsAlone) {
     EXPECT_EQ(reply(registered), event.Export());
     EXPECT_EQ(reply(other), std::nullopt);
     EXPECT_EQ(server_->connections(Channel::events), 2U);
+}
+
+TEST_F(AgentServer, RepeatsItselfInWhatItTellsAClientThatRegisters) {
+    const auto startAnew = [&] {
+        server_.reset();
+        server_ = std::make_unique<Server>(
+            loop_.get(), machine_,
+            ServerOptions{.directory = directory_.path(), .clock = AgentClock::Kind::isVirtual});
+    };
+    startAnew();
+    const auto registered = [&] {
+        Client client(events());
+        sendAll(client, encodeFrame(registrationText(0x1200, "listener")));
+        return reply(client).value_or("");
+    };
+    const FileDescriptor other(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    std::vector<std::string> replies = {registered(), registered()};
+    startAnew();
+    const FileDescriptor more(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(registered(), replies[0]);
+    EXPECT_EQ(registered(), replies[1]);
+    EXPECT_NE(replies[0], replies[1]);
 }
 
 TEST_F(AgentServer, DropsAListenerThatDoesNotReadAndKeepsTheOthers) {
