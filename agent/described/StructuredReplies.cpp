@@ -104,7 +104,7 @@ Answer pciHeader(const Exchange& exchange, const Node& devices, unsigned positio
     const Node& device = devices[position];
     const bool hasVendor = memberOf(device, "vendorId") != nullptr;
     Bytes written = headerOf(exchange, device);
-    // This may read the list anew.
+    // Looking for the header may replace the list that `device` belongs to.
     if (auto whole = wholeHeader(exchange, position)) {
         return std::get<Bytes>(*std::move(whole));
     }
